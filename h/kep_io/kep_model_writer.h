@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// Writes a device model in the JSON form that the model reader takes (a hierarchical netlist of modules).
+///
+/// A module is filled as one KEP_MODEL_MODULE and written at once, so a file may be far larger than memory: only the
+/// module at hand is held. Order is kept: ports, cells and connections are written in the order in which they stand.
+/// A bit is a net number within its module; UNCONNECTED_BIT is written as "x".
+///
+/// One writer, one thread.
+
+/// A net number that stands for no net.
+inline constexpr std::int64_t KEP_MODEL_UNCONNECTED_BIT = -1;
+
+enum class KEP_MODEL_DIRECTION : unsigned char { INPUT, OUTPUT, INOUT };
+
+/// A number or a text; `text` counts when it is not empty.
+struct KEP_MODEL_ATTRIBUTE {
+  std::string name;
+  std::int64_t number = 0;
+  std::string text = {};
+};
+
+struct KEP_MODEL_PORT {
+  std::string name;
+  KEP_MODEL_DIRECTION direction = KEP_MODEL_DIRECTION::INPUT;
+  std::vector<std::int64_t> bits;
+};
+
+struct KEP_MODEL_CELL {
+  std::string name;
+  std::string type; ///< key of the master module in the same file
+  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
+  std::vector<std::pair<std::string, std::vector<std::int64_t>>> connections = {}; ///< port name, bits
+};
+
+struct KEP_MODEL_NETNAME {
+  std::string name;
+  std::vector<std::int64_t> bits;
+  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
+};
+
+struct KEP_MODEL_MODULE {
+  std::string key;
+  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
+  std::vector<KEP_MODEL_PORT> ports = {};
+  std::vector<KEP_MODEL_CELL> cells = {};
+  std::vector<KEP_MODEL_NETNAME> netnames = {};
+};
+
+class KEP_MODEL_WRITER {
+public:
+  /// Writes the head of the file. `out` must outlive the writer; its state tells of write errors.
+  KEP_MODEL_WRITER(std::ostream& out, std::string_view creator);
+  KEP_MODEL_WRITER(const KEP_MODEL_WRITER&) = delete;
+  KEP_MODEL_WRITER& operator=(const KEP_MODEL_WRITER&) = delete;
+
+  void write(const KEP_MODEL_MODULE& module);
+
+  /// Writes the end of the file and flushes. Nothing may be written after it.
+  void finish();
+
+private:
+  std::ostream& m_out;
+  std::string m_buffer; // one module's text, reused
+  bool m_first = true;
+};
