@@ -125,4 +125,6 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
   m_out << out;
 }
 
-void KEP_MODEL_WRITER::finish() { m_out << "}\n}\n" << std::flush; }
+void KEP_MODEL_WRITER::finish() {
+  m_out << "}\n}\n" << std::flush;
+}

@@ -9,9 +9,9 @@
 
 /// Writes a device model in the JSON form that the model reader takes (a hierarchical netlist of modules).
 ///
-/// A module is filled as one KEP_MODEL_MODULE and written at once, so a file may be far larger than memory: only the
-/// module at hand is held. Order is kept: ports, cells and connections are written in the order in which they stand.
-/// A bit is a net number within its module; UNCONNECTED_BIT is written as "x".
+/// A module is filled as one KEP_MODEL_MODULE and written at once, so a file may be far larger than memory:
+/// only the module at hand is held. Order is kept: ports, cells and connections are written in the order in
+/// which they stand. A bit is a net number within its module; UNCONNECTED_BIT is written as "x".
 ///
 /// One writer, one thread.
 

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "kep/kep_db.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+/// The numbers by which a builder knows what it was given. Ports and instances are numbered within their
+/// module.
+enum class KEP_MODULE_ID : std::uint32_t {};
+enum class KEP_INSTANCE_ID : std::uint32_t {};
+enum class KEP_NET_ID : std::uint32_t {};
+
+struct KEP_MODULE_PROPERTIES {
+  std::string m_name;        ///< empty: the key
+  std::string m_equivalents; ///< name of the group of equivalents; empty: none
+  KEP_VIEW_TYPE m_view_type = KEP_VIEW_TYPE::LOGICAL;
+  bool m_is_designated_top = false;
+  bool m_is_ip_root = false;
+  bool m_has_trait_0 = false;
+  bool m_is_blc_bidir_buffer = false;
+  bool m_is_foreign = false;
+  // Read on the top module alone.
+  KEP_DB_TYPE m_db_type = KEP_DB_TYPE::REDUNDANCY;
+  bool m_is_device_top = false;
+};
+
+struct KEP_INSTANCE_PROPERTIES {
+  bool m_has_inst_header = false;
+  bool m_has_trait_0 = false;
+  bool m_is_blc_atom = false;
+  bool m_is_blc_inserted_buffer = false;
+};
+
+/// Gathers a model, then freezes it: the only way to a KEP_DB. A builder is used once, by one thread.
+///
+///   KEP_DB_BUILDER builder;
+///   const KEP_MODULE_ID mux = builder.add_module("MUX", {});
+///   builder.add_port(mux, "i", KEP_PORT_DIRECTION::INPUT);
+///   const KEP_MODULE_ID top = builder.add_module("TOP", {});
+///   const KEP_INSTANCE_ID m = builder.add_instance(top, "m", mux, {.m_has_inst_header = true});
+///   const KEP_NET_ID n = builder.add_net(top, "n");
+///   builder.connect(top, m, 0, n);
+///   std::unique_ptr<KEP_DB> db = KEP_DB_BUILDER::freeze(std::move(builder));
+///
+/// Order is kept: modules, ports, instances and nets are numbered as they come. A net's members stand in the
+/// order of the model, not of the calls. Order of calls is free but for this: a thing is added before it is
+/// named in another call, and the ports of a master before an instance of it is connected.
+class KEP_EXPORT KEP_DB_BUILDER {
+public:
+  KEP_DB_BUILDER();
+  ~KEP_DB_BUILDER();
+  KEP_DB_BUILDER(KEP_DB_BUILDER&&) noexcept;
+  KEP_DB_BUILDER& operator=(KEP_DB_BUILDER&&) noexcept;
+
+  KEP_MODULE_ID add_module(std::string_view key, const KEP_MODULE_PROPERTIES& properties);
+  /// The index of the new port is the number of ports that the module had.
+  unsigned add_port(KEP_MODULE_ID module, std::string_view name, KEP_PORT_DIRECTION direction,
+                    int blc_re_index = -1, std::string_view blc_icd_port_name = {});
+  void set_port_blc(KEP_MODULE_ID module, unsigned port, int blc_re_index,
+                    std::string_view blc_icd_port_name);
+  KEP_INSTANCE_ID add_instance(KEP_MODULE_ID parent, std::string_view name, KEP_MODULE_ID master,
+                               const KEP_INSTANCE_PROPERTIES& properties);
+  KEP_NET_ID add_net(KEP_MODULE_ID module, std::string_view name);
+  void set_net_name(KEP_MODULE_ID module, KEP_NET_ID net, std::string_view name);
+  /// Puts a port of the module on a net of the same module. A later call for the same port moves it.
+  void connect(KEP_MODULE_ID module, unsigned port, KEP_NET_ID net);
+  /// Puts the inst port that mirrors the master's port `port` on a net of the module.
+  void connect(KEP_MODULE_ID module, KEP_INSTANCE_ID instance, unsigned port, KEP_NET_ID net);
+
+  /// Checks the whole model, numbers it and lays out its unfolded hierarchy. A net whose only member is one
+  /// port of its module is dropped, as is one without members: nothing is behind such a port.
+  ///
+  /// KEP_DB_ERROR with the place inside the model and the reason when a rule is broken: a key, a port or an
+  /// instance twice; a name that is empty or holds "/" or ":"; a hierarchy that contains itself; no top or
+  /// several; equivalents whose ports differ; more occurrences than can be numbered or held in memory.
+  static std::unique_ptr<KEP_DB> freeze(KEP_DB_BUILDER&& builder);
+
+private:
+  friend class KEP_MODEL_FREEZER;
+  struct MODEL;
+  std::unique_ptr<MODEL> m_model;
+};

@@ -1,0 +1,229 @@
+#pragma once
+
+#include "kep/kep_routing_graph.h"
+
+#include <tbb/mutex.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The graph under construction: nodes are allocated and found by their uips, fanouts are set from many
+/// threads, and the last step publishes the finished graph in the database. Until then the database shows the
+/// graph that it had.
+///
+/// One thread calls, unless an operation is marked concurrent.
+
+class KEP_ROUTING_BUILDER_GRAPH;
+
+/// A node under construction, 16 bytes. Nodes move once, when the graph is sorted for templating; from then
+/// on a pointer to one is valid as long as the graph.
+class KEP_EXPORT KEP_ROUTING_BUILDER_NODE {
+public:
+  /// A new boundary node for a port of the top module.
+  static KEP_ROUTING_BUILDER_NODE* allocate(KEP_ROUTING_BUILDER_GRAPH* graph, const KEP_PORT* port);
+  /// A new node for a uip. A second node for one uip is its hipi twin.
+  static KEP_ROUTING_BUILDER_NODE* allocate(KEP_ROUTING_BUILDER_GRAPH* graph,
+                                            const KEP_UNFOLDED_INST_PORT& uip);
+
+  // Concurrent, but for set_hipi.
+  bool is_boundary() const { return m_occurrence == KEP_UNFOLDING::ABOVE_TOP; }
+  bool is_hipi() const { return m_is_hipi; }
+  void set_hipi(bool is_hipi) { m_is_hipi = is_hipi; }
+  /// The port of a boundary node, null for any other.
+  KEP_PORT* get_port() const { return is_boundary() ? static_cast<KEP_PORT*>(m_object) : nullptr; }
+  /// The uip of a node that is no boundary node, the same for a hipi twin.
+  KEP_UNFOLDED_INST_PORT get_unfolded_inst_port() const {
+    return is_boundary() ? KEP_UNFOLDED_INST_PORT()
+                         : KEP_UNFOLDED_INST_PORT(m_occurrence, static_cast<KEP_INST_PORT*>(m_object));
+  }
+  /// The node's place in its graph, from 0.
+  std::uint32_t get_index() const { return m_index; }
+  std::string get_name(const KEP_NAME_STYLE& style) const;
+  /// The identity that the node has in the finished graph.
+  std::uint64_t get_word() const;
+
+private:
+  friend class KEP_ROUTING_BUILDER_GRAPH;
+  void* m_object; // KEP_PORT of a boundary node, else KEP_INST_PORT
+  std::uint32_t m_occurrence;
+  std::uint32_t m_index : 31;
+  std::uint32_t m_is_hipi : 1;
+};
+static_assert(sizeof(KEP_ROUTING_BUILDER_NODE) == 16, "a build holds one for each node");
+
+class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER
+    : public boost::iterator_facade<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER,
+                                    KEP_ROUTING_BUILDER_NODE*, boost::forward_traversal_tag,
+                                    KEP_ROUTING_BUILDER_NODE*> {
+public:
+  KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER() = default;
+  KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER(KEP_ROUTING_BUILDER_GRAPH* graph, std::uint32_t index)
+      : m_graph(graph), m_index(index) {}
+
+private:
+  friend class boost::iterator_core_access;
+  friend class KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE;
+  KEP_ROUTING_BUILDER_NODE* dereference() const;
+  bool equal(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER& other) const {
+    return m_index == other.m_index;
+  }
+  void increment() { ++m_index; }
+
+  KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
+  std::uint32_t m_index = 0;
+};
+
+/// The nodes that exist when the range is made; a TBB range that is divisible while it holds more nodes than
+/// its grain.
+class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE
+    : public boost::iterator_range<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER> {
+public:
+  using ITER = KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER;
+  KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(const ITER& begin, const ITER& end,
+                                                            unsigned grain)
+      : boost::iterator_range<ITER>(begin, end), m_grain(grain) {}
+  KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(
+      KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& other, tbb::split);
+  bool is_divisible() const { return end().m_index - begin().m_index > m_grain; }
+
+private:
+  unsigned m_grain;
+};
+
+class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH {
+public:
+  using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE;
+
+  /// An empty graph whose node memory starts at so many MiB and grows as needed.
+  static KEP_ROUTING_BUILDER_GRAPH* create(KEP_DB* db, std::size_t init_size_MiB);
+  static void destroy(KEP_ROUTING_BUILDER_GRAPH* graph);
+
+  KEP_DB* get_db() const { return m_db; }
+  /// Nodes allocated so far, boundary and hipi nodes included.
+  unsigned get_node_count() const { return m_node_count; }
+  KEP_ROUTING_BUILDER_NODE* get_node(std::uint32_t index) const {
+    return m_chunks[index / CHUNK_NODES].get() + index % CHUNK_NODES;
+  }
+  NODE_RANGE iter_nodes(unsigned grain);
+
+private:
+  friend class KEP_RG_BUILD;
+  friend class KEP_RG_TEST_ACCESS;
+  friend class KEP_ROUTING_BUILDER_NODE;
+  friend class KEP_ROUTING_BUILDER_NODE_CACHE;
+  friend class KEP_ROUTING_BUILDER_EDGE_BUILDER;
+  friend class KEP_ROUTING_GRAPH_STORAGE;
+  struct STATE;
+  static constexpr std::uint32_t CHUNK_NODES = 65536; // one MiB
+
+  KEP_ROUTING_BUILDER_GRAPH(KEP_DB* db, std::size_t init_size_MiB);
+  ~KEP_ROUTING_BUILDER_GRAPH();
+  /// Room for the fanouts of so many uip nodes. An estimate: the graph grows past it.
+  void reserve_routing_node_template_space(unsigned count);
+  KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
+  void sort_nodes();
+
+  KEP_DB* m_db;
+  unsigned m_node_count = 0;
+  std::vector<std::unique_ptr<KEP_ROUTING_BUILDER_NODE[]>> m_chunks;
+  std::unique_ptr<STATE> m_state;
+};
+
+/// Finds nodes by what they stand at, with no hash table for uips: two tables by number answer.
+class KEP_EXPORT KEP_ROUTING_BUILDER_NODE_CACHE {
+public:
+  KEP_ROUTING_BUILDER_NODE_CACHE();
+  ~KEP_ROUTING_BUILDER_NODE_CACHE();
+  KEP_ROUTING_BUILDER_NODE_CACHE(const KEP_ROUTING_BUILDER_NODE_CACHE&) = delete;
+  KEP_ROUTING_BUILDER_NODE_CACHE& operator=(const KEP_ROUTING_BUILDER_NODE_CACHE&) = delete;
+
+  /// Before the first node; the numbers are estimates.
+  void initialize_routing_builder_graph(std::size_t n_uip_nodes, std::size_t n_boundary_nodes,
+                                        KEP_ROUTING_BUILDER_GRAPH* graph);
+  /// After the sort: registers every node of the graph anew.
+  void initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph);
+  /// False when a node stood there already; the first stays.
+  bool add_routing_node(KEP_ROUTING_BUILDER_NODE* node);
+  bool add_routing_node_hipi(KEP_ROUTING_BUILDER_NODE* node);
+
+  // Concurrent.
+  /// The plain node of the uip, or null.
+  KEP_ROUTING_BUILDER_NODE* find_routing_node(const KEP_UNFOLDED_INST_PORT& uip) const;
+  /// The boundary node of the port, or null.
+  KEP_ROUTING_BUILDER_NODE* find_routing_node(const KEP_PORT* port) const;
+  /// The plain node or null, the hipi twin or null.
+  std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
+  find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const;
+
+private:
+  KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
+};
+
+class KEP_EXPORT KEP_ROUTING_BUILDER_EDGE_BUILDER {
+public:
+  struct FANOUT {
+    KEP_ROUTING_BUILDER_NODE* m_node;   ///< the target of the edge
+    KEP_UNFOLDED_INST_PORT m_mux_input; ///< the mux input through which the edge goes, else empty
+  };
+
+  /// The capacity is a hint.
+  KEP_ROUTING_BUILDER_EDGE_BUILDER(KEP_ROUTING_BUILDER_GRAPH* graph, int edge_capacity);
+  ~KEP_ROUTING_BUILDER_EDGE_BUILDER();
+  KEP_ROUTING_BUILDER_EDGE_BUILDER(const KEP_ROUTING_BUILDER_EDGE_BUILDER&) = delete;
+  KEP_ROUTING_BUILDER_EDGE_BUILDER& operator=(const KEP_ROUTING_BUILDER_EDGE_BUILDER&) = delete;
+
+  /// Puts the graph's nodes into their final order: boundary nodes, then by place in the model, a hipi twin
+  /// behind its plain node. Once, before edges exist. The attributes are not looked at.
+  void sort_nodes_for_templating(KEP_LEGACY_API* legacy_api) const;
+
+  /// Concurrent. Stores the node's real and redundant fanouts in the order of the lists, which are read
+  /// during the call alone. The mutex guards what threads share. KEP_DB_ERROR, naming the node, for more than
+  /// 65535 edges of one kind.
+  void set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
+                  const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool);
+  /// The number of lists of fanouts stored. Read once the parallel section is over.
+  int get_num_templates() const;
+
+private:
+  KEP_ROUTING_BUILDER_GRAPH* m_graph;
+};
+
+/// Knows for like places of repeated modules which node shows what the others look like: for each relative
+/// path below a module that is not the top, the node at the module's first occurrence.
+class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER {
+public:
+  using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT;
+  struct RELPATH_AND_ORIENTATION {
+    KEP_RELATIVE_PATH m_path; ///< invalid: the node needs no entry
+    int m_orientation = 0;    ///< 1 for a hipi twin
+    explicit operator bool() const { return static_cast<bool>(m_path); }
+  };
+
+  KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER(KEP_DB* db, KEP_VIEW_TYPE_RANK rank);
+  ~KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER();
+
+  /// Concurrent, without shared writes. Under which path, seen from `top`, the shape of the node's fanout is
+  /// known.
+  RELPATH_AND_ORIENTATION get_relative_path(KEP_ROUTING_BUILDER_NODE* node,
+                                            const std::vector<FANOUT>& fanouts,
+                                            const std::vector<FANOUT>& redundant_fanouts,
+                                            KEP_UNFOLDED_MODULE top) const;
+  void store_relative_path_and_repnode(RELPATH_AND_ORIENTATION path, KEP_UNFOLDED_MODULE module,
+                                       KEP_ROUTING_BUILDER_NODE* node);
+  /// Null if none was stored.
+  KEP_ROUTING_BUILDER_NODE* find_representative(const RELPATH_AND_ORIENTATION& path) const;
+
+private:
+  struct STATE;
+  std::unique_ptr<STATE> m_state;
+};
+
+namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
+/// The last step of a build: adds the fanins and publishes the finished graph in the database. The flag is
+/// accepted and changes nothing. KEP_DB_ERROR, naming the node, for more than 65535 fanins; the old graph
+/// then stays.
+KEP_EXPORT void add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
+} // namespace KEP_ROUTING_REVERSE_EDGE_BUILDER

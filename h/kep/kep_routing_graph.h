@@ -1,0 +1,228 @@
+#pragma once
+
+#include "kep/kep_routing_primitive.h"
+
+#include <tbb/blocked_range.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
+
+/// The finished routing graph.
+///
+///   node     a port position that can carry a signal: a plain node or a hipi node at a uip, or a boundary
+///   node at a port
+///            of the top
+///   edge     one node can drive another; real or redundant; it may run through a mux, by one input of it
+///
+/// Nodes, edges, iterators and ranges are small values that refer to storage of the graph. Reading allocates
+/// nothing and changes nothing; any number of threads may read at once. Values of a graph that was replaced
+/// by a newer build must not be used any more.
+namespace KEP_ROUTING {
+
+class GRAPH;
+class NODE;
+class FWD_EDGE;
+class REV_EDGE;
+template <class T>
+class EDGE_ITER;
+
+/// The identity of a node inside its graph: one word that names its place in the model.
+class KEP_EXPORT BASE_NODE {
+public:
+  bool operator==(const BASE_NODE& other) const { return m_word == other.m_word; }
+  bool operator!=(const BASE_NODE& other) const { return m_word != other.m_word; }
+  explicit operator bool() const { return m_word != 0; }
+
+protected:
+  friend class GRAPH;
+  friend class NODE;
+  explicit BASE_NODE(bool) {}
+  explicit BASE_NODE(std::uint64_t word) : m_word(word) {}
+  std::uint64_t m_word = 0;
+};
+
+class KEP_EXPORT NODE : public BASE_NODE {
+public:
+  /// The null node of no graph.
+  NODE() : BASE_NODE(false) {}
+  /// The boundary node of a port of the top; the null node for null and for a port without one.
+  explicit NODE(const KEP_PORT* port);
+  explicit NODE(std::nullptr_t) : NODE() {}
+  /// The hipi node that stands at the uip when `hipi` is set, else the plain node; the null node if there is
+  /// none.
+  NODE(const KEP_UNFOLDED_INST_PORT& uip, bool hipi);
+
+  /// The same identity in the same graph.
+  bool operator==(const NODE& other) const { return m_word == other.m_word && m_graph == other.m_graph; }
+  bool operator!=(const NODE& other) const { return !(*this == other); }
+  unsigned long long hash() const {
+    const std::uint64_t h = m_word * 0x9e3779b97f4a7c15U;
+    return h ^ (h >> 32);
+  }
+
+  bool is_boundary() const;
+  bool is_hipi() const;
+  /// The port of a boundary node, null for any other.
+  KEP_PORT* get_port() const;
+  /// The uip of a plain or hipi node, empty for a boundary node.
+  KEP_UNFOLDED_INST_PORT get_unfolded_inst_port() const;
+  /// The hipi node at the place of this plain node, or the null node.
+  NODE get_hipi_node() const;
+
+  unsigned short get_num_edges() const;
+  unsigned short get_num_real_edges() const;
+  unsigned short get_num_fanin() const;
+  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_real_fanout() const;
+  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_redundant_fanout() const;
+  /// The real ones, then the redundant ones.
+  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_all_fanout() const;
+  /// A hipi fanin first, then by the order of the nodes they come from.
+  boost::iterator_range<EDGE_ITER<REV_EDGE>> iter_all_fanin() const;
+
+  /// The full name of its uip, or `:p` for a boundary node.
+  std::string get_name(const KEP_NAME_STYLE& style) const;
+
+  GRAPH* m_graph = nullptr;
+
+private:
+  friend class GRAPH;
+  template <class T>
+  friend class EDGE_ITER;
+  friend class NODE_ITER;
+  NODE(std::uint64_t word, GRAPH* graph) : BASE_NODE(word), m_graph(graph) {}
+};
+static_assert(sizeof(NODE) == 16, "identity and graph");
+
+class KEP_EXPORT FWD_EDGE {
+public:
+  NODE get_fanout() const { return m_fanout; }
+  /// The uip of the mux input through which the edge reaches its fanout; empty without a mux.
+  KEP_UNFOLDED_INST_PORT get_mux_input() const;
+
+private:
+  template <class T>
+  friend class EDGE_ITER;
+  FWD_EDGE(const NODE& fanout, std::uint64_t mux_input) : m_fanout(fanout), m_mux_input(mux_input) {}
+  NODE m_fanout;
+  std::uint64_t m_mux_input; // the word of that uip, 0 without one
+};
+
+class REV_EDGE {
+public:
+  /// The node that the edge comes from.
+  NODE get_fanin() const { return m_fanin; }
+
+private:
+  template <class T>
+  friend class EDGE_ITER;
+  explicit REV_EDGE(const NODE& fanin) : m_fanin(fanin) {}
+  NODE m_fanin;
+};
+
+/// The edges of one node. Two iterators of one range are equal when their positions are.
+template <class T>
+class KEP_EXPORT EDGE_ITER
+    : public boost::iterators::iterator_facade<EDGE_ITER<T>, T, boost::forward_traversal_tag, T> {
+public:
+  EDGE_ITER() = default;
+
+private:
+  friend class boost::iterator_core_access;
+  friend class NODE;
+  EDGE_ITER(GRAPH* graph, std::uint64_t source, std::uint64_t first, std::uint32_t position)
+      : m_graph(graph), m_source(source), m_first(first), m_position(position) {}
+  T dereference() const;
+  bool equal(const EDGE_ITER& other) const { return m_position == other.m_position; }
+  void increment() { ++m_position; }
+
+  GRAPH* m_graph = nullptr;
+  std::uint64_t m_source = 0; // the node's own word
+  std::uint64_t m_first = 0;  // where the node's edges begin
+  std::uint32_t m_position = 0;
+};
+extern template class EDGE_ITER<FWD_EDGE>;
+extern template class EDGE_ITER<REV_EDGE>;
+
+class KEP_EXPORT NODE_ITER
+    : public boost::iterators::iterator_facade<NODE_ITER, NODE, boost::forward_traversal_tag, NODE> {
+public:
+  NODE_ITER() = default;
+
+private:
+  friend class boost::iterator_core_access;
+  friend class GRAPH;
+  friend class NODE_ITER_RANGE;
+  NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {}
+  NODE dereference() const;
+  bool equal(const NODE_ITER& other) const { return m_index == other.m_index; }
+  void increment() { ++m_index; }
+
+  GRAPH* m_graph = nullptr;
+  std::uint32_t m_index = 0;
+};
+
+/// A range of nodes that TBB can split: it is divisible while it holds more nodes than its grain.
+class KEP_EXPORT NODE_ITER_RANGE : public boost::iterator_range<NODE_ITER> {
+public:
+  NODE_ITER_RANGE(NODE_ITER_RANGE& other, tbb::split);
+  bool is_divisible() const;
+
+private:
+  friend class GRAPH;
+  NODE_ITER_RANGE(const NODE_ITER& begin, const NODE_ITER& end, unsigned grain)
+      : boost::iterator_range<NODE_ITER>(begin, end), m_grain(grain) {}
+  unsigned m_grain;
+};
+
+/// The graph of a database, and the description it is built from. Before the first build it has no nodes.
+class KEP_EXPORT GRAPH {
+public:
+  explicit GRAPH(KEP_DB* db);
+  ~GRAPH();
+  GRAPH(const GRAPH&) = delete;
+  GRAPH& operator=(const GRAPH&) = delete;
+
+  KEP_ROUTING_PRIMITIVE* get_routing_primitive() { return &m_routing_primitive; }
+  const KEP_ROUTING_PRIMITIVE* find_routing_primitive() const { return &m_routing_primitive; }
+
+  /// Every node once, in an order that stays the same as long as the graph.
+  NODE_ITER_RANGE iter_nodes() const { return iter_nodes_with_grain(1); }
+  NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain) const;
+
+  std::uint64_t get_num_nodes() const;
+  std::uint64_t get_num_real_edges() const;
+  std::uint64_t get_num_redundant_edges() const;
+  /// The number of distinct lists of fanouts that the graph stores.
+  std::uint64_t get_num_templates() const;
+  /// What the graph holds in memory, all of it.
+  std::uint64_t get_memory_bytes() const;
+
+  /// Replaces the graph by a newer one, at the end of a build.
+  void publish(std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage);
+
+protected:
+  friend class NODE;
+  friend class FWD_EDGE;
+  friend class NODE_ITER;
+  template <class T>
+  friend class EDGE_ITER;
+  KEP_PORT* get_port(const BASE_NODE& node) const;
+  KEP_UNFOLDED_INST_PORT get_unfolded_inst_port(const BASE_NODE& node) const;
+  bool is_boundary(const BASE_NODE& node) const;
+  bool is_hipi(const BASE_NODE& node) const;
+
+private:
+  KEP_DB* m_db;
+  KEP_ROUTING_PRIMITIVE m_routing_primitive;
+  std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> m_storage;
+};
+
+} // namespace KEP_ROUTING
+
+template <>
+struct std::hash<KEP_ROUTING::NODE> {
+  std::size_t operator()(const KEP_ROUTING::NODE& node) const noexcept { return node.hash(); }
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "kep/kep_unfolded.h"
+
+/// The base class through which a walk over the unfolded model tells what it does. This one does nothing.
+class KEP_EXPORT KEP_UNFOLD_OBSERVER {
+public:
+  enum class VISIT_TYPE : int {
+    START = 1,
+    TARGET = 2,
+    WALK = 3,
+    FOUND = 4,
+    MUX_INPUT = 5,
+    MUX_OUTPUT = 6,
+    SKIP = 8,         ///< the walk goes on through skip paths of this uip
+    TERMINATING = 10, ///< a terminating point, which is a result
+    END = 11,         ///< the walk ends here
+    SEARCH = 12,      ///< the start of a search
+    CROSS = 13,       ///< the walk crosses the hierarchy here
+  };
+
+  virtual ~KEP_UNFOLD_OBSERVER();
+  virtual void close();
+  virtual void start_uip(const KEP_UNFOLDED_INST_PORT& uip);
+  virtual void finish_uip();
+  virtual void start_net(const KEP_UNFOLDED_NET& net);
+  virtual void visit(const KEP_UNFOLDED_PORT& port, VISIT_TYPE type);
+  virtual void visit(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type);
+
+  /// The name of a visit type for a log: "start", "target", ...; empty for any other value.
+  static const char* get_name_of_visit_type(VISIT_TYPE type);
+};

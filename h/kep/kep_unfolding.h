@@ -1,0 +1,80 @@
+#pragma once
+
+#include "kep/kep_design.h"
+
+#include <vector>
+
+/// The positions of the unfolded hierarchy, as numbers.
+///
+/// An *inner occurrence* is an occurrence of a module that holds instances or nets. All of them stand in one
+/// array, the inner children of one occurrence side by side, so that every step of an unfolded value is
+/// arithmetic and a few loads. An occurrence of any other module has no entry: it is named by the inner
+/// occurrence above it and its slot there.
+///
+/// Entry 0 stands above the tops: its slots are the top module and its equivalents in other views.
+///
+/// Numbers: in depth-first order every occurrence, inner or not, has a 64-bit number. The number of an
+/// occurrence less the number of an ancestor depends on the ancestor's module alone.
+
+struct KEP_OCCURRENCE {
+  KEP_MODULE* m_module = nullptr; ///< null for entry 0
+  std::uint64_t m_number = 0;
+  std::uint32_t m_parent = 0; ///< entry of the inner occurrence above
+  std::uint32_t m_slot = 0;   ///< the slot in the parent's module
+  std::uint32_t m_first_child = 0;
+};
+static_assert(sizeof(KEP_OCCURRENCE) <= 32, "two entries a cache line");
+
+class KEP_EXPORT KEP_UNFOLDING {
+public:
+  /// The entry that stands above the tops.
+  static constexpr std::uint32_t ABOVE_TOP = 0;
+
+  KEP_UNFOLDING() = default;
+  KEP_UNFOLDING(const KEP_UNFOLDING&) = delete;
+  KEP_UNFOLDING& operator=(const KEP_UNFOLDING&) = delete;
+
+  const KEP_OCCURRENCE& get(std::uint32_t occurrence) const { return m_occurrences[occurrence]; }
+  std::uint32_t size() const { return static_cast<std::uint32_t>(m_occurrences.size()); }
+  KEP_DB* get_db() const { return m_db; }
+  const KEP_SLOT& get_slot(std::uint32_t occurrence, std::uint32_t slot) const {
+    const KEP_MODULE* module = m_occurrences[occurrence].m_module;
+    return module ? module->get_slots()[slot] : m_top_slots[slot];
+  }
+  /// The inner occurrence in a slot; the slot must be inner.
+  std::uint32_t get_child(std::uint32_t occurrence, const KEP_SLOT& slot) const {
+    return m_occurrences[occurrence].m_first_child + slot.m_inner_rank;
+  }
+  /// The number of the occurrence in a slot, inner or not.
+  std::uint64_t get_number(std::uint32_t occurrence, const KEP_SLOT& slot) const {
+    return m_occurrences[occurrence].m_number + slot.m_number;
+  }
+  const std::vector<KEP_SLOT>& get_top_slots() const { return m_top_slots; }
+
+  /// Appends the names of the instances from the top down to the inner occurrence, each followed by the
+  /// separator.
+  void append_path(std::uint32_t occurrence, char separator, std::string& name) const;
+
+  /// Modules and ports of the design by their numbers.
+  const std::vector<KEP_MODULE*>& get_modules() const { return m_modules; }
+  const std::vector<KEP_PORT*>& get_ports() const { return m_ports; }
+
+private:
+  friend class KEP_MODEL_FREEZER;
+  KEP_DB* m_db = nullptr;
+  std::vector<KEP_OCCURRENCE> m_occurrences;
+  std::vector<KEP_SLOT> m_top_slots;
+  std::vector<KEP_MODULE*> m_modules;
+  std::vector<KEP_PORT*> m_ports;
+};
+
+/// Where a module or a port stands: the inner occurrence above and the slot in it, in one word.
+struct KEP_SLOT_POSITION {
+  static constexpr std::uint64_t pack(std::uint32_t occurrence, std::uint32_t slot) {
+    return static_cast<std::uint64_t>(occurrence) << 32 | slot;
+  }
+  static constexpr std::uint32_t occurrence(std::uint64_t position) {
+    return static_cast<std::uint32_t>(position >> 32);
+  }
+  static constexpr std::uint32_t slot(std::uint64_t position) { return static_cast<std::uint32_t>(position); }
+};
