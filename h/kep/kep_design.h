@@ -124,6 +124,7 @@ private:
   friend class KEP_MODEL_FREEZER;
   friend class KEP_INST_PORT;
   friend class KEP_MODULE;
+  friend class KEP_UNFOLDED_INSTANCE;
   friend class KEP_UNFOLDING;
   KEP_MODULE* m_parent = nullptr;
   KEP_MODULE* m_module = nullptr;

@@ -2,10 +2,9 @@
 
 #include "kep/kep_routing_graph.h"
 
-#include <tbb/mutex.h>
-
 #include <cstddef>
 #include <memory>
+#include <oneapi/tbb/mutex.h>
 #include <string>
 #include <utility>
 #include <vector>

@@ -37,6 +37,7 @@ public:
   explicit operator bool() const { return m_word != 0; }
 
 protected:
+  friend class FWD_EDGE;
   friend class GRAPH;
   friend class NODE;
   explicit BASE_NODE(bool) {}
@@ -124,8 +125,7 @@ private:
 
 /// The edges of one node. Two iterators of one range are equal when their positions are.
 template <class T>
-class KEP_EXPORT EDGE_ITER
-    : public boost::iterators::iterator_facade<EDGE_ITER<T>, T, boost::forward_traversal_tag, T> {
+class EDGE_ITER : public boost::iterators::iterator_facade<EDGE_ITER<T>, T, boost::forward_traversal_tag, T> {
 public:
   EDGE_ITER() = default;
 
@@ -143,8 +143,10 @@ private:
   std::uint64_t m_first = 0;  // where the node's edges begin
   std::uint32_t m_position = 0;
 };
-extern template class EDGE_ITER<FWD_EDGE>;
-extern template class EDGE_ITER<REV_EDGE>;
+template <>
+KEP_EXPORT FWD_EDGE EDGE_ITER<FWD_EDGE>::dereference() const;
+template <>
+KEP_EXPORT REV_EDGE EDGE_ITER<REV_EDGE>::dereference() const;
 
 class KEP_EXPORT NODE_ITER
     : public boost::iterators::iterator_facade<NODE_ITER, NODE, boost::forward_traversal_tag, NODE> {

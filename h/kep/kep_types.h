@@ -10,6 +10,7 @@ class KEP_DB;
 class KEP_DB_BUILDER;
 class KEP_INST_PORT;
 class KEP_INSTANCE;
+class KEP_LEGACY_API;
 class KEP_MODULE;
 class KEP_NET;
 class KEP_PORT;

@@ -51,6 +51,14 @@ public:
   }
   const std::vector<KEP_SLOT>& get_top_slots() const { return m_top_slots; }
 
+  static constexpr unsigned NO_SLOT = ~0U;
+  /// The slot, in the instance's parent, in which `module` stands as its master; NO_SLOT if it is none of its
+  /// views.
+  static unsigned find_slot(const KEP_INSTANCE* instance, const KEP_MODULE* module);
+  /// The slot of the module at or below which the occurrence with that number, counted from the module,
+  /// stands.
+  static unsigned find_slot_of_number(const KEP_MODULE* module, std::uint64_t number);
+
   /// Appends the names of the instances from the top down to the inner occurrence, each followed by the
   /// separator.
   void append_path(std::uint32_t occurrence, char separator, std::string& name) const;

@@ -1,0 +1,150 @@
+#include "kep/kep_model_freezer.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::uint64_t TOO_MANY = std::numeric_limits<std::uint64_t>::max();
+
+std::uint64_t add_up(std::uint64_t left, std::uint64_t right) {
+  return left > TOO_MANY - right ? TOO_MANY : left + right;
+}
+
+/// Refuses what could not be held, so that a small file that describes far too much is told in words.
+void check_memory(std::uint64_t num_occurrences) {
+  const std::uint64_t limit = std::numeric_limits<std::uint32_t>::max() - 1;
+  const std::uint64_t memory =
+      static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  if (num_occurrences > limit || num_occurrences > memory / sizeof(KEP_OCCURRENCE))
+    throw KEP_DB_ERROR(
+        "modules: the unfolded hierarchy has " +
+        (num_occurrences == TOO_MANY ? std::string("more than 2^64") : std::to_string(num_occurrences)) +
+        " occurrences of modules with contents, more than can be held");
+}
+
+} // namespace
+
+/// An instance has one slot for each view in which its master exists: the plain master's first.
+void KEP_MODEL_FREEZER::make_slots(KEP_MODULE& module) {
+  const auto for_each_view = [](const KEP_MODULE& master, auto use) {
+    use(static_cast<unsigned>(master.m_view_type));
+    for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+      if (master.m_views[view] && master.m_views[view] != &master) use(view);
+  };
+  unsigned char num_views = 0;
+  for_each_view(module, [&](unsigned view) { module.m_view_slots[view] = num_views++; });
+  module.m_view_slots[static_cast<unsigned>(KEP_VIEW_TYPE::DEFAULT_VIEW)] = 0;
+
+  std::uint64_t num_slots = 0;
+  for (unsigned i = 0; i != module.m_num_instances; ++i)
+    for_each_view(*module.m_instances[i].m_module, [&](unsigned) { ++num_slots; });
+  if (num_slots >= std::numeric_limits<unsigned>::max())
+    throw KEP_DB_ERROR(std::string("modules.") + module.m_key + ": more than 2^32 - 2 instances and views");
+  module.m_slots = std::make_unique<KEP_SLOT[]>(num_slots);
+  unsigned inner_rank = 0;
+  for (unsigned i = 0; i != module.m_num_instances; ++i) {
+    KEP_INSTANCE& instance = module.m_instances[i];
+    instance.m_first_slot = module.m_num_slots;
+    for_each_view(*instance.m_module, [&](unsigned view) {
+      KEP_SLOT& slot = module.m_slots[module.m_num_slots++];
+      slot.m_module = instance.m_module->m_views[view];
+      slot.m_instance = i;
+      if (slot.m_module->is_inner()) slot.m_inner_rank = inner_rank++;
+    });
+  }
+}
+
+/// All modules, each behind those that stand in its slots. A hierarchy that contains itself has no such
+/// order.
+std::vector<KEP_MODULE*> KEP_MODEL_FREEZER::order_bottom_up() {
+  enum class STATE : unsigned char { NEW, OPEN, DONE };
+  struct VISIT {
+    KEP_MODULE* m_module;
+    unsigned m_next_slot;
+  };
+  std::vector<KEP_MODULE*> order;
+  std::vector<STATE> states(m_storage->m_owned.size(), STATE::NEW);
+  std::vector<VISIT> stack;
+  for (const auto& start : m_storage->m_owned) {
+    if (states[start->m_number] != STATE::NEW) continue;
+    states[start->m_number] = STATE::OPEN;
+    stack.push_back({start.get(), 0});
+    while (!stack.empty()) {
+      VISIT& visit = stack.back();
+      if (visit.m_next_slot == visit.m_module->m_num_slots) {
+        states[visit.m_module->m_number] = STATE::DONE;
+        order.push_back(visit.m_module);
+        stack.pop_back();
+        continue;
+      }
+      const KEP_SLOT& slot = visit.m_module->m_slots[visit.m_next_slot++];
+      STATE& state = states[slot.m_module->m_number];
+      if (state == STATE::OPEN)
+        throw KEP_DB_ERROR(std::string("modules.") + visit.m_module->m_key + ".cells." +
+                           visit.m_module->m_instances[slot.m_instance].m_name +
+                           ": the hierarchy contains itself: this cell leads back to module \"" +
+                           slot.m_module->m_key + "\"");
+      if (state == STATE::DONE) continue;
+      state = STATE::OPEN;
+      stack.push_back({slot.m_module, 0});
+    }
+  }
+  return order;
+}
+
+void KEP_MODEL_FREEZER::number_slots() {
+  for (const auto& module : m_storage->m_owned)
+    make_slots(*module);
+  m_num_inner.assign(m_storage->m_owned.size(), 0);
+  for (KEP_MODULE* module : order_bottom_up()) {
+    std::uint64_t size = 1;
+    std::uint64_t num_inner = module->is_inner() ? 1 : 0;
+    for (unsigned i = 0; i != module->m_num_slots; ++i) {
+      KEP_SLOT& slot = module->m_slots[i];
+      slot.m_number = size;
+      size = add_up(size, slot.m_module->m_size);
+      num_inner = add_up(num_inner, m_num_inner[slot.m_module->m_number]);
+    }
+    module->m_size = size;
+    m_num_inner[module->m_number] = num_inner;
+  }
+}
+
+/// Breadth first, so that the inner children of an occurrence stand side by side.
+void KEP_MODEL_FREEZER::lay_out_occurrences() {
+  KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  const KEP_MODULE& top = *m_storage->m_top;
+  std::uint64_t num_occurrences = 1;
+  std::uint64_t number = 0;
+  unsigned inner_rank = 0;
+  const auto add_top = [&](KEP_MODULE* module) {
+    KEP_SLOT slot;
+    slot.m_module = module;
+    slot.m_number = number;
+    if (module->is_inner()) slot.m_inner_rank = inner_rank++;
+    number = add_up(number, module->m_size);
+    num_occurrences = add_up(num_occurrences, m_num_inner[module->m_number]);
+    unfolding.m_top_slots.push_back(slot);
+  };
+  add_top(m_storage->m_top);
+  for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+    if (top.m_views[view] && top.m_views[view] != &top) add_top(top.m_views[view]);
+  check_memory(number == TOO_MANY ? TOO_MANY : num_occurrences);
+
+  auto& occurrences = unfolding.m_occurrences;
+  occurrences.reserve(num_occurrences);
+  occurrences.emplace_back();
+  const auto add_children = [&](std::uint32_t parent, const KEP_SLOT* slots, std::size_t num_slots) {
+    occurrences[parent].m_first_child = static_cast<std::uint32_t>(occurrences.size());
+    for (std::size_t i = 0; i != num_slots; ++i)
+      if (slots[i].m_inner_rank != KEP_SLOT::NOT_INNER)
+        occurrences.push_back({slots[i].m_module, occurrences[parent].m_number + slots[i].m_number, parent,
+                               static_cast<std::uint32_t>(i), 0});
+  };
+  add_children(KEP_UNFOLDING::ABOVE_TOP, unfolding.m_top_slots.data(), unfolding.m_top_slots.size());
+  for (std::uint32_t i = 1; i < occurrences.size(); ++i)
+    add_children(i, occurrences[i].m_module->m_slots.get(), occurrences[i].m_module->m_num_slots);
+}
