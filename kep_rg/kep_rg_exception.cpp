@@ -1,0 +1,19 @@
+#include "kep_rg/kep_rg_exception.h"
+
+#include <sstream>
+
+KEP_EXCEPTION::KEP_EXCEPTION(const char* message) : m_message(message) {}
+
+// Destructors are defined here so that every library shares one type information of these classes.
+KEP_EXCEPTION::~KEP_EXCEPTION() = default;
+KEP_RUNTIME_ERROR::~KEP_RUNTIME_ERROR() = default;
+
+const char* KEP_EXCEPTION::what() const noexcept {
+  return m_message.c_str();
+}
+
+void throw_at_line(const std::string& message, const char* function, const char* file, int line) {
+  std::stringstream text;
+  text << message << " from function " << function << " in " << file << "@" << line;
+  throw KEP_RUNTIME_ERROR(text.str().c_str());
+}

@@ -1,0 +1,209 @@
+#include "kep_rg/kep_rg_parse.h"
+
+#include "kep/kep_db.h"
+#include "kep/kep_routing_graph.h"
+#include "kep_report/kep_report_assert.h"
+#include "kep_rg/kep_rg_exception.h"
+
+#include <fmt/format.h>
+
+namespace {
+
+std::string name_of(const auto* object) {
+  return object->get_name(KEP_NAME_STYLE());
+}
+
+/// The port of an equivalent module that corresponds to `port`.
+KEP_PORT* corresponding_port(const KEP_MODULE* equivalent, const KEP_PORT* port) {
+  return equivalent->get_port_by_index(port->get_index());
+}
+
+} // namespace
+
+KEP_RG_PARSE::KEP_RG_PARSE(KEP_DB* db)
+    : m_db(db), m_routing_primitive(db->get_routing_template_graph()->get_routing_primitive()),
+      m_routing_primitive_cache(new KEP_DB_ROUTING_PRIMITIVE_CACHE(db)) {}
+
+KEP_RG_PARSE::~KEP_RG_PARSE() {
+  delete m_routing_primitive_cache;
+}
+
+void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output) {
+  add_port_edge(input, output, KEP_ROUTING_PRIMITIVE_HIPI::NONE, false);
+}
+
+void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output, bool flag) {
+  add_port_edge(input, output, KEP_ROUTING_PRIMITIVE_HIPI::NONE, flag);
+}
+
+void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_PRIMITIVE_HIPI hipi,
+                                 bool flag) {
+  add_port_edge_internal(input, output, flag);
+  const bool is_hipi = hipi != KEP_ROUTING_PRIMITIVE_HIPI::NONE;
+  if (is_hipi) add_hipi_to_ports(input, output, hipi);
+
+  const KEP_MODULE* module = input->get_parent();
+  const KEP_VIEW_TYPE view = module->get_view_type();
+  const bool copies_to_twins =
+      view == KEP_VIEW_TYPE::LOGICAL || (is_hipi && view != KEP_VIEW_TYPE::LOGICAL_TWIN);
+  if (copies_to_twins) {
+    for (const KEP_MODULE* twin : module->get_equivalent_modules(KEP_VIEW_TYPE::LOGICAL_TWIN)) {
+      KEP_PORT* twin_input = corresponding_port(twin, input);
+      KEP_PORT* twin_output = corresponding_port(twin, output);
+      if (view == KEP_VIEW_TYPE::LOGICAL) add_port_edge_internal(twin_input, twin_output, flag);
+      if (is_hipi) add_hipi_to_ports(twin_input, twin_output, hipi);
+    }
+  }
+  if (is_hipi && view != KEP_VIEW_TYPE::BLC) {
+    for (const KEP_MODULE* blc : module->get_equivalent_modules(KEP_VIEW_TYPE::BLC))
+      add_hipi_to_ports(corresponding_port(blc, input), corresponding_port(blc, output), hipi);
+  }
+  if (view == KEP_VIEW_TYPE::BLC) {
+    for (const KEP_MODULE* logical : module->get_equivalent_modules(KEP_VIEW_TYPE::LOGICAL))
+      add_port_edge_internal(corresponding_port(logical, input), corresponding_port(logical, output), flag);
+  }
+}
+
+void KEP_RG_PARSE::add_port_edge_internal(KEP_PORT* port_in, KEP_PORT* port_out, bool flag) {
+  KEP_MODULE* module_in = port_in->get_parent();
+  KEP_ASSERT_EXPLAIN(module_in == port_out->get_parent(), "Ports %s and %s are not in the same module: %s %s",
+                     name_of(port_in).c_str(), name_of(port_out).c_str(), name_of(module_in).c_str(),
+                     name_of(port_out->get_parent()).c_str());
+  KEP_ROUTING_MUX* mux = nullptr;
+  for (KEP_ROUTING_MUX* candidate : m_routing_primitive_cache->iter_routing_muxes(module_in)) {
+    if (candidate->get_num_skip_exception_instance() == 0) {
+      mux = candidate;
+      break;
+    }
+  }
+  if (!mux) {
+    mux = KEP_ROUTING_MUX::allocate(m_db, module_in, flag);
+    m_routing_primitive_cache->add_routing_mux(mux);
+  }
+  if (mux->find_routing_arc(port_in, port_out)) return;
+  m_routing_primitive_cache->add_routing_arc(KEP_ROUTING_ARC::allocate(m_db, port_in, port_out, mux));
+}
+
+void KEP_RG_PARSE::add_hipi_to_ports(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_PRIMITIVE_HIPI hipi) {
+  m_routing_primitive->add_hipi(input, hipi);
+  m_routing_primitive->add_hipi(output, hipi);
+}
+
+void KEP_RG_PARSE::add_routing_flyover(KEP_PORT* input, KEP_PORT* output) {
+  m_routing_primitive_cache->add_routing_flyover(KEP_ROUTING_FLYOVER::allocate(m_db, input, output));
+  const KEP_MODULE* module = input->get_parent();
+  if (module->get_view_type() == KEP_VIEW_TYPE::LOGICAL_TWIN) return;
+  for (const KEP_MODULE* twin : module->get_equivalent_modules(KEP_VIEW_TYPE::LOGICAL_TWIN)) {
+    m_routing_primitive_cache->add_routing_flyover(KEP_ROUTING_FLYOVER::allocate(
+        m_db, corresponding_port(twin, input), corresponding_port(twin, output)));
+  }
+}
+
+void KEP_RG_PARSE::add_routing_root(KEP_MODULE* routing_root, unsigned char view_type) {
+  KEP_ASSERT(routing_root->has_trait(KEP_MODULE::TRAIT::IP_ROOT));
+  const KEP_VIEW_TYPE view = static_cast<KEP_VIEW_TYPE>(view_type);
+  if (view == KEP_VIEW_TYPE::BLC) {
+    const std::vector<KEP_MODULE*> roots = routing_root->get_equivalent_modules(view);
+    if (roots.empty()) {
+      KEP_RG_THROW("KEP_RG_PARSE::add_routing_root",
+                   fmt::format("Failed because routing_root={} does not have a view_type={}",
+                               name_of(routing_root), kep_get_name_of_view_type(view)));
+    }
+    for (KEP_MODULE* root : roots)
+      m_routing_primitive->add_routing_root(root);
+  } else if (view == KEP_VIEW_TYPE::LOGICAL) {
+    m_routing_primitive->add_routing_root(routing_root);
+  } else {
+    KEP_RG_THROW("KEP_RG_PARSE::add_routing_root",
+                 fmt::format("Failed because routing_root={} is not marked as view_type logical or blc.",
+                             name_of(routing_root)));
+  }
+}
+
+void KEP_RG_PARSE::add_inserted_node(const std::string& name, KEP_PORT* port) {
+  const KEP_MODULE* blc = port->get_parent()->find_view(KEP_VIEW_TYPE::BLC);
+  m_routing_primitive->add_insert_node(blc ? corresponding_port(blc, port) : port, name);
+}
+
+void KEP_RG_PARSE::add_tunnel_type(KEP_MODULE* module, KEP_ROUTING_PRIMITIVE_TUNNEL tunnel) {
+  m_routing_primitive->add_tunnel_type(module, tunnel);
+  if (tunnel == KEP_ROUTING_PRIMITIVE_TUNNEL::NONE || module->get_view_type() == KEP_VIEW_TYPE::BLC) return;
+  for (KEP_MODULE* blc : module->get_equivalent_modules(KEP_VIEW_TYPE::BLC))
+    m_routing_primitive->add_tunnel_type(blc, tunnel);
+}
+
+void KEP_RG_PARSE::add_module_is_not_template(KEP_MODULE* module) {
+  m_routing_primitive->add_is_not_template(module);
+  for (const KEP_VIEW_TYPE view : {KEP_VIEW_TYPE::LOGICAL_TWIN, KEP_VIEW_TYPE::BLC}) {
+    for (KEP_MODULE* equivalent : module->get_equivalent_modules(view))
+      m_routing_primitive->add_is_not_template(equivalent);
+  }
+}
+
+void KEP_RG_PARSE::disable_merge(KEP_PORT* output_port) {
+  if (!output_port)
+    KEP_RG_THROW("KEP_RG_PARSE::disable_merge", "disable_merge failed because output_port is NULL");
+  m_routing_primitive->add_is_merge_disabled(output_port);
+  const KEP_MODULE* module = output_port->get_parent();
+  if (module->get_view_type() == KEP_VIEW_TYPE::LOGICAL_TWIN) return;
+  for (const KEP_MODULE* twin : module->get_equivalent_modules(KEP_VIEW_TYPE::LOGICAL_TWIN)) {
+    if (KEP_PORT* port = corresponding_port(twin, output_port))
+      m_routing_primitive->add_is_merge_disabled(port);
+  }
+}
+
+void KEP_RG_PARSE::set_skip_paths(KEP_MODULE* module, bool skip) {
+  set_skip_paths_internal(module, skip);
+  for (const KEP_VIEW_TYPE view : {KEP_VIEW_TYPE::LOGICAL, KEP_VIEW_TYPE::LOGICAL_TWIN, KEP_VIEW_TYPE::BLC}) {
+    if (module->get_view_type() == view) continue;
+    for (KEP_MODULE* equivalent : module->get_equivalent_modules(view))
+      set_skip_paths_internal(equivalent, skip);
+  }
+}
+
+void KEP_RG_PARSE::set_skip_paths_internal(KEP_MODULE* module, bool skip) {
+  const auto muxes = m_routing_primitive_cache->iter_routing_muxes(module);
+  if (muxes.empty() && module->get_view_type() == KEP_VIEW_TYPE::LOGICAL) {
+    KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths_internal",
+                 fmt::format("No port edges exist for module {}({})", name_of(module),
+                             kep_get_name_of_view_type(module->get_view_type())));
+  }
+  for (KEP_ROUTING_MUX* mux : muxes) {
+    if (mux->get_skip() == skip) continue;
+    mux->set_skip(skip);
+    mux->remove_skip_exception_instances();
+  }
+}
+
+void KEP_RG_PARSE::set_skip_paths(KEP_INSTANCE* instance, bool skip) {
+  KEP_MODULE* module = instance->get_module();
+  const auto muxes = m_routing_primitive_cache->iter_routing_muxes(module);
+  if (muxes.empty()) {
+    KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths",
+                 fmt::format("No port edges exist for instance {} with a master {}", name_of(instance),
+                             name_of(module)));
+  }
+  for (KEP_ROUTING_MUX* mux : muxes) {
+    if (mux->get_skip() != skip) {
+      mux->add_skip_exception_instance(instance);
+    } else if (mux->has_skip_exception_instances()) {
+      // The instance may be one of the exceptions, and there is no way to take a single one back.
+      KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths",
+                   fmt::format("Can't currently {} a skip path for instance {}", skip ? "add" : "remove",
+                               name_of(instance)));
+    }
+  }
+}
+
+void KEP_RG_PARSE::add_skip_paths_to_output_port(KEP_PORT* output_port) {
+  if (!output_port) {
+    KEP_RG_THROW("KEP_RG_PARSE::add_skip_paths_to_output_port",
+                 "add_buffer_output failed because output_port is NULL");
+  }
+  set_skip_paths(output_port->get_parent(), true);
+}
+
+void KEP_RG_PARSE::find_routing_roots(std::unordered_set<const KEP_MODULE*>& roots) const {
+  for (const KEP_MODULE* module : m_routing_primitive->iter_routing_roots(false))
+    roots.insert(module);
+}
