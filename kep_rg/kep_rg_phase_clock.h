@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Enters the wall time of its scope, in seconds, under a name.
+class KEP_RG_PHASE_CLOCK {
+public:
+  KEP_RG_PHASE_CLOCK(std::vector<std::pair<std::string, double>>& phases, const char* name)
+      : m_phases(phases), m_name(name), m_start(std::chrono::steady_clock::now()) {}
+  KEP_RG_PHASE_CLOCK(const KEP_RG_PHASE_CLOCK&) = delete;
+  KEP_RG_PHASE_CLOCK& operator=(const KEP_RG_PHASE_CLOCK&) = delete;
+  ~KEP_RG_PHASE_CLOCK() {
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
+    m_phases.emplace_back(m_name, elapsed.count());
+  }
+
+private:
+  std::vector<std::pair<std::string, double>>& m_phases;
+  const char* m_name;
+  std::chrono::steady_clock::time_point m_start;
+};
