@@ -1,0 +1,60 @@
+#include "generate.h"
+
+#include "atomic_file.h"
+#include "generate_check.h"
+#include "generate_levels.h"
+#include "generate_tile.h"
+#include "generate_wires.h"
+#include "kep_report/kep_report.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace {
+
+bool is_same_file(const std::string& a, const std::string& b) {
+  std::error_code ignored;
+  return std::filesystem::weakly_canonical(a, ignored) == std::filesystem::weakly_canonical(b, ignored);
+}
+
+/// The routing nodes of the whole device.
+std::uint64_t count_nodes(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile,
+                          const GENERATE_LEVELS& levels) {
+  const std::uint64_t spare_tiles = std::uint64_t{options.spare_rows} * levels.get_columns();
+  return (levels.get_num_tiles() - spare_tiles) * tile.nodes + spare_tiles * tile.spare_nodes +
+         (options.top_ports ? levels.get_num_top_ports() : 0);
+}
+
+} // namespace
+
+void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
+              const std::string& routing_path) {
+  check_generate_options(options);
+  if (is_same_file(model_path, routing_path))
+    throw std::runtime_error(fmt::format("{}: can't be both model and routing description", model_path));
+  const GENERATE_WIRES wires(options);
+  GENERATE_TILE tile = make_generate_tile(options, wires);
+  const GENERATE_LEVELS levels(options, tile.nodes, wires.tracks);
+  levels.describe_spare_rows(options.spare_rows, tile.description);
+
+  ATOMIC_FILE model(model_path);
+  ATOMIC_FILE routing(routing_path);
+  KEP_MODEL_WRITER writer(model.out(), "kep-rg generate");
+  for (const KEP_MODEL_MODULE& module : tile.modules)
+    writer.write(module);
+  levels.write(writer);
+  writer.finish();
+  routing.out() << tile.description.get_text();
+  model.close();
+  routing.close();
+  model.commit();
+  routing.commit();
+
+  const std::string text =
+      fmt::format("generate: {}, {} nodes", levels.get_text(), count_nodes(options, tile, levels));
+  KEP_REPORT::print_info(text.c_str());
+}
