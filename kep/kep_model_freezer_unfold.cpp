@@ -7,6 +7,9 @@
 
 namespace {
 
+/// Walks over the hierarchy go down by recursion. Real devices are a dozen levels deep.
+constexpr unsigned MAX_LEVELS = 2048;
+
 constexpr std::uint64_t TOO_MANY = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t add_up(std::uint64_t left, std::uint64_t right) {
@@ -99,6 +102,7 @@ void KEP_MODEL_FREEZER::number_slots() {
   for (const auto& module : m_storage->m_owned)
     make_slots(*module);
   m_num_inner.assign(m_storage->m_owned.size(), 0);
+  std::vector<unsigned> num_levels(m_storage->m_owned.size(), 1); // at and below a module
   for (KEP_MODULE* module : order_bottom_up()) {
     std::uint64_t size = 1;
     std::uint64_t num_inner = module->is_inner() ? 1 : 0;
@@ -107,7 +111,12 @@ void KEP_MODEL_FREEZER::number_slots() {
       slot.m_number = size;
       size = add_up(size, slot.m_module->m_size);
       num_inner = add_up(num_inner, m_num_inner[slot.m_module->m_number]);
+      num_levels[module->m_number] =
+          std::max(num_levels[module->m_number], num_levels[slot.m_module->m_number] + 1);
     }
+    if (num_levels[module->m_number] > MAX_LEVELS)
+      throw KEP_DB_ERROR(std::string("modules.") + module->m_key + ": the hierarchy below is more than " +
+                         std::to_string(MAX_LEVELS) + " levels deep");
     module->m_size = size;
     m_num_inner[module->m_number] = num_inner;
   }

@@ -13,8 +13,8 @@ enum class KEP_INSTANCE_ID : std::uint32_t {};
 enum class KEP_NET_ID : std::uint32_t {};
 
 struct KEP_MODULE_PROPERTIES {
-  std::string m_name;        ///< empty: the key
-  std::string m_equivalents; ///< name of the group of equivalents; empty: none
+  std::string m_name = {};        ///< empty: the key
+  std::string m_equivalents = {}; ///< name of the group of equivalents; empty: none
   KEP_VIEW_TYPE m_view_type = KEP_VIEW_TYPE::LOGICAL;
   bool m_is_designated_top = false;
   bool m_is_ip_root = false;
@@ -73,8 +73,9 @@ public:
   /// port of its module is dropped, as is one without members: nothing is behind such a port.
   ///
   /// KEP_DB_ERROR with the place inside the model and the reason when a rule is broken: a key, a port or an
-  /// instance twice; a name that is empty or holds "/" or ":"; a hierarchy that contains itself; no top or
-  /// several; equivalents whose ports differ; more occurrences than can be numbered or held in memory.
+  /// instance twice; a name that is empty or holds "/" or ":"; a hierarchy that contains itself or is over
+  /// 2048 levels deep; no top or several; equivalents whose ports differ; more occurrences than can be
+  /// numbered or held in memory.
   static std::unique_ptr<KEP_DB> freeze(KEP_DB_BUILDER&& builder);
 
 private:

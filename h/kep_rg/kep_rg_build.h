@@ -5,6 +5,7 @@
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_creation_stats.h"
 #include "kep_rg/kep_rg_instance_is_primitive.h"
+#include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_primitives.h"
 #include "kep_rg/kep_rg_trace_predicate.h"
 
@@ -107,7 +108,7 @@ public:
   std::uint64_t get_counted_n() const { return m_counted_n; }
   std::uint64_t get_counted_boundary() const { return m_counted_boundary; }
   /// The phases that ran, in order, each with its wall time in seconds.
-  const std::vector<std::pair<std::string, double>>& get_phase_seconds() const { return m_phase_seconds; }
+  const KEP_RG_PHASES& get_phase_seconds() const { return m_phase_seconds; }
 
 private:
   friend class KEP_PROCESS_NODE_FOR_ADD_EDGES;
@@ -229,5 +230,5 @@ private:
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;
   std::uint64_t m_counted_n = 0;
   std::uint64_t m_counted_boundary = 0;
-  std::vector<std::pair<std::string, double>> m_phase_seconds;
+  KEP_RG_PHASES m_phase_seconds;
 };

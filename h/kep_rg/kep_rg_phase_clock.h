@@ -5,10 +5,13 @@
 #include <utility>
 #include <vector>
 
-/// Enters the wall time of its scope, in seconds, under a name.
+/// The phases of a run and their wall times in seconds, in the order in which they ended.
+using KEP_RG_PHASES = std::vector<std::pair<std::string, double>>;
+
+/// Enters the wall time of its scope under a name. `phases` and `name` must outlive it; one thread.
 class KEP_RG_PHASE_CLOCK {
 public:
-  KEP_RG_PHASE_CLOCK(std::vector<std::pair<std::string, double>>& phases, const char* name)
+  KEP_RG_PHASE_CLOCK(KEP_RG_PHASES& phases, const char* name)
       : m_phases(phases), m_name(name), m_start(std::chrono::steady_clock::now()) {}
   KEP_RG_PHASE_CLOCK(const KEP_RG_PHASE_CLOCK&) = delete;
   KEP_RG_PHASE_CLOCK& operator=(const KEP_RG_PHASE_CLOCK&) = delete;
@@ -18,7 +21,7 @@ public:
   }
 
 private:
-  std::vector<std::pair<std::string, double>>& m_phases;
+  KEP_RG_PHASES& m_phases;
   const char* m_name;
   std::chrono::steady_clock::time_point m_start;
 };

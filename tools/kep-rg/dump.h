@@ -1,0 +1,10 @@
+#pragma once
+
+#include "kep/kep_routing_graph.h"
+
+#include <string>
+
+/// Writes nodes.tsv and edges.tsv into a folder, which is made if needed: every node and every edge by name,
+/// in the order of the graph. Both files appear when both are complete. std::runtime_error names the file
+/// that failed.
+void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder);

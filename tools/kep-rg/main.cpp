@@ -1,0 +1,127 @@
+#include "kep/kep_db.h"
+#include "kep_io/kep_io_error.h"
+#include "kep_report/kep_report_assert.h"
+#include "kep_rg/kep_rg_exception.h"
+#include "tools/kep-rg/build_command.h"
+#include "tools/kep-rg/generate.h"
+#include "tools/kep-rg/generate_options.h"
+#include "tools/kep-rg/import_icebox.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace {
+
+enum EXIT_STATUS { CLEAN = 0, BAD_INPUT = 2, INTERNAL_FAILURE = 3 };
+
+constexpr const char* VERSION = "kep-rg " KEP_RG_VERSION;
+
+int tell(EXIT_STATUS status, const std::string& text) {
+  std::string line = text;
+  while (!line.empty() && line.back() == '\n')
+    line.pop_back();
+  std::replace(line.begin(), line.end(), '\n', ' '); // one failure, one line
+  std::cout << std::flush;
+  std::cerr << "kep-rg: " << line << std::endl;
+  return status;
+}
+
+struct IMPORT_OPTIONS {
+  std::string m_chipdb;
+  std::string m_model;
+  std::string m_routing;
+};
+
+void add_build(CLI::App& app, BUILD_OPTIONS& options) {
+  CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
+  build->add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")->required();
+  build->add_option("ROUTING", options.m_routing,
+                    "Routing descriptions, one statement a line, read in this order");
+  options.m_num_threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  build
+      ->add_option("-j", options.m_num_threads,
+                   "Threads of the edge phase; the graph is the same for any number")
+      ->type_name("N")
+      ->check(CLI::Range(1, 4096))
+      ->capture_default_str();
+  build->add_option("--nodes-per-display", options.m_nodes_per_display, "Step of the progress line, in nodes")
+      ->type_name("N")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+      ->capture_default_str();
+  build->add_flag("--verbose", options.m_verbose, "Tell of each target found");
+  build->add_option("--dump", options.m_dump, "Write nodes.tsv and edges.tsv into this folder")
+      ->type_name("DIR");
+  build->add_option("--stats", options.m_stats, "Write counters, times and sizes as JSON")
+      ->type_name("FILE.json");
+  build->set_version_flag("--version", VERSION);
+  build->callback([&options] { build_command(options); });
+}
+
+void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
+  CLI::App* import =
+      app.add_subcommand("import-icebox", "Make a device model from a chip database in text form");
+  import->add_option("CHIPDB", options.m_chipdb, "The chip database")->required()->type_name("CHIPDB.txt");
+  import->add_option("--model", options.m_model, "The device model to write")
+      ->required()
+      ->type_name("MODEL.json");
+  import->add_option("--routing", options.m_routing, "The routing description to write")
+      ->required()
+      ->type_name("ROUTING.jsonl");
+  import->set_version_flag("--version", VERSION);
+  import->callback([&options] { import_icebox(options.m_chipdb, options.m_model, options.m_routing);
+});
+});
+} // namespace
+
+void add_generate(CLI::App& app, GENERATE_OPTIONS& options) {
+  CLI::App* command = app.add_subcommand("generate", "Make a synthetic fabric of any size");
+  add_generate_options(*command, options);
+  command->set_version_flag("--version", VERSION);
+  command->callback([&options] { generate(options, options.model, options.routing); });
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Routing graphs of programmable-logic devices", "kep-rg");
+  app.set_version_flag("--version", VERSION);
+  app.require_subcommand(1);
+  BUILD_OPTIONS build_options;
+  IMPORT_OPTIONS import_options;
+  GENERATE_OPTIONS generate_options;
+  add_build(app, build_options);
+  add_import(app, import_options);
+  add_generate(app, generate_options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wish) { // help or version
+    return app.exit(wish);
+  } catch (const CLI::ParseError& error) {
+    return tell(BAD_INPUT, std::string(error.what()) + " (see kep-rg --help)");
+  }
+  return CLEAN;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const KEP_REPORT_ASSERTION_FAILURE&) { // told already
+    return INTERNAL_FAILURE;
+  } catch (const KEP_EXCEPTION& error) {
+    return tell(BAD_INPUT, error.what());
+  } catch (const std::bad_alloc&) {
+    return tell(INTERNAL_FAILURE, "out of memory");
+  } catch (const std::runtime_error& error) { // input that a reader, a writer or the database refused
+    return tell(BAD_INPUT, error.what());
+  } catch (const std::exception& error) {
+    return tell(INTERNAL_FAILURE, error.what());
+  }
+}
