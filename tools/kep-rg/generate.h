@@ -13,8 +13,8 @@
 ///
 /// Percentages are rounded up to whole muxes, so any share above 0 is present.
 struct GENERATE_OPTIONS {
-  std::string model;   ///< the file for the device model
-  std::string routing; ///< the file for the routing description
+  std::string model;   ///< the path that the command line names for the device model
+  std::string routing; ///< the one for the routing description
 
   std::uint64_t nodes = 0; ///< about so many nodes, in levels picked for it; 0: the three below say the size
   std::uint32_t levels = 1;

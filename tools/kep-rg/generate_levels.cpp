@@ -4,11 +4,8 @@
 #include "generate_tile.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <iterator>
-#include <ranges>
 #include <stdexcept>
 
 namespace {
@@ -16,8 +13,10 @@ namespace {
 /// A module of more bits than this is no longer a small one: more levels are the answer.
 constexpr std::uint64_t MAX_BITS_OF_LEVEL = std::uint64_t{1} << 24;
 
-/// The most columns or rows that a picked level has.
-constexpr std::uint32_t MAX_PICKED = 8;
+/// The columns or rows that a picked level is meant to have, and the most that it has. The room between them
+/// is there for a product close to the number wanted.
+constexpr std::uint32_t MEANT_CELLS = 8;
+constexpr std::uint32_t MAX_PICKED_CELLS = 12;
 
 std::uint32_t integer_root(std::uint64_t n) {
   std::uint64_t root = 0;
@@ -26,11 +25,11 @@ std::uint32_t integer_root(std::uint64_t n) {
   return static_cast<std::uint32_t>(root);
 }
 
-/// Searches falling factors from 1 to MAX_PICKED for the product next to `target`.
+/// Searches falling factors from 1 to MAX_PICKED_CELLS for the product next to `target`.
 class FACTOR_SEARCH {
 public:
   FACTOR_SEARCH(std::size_t num_factors, std::uint64_t target) : m_target(target), m_factors(num_factors) {
-    search(0, MAX_PICKED, 1);
+    search(0, MAX_PICKED_CELLS, 1);
   }
 
   const std::vector<std::uint32_t>& get_best() const { return m_best; }
@@ -94,7 +93,7 @@ GENERATE_LEVELS::GENERATE_LEVELS(const GENERATE_OPTIONS& options, std::uint64_t 
 void GENERATE_LEVELS::pick(std::uint64_t num_tiles) {
   const std::uint64_t side = std::max<std::uint64_t>(1, integer_root(num_tiles));
   std::size_t num_levels = 1;
-  for (std::uint64_t reach = MAX_PICKED; reach < side + 2; reach *= MAX_PICKED)
+  for (std::uint64_t reach = MEANT_CELLS; reach < side + 2; reach *= MEANT_CELLS)
     ++num_levels;
   const std::vector<std::uint32_t> columns = FACTOR_SEARCH(num_levels, side).get_best();
   const std::uint64_t num_columns = product(columns);
@@ -127,8 +126,12 @@ std::uint64_t GENERATE_LEVELS::get_num_top_ports() const {
 }
 
 std::string GENERATE_LEVELS::get_text() const {
-  const auto columns = m_levels | std::views::transform(&GENERATE_LEVEL::columns);
-  const auto rows = m_levels | std::views::transform(&GENERATE_LEVEL::rows);
+  std::vector<std::uint32_t> columns;
+  std::vector<std::uint32_t> rows;
+  for (const GENERATE_LEVEL& level : m_levels) {
+    columns.push_back(level.columns);
+    rows.push_back(level.rows);
+  }
   return fmt::format("--levels {} --columns {} --rows {}: {} tiles ({} columns, {} rows)", m_levels.size(),
                      fmt::join(columns, ","), fmt::join(rows, ","), get_num_tiles(), m_columns, m_rows);
 }
@@ -152,9 +155,9 @@ std::string GENERATE_LEVELS::get_tile_path(std::uint32_t column, std::uint32_t r
   std::string path;
   std::uint32_t cell_columns = m_columns;
   std::uint32_t cell_rows = m_rows;
-  for (const GENERATE_LEVEL& level : m_levels | std::views::reverse) {
-    cell_columns /= level.columns;
-    cell_rows /= level.rows;
+  for (auto level = m_levels.rbegin(); level != m_levels.rend(); ++level) {
+    cell_columns /= level->columns;
+    cell_rows /= level->rows;
     if (!path.empty()) path += '/';
     path += get_generate_cell_name(column / cell_columns, row / cell_rows);
     column %= cell_columns;

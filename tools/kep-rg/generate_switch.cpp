@@ -180,19 +180,18 @@ void GENERATE_SWITCH::describe_skips() {
 void GENERATE_SWITCH::add_tunnels() {
   for (std::uint32_t tunnel = 0; tunnel < m_options.tunnels; ++tunnel) {
     GENERATE_RANDOM random(m_options.seed, TUNNEL_TOPIC, tunnel);
-    const auto any_track = [&](GENERATE_HEADING heading) {
-      return track_bit(heading, random.below(m_wires.tracks));
-    };
     const auto add = [&](const char* part, const char* master, std::int64_t first, std::int64_t second) {
       KEP_MODEL_CELL cell = generate_primitive_cell(fmt::format("tunnel{}_{}", tunnel, part), master);
       cell.connections = {{"i", {first, second}}, {"o", {m_next_bit}}};
       m_module.cells.push_back(std::move(cell));
       return m_next_bit++;
     };
-    const std::int64_t source =
-        add("source", TUNNEL_SOURCE, any_track(GENERATE_NORTH), any_track(GENERATE_EAST));
-    const std::int64_t through = add("through", TUNNEL_THROUGH, source, any_track(GENERATE_SOUTH));
-    const std::int64_t target = add("target", TUNNEL_TARGET, through, any_track(GENERATE_WEST));
+    std::array<std::int64_t, 4> tracks{}; // drawn one after the other: the order of arguments isn't fixed
+    for (const GENERATE_HEADING heading : GENERATE_HEADINGS)
+      tracks[heading] = track_bit(heading, random.below(m_wires.tracks));
+    const std::int64_t source = add("source", TUNNEL_SOURCE, tracks[0], tracks[1]);
+    const std::int64_t through = add("through", TUNNEL_THROUGH, source, tracks[2]);
+    const std::int64_t target = add("target", TUNNEL_TARGET, through, tracks[3]);
     m_local.push_back(through);
     m_local.push_back(target);
     m_tile.nodes += 3;
