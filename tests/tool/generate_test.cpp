@@ -308,6 +308,10 @@ TEST_F(GENERATE_TEST, a_wanted_number_of_nodes_is_met_closely) {
     const auto nodes = static_cast<double>(make_and_count(options));
     EXPECT_NEAR(nodes / static_cast<double>(wanted), 1.0, 0.05) << wanted;
   }
+  GENERATE_OPTIONS options; // what the spare rows lack is made up for
+  options.nodes = 1'000'000;
+  options.spare_rows = 10;
+  EXPECT_NEAR(static_cast<double>(make_and_count(options)) / 1e6, 1.0, 0.05);
 }
 
 TEST_F(GENERATE_TEST, the_picked_size_is_told_as_options) {

@@ -38,7 +38,7 @@ void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
     throw std::runtime_error(fmt::format("{}: can't be both model and routing description", model_path));
   const GENERATE_WIRES wires(options);
   GENERATE_TILE tile = make_generate_tile(options, wires);
-  const GENERATE_LEVELS levels(options, tile.nodes, wires.tracks);
+  const GENERATE_LEVELS levels(options, tile, wires.tracks);
   levels.describe_spare_rows(options.spare_rows, tile.description);
 
   ATOMIC_FILE model(model_path);

@@ -1,7 +1,6 @@
 #include "generate_levels.h"
 
 #include "generate_region.h"
-#include "generate_tile.h"
 
 #include <fmt/format.h>
 
@@ -68,11 +67,12 @@ std::string level_key(std::size_t level) {
 
 } // namespace
 
-GENERATE_LEVELS::GENERATE_LEVELS(const GENERATE_OPTIONS& options, std::uint64_t nodes_per_tile,
+GENERATE_LEVELS::GENERATE_LEVELS(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile,
                                  std::uint32_t tracks)
     : m_tracks(tracks), m_top_ports(options.top_ports) {
   if (options.nodes != 0) {
-    pick(std::max<std::uint64_t>(1, (options.nodes + nodes_per_tile / 2) / nodes_per_tile));
+    pick(std::max<std::uint64_t>(1, (options.nodes + tile.nodes / 2) / tile.nodes),
+         options.spare_rows * (tile.nodes - tile.spare_nodes) / tile.nodes);
   } else {
     for (std::uint32_t level = 0; level < options.levels; ++level)
       m_levels.push_back({options.columns[options.columns.size() == 1 ? 0 : level],
@@ -90,14 +90,14 @@ GENERATE_LEVELS::GENERATE_LEVELS(const GENERATE_OPTIONS& options, std::uint64_t 
 
 /// A square, as nearly as may be. The larger factors go to the lower levels: the borders of the top are the
 /// long ones, and few cells there make small files.
-void GENERATE_LEVELS::pick(std::uint64_t num_tiles) {
+void GENERATE_LEVELS::pick(std::uint64_t num_tiles, std::uint64_t num_missing_rows) {
   const std::uint64_t side = std::max<std::uint64_t>(1, integer_root(num_tiles));
   std::size_t num_levels = 1;
   for (std::uint64_t reach = MEANT_CELLS; reach < side + 2; reach *= MEANT_CELLS)
     ++num_levels;
   const std::vector<std::uint32_t> columns = FACTOR_SEARCH(num_levels, side).get_best();
   const std::uint64_t num_columns = product(columns);
-  const std::uint64_t num_rows = (num_tiles + num_columns / 2) / num_columns;
+  const std::uint64_t num_rows = (num_tiles + num_columns / 2) / num_columns + num_missing_rows;
   const std::vector<std::uint32_t> rows = FACTOR_SEARCH(num_levels, num_rows).get_best();
   for (std::size_t level = 0; level < num_levels; ++level)
     if (level == 0 || columns[level] != 1 || rows[level] != 1)

@@ -2,6 +2,7 @@
 
 #include "generate.h"
 #include "generate_description.h"
+#include "generate_tile.h"
 #include "kep_io/kep_model_writer.h"
 
 #include <cstdint>
@@ -18,7 +19,7 @@ struct GENERATE_LEVEL {
 class GENERATE_LEVELS {
 public:
   /// As the options say, or picked for about `options.nodes` nodes.
-  GENERATE_LEVELS(const GENERATE_OPTIONS& options, std::uint64_t nodes_per_tile, std::uint32_t tracks);
+  GENERATE_LEVELS(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile, std::uint32_t tracks);
 
   std::uint32_t get_columns() const { return m_columns; } ///< of tiles, in all
   std::uint32_t get_rows() const { return m_rows; }
@@ -38,7 +39,8 @@ public:
   void describe_spare_rows(std::uint32_t num_spare_rows, GENERATE_DESCRIPTION& description) const;
 
 private:
-  void pick(std::uint64_t num_tiles);
+  /// `num_missing_rows` are the rows whose worth of nodes the spare rows lack.
+  void pick(std::uint64_t num_tiles, std::uint64_t num_missing_rows);
   void check() const;
 
   std::vector<GENERATE_LEVEL> m_levels;
