@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <new>
 #include <unordered_set>
 #include <vector>
@@ -235,6 +236,28 @@ TEST_F(ParseTest, CopiesAFlyoverToTheTwinButNotFromIt) {
   }
   EXPECT_THAT(ends, ElementsAre(port("MUX_BLC:i"), port("MUX_BLC:o"), port("MUX_TWIN:i"), port("MUX_TWIN:o"),
                                 port("MUX_TWIN:j"), port("MUX_TWIN:o")));
+}
+
+TEST_F(ParseTest, CopiesNothingFromOneTwinToAnother) {
+  const NAMED_MODEL model(R"(
+    module TWIN_1 group=twins view=LOGICAL_TWIN
+      ports >i <o
+    module TWIN_2 group=twins view=LOGICAL_TWIN
+      ports >i <o
+    module TOP top
+  )");
+  KEP_RG_PARSE parse(model.db());
+  KEP_PORT* input = model.port("TWIN_1:i");
+  KEP_PORT* output = model.port("TWIN_1:o");
+  parse.add_port_edge(input, output, HIPI::M, false);
+  parse.add_routing_flyover(input, output);
+  parse.disable_merge(output);
+  EXPECT_FALSE(parse.is_hipi_m_port(model.port("TWIN_2:i")));
+  EXPECT_FALSE(parse.find_routing_primitive_cache()->is_arc_input(model.port("TWIN_2:i")));
+  EXPECT_FALSE(parse.is_disable_merge(model.port("TWIN_2:o")));
+  const KEP_ROUTING_PRIMITIVE* store = model.db()->get_routing_template_graph()->find_routing_primitive();
+  const auto flyovers = store->iter_routing_flyovers(false);
+  EXPECT_EQ(std::distance(flyovers.begin(), flyovers.end()), 1);
 }
 
 TEST_F(ParseTest, RegistersEveryBlcEquivalentOfARootAndNotTheModuleItself) {

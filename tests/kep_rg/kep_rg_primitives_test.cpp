@@ -399,6 +399,8 @@ TEST_F(PrimitivesTest, AddToAnInstanceTheArcsOfItsMastersMuxesWithoutExceptions)
 constexpr const char* FOREIGN_TEXT = R"(
   module IP group=ip foreign
     ports >i >j <o
+  module IP_2 group=ip foreign
+    ports >i >j <o
   module IP_BLC group=ip view=BLC foreign
     ports >i >j <o
   module IP_TWIN group=ip view=LOGICAL_TWIN foreign
@@ -423,6 +425,7 @@ protected:
 
 TEST_F(ForeignMastersTest, StopTheWalkInTheViewsLogicalAndBlcWithAllTheirPorts) {
   const KEP_RG_PRIMITIVES primitives = digest();
+  // IP_2 has the view of the user, in which only the master itself counts.
   EXPECT_THAT(stop_modules(primitives), UnorderedElementsAre(module("IP"), module("IP_BLC")));
   EXPECT_THAT(primitives.get_module_to_ports(module("IP_BLC")),
               ElementsAre(port("IP_BLC:i"), port("IP_BLC:j"), port("IP_BLC:o")));

@@ -75,6 +75,15 @@ TEST_F(SkipPathsTest, MarkAllMuxesOfAModuleAndOfItsEquivalentsFromWhateverView) 
   }
 }
 
+TEST_F(SkipPathsTest, LeaveTheEquivalentsInTheModulesOwnViewAlone) {
+  KEP_RG_PARSE parse(m_db);
+  add_edge(parse, "FULL");
+  add_edge(parse, "EMPTY");
+  parse.set_skip_paths(m_model.module("FULL"), true);
+  EXPECT_TRUE(mux(parse, "FULL")->get_skip());
+  EXPECT_FALSE(mux(parse, "EMPTY")->get_skip());
+}
+
 TEST_F(SkipPathsTest, KeepTheExceptionsOfAMuxThatIsMarkedSoAlready) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
