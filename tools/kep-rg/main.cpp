@@ -78,7 +78,6 @@ void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
   import->set_version_flag("--version", VERSION);
   import->callback([&options] { import_icebox(options.m_chipdb, options.m_model, options.m_routing);
 });
-});
 } // namespace
 
 void add_generate(CLI::App& app, GENERATE_OPTIONS& options) {
