@@ -17,7 +17,7 @@ inline std::size_t first_bucket(std::string_view name, std::size_t num_buckets) 
 template <class NAME_OF>
 unsigned build(std::vector<unsigned>& table, unsigned count, NAME_OF name_of) {
   std::size_t num_buckets = 1;
-  while (num_buckets < count * std::size_t{3} / 2)
+  while (num_buckets <= count * std::size_t{3} / 2) // never full: a search ends at an empty bucket
     num_buckets *= 2;
   table.assign(count ? num_buckets : 0, 0);
   for (unsigned i = 0; i != count; ++i) {
