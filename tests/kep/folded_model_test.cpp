@@ -226,6 +226,32 @@ TEST_F(FoldedModel, ports_are_found_by_name_and_index_in_order) {
   EXPECT_EQ(tile->find_port(""), nullptr);
 }
 
+TEST(Names, that_are_absent_are_not_found_whatever_the_size_of_the_module) {
+  for (unsigned size = 0; size != 70; ++size) {
+    SCOPED_TRACE(size);
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID master = builder.add_module("A", {});
+    const KEP_MODULE_ID top = builder.add_module("T", {});
+    builder.add_instance(top, "x", master, {});
+    for (unsigned i = 0; i != size; ++i) {
+      builder.add_port(top, "p" + std::to_string(i), KEP_PORT_DIRECTION::INPUT);
+      builder.add_instance(top, "i" + std::to_string(i), master, {});
+      builder.add_port(master, "q" + std::to_string(i), KEP_PORT_DIRECTION::INPUT);
+    }
+    const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+    const KEP_MODULE* module_t = module(*db, "T");
+    for (unsigned i = 0; i != size; ++i) {
+      EXPECT_EQ(module_t->find_port(("p" + std::to_string(i)).c_str()), module_t->get_port_by_index(i));
+      EXPECT_EQ(module_t->find_instance(("i" + std::to_string(i)).c_str()),
+                module_t->get_instance_by_index(i + 1));
+    }
+    for (unsigned i = 0; i != 100; ++i) {
+      EXPECT_EQ(module_t->find_port(("absent" + std::to_string(i)).c_str()), nullptr);
+      EXPECT_EQ(module_t->find_instance(("absent" + std::to_string(i)).c_str()), nullptr);
+    }
+  }
+}
+
 TEST_F(FoldedModel, ports_have_exactly_one_direction) {
   const KEP_PORT* in = port(*db, "TILE", "in");
   const KEP_PORT* io = port(*db, "TILE", "io");

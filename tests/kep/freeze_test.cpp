@@ -260,9 +260,11 @@ TEST(Freeze, refuses_what_doubles_through_views_and_not_through_instances) {
   EXPECT_THAT(refusal(std::move(builder)), Not(testing::IsEmpty()));
 }
 
-TEST(Freeze, takes_a_hierarchy_of_many_levels) {
-  const auto db = KEP_DB_BUILDER::freeze(nested(20000, 1));
-  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_size(), 20000U);
+TEST(Freeze, takes_a_hierarchy_of_2048_levels_and_refuses_a_deeper_one) {
+  const auto db = KEP_DB_BUILDER::freeze(nested(2048, 1));
+  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_size(), 2048U);
+  EXPECT_THAT(refusal(nested(2049, 1)), HasSubstr("2048"));
+  EXPECT_THAT(refusal(nested(200000, 1)), HasSubstr("2048"));
 }
 
 TEST(Freeze, drops_a_net_with_one_port_only_and_one_without_members) {
