@@ -1,0 +1,13 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+/// Input that was refused. `what()` is one line that tells where and why: "FILE: PLACE: REASON" with the path
+/// inside the file, "FILE:LINE: REASON", "FILE:LINE:COLUMN: REASON", or "FILE: REASON" when the whole file is
+/// meant.
+class KEP_IO_ERROR : public std::runtime_error {
+public:
+  /// Whatever in the text would break the line or a terminal is written as \uXXXX: names come from files.
+  explicit KEP_IO_ERROR(const std::string& text);
+};

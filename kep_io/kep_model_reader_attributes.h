@@ -1,0 +1,34 @@
+#pragma once
+
+#include "kep/kep_db_builder.h"
+#include "kep_io/kep_json_value.h"
+
+#include <cstdint>
+#include <optional>
+
+/// The attributes of one object of a model: a module, a cell or a net. A number may be written as such or as
+/// a text of 0s and 1s, its binary digits. Attributes that nobody asks for are passed over, whatever they
+/// hold.
+class KEP_MODEL_ATTRIBUTES {
+public:
+  /// `owner` is the object that may have a member `attributes`; its place must outlive this.
+  KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, const KEP_JSON_PLACE& place);
+
+  /// The attribute is there and not 0.
+  bool get_flag(std::string_view name) const;
+  /// Refused when it is no number, or none from `least` to `most`.
+  std::optional<std::int64_t> find_number(std::string_view name, std::int64_t least, std::int64_t most) const;
+  std::optional<std::string_view> find_text(std::string_view name) const;
+
+private:
+  std::optional<simdjson::dom::element> find(std::string_view name) const;
+
+  KEP_JSON_PLACE m_place;
+  std::optional<simdjson::dom::object> m_attributes;
+};
+
+KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, const KEP_JSON_PLACE& place);
+KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell, const KEP_JSON_PLACE& place);
+
+/// Refuses a name that cannot be one: empty, with a separator of full names, or with a NUL.
+void kep_check_model_name(std::string_view name, const KEP_JSON_PLACE& place);
