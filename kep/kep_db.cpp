@@ -62,7 +62,7 @@ std::vector<KEP_UNFOLDED_INSTANCE> KEP_DB::find_unfolded_instances(const std::st
     const std::string name = path.substr(begin, end == std::string::npos ? end : end - begin);
     std::vector<KEP_UNFOLDED_INSTANCE> instances;
     for (const KEP_UNFOLDED_MODULE& module : modules)
-      if (KEP_INSTANCE* instance = module.m_object->find_instance(name.c_str()))
+      if (KEP_INSTANCE* instance = module.m_object->find_instance(name))
         instances.emplace_back((*module.iter_instances().begin()).m_position, instance);
     if (end == std::string::npos) return instances;
     begin = end + 1;

@@ -6,11 +6,11 @@ KEP_DB_CACHE::~KEP_DB_CACHE() = default;
 void KEP_DB_CACHE::initialize_unfolding(const KEP_DB*, const std::string&, bool) {}
 
 KEP_INSTANCE* KEP_DB_CACHE::find_instance(const KEP_MODULE* module, const std::string& name) {
-  return module->find_instance(name.c_str());
+  return module->find_instance(name);
 }
 
 KEP_PORT* KEP_DB_CACHE::find_port(const KEP_MODULE* module, const std::string& name) {
-  return module->find_port(name.c_str());
+  return module->find_port(name);
 }
 
 void KEP_DB_PARENTS_CACHE::initialize(KEP_DB* db) {

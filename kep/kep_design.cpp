@@ -33,13 +33,13 @@ void KEP_MODULE::get_name(std::string& name, const KEP_NAME_STYLE&) const {
   name = m_name;
 }
 
-KEP_PORT* KEP_MODULE::find_port(const char* name) const {
+KEP_PORT* KEP_MODULE::find_port(std::string_view name) const {
   const unsigned found =
       KEP_NAME_INDEX::find(m_port_names, name, [this](unsigned i) { return m_ports[i].get_plain_name(); });
   return found ? m_ports.get() + found - 1 : nullptr;
 }
 
-KEP_INSTANCE* KEP_MODULE::find_instance(const char* name) const {
+KEP_INSTANCE* KEP_MODULE::find_instance(std::string_view name) const {
   const unsigned found = KEP_NAME_INDEX::find(m_instance_names, name,
                                               [this](unsigned i) { return m_instances[i].get_plain_name(); });
   return found ? m_instances.get() + found - 1 : nullptr;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The folded model: each definition once, however often it is instantiated.
@@ -205,8 +206,9 @@ public:
   /// The module's number in the design, from 0, in the order in which the builder was given the modules.
   unsigned get_number() const { return m_number; }
 
-  KEP_PORT* find_port(const char* name) const;
-  KEP_INSTANCE* find_instance(const char* name) const;
+  /// By name, null if absent.
+  KEP_PORT* find_port(std::string_view name) const;
+  KEP_INSTANCE* find_instance(std::string_view name) const;
   /// Null when there is no such port.
   KEP_PORT* get_port_by_index(unsigned index) const {
     return index < m_num_ports ? m_ports.get() + index : nullptr;
