@@ -4,6 +4,8 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_exception.h"
+#include "kep_rg/kep_rg_relative_paths.h"
+#include "kep_rg/kep_rg_report.h"
 
 #include <fmt/format.h>
 
@@ -206,4 +208,90 @@ void KEP_RG_PARSE::add_skip_paths_to_output_port(KEP_PORT* output_port) {
 void KEP_RG_PARSE::find_routing_roots(std::unordered_set<const KEP_MODULE*>& roots) const {
   for (const KEP_MODULE* module : m_routing_primitive->iter_routing_roots(false))
     roots.insert(module);
+}
+
+namespace PARSE_UTILS {
+
+/// Finds the wires below a routing root, root by root.
+class BUILD_MODULE_RELATIVE_PORTS {
+public:
+  explicit BUILD_MODULE_RELATIVE_PORTS(KEP_ROUTING_PRIMITIVE* routing_primitive)
+      : m_routing_primitive(routing_primitive) {
+    m_relative_ports.reserve(512);
+  }
+
+  /// Replaces the list by the wires below `root` and gives their number.
+  std::size_t add_wires(KEP_MODULE* root) {
+    if (!root->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
+      KEP_RG_THROW("PARSE_UTILS::BUILD_MODULE_RELATIVE_PORTS::add_wires",
+                   "Expecting routing root logical module");
+    m_relative_ports.clear();
+    m_top = root;
+    walk(root);
+    return m_relative_ports.size();
+  }
+
+  const std::vector<KEP_RG_RELATIVE_PORT>& get_wires() const { return m_relative_ports; }
+
+private:
+  /// Through the plain masters, over the whole hierarchy below the root.
+  void walk(KEP_MODULE* module) {
+    for (KEP_PORT* port : module->iter_ports())
+      if (!port->is_input() && is_wire(module, port)) {
+        KEP_RG_RELATIVE_PORT& wire = m_relative_ports.emplace_back();
+        for (KEP_INSTANCE* instance : m_chain)
+          wire.add(instance, m_routing_primitive->get_view_type_rank());
+        wire.add(port);
+      }
+    for (KEP_INSTANCE* instance : module->iter_instances()) {
+      m_chain.push_back(instance);
+      walk(instance->get_module());
+      m_chain.pop_back();
+    }
+  }
+
+  /// A wire type may be given from the root or for the port's own module.
+  bool is_wire(const KEP_MODULE* module, const KEP_PORT* port) const {
+    return m_routing_primitive->find_wire_type(m_top, KEP_RELATIVE_PATH::create(m_chain, port)) ||
+           m_routing_primitive->find_wire_type(module, KEP_RELATIVE_PATH::create({}, port));
+  }
+
+  KEP_ROUTING_PRIMITIVE* m_routing_primitive;
+  KEP_MODULE* m_top = nullptr;
+  std::vector<KEP_RG_RELATIVE_PORT> m_relative_ports;
+  std::vector<KEP_INSTANCE*> m_chain; // of the walk
+};
+
+} // namespace PARSE_UTILS
+
+void kep_rg_store_relative_routing_wire_paths(KEP_DB* db) {
+  constexpr const char* TABLE = "routing_crf";
+  constexpr const char* FUNCTION = "kep_rg_store_relative_routing_wire_paths";
+  // A database without redundancy is not asked for the table; its roots are asked for below.
+  if (db->get_db_type() != KEP_DB_TYPE::NO_REDUNDANCY && db->get_relative_paths(TABLE).valid())
+    KEP_RG_THROW(FUNCTION, "Routing wires relative paths have already been added to the DB");
+  KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths(TABLE);
+  KEP_ROUTING_PRIMITIVE* store = db->get_routing_template_graph()->get_routing_primitive();
+  PARSE_UTILS::BUILD_MODULE_RELATIVE_PORTS wires(store);
+  for (KEP_MODULE* root : store->iter_routing_roots(false)) {
+    if (root->get_view_type() == KEP_VIEW_TYPE::BLC) continue;
+    const std::size_t n = wires.add_wires(root);
+    const std::string name = root->get_name(KEP_NAME_STYLE());
+    KEP_RG_REPORT::info() << "Adding " << n << " wire paths for " << name << std::endl;
+    if (n == 0) continue;
+    if (table.find_path_mappings_for_module(root).exists())
+      KEP_RG_THROW(FUNCTION, "Routing wires relative paths have already been added for routing root " + name);
+    KEP_MODULE_RELATIVE_PATH_MAP map = table.find_or_create_paths_for_module(root);
+    map.reserve(n, false);
+    for (const KEP_RG_RELATIVE_PORT& wire : wires.get_wires())
+      map.add_path(*wire.get_instances(), wire.get_port());
+  }
+}
+
+void kep_rg_indexed_relative_paths_add_to(KEP_INDEXED_RELATIVE_PATHS* paths,
+                                          KEP_RG_MODULE_RELATIVE_PORTS* ports) {
+  KEP_MODULE_RELATIVE_PATH_MAP map = paths->find_or_create_paths_for_module(ports->get_top());
+  map.reserve(ports->size(), false);
+  for (const KEP_RG_RELATIVE_PORT* port : ports->iter_relative_ports())
+    map.add_path(*port->get_instances(), port->get_port());
 }

@@ -2,13 +2,33 @@
 
 #include "kep/kep_routing_graph.h"
 #include "kep_io/kep_model_reader.h"
+#include "kep_io/kep_redundancy_reader.h"
 #include "kep_io/kep_routing_reader.h"
+#include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
+#include "kep_rg/kep_rg_parse_redundancy.h"
 #include "tools/kep-rg/dump.h"
 #include "tools/kep-rg/stats_file.h"
+#include "tools/kep-rg/wire_paths.h"
 
 #include <memory>
+#include <ostream>
+#include <string>
+
+namespace {
+
+/// Every file into one table; a port that names nothing is told, and the rest is used.
+void read_redundancy(KEP_DB* db, const BUILD_OPTIONS& options) {
+  KEP_RG_PARSE_REDUNDANCY parser(db, static_cast<int>(KEP_VIEW_TYPE::LOGICAL),
+                                 KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
+  for (const std::string& path : options.m_redundancy)
+    for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
+      KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD)
+          << path << ":" << fault.m_line << ": cannot read \"" << fault.m_text << "\"" << std::endl;
+}
+
+} // namespace
 
 void build_command(const BUILD_OPTIONS& options) {
   BUILD_STATS stats;
@@ -25,6 +45,14 @@ void build_command(const BUILD_OPTIONS& options) {
     db->get_routing_template_graph()->get_routing_primitive()->initialize();
     for (const std::string& path : options.m_routing)
       kep_read_routing(db.get(), parse, path);
+  }
+  if (!options.m_redundancy.empty()) {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "redundancy");
+    read_redundancy(db.get(), options);
+  }
+  if (!options.m_wire_paths.empty()) {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "wire_paths");
+    write_wire_paths(db.get(), options.m_wire_paths);
   }
   {
     KEP_RG_BUILD build(db.get(), KEP_RG_BUILD_PARAMS()

@@ -6,7 +6,9 @@
 /// What `kep-rg build` was asked for.
 struct BUILD_OPTIONS {
   std::string m_model;
-  std::vector<std::string> m_routing; ///< read in this order
+  std::vector<std::string> m_routing;    ///< read in this order
+  std::vector<std::string> m_redundancy; ///< redundancy data
+  std::string m_wire_paths;              ///< file for the paths of wires; empty: none
   int m_num_threads = 1;
   int m_nodes_per_display = 1000000;
   bool m_verbose = false;

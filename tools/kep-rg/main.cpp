@@ -45,6 +45,11 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options) {
   build->add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")->required();
   build->add_option("ROUTING", options.m_routing,
                     "Routing descriptions, one statement a line, read in this order");
+  build->add_option("--redundancy", options.m_redundancy, "Redundancy data; may be given more than once")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
+      ->type_name("FILE");
   options.m_num_threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   build
       ->add_option("-j", options.m_num_threads,
