@@ -10,6 +10,8 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -29,6 +31,13 @@ std::uint64_t count_nodes(const GENERATE_OPTIONS& options, const GENERATE_TILE& 
          (options.top_ports ? levels.get_num_top_ports() : 0);
 }
 
+/// Redundancy data that marks the second of each pair of like inputs, tile by tile.
+void write_redundancy(std::ostream& out, const GENERATE_TILE& tile) {
+  out << "module_name: " << GENERATE_TILE::KEY << '\n';
+  for (const std::string& input : tile.redundant_inputs)
+    out << "1 " << input << '\n';
+}
+
 } // namespace
 
 void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
@@ -36,6 +45,10 @@ void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
   check_generate_options(options);
   if (is_same_file(model_path, routing_path))
     throw std::runtime_error(fmt::format("{}: can't be both model and routing description", model_path));
+  if (!options.redundancy.empty() &&
+      (is_same_file(options.redundancy, model_path) || is_same_file(options.redundancy, routing_path)))
+    throw std::runtime_error(
+        fmt::format("{}: can't be redundancy data and another file", options.redundancy));
   const GENERATE_WIRES wires(options);
   GENERATE_TILE tile = make_generate_tile(options, wires);
   const GENERATE_LEVELS levels(options, tile, wires.tracks);
@@ -49,10 +62,17 @@ void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
   levels.write(writer);
   writer.finish();
   routing.out() << tile.description.get_text();
+  std::optional<ATOMIC_FILE> redundancy;
+  if (!options.redundancy.empty()) {
+    redundancy.emplace(options.redundancy);
+    write_redundancy(redundancy->out(), tile);
+    redundancy->close();
+  }
   model.close();
   routing.close();
   model.commit();
   routing.commit();
+  if (redundancy) redundancy->commit();
 
   const std::string text =
       fmt::format("generate: {}, {} nodes", levels.get_text(), count_nodes(options, tile, levels));

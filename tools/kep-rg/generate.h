@@ -13,8 +13,9 @@
 ///
 /// Percentages are rounded up to whole muxes, so any share above 0 is present.
 struct GENERATE_OPTIONS {
-  std::string model;   ///< the path that the command line names for the device model
-  std::string routing; ///< the one for the routing description
+  std::string model;           ///< the path that the command line names for the device model
+  std::string routing;         ///< the file for the routing description
+  std::string redundancy = {}; ///< a file for redundancy data; empty: none
 
   std::uint64_t nodes = 0; ///< about so many nodes, in levels picked for it; 0: the three below say the size
   std::uint32_t levels = 1;
@@ -36,10 +37,11 @@ struct GENERATE_OPTIONS {
   std::uint64_t seed = 1;       ///< another seed, other connections; the size stays
 };
 
-/// Writes the fabric as a device model and its routing description, and tells its size in one report line.
+/// Writes the fabric as a device model and its routing description, and as redundancy data where a file for
+/// it is named, and tells its size in one report line.
 ///
-/// The same options give the same bytes on every machine. Both files are written beside their targets and
-/// renamed when both are complete. Throws std::runtime_error with one line on options that can't be met and
+/// The same options give the same bytes on every machine. All files are written beside their targets and
+/// renamed when all are complete. Throws std::runtime_error with one line on options that can't be met and
 /// on files that can't be written.
 void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
               const std::string& routing_path);

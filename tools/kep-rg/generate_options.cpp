@@ -86,6 +86,9 @@ void add_generate_options(CLI::App& app, GENERATE_OPTIONS& options) {
   app.add_option("--routing", options.routing, "file for the routing description")
       ->required()
       ->type_name("FILE");
+  app.add_option("--redundancy", options.redundancy,
+                 "file for redundancy data that marks the second inputs of --redundant")
+      ->type_name("FILE");
   add_size(app, options);
   add_tile(app, options);
   add_features(app, options);
