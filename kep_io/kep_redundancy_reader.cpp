@@ -2,7 +2,6 @@
 
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_io_file.h"
-#include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
 #include "kep_rg/kep_rg_relative_paths.h"
 
@@ -39,11 +38,7 @@ std::vector<KEP_REDUNDANCY_FAULT> kep_read_redundancy_text(KEP_DB* db, KEP_RG_PA
   const std::string cut_off = KEP_RG_PARSE_REDUNDANCY::find_cut_off(text);
   if (!cut_off.empty()) throw KEP_IO_ERROR(name + ": " + cut_off);
   KEP_RG_MODULE_RELATIVE_PORTS ports;
-  try {
-    parser.parse(&ports, text);
-  } catch (const KEP_EXCEPTION& refusal) {
-    throw KEP_IO_ERROR(name + ": " + refusal.what());
-  }
+  parser.parse(&ports, text);
   // With nothing read and nothing failed either there were no lines, or there is no such module.
   if (parser.is_module_unknown())
     throw KEP_IO_ERROR(name + ": no module \"" + parser.get_failed_module() + "\"");

@@ -114,7 +114,7 @@ bool KEP_RG_PARSE_REDUNDANCY::is_module_unknown() const {
 
 const char* KEP_RG_PARSE_REDUNDANCY::find_cut_off(std::string_view text) {
   KEP_RG_REDUNDANCY_TOKENS tokens(text);
-  if (tokens.at_end()) return "the keyword \"module_name:\" is missing";
+  if (tokens.at_end() || tokens.get() != KEYWORD) return "the keyword \"module_name:\" is missing";
   tokens.next();
   if (tokens.at_end()) return "the text ends behind the keyword";
   for (tokens.next(); !tokens.at_end(); tokens.next()) {

@@ -46,7 +46,8 @@ public:
   std::string get_failed_module() { return m_failed_module; }
   /// The last call found no such module.
   bool is_module_unknown() const;
-  /// Tells what a text ends in the middle of: "" for nothing, else a few words. Cheap.
+  /// Why parse() would throw or assert on this text, in a few words: the keyword is missing, or the text is
+  /// cut off behind it or in the middle of a pair. "" if it would not. Cheap.
   static const char* find_cut_off(std::string_view text);
 
   /// Rewrites ports to the level that the graph needs, appends them to `out` and gives the number of

@@ -339,6 +339,10 @@ struct BAD_OPTIONS {
   std::string reason;
 };
 
+void PrintTo(const BAD_OPTIONS& bad, std::ostream* out) {
+  *out << bad.reason;
+}
+
 class REFUSED_OPTIONS : public GENERATE_TEST, public testing::WithParamInterface<BAD_OPTIONS> {};
 
 TEST_P(REFUSED_OPTIONS, are_told_in_one_line_and_leave_the_old_files) {

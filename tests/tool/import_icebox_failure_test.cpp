@@ -43,6 +43,10 @@ struct BAD_TEXT {
   std::string reason;
 };
 
+void PrintTo(const BAD_TEXT& bad, std::ostream* out) {
+  *out << bad.reason;
+}
+
 class MALFORMED_ICEBOX : public ICEBOX_TEST, public testing::WithParamInterface<BAD_TEXT> {};
 
 TEST_P(MALFORMED_ICEBOX, is_refused_with_its_line_and_leaves_the_old_files) {
