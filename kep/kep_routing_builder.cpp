@@ -105,7 +105,6 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
 }
 
 KEP_ROUTING_BUILDER_NODE_CACHE::KEP_ROUTING_BUILDER_NODE_CACHE() = default;
-KEP_ROUTING_BUILDER_NODE_CACHE::~KEP_ROUTING_BUILDER_NODE_CACHE() = default;
 
 void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(std::size_t, std::size_t,
                                                                       KEP_ROUTING_BUILDER_GRAPH* graph) {

@@ -24,8 +24,6 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::KEP_ROUTING_BUILDER_EDGE_BUILDER(KEP_ROUTING_B
   graph->m_state->m_fanouts.assign(graph->get_node_count(), {});
 }
 
-KEP_ROUTING_BUILDER_EDGE_BUILDER::~KEP_ROUTING_BUILDER_EDGE_BUILDER() = default;
-
 void KEP_ROUTING_BUILDER_EDGE_BUILDER::sort_nodes_for_templating(KEP_LEGACY_API*) const {
   m_graph->sort_nodes();
 }

@@ -39,7 +39,9 @@ public:
   void operator()(const tbb::blocked_range<std::size_t>& lines) const {
     for (std::size_t i = lines.begin(); i != lines.end(); ++i)
       m_state->m_parsed[i] = m_state->m_relative_ports[i].parse(m_state->m_module, m_state->m_tokens[i],
-                                                                *m_state->m_view_type_rank, nullptr);
+                                                                *m_state->m_view_type_rank, nullptr)
+                                 ? 1
+                                 : 0;
   }
 
 private:

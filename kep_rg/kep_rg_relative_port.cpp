@@ -67,9 +67,13 @@ void KEP_RG_RELATIVE_PORT::add(KEP_INSTANCE* instance, const KEP_VIEW_TYPE_RANK&
 void KEP_RG_RELATIVE_PORT::add(KEP_PORT* port) {
   if (!m_instances.empty() && m_instances.back()->get_module() != port->get_parent()) {
     std::string chain;
-    for (const KEP_INSTANCE* instance : m_instances)
-      chain += (chain.empty() ? "" : "/") + instance->get_name(NAME_STYLE) + " (" +
-               instance->get_module()->get_name(NAME_STYLE) + ")";
+    for (const KEP_INSTANCE* instance : m_instances) {
+      if (!chain.empty()) chain += '/';
+      chain += instance->get_name(NAME_STYLE);
+      chain += " (";
+      chain += instance->get_module()->get_name(NAME_STYLE);
+      chain += ')';
+    }
     const std::string name = boost::str(boost::format("%s (%s)") % port->get_name(NAME_STYLE) %
                                         port->get_parent()->get_name(NAME_STYLE));
     KEP_RG_THROW(

@@ -63,7 +63,7 @@ void add_slices(KEP_MODEL_MODULE& module, std::uint32_t luts) {
   const std::vector<std::int64_t> o = module.ports[2].bits;
   std::int64_t next_bit = module.ports[3].bits[0] + 1;
   std::int64_t carry = module.ports[1].bits[0];
-  for (std::uint32_t k = 0; k < luts; ++k) {
+  for (std::size_t k = 0; k < luts; ++k) {
     const std::int64_t chosen = next_bit++;
     const std::int64_t carry_out = k + 1 == luts ? module.ports[3].bits[0] : next_bit++;
     const std::int64_t lut_out = o[2 * k];

@@ -22,7 +22,7 @@ public:
 
 private:
   BITS take(std::size_t width) {
-    const BITS bits = generate_bits(m_next_bit, width);
+    BITS bits = generate_bits(m_next_bit, width);
     m_next_bit += static_cast<std::int64_t>(width);
     return bits;
   }
