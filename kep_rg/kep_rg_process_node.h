@@ -8,7 +8,7 @@
 /// The body of the parallel loop of the edge phase: finds the fanout of each node of a range and hands it to
 /// the edge builder. It holds pointers alone and is shared by all workers; what a range works with lives in
 /// its WORK.
-class KEP_PROCESS_NODE_FOR_ADD_EDGES {
+class KEP_RG_EXPORT KEP_PROCESS_NODE_FOR_ADD_EDGES {
 public:
   using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT;
   using FANOUTS = std::vector<FANOUT>;

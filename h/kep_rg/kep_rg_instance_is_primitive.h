@@ -93,6 +93,8 @@ protected:
   }
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
+
   const KEP_RG_PRIMITIVES* m_primitives;
   KEP_LEGACY_API* m_legacy_api;
   std::unordered_map<const KEP_MODULE*, MODULE_TYPE> m_module_types;

@@ -81,6 +81,11 @@ public:
   static const KEP_RG_INSTANCE_IS_PRIMITIVE& instance_is_primitive(const KEP_RG_BUILD& build) {
     return build.m_instance_is_primitive;
   }
+  /// Gives a module a type that its description does not lead to, or none of the six.
+  static void set_module_type(KEP_RG_BUILD& build, const KEP_MODULE* module, std::uint32_t type) {
+    build.m_instance_is_primitive.m_module_types_by_number[module->get_number()] =
+        static_cast<KEP_RG_INSTANCE_IS_PRIMITIVE::MODULE_TYPE>(type);
+  }
   static const KEP_RG_TRACE_PREDICATE& trace_predicate(const KEP_RG_BUILD& build) {
     return build.m_trace_predicate;
   }
