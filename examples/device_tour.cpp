@@ -1,13 +1,15 @@
 // A tour of a device: builds its routing graph on all cores and shows what a newcomer would look at.
 //
-//   device_tour MODEL.json ROUTING.jsonl
+//   device_tour MODEL.json ROUTING.jsonl [REDUNDANCY.txt]
 
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_io/kep_model_reader.h"
+#include "kep_io/kep_redundancy_reader.h"
 #include "kep_io/kep_routing_reader.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
+#include "kep_rg/kep_rg_parse_redundancy.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 
 #include <fmt/format.h>
@@ -80,19 +82,27 @@ void show_fanouts(const KEP_ROUTING::GRAPH& graph) {
   }
 }
 
-/// The first node with a handful of fanouts, each with the mux input through which it is reached.
+void show_edges(const boost::iterator_range<KEP_ROUTING::EDGE_ITER<KEP_ROUTING::FWD_EDGE>>& edges,
+                const char* kind) {
+  for (const KEP_ROUTING::FWD_EDGE& edge : edges)
+    fmt::print("    -> {}  through {}{}\n", edge.get_fanout().get_name(STYLE),
+               edge.get_mux_input() ? edge.get_mux_input().get_name(STYLE) : "a plain wire", kind);
+}
+
+/// The first node with a handful of fanouts, redundant ones too where the device has any, each with the mux
+/// input through which it is reached.
 void show_one_node(const KEP_ROUTING::GRAPH& graph) {
   for (const KEP_ROUTING::NODE& node : graph.iter_nodes()) {
-    if (node.get_num_edges() < 4 || node.get_num_edges() > 8) continue;
+    if (node.get_num_edges() < 4 || node.get_num_edges() > 20) continue;
+    if (graph.get_num_redundant_edges() != 0 && node.get_num_real_edges() == node.get_num_edges()) continue;
     fmt::print("\nOne node and what it drives\n  {}\n", node.get_name(STYLE));
-    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
-      fmt::print("    -> {}  through {}\n", edge.get_fanout().get_name(STYLE),
-                 edge.get_mux_input() ? edge.get_mux_input().get_name(STYLE) : "a plain wire");
+    show_edges(node.iter_real_fanout(), "");
+    show_edges(node.iter_redundant_fanout(), "  (redundant)");
     return;
   }
 }
 
-void tour(const std::string& model, const std::string& routing) {
+void tour(const std::string& model, const std::string& routing, const std::string& redundancy) {
   KEP_RG_PHASES phases;
   const std::unique_ptr<KEP_DB> db = [&] {
     const KEP_RG_PHASE_CLOCK clock(phases, "load");
@@ -103,10 +113,16 @@ void tour(const std::string& model, const std::string& routing) {
     const KEP_RG_PHASE_CLOCK clock(phases, "describe");
     kep_read_routing(db.get(), parse, routing);
   }
+  const auto num_threads = static_cast<int>(std::thread::hardware_concurrency());
+  if (!redundancy.empty()) {
+    const KEP_RG_PHASE_CLOCK clock(phases, "redundancy");
+    KEP_RG_PARSE_REDUNDANCY parser(db.get(), static_cast<int>(KEP_VIEW_TYPE::LOGICAL),
+                                   KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, num_threads);
+    for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db.get(), parser, redundancy))
+      std::cerr << redundancy << ":" << fault.m_line << ": cannot read \"" << fault.m_text << "\"\n";
+  }
   // A progress line for each range of nodes; on a device this small a second of work would pass in silence.
-  KEP_RG_BUILD build(db.get(), KEP_RG_BUILD_PARAMS()
-                                   .set_num_threads(static_cast<int>(std::thread::hardware_concurrency()))
-                                   .set_nodes_per_display(1));
+  KEP_RG_BUILD build(db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(num_threads).set_nodes_per_display(1));
   build.build();
   phases.insert(phases.end(), build.get_phase_seconds().begin(), build.get_phase_seconds().end());
 
@@ -121,12 +137,12 @@ void tour(const std::string& model, const std::string& routing) {
 } // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: device_tour MODEL.json ROUTING.jsonl\n";
+  if (argc != 3 && argc != 4) {
+    std::cerr << "usage: device_tour MODEL.json ROUTING.jsonl [REDUNDANCY.txt]\n";
     return 2;
   }
   try {
-    tour(argv[1], argv[2]);
+    tour(argv[1], argv[2], argc == 4 ? argv[3] : "");
   } catch (const std::exception& error) {
     std::cerr << "device_tour: " << error.what() << "\n";
     return 2;
