@@ -134,6 +134,19 @@ TEST(Freeze, refuses_names_that_hold_a_separator) {
   }
 }
 
+TEST(Freeze, refuses_a_net_whose_name_is_empty_or_holds_a_separator) {
+  for (const char* name : {"", "a/b", "a:b"}) {
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID top = builder.add_module("TTT", {});
+    builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT);
+    builder.add_port(top, "q", KEP_PORT_DIRECTION::INPUT);
+    const KEP_NET_ID net = builder.add_net(top, name);
+    builder.connect(top, 0, net);
+    builder.connect(top, 1, net);
+    EXPECT_THAT(refusal(std::move(builder)), AllOf(HasSubstr("TTT"), HasSubstr(name)));
+  }
+}
+
 TEST(Freeze, takes_any_other_character_in_a_name) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID top = builder.add_module("T \\top[3].x", {});
