@@ -43,7 +43,7 @@ boost::iterator_range<KEP_DB_MODULE_ITER> KEP_DB::iter_modules(bool all) const {
   return kep_pointer_range<KEP_DB_MODULE_ITER>(all ? m_unfolding->get_modules() : m_storage->m_modules);
 }
 
-std::vector<KEP_MODULE*> KEP_DB::find_modules(const char* name, KEP_VIEW_TYPE view, bool all) const {
+std::vector<KEP_MODULE*> KEP_DB::find_modules(std::string_view name, KEP_VIEW_TYPE view, bool all) const {
   std::vector<KEP_MODULE*> found;
   const auto modules = m_storage->m_by_name.find(name);
   if (modules == m_storage->m_by_name.end()) return found;

@@ -90,11 +90,14 @@ private:
   std::vector<bool> m_is_known;
 };
 
-/// True when `module` is `top` or stands below it.
-bool is_below(KEP_UNFOLDED_MODULE module, const KEP_UNFOLDED_MODULE& top) {
-  while (module && !(module == top))
-    module = module.get_unfolded_instance().get_parent();
-  return static_cast<bool>(module);
+/// True when the instance is held by `top` or stands below it: its numbers are those right behind that of
+/// `top`.
+bool is_below(const KEP_UNFOLDED_INSTANCE& instance, const KEP_UNFOLDED_MODULE& top) {
+  const KEP_UNFOLDING& unfolding = *top.m_object->get_unfolding();
+  const std::uint32_t above = KEP_SLOT_POSITION::occurrence(top.m_position);
+  const KEP_SLOT& slot = unfolding.get_slot(above, KEP_SLOT_POSITION::slot(top.m_position));
+  const std::uint64_t holder = unfolding.get(static_cast<std::uint32_t>(instance.m_position)).m_number;
+  return holder - unfolding.get_number(above, slot) < top.m_object->get_size();
 }
 
 } // namespace
@@ -109,11 +112,10 @@ std::size_t KEP_DB_REDUNDANCY_CACHE::add_redundant_ports(KEP_UNFOLDED_INST_PORT_
     const KEP_MODULE_RELATIVE_PATH_MAP paths = table.find_path_mappings_for_module(module);
     for (const std::uint64_t position : occurrences.find(module)) {
       const KEP_UNFOLDED_MODULE start(position, const_cast<KEP_MODULE*>(module));
-      if (!is_below(start, top)) continue;
       for (std::size_t i = 0; i != paths.size(); ++i) {
         const KEP_RELATIVE_PATH& path = paths.get_path(i)->get_path();
         const KEP_UNFOLDED_INSTANCE instance = (start + path).get_unfolded_instance();
-        if (!instance) continue; // a port of the top has no uip
+        if (!instance || !is_below(instance, top)) continue; // a port of the top has no uip
         KEP_INST_PORT* inst_port = instance.m_object->get_inst_port_for_port(path.get_port(m_db));
         if (uips->insert(instance.get_unfolding_of_inst_port(inst_port))) ++num_added;
       }

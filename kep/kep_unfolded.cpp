@@ -79,6 +79,7 @@ std::string KEP_UNFOLDED_PORT::get_name(const KEP_NAME_STYLE& style) const {
 KEP_RELATIVE_PATH KEP_UNFOLDED_PORT::operator-(const KEP_UNFOLDED_MODULE& module) const {
   if (!m_object || !module.m_object) return {};
   const KEP_UNFOLDING& unfolding = *m_object->get_parent()->get_unfolding();
+  if (module.m_object->get_unfolding() != &unfolding) return {}; // of another device
   const auto number_at = [&unfolding](std::uint64_t position) {
     const std::uint32_t above = KEP_SLOT_POSITION::occurrence(position);
     return unfolding.get_number(above, unfolding.get_slot(above, KEP_SLOT_POSITION::slot(position)));

@@ -76,7 +76,7 @@ bool KEP_RG_PARSE_REDUNDANCY::parse(KEP_RG_MODULE_RELATIVE_PORTS* out, std::stri
                  "FATAL ERROR: Missing module_name keyword in first line of redundancy_data.\n");
   tokens.next();
   m_failed_module = tokens.get();
-  const std::vector<KEP_MODULE*> modules = m_db->find_modules(m_failed_module.c_str(), m_view_type, true);
+  const std::vector<KEP_MODULE*> modules = m_db->find_modules(m_failed_module, m_view_type, true);
   if (modules.empty()) return false;
 
   KEP_RG_PARSE_RELATIVE_PORTS_STATE state{modules.front(), &m_view_type_rank, {}, {}, {}};
@@ -111,7 +111,7 @@ bool KEP_RG_PARSE_REDUNDANCY::parse(KEP_RG_MODULE_RELATIVE_PORTS* out, std::stri
 }
 
 bool KEP_RG_PARSE_REDUNDANCY::is_module_unknown() const {
-  return !m_failed_module.empty() && m_db->find_modules(m_failed_module.c_str(), m_view_type, true).empty();
+  return !m_failed_module.empty() && m_db->find_modules(m_failed_module, m_view_type, true).empty();
 }
 
 const char* KEP_RG_PARSE_REDUNDANCY::find_cut_off(std::string_view text) {

@@ -34,9 +34,8 @@ void append_flyover_output(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY
 
 void append_outputs_of_paths(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
                              const KEP_UNFOLDED_INST_PORT& uip, UIPS& outputs) {
-  const std::size_t before = outputs.size();
   append_skip_outputs(primitives, uip, outputs);
-  if (outputs.size() == before) append_flyover_output(primitives, legacy_api, uip, outputs);
+  if (outputs.empty()) append_flyover_output(primitives, legacy_api, uip, outputs);
 }
 
 } // namespace KEP_RG_PREDICATE_UTILS

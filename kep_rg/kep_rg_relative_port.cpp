@@ -88,17 +88,19 @@ bool KEP_RG_RELATIVE_PORT::parse(KEP_MODULE* top, std::string_view text, const K
   clear();
   KEP_MODULE* module = top;
   std::string_view segment = take_segment(text);
+  m_instances.reserve(3); // what the smallest allocation holds: one for most lines of a file
   for (; !segment.empty(); segment = take_segment(text)) {
     module = back_master(top, rank);
-    if (!module) return false; // no view of the rank: nothing is found below
+    if (!module) break; // no view of the rank: nothing is found in it
     KEP_INSTANCE* instance =
         cache ? cache->find_instance(module, std::string(segment)) : module->find_instance(segment);
     if (!instance) break;
-    add(instance, rank);
+    m_instances.push_back(instance); // found where add() would want it
   }
   if (segment.empty() || !take_segment(text).empty()) return false;
   // The port of the last instance is looked up in the plain master, not through the rank.
   if (!m_instances.empty()) module = m_instances.back()->get_module();
+  if (!module) return false;
   KEP_PORT* port = cache ? cache->find_port(module, std::string(segment)) : module->find_port(segment);
   if (!port) return false;
   add(port);
@@ -261,10 +263,12 @@ bool KEP_RG_RELATIVE_PORT_TO_PORT::apply_deep(KEP_RG_RELATIVE_PORT* out,
                                               const KEP_RG_RELATIVE_PORT* in) const {
   const auto inner = m_deep_map->find(in->get_inst_port());
   if (inner == m_deep_map->end()) return false;
-  // A longer key with the same start is greater, so it is tried before a shorter one.
-  for (auto rule = inner->second.rbegin(); rule != inner->second.rend(); ++rule)
-    if (in->ends_with(rule->first)) return rewrite(out, in, rule->first.size(), rule->second);
-  return false;
+  // Of several rules that fit the longest decides: by their order, which is that of pointers, runs would
+  // differ.
+  const INNER_MAP::value_type* longest = nullptr;
+  for (const INNER_MAP::value_type& rule : inner->second)
+    if (in->ends_with(rule.first) && (!longest || rule.first.size() > longest->first.size())) longest = &rule;
+  return longest && rewrite(out, in, longest->first.size(), longest->second);
 }
 
 std::size_t KEP_RG_RELATIVE_PORT_TO_PORT::apply(KEP_RG_MODULE_RELATIVE_PORTS* out,

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KEP_ROUTING {
@@ -74,7 +75,7 @@ public:
   boost::iterator_range<KEP_DB_MODULE_ITER> iter_modules(bool all) const;
   /// The modules of that name in that view, in the order of the design; with `all`, foreign ones too.
   /// DEFAULT_VIEW finds none.
-  std::vector<KEP_MODULE*> find_modules(const char* name, KEP_VIEW_TYPE view, bool all) const;
+  std::vector<KEP_MODULE*> find_modules(std::string_view name, KEP_VIEW_TYPE view, bool all) const;
   KEP_LEGACY_API* get_legacy_api() const { return m_legacy_api.get(); }
   /// Never null; the object stays the same while graphs come and go. A foreign database shares it.
   KEP_ROUTING::GRAPH* get_routing_template_graph() const { return m_graph; }

@@ -74,7 +74,8 @@ private:
   friend class KEP_LEAF_SEARCH;
   // The search's own stack. Connections can be far longer than a thread's stack is deep.
   std::vector<KEP_LEAF_SEARCH_FRAME> m_frames;
-  std::vector<KEP_UNFOLDED_INST_PORT> m_outputs;
+  std::vector<KEP_UNFOLDED_INST_PORT> m_outputs;     // of all skip paths on the stack
+  std::vector<KEP_UNFOLDED_INST_PORT> m_own_outputs; // of the inst port at hand
 };
 
 /// PREDICATE gives: is_terminating_uip(uip, params), is_leaf(uip, params), is_ignore_uip(uip, exclude_uip,
@@ -204,8 +205,11 @@ void KEP_LEAF_SEARCH<PREDICATE>::walk_inst_port(const WALK& walk, const KEP_UNFO
     else if (walk.m_params.m_direction == KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS)
       ignored = uip.m_object->is_input();
   }
-  if (!terminating && !ignored) this->get_trace_thru_outputs(uip, results.m_outputs);
-  const bool crosses = results.m_outputs.size() != frame.m_first_output;
+  std::vector<KEP_UNFOLDED_INST_PORT>& outputs = results.m_own_outputs;
+  outputs.clear();
+  if (!terminating && !ignored) this->get_trace_thru_outputs(uip, outputs);
+  const bool crosses = !outputs.empty();
+  results.m_outputs.insert(results.m_outputs.end(), outputs.begin(), outputs.end());
   if (terminating || ignored || (!crosses && !(uip == frame.m_cur_uip) && this->is_leaf(uip, walk.m_params)))
     close_point(walk, uip, terminating, ignored);
   else if (crosses)

@@ -236,3 +236,21 @@ TEST(RandomRedundancy, is_what_a_search_of_the_whole_hierarchy_finds) {
   EXPECT_GT(outside, 1000U);
   EXPECT_GT(repeated, 100U);
 }
+
+TEST_F(Redundancy, stays_below_the_given_module) {
+  mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
+  mark(*db, "TILE", {}, port(*db, "TILE", "in"));
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "g").get_module(DEFAULT)),
+              UnorderedElementsAre("g/t/m:a", "g/t:in"));
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
+              UnorderedElementsAre("t/m:a"))
+      << "the module's own uips lie outside of it";
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(KEP_VIEW_TYPE::BLC)), IsEmpty());
+  EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
+}
+
+TEST_F(Redundancy, below_a_module_counts_marks_that_begin_above_it) {
+  mark(*db, "TOP", {instance(*db, "TOP", "t"), instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
+              UnorderedElementsAre("t/m:a"));
+}

@@ -717,3 +717,23 @@ TEST(NetSet, holds_each_net_once_in_order_and_can_be_emptied) {
     EXPECT_FALSE(set.contains(nets[0]));
   }
 }
+
+TEST(LeafSearch, gives_every_question_for_a_way_through_an_empty_list) {
+  SEARCH search(SKIPS);
+  search.script.m_leaf = {"s:i", "t:i", "u:i"};
+  search.script.m_through["a:i"] = {"a:z", "a:o"};
+  search.script.m_through["b:i"] = {"b:o", "b:z"};
+  search.from(search.port("", "p"));
+  EXPECT_THAT(search.script.m_asked_through, testing::Contains("b:i"));
+  EXPECT_EQ(search.script.m_lists_not_empty, 0U);
+}
+
+TEST(LeafSearch, takes_the_list_of_a_predicate_that_replaces_it) {
+  SEARCH search(SKIPS);
+  search.script.m_replaces_list = true;
+  search.script.m_leaf = {"s:i", "t:i", "u:i"};
+  search.script.m_through["a:i"] = {"a:o", "a:z"};
+  search.script.m_through["b:i"] = {"b:far"};
+  search.from(search.port("", "p"));
+  EXPECT_THAT(search.found(), ElementsAre("b:far", "s:i", "t:i", "u:i"));
+}

@@ -279,3 +279,14 @@ TEST(RelativePathTable, keeps_its_paths_where_they_are_while_others_are_added) {
     ++i;
   }
 }
+
+TEST(RelativePaths, from_a_module_of_another_database_are_invalid) {
+  const auto one = make_db("module A \n ports >p \n module T top \n inst a A");
+  const auto two = make_db("module A \n ports >p \n module T top \n inst a A");
+  const KEP_UNFOLDED_PORT deep =
+      unfolded_instance(*one, "a").get_module(DEFAULT).get_unfolded_port_by_index(0);
+  EXPECT_TRUE(deep - one->get_top_unfolded_module(DEFAULT));
+  EXPECT_FALSE(deep - two->get_top_unfolded_module(DEFAULT));
+  const auto large = make_db(DEVICE);
+  EXPECT_FALSE(deep - unfolded_instance(*large, "u/k").get_module(DEFAULT));
+}

@@ -94,9 +94,7 @@ std::string naive_end(const std::string& text, const std::vector<std::string>& k
   if (tokens.empty()) return "valid_";
   if (tokens[0] != "module_name:") return "keyword";
   if (tokens.size() == 1) return "valid_";
-  // A name ends at its first NUL, as names of modules do.
-  if (std::find(known_modules.begin(), known_modules.end(), tokens[1].c_str()) == known_modules.end())
-    return "false";
+  if (std::find(known_modules.begin(), known_modules.end(), tokens[1]) == known_modules.end()) return "false";
   return tokens.size() % 2 == 0 ? "" : "valid_"; // "": by the lines
 }
 

@@ -32,9 +32,11 @@ void each_port(KEP_MODULE* top, const KEP_VIEW_TYPE_RANK& rank, const auto& visi
   std::vector<KEP_INSTANCE*> chain;
   const std::function<void(KEP_MODULE*)> descend = [&](KEP_MODULE* plain) {
     KEP_MODULE* const module = inside(plain, rank);
-    if (!module) return; // the rank has no view of this IP root: nothing can be named there
-    for (KEP_PORT* port : (chain.empty() ? module : plain)->iter_ports())
-      visit(chain, port);
+    KEP_MODULE* const owner = chain.empty() ? module : plain;
+    if (owner)
+      for (KEP_PORT* port : owner->iter_ports())
+        visit(chain, port);
+    if (!module) return; // the rank has no view of this IP root: no instance can be named in it
     for (KEP_INSTANCE* instance : module->iter_instances()) {
       chain.push_back(instance);
       descend(instance->get_module());
@@ -92,8 +94,9 @@ bool naive_parse(KEP_MODULE* top, const std::string& text, const KEP_VIEW_TYPE_R
     plain = found->get_module();
   }
   KEP_MODULE* const module = inside(plain, rank);
-  if (!module || module->find_instance(segments.back())) return false;
-  port = (chain.empty() ? module : plain)->find_port(segments.back());
+  if (module && module->find_instance(segments.back())) return false;
+  KEP_MODULE* const owner = chain.empty() ? module : plain;
+  port = owner ? owner->find_port(segments.back()) : nullptr;
   return port != nullptr;
 }
 

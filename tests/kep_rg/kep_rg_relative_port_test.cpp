@@ -224,12 +224,13 @@ TEST_F(RelativePort, LeavesAModuleThatIsNoIpRootInItsOwnView) {
   EXPECT_FALSE(port.parse(views.module("TOP"), "m/u:p", RANK, nullptr));
 }
 
-TEST_F(RelativePort, ReadsNothingInAnIpRootForWhichTheRankHasNoView) {
+TEST_F(RelativePort, ReadsOnlyThePortsOfThePlainMasterOfAnIpRootForWhichTheRankHasNoView) {
   const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1);
   KEP_RG_RELATIVE_PORT port;
   EXPECT_FALSE(port.parse(model.module("IP"), "p", none, nullptr));
   EXPECT_FALSE(port.parse(model.module("IP"), "u:p", none, nullptr));
   EXPECT_FALSE(port.parse(top, "i/u:p", none, nullptr));
+  EXPECT_TRUE(port.parse(top, "i:p", none, nullptr));
   EXPECT_TRUE(port.parse(top, "a/x:p", none, nullptr)) << "no IP root on the way";
 }
 

@@ -378,4 +378,15 @@ TEST(RewriteRulesRandom, AgreeWithASearchThroughAllRules) {
     EXPECT_GT(each, 50U) << "rules of every length were applied";
 }
 
+TEST_F(RewriteRules, LetTheLongestOfSeveralLongChainsDecide) {
+  for (const bool longest_first : {false, true}) {
+    RULES rules;
+    if (longest_first) rule(rules, "a/b/c:x", "z");
+    rule(rules, "b/c:x", "y", "A");
+    if (!longest_first) rule(rules, "a/b/c:x", "z");
+    EXPECT_EQ(applied(rules, "a/b/c:x"), ":z");
+    EXPECT_EQ(applied(rules, "f/b/c:x"), "f:y");
+  }
+}
+
 } // namespace
