@@ -26,7 +26,12 @@ struct NUMBER {
 
 NUMBER read_number(simdjson::dom::element value, const KEP_JSON_PLACE& place) {
   if (value.is_string()) {
-    if (const auto number = parse_binary(kep_json_text(value, place))) return {false, *number};
+    const std::string_view text = kep_json_text(value, place);
+    if (const auto number = parse_binary(text)) {
+      // Yosys writes a number in 32 digits, a negative one in two's complement.
+      const bool is_negative = text.size() == 32 && text.front() == '1';
+      return {is_negative, is_negative ? *number | ~std::uint64_t{0xffffffff} : *number};
+    }
   } else if (std::int64_t number; value.get(number) == simdjson::SUCCESS) {
     return {number < 0, static_cast<std::uint64_t>(number)};
   } else if (std::uint64_t large; value.get(large) == simdjson::SUCCESS) {

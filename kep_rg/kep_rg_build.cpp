@@ -432,6 +432,7 @@ bool KEP_RG_BUILD::create_node_hipi(KEP_UNFOLDED_INST_PORT uip, bool no_plain_no
   return true;
 }
 
+// Stands here so that a failure names this file, as every assertion of a build does.
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::check_start(const KEP_ROUTING_BUILDER_NODE* start_node,
                                                  const KEP_ROUTING::NODE* dbg_start_node) const {
   KEP_ASSERT(start_node || dbg_start_node);

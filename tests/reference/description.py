@@ -1,10 +1,11 @@
 """The description of routing primitives: the store, the operations that fill it, the reader of its text."""
 
 import json
+import re
 
 from errors import BadInput
 from model import BLC, LOGICAL, LOGICAL_TWIN, STANDARD_RANK, VIEWS
-from relative_ports import parse_relative_port
+from relative_ports import RelativePort, parse_relative_port
 
 
 class Mux:
@@ -368,10 +369,21 @@ class DescriptionReader:
         self.parse.store.pattern = pattern
 
     def add_wire_type(self, name, flags, module, path):
-        relative_port = parse_relative_port(module, path, STANDARD_RANK)
+        relative_port = self.find_wire(module, path)
         if relative_port is None:
             raise BadInput(f"no port {path} below module {module.name}")
         self.parse.add_wire_type(relative_port, name, flags)
+
+    @staticmethod
+    def find_wire(module, path):
+        """A path of one name is a port of the module itself, in whatever view it is named."""
+        segments = [s for s in re.split("[/:]", path) if s]
+        if len(segments) != 1:
+            return parse_relative_port(module, path, STANDARD_RANK)
+        port = module.find_port(segments[0])
+        if port is None or module.find_instance(segments[0]) is not None:
+            return None
+        return RelativePort([], port)
 
     def set_spare_row(self, instance):
         self.parse.set_spare_row(instance)

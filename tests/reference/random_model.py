@@ -255,7 +255,7 @@ class DescriptionMaker:
         for _ in range(rng.randint(1, 12)):
             module = rng.choice(modules)
             paths = self.paths_below(module)
-            if not module.ip_root and (not paths or rng.random() < 0.5):
+            if not paths or rng.random() < 0.5:
                 paths = [(port, port.name) for port in module.ports]
             if paths:
                 self.add_wire_type(module, self.pick_path(paths, False))

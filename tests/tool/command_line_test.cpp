@@ -139,6 +139,28 @@ TEST_F(CommandLine, WritesStatisticsAsJson) {
   const simdjson::dom::element stats = parser.parse(text);
   EXPECT_EQ(std::uint64_t(stats["counters"]["m_created_num_nodes"]), 2U);
   EXPECT_EQ(std::uint64_t(stats["counters"]["n_edges"]), 4U);
+  for (const char* counter : {"m_eliminated_num_nodes",
+                              "m_created_num_nodes",
+                              "m_created_num_nodes_blc",
+                              "m_created_num_nodes_inserted",
+                              "m_created_num_nodes_hipi",
+                              "m_repeated_num_nodes",
+                              "m_created_num_nodes_boundary",
+                              "n_skip_port",
+                              "n_nodes",
+                              "nodes_per_display",
+                              "n_nodes_done",
+                              "n_get_leaf_calls",
+                              "n_get_leaf_fanouts",
+                              "n_edges",
+                              "n_redundant_edges",
+                              "n_cdrn_cache_hits",
+                              "n_cdrn_cache_misses",
+                              "cpu_start",
+                              "wall_start",
+                              "counted_n",
+                              "counted_boundary"})
+    EXPECT_TRUE(stats["counters"][counter].is_number()) << counter;
   EXPECT_EQ(std::uint64_t(stats["counters"]["counted_n"]), 2U);
   EXPECT_EQ(std::uint64_t(stats["counters"]["counted_boundary"]), 0U);
   EXPECT_EQ(std::uint64_t(stats["graph"]["nodes"]), 2U);
@@ -201,13 +223,17 @@ TEST_F(CommandLine, WritesThePathsOfWiresBelowRoutingRoots) {
 }
 
 TEST_F(CommandLine, RefusesBadUse) {
-  expect_refused("", "");
-  expect_refused("make", "");
+  expect_refused("", "subcommand");
+  for (const std::string word : {"make", "check", "trace"})
+    expect_refused(word + " model.json routing.jsonl", "unknown command \"" + word + "\"");
+  for (const std::string option : {"--check", "--trace", "-o x.kdb", "--no-such-option"})
+    expect_refused("build model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
+  for (const std::string option : {"--dump", "--stats", "--wire-paths", "--redundancy"})
+    expect_refused("build model.json routing.jsonl " + option + " ''", "must not be empty");
   expect_refused("build", "MODEL");
   expect_refused("build model.json routing.jsonl -j 0", "-j");
   expect_refused("build model.json routing.jsonl -j two", "-j");
   expect_refused("build model.json routing.jsonl --nodes-per-display 0", "--nodes-per-display");
-  expect_refused("build model.json routing.jsonl --no-such-option", "--no-such-option");
   expect_refused("import-icebox", "CHIPDB");
   expect_refused("generate --model m.json", "--routing");
 }
@@ -231,6 +257,22 @@ TEST_F(CommandLine, RefusesFilesThatItCannotWriteAndLeavesNothingBehind) {
   expect_refused("build model.json routing.jsonl --dump model.json", "model.json");
   EXPECT_THAT(files(), UnorderedElementsAre("model.json", "routing.jsonl"));
   EXPECT_EQ(read("model.json"), MODEL);
+}
+
+TEST_F(CommandLine, RefusesAnOutputThatWouldReplaceAnInputOrAnotherOutput) {
+  expect_refused("build model.json routing.jsonl --stats model.json", "model.json: is an input");
+  expect_refused("build model.json routing.jsonl --wire-paths x --stats ./x",
+                 "x: is an input or another output");
+  expect_refused("build model.json routing.jsonl --dump d --stats d/nodes.tsv",
+                 "d/nodes.tsv: is an input or another");
+  EXPECT_EQ(read("model.json"), MODEL);
+}
+
+TEST_F(CommandLine, TellsControlCharactersAsNumbers) {
+  expect_refused("build \"$(printf 'a\\033b.json')\"", "a\\u001bb.json");
+  write("redundancy.txt", "module_name: TILE\n0 m:b\r\n");
+  ASSERT_EQ(run("build model.json routing.jsonl --redundancy redundancy.txt"), 0);
+  EXPECT_THAT(m_err, HasSubstr("m:b\\u000d"));
 }
 
 TEST_F(CommandLine, ARefusedBuildKeepsTheOldDump) {

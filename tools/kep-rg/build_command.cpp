@@ -1,6 +1,7 @@
 #include "tools/kep-rg/build_command.h"
 
 #include "kep/kep_routing_graph.h"
+#include "kep_io/kep_io_error.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_redundancy_reader.h"
 #include "kep_io/kep_routing_reader.h"
@@ -12,9 +13,14 @@
 #include "tools/kep-rg/stats_file.h"
 #include "tools/kep-rg/wire_paths.h"
 
+#include <filesystem>
 #include <memory>
 #include <ostream>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <vector>
 
 namespace {
 
@@ -25,12 +31,37 @@ void read_redundancy(KEP_DB* db, const BUILD_OPTIONS& options) {
   for (const std::string& path : options.m_redundancy)
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
       KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD)
-          << path << ":" << fault.m_line << ": cannot read \"" << fault.m_text << "\"" << std::endl;
+          << KEP_IO_ERROR(path + ":" + std::to_string(fault.m_line) + ": cannot read \"" + fault.m_text +
+                          "\"")
+                 .what()
+          << std::endl;
+}
+
+/// No output may replace an input or another output.
+void check_files(const BUILD_OPTIONS& options) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> inputs{options.m_model};
+  inputs.insert(inputs.end(), options.m_routing.begin(), options.m_routing.end());
+  inputs.insert(inputs.end(), options.m_redundancy.begin(), options.m_redundancy.end());
+  std::vector<std::string> outputs;
+  if (!options.m_dump.empty())
+    for (const char* name : {"nodes.tsv", "edges.tsv"})
+      outputs.push_back((fs::path(options.m_dump) / name).string());
+  for (const std::string& path : {options.m_stats, options.m_wire_paths})
+    if (!path.empty()) outputs.push_back(path);
+  std::set<fs::path> taken;
+  std::error_code ignored;
+  for (const std::string& path : inputs)
+    taken.insert(fs::weakly_canonical(fs::absolute(path), ignored));
+  for (const std::string& path : outputs)
+    if (!taken.insert(fs::weakly_canonical(fs::absolute(path), ignored)).second)
+      throw std::runtime_error(path + ": is an input or another output of this run");
 }
 
 } // namespace
 
 void build_command(const BUILD_OPTIONS& options) {
+  check_files(options);
   BUILD_STATS stats;
   stats.m_num_threads = options.m_num_threads;
 
@@ -41,8 +72,7 @@ void build_command(const BUILD_OPTIONS& options) {
   {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "describe");
     KEP_RG_PARSE parse(db.get());
-    // A device without routing has a description, too: an empty one.
-    db->get_routing_template_graph()->get_routing_primitive()->initialize();
+    kep_describe_no_routing(db.get()); // unless a file says more
     for (const std::string& path : options.m_routing)
       kep_read_routing(db.get(), parse, path);
   }

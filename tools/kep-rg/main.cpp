@@ -28,9 +28,8 @@ int tell(EXIT_STATUS status, const std::string& text) {
   std::string line = text;
   while (!line.empty() && line.back() == '\n')
     line.pop_back();
-  std::replace(line.begin(), line.end(), '\n', ' '); // one failure, one line
   std::cout << std::flush;
-  std::cerr << "kep-rg: " << line << std::endl;
+  std::cerr << "kep-rg: " << KEP_IO_ERROR(line).what() << std::endl; // one failure, one line
   return status;
 }
 
@@ -40,6 +39,9 @@ struct IMPORT_OPTIONS {
   std::string m_routing;
 };
 
+const CLI::Validator
+    NOT_EMPTY([](const std::string& text) { return text.empty() ? "must not be empty" : ""; }, "");
+
 void add_build(CLI::App& app, BUILD_OPTIONS& options) {
   CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
   build->add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")->required();
@@ -47,9 +49,11 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options) {
                     "Routing descriptions, one statement a line, read in this order");
   build->add_option("--redundancy", options.m_redundancy, "Redundancy data; may be given more than once")
       ->type_name("FILE")
+      ->check(NOT_EMPTY)
       ->allow_extra_args(false);
   build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(NOT_EMPTY);
   options.m_num_threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   build
       ->add_option("-j", options.m_num_threads,
@@ -63,9 +67,11 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options) {
       ->capture_default_str();
   build->add_flag("--verbose", options.m_verbose, "Tell of each target found");
   build->add_option("--dump", options.m_dump, "Write nodes.tsv and edges.tsv into this folder")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->check(NOT_EMPTY);
   build->add_option("--stats", options.m_stats, "Write counters, times and sizes as JSON")
-      ->type_name("FILE.json");
+      ->type_name("FILE.json")
+      ->check(NOT_EMPTY);
   build->set_version_flag("--version", VERSION);
   build->callback([&options] { build_command(options); });
 }
@@ -92,6 +98,13 @@ void add_generate(CLI::App& app, GENERATE_OPTIONS& options) {
   command->callback([&options] { generate(options, options.model, options.routing); });
 }
 
+/// A first word that is no command is told by name.
+bool is_unknown_command(const CLI::App& app, int argc, char** argv) {
+  return argc > 1 && argv[1][0] != '-' &&
+         app.get_subcommands([argv](const CLI::App* command) { return command->get_name() == argv[1]; })
+             .empty();
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Routing graphs of programmable-logic devices", "kep-rg");
   app.set_version_flag("--version", VERSION);
@@ -102,6 +115,8 @@ int run(int argc, char** argv) {
   add_build(app, build_options);
   add_import(app, import_options);
   add_generate(app, generate_options);
+  if (is_unknown_command(app, argc, argv))
+    return tell(BAD_INPUT, std::string("unknown command \"") + argv[1] + "\" (see kep-rg --help)");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wish) { // help or version

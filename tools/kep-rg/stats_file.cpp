@@ -18,6 +18,11 @@ std::uint64_t get_peak_rss_bytes() {
 }
 
 using COUNTER = std::pair<const char*, std::uint64_t>;
+/// The start of the clocks of a record: processor time in milliseconds, wall time in ticks of 100
+/// nanoseconds.
+std::string format_clocks(const KEP_RG_EDGE_CREATION_STATS& edges) {
+  return fmt::format(",\n    \"cpu_start\": {},\n    \"wall_start\": {}", edges.cpu_start, edges.wall_start);
+}
 
 std::string format_counters(std::initializer_list<COUNTER> counters) {
   std::string text;
@@ -30,26 +35,27 @@ std::string format_build_counters(const BUILD_STATS& stats) {
   const KEP_RG_NODE_CREATION_STATS& nodes = stats.m_nodes;
   const KEP_RG_EDGE_CREATION_STATS& edges = stats.m_edges;
   return format_counters({
-      {"m_eliminated_num_nodes", nodes.m_eliminated_num_nodes},
-      {"m_created_num_nodes", nodes.m_created_num_nodes},
-      {"m_created_num_nodes_blc", nodes.m_created_num_nodes_blc},
-      {"m_created_num_nodes_inserted", nodes.m_created_num_nodes_inserted},
-      {"m_created_num_nodes_hipi", nodes.m_created_num_nodes_hipi},
-      {"m_repeated_num_nodes", nodes.m_repeated_num_nodes},
-      {"m_created_num_nodes_boundary", nodes.m_created_num_nodes_boundary},
-      {"n_skip_port", edges.n_skip_port},
-      {"n_nodes", edges.n_nodes},
-      {"nodes_per_display", edges.nodes_per_display},
-      {"n_nodes_done", edges.n_nodes_done},
-      {"n_get_leaf_calls", edges.n_get_leaf_calls},
-      {"n_get_leaf_fanouts", edges.n_get_leaf_fanouts},
-      {"n_edges", edges.n_edges},
-      {"n_redundant_edges", edges.n_redundant_edges},
-      {"n_cdrn_cache_hits", edges.n_cdrn_cache_hits},
-      {"n_cdrn_cache_misses", edges.n_cdrn_cache_misses},
-      {"counted_n", stats.m_counted_n},
-      {"counted_boundary", stats.m_counted_boundary},
-  });
+             {"m_eliminated_num_nodes", nodes.m_eliminated_num_nodes},
+             {"m_created_num_nodes", nodes.m_created_num_nodes},
+             {"m_created_num_nodes_blc", nodes.m_created_num_nodes_blc},
+             {"m_created_num_nodes_inserted", nodes.m_created_num_nodes_inserted},
+             {"m_created_num_nodes_hipi", nodes.m_created_num_nodes_hipi},
+             {"m_repeated_num_nodes", nodes.m_repeated_num_nodes},
+             {"m_created_num_nodes_boundary", nodes.m_created_num_nodes_boundary},
+             {"n_skip_port", edges.n_skip_port},
+             {"n_nodes", edges.n_nodes},
+             {"nodes_per_display", edges.nodes_per_display},
+             {"n_nodes_done", edges.n_nodes_done},
+             {"n_get_leaf_calls", edges.n_get_leaf_calls},
+             {"n_get_leaf_fanouts", edges.n_get_leaf_fanouts},
+             {"n_edges", edges.n_edges},
+             {"n_redundant_edges", edges.n_redundant_edges},
+             {"n_cdrn_cache_hits", edges.n_cdrn_cache_hits},
+             {"n_cdrn_cache_misses", edges.n_cdrn_cache_misses},
+             {"counted_n", stats.m_counted_n},
+             {"counted_boundary", stats.m_counted_boundary},
+         }) +
+         format_clocks(edges);
 }
 
 std::string format_graph(const KEP_ROUTING::GRAPH& graph) {
