@@ -1,4 +1,5 @@
 #include "kep_rg/kep_rg_relative_port.h"
+#include "relative_ports_fixture.h"
 #include "support/build_access.h"
 #include "support/failure_text.h"
 #include "support/named_model.h"
@@ -24,52 +25,10 @@ static_assert(std::is_same_v<decltype(*std::declval<GROUP>().iter_relative_ports
 
 namespace {
 
-const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
+using relative_ports::names_of;
+using relative_ports::RANK;
 
-const char* const DEVICE = R"(
-  module C
-    ports >x >y <z
-  module B
-    ports >x >y <z
-    inst c C
-    inst d C
-  module A
-    ports >x >y <z
-    inst b B
-    inst e B
-  module TOP top
-    ports >x >y <z
-    inst a A
-    inst f A
-)";
-
-std::vector<std::string> names_of(const auto& range) {
-  std::vector<std::string> names;
-  for (const KEP_RG_RELATIVE_PORT* each : range)
-    names.push_back(each->get_name());
-  return names;
-}
-
-class RelativePorts : public testing::Test {
-protected:
-  KEP_RG_RELATIVE_PORT port(const std::string& text, const char* top = "TOP") const {
-    KEP_RG_RELATIVE_PORT result;
-    EXPECT_TRUE(result.parse(model.module(top), text, RANK, nullptr)) << text;
-    return result;
-  }
-  GROUP group(const std::vector<std::string>& texts, const char* top = "TOP") const {
-    GROUP result;
-    for (const std::string& text : texts) {
-      const KEP_RG_RELATIVE_PORT each = port(text, top);
-      result.add(&each);
-    }
-    return result;
-  }
-  static std::vector<std::string> names(const GROUP& group) { return names_of(group.iter_relative_ports()); }
-
-  const NAMED_MODEL model{DEVICE};
-  const KEP_RG_RELATIVE_PORT nothing;
-};
+class RelativePorts : public relative_ports::RELATIVE_PORTS_TEST {};
 
 // --- groups -----------------------------------------------------------------------------------------------
 

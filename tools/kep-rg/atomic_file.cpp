@@ -51,3 +51,12 @@ void ATOMIC_FILE::commit() {
 void ATOMIC_FILE::fail(const std::string& reason) const {
   throw std::runtime_error(fmt::format("{}: can't be written: {}", m_path.string(), reason));
 }
+
+fs::path get_canonical_path(const std::string& path) {
+  std::error_code ignored;
+  return fs::weakly_canonical(fs::absolute(path, ignored), ignored);
+}
+
+bool is_same_file(const std::string& left, const std::string& right) {
+  return get_canonical_path(left) == get_canonical_path(right);
+}

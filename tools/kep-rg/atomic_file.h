@@ -33,3 +33,7 @@ private:
   std::filesystem::path m_temporary;
   std::ofstream m_out;
 };
+
+/// The path without links and detours, absolute, whether there is a file or not.
+std::filesystem::path get_canonical_path(const std::string& path);
+bool is_same_file(const std::string& left, const std::string& right);

@@ -9,6 +9,7 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
+#include "tools/kep-rg/atomic_file.h"
 #include "tools/kep-rg/dump.h"
 #include "tools/kep-rg/stats_file.h"
 #include "tools/kep-rg/wire_paths.h"
@@ -19,7 +20,6 @@
 #include <set>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -50,11 +50,10 @@ void check_files(const BUILD_OPTIONS& options) {
   for (const std::string& path : {options.m_stats, options.m_wire_paths})
     if (!path.empty()) outputs.push_back(path);
   std::set<fs::path> taken;
-  std::error_code ignored;
   for (const std::string& path : inputs)
-    taken.insert(fs::weakly_canonical(fs::absolute(path), ignored));
+    taken.insert(get_canonical_path(path));
   for (const std::string& path : outputs)
-    if (!taken.insert(fs::weakly_canonical(fs::absolute(path), ignored)).second)
+    if (!taken.insert(get_canonical_path(path)).second)
       throw std::runtime_error(path + ": is an input or another output of this run");
 }
 

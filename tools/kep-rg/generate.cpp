@@ -9,19 +9,12 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 
 namespace {
-
-bool is_same_file(const std::string& a, const std::string& b) {
-  std::error_code ignored;
-  return std::filesystem::weakly_canonical(a, ignored) == std::filesystem::weakly_canonical(b, ignored);
-}
 
 /// The routing nodes of the whole device.
 std::uint64_t count_nodes(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile,
