@@ -3,6 +3,7 @@
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_process_node.h"
 #include "kep_rg/kep_rg_report.h"
+#include "kep_rg/kep_rg_tsan.h"
 
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
@@ -75,8 +76,12 @@ void KEP_RG_BUILD::add_edges() {
                    static_cast<int>(m_num_threads));
   tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
   const unsigned grain = std::max(node_count / 1000, 10000U);
+  KEP_RG_TSAN::before_loop();
+  // The body stays where it is: what TBB copies from task to task is a reference.
+  const auto run_body = [&body](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) { body(range); };
   arena.execute(
-      [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), body, tbb::auto_partitioner()); });
+      [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
+  KEP_RG_TSAN::after_loop();
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)
     for (const REP_NODE_ARGS& row : rows)

@@ -2,6 +2,7 @@
 
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_report.h"
+#include "kep_rg/kep_rg_tsan.h"
 
 using KEP_RG_REPORT::debug;
 using KEP_RG_REPORT::NAME_STYLE;
@@ -9,9 +10,10 @@ using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
     const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const {
+  KEP_RG_TSAN::begin_body();
   // A copy that dies with the range: what a range learns is not written back, which is meant.
   KEP_RG_BUILD::CDRN_CACHE cache = m_ftd->m_cdrn_caches.local();
-  KEP_RG_EDGE_CREATION_STATS& own_stats = m_stats->local();
+  KEP_RG_EDGE_CREATION_STATS& own_stats = get_own_stats();
   KEP_RG_EDGE_CREATION_STATS range_stats(0, m_ftd->m_nodes_per_display);
   WORK work;
   work.m_cache = &cache;
@@ -28,8 +30,17 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
     own_stats.add(range_stats);
   }
   print_progress(count); // tests before it adds: the record does not hold these nodes yet
+  {
+    const tbb::mutex::scoped_lock lock(*m_mutex);
+    own_stats.n_nodes_done += count;
+  }
+  KEP_RG_TSAN::end_body();
+}
+
+/// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of them.
+KEP_RG_EDGE_CREATION_STATS& KEP_PROCESS_NODE_FOR_ADD_EDGES::get_own_stats() const {
   const tbb::mutex::scoped_lock lock(*m_mutex);
-  own_stats.n_nodes_done += count;
+  return m_stats->local();
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::print_progress(std::size_t count) const {

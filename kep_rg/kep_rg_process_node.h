@@ -75,6 +75,7 @@ private:
   void store_cached_fanout(const KEP_ROUTING_BUILDER_NODE* start_node, WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
+  KEP_RG_EDGE_CREATION_STATS& get_own_stats() const;
   void print_progress(std::size_t count) const;
 
   KEP_RG_BUILD* m_ftd;

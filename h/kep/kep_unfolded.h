@@ -29,8 +29,8 @@ class KEP_UNFOLDED_VALUE {
 public:
   KEP_UNFOLDED_VALUE() = default;
   explicit operator bool() const { return m_object != nullptr; }
-  bool operator==(const DERIVED& other) const {
-    return m_object == other.m_object && m_position == other.m_position;
+  friend bool operator==(const DERIVED& left, const DERIVED& right) {
+    return left.m_object == right.m_object && left.m_position == right.m_position;
   }
   std::size_t hash() const {
     const auto object = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(m_object));
