@@ -37,7 +37,8 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   KEP_RG_TSAN::end_body();
 }
 
-/// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of them.
+/// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of
+/// them.
 KEP_RG_EDGE_CREATION_STATS& KEP_PROCESS_NODE_FOR_ADD_EDGES::get_own_stats() const {
   const tbb::mutex::scoped_lock lock(*m_mutex);
   return m_stats->local();
