@@ -197,7 +197,8 @@ public:
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
   std::uint64_t get_num_redundant_edges() const;
-  /// The number of distinct lists of fanouts that the graph stores.
+  /// The number of lists of fanouts that the graph stores: one for each node that has any, equal lists
+  /// counted apart.
   std::uint64_t get_num_templates() const;
   /// What the graph holds in memory, all of it.
   std::uint64_t get_memory_bytes() const;
