@@ -145,6 +145,13 @@ NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
   return {NODE_ITER(graph, 0), NODE_ITER(graph, m_storage ? m_storage->get_num_nodes() : 0), grain};
 }
 
+std::uint32_t GRAPH::get_index(const NODE& node) const {
+  return m_storage->find(node.m_word);
+}
+NODE GRAPH::get_node(std::uint32_t index) const {
+  return NODE(m_storage->get_word(index), const_cast<GRAPH*>(this));
+}
+
 std::uint64_t GRAPH::get_num_nodes() const {
   return m_storage ? m_storage->get_num_nodes() : 0;
 }

@@ -194,6 +194,10 @@ public:
   NODE_ITER_RANGE iter_nodes() const { return iter_nodes_with_grain(1); }
   NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain) const;
 
+  /// The place of a node of this graph in the order of iter_nodes(), from 0; and the node of a place.
+  std::uint32_t get_index(const NODE& node) const;
+  NODE get_node(std::uint32_t index) const;
+
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
   std::uint64_t get_num_redundant_edges() const;

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "kep/kep_db.h"
+#include "kep/kep_db_cache.h"
+#include "kep/kep_routing_graph.h"
+#include "kep/kep_routing_primitive_cache.h"
+#include "kep_rg/kep_rg_export.h"
+#include "kep_rg/kep_rg_primitives.h"
+
+#include <vector>
+
+/// Gets back what a finished graph no longer says: the way of an edge through the hierarchy.
+///
+/// The trace of an edge is the chain of uips from behind its source to its target, the mux input before the
+/// target. One object serves one thread; several may trace side by side on one graph, which they only read.
+/// The database and the cache must outlive the object.
+class KEP_RG_EXPORT KEP_RG_TRACE_EDGE {
+public:
+  /// The first cache is accepted and not used.
+  KEP_RG_TRACE_EDGE(const KEP_DB* db, const KEP_DB_CACHE& cache,
+                    const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  KEP_RG_TRACE_EDGE(const KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  KEP_RG_TRACE_EDGE(const KEP_RG_TRACE_EDGE& other);
+  KEP_RG_TRACE_EDGE(KEP_RG_TRACE_EDGE&& other) noexcept;
+  ~KEP_RG_TRACE_EDGE();
+
+  /// Replaces `trace` by the chain of the first edge between the two nodes. False when a node is null (the
+  /// trace is then left alone), when there is no such edge (which is told) and when the search does not meet
+  /// the target (which is not); the trace then means nothing. Asserts that the source is no boundary node. An
+  /// edge to a boundary node is never met.
+  bool trace_edge(const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to,
+                  std::vector<KEP_UNFOLDED_INST_PORT>& trace);
+  /// Traces every edge and follows each trace hop by hop along the nets and arcs of the model. Tells of the
+  /// first edge that fails, and ends there with false.
+  bool verify_all_edge_traces();
+
+private:
+  bool verify_trace_edge(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace);
+
+  const KEP_DB* m_db;
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE* m_routing_primitive_cache;
+  const KEP_ROUTING_PRIMITIVE* m_routing_primitive;
+  const KEP_VIEW_TYPE_RANK* m_view_type_rank;
+  KEP_RG_PRIMITIVES m_primitives;
+};
