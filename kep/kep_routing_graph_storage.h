@@ -47,6 +47,7 @@ public:
   std::uint64_t get_memory_bytes() const;
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
   void take_edges(const KEP_ROUTING_BUILDER_GRAPH& graph);
   void add_fanins(const KEP_ROUTING_BUILDER_GRAPH& graph);
 

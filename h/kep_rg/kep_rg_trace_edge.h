@@ -35,6 +35,7 @@ public:
   bool verify_all_edge_traces();
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
   bool verify_trace_edge(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace);
 
   const KEP_DB* m_db;
