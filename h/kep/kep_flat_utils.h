@@ -2,6 +2,7 @@
 
 #include "kep/kep_db.h"
 #include "kep/kep_unfold_observer.h"
+#include "kep/kep_unfolded_set.h"
 #include "kep_report/kep_report_assert.h"
 
 #include <cstdint>
@@ -25,24 +26,11 @@ struct KEP_GET_LEAF_PARAMS {
   bool m_spare_flag = false;     ///< read by nothing
 };
 
-/// A set of nets that keeps its storage when it is emptied, so that a walk allocates nothing.
-class KEP_EXPORT KEP_UNFOLDED_NET_SET {
+/// The nets that a search has walked.
+class KEP_UNFOLDED_NET_SET : public KEP_UNFOLDED_SET<KEP_UNFOLDED_NET> {
 public:
-  /// False when the net was there already.
-  bool insert(const KEP_UNFOLDED_NET& net);
-  bool contains(const KEP_UNFOLDED_NET& net) const;
-  std::size_t size() const { return m_nets.size(); }
-  void clear();
   /// In the order in which they came.
-  const std::vector<KEP_UNFOLDED_NET>& get_nets() const { return m_nets; }
-
-private:
-  static constexpr std::size_t LINEAR = 8; // up to here the nets are searched one by one
-  void rehash(std::size_t buckets);
-  std::size_t find_bucket(const KEP_UNFOLDED_NET& net) const;
-
-  std::vector<KEP_UNFOLDED_NET> m_nets;
-  std::vector<std::uint32_t> m_buckets; // index in m_nets plus 1, or 0; empty while the set is small
+  const std::vector<KEP_UNFOLDED_NET>& get_nets() const { return get_values(); }
 };
 
 /// One net on the way of a search: where the search came in and how far it is. Private to the search.

@@ -7,6 +7,7 @@
 #include "kep_rg/kep_rg_export.h"
 #include "kep_rg/kep_rg_primitives.h"
 
+#include <memory>
 #include <vector>
 
 /// Gets back what a finished graph no longer says: the way of an edge through the hierarchy.
@@ -34,8 +35,42 @@ public:
   /// first edge that fails, and ends there with false.
   bool verify_all_edge_traces();
 
+  /// What becomes of an edge that is traced and whose trace is followed. All but the first: why it does not
+  /// verify.
+  enum class OUTCOME : unsigned char {
+    VERIFIED,
+    NULL_NODE,          ///< a node of the edge is null
+    STARTS_AT_BOUNDARY, ///< no trace can start at a boundary node
+    ENDS_AT_BOUNDARY,   ///< no trace can end at a boundary node
+    NOT_FOUND,          ///< the search does not meet the target
+    UNCONNECTED_PORT,   ///< the trace comes to a uip without a net
+    NO_PREVIOUS_UIP,    ///< the trace begins with an arc and has no input for it
+    NO_ARC,             ///< no arc joins two uips of the trace
+    NET_OF_FIRST_HOP,   ///< the first uip lies on no net of the source
+    NET_OF_LATER_HOP,   ///< a later uip does not lie on the net on which the trace stands
+  };
+  static constexpr unsigned NUM_OUTCOMES = 10;
+  /// One uip of a trace, and the net on which the trace comes to it: none for an arc, which stays inside a
+  /// mux.
+  struct HOP {
+    KEP_UNFOLDED_INST_PORT m_uip;
+    KEP_UNFOLDED_NET m_net;
+  };
+
+  /// The outcomes of the node's edges, in the order of iter_all_fanout(); as trace_edge does, of several
+  /// edges to one fanout it takes the first for all. Asserts nothing, tells nothing. What the edges of a node
+  /// share is walked once.
+  void check_edges(const KEP_ROUTING::NODE& from, std::vector<OUTCOME>& outcomes);
+  /// The hops of a trace that trace_edge gave for an edge from that node. A trace that does not verify has
+  /// them up to the last good one.
+  OUTCOME check_trace(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace,
+                      std::vector<HOP>& hops) const;
+
 private:
   friend class KEP_RG_TEST_ACCESS;
+  struct SEARCHES;
+  SEARCHES& get_searches();
+  bool is_through_tunnel(const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to) const;
   bool verify_trace_edge(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace);
 
   const KEP_DB* m_db;
@@ -43,4 +78,5 @@ private:
   const KEP_ROUTING_PRIMITIVE* m_routing_primitive;
   const KEP_VIEW_TYPE_RANK* m_view_type_rank;
   KEP_RG_PRIMITIVES m_primitives;
+  std::unique_ptr<SEARCHES> m_searches; // made when first used; no part of a copy
 };
