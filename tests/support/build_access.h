@@ -1,7 +1,9 @@
 #pragma once
 
+#include "kep/kep_routing_graph_storage.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_relative_port.h"
+#include "kep_rg/kep_rg_trace_edge.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +11,7 @@
 #include <vector>
 
 /// What tests reach inside a builder: single phases, single decisions, and the members that no operation
-/// sets.
+/// sets. And inside a finished graph and a trace.
 class KEP_RG_TEST_ACCESS {
 public:
   using CREATE_TYPE = KEP_RG_BUILD::CREATE_TYPE;
@@ -101,5 +103,14 @@ public:
   }
   static void pop_back(KEP_RG_RELATIVE_PORT& r_port, std::size_t count, KEP_PORT* port) {
     r_port.pop_back(count, port);
+  }
+
+  /// The fanins of all nodes, and the words of the nodes, of a finished graph.
+  static std::vector<std::uint32_t>& fanins(KEP_ROUTING_GRAPH_STORAGE& storage) { return storage.m_fanins; }
+  static std::vector<std::uint64_t>& words(KEP_ROUTING_GRAPH_STORAGE& storage) { return storage.m_words; }
+
+  static bool verify_trace_edge(KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& from,
+                                const std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
+    return tracer.verify_trace_edge(from, trace);
   }
 };
