@@ -1,6 +1,5 @@
-#include "kep_rg/kep_rg_parse_redundancy.h"
+#include "parse_redundancy_fixture.h"
 #include "support/failure_text.h"
-#include "support/named_model.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,54 +9,15 @@
 #include <thread>
 #include <vector>
 
+using namespace parse_redundancy;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
-
-const char* const DEVICE = R"(
-  module C
-    ports >x <z
-  module TILE
-    ports >x <z
-    inst c C
-    inst d C
-  module TILE_BLC view=BLC name=TILE
-    ports >blc
-  module TWICE name=SAME
-    ports >first
-  module AGAIN name=SAME
-    ports >second
-  module IP ip_root group=ip
-    ports >x
-    inst plain C
-  module IP_BLC view=BLC group=ip ip_root
-    ports >x
-    inst u C
-  module TOP top
-    ports >x
-    inst t TILE
-    inst i IP
-)";
-
 const char* const MISSING_KEYWORD =
     "FATAL ERROR: Missing module_name keyword in first line of redundancy_data.\n"
     " from function KEP_RG_PARSE_REDUNDANCY::parse in kep_rg/kep_rg_parse_redundancy.cpp@LINE";
-
-KEP_RG_PARSE_REDUNDANCY quiet_parser(KEP_DB* db, int threads = 1,
-                                     KEP_VIEW_TYPE view = KEP_VIEW_TYPE::LOGICAL) {
-  KEP_REPORT_CAPTURE capture;
-  return {db, static_cast<int>(view), RANK, threads};
-}
-
-std::vector<std::string> names(const KEP_RG_MODULE_RELATIVE_PORTS& ports) {
-  std::vector<std::string> result;
-  for (const KEP_RG_RELATIVE_PORT* each : ports.iter_relative_ports())
-    result.push_back(each->get_name());
-  return result;
-}
 
 class ParseRedundancy : public testing::Test {
 protected:

@@ -1,8 +1,7 @@
 #include "kep_report/kep_report_capture.h"
 #include "kep_rg/kep_rg_parse.h"
-#include "kep_rg/kep_rg_parse_redundancy.h"
+#include "parse_redundancy_fixture.h"
 #include "support/build_access.h"
-#include "support/named_model.h"
 #include "support/random_model.h"
 
 #include <gmock/gmock.h>
@@ -20,19 +19,14 @@
 #include <utility>
 #include <vector>
 
+using parse_redundancy::quiet_parser;
+using parse_redundancy::RANK;
 using test_model::RANDOM_SOURCE;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
 
 namespace {
-
-const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
-
-KEP_RG_PARSE_REDUNDANCY quiet_parser(KEP_DB* db) {
-  KEP_REPORT_CAPTURE capture;
-  return {db, static_cast<int>(KEP_VIEW_TYPE::LOGICAL), RANK, 1};
-}
 
 /// OUTER and MUX have arcs. OUTER's p is wired to y and, through WRAP, to x/m; its q to x/m.
 const char* const DEVICE = R"(
@@ -78,9 +72,7 @@ protected:
     }
     KEP_RG_MODULE_RELATIVE_PORTS out;
     const std::size_t count = parser.fixup(&out, &in);
-    std::vector<std::string> names;
-    for (const KEP_RG_RELATIVE_PORT* each : out.iter_relative_ports())
-      names.push_back(each->get_name());
+    std::vector<std::string> names = parse_redundancy::names(out);
     names.push_back(std::to_string(count));
     return names;
   }

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "kep/kep_db.h"
+#include "kep/kep_routing_graph.h"
+#include "kep/kep_routing_primitive_cache.h"
+#include "kep_rg/kep_rg_export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class KEP_RG_PROOF_GROUPS;
+class KEP_RG_PROOF_STEPS;
+
+/// Proves that the graph of a database agrees with the model: every edge, boundary nodes included, with its
+/// class and its mux input.
+///
+/// It works the other way round than a build. First the description alone says where a signal on a net goes
+/// on: down into an instance, up through a port, across a skip path or a flyover. Nets that reach each other
+/// are joined to groups, for the whole device at once. Then what the groups behind each node reach is held
+/// against the node's edges. The nodes of the graph are taken as they are.
+///
+/// Time goes with the nets of the device and its edges; memory is about 20 bytes a net. The database and the
+/// cache must outlive the object.
+class KEP_RG_EXPORT KEP_RG_PROOF {
+public:
+  struct FINDING {
+    bool m_is_missing; ///< the model has the edge and the graph does not; else the other way round
+    bool m_is_redundant;
+    KEP_ROUTING::NODE m_from;
+    KEP_ROUTING::NODE m_to;
+    KEP_UNFOLDED_INST_PORT m_mux_input; ///< empty without one
+  };
+  struct RESULT {
+    std::uint64_t m_num_nodes = 0;
+    std::uint64_t m_num_edges = 0; ///< of the graph
+    std::uint64_t m_num_missing = 0;
+    std::uint64_t m_num_surplus = 0;
+    std::vector<FINDING> m_findings; ///< the first ones in the order of the graph
+    bool is_sound() const { return m_num_missing == 0 && m_num_surplus == 0; }
+  };
+
+  /// Looks at the whole device, by one thread.
+  KEP_RG_PROOF(KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  ~KEP_RG_PROOF();
+  KEP_RG_PROOF(const KEP_RG_PROOF&) = delete;
+  KEP_RG_PROOF& operator=(const KEP_RG_PROOF&) = delete;
+
+  /// Compares every node, by so many threads; the result is the same for any number. Keeps that many findings
+  /// at most.
+  RESULT run(int num_threads, std::size_t max_findings = 100) const;
+
+private:
+  KEP_DB* m_db;
+  std::unique_ptr<const KEP_RG_PROOF_STEPS> m_steps;
+  std::unique_ptr<const KEP_RG_PROOF_GROUPS> m_groups;
+};
