@@ -51,6 +51,7 @@ void KEP_RG_BUILD::build_redundant_inputs() {
   m_redundant_inputs.reserve(uips.size());
   for (const KEP_UNFOLDED_INST_PORT& uip : uips.iter())
     m_redundant_inputs.insert(uip);
+  m_redundancy_marks = KEP_RG_REDUNDANCY_MARKS(*m_db, m_redundant_inputs);
   info() << "m_redundant_inputs.size() = " << m_redundant_inputs.size() << std::endl;
 }
 

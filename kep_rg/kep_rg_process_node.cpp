@@ -240,8 +240,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanout(const START& start, const KEP_U
   const KEP_RG_PRIMITIVES& primitives = m_ftd->m_primitives;
   KEP_PORT* port = leaf.m_object->get_port();
   const bool is_load = !port->is_output();
-  const bool redundant =
-      is_load && !m_ftd->m_redundant_inputs.empty() && m_ftd->m_redundant_inputs.count(leaf) != 0;
+  const bool redundant = is_load && m_ftd->m_redundancy_marks.contains(leaf);
   if (tunnel_source && get_tunnel_type(port) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET) return;
   const bool inserted = primitives.is_inserted_port(port) || primitives.has_inserted_port(port) ||
                         primitives.is_inserted_inst_port(leaf.m_object);

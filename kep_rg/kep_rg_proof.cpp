@@ -21,7 +21,7 @@ using RESULT = KEP_RG_PROOF::RESULT;
 
 constexpr std::uint32_t NODES_PER_BLOCK = 10000;
 
-KEP_RG_PROOF_NODE::UIPS find_redundant_inputs(KEP_DB* db) {
+KEP_RG_REDUNDANCY_MARKS::UIPS find_redundant_inputs(KEP_DB* db) {
   if (db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY) return {};
   KEP_DB_PARENTS_CACHE parents;
   parents.initialize(db);
@@ -86,7 +86,8 @@ KEP_RG_PROOF::~KEP_RG_PROOF() = default;
 
 KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings) const {
   const KEP_ROUTING::GRAPH& graph = *m_db->get_routing_template_graph();
-  const KEP_RG_PROOF_NODE::UIPS redundant_inputs = find_redundant_inputs(m_db);
+  const KEP_RG_REDUNDANCY_MARKS::UIPS redundant_uips = find_redundant_inputs(m_db);
+  const KEP_RG_REDUNDANCY_MARKS redundant_inputs(*m_db, redundant_uips);
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
   const std::uint32_t num_blocks = num_nodes / NODES_PER_BLOCK + 1;
   std::vector<RESULT> results(num_blocks);

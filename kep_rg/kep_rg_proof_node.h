@@ -3,10 +3,10 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_proof_groups.h"
 #include "kep_rg/kep_rg_proof_steps.h"
+#include "kep_rg/kep_rg_redundancy_marks.h"
 
 #include <compare>
 #include <cstdint>
-#include <unordered_set>
 #include <vector>
 
 /// Works out what one node after the other should drive, by the description. One object serves one thread.
@@ -20,10 +20,9 @@ public:
     bool m_is_redundant;
     auto operator<=>(const EDGE&) const = default;
   };
-  using UIPS = std::unordered_set<KEP_UNFOLDED_INST_PORT>;
 
   KEP_RG_PROOF_NODE(const KEP_RG_PROOF_STEPS& steps, const KEP_RG_PROOF_GROUPS& groups,
-                    const UIPS& redundant_inputs)
+                    const KEP_RG_REDUNDANCY_MARKS& redundant_inputs)
       : m_steps(steps), m_groups(groups), m_redundant_inputs(redundant_inputs), m_db(steps.get_db()) {}
 
   /// The edges that the node should have, in no order; some of their targets may be no nodes of the graph,
@@ -67,7 +66,7 @@ private:
 
   const KEP_RG_PROOF_STEPS& m_steps;
   const KEP_RG_PROOF_GROUPS& m_groups;
-  const UIPS& m_redundant_inputs;
+  const KEP_RG_REDUNDANCY_MARKS& m_redundant_inputs;
   KEP_DB* m_db;
   std::vector<EDGE> m_edges;
   REACHED m_reached;

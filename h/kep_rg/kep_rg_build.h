@@ -7,6 +7,7 @@
 #include "kep_rg/kep_rg_instance_is_primitive.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_primitives.h"
+#include "kep_rg/kep_rg_redundancy_marks.h"
 #include "kep_rg/kep_rg_trace_predicate.h"
 
 #include <tbb/cache_aligned_allocator.h>
@@ -220,6 +221,7 @@ private:
   std::vector<KEP_UNFOLDED_INST_PORT> m_dbg_uips;
   std::vector<KEP_PORT*> m_dbg_ports;
   std::unordered_set<KEP_UNFOLDED_INST_PORT> m_redundant_inputs;
+  KEP_RG_REDUNDANCY_MARKS m_redundancy_marks; // the same, for look-ups without hashing
   KEP_UNFOLD_OBSERVER* m_observer;
   KEP_UNFOLD_OBSERVER m_null_observer;
   std::map<KEP_MODULE*, HAS_NODES> m_module_has_nodes; // by IP root: whether a module gave nodes under it
