@@ -25,9 +25,13 @@ KEP_MODULE* in_rank(KEP_MODULE* module, const KEP_VIEW_TYPE_RANK& rank) {
 
 /// The next name of a text and what is behind it; empty at the end.
 std::string_view take_segment(std::string_view& text) {
-  constexpr std::string_view SEPARATORS = "/:";
-  const std::size_t begin = std::min(text.find_first_not_of(SEPARATORS), text.size());
-  const std::size_t end = std::min(text.find_first_of(SEPARATORS, begin), text.size());
+  const auto is_separator = [](char c) { return c == '/' || c == ':'; };
+  std::size_t begin = 0;
+  while (begin != text.size() && is_separator(text[begin]))
+    ++begin;
+  std::size_t end = begin;
+  while (end != text.size() && !is_separator(text[end]))
+    ++end;
   const std::string_view segment = text.substr(begin, end - begin);
   text.remove_prefix(end);
   return segment;
@@ -88,14 +92,14 @@ bool KEP_RG_RELATIVE_PORT::parse(KEP_MODULE* top, std::string_view text, const K
   clear();
   KEP_MODULE* module = top;
   std::string_view segment = take_segment(text);
-  m_instances.reserve(3); // what the smallest allocation holds: one for most lines of a file
   for (; !segment.empty(); segment = take_segment(text)) {
     module = back_master(top, rank);
     if (!module) break; // no view of the rank: nothing is found in it
     KEP_INSTANCE* instance =
         cache ? cache->find_instance(module, std::string(segment)) : module->find_instance(segment);
     if (!instance) break;
-    m_instances.push_back(instance); // found where add() would want it
+    if (m_instances.empty()) m_instances.reserve(3); // what the smallest allocation holds
+    m_instances.push_back(instance);                 // found where add() would want it
   }
   if (segment.empty() || !take_segment(text).empty()) return false;
   // The port of the last instance is looked up in the plain master, not through the rank.

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 /// Ports named from a module down, by a chain of instances and a port, without saying where the module
@@ -109,10 +110,14 @@ public:
     using ITER = KEP_RG_MODULE_RELATIVE_PORTS_RG_RELATIVE_PORT_ITER;
     return {ITER(m_relative_ports.data()), ITER(m_relative_ports.data() + m_relative_ports.size())};
   }
-  /// Room for so many entries in all.
-  void reserve(std::size_t count) { m_relative_ports.reserve(count); }
 
 private:
+  friend class KEP_RG_PARSE_REDUNDANCY;
+  /// Replaces the content by entries that are known to start in one module.
+  void assign(std::vector<KEP_RG_RELATIVE_PORT>&& relative_ports) {
+    m_top = relative_ports.empty() ? nullptr : relative_ports.front().get_top();
+    m_relative_ports = std::move(relative_ports);
+  }
   void check_top(const KEP_RG_RELATIVE_PORT* r_port);
 
   KEP_MODULE* m_top = nullptr;
