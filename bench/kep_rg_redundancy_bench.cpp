@@ -49,6 +49,7 @@ struct FIXTURE {
     std::mt19937_64 random(1);
     const auto below = [&](unsigned end) { return static_cast<unsigned>(random() % end); };
     m_text = "module_name: TILE\n";
+    m_segments.reserve(lines * 4);
     for (std::size_t i = 0; i != lines; ++i) {
       std::vector<std::string> segments;
       for (unsigned level = 0; level != 3; ++level)
@@ -68,7 +69,10 @@ struct FIXTURE {
 const FIXTURE& get_fixture(const benchmark::State& state) {
   static std::unique_ptr<FIXTURE> fixture;
   static std::int64_t lines = -1;
-  if (lines != state.range(0)) fixture = std::make_unique<FIXTURE>(static_cast<std::size_t>(state.range(0)));
+  if (lines != state.range(0)) {
+    fixture.reset(); // not two at a time: the largest takes two gigabytes
+    fixture = std::make_unique<FIXTURE>(static_cast<std::size_t>(state.range(0)));
+  }
   lines = state.range(0);
   return *fixture;
 }
@@ -113,23 +117,27 @@ void look_up_alone(benchmark::State& state) {
   count_lines(state);
 }
 
+/// The whole reading, without what it costs to give the result free.
 void parse(benchmark::State& state) {
   const FIXTURE& fixture = get_fixture(state);
   const KEP_REPORT_CAPTURE capture;
   KEP_RG_PARSE_REDUNDANCY parser(fixture.m_db.get(), static_cast<int>(KEP_VIEW_TYPE::LOGICAL), RANK,
                                  static_cast<int>(state.range(1)));
   for (auto _ : state) {
-    KEP_RG_MODULE_RELATIVE_PORTS ports;
-    if (!parser.parse(&ports, fixture.m_text)) {
+    auto ports = std::make_unique<KEP_RG_MODULE_RELATIVE_PORTS>();
+    if (!parser.parse(ports.get(), fixture.m_text)) {
       state.SkipWithError("the text could not be read");
       return;
     }
-    benchmark::DoNotOptimize(ports);
+    benchmark::DoNotOptimize(*ports);
+    state.PauseTiming();
+    ports.reset();
+    state.ResumeTiming();
   }
   count_lines(state);
 }
 
-constexpr std::int64_t LINES[] = {1000, 1000000};
+constexpr std::int64_t LINES[] = {1000, 1000000, 10000000};
 
 void lines(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgNames({"lines"})->Unit(benchmark::kMillisecond)->UseRealTime();
