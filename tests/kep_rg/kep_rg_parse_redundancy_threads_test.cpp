@@ -87,9 +87,9 @@ std::vector<std::string> texts_to_split() {
   }
   RANDOM_SOURCE random(23);
   for (unsigned i = 0; i != 6; ++i) {
-    texts.emplace_back("module_name: TILE");
-    while (texts.back().size() < 700000)
-      switch (random.below(random.percent(99) ? 3 : 5)) {
+    texts.emplace_back("module_name: TILE ");
+    while (texts.back().size() < 1500000)
+      switch (random.below(random.below(1000) ? 3 : 5)) {
       case 0:
         texts.back() += std::string(1 + random.below(3), " \t\n\""[random.below(4)]);
         break;
@@ -128,8 +128,8 @@ TEST(ParseRedundancyThreads, SplitATextAsOneReaderWouldWhateverItsBytes) {
       else
         failed.push_back(tokens[i]);
     }
-    EXPECT_GT(read.size(), 1000U);
-    EXPECT_GT(failed.size(), 1000U);
+    EXPECT_GT(read.size(), 100U);
+    EXPECT_GT(failed.size(), 100U);
     for (const int threads : {1, 2, 7}) {
       KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(model.db(), threads);
       KEP_RG_MODULE_RELATIVE_PORTS out;
