@@ -17,10 +17,9 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE::allocate(KEP_ROUTING_BUILDER
   return graph->allocate_node(static_cast<std::uint32_t>(uip.m_position), uip.m_object);
 }
 
-std::uint64_t KEP_ROUTING_BUILDER_NODE::get_word() const {
-  if (is_boundary()) return KEP_NODE_WORD::make_boundary(get_port()->get_number());
-  return KEP_NODE_WORD::make(m_occurrence, static_cast<const KEP_INST_PORT*>(m_object)->get_number(),
-                             m_is_hipi);
+std::uint32_t KEP_ROUTING_BUILDER_NODE::get_key() const {
+  if (is_boundary()) return KEP_NODE_WORD::make_key(get_port()->get_number(), false);
+  return KEP_NODE_WORD::make_key(static_cast<const KEP_INST_PORT*>(m_object)->get_number(), m_is_hipi);
 }
 
 std::string KEP_ROUTING_BUILDER_NODE::get_name(const KEP_NAME_STYLE& style) const {
@@ -52,7 +51,7 @@ void KEP_ROUTING_BUILDER_GRAPH::destroy(KEP_ROUTING_BUILDER_GRAPH* graph) {
 
 KEP_ROUTING_BUILDER_GRAPH::KEP_ROUTING_BUILDER_GRAPH(KEP_DB* db, std::size_t init_size_MiB)
     : m_db(db), m_state(std::make_unique<STATE>()) {
-  m_state->m_index = std::make_shared<KEP_NODE_INDEX>(db->get_unfolding());
+  m_state->m_index = std::make_unique<KEP_NODE_INDEX>(db->get_unfolding());
   for (std::size_t i = 0; i != init_size_MiB; ++i)
     m_chunks.push_back(std::make_unique_for_overwrite<KEP_ROUTING_BUILDER_NODE[]>(CHUNK_NODES));
 }
@@ -60,7 +59,7 @@ KEP_ROUTING_BUILDER_GRAPH::KEP_ROUTING_BUILDER_GRAPH(KEP_DB* db, std::size_t ini
 KEP_ROUTING_BUILDER_GRAPH::~KEP_ROUTING_BUILDER_GRAPH() = default;
 
 void KEP_ROUTING_BUILDER_GRAPH::reserve_routing_node_template_space(unsigned count) {
-  m_state->m_fanouts.reserve(count);
+  m_state->m_fanouts_of_nodes.reserve(count);
 }
 
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH::allocate_node(std::uint32_t occurrence, void* object) {
@@ -93,15 +92,33 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
   std::vector<std::uint32_t> next(first);
   for (std::uint32_t i = 0; i != m_node_count; ++i)
     sorted[next[get_node(i)->m_occurrence]++] = *get_node(i);
-  const auto by_word = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
-    return left.get_word() < right.get_word();
+  const auto by_key = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
+    return left.get_key() < right.get_key();
   };
   for (std::size_t i = 0; i + 1 != first.size(); ++i)
-    std::sort(sorted.begin() + first[i], sorted.begin() + first[i + 1], by_word);
+    std::sort(sorted.begin() + first[i], sorted.begin() + first[i + 1], by_key);
   for (std::uint32_t i = 0; i != m_node_count; ++i) {
     *get_node(i) = sorted[i];
     get_node(i)->m_index = i & 0x7fffffff;
   }
+  find_places();
+}
+
+/// For a graph that has nodes and nothing else.
+void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_if_needed() {
+  if (!m_state->m_places) sort_nodes();
+}
+
+void KEP_ROUTING_BUILDER_GRAPH::find_places() {
+  const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
+  m_state->m_places =
+      std::make_shared<const KEP_NODE_PLACES>(unfolding, m_node_count, [this](std::uint32_t index) {
+        const KEP_ROUTING_BUILDER_NODE& node = *get_node(index);
+        return KEP_NODE_PLACES::PLACE{node.get_occurrence(), node.get_key()};
+      });
+  std::uint32_t& top = m_state->m_num_top_occurrences;
+  for (top = 0; top + 1 < unfolding.size() && unfolding.get(top + 1).m_parent == KEP_UNFOLDING::ABOVE_TOP;)
+    ++top;
 }
 
 KEP_ROUTING_BUILDER_NODE_CACHE::KEP_ROUTING_BUILDER_NODE_CACHE() = default;
@@ -113,7 +130,7 @@ void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(std::size_
 
 void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph) {
   m_graph = graph;
-  graph->m_state->m_index = std::make_shared<KEP_NODE_INDEX>(graph->m_db->get_unfolding());
+  graph->m_state->m_index = std::make_unique<KEP_NODE_INDEX>(graph->m_db->get_unfolding());
   for (KEP_ROUTING_BUILDER_NODE* node : graph->iter_nodes(1)) {
     if (node->is_hipi())
       add_routing_node_hipi(node);

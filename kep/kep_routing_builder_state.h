@@ -1,48 +1,23 @@
 #pragma once
 
-#include "kep/kep_edge.h"
 #include "kep/kep_node_index.h"
+#include "kep/kep_node_places.h"
 #include "kep/kep_routing_builder.h"
+#include "kep/kep_template_table.h"
 
-#include <tbb/enumerable_thread_specific.h>
-
+#include <cstdint>
 #include <memory>
 #include <vector>
 
-/// What a graph under construction holds beside its nodes: the index from places to nodes, and the fanouts in
-/// the order in which threads set them.
+/// What a graph under construction holds beside its nodes: the index from places to nodes, and the fanouts as
+/// templates. No list of all edges exists at any time.
 struct KEP_ROUTING_BUILDER_GRAPH::STATE {
-  struct FANOUT_LIST {
-    const KEP_EDGE* m_edges = nullptr; // real ones first
-    std::uint16_t m_num_real = 0;
-    std::uint16_t m_num_redundant = 0;
-    std::uint32_t size() const { return std::uint32_t{m_num_real} + m_num_redundant; }
-  };
+  static constexpr std::uint32_t NO_FANOUT = ~std::uint32_t{0};
 
-  /// Edges of one thread, in chunks that stay where they are.
-  class EDGE_ARENA {
-  public:
-    KEP_EDGE* allocate(std::size_t count) {
-      if (count > m_num_free) {
-        m_num_free = count > CHUNK ? count : CHUNK;
-        m_chunks.push_back(std::make_unique_for_overwrite<KEP_EDGE[]>(m_num_free));
-        m_free = m_chunks.back().get();
-      }
-      KEP_EDGE* edges = m_free;
-      m_free += count;
-      m_num_free -= count;
-      return edges;
-    }
-
-  private:
-    static constexpr std::size_t CHUNK = 1 << 16;
-    std::vector<std::unique_ptr<KEP_EDGE[]>> m_chunks;
-    KEP_EDGE* m_free = nullptr;
-    std::size_t m_num_free = 0;
-  };
-
-  std::shared_ptr<KEP_NODE_INDEX> m_index; // shared with the finished graph
-  std::vector<FANOUT_LIST> m_fanouts;      // by node number; sized when the edge builder is made
-  std::vector<std::uint64_t> m_mux_words;  // the side table of mux inputs that stand elsewhere
-  tbb::enumerable_thread_specific<EDGE_ARENA> m_arenas;
+  std::unique_ptr<KEP_NODE_INDEX> m_index;
+  std::shared_ptr<const KEP_NODE_PLACES>
+      m_places; // once the nodes are sorted; shared with the finished graph
+  KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY> m_fanouts;
+  std::vector<std::uint32_t> m_fanouts_of_nodes; // by node; sized when the edge builder is made
+  std::uint32_t m_num_top_occurrences = 0;       // occurrences up to this stand above or at the top
 };

@@ -3,8 +3,8 @@
 #include "kep/kep_routing_builder.h"
 #include "kep/kep_routing_builder_state.h"
 #include "kep/kep_routing_graph_storage.h"
+#include "kep_report/kep_report_assert.h"
 
-#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -21,57 +21,61 @@ constexpr std::size_t MAX_EDGES = std::numeric_limits<unsigned short>::max();
 
 KEP_ROUTING_BUILDER_EDGE_BUILDER::KEP_ROUTING_BUILDER_EDGE_BUILDER(KEP_ROUTING_BUILDER_GRAPH* graph, int)
     : m_graph(graph) {
-  graph->m_state->m_fanouts.assign(graph->get_node_count(), {});
+  graph->m_state->m_fanouts_of_nodes.assign(graph->get_node_count(),
+                                            KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT);
 }
 
 void KEP_ROUTING_BUILDER_EDGE_BUILDER::sort_nodes_for_templating(KEP_LEGACY_API*) const {
   m_graph->sort_nodes();
 }
 
+/// A second call for a node would leave a template that nobody uses; there is none in a build.
 void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
                                                   const std::vector<FANOUT>& fanouts,
-                                                  const std::vector<FANOUT>& redundant_fanouts,
-                                                  tbb::mutex& mutex, bool) {
+                                                  const std::vector<FANOUT>& redundant_fanouts, tbb::mutex&,
+                                                  bool) {
   if (fanouts.size() > MAX_EDGES) refuse(*node, fanouts.size(), "real fanouts");
   if (redundant_fanouts.size() > MAX_EDGES) refuse(*node, redundant_fanouts.size(), "redundant fanouts");
   const std::size_t count = fanouts.size() + redundant_fanouts.size();
   if (count > MAX_EDGES) refuse(*node, count, "fanouts");
 
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
-  const KEP_UNFOLDED_INST_PORT source = node->get_unfolded_inst_port();
-  const auto code_mux = [&](const FANOUT& fanout) -> std::uint32_t {
-    const KEP_UNFOLDED_INST_PORT& mux = fanout.m_mux_input;
-    if (!mux) return KEP_EDGE::NO_MUX;
-    if (mux == source) return KEP_EDGE::SOURCE_IS_MUX;
-    const std::uint32_t number = mux.m_object->get_number();
-    const KEP_UNFOLDED_INST_PORT target = fanout.m_node->get_unfolded_inst_port();
-    if (target && mux.m_position == target.m_position &&
-        number < KEP_EDGE::ELSEWHERE - KEP_EDGE::BESIDE_TARGET)
-      return KEP_EDGE::BESIDE_TARGET + number;
-    const tbb::mutex::scoped_lock lock(mutex);
-    if (state.m_mux_words.size() == KEP_EDGE::ELSEWHERE)
-      throw KEP_DB_ERROR("the routing graph has more than 2^31 mux inputs apart from their targets");
-    state.m_mux_words.push_back(
-        KEP_NODE_WORD::make(static_cast<std::uint32_t>(mux.m_position), number, false));
-    return KEP_EDGE::ELSEWHERE | static_cast<std::uint32_t>(state.m_mux_words.size() - 1);
+  KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
+  const KEP_NODE_PLACES& places = *state.m_places;
+  const std::uint32_t own = node->get_occurrence();
+  // What stands in the top is seen from everywhere, and by a difference from nowhere else.
+  const auto see = [&](std::uint32_t occurrence, std::uint32_t& low) {
+    if (occurrence > state.m_num_top_occurrences) return occurrence - own;
+    low |= KEP_FANIN_ENTRY::ABSOLUTE;
+    return occurrence;
   };
-  KEP_EDGE* edges = state.m_arenas.local().allocate(count);
-  KEP_EDGE* next = edges;
+  thread_local std::vector<KEP_FANOUT_ENTRY> entries;
+  entries.clear();
+  const auto add = [&](const FANOUT& fanout) {
+    const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
+    KEP_FANOUT_ENTRY entry{0, places.get_rank(target.get_occurrence(), target.get_index()) + 1, 0, 0};
+    entry.m_occurrence = see(target.get_occurrence(), entry.m_node);
+    if (fanout.m_mux_input) {
+      entry.m_mux = fanout.m_mux_input.m_object->get_number() + 1;
+      entry.m_mux_occurrence = see(static_cast<std::uint32_t>(fanout.m_mux_input.m_position), entry.m_mux);
+    }
+    entries.push_back(entry);
+  };
   for (const FANOUT& fanout : fanouts)
-    *next++ = {fanout.m_node->get_index(), code_mux(fanout)};
+    add(fanout);
   for (const FANOUT& fanout : redundant_fanouts)
-    *next++ = {fanout.m_node->get_index(), code_mux(fanout)};
-  state.m_fanouts[node->get_index()] = {edges, static_cast<std::uint16_t>(fanouts.size()),
-                                        static_cast<std::uint16_t>(redundant_fanouts.size())};
+    add(fanout);
+  state.m_fanouts_of_nodes[node->get_index()] =
+      state.m_fanouts.add({entries.data(), static_cast<std::uint16_t>(fanouts.size()),
+                           static_cast<std::uint16_t>(entries.size())});
 }
 
 int KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_templates() const {
-  const auto& fanouts = m_graph->m_state->m_fanouts;
-  return static_cast<int>(
-      std::count_if(fanouts.begin(), fanouts.end(), [](const auto& list) { return list.size(); }));
+  return static_cast<int>(m_graph->m_state->m_fanouts.size());
 }
 
 void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool) {
+  graph->sort_nodes_if_needed();
   graph->get_db()->get_routing_template_graph()->publish(
       std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*graph));
 }

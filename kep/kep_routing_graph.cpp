@@ -1,27 +1,42 @@
 #include "kep/kep_routing_graph.h"
 
 #include "kep/kep_db.h"
+#include "kep/kep_node_word.h"
 #include "kep/kep_routing_graph_storage.h"
 
 namespace KEP_ROUTING {
 
+namespace {
+
+/// The word of the node that stands at a place, 0 if there is none.
+std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, std::uint32_t occurrence,
+                        std::uint32_t key) {
+  if (!storage) return 0;
+  const KEP_NODE_PLACES& places = storage->get_places();
+  if (places.get_num_nodes(occurrence) == 0) return 0;
+  const std::uint32_t rank = places.find_rank(occurrence, key);
+  if (rank == KEP_NODE_PLACES::NONE) return 0;
+  const std::uint64_t word = KEP_NODE_WORD::make(occurrence, rank);
+  const KEP_EDGE_TABLES& tables = storage->get_tables();
+  return tables.m_fanouts_of_nodes[tables.get_slot(word)] == KEP_EDGE_TABLES::NO_NODE ? 0 : word;
+}
+
+} // namespace
+
 NODE::NODE(const KEP_PORT* port) : NODE() {
   if (!port) return;
   GRAPH* graph = port->get_parent()->get_unfolding()->get_db()->get_routing_template_graph();
-  const std::uint64_t word = KEP_NODE_WORD::make_boundary(port->get_number());
-  if (!graph->m_storage || graph->m_storage->find(word) == KEP_NODE_INDEX::NO_NODE) return;
-  m_word = word;
-  m_graph = graph;
+  m_word = find_word(graph->m_storage.get(), KEP_UNFOLDING::ABOVE_TOP,
+                     KEP_NODE_WORD::make_key(port->get_number(), false));
+  if (m_word) m_graph = graph;
 }
 
 NODE::NODE(const KEP_UNFOLDED_INST_PORT& uip, bool hipi) : NODE() {
   if (!uip) return;
   GRAPH* graph = uip.get_db()->get_routing_template_graph();
-  const std::uint64_t word =
-      KEP_NODE_WORD::make(static_cast<std::uint32_t>(uip.m_position), uip.m_object->get_number(), hipi);
-  if (!graph->m_storage || graph->m_storage->find(word) == KEP_NODE_INDEX::NO_NODE) return;
-  m_word = word;
-  m_graph = graph;
+  m_word = find_word(graph->m_storage.get(), static_cast<std::uint32_t>(uip.m_position),
+                     KEP_NODE_WORD::make_key(uip.m_object->get_number(), hipi));
+  if (m_word) m_graph = graph;
 }
 
 bool NODE::is_boundary() const {
@@ -37,64 +52,19 @@ KEP_UNFOLDED_INST_PORT NODE::get_unfolded_inst_port() const {
   return m_graph ? m_graph->get_unfolded_inst_port(*this) : KEP_UNFOLDED_INST_PORT();
 }
 
+/// A twin's key is the next one, so its rank is, too.
 NODE NODE::get_hipi_node() const {
-  if (!m_graph || is_boundary() || is_hipi()) return NODE();
-  const std::uint64_t word = m_word | 1;
-  return m_graph->m_storage->find(word) == KEP_NODE_INDEX::NO_NODE ? NODE() : NODE(word, m_graph);
-}
-
-unsigned short NODE::get_num_edges() const {
-  if (!m_graph) return 0;
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  return static_cast<unsigned short>(storage.get_num_edges(storage.find(m_word)));
-}
-
-unsigned short NODE::get_num_real_edges() const {
-  if (!m_graph) return 0;
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  return static_cast<unsigned short>(storage.get_num_real_edges(storage.find(m_word)));
-}
-
-unsigned short NODE::get_num_fanin() const {
-  if (!m_graph) return 0;
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  return static_cast<unsigned short>(storage.get_num_fanin(storage.find(m_word)));
-}
-
-boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_real_fanout() const {
-  if (!m_graph) return {};
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  const std::uint32_t node = storage.find(m_word);
-  const std::uint64_t first = storage.get_first_edge(node);
-  return {EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, 0),
-          EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, storage.get_num_real_edges(node))};
-}
-
-boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_redundant_fanout() const {
-  if (!m_graph) return {};
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  const std::uint32_t node = storage.find(m_word);
-  const std::uint64_t first = storage.get_first_edge(node);
-  return {EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, storage.get_num_real_edges(node)),
-          EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, storage.get_num_edges(node))};
-}
-
-boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_all_fanout() const {
-  if (!m_graph) return {};
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  const std::uint32_t node = storage.find(m_word);
-  const std::uint64_t first = storage.get_first_edge(node);
-  return {EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, 0),
-          EDGE_ITER<FWD_EDGE>(m_graph, m_word, first, storage.get_num_edges(node))};
-}
-
-boost::iterator_range<EDGE_ITER<REV_EDGE>> NODE::iter_all_fanin() const {
-  if (!m_graph) return {};
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  const std::uint32_t node = storage.find(m_word);
-  const std::uint64_t first = storage.get_first_fanin(node);
-  return {EDGE_ITER<REV_EDGE>(m_graph, m_word, first, 0),
-          EDGE_ITER<REV_EDGE>(m_graph, m_word, first, storage.get_num_fanin(node))};
+  if (!m_graph || is_boundary()) return NODE();
+  const KEP_NODE_PLACES& places = m_graph->m_storage->get_places();
+  const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(m_word);
+  const std::uint32_t rank = KEP_NODE_WORD::rank(m_word);
+  if (!places.has_hipi() || rank + 1 == places.get_num_ranks(occurrence)) return NODE();
+  const std::uint32_t key = places.get_key(occurrence, rank);
+  if (KEP_NODE_WORD::is_hipi(key) || places.get_key(occurrence, rank + 1) != key + 1) return NODE();
+  const KEP_EDGE_TABLES& tables = m_graph->m_tables;
+  const bool stands_there =
+      tables.m_fanouts_of_nodes[tables.get_slot(m_word + 1)] != KEP_EDGE_TABLES::NO_NODE;
+  return stands_there ? NODE(m_word + 1, m_graph) : NODE();
 }
 
 std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
@@ -103,24 +73,19 @@ std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
 }
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
-  return m_mux_input ? m_fanout.m_graph->get_unfolded_inst_port(BASE_NODE(m_mux_input))
-                     : KEP_UNFOLDED_INST_PORT();
+  if (m_mux == 0) return {};
+  const std::uint64_t word = KEP_FANIN_ENTRY::resolve(m_own, m_mux_occurrence, m_mux);
+  const auto occurrence = static_cast<std::uint32_t>(word >> 32);
+  const KEP_MODULE* module = m_fanout.m_graph->m_db->get_unfolding().get(occurrence).m_module;
+  return {occurrence, module->get_inst_port_by_number(static_cast<std::uint32_t>(word) - 1)};
 }
 
-template <>
-FWD_EDGE EDGE_ITER<FWD_EDGE>::dereference() const {
-  const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
-  const std::uint64_t edge = m_first + m_position;
-  return FWD_EDGE(NODE(storage.get_target_word(edge), m_graph), storage.get_mux_word(m_source, edge));
-}
-
-template <>
-REV_EDGE EDGE_ITER<REV_EDGE>::dereference() const {
-  return REV_EDGE(NODE(m_graph->m_storage->get_fanin_word(m_first + m_position), m_graph));
-}
-
-NODE NODE_ITER::dereference() const {
-  return NODE(m_graph->m_storage->get_word(m_index), m_graph);
+NODE_ITER::NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {
+  if (!graph->m_storage || index == graph->m_tables.m_num_nodes) return;
+  const KEP_NODE_PLACES& places = graph->m_storage->get_places();
+  m_occurrence = places.find_occurrence(index);
+  m_rank = places.get_rank(m_occurrence, index);
+  m_last = places.get_first_nodes()[m_occurrence + std::size_t{1}] - 1;
 }
 
 NODE_ITER_RANGE::NODE_ITER_RANGE(NODE_ITER_RANGE& other, tbb::split)
@@ -142,18 +107,19 @@ GRAPH::~GRAPH() = default;
 
 NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
   auto* graph = const_cast<GRAPH*>(this);
-  return {NODE_ITER(graph, 0), NODE_ITER(graph, m_storage ? m_storage->get_num_nodes() : 0), grain};
+  return {NODE_ITER(graph, 0), NODE_ITER(graph, m_tables.m_num_nodes), grain};
 }
 
 std::uint32_t GRAPH::get_index(const NODE& node) const {
-  return m_storage->find(node.m_word);
+  return m_storage->get_places().find_node(KEP_NODE_WORD::occurrence(node.m_word),
+                                           KEP_NODE_WORD::rank(node.m_word));
 }
 NODE GRAPH::get_node(std::uint32_t index) const {
-  return NODE(m_storage->get_word(index), const_cast<GRAPH*>(this));
+  return *NODE_ITER(const_cast<GRAPH*>(this), index);
 }
 
 std::uint64_t GRAPH::get_num_nodes() const {
-  return m_storage ? m_storage->get_num_nodes() : 0;
+  return m_tables.m_num_nodes;
 }
 std::uint64_t GRAPH::get_num_real_edges() const {
   return m_storage ? m_storage->get_total_real_edges() : 0;
@@ -170,18 +136,25 @@ std::uint64_t GRAPH::get_memory_bytes() const {
 
 void GRAPH::publish(std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage) {
   m_storage = std::move(storage);
+  m_tables = m_storage ? m_storage->get_tables() : KEP_EDGE_TABLES{};
 }
 
 bool GRAPH::is_boundary(const BASE_NODE& node) const {
   return node && KEP_NODE_WORD::is_boundary(node.m_word);
 }
 
+std::uint32_t GRAPH::get_key(const BASE_NODE& node) const {
+  return m_storage->get_places().get_key(KEP_NODE_WORD::occurrence(node.m_word),
+                                         KEP_NODE_WORD::rank(node.m_word));
+}
+
 bool GRAPH::is_hipi(const BASE_NODE& node) const {
-  return !is_boundary(node) && KEP_NODE_WORD::is_hipi(node.m_word);
+  return node && !is_boundary(node) && m_storage->get_places().has_hipi() &&
+         KEP_NODE_WORD::is_hipi(get_key(node));
 }
 
 KEP_PORT* GRAPH::get_port(const BASE_NODE& node) const {
-  return is_boundary(node) ? m_db->get_unfolding().get_ports()[KEP_NODE_WORD::port_number(node.m_word)]
+  return is_boundary(node) ? m_db->get_unfolding().get_ports()[KEP_NODE_WORD::inst_port(get_key(node))]
                            : nullptr;
 }
 
@@ -189,7 +162,7 @@ KEP_UNFOLDED_INST_PORT GRAPH::get_unfolded_inst_port(const BASE_NODE& node) cons
   if (!node || is_boundary(node)) return {};
   const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(node.m_word);
   const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
-  return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(node.m_word))};
+  return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(get_key(node)))};
 }
 
 } // namespace KEP_ROUTING

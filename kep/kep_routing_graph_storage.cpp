@@ -1,88 +1,103 @@
 #include "kep/kep_routing_graph_storage.h"
 
 #include "kep/kep_db.h"
+#include "kep/kep_fanin_finder.h"
 #include "kep/kep_routing_builder_state.h"
+#include "kep/kep_template_numbering.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
+#include <unordered_map>
 
 KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph)
-    : m_index(graph.m_state->m_index) {
-  m_words.reserve(graph.get_node_count());
-  for (std::uint32_t node = 0; node != graph.get_node_count(); ++node)
-    m_words.push_back(graph.get_node(node)->get_word());
-  take_edges(graph);
-  add_fanins(graph);
+    : m_places(graph.m_state->m_places) {
+  NUMBERS fanouts_of_nodes;
+  take_fanouts(graph, fanouts_of_nodes);
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
+  KEP_FANIN_FINDER finder(*m_places, fanouts_of_nodes, m_fanout_templates, m_fanouts,
+                          graph.m_state->m_num_top_occurrences);
+  NUMBERS fanins_of_nodes = finder.find(table);
+  if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
+    throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
+                       " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +
+                       std::to_string(std::numeric_limits<unsigned short>::max()) + " that a node can have");
+  KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins_of_nodes, m_fanin_templates, m_fanins);
+  fold_pages(fanouts_of_nodes, fanins_of_nodes);
+  lend_tables();
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::take_edges(const KEP_ROUTING_BUILDER_GRAPH& graph) {
-  const auto& lists = graph.m_state->m_fanouts;
-  const std::uint32_t num_nodes = get_num_nodes();
-  m_first_edge.assign(num_nodes + std::size_t{1}, 0);
-  m_num_real.assign(num_nodes, 0);
-  for (std::uint32_t node = 0; node != num_nodes; ++node) {
-    m_first_edge[node + std::size_t{1}] = m_first_edge[node];
-    if (lists.empty()) continue;
-    m_first_edge[node + std::size_t{1}] += lists[node].size();
-    m_num_real[node] = lists[node].m_num_real;
-    m_total_real += lists[node].m_num_real;
-    if (lists[node].size() != 0) ++m_num_templates;
+void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, NUMBERS& of_nodes) {
+  of_nodes = graph.m_state->m_fanouts_of_nodes;
+  of_nodes.resize(graph.get_node_count(), KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
+  KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(graph.m_state->m_fanouts, of_nodes, m_fanout_templates,
+                                                   m_fanouts);
+  for (const std::uint32_t number : of_nodes) {
+    m_total_edges += m_fanout_templates[number].m_num_edges;
+    m_total_real += m_fanout_templates[number].m_num_real;
   }
-  m_edges.reserve(m_first_edge.back());
-  if (lists.empty()) return;
-  for (const auto& list : lists)
-    for (std::uint32_t i = 0; i != list.size(); ++i) {
-      KEP_EDGE edge = list.m_edges[i];
-      if (edge.m_mux & KEP_EDGE::ELSEWHERE) { // numbered anew, by the order of nodes and not of threads
-        const std::uint64_t word = graph.m_state->m_mux_words[edge.m_mux & ~KEP_EDGE::ELSEWHERE];
-        edge.m_mux = KEP_EDGE::ELSEWHERE | static_cast<std::uint32_t>(m_mux_words.size());
-        m_mux_words.push_back(word);
-      }
-      m_edges.push_back(edge);
-    }
 }
 
-/// Counts, then fills by source: hipi sources first, so that a hipi fanin stands in first place.
-void KEP_ROUTING_GRAPH_STORAGE::add_fanins(const KEP_ROUTING_BUILDER_GRAPH& graph) {
-  const std::uint32_t num_nodes = get_num_nodes();
-  m_first_fanin.assign(num_nodes + std::size_t{1}, 0);
-  for (const KEP_EDGE& edge : m_edges)
-    ++m_first_fanin[edge.m_target + std::size_t{1}];
-  for (std::uint32_t node = 0; node != num_nodes; ++node) {
-    constexpr std::uint64_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
-    if (m_first_fanin[node + std::size_t{1}] > MAX_FANINS)
-      throw KEP_DB_ERROR("node " + graph.get_node(node)->get_name(KEP_NAME_STYLE()) + " has " +
-                         std::to_string(m_first_fanin[node + std::size_t{1}]) + " fanins, more than the " +
-                         std::to_string(MAX_FANINS) + " that a node can have");
-    m_first_fanin[node + std::size_t{1}] += m_first_fanin[node];
-  }
-  std::vector<std::uint64_t> next(m_first_fanin.begin(), m_first_fanin.end() - 1);
-  m_fanins.resize(m_edges.size());
-  const auto fill = [&](bool hipi_sources) {
-    for (std::uint32_t node = 0; node != num_nodes; ++node) {
-      const bool is_hipi =
-          !KEP_NODE_WORD::is_boundary(m_words[node]) && KEP_NODE_WORD::is_hipi(m_words[node]);
-      if (is_hipi != hipi_sources) continue;
-      for (std::uint64_t edge = m_first_edge[node]; edge != m_first_edge[node + 1]; ++edge)
-        m_fanins[next[m_edges[edge].m_target]++] = node;
-    }
+/// Occurrences in order; one whose numbers are those of an earlier one takes its page.
+void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, const NUMBERS& fanins_of_nodes) {
+  struct PAGE {
+    std::uint32_t m_first;
+    std::uint32_t m_size;
   };
-  fill(true);
-  fill(false);
+  const std::uint32_t num_occurrences = m_places->get_num_occurrences();
+  m_pages.assign(num_occurrences, 0);
+  std::unordered_multimap<std::uint64_t, PAGE> pages; // by hash
+  std::vector<std::uint32_t> fanouts;
+  std::vector<std::uint32_t> fanins;
+  for (std::uint32_t occurrence = 0; occurrence != num_occurrences; ++occurrence) {
+    if (m_places->get_num_nodes(occurrence) == 0) continue;
+    const std::uint32_t size = m_places->get_num_ranks(occurrence);
+    fanouts.assign(size, KEP_EDGE_TABLES::NO_NODE);
+    fanins.assign(size, KEP_EDGE_TABLES::NO_NODE);
+    const std::uint32_t first = m_places->get_first_nodes()[occurrence];
+    std::uint64_t hash = size;
+    for (std::uint32_t node = first; node != first + m_places->get_num_nodes(occurrence); ++node) {
+      const std::uint32_t rank = m_places->get_rank(occurrence, node);
+      fanouts[rank] = fanouts_of_nodes[node];
+      fanins[rank] = fanins_of_nodes[node];
+      hash = (hash ^ (std::uint64_t{fanouts[rank]} << 32 | fanins[rank])) * 0x9e3779b97f4a7c15U + rank;
+      hash ^= hash >> 29;
+    }
+    const auto [begin, end] = pages.equal_range(hash);
+    const auto known = std::find_if(begin, end, [&](const auto& page) {
+      return page.second.m_size == size &&
+             std::equal(fanouts.begin(), fanouts.end(), m_fanouts_of_nodes.begin() + page.second.m_first) &&
+             std::equal(fanins.begin(), fanins.end(), m_fanins_of_nodes.begin() + page.second.m_first);
+    });
+    if (known != end) {
+      m_pages[occurrence] = known->second.m_first;
+      continue;
+    }
+    const auto page = static_cast<std::uint32_t>(m_fanouts_of_nodes.size());
+    pages.emplace(hash, PAGE{page, size});
+    m_pages[occurrence] = page;
+    m_fanouts_of_nodes.insert(m_fanouts_of_nodes.end(), fanouts.begin(), fanouts.end());
+    m_fanins_of_nodes.insert(m_fanins_of_nodes.end(), fanins.begin(), fanins.end());
+  }
+  m_fanouts_of_nodes.shrink_to_fit();
+  m_fanins_of_nodes.shrink_to_fit();
 }
 
-std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_mux_word(std::uint64_t source_word, std::uint64_t edge) const {
-  const std::uint32_t mux = m_edges[edge].m_mux;
-  if (mux == KEP_EDGE::NO_MUX) return 0;
-  if (mux == KEP_EDGE::SOURCE_IS_MUX) return source_word & ~std::uint64_t{1};
-  if (mux & KEP_EDGE::ELSEWHERE) return m_mux_words[mux & ~KEP_EDGE::ELSEWHERE];
-  return KEP_NODE_WORD::make(KEP_NODE_WORD::occurrence(get_target_word(edge)), mux - KEP_EDGE::BESIDE_TARGET,
-                             false);
+void KEP_ROUTING_GRAPH_STORAGE::lend_tables() {
+  m_tables = {m_places->get_first_nodes().data(),
+              m_pages.data(),
+              m_fanouts_of_nodes.data(),
+              m_fanins_of_nodes.data(),
+              m_fanout_templates.data(),
+              m_fanin_templates.data(),
+              m_fanouts.data(),
+              m_fanins.data(),
+              m_places->get_num_nodes()};
 }
 
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {
   const auto bytes_of = [](const auto& vector) { return vector.capacity() * sizeof(vector[0]); };
-  return sizeof(*this) + m_index->get_memory_bytes() + bytes_of(m_words) + bytes_of(m_first_edge) +
-         bytes_of(m_num_real) + bytes_of(m_edges) + bytes_of(m_mux_words) + bytes_of(m_first_fanin) +
-         bytes_of(m_fanins);
+  return sizeof(*this) + m_places->get_memory_bytes() + bytes_of(m_fanout_templates) +
+         bytes_of(m_fanin_templates) + bytes_of(m_fanouts) + bytes_of(m_fanins) + bytes_of(m_pages) +
+         bytes_of(m_fanouts_of_nodes) + bytes_of(m_fanins_of_nodes);
 }

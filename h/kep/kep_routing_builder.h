@@ -17,6 +17,13 @@
 
 class KEP_ROUTING_BUILDER_GRAPH;
 
+namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
+/// The last step of a build: adds the fanins and publishes the finished graph in the database. The flag is
+/// accepted and changes nothing. KEP_DB_ERROR, naming the node, for more than 65535 fanins; the old graph
+/// then stays.
+KEP_EXPORT void add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
+} // namespace KEP_ROUTING_REVERSE_EDGE_BUILDER
+
 /// A node under construction, 16 bytes. Nodes move once, when the graph is sorted for templating; from then
 /// on a pointer to one is valid as long as the graph.
 class KEP_EXPORT KEP_ROUTING_BUILDER_NODE {
@@ -41,8 +48,10 @@ public:
   /// The node's place in its graph, from 0.
   std::uint32_t get_index() const { return m_index; }
   std::string get_name(const KEP_NAME_STYLE& style) const;
-  /// The identity that the node has in the finished graph.
-  std::uint64_t get_word() const;
+  /// The inner occurrence in which the node stands; KEP_UNFOLDING::ABOVE_TOP for a boundary node.
+  std::uint32_t get_occurrence() const { return m_occurrence; }
+  /// What tells the nodes of one occurrence apart, and their order there.
+  std::uint32_t get_key() const;
 
 private:
   friend class KEP_ROUTING_BUILDER_GRAPH;
@@ -115,6 +124,7 @@ private:
   friend class KEP_ROUTING_BUILDER_NODE_CACHE;
   friend class KEP_ROUTING_BUILDER_EDGE_BUILDER;
   friend class KEP_ROUTING_GRAPH_STORAGE;
+  friend void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
   struct STATE;
   static constexpr std::uint32_t CHUNK_NODES = 65536; // one MiB
 
@@ -124,6 +134,8 @@ private:
   void reserve_routing_node_template_space(unsigned count);
   KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
   void sort_nodes();
+  void sort_nodes_if_needed();
+  void find_places();
 
   KEP_DB* m_db;
   unsigned m_node_count = 0;
@@ -183,7 +195,8 @@ public:
   /// 65535 edges of one kind.
   void set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
                   const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool);
-  /// The number of lists of fanouts stored. Read once the parallel section is over.
+  /// The number of distinct lists of fanouts stored, as seen from the nodes. Read once the parallel section
+  /// is over.
   int get_num_templates() const;
 
 private:
@@ -219,10 +232,3 @@ private:
   struct STATE;
   std::unique_ptr<STATE> m_state;
 };
-
-namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
-/// The last step of a build: adds the fanins and publishes the finished graph in the database. The flag is
-/// accepted and changes nothing. KEP_DB_ERROR, naming the node, for more than 65535 fanins; the old graph
-/// then stays.
-KEP_EXPORT void add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
-} // namespace KEP_ROUTING_REVERSE_EDGE_BUILDER

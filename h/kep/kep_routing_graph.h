@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/kep_edge_templates.h"
 #include "kep/kep_routing_primitive.h"
 
 #include <tbb/blocked_range.h>
@@ -73,15 +74,15 @@ public:
   /// The hipi node at the place of this plain node, or the null node.
   NODE get_hipi_node() const;
 
-  unsigned short get_num_edges() const;
-  unsigned short get_num_real_edges() const;
-  unsigned short get_num_fanin() const;
-  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_real_fanout() const;
-  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_redundant_fanout() const;
+  inline unsigned short get_num_edges() const;
+  inline unsigned short get_num_real_edges() const;
+  inline unsigned short get_num_fanin() const;
+  inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_real_fanout() const;
+  inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_redundant_fanout() const;
   /// The real ones, then the redundant ones.
-  boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_all_fanout() const;
+  inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_all_fanout() const;
   /// A hipi fanin first, then by the order of the nodes they come from.
-  boost::iterator_range<EDGE_ITER<REV_EDGE>> iter_all_fanin() const;
+  inline boost::iterator_range<EDGE_ITER<REV_EDGE>> iter_all_fanin() const;
 
   /// The full name of its uip, or `:p` for a boundary node.
   std::string get_name(const KEP_NAME_STYLE& style) const;
@@ -94,11 +95,15 @@ private:
   friend class EDGE_ITER;
   friend class NODE_ITER;
   NODE(std::uint64_t word, GRAPH* graph) : BASE_NODE(word), m_graph(graph) {}
+  inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> make_range(const KEP_EDGE_TEMPLATE& fanouts,
+                                                               unsigned begin, unsigned end) const;
 };
 static_assert(sizeof(NODE) == 16, "identity and graph");
 
 class KEP_EXPORT FWD_EDGE {
 public:
+  using ENTRY = KEP_FANOUT_ENTRY;
+
   NODE get_fanout() const { return m_fanout; }
   /// The uip of the mux input through which the edge reaches its fanout; empty without a mux.
   KEP_UNFOLDED_INST_PORT get_mux_input() const;
@@ -106,20 +111,25 @@ public:
 private:
   template <class T>
   friend class EDGE_ITER;
-  FWD_EDGE(const NODE& fanout, std::uint64_t mux_input) : m_fanout(fanout), m_mux_input(mux_input) {}
+  FWD_EDGE(const NODE& fanout, const ENTRY& entry, std::uint32_t own)
+      : m_fanout(fanout), m_mux(entry.m_mux), m_mux_occurrence(entry.m_mux_occurrence), m_own(own) {}
   NODE m_fanout;
-  std::uint64_t m_mux_input; // the word of that uip, 0 without one
+  std::uint32_t m_mux;
+  std::uint32_t m_mux_occurrence;
+  std::uint32_t m_own; // the occurrence of the node that the edge comes from
 };
 
 class REV_EDGE {
 public:
+  using ENTRY = KEP_FANIN_ENTRY;
+
   /// The node that the edge comes from.
   NODE get_fanin() const { return m_fanin; }
 
 private:
   template <class T>
   friend class EDGE_ITER;
-  explicit REV_EDGE(const NODE& fanin) : m_fanin(fanin) {}
+  REV_EDGE(const NODE& fanin, const ENTRY&, std::uint32_t) : m_fanin(fanin) {}
   NODE m_fanin;
 };
 
@@ -132,21 +142,20 @@ public:
 private:
   friend class boost::iterator_core_access;
   friend class NODE;
-  EDGE_ITER(GRAPH* graph, std::uint64_t source, std::uint64_t first, std::uint32_t position)
-      : m_graph(graph), m_source(source), m_first(first), m_position(position) {}
-  T dereference() const;
+  EDGE_ITER(GRAPH* graph, std::uint32_t own, const typename T::ENTRY* first, std::uint32_t position)
+      : m_graph(graph), m_first(first), m_own(own), m_position(position) {}
+  T dereference() const {
+    const typename T::ENTRY& entry = m_first[m_position];
+    return T(NODE(entry.get_word(m_own), m_graph), entry, m_own);
+  }
   bool equal(const EDGE_ITER& other) const { return m_position == other.m_position; }
   void increment() { ++m_position; }
 
   GRAPH* m_graph = nullptr;
-  std::uint64_t m_source = 0; // the node's own word
-  std::uint64_t m_first = 0;  // where the node's edges begin
+  const typename T::ENTRY* m_first = nullptr; // the node's template
+  std::uint32_t m_own = 0;                    // the node's occurrence
   std::uint32_t m_position = 0;
 };
-template <>
-KEP_EXPORT FWD_EDGE EDGE_ITER<FWD_EDGE>::dereference() const;
-template <>
-KEP_EXPORT REV_EDGE EDGE_ITER<REV_EDGE>::dereference() const;
 
 class KEP_EXPORT NODE_ITER
     : public boost::iterators::iterator_facade<NODE_ITER, NODE, boost::forward_traversal_tag, NODE> {
@@ -157,13 +166,18 @@ private:
   friend class boost::iterator_core_access;
   friend class GRAPH;
   friend class NODE_ITER_RANGE;
-  NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {}
-  NODE dereference() const;
+  NODE_ITER(GRAPH* graph, std::uint32_t index);
+  NODE dereference() const {
+    return NODE(std::uint64_t{m_occurrence} << 32 | (m_rank + std::uint64_t{1}), m_graph);
+  }
   bool equal(const NODE_ITER& other) const { return m_index == other.m_index; }
-  void increment() { ++m_index; }
+  inline void increment();
 
   GRAPH* m_graph = nullptr;
   std::uint32_t m_index = 0;
+  std::uint32_t m_occurrence = 0;
+  std::uint32_t m_rank = 0;
+  std::uint32_t m_last = 0; // index of the last node of the occurrence
 };
 
 /// A range of nodes that TBB can split: it is divisible while it holds more nodes than its grain.
@@ -201,8 +215,7 @@ public:
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
   std::uint64_t get_num_redundant_edges() const;
-  /// The number of lists of fanouts that the graph stores: one for each node that has any, equal lists
-  /// counted apart.
+  /// The number of distinct lists of fanouts, as seen from their nodes, that the graph stores.
   std::uint64_t get_num_templates() const;
   /// What the graph holds in memory, all of it.
   std::uint64_t get_memory_bytes() const;
@@ -214,18 +227,77 @@ protected:
   friend class NODE;
   friend class FWD_EDGE;
   friend class NODE_ITER;
-  template <class T>
-  friend class EDGE_ITER;
   KEP_PORT* get_port(const BASE_NODE& node) const;
   KEP_UNFOLDED_INST_PORT get_unfolded_inst_port(const BASE_NODE& node) const;
   bool is_boundary(const BASE_NODE& node) const;
   bool is_hipi(const BASE_NODE& node) const;
 
 private:
+  std::uint32_t get_key(const BASE_NODE& node) const;
+
   KEP_DB* m_db;
   KEP_ROUTING_PRIMITIVE m_routing_primitive;
   std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> m_storage;
+  KEP_EDGE_TABLES m_tables{}; // of the storage; all null without one
 };
+
+inline unsigned short NODE::get_num_edges() const {
+  return m_graph ? m_graph->m_tables.get_fanouts(m_word).m_num_edges : 0;
+}
+inline unsigned short NODE::get_num_real_edges() const {
+  return m_graph ? m_graph->m_tables.get_fanouts(m_word).m_num_real : 0;
+}
+inline unsigned short NODE::get_num_fanin() const {
+  return m_graph ? m_graph->m_tables.get_fanins(m_word).m_num_edges : 0;
+}
+
+inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::make_range(const KEP_EDGE_TEMPLATE& fanouts,
+                                                                   unsigned begin, unsigned end) const {
+  using ITER = EDGE_ITER<FWD_EDGE>;
+  const KEP_FANOUT_ENTRY* first = m_graph->m_tables.m_fanouts + fanouts.m_first_entry;
+  const auto own = static_cast<std::uint32_t>(m_word >> 32);
+  return {ITER(m_graph, own, first, begin), ITER(m_graph, own, first, end)};
+}
+inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_real_fanout() const {
+  if (!m_graph) return {};
+  const KEP_EDGE_TEMPLATE& fanouts = m_graph->m_tables.get_fanouts(m_word);
+  return make_range(fanouts, 0, fanouts.m_num_real);
+}
+inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_redundant_fanout() const {
+  if (!m_graph) return {};
+  const KEP_EDGE_TEMPLATE& fanouts = m_graph->m_tables.get_fanouts(m_word);
+  return make_range(fanouts, fanouts.m_num_real, fanouts.m_num_edges);
+}
+inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_all_fanout() const {
+  if (!m_graph) return {};
+  const KEP_EDGE_TEMPLATE& fanouts = m_graph->m_tables.get_fanouts(m_word);
+  return make_range(fanouts, 0, fanouts.m_num_edges);
+}
+inline boost::iterator_range<EDGE_ITER<REV_EDGE>> NODE::iter_all_fanin() const {
+  if (!m_graph) return {};
+  using ITER = EDGE_ITER<REV_EDGE>;
+  const KEP_EDGE_TEMPLATE& fanins = m_graph->m_tables.get_fanins(m_word);
+  const KEP_FANIN_ENTRY* first = m_graph->m_tables.m_fanins + fanins.m_first_entry;
+  const auto own = static_cast<std::uint32_t>(m_word >> 32);
+  return {ITER(m_graph, own, first, 0), ITER(m_graph, own, first, fanins.m_num_edges)};
+}
+
+inline void NODE_ITER::increment() {
+  const KEP_EDGE_TABLES& tables = m_graph->m_tables;
+  if (m_index++ == m_last) {
+    if (m_index == tables.m_num_nodes) return;
+    do
+      ++m_occurrence;
+    while (tables.m_first_nodes[m_occurrence + std::size_t{1}] == m_index);
+    m_last = tables.m_first_nodes[m_occurrence + std::size_t{1}] - 1;
+    m_rank = 0;
+  } else {
+    ++m_rank;
+  }
+  const std::uint32_t* page = tables.m_fanouts_of_nodes + tables.m_pages[m_occurrence];
+  while (page[m_rank] == KEP_EDGE_TABLES::NO_NODE)
+    ++m_rank;
+}
 
 } // namespace KEP_ROUTING
 

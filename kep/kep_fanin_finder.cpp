@@ -1,0 +1,139 @@
+#include "kep/kep_fanin_finder.h"
+
+#include "kep/kep_node_word.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+
+namespace {
+
+constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
+// A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
+constexpr std::uint32_t MANY_FANOUTS = 256;
+// Sources gathered at a time, by all threads together, for each node of the graph.
+constexpr std::uint64_t SOURCES_PER_NODE = 3;
+constexpr std::uint64_t MIN_SOURCES = 1 << 16;
+
+} // namespace
+
+/// Each edge whose target stands in that range of occurrences: visit(source occurrence, source node, template
+/// of the source, target node). In the order of the sources.
+template <class VISIT>
+void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_occurrence, std::uint32_t last_occurrence,
+                                   VISIT visit) const {
+  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
+  const std::uint32_t range = last_occurrence - first_occurrence;
+  for (std::uint32_t own = 0; own != m_places.get_num_occurrences(); ++own)
+    for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
+      const KEP_EDGE_TEMPLATE& fanouts = m_templates[m_fanouts_of_nodes[node]];
+      const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
+      for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
+        const std::uint64_t word = entry->get_word(own);
+        const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(word);
+        if (occurrence - first_occurrence > range) continue;
+        visit(own, node, fanouts, m_places.find_node(occurrence, KEP_NODE_WORD::rank(word)));
+      }
+    }
+}
+
+void KEP_FANIN_FINDER::count() {
+  const std::uint32_t num_occurrences = m_places.get_num_occurrences();
+  m_num_fanins.assign(m_places.get_num_nodes(), 0);
+  const std::uint32_t num_parts =
+      std::min<std::uint32_t>(static_cast<std::uint32_t>(tbb::this_task_arena::max_concurrency()), 64);
+  // Each part counts the edges to its own occurrences.
+  const auto first_of = [&](std::uint32_t part) {
+    return static_cast<std::uint32_t>(std::uint64_t{num_occurrences} * part / num_parts);
+  };
+  tbb::parallel_for(std::uint32_t{0}, num_parts, [&](std::uint32_t part) {
+    if (first_of(part) == first_of(part + 1)) return;
+    visit_edges(first_of(part), first_of(part + 1) - 1,
+                [&](std::uint32_t, std::uint32_t, const KEP_EDGE_TEMPLATE&, std::uint32_t target) {
+                  ++m_num_fanins[target];
+                });
+  });
+  m_num_edges = 0;
+  for (std::uint32_t node = 0; node != m_num_fanins.size(); ++node) {
+    m_num_edges += m_num_fanins[node];
+    if (m_num_fanins[node] <= MAX_FANINS || m_overfull_node != NONE) continue;
+    m_overfull_node = node;
+    m_overfull_count = m_num_fanins[node];
+  }
+}
+
+std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut() const {
+  const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
+  const std::uint64_t budget =
+      std::max(MIN_SOURCES, SOURCES_PER_NODE * m_num_fanins.size() / std::max<std::uint64_t>(1, num_threads));
+  std::vector<PART> parts;
+  PART part{0, 0, 0};
+  for (; part.m_end != m_num_fanins.size(); ++part.m_end) {
+    if (part.m_num_edges != 0 && part.m_num_edges + m_num_fanins[part.m_end] > budget) {
+      parts.push_back(part);
+      part = {part.m_end, part.m_end, 0};
+    }
+    part.m_num_edges += m_num_fanins[part.m_end];
+  }
+  if (part.m_num_edges != 0) parts.push_back(part);
+  return parts;
+}
+
+void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
+                              std::vector<std::uint32_t>& of_nodes) const {
+  const std::uint32_t num_nodes = part.m_end - part.m_begin;
+  std::vector<std::uint64_t> next(num_nodes); // where the next source of a node goes
+  std::uint64_t first = 0;
+  for (std::uint32_t i = 0; i != num_nodes; ++i) {
+    next[i] = first;
+    first += m_num_fanins[part.m_begin + i];
+  }
+  std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
+  const std::uint32_t first_occurrence = m_places.find_occurrence(part.m_begin);
+  const std::uint32_t last_occurrence = m_places.find_occurrence(part.m_end - 1);
+  const auto fill = [&](bool hipi) {
+    visit_edges(
+        first_occurrence, last_occurrence,
+        [&](std::uint32_t own, std::uint32_t node, const KEP_EDGE_TEMPLATE& fanouts, std::uint32_t target) {
+          if (target - part.m_begin >= num_nodes) return;
+          const std::uint32_t rank = m_places.get_rank(own, node);
+          if (m_has_hipi && (own != KEP_UNFOLDING::ABOVE_TOP &&
+                             KEP_NODE_WORD::is_hipi(m_places.get_key(own, rank))) != hipi)
+            return;
+          const bool is_absolute = own <= m_num_top_occurrences || fanouts.m_num_edges >= MANY_FANOUTS;
+          sources[next[target - part.m_begin]++] = {own, (rank + 1) |
+                                                             (is_absolute ? KEP_FANIN_ENTRY::ABSOLUTE : 0)};
+        });
+  };
+  if (m_has_hipi) fill(true);
+  fill(false);
+
+  std::uint64_t begin = 0;
+  std::uint32_t own = first_occurrence;
+  for (std::uint32_t i = 0; i != num_nodes; ++i) {
+    const std::uint32_t node = part.m_begin + i;
+    while (node >= m_places.get_first_nodes()[own + 1])
+      ++own;
+    const std::uint64_t end = next[i];
+    for (std::uint64_t at = begin; at != end; ++at)
+      if (!(sources[at].m_node & KEP_FANIN_ENTRY::ABSOLUTE)) sources[at].m_occurrence -= own;
+    const auto count = static_cast<std::uint16_t>(end - begin);
+    if (count != 0) of_nodes[node] = table.add({sources.data() + begin, count, count});
+    begin = end;
+  }
+}
+
+std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table) {
+  count();
+  std::vector<std::uint32_t> of_nodes(m_num_fanins.size(), NONE);
+  if (m_overfull_node != NONE) return of_nodes;
+  m_has_hipi = m_places.has_hipi();
+  const std::vector<PART> parts = cut();
+  tbb::parallel_for(std::size_t{0}, parts.size(),
+                    [&](std::size_t part) { gather(parts[part], table, of_nodes); });
+  return of_nodes;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "kep/kep_edge_templates.h"
+#include "kep/kep_node_places.h"
+#include "kep/kep_template_table.h"
+
+#include <cstdint>
+#include <vector>
+
+/// Turns the edges of a graph round: finds the fanins of each node and their templates. The edges are never
+/// listed all at once: the nodes are cut into parts, and the sources of one part are gathered in a pass over
+/// all edges. Parts are gathered side by side, by as many threads as the arena of the caller has.
+class KEP_FANIN_FINDER {
+public:
+  /// Templates by node, and by number.
+  KEP_FANIN_FINDER(const KEP_NODE_PLACES& places, const std::vector<std::uint32_t>& fanouts_of_nodes,
+                   const std::vector<KEP_EDGE_TEMPLATE>& templates,
+                   const std::vector<KEP_FANOUT_ENTRY>& fanouts, std::uint32_t num_top_occurrences)
+      : m_places(places), m_fanouts_of_nodes(fanouts_of_nodes), m_templates(templates), m_fanouts(fanouts),
+        m_num_top_occurrences(num_top_occurrences) {}
+
+  /// Enters the templates in the table and gives the number for each node, NONE without fanins. Hipi fanins
+  /// come first, then all in the order of their nodes.
+  std::vector<std::uint32_t> find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table);
+  static constexpr std::uint32_t NONE = ~std::uint32_t{0};
+
+  /// A node with more fanins than a node can have, or NONE; and how many it has.
+  std::uint32_t get_overfull_node() const { return m_overfull_node; }
+  std::uint32_t get_overfull_count() const { return m_overfull_count; }
+
+private:
+  struct PART {
+    std::uint32_t m_begin; // nodes
+    std::uint32_t m_end;
+    std::uint64_t m_num_edges;
+  };
+
+  void count();
+  std::vector<PART> cut() const;
+  void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
+              std::vector<std::uint32_t>& of_nodes) const;
+  template <class VISIT>
+  void visit_edges(std::uint32_t first_occurrence, std::uint32_t last_occurrence, VISIT visit) const;
+
+  const KEP_NODE_PLACES& m_places;
+  const std::vector<std::uint32_t>& m_fanouts_of_nodes;
+  const std::vector<KEP_EDGE_TEMPLATE>& m_templates;
+  const std::vector<KEP_FANOUT_ENTRY>& m_fanouts;
+  std::uint32_t m_num_top_occurrences;
+  std::vector<std::uint32_t> m_num_fanins; // by node
+  std::uint64_t m_num_edges = 0;
+  bool m_has_hipi = false;
+  std::uint32_t m_overfull_node = NONE;
+  std::uint32_t m_overfull_count = 0;
+};

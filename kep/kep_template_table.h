@@ -1,0 +1,123 @@
+#pragma once
+
+#include "kep/kep_edge_templates.h"
+
+#include <tbb/spin_mutex.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+/// Templates while they are found: each distinct list of entries once, under a number. Any number of threads
+/// may add at a time; numbers then depend on who came first and are given anew in the end.
+template <class ENTRY>
+class KEP_TEMPLATE_TABLE {
+public:
+  struct LIST {
+    const ENTRY* m_entries;
+    std::uint16_t m_num_real;
+    std::uint16_t m_num_edges;
+  };
+
+  /// The number of the list, which is copied if it is new.
+  std::uint32_t add(const LIST& list) {
+    const std::uint64_t hash = make_hash(list);
+    const auto shard = static_cast<std::uint32_t>(hash % NUM_SHARDS);
+    return m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32)) * NUM_SHARDS + shard;
+  }
+  // Not while templates are added.
+  const LIST& get(std::uint32_t number) const {
+    return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;
+  }
+  std::uint32_t size() const {
+    std::size_t size = 0;
+    for (const SHARD& shard : m_shards)
+      size += shard.m_lists.size();
+    return static_cast<std::uint32_t>(size);
+  }
+  /// Numbers are below this.
+  std::uint32_t get_number_limit() const {
+    std::size_t largest = 0;
+    for (const SHARD& shard : m_shards)
+      largest = std::max(largest, shard.m_lists.size());
+    return static_cast<std::uint32_t>(largest * NUM_SHARDS);
+  }
+
+private:
+  static constexpr std::uint32_t NUM_SHARDS = 64;
+  static constexpr std::size_t MAX_CHUNK = 4096; // entries
+
+  struct KNOWN {
+    LIST m_list;
+    std::uint32_t m_hash;
+  };
+  struct alignas(64) SHARD {
+    std::uint32_t add(const LIST& list, std::uint32_t hash) {
+      const tbb::spin_mutex::scoped_lock lock(m_mutex);
+      if (m_lists.size() * 2 >= m_slots.size()) grow();
+      const std::size_t mask = m_slots.size() - 1;
+      std::size_t slot = hash & mask;
+      for (; m_slots[slot] != 0; slot = (slot + 1) & mask)
+        if (is_equal(m_lists[m_slots[slot] - 1], list, hash)) return m_slots[slot] - 1;
+      m_lists.push_back({{copy(list), list.m_num_real, list.m_num_edges}, hash});
+      m_slots[slot] = static_cast<std::uint32_t>(m_lists.size());
+      return m_slots[slot] - 1;
+    }
+    static bool is_equal(const KNOWN& known, const LIST& list, std::uint32_t hash) {
+      return known.m_hash == hash && known.m_list.m_num_edges == list.m_num_edges &&
+             known.m_list.m_num_real == list.m_num_real &&
+             std::equal(reinterpret_cast<const std::uint32_t*>(list.m_entries),
+                        reinterpret_cast<const std::uint32_t*>(list.m_entries + list.m_num_edges),
+                        reinterpret_cast<const std::uint32_t*>(known.m_list.m_entries));
+    }
+    void grow() {
+      std::vector<std::uint32_t> slots(std::max<std::size_t>(64, m_slots.size() * 2));
+      for (std::uint32_t i = 0; i != m_lists.size(); ++i) {
+        std::size_t slot = m_lists[i].m_hash & (slots.size() - 1);
+        while (slots[slot] != 0)
+          slot = (slot + 1) & (slots.size() - 1);
+        slots[slot] = i + 1;
+      }
+      m_slots = std::move(slots);
+    }
+    const ENTRY* copy(const LIST& list) {
+      const std::size_t count = list.m_num_edges;
+      if (count > m_num_free) {
+        m_chunk = std::min(m_chunk * 2, MAX_CHUNK);
+        m_num_free = std::max(count, m_chunk);
+        m_chunks.push_back(std::make_unique_for_overwrite<ENTRY[]>(m_num_free));
+        m_free = m_chunks.back().get();
+      }
+      ENTRY* entries = std::exchange(m_free, m_free + count);
+      m_num_free -= count;
+      std::copy_n(list.m_entries, count, entries);
+      return entries;
+    }
+
+    tbb::spin_mutex m_mutex;
+    std::vector<std::uint32_t> m_slots; // number in the shard plus one, or 0; found by hash
+    std::vector<KNOWN> m_lists;
+    std::vector<std::unique_ptr<ENTRY[]>> m_chunks;
+    ENTRY* m_free = nullptr;
+    std::size_t m_num_free = 0;
+    std::size_t m_chunk = 16;
+  };
+
+  static std::uint64_t make_hash(const LIST& list) {
+    constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15U;
+    std::uint64_t hash = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
+    const auto* words = reinterpret_cast<const std::uint32_t*>(list.m_entries);
+    const std::size_t num_words = list.m_num_edges * (sizeof(ENTRY) / sizeof(std::uint32_t));
+    for (std::size_t i = 0; i != num_words; i += 2) {
+      hash = (hash ^ (std::uint64_t{words[i]} << 32 | words[i + 1])) * FACTOR;
+      hash ^= hash >> 29;
+    }
+    hash *= FACTOR;
+    return hash ^ hash >> 32;
+  }
+
+  std::array<SHARD, NUM_SHARDS> m_shards;
+};
