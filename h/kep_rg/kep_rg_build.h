@@ -4,7 +4,9 @@
 #include "kep/kep_routing_builder.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_creation_stats.h"
+#include "kep_rg/kep_rg_fanout_cache.h"
 #include "kep_rg/kep_rg_instance_is_primitive.h"
+#include "kep_rg/kep_rg_like_places.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_primitives.h"
 #include "kep_rg/kep_rg_redundancy_marks.h"
@@ -21,6 +23,8 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+class KEP_RG_DBG_FANOUTS;
 
 /// What a build is told. A small value; setters change the object and return a copy, so that calls chain.
 class KEP_RG_EXPORT KEP_RG_BUILD_PARAMS {
@@ -93,6 +97,17 @@ public:
   /// Reads the redundant inputs, unless there are some already.
   void build_redundant_inputs();
 
+  /// After a build, does again for the one node at the uip what the edge phase did, on the calling thread,
+  /// and changes nothing in the graph: appends the node's fanouts, real ones first, and lets the observer see
+  /// the walk and then close. A uip without a node is a warning. `node_flag` is that of KEP_ROUTING::NODE; a
+  /// hipi node is refused by an assertion. Fanouts and observer may be null, and stay the caller's. From then
+  /// on the builder is verbose and allocates no edges.
+  void debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_INST_PORT& uip, bool node_flag,
+                   KEP_UNFOLD_OBSERVER* observer);
+  /// The same with a KEP_RG_UUI_OBSERVER that writes the walk to this file; without one for null.
+  void debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_INST_PORT& uip, bool node_flag,
+                   const char* log_file_name);
+
   KEP_DB* get_db() { return m_db; }
   KEP_ROUTING_BUILDER_GRAPH* get_builder_graph() { return m_builder_graph.get(); }
   KEP_ROUTING_BUILDER_NODE_CACHE& get_node_cache() { return m_node_cache; }
@@ -132,13 +147,7 @@ private:
     KEP_UNFOLDED_MODULE m_module; ///< the module that the path is relative to
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
-  /// Answers of earlier searches: by the driver's inst port, the levels climbed, the module climbed to and
-  /// the driver's port seen from it, the leaves seen from it.
-  using CDRN_CACHE = std::unordered_map<
-      const KEP_INST_PORT*,
-      std::unordered_map<
-          int, std::unordered_map<const KEP_MODULE*,
-                                  std::unordered_map<KEP_RELATIVE_PATH, std::vector<KEP_RELATIVE_PATH>>>>>;
+  using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
   template <class T>
   using PER_THREAD = tbb::enumerable_thread_specific<T, tbb::cache_aligned_allocator<T>>;
 
@@ -227,6 +236,8 @@ private:
   std::map<KEP_MODULE*, HAS_NODES> m_module_has_nodes; // by IP root: whether a module gave nodes under it
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
+  KEP_RG_LIKE_PLACES m_like_places;
+  bool m_disable_fanout_cache = false; // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;

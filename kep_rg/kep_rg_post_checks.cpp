@@ -1,0 +1,174 @@
+#include "kep_rg/kep_rg_post_checks.h"
+
+#include "kep_report/kep_report.h"
+#include "kep_report/kep_report_assert.h"
+#include "kep_rg/kep_rg_connectivity_check.h"
+#include "kep_rg/kep_rg_report.h"
+#include "kep_rg/kep_rg_tsan.h"
+
+#include <boost/container/small_vector.hpp>
+#include <boost/format.hpp>
+#include <tbb/parallel_for.h>
+#include <tbb/partitioner.h>
+#include <tbb/task_group.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+
+using KEP_ROUTING::FWD_EDGE;
+using KEP_ROUTING::GRAPH;
+using KEP_ROUTING::NODE;
+using KEP_ROUTING::NODE_ITER_RANGE;
+
+namespace {
+
+/// Prints the text of a rule without arguments.
+void print_rule(const char* code) {
+  KEP_REPORT::print_error(KEP_REPORT::get_msg_db()->get(code)->to_printf());
+}
+
+/// Prints the text of a rule, the arguments filled in.
+template <class... ARGUMENTS>
+void print_rule(const char* code, const ARGUMENTS&... arguments) {
+  boost::format format(KEP_REPORT::get_msg_db()->get(code)->to_boost());
+  (format % ... % arguments);
+  KEP_REPORT::print_error(format.str().c_str());
+}
+
+} // namespace
+
+KEP_RG_POST_CHECKS::KEP_RG_POST_CHECKS(KEP_DB* db, bool verbose) : m_db(db), m_verbose(verbose) {
+  KEP_ASSERT_EXPLAIN(m_db, "Null db pointer, cannot proceed with rg post checking.");
+  m_graph = m_db->get_routing_template_graph();
+}
+
+KEP_RG_POST_CHECKS::KEP_RG_POST_CHECKS(const KEP_RG_POST_CHECKS&) = default;
+KEP_RG_POST_CHECKS::KEP_RG_POST_CHECKS(KEP_RG_POST_CHECKS&&) noexcept = default;
+KEP_RG_POST_CHECKS& KEP_RG_POST_CHECKS::operator=(const KEP_RG_POST_CHECKS&) = default;
+KEP_RG_POST_CHECKS& KEP_RG_POST_CHECKS::operator=(KEP_RG_POST_CHECKS&&) noexcept = default;
+KEP_RG_POST_CHECKS::~KEP_RG_POST_CHECKS() = default;
+
+bool KEP_RG_POST_CHECKS::re_check_this_node(const NODE& node) {
+  const unsigned num_edges = node.get_num_edges();
+  return num_edges >= 2 && node.get_num_real_edges() < num_edges;
+}
+
+bool KEP_RG_POST_CHECKS::test_redundant_edges() {
+  for (const NODE& node : m_graph->iter_nodes())
+    if (re_check_this_node(node) && !redundant_edges_have_one_real_on_same_path(node)) {
+      print_rule("RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE");
+      return false;
+    }
+  if (m_verbose) KEP_REPORT::print_info("All redundant edges have a real edge on the same path");
+  return true;
+}
+
+/// Of several such fanouts the first one in the order of the edges is told, redundant edges before real ones.
+bool KEP_RG_POST_CHECKS::redundant_edges_have_one_real_on_same_path(const NODE& node) {
+  const auto index_of = [&node](const FWD_EDGE& edge) { return node.m_graph->get_index(edge.get_fanout()); };
+  boost::container::small_vector<std::uint32_t, 64> real_fanouts;
+  for (const FWD_EDGE& edge : node.iter_real_fanout())
+    real_fanouts.push_back(index_of(edge));
+  std::sort(real_fanouts.begin(), real_fanouts.end());
+  if (std::adjacent_find(real_fanouts.begin(), real_fanouts.end()) == real_fanouts.end()) return true;
+
+  const auto find_failing = [&](const auto& edges) {
+    for (const FWD_EDGE& edge : edges) {
+      const auto [first, last] = std::equal_range(real_fanouts.begin(), real_fanouts.end(), index_of(edge));
+      if (last - first < 2) continue;
+      print_rule("RG-ONE-REAL-EDGE-PER-NODE", static_cast<int>(last - first),
+                 edge.get_fanout().get_unfolded_inst_port().get_name(KEP_RG_REPORT::NAME_STYLE));
+      return true;
+    }
+    return false;
+  };
+  return !find_failing(node.iter_redundant_fanout()) && !find_failing(node.iter_real_fanout());
+}
+
+bool KEP_RG_POST_CHECKS::test_redundant_edge_count() {
+  std::uint64_t num_real = 0;
+  std::uint64_t num_redundant = 0;
+  for (const NODE& node : m_graph->iter_nodes()) {
+    std::uint64_t redundant = 0;
+    for (const FWD_EDGE& edge : node.iter_redundant_fanout()) {
+      KEP_ASSERT(edge.get_fanout());
+      ++redundant;
+    }
+    num_real += node.get_num_edges() - redundant;
+    num_redundant += redundant;
+  }
+  constexpr double LEAST_SHARE = 0.05;
+  const auto real = static_cast<double>(num_real);
+  const auto redundant = static_cast<double>(num_redundant);
+  if (redundant / (redundant + real) > LEAST_SHARE) return true; // without any edge there is no share
+  print_rule("RG-REDUNDANT-EDGE-COUNT-PREREQUISITE");
+  return false;
+}
+
+namespace {
+
+void print_hipi_finding(const char* condition) {
+  print_rule("RG-HIPI-CHECK-FAILED", condition);
+}
+
+/// How the hipi rule fares at one node.
+enum class HIPI { HOLDS, NOT_FIRST, NOT_NAMED, NOT_FED };
+
+HIPI check_hipi(const NODE& node) {
+  bool has_hipi_fanin = false;
+  const auto fanins = node.iter_all_fanin();
+  for (auto fanin = fanins.begin(); fanin != fanins.end(); ++fanin) {
+    const NODE from_node = (*fanin).get_fanin();
+    if (!from_node.is_hipi()) continue;
+    has_hipi_fanin = true;
+    if (fanin != fanins.begin()) return HIPI::NOT_FIRST;
+    if (node.get_hipi_node() != from_node) return HIPI::NOT_NAMED;
+  }
+  return has_hipi_fanin || !node.get_hipi_node() ? HIPI::HOLDS : HIPI::NOT_FED;
+}
+
+/// Goes on after a finding, but for a node that is not fed by its hipi node: that one ends the range. True
+/// when all is well.
+bool check_hipi(const NODE_ITER_RANGE& nodes) {
+  bool result = true;
+  for (const NODE& node : nodes) {
+    const HIPI found = check_hipi(node);
+    if (found == HIPI::HOLDS) continue;
+    result = false;
+    if (found == HIPI::NOT_FIRST) print_hipi_finding("!(is_hipi && fanin_iter != fanin_range.begin())");
+    if (found == HIPI::NOT_NAMED) print_hipi_finding("!(is_hipi && node.get_hipi_node() != from_node)");
+    if (found == HIPI::NOT_FED) {
+      print_hipi_finding("!has_hipi_fanin || node.get_hipi_node()");
+      break;
+    }
+  }
+  return result;
+}
+
+} // namespace
+
+bool KEP_RG_POST_CHECKS::test_hipi_api() {
+  if (m_verbose) KEP_REPORT::print_info("Making sure hipi API will work.");
+  constexpr unsigned GRAIN = 10000;
+  const NODE_ITER_RANGE nodes = m_db->get_routing_template_graph()->iter_nodes_with_grain(GRAIN);
+  if (nodes.empty()) return true;
+  std::atomic<bool> result = true;
+  tbb::task_group_context context;
+  KEP_RG_TSAN::before_loop();
+  tbb::parallel_for(
+      nodes,
+      [&result](const NODE_ITER_RANGE& range) {
+        KEP_RG_TSAN::begin_body();
+        if (!check_hipi(range)) result = false;
+        KEP_RG_TSAN::end_body();
+      },
+      tbb::auto_partitioner(), context);
+  KEP_RG_TSAN::after_loop();
+  return result;
+}
+
+bool KEP_RG_POST_CHECKS::test_graph_connectivity() {
+  KEP_RG_CONNECTIVITY_CHECK check(m_db, m_verbose);
+  return check.run();
+}
