@@ -22,7 +22,6 @@ public:
   /// The number of the edge's target; an edge to a fanout that an earlier edge has shares its target. The
   /// fanout is no boundary node.
   std::uint32_t add_target(const KEP_ROUTING::FWD_EDGE& edge);
-  bool has_targets() const { return !m_targets.empty(); }
   OUTCOME get_outcome(std::uint32_t target) const { return m_targets[target].m_outcome; }
 
   void start_search() { m_chain.start(&m_trace); }

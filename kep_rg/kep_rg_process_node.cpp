@@ -4,6 +4,8 @@
 #include "kep_rg/kep_rg_report.h"
 #include "kep_rg/kep_rg_tsan.h"
 
+#include <algorithm>
+
 using KEP_RG_REPORT::debug;
 using KEP_RG_REPORT::NAME_STYLE;
 using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
@@ -134,11 +136,11 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::compute_fanout(KEP_ROUTING_BUILDER_NODE* st
     results.m_uips.push_back(start.m_uip);
   else
     results.m_top_ports.push_back(start.m_u_port);
-  if (start_node && find_cached_fanout(start_node, work)) {
+  if (start_node && find_cached_fanout(start, work)) {
     ++work.m_stats->n_cdrn_cache_hits;
   } else {
     search(start, work);
-    if (start_node) store_cached_fanout(start_node, work);
+    if (start_node) store_cached_fanout(start, work);
   }
   fill_fanouts(start, work);
   if (!m_ftd->m_disable_edge_allocation) {
@@ -154,18 +156,19 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::compute_fanout(KEP_ROUTING_BUILDER_NODE* st
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::search(const START& start, WORK& work) const {
   KEP_LEAF_RESULTS& results = work.m_results;
+  KEP_LEAF_RESULTS& second = work.m_tunnel_results;
+  second.clear();
   ++work.m_stats->n_cdrn_cache_misses;
   ++work.m_stats->n_get_leaf_calls;
-  get_leaf_fanout(start, results, false);
+  work.m_asked_for_nodes = false;
+  get_leaf_fanout(start, work, results, false);
   if (!start.m_uip ||
       get_tunnel_type(start.m_uip.m_object->get_port()) != KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE)
     return;
   // From a tunnel's source a second search goes through the tunnel to its targets.
-  KEP_LEAF_RESULTS& second = work.m_tunnel_results;
-  second.clear();
   second.m_uips.push_back(start.m_uip);
   second.note_module(results.m_top_module);
-  get_leaf_fanout(start, second, true);
+  get_leaf_fanout(start, work, second, true);
   results.m_uips.insert(results.m_uips.end(), second.m_uips.begin(), second.m_uips.end());
   results.note_module(second.m_top_module);
 }
@@ -174,8 +177,8 @@ KEP_ROUTING_PRIMITIVE_TUNNEL KEP_PROCESS_NODE_FOR_ADD_EDGES::get_tunnel_type(con
   return m_ftd->m_primitives.get_tunnel_type(port->get_parent());
 }
 
-void KEP_PROCESS_NODE_FOR_ADD_EDGES::get_leaf_fanout(const START& start, KEP_LEAF_RESULTS& results,
-                                                     bool tunnel_pass) const {
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::get_leaf_fanout(const START& start, WORK& work,
+                                                     KEP_LEAF_RESULTS& results, bool tunnel_pass) const {
   bool down = !start.m_port->is_output();
   bool up = !start.m_port->is_input() && !start.m_is_boundary;
   const KEP_GET_LEAF_PARAMS params{m_ftd->m_view_type_rank, KEP_LEAF_DIRECTION::DRIVER_TO_LOADS, tunnel_pass,
@@ -183,10 +186,12 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::get_leaf_fanout(const START& start, KEP_LEA
   if (!get_mux_fanout(start, results, params)) {
     if (down && start.m_master->get_view_type() == KEP_VIEW_TYPE::BLC) {
       down = false;
+      work.m_asked_for_nodes = true;
       m_trace_search->find_leaves({}, start.m_u_port, results, params, {}, start.m_u_port);
     }
     if (up && start.m_parent_module && start.m_parent_module->get_view_type() == KEP_VIEW_TYPE::BLC) {
       up = false;
+      work.m_asked_for_nodes = true;
       m_trace_search->find_leaves(start.m_uip, {}, results, params, start.m_uip, {});
     }
     if (down) m_build_search->find_leaves({}, start.m_u_port, results, params, {}, start.m_u_port);
@@ -300,8 +305,40 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::add_boundary_fanout(FANOUTS& list, const KE
   m_ftd->m_observer->visit(u_port, VISIT_TYPE::TARGET);
 }
 
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const KEP_ROUTING_BUILDER_NODE*, WORK&) const {
-  return false;
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK& work) const {
+  if (!start.m_uip || !m_ftd->m_like_places.is_used()) return false;
+  KEP_LEAF_RESULTS& results = work.m_results;
+  const KEP_UNFOLDED_MODULE module = work.m_cache->find(start.m_uip, results.m_uips);
+  if (!module) return false;
+  // Nobody asks for the nets of an answer, and none of its leaves is a port of the top.
+  results.note_module(module);
+  return true;
 }
 
-void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const KEP_ROUTING_BUILDER_NODE*, WORK&) const {}
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
+  if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
+  const KEP_LEAF_RESULTS& results = work.m_results;
+  const KEP_MODULE* top =
+      results.m_top_module ? results.m_top_module.m_object : start.m_uip.m_object->get_inst()->get_module();
+  // What has no like place serves nobody; that goes for the top of the device, too.
+  if (!m_ftd->m_like_places.is_repeated(top) || depends_on_place(work)) return;
+  if (std::none_of(results.m_uips.begin(), results.m_uips.end(),
+                   [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
+    return;
+  work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
+}
+
+/// A search asks two questions that like places may answer differently: where nodes stand, and whether an
+/// instance lies in a spare row. All else follows from the folded model.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const WORK& work) const {
+  if (work.m_asked_for_nodes) return true;
+  const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
+  if (!places.has_flyover_nets()) return false;
+  const auto has_flyover_net = [&places](const KEP_LEAF_RESULTS& results) {
+    const std::vector<KEP_UNFOLDED_NET>& nets = results.m_visited_nets.get_nets();
+    return std::any_of(nets.begin(), nets.end(), [&places](const KEP_UNFOLDED_NET& net) {
+      return places.is_flyover_net(net.m_object);
+    });
+  };
+  return has_flyover_net(work.m_results) || has_flyover_net(work.m_tunnel_results);
+}

@@ -24,6 +24,7 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
+    bool m_asked_for_nodes = false; // the search at hand ended where nodes stand
   };
 
   KEP_PROCESS_NODE_FOR_ADD_EDGES(KEP_RG_BUILD* ftd,
@@ -60,7 +61,7 @@ private:
   void compute_fanout(KEP_ROUTING_BUILDER_NODE* start_node, const KEP_ROUTING::NODE* dbg_start_node,
                       WORK& work) const;
   void search(const START& start, WORK& work) const;
-  void get_leaf_fanout(const START& start, KEP_LEAF_RESULTS& results, bool tunnel_pass) const;
+  void get_leaf_fanout(const START& start, WORK& work, KEP_LEAF_RESULTS& results, bool tunnel_pass) const;
   bool get_mux_fanout(const START& start, KEP_LEAF_RESULTS& results, const KEP_GET_LEAF_PARAMS& params) const;
   void fill_fanouts(const START& start, WORK& work) const;
   void fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf, bool tunnel_source,
@@ -71,8 +72,10 @@ private:
   KEP_ROUTING_PRIMITIVE_TUNNEL get_tunnel_type(const KEP_PORT* port) const;
 
   /// Finding nothing is always a correct answer: the node is then searched.
-  bool find_cached_fanout(const KEP_ROUTING_BUILDER_NODE* start_node, WORK& work) const;
-  void store_cached_fanout(const KEP_ROUTING_BUILDER_NODE* start_node, WORK& work) const;
+  bool find_cached_fanout(const START& start, WORK& work) const;
+  /// Keeps an answer only if a search from every like place finds the same.
+  void store_cached_fanout(const START& start, WORK& work) const;
+  bool depends_on_place(const WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
   KEP_RG_EDGE_CREATION_STATS& get_own_stats() const;

@@ -90,8 +90,8 @@ bool KEP_RG_TRACE_EDGE::is_through_tunnel(const NODE& from, const NODE& to) cons
   const auto get_type = [this](const NODE& node) {
     return m_primitives.get_tunnel_type(node.get_unfolded_inst_port().m_object->get_port()->get_parent());
   };
-  return get_type(from) == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE && !to.is_boundary() &&
-         get_type(to) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET;
+  return !to.is_boundary() && get_type(to) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET &&
+         get_type(from) == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE;
 }
 
 bool KEP_RG_TRACE_EDGE::trace_edge(const NODE& from, const NODE& to,
@@ -116,33 +116,41 @@ bool KEP_RG_TRACE_EDGE::trace_edge(const NODE& from, const NODE& to,
 
 void KEP_RG_TRACE_EDGE::check_edges(const NODE& from, std::vector<OUTCOME>& outcomes) {
   outcomes.clear();
-  const auto edges = from.iter_all_fanout();
-  for (const FWD_EDGE& edge : edges) {
+  const bool from_is_boundary = from.is_boundary();
+  std::size_t num_left = 0;
+  for (const FWD_EDGE& edge : from.iter_all_fanout()) {
     const NODE to = edge.get_fanout();
-    outcomes.push_back(!to                  ? OUTCOME::NULL_NODE
-                       : from.is_boundary() ? OUTCOME::STARTS_AT_BOUNDARY
-                       : to.is_boundary()   ? OUTCOME::ENDS_AT_BOUNDARY
-                                            : OUTCOME::NOT_FOUND);
+    outcomes.push_back(!to                ? OUTCOME::NULL_NODE
+                       : from_is_boundary ? OUTCOME::STARTS_AT_BOUNDARY
+                       : to.is_boundary() ? OUTCOME::ENDS_AT_BOUNDARY
+                                          : OUTCOME::NOT_FOUND);
+    if (outcomes.back() == OUTCOME::NOT_FOUND) ++num_left;
   }
-  if (std::find(outcomes.begin(), outcomes.end(), OUTCOME::NOT_FOUND) == outcomes.end()) return;
-  const KEP_RG_TRACE_HOPS hops(*m_db, *m_routing_primitive_cache, *m_view_type_rank, from);
+  // Edges through a tunnel have a first search of their own.
+  if (num_left != 0) num_left -= check_edges(from, false, outcomes);
+  if (num_left != 0) check_edges(from, true, outcomes);
+}
+
+/// Settles the outcomes of the edges that go through a tunnel, or of those that do not, and gives their
+/// number.
+std::size_t KEP_RG_TRACE_EDGE::check_edges(const NODE& from, bool through_tunnel,
+                                           std::vector<OUTCOME>& outcomes) {
   SEARCHES& searches = get_searches();
   KEP_RG_FANOUT_OBSERVER& observer = searches.m_fanout_observer;
-  // Edges through a tunnel have a first search of their own.
-  for (const bool through_tunnel : {false, true}) {
-    observer.set_source(hops);
-    searches.m_edges_to_walk.clear();
-    std::size_t i = 0;
-    for (const FWD_EDGE& edge : edges) {
-      if (outcomes[i] == OUTCOME::NOT_FOUND && is_through_tunnel(from, edge.get_fanout()) == through_tunnel)
-        searches.m_edges_to_walk.emplace_back(i, observer.add_target(edge));
-      ++i;
-    }
-    if (observer.has_targets())
-      searches.run(searches.m_fanout_search, observer, hops.get_from_uip(), through_tunnel);
-    for (const auto& [walked, target] : searches.m_edges_to_walk)
-      outcomes[walked] = observer.get_outcome(target);
+  const KEP_RG_TRACE_HOPS hops(*m_db, *m_routing_primitive_cache, *m_view_type_rank, from);
+  observer.set_source(hops);
+  searches.m_edges_to_walk.clear();
+  std::size_t place = 0;
+  for (const FWD_EDGE& edge : from.iter_all_fanout()) {
+    if (outcomes[place] == OUTCOME::NOT_FOUND && is_through_tunnel(from, edge.get_fanout()) == through_tunnel)
+      searches.m_edges_to_walk.emplace_back(place, observer.add_target(edge));
+    ++place;
   }
+  if (searches.m_edges_to_walk.empty()) return 0;
+  searches.run(searches.m_fanout_search, observer, hops.get_from_uip(), through_tunnel);
+  for (const auto& [walked, target] : searches.m_edges_to_walk)
+    outcomes[walked] = observer.get_outcome(target);
+  return searches.m_edges_to_walk.size();
 }
 
 KEP_RG_TRACE_EDGE::OUTCOME KEP_RG_TRACE_EDGE::check_trace(const NODE& from,

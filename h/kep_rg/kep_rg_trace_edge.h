@@ -7,6 +7,7 @@
 #include "kep_rg/kep_rg_export.h"
 #include "kep_rg/kep_rg_primitives.h"
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -70,6 +71,7 @@ private:
   friend class KEP_RG_TEST_ACCESS;
   struct SEARCHES;
   SEARCHES& get_searches();
+  std::size_t check_edges(const KEP_ROUTING::NODE& from, bool through_tunnel, std::vector<OUTCOME>& outcomes);
   bool is_through_tunnel(const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to) const;
   bool verify_trace_edge(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace);
 

@@ -1,22 +1,20 @@
 #pragma once
 
+#include "tools/kep-rg/load_device.h"
+
 #include <string>
-#include <vector>
 
 /// What `kep-rg build` was asked for.
 struct BUILD_OPTIONS {
-  std::string m_model;
-  std::vector<std::string> m_routing;    ///< read in this order
-  std::vector<std::string> m_redundancy; ///< redundancy data
-  std::string m_wire_paths;              ///< file for the paths of wires; empty: none
-  int m_num_threads = 1;
-  int m_nodes_per_display = 1000000;
-  bool m_verbose = false;
-  std::string m_dump;  ///< folder for the dump; empty: none
-  std::string m_stats; ///< file for the statistics; empty: none
+  DEVICE_OPTIONS m_device;
+  std::string m_wire_paths; ///< file for the paths of wires; empty: none
+  std::string m_dump;       ///< folder for the dump; empty: none
+  std::string m_stats;      ///< file for the statistics; empty: none
+  bool m_check = false;     ///< run the post checks
+  bool m_trace = false;     ///< verify the traces of all edges
 };
 
-/// Reads a device, builds its routing graph and writes what was asked for. Input that cannot be used is told
-/// by an exception of the library that found it out, or by std::runtime_error; files appear only when they
-/// are complete.
-void build_command(const BUILD_OPTIONS& options);
+/// Reads a device, builds its routing graph, checks it and writes what was asked for. False when a check made
+/// a finding; the files are written all the same. Input that cannot be used is told by an exception of the
+/// library that found it out, or by std::runtime_error; files appear only when they are complete.
+bool build_command(const BUILD_OPTIONS& options);

@@ -3,9 +3,11 @@
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "tools/kep-rg/build_command.h"
+#include "tools/kep-rg/check_command.h"
 #include "tools/kep-rg/generate.h"
 #include "tools/kep-rg/generate_options.h"
 #include "tools/kep-rg/import_icebox.h"
+#include "tools/kep-rg/trace_command.h"
 
 #include <CLI/CLI.hpp>
 
@@ -17,10 +19,11 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
-enum EXIT_STATUS { CLEAN = 0, BAD_INPUT = 2, INTERNAL_FAILURE = 3 };
+enum EXIT_STATUS { CLEAN = 0, FINDING = 1, BAD_INPUT = 2, INTERNAL_FAILURE = 3 };
 
 constexpr const char* VERSION = "kep-rg " KEP_RG_VERSION;
 
@@ -42,38 +45,99 @@ struct IMPORT_OPTIONS {
 const CLI::Validator
     NOT_EMPTY([](const std::string& text) { return text.empty() ? "must not be empty" : ""; }, "");
 
-void add_build(CLI::App& app, BUILD_OPTIONS& options) {
-  CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
-  build->add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")->required();
-  build->add_option("ROUTING", options.m_routing,
-                    "Routing descriptions, one statement a line, read in this order");
-  build->add_option("--redundancy", options.m_redundancy, "Redundancy data; may be given more than once")
+const char* const EXIT_STATUS_TEXT =
+    "Exit status: 0 clean; 1 a check made a finding; 2 bad input or bad use; 3 an assertion.";
+
+void add_device_files(CLI::App& command, DEVICE_OPTIONS& options) {
+  command.add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")
+      ->required();
+  command.add_option("ROUTING", options.m_routing,
+                     "Routing descriptions, one statement a line, read in this order");
+}
+
+void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
+  command.add_option("--redundancy", options.m_redundancy, "Redundancy data; may be given more than once")
       ->type_name("FILE")
       ->check(NOT_EMPTY)
       ->allow_extra_args(false);
-  build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
-      ->type_name("FILE")
-      ->check(NOT_EMPTY);
   options.m_num_threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  build
-      ->add_option("-j", options.m_num_threads,
-                   "Threads of the edge phase; the graph is the same for any number")
+  command.add_option("-j", options.m_num_threads, "Threads; what comes out is the same for any number")
       ->type_name("N")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();
-  build->add_option("--nodes-per-display", options.m_nodes_per_display, "Step of the progress line, in nodes")
+  command
+      .add_option("--nodes-per-display", options.m_nodes_per_display, "Step of the progress line, in nodes")
       ->type_name("N")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->capture_default_str();
-  build->add_flag("--verbose", options.m_verbose, "Tell of each target found");
+  command.set_version_flag("--version", VERSION);
+}
+
+void add_stats(CLI::App& command, std::string& stats) {
+  command.add_option("--stats", stats, "Write counters, times and sizes as JSON")
+      ->type_name("FILE.json")
+      ->check(NOT_EMPTY);
+}
+
+void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
+  CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
+  add_device_files(*build, options.m_device);
+  add_device_options(*build, options.m_device);
+  build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
+      ->type_name("FILE")
+      ->check(NOT_EMPTY);
+  build->add_flag("--verbose", options.m_device.m_verbose,
+                  "Tell of each target found, and list what checks find");
+  build->add_flag("--check", options.m_check,
+                  "Run the four post checks of the graph. That enough edges are redundant is checked only if "
+                  "redundancy data is given or some edge is redundant");
+  build->add_flag("--trace", options.m_trace,
+                  "Trace every edge through the model and verify the trace. An edge at a boundary node has "
+                  "none, which is no finding");
   build->add_option("--dump", options.m_dump, "Write nodes.tsv and edges.tsv into this folder")
       ->type_name("DIR")
       ->check(NOT_EMPTY);
-  build->add_option("--stats", options.m_stats, "Write counters, times and sizes as JSON")
-      ->type_name("FILE.json")
-      ->check(NOT_EMPTY);
-  build->set_version_flag("--version", VERSION);
-  build->callback([&options] { build_command(options); });
+  add_stats(*build, options.m_stats);
+  build->footer(EXIT_STATUS_TEXT);
+  build->callback([&options, &status] { status = build_command(options) ? CLEAN : FINDING; });
+}
+
+void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
+  CLI::App* check =
+      app.add_subcommand("check", "Build the routing graph of a device, check it and trace every edge");
+  add_device_files(*check, options.m_device);
+  add_device_options(*check, options.m_device);
+  check->add_flag("--verbose", options.m_device.m_verbose,
+                  "List every node and edge that is found, and tell what is checked");
+  add_stats(*check, options.m_stats);
+  check->footer(EXIT_STATUS_TEXT);
+  check->callback([&options, &status] { status = check_command(options) ? CLEAN : FINDING; });
+}
+
+void add_trace(CLI::App& app, TRACE_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+  CLI::App* trace = app.add_subcommand("trace", "Build the routing graph of a device and print the way of an "
+                                                "edge through the hierarchy, a line for each hop");
+  trace
+      ->add_option(
+          "WORDS", words,
+          "The device model, its routing descriptions, and the names of the two nodes as the dump has "
+          "them: a/b:c, or :p for the boundary node of a port. A name stands for the plain node and "
+          "for the hipi node at its place")
+      ->type_name("MODEL [ROUTING ...] FROM TO")
+      ->required()
+      ->expected(3, CLI::detail::expected_max_vector_size);
+  add_device_options(*trace, options.m_device);
+  trace->footer(
+      "Exit status: 0 the edge is there and its trace verifies, or it is an edge at a boundary node, "
+      "which has none; 1 there is no such edge, or its trace does not verify; 2 bad input or bad use, a "
+      "name without a node among it; 3 an assertion.");
+  trace->callback([&options, &words, &status] {
+    options.m_to = words.back();
+    options.m_from = words[words.size() - 2];
+    options.m_device.m_model = words.front();
+    options.m_device.m_routing.assign(words.begin() + 1, words.end() - 2);
+    status = trace_command(options) ? CLEAN : FINDING;
+  });
 }
 
 void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
@@ -109,10 +173,16 @@ int run(int argc, char** argv) {
   CLI::App app("Routing graphs of programmable-logic devices", "kep-rg");
   app.set_version_flag("--version", VERSION);
   app.require_subcommand(1);
+  EXIT_STATUS status = CLEAN;
   BUILD_OPTIONS build_options;
+  CHECK_OPTIONS check_options;
+  TRACE_OPTIONS trace_options;
+  std::vector<std::string> trace_words;
   IMPORT_OPTIONS import_options;
   GENERATE_OPTIONS generate_options;
-  add_build(app, build_options);
+  add_build(app, build_options, status);
+  add_check(app, check_options, status);
+  add_trace(app, trace_options, trace_words, status);
   add_import(app, import_options);
   add_generate(app, generate_options);
   if (is_unknown_command(app, argc, argv))
@@ -124,7 +194,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return tell(BAD_INPUT, std::string(error.what()) + " (see kep-rg --help)");
   }
-  return CLEAN;
+  return status;
 }
 
 } // namespace

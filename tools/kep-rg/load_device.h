@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kep/kep_db.h"
+#include "tools/kep-rg/stats_file.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// The files of a device, and how its graph is built.
+struct DEVICE_OPTIONS {
+  std::string m_model;
+  std::vector<std::string> m_routing;    ///< read in this order
+  std::vector<std::string> m_redundancy; ///< redundancy data
+  int m_num_threads = 1;
+  int m_nodes_per_display = 1000000;
+  bool m_verbose = false;
+};
+
+/// Reads all files of the device. Input that cannot be used is told by an exception of the library that found
+/// it out, or by std::runtime_error. What it took is entered in the statistics, here and below.
+std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats);
+
+/// Builds the routing graph of a device that was read.
+void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats);
+
+/// Refuses an output that would replace an input or another output; empty names stand for no file.
+void check_outputs(const DEVICE_OPTIONS& options, const std::vector<std::string>& outputs);

@@ -1,0 +1,131 @@
+#include "tools/kep-rg/trace_command.h"
+
+#include "kep/kep_routing_graph.h"
+#include "kep/kep_routing_primitive_cache.h"
+#include "kep_report/kep_report.h"
+#include "kep_report/kep_report_sink.h"
+#include "kep_rg/kep_rg_trace_edge.h"
+#include "tools/kep-rg/find_nodes.h"
+#include "tools/kep-rg/trace_edges.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+namespace {
+
+using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
+using KEP_ROUTING::FWD_EDGE;
+using KEP_ROUTING::NODE;
+
+constexpr KEP_NAME_STYLE NAME_STYLE{};
+
+std::ostream& info() {
+  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
+}
+
+std::string get_net_text(const KEP_UNFOLDED_NET& net) {
+  return net ? net.get_name(NAME_STYLE) : "none";
+}
+
+/// A line for each edge between the two: edges that run side by side have one trace, that of the first.
+bool print_edges(const NODE& from, const NODE& to) {
+  bool found = false;
+  std::size_t place = 0;
+  for (const FWD_EDGE& edge : from.iter_all_fanout()) {
+    const bool is_real = place++ < from.get_num_real_edges();
+    if (edge.get_fanout() != to) continue;
+    info() << get_node_text(from) << " -> " << get_node_text(to) << ", " << (is_real ? "real" : "redundant");
+    if (const KEP_UNFOLDED_INST_PORT mux_input = edge.get_mux_input())
+      info() << ", through " << mux_input.get_name(NAME_STYLE);
+    info() << std::endl;
+    found = true;
+  }
+  return found;
+}
+
+class TRACE_PRINTER {
+public:
+  explicit TRACE_PRINTER(const KEP_DB& db) : m_cache(&db), m_tracer(&db, m_cache) {}
+
+  /// The hops of the one trace; false when it does not verify and is to be told of as a finding.
+  bool print(const NODE& from, const NODE& to) {
+    OUTCOME outcome = from.is_boundary() ? OUTCOME::STARTS_AT_BOUNDARY
+                      : to.is_boundary() ? OUTCOME::ENDS_AT_BOUNDARY
+                                         : OUTCOME::NOT_FOUND;
+    if (outcome == OUTCOME::NOT_FOUND && m_tracer.trace_edge(from, to, m_trace)) {
+      outcome = m_tracer.check_trace(from, m_trace, m_hops);
+      print_hops();
+      if (outcome != OUTCOME::VERIFIED) print_rest();
+    }
+    if (outcome != OUTCOME::VERIFIED) info() << "  no trace: " << get_trace_reason(outcome) << std::endl;
+    return !is_trace_finding(outcome);
+  }
+
+private:
+  void print_hops() const {
+    if (m_trace.empty()) info() << "  at the same place" << std::endl;
+    for (const KEP_RG_TRACE_EDGE::HOP& hop : m_hops) {
+      if (hop.m_net)
+        info() << "  net " << hop.m_net.get_name(NAME_STYLE);
+      else
+        info() << "  mux " << hop.m_uip.get_unfolded_instance().get_name(NAME_STYLE);
+      info() << " to " << hop.m_uip.get_name(NAME_STYLE) << std::endl;
+    }
+  }
+  /// What the search left behind the last good hop, with the two nets of each uip.
+  void print_rest() const {
+    for (std::size_t i = m_hops.size(); i != m_trace.size(); ++i) {
+      const KEP_UNFOLDED_INST_PORT& uip = m_trace[i];
+      const KEP_UNFOLDED_PORT port = uip.get_unfolded_port(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank);
+      info() << "  ? to " << uip.get_name(NAME_STYLE)
+             << " (net outside: " << get_net_text(uip.get_unfolded_net())
+             << ", inside: " << get_net_text(port.get_unfolded_net()) << ")" << std::endl;
+    }
+  }
+
+  KEP_DB_ROUTING_PRIMITIVE_CACHE m_cache;
+  KEP_RG_TRACE_EDGE m_tracer;
+  std::vector<KEP_UNFOLDED_INST_PORT> m_trace;
+  std::vector<KEP_RG_TRACE_EDGE::HOP> m_hops;
+};
+
+/// Keeps the lines of a build off the report, in which only the trace is wanted.
+class QUIET {
+public:
+  QUIET() : m_sink(KEP_REPORT::set_sink(KEP_REPORT::STREAM::INFO, [](std::string_view) {})) {}
+  ~QUIET() { KEP_REPORT::set_sink(KEP_REPORT::STREAM::INFO, m_sink); }
+  QUIET(const QUIET&) = delete;
+  QUIET& operator=(const QUIET&) = delete;
+
+private:
+  KEP_REPORT::SINK m_sink;
+};
+
+} // namespace
+
+bool trace_command(const TRACE_OPTIONS& options) {
+  BUILD_STATS stats;
+  const std::unique_ptr<KEP_DB> db = [&] {
+    const QUIET quiet;
+    std::unique_ptr<KEP_DB> device = read_device(options.m_device, stats);
+    build_graph(device.get(), options.m_device, stats);
+    return device;
+  }();
+  const std::vector<NODE> sources = find_nodes(*db, options.m_from);
+  const std::vector<NODE> targets = find_nodes(*db, options.m_to);
+  TRACE_PRINTER printer(*db);
+  bool found = false;
+  bool clean = true;
+  for (const NODE& from : sources)
+    for (const NODE& to : targets)
+      if (print_edges(from, to)) {
+        found = true;
+        clean &= printer.print(from, to);
+      }
+  if (!found) info() << "No edge from " << options.m_from << " to " << options.m_to << std::endl;
+  return found && clean;
+}
