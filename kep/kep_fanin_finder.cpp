@@ -21,34 +21,33 @@ constexpr std::uint64_t MIN_SOURCES = 1 << 16;
 
 } // namespace
 
-/// Each edge whose target stands in that range of occurrences: visit(source occurrence, source node, template
-/// of the source, target node). In the order of the sources.
+/// Each edge whose target stands in that range of places: visit(place of the source, source, template of the
+/// source, target). In the order of the sources.
 template <class VISIT>
-void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_occurrence, std::uint32_t last_occurrence,
-                                   VISIT visit) const {
+void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last_place, VISIT visit) const {
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
-  const std::uint32_t range = last_occurrence - first_occurrence;
-  for (std::uint32_t own = 0; own != m_places.get_num_occurrences(); ++own)
+  const std::uint32_t range = last_place - first_place;
+  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own)
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
       const KEP_EDGE_TEMPLATE& fanouts = m_templates[m_fanouts_of_nodes[node]];
       const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
       for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
         const std::uint64_t word = entry->get_word(own);
-        const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(word);
-        if (occurrence - first_occurrence > range) continue;
-        visit(own, node, fanouts, m_places.find_node(occurrence, KEP_NODE_WORD::rank(word)));
+        const std::uint32_t place = KEP_NODE_WORD::place(word);
+        if (place - first_place > range) continue;
+        visit(own, node, fanouts, m_places.find_node(place, KEP_NODE_WORD::rank(word)));
       }
     }
 }
 
 void KEP_FANIN_FINDER::count() {
-  const std::uint32_t num_occurrences = m_places.get_num_occurrences();
+  const std::uint32_t num_places = m_places.get_num_places();
   m_num_fanins.assign(m_places.get_num_nodes(), 0);
   const std::uint32_t num_parts =
       std::min<std::uint32_t>(static_cast<std::uint32_t>(tbb::this_task_arena::max_concurrency()), 64);
-  // Each part counts the edges to its own occurrences.
+  // Each part counts the edges to its own places.
   const auto first_of = [&](std::uint32_t part) {
-    return static_cast<std::uint32_t>(std::uint64_t{num_occurrences} * part / num_parts);
+    return static_cast<std::uint32_t>(std::uint64_t{num_places} * part / num_parts);
   };
   tbb::parallel_for(std::uint32_t{0}, num_parts, [&](std::uint32_t part) {
     if (first_of(part) == first_of(part + 1)) return;
@@ -93,18 +92,19 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
     first += m_num_fanins[part.m_begin + i];
   }
   std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
-  const std::uint32_t first_occurrence = m_places.find_occurrence(part.m_begin);
-  const std::uint32_t last_occurrence = m_places.find_occurrence(part.m_end - 1);
+  const std::uint32_t first_place = m_places.find_place(part.m_begin);
+  const std::uint32_t last_place = m_places.find_place(part.m_end - 1);
   const auto fill = [&](bool hipi) {
     visit_edges(
-        first_occurrence, last_occurrence,
+        first_place, last_place,
         [&](std::uint32_t own, std::uint32_t node, const KEP_EDGE_TEMPLATE& fanouts, std::uint32_t target) {
           if (target - part.m_begin >= num_nodes) return;
           const std::uint32_t rank = m_places.get_rank(own, node);
-          if (m_has_hipi && (own != KEP_UNFOLDING::ABOVE_TOP &&
-                             KEP_NODE_WORD::is_hipi(m_places.get_key(own, rank))) != hipi)
+          if (m_has_hipi &&
+              (own != KEP_NODE_WORD::BOUNDARY && KEP_NODE_WORD::is_hipi(m_places.get_key(own, rank))) != hipi)
             return;
-          const bool is_absolute = own <= m_num_top_occurrences || fanouts.m_num_edges >= MANY_FANOUTS;
+          const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
+                                   fanouts.m_num_edges >= MANY_FANOUTS;
           sources[next[target - part.m_begin]++] = {own, (rank + 1) |
                                                              (is_absolute ? KEP_FANIN_ENTRY::ABSOLUTE : 0)};
         });
@@ -113,14 +113,14 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
   fill(false);
 
   std::uint64_t begin = 0;
-  std::uint32_t own = first_occurrence;
+  std::uint32_t own = first_place;
   for (std::uint32_t i = 0; i != num_nodes; ++i) {
     const std::uint32_t node = part.m_begin + i;
     while (node >= m_places.get_first_nodes()[own + 1])
       ++own;
     const std::uint64_t end = next[i];
     for (std::uint64_t at = begin; at != end; ++at)
-      if (!(sources[at].m_node & KEP_FANIN_ENTRY::ABSOLUTE)) sources[at].m_occurrence -= own;
+      if (!(sources[at].m_node & KEP_FANIN_ENTRY::ABSOLUTE)) sources[at].m_place -= own;
     const auto count = static_cast<std::uint16_t>(end - begin);
     if (count != 0) of_nodes[node] = table.add({sources.data() + begin, count, count});
     begin = end;

@@ -40,7 +40,7 @@ private:
   void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
               std::vector<std::uint32_t>& of_nodes) const;
   template <class VISIT>
-  void visit_edges(std::uint32_t first_occurrence, std::uint32_t last_occurrence, VISIT visit) const;
+  void visit_edges(std::uint32_t first_place, std::uint32_t last_place, VISIT visit) const;
 
   const KEP_NODE_PLACES& m_places;
   const std::vector<std::uint32_t>& m_fanouts_of_nodes;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE::allocate(KEP_ROUTING_BUILDER_GRAPH* graph,
                                                              const KEP_PORT* port) {
@@ -82,16 +83,17 @@ KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsi
 
 /// Sorts by word. Occurrences are counted first, so only the nodes of one occurrence are ever compared.
 void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
+  auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(m_db->get_unfolding());
   std::vector<std::uint32_t> first(m_db->get_unfolding().size() + std::size_t{1});
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    ++first[get_node(i)->m_occurrence + std::size_t{1}];
+    ++first[order->get_place(get_node(i)->m_occurrence) + std::size_t{1}];
   for (std::size_t i = 1; i != first.size(); ++i)
     first[i] += first[i - 1];
 
   std::vector<KEP_ROUTING_BUILDER_NODE> sorted(m_node_count);
   std::vector<std::uint32_t> next(first);
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    sorted[next[get_node(i)->m_occurrence]++] = *get_node(i);
+    sorted[next[order->get_place(get_node(i)->m_occurrence)]++] = *get_node(i);
   const auto by_key = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
     return left.get_key() < right.get_key();
   };
@@ -101,7 +103,7 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
     *get_node(i) = sorted[i];
     get_node(i)->m_index = i & 0x7fffffff;
   }
-  find_places();
+  find_places(std::move(order));
 }
 
 /// For a graph that has nodes and nothing else.
@@ -109,12 +111,12 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_if_needed() {
   if (!m_state->m_places) sort_nodes();
 }
 
-void KEP_ROUTING_BUILDER_GRAPH::find_places() {
+void KEP_ROUTING_BUILDER_GRAPH::find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order) {
   const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
-  m_state->m_places =
-      std::make_shared<const KEP_NODE_PLACES>(unfolding, m_node_count, [this](std::uint32_t index) {
+  m_state->m_places = std::make_shared<const KEP_NODE_PLACES>(
+      unfolding, std::move(order), m_node_count, [this, &order = *order](std::uint32_t index) {
         const KEP_ROUTING_BUILDER_NODE& node = *get_node(index);
-        return KEP_NODE_PLACES::PLACE{node.get_occurrence(), node.get_key()};
+        return KEP_NODE_PLACES::NODE{order.get_place(node.get_occurrence()), node.get_key()};
       });
   std::uint32_t& top = m_state->m_num_top_occurrences;
   for (top = 0; top + 1 < unfolding.size() && unfolding.get(top + 1).m_parent == KEP_UNFOLDING::ABOVE_TOP;)

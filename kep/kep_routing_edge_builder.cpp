@@ -42,22 +42,25 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
   const KEP_NODE_PLACES& places = *state.m_places;
-  const std::uint32_t own = node->get_occurrence();
+  const KEP_OCCURRENCE_ORDER& order = places.get_order();
+  const std::uint32_t own = order.get_place(node->get_occurrence());
   // What stands in the top is seen from everywhere, and by a difference from nowhere else.
   const auto see = [&](std::uint32_t occurrence, std::uint32_t& low) {
-    if (occurrence > state.m_num_top_occurrences) return occurrence - own;
+    const std::uint32_t place = order.get_place(occurrence);
+    if (occurrence > state.m_num_top_occurrences) return place - own;
     low |= KEP_FANIN_ENTRY::ABSOLUTE;
-    return occurrence;
+    return place;
   };
   thread_local std::vector<KEP_FANOUT_ENTRY> entries;
   entries.clear();
   const auto add = [&](const FANOUT& fanout) {
     const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
-    KEP_FANOUT_ENTRY entry{0, places.get_rank(target.get_occurrence(), target.get_index()) + 1, 0, 0};
-    entry.m_occurrence = see(target.get_occurrence(), entry.m_node);
+    const std::uint32_t rank = places.get_rank(order.get_place(target.get_occurrence()), target.get_index());
+    KEP_FANOUT_ENTRY entry{0, rank + 1, 0, 0};
+    entry.m_place = see(target.get_occurrence(), entry.m_node);
     if (fanout.m_mux_input) {
       entry.m_mux = fanout.m_mux_input.m_object->get_number() + 1;
-      entry.m_mux_occurrence = see(static_cast<std::uint32_t>(fanout.m_mux_input.m_position), entry.m_mux);
+      entry.m_mux_place = see(static_cast<std::uint32_t>(fanout.m_mux_input.m_position), entry.m_mux);
     }
     entries.push_back(entry);
   };

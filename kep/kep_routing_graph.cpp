@@ -13,10 +13,11 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, std::uint32_t 
                         std::uint32_t key) {
   if (!storage) return 0;
   const KEP_NODE_PLACES& places = storage->get_places();
-  if (places.get_num_nodes(occurrence) == 0) return 0;
-  const std::uint32_t rank = places.find_rank(occurrence, key);
+  const std::uint32_t place = places.get_order().get_place(occurrence);
+  if (places.get_num_nodes(place) == 0) return 0;
+  const std::uint32_t rank = places.find_rank(place, key);
   if (rank == KEP_NODE_PLACES::NONE) return 0;
-  const std::uint64_t word = KEP_NODE_WORD::make(occurrence, rank);
+  const std::uint64_t word = KEP_NODE_WORD::make(place, rank);
   const KEP_EDGE_TABLES& tables = storage->get_tables();
   return tables.m_fanouts_of_nodes[tables.get_slot(word)] == KEP_EDGE_TABLES::NO_NODE ? 0 : word;
 }
@@ -56,11 +57,11 @@ KEP_UNFOLDED_INST_PORT NODE::get_unfolded_inst_port() const {
 NODE NODE::get_hipi_node() const {
   if (!m_graph || is_boundary()) return NODE();
   const KEP_NODE_PLACES& places = m_graph->m_storage->get_places();
-  const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(m_word);
+  const std::uint32_t place = KEP_NODE_WORD::place(m_word);
   const std::uint32_t rank = KEP_NODE_WORD::rank(m_word);
-  if (!places.has_hipi() || rank + 1 == places.get_num_ranks(occurrence)) return NODE();
-  const std::uint32_t key = places.get_key(occurrence, rank);
-  if (KEP_NODE_WORD::is_hipi(key) || places.get_key(occurrence, rank + 1) != key + 1) return NODE();
+  if (!places.has_hipi() || rank + 1 == places.get_num_ranks(place)) return NODE();
+  const std::uint32_t key = places.get_key(place, rank);
+  if (KEP_NODE_WORD::is_hipi(key) || places.get_key(place, rank + 1) != key + 1) return NODE();
   const KEP_EDGE_TABLES& tables = m_graph->m_tables;
   const bool stands_there =
       tables.m_fanouts_of_nodes[tables.get_slot(m_word + 1)] != KEP_EDGE_TABLES::NO_NODE;
@@ -74,18 +75,20 @@ std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
   if (m_mux == 0) return {};
-  const std::uint64_t word = KEP_FANIN_ENTRY::resolve(m_own, m_mux_occurrence, m_mux);
-  const auto occurrence = static_cast<std::uint32_t>(word >> 32);
-  const KEP_MODULE* module = m_fanout.m_graph->m_db->get_unfolding().get(occurrence).m_module;
+  const GRAPH& graph = *m_fanout.m_graph;
+  const std::uint64_t word = KEP_FANIN_ENTRY::resolve(m_own, m_mux_place, m_mux);
+  const std::uint32_t occurrence =
+      graph.m_storage->get_places().get_order().get_occurrence(static_cast<std::uint32_t>(word >> 32));
+  const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
   return {occurrence, module->get_inst_port_by_number(static_cast<std::uint32_t>(word) - 1)};
 }
 
 NODE_ITER::NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {
   if (!graph->m_storage || index == graph->m_tables.m_num_nodes) return;
   const KEP_NODE_PLACES& places = graph->m_storage->get_places();
-  m_occurrence = places.find_occurrence(index);
-  m_rank = places.get_rank(m_occurrence, index);
-  m_last = places.get_first_nodes()[m_occurrence + std::size_t{1}] - 1;
+  m_place = places.find_place(index);
+  m_rank = places.get_rank(m_place, index);
+  m_last = places.get_first_nodes()[m_place + std::size_t{1}] - 1;
 }
 
 NODE_ITER_RANGE::NODE_ITER_RANGE(NODE_ITER_RANGE& other, tbb::split)
@@ -111,7 +114,7 @@ NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
 }
 
 std::uint32_t GRAPH::get_index(const NODE& node) const {
-  return m_storage->get_places().find_node(KEP_NODE_WORD::occurrence(node.m_word),
+  return m_storage->get_places().find_node(KEP_NODE_WORD::place(node.m_word),
                                            KEP_NODE_WORD::rank(node.m_word));
 }
 NODE GRAPH::get_node(std::uint32_t index) const {
@@ -144,8 +147,7 @@ bool GRAPH::is_boundary(const BASE_NODE& node) const {
 }
 
 std::uint32_t GRAPH::get_key(const BASE_NODE& node) const {
-  return m_storage->get_places().get_key(KEP_NODE_WORD::occurrence(node.m_word),
-                                         KEP_NODE_WORD::rank(node.m_word));
+  return m_storage->get_places().get_key(KEP_NODE_WORD::place(node.m_word), KEP_NODE_WORD::rank(node.m_word));
 }
 
 bool GRAPH::is_hipi(const BASE_NODE& node) const {
@@ -160,7 +162,8 @@ KEP_PORT* GRAPH::get_port(const BASE_NODE& node) const {
 
 KEP_UNFOLDED_INST_PORT GRAPH::get_unfolded_inst_port(const BASE_NODE& node) const {
   if (!node || is_boundary(node)) return {};
-  const std::uint32_t occurrence = KEP_NODE_WORD::occurrence(node.m_word);
+  const std::uint32_t occurrence =
+      m_storage->get_places().get_order().get_occurrence(KEP_NODE_WORD::place(node.m_word));
   const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
   return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(get_key(node)))};
 }

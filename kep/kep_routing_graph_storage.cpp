@@ -38,26 +38,26 @@ void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& gr
   }
 }
 
-/// Occurrences in order; one whose numbers are those of an earlier one takes its page.
+/// Places in order; one whose numbers are those of an earlier one takes its page.
 void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, const NUMBERS& fanins_of_nodes) {
   struct PAGE {
     std::uint32_t m_first;
     std::uint32_t m_size;
   };
-  const std::uint32_t num_occurrences = m_places->get_num_occurrences();
-  m_pages.assign(num_occurrences, 0);
+  const std::uint32_t num_places = m_places->get_num_places();
+  m_pages.assign(num_places, 0);
   std::unordered_multimap<std::uint64_t, PAGE> pages; // by hash
   std::vector<std::uint32_t> fanouts;
   std::vector<std::uint32_t> fanins;
-  for (std::uint32_t occurrence = 0; occurrence != num_occurrences; ++occurrence) {
-    if (m_places->get_num_nodes(occurrence) == 0) continue;
-    const std::uint32_t size = m_places->get_num_ranks(occurrence);
+  for (std::uint32_t place = 0; place != num_places; ++place) {
+    if (m_places->get_num_nodes(place) == 0) continue;
+    const std::uint32_t size = m_places->get_num_ranks(place);
     fanouts.assign(size, KEP_EDGE_TABLES::NO_NODE);
     fanins.assign(size, KEP_EDGE_TABLES::NO_NODE);
-    const std::uint32_t first = m_places->get_first_nodes()[occurrence];
+    const std::uint32_t first = m_places->get_first_nodes()[place];
     std::uint64_t hash = size;
-    for (std::uint32_t node = first; node != first + m_places->get_num_nodes(occurrence); ++node) {
-      const std::uint32_t rank = m_places->get_rank(occurrence, node);
+    for (std::uint32_t node = first; node != first + m_places->get_num_nodes(place); ++node) {
+      const std::uint32_t rank = m_places->get_rank(place, node);
       fanouts[rank] = fanouts_of_nodes[node];
       fanins[rank] = fanins_of_nodes[node];
       hash = (hash ^ (std::uint64_t{fanouts[rank]} << 32 | fanins[rank])) * 0x9e3779b97f4a7c15U + rank;
@@ -70,12 +70,12 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, cons
              std::equal(fanins.begin(), fanins.end(), m_fanins_of_nodes.begin() + page.second.m_first);
     });
     if (known != end) {
-      m_pages[occurrence] = known->second.m_first;
+      m_pages[place] = known->second.m_first;
       continue;
     }
     const auto page = static_cast<std::uint32_t>(m_fanouts_of_nodes.size());
     pages.emplace(hash, PAGE{page, size});
-    m_pages[occurrence] = page;
+    m_pages[place] = page;
     m_fanouts_of_nodes.insert(m_fanouts_of_nodes.end(), fanouts.begin(), fanouts.end());
     m_fanins_of_nodes.insert(m_fanins_of_nodes.end(), fanins.begin(), fanins.end());
   }

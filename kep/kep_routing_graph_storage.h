@@ -10,7 +10,7 @@
 class KEP_ROUTING_BUILDER_GRAPH;
 
 /// A finished graph, folded twice: nodes at like places share the templates of their fanouts and fanins, and
-/// occurrences whose nodes share all of them, in order, share one page of template numbers. This class alone
+/// places whose nodes share all of them, in order, share one page of template numbers. This class alone
 /// knows how a graph is laid out; nodes, edges and iterators read through the tables that it lends.
 class KEP_ROUTING_GRAPH_STORAGE {
 public:
@@ -40,7 +40,7 @@ private:
   std::vector<KEP_EDGE_TEMPLATE> m_fanin_templates;
   std::vector<KEP_FANOUT_ENTRY> m_fanouts;
   std::vector<KEP_FANIN_ENTRY> m_fanins;
-  std::vector<std::uint32_t> m_pages;            // by occurrence
+  std::vector<std::uint32_t> m_pages;            // by place
   std::vector<std::uint32_t> m_fanouts_of_nodes; // page after page, by rank
   std::vector<std::uint32_t> m_fanins_of_nodes;
   KEP_EDGE_TABLES m_tables{};

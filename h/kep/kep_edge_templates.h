@@ -8,30 +8,28 @@
 ///
 /// A graph lends these tables to its nodes, edges and iterators; nothing else needs them.
 
-/// The other end of an edge. Occurrences are told as the difference from the node's own, modulo 2^32; or
-/// themselves, where ABSOLUTE is set: for the few ends that are seen from everywhere.
+/// The other end of an edge. Its place is told as the difference from the node's own, modulo 2^32; or itself,
+/// where ABSOLUTE is set: for the few ends that are seen from everywhere.
 struct KEP_FANIN_ENTRY {
   static constexpr std::uint32_t ABSOLUTE = std::uint32_t{1} << 31;
 
-  std::uint32_t m_occurrence;
+  std::uint32_t m_place;
   std::uint32_t m_node; ///< the lower half of the node's word
 
-  static constexpr std::uint64_t resolve(std::uint32_t own, std::uint32_t occurrence, std::uint32_t low) {
+  static constexpr std::uint64_t resolve(std::uint32_t own, std::uint32_t place, std::uint32_t low) {
     const std::uint32_t base = (low & ABSOLUTE) != 0 ? 0 : own;
-    return static_cast<std::uint64_t>(base + occurrence) << 32 | (low & ~ABSOLUTE);
+    return static_cast<std::uint64_t>(base + place) << 32 | (low & ~ABSOLUTE);
   }
-  std::uint64_t get_word(std::uint32_t own) const { return resolve(own, m_occurrence, m_node); }
+  std::uint64_t get_word(std::uint32_t own) const { return resolve(own, m_place, m_node); }
 };
 
 struct KEP_FANOUT_ENTRY {
-  std::uint32_t m_occurrence;
+  std::uint32_t m_place;
   std::uint32_t m_node;
-  std::uint32_t m_mux_occurrence;
+  std::uint32_t m_mux_place;
   std::uint32_t m_mux; ///< of the mux input: its inst port's number plus one; 0 without one
 
-  std::uint64_t get_word(std::uint32_t own) const {
-    return KEP_FANIN_ENTRY::resolve(own, m_occurrence, m_node);
-  }
+  std::uint64_t get_word(std::uint32_t own) const { return KEP_FANIN_ENTRY::resolve(own, m_place, m_node); }
 };
 
 /// A template: real edges first.
@@ -45,8 +43,8 @@ struct KEP_EDGE_TEMPLATE {
 struct KEP_EDGE_TABLES {
   static constexpr std::uint32_t NO_NODE = ~std::uint32_t{0};
 
-  const std::uint32_t* m_first_nodes;      ///< by occurrence: the number of its first node; and one more
-  const std::uint32_t* m_pages;            ///< by occurrence: where in the next two its ranks begin
+  const std::uint32_t* m_first_nodes;      ///< by place: the number of its first node; and one more
+  const std::uint32_t* m_pages;            ///< by place: where in the next two its ranks begin
   const std::uint32_t* m_fanouts_of_nodes; ///< templates, or NO_NODE where no node stands
   const std::uint32_t* m_fanins_of_nodes;
   const KEP_EDGE_TEMPLATE* m_fanout_templates;

@@ -15,6 +15,7 @@
 ///
 /// One thread calls, unless an operation is marked concurrent.
 
+class KEP_OCCURRENCE_ORDER;
 class KEP_ROUTING_BUILDER_GRAPH;
 
 namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
@@ -135,7 +136,7 @@ private:
   KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
   void sort_nodes();
   void sort_nodes_if_needed();
-  void find_places();
+  void find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order);
 
   KEP_DB* m_db;
   unsigned m_node_count = 0;

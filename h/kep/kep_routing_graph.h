@@ -112,11 +112,11 @@ private:
   template <class T>
   friend class EDGE_ITER;
   FWD_EDGE(const NODE& fanout, const ENTRY& entry, std::uint32_t own)
-      : m_fanout(fanout), m_mux(entry.m_mux), m_mux_occurrence(entry.m_mux_occurrence), m_own(own) {}
+      : m_fanout(fanout), m_mux(entry.m_mux), m_mux_place(entry.m_mux_place), m_own(own) {}
   NODE m_fanout;
   std::uint32_t m_mux;
-  std::uint32_t m_mux_occurrence;
-  std::uint32_t m_own; // the occurrence of the node that the edge comes from
+  std::uint32_t m_mux_place;
+  std::uint32_t m_own; // the place of the node that the edge comes from
 };
 
 class REV_EDGE {
@@ -153,7 +153,7 @@ private:
 
   GRAPH* m_graph = nullptr;
   const typename T::ENTRY* m_first = nullptr; // the node's template
-  std::uint32_t m_own = 0;                    // the node's occurrence
+  std::uint32_t m_own = 0;                    // the node's place
   std::uint32_t m_position = 0;
 };
 
@@ -168,16 +168,16 @@ private:
   friend class NODE_ITER_RANGE;
   NODE_ITER(GRAPH* graph, std::uint32_t index);
   NODE dereference() const {
-    return NODE(std::uint64_t{m_occurrence} << 32 | (m_rank + std::uint64_t{1}), m_graph);
+    return NODE(std::uint64_t{m_place} << 32 | (m_rank + std::uint64_t{1}), m_graph);
   }
   bool equal(const NODE_ITER& other) const { return m_index == other.m_index; }
   inline void increment();
 
   GRAPH* m_graph = nullptr;
   std::uint32_t m_index = 0;
-  std::uint32_t m_occurrence = 0;
+  std::uint32_t m_place = 0;
   std::uint32_t m_rank = 0;
-  std::uint32_t m_last = 0; // index of the last node of the occurrence
+  std::uint32_t m_last = 0; // index of the last node of the place
 };
 
 /// A range of nodes that TBB can split: it is divisible while it holds more nodes than its grain.
@@ -287,14 +287,14 @@ inline void NODE_ITER::increment() {
   if (m_index++ == m_last) {
     if (m_index == tables.m_num_nodes) return;
     do
-      ++m_occurrence;
-    while (tables.m_first_nodes[m_occurrence + std::size_t{1}] == m_index);
-    m_last = tables.m_first_nodes[m_occurrence + std::size_t{1}] - 1;
+      ++m_place;
+    while (tables.m_first_nodes[m_place + std::size_t{1}] == m_index);
+    m_last = tables.m_first_nodes[m_place + std::size_t{1}] - 1;
     m_rank = 0;
   } else {
     ++m_rank;
   }
-  const std::uint32_t* page = tables.m_fanouts_of_nodes + tables.m_pages[m_occurrence];
+  const std::uint32_t* page = tables.m_fanouts_of_nodes + tables.m_pages[m_place];
   while (page[m_rank] == KEP_EDGE_TABLES::NO_NODE)
     ++m_rank;
 }

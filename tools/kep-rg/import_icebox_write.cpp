@@ -4,8 +4,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <numeric>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -124,7 +127,16 @@ void ICEBOX_WRITER::write_bels() {
 void ICEBOX_WRITER::write_top() {
   KEP_MODEL_MODULE top{.key = "top", .attributes = {{"top", 1}}};
   const ICEBOX_BY_TILE wires = wires_by_tile(m_chip);
-  for (std::size_t tile = 0; tile < m_chip.tiles.size(); ++tile) {
+  // Column by column, whatever the order of the file: what stands at like places is then equally far apart,
+  // which a graph is folded by.
+  std::vector<std::size_t> order(m_chip.tiles.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::sort(order.begin(), order.end(), [this](std::size_t left, std::size_t right) {
+    const ICEBOX_TILE& a = m_chip.tiles[left];
+    const ICEBOX_TILE& b = m_chip.tiles[right];
+    return std::tie(a.x, a.y) < std::tie(b.x, b.y);
+  });
+  for (const std::size_t tile : order) {
     const ICEBOX_TILE& place = m_chip.tiles[tile];
     KEP_MODEL_CELL cell{.name = fmt::format("{}_{}", place.x, place.y),
                         .type = tile_key(m_chip, m_folded.shapes[m_folded.shape_of_tile[tile]])};
