@@ -103,15 +103,16 @@ std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
 }
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
-  return m_mux_input ? m_fanout.m_graph->get_unfolded_inst_port(BASE_NODE(m_mux_input))
-                     : KEP_UNFOLDED_INST_PORT();
+  const GRAPH* graph = m_fanout.m_graph;
+  const std::uint64_t word = graph->m_storage->get_mux_word(m_source, m_edge);
+  return word ? graph->get_unfolded_inst_port(BASE_NODE(word)) : KEP_UNFOLDED_INST_PORT();
 }
 
 template <>
 FWD_EDGE EDGE_ITER<FWD_EDGE>::dereference() const {
   const KEP_ROUTING_GRAPH_STORAGE& storage = *m_graph->m_storage;
   const std::uint64_t edge = m_first + m_position;
-  return FWD_EDGE(NODE(storage.get_target_word(edge), m_graph), storage.get_mux_word(m_source, edge));
+  return FWD_EDGE(NODE(storage.get_target_word(edge), m_graph), m_source, edge);
 }
 
 template <>
@@ -150,6 +151,13 @@ std::uint32_t GRAPH::get_index(const NODE& node) const {
 }
 NODE GRAPH::get_node(std::uint32_t index) const {
   return NODE(m_storage->get_word(index), const_cast<GRAPH*>(this));
+}
+
+void GRAPH::append_real_fanouts(std::uint32_t index, std::vector<std::uint32_t>& fanouts) const {
+  const std::uint64_t first = m_storage->get_first_edge(index);
+  const std::uint64_t end = first + m_storage->get_num_real_edges(index);
+  for (std::uint64_t edge = first; edge != end; ++edge)
+    fanouts.push_back(m_storage->get_target(edge));
 }
 
 std::uint64_t GRAPH::get_num_nodes() const {

@@ -31,6 +31,7 @@ public:
     return static_cast<std::uint32_t>(m_first_edge[node + 1] - m_first_edge[node]);
   }
   std::uint32_t get_num_real_edges(std::uint32_t node) const { return m_num_real[node]; }
+  std::uint32_t get_target(std::uint64_t edge) const { return m_edges[edge].m_target; }
   std::uint64_t get_target_word(std::uint64_t edge) const { return m_words[m_edges[edge].m_target]; }
   /// The word of the edge's mux input, 0 without one.
   std::uint64_t get_mux_word(std::uint64_t source_word, std::uint64_t edge) const;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 class KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
 
@@ -106,9 +107,12 @@ public:
 private:
   template <class T>
   friend class EDGE_ITER;
-  FWD_EDGE(const NODE& fanout, std::uint64_t mux_input) : m_fanout(fanout), m_mux_input(mux_input) {}
+  FWD_EDGE(const NODE& fanout, std::uint64_t source, std::uint64_t edge)
+      : m_fanout(fanout), m_source(source), m_edge(edge) {}
   NODE m_fanout;
-  std::uint64_t m_mux_input; // the word of that uip, 0 without one
+  // Few readers ask for the mux input, so it is worked out when it is asked for.
+  std::uint64_t m_source; // the word of the node that the edge leaves
+  std::uint64_t m_edge;   // the edge's number in the graph
 };
 
 class REV_EDGE {
@@ -197,6 +201,9 @@ public:
   /// The place of a node of this graph in the order of iter_nodes(), from 0; and the node of a place.
   std::uint32_t get_index(const NODE& node) const;
   NODE get_node(std::uint32_t index) const;
+  /// Appends the places of the real fanouts of the node of a place, in the order of iter_real_fanout(): for
+  /// walks that go by places and need no nodes on the way.
+  void append_real_fanouts(std::uint32_t index, std::vector<std::uint32_t>& fanouts) const;
 
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
