@@ -44,11 +44,11 @@ constexpr KEP_NAME_STYLE LISTING_STYLE{.m_options = {true, true, true, false, fa
 } // namespace
 
 KEP_RG_CONNECTIVITY_CHECK::KEP_RG_CONNECTIVITY_CHECK(KEP_DB* db, bool verbose)
-    : m_db(db), m_cache(KEP_VIEW_TYPE::LOGICAL, false), m_verbose(verbose), m_graph(get_graph(db)),
+    : m_db(db), m_cache(KEP_VIEW_TYPE::LOGICAL, false), m_verbose(verbose), m_graph(get_graph()),
       m_num_nodes(static_cast<std::uint32_t>(m_graph->get_num_nodes())), m_work_list(m_num_nodes),
       m_reached(m_num_nodes) {}
 
-KEP_ROUTING::GRAPH* KEP_RG_CONNECTIVITY_CHECK::get_graph(KEP_DB* m_db) {
+KEP_ROUTING::GRAPH* KEP_RG_CONNECTIVITY_CHECK::get_graph() const {
   KEP_ASSERT_EXPLAIN(m_db, "Null db pointer, cannot proceed with connectivity check.");
   return m_db->get_routing_template_graph();
 }

@@ -23,8 +23,8 @@ public:
   bool run();
 
 private:
-  /// Asserts `db`.
-  static KEP_ROUTING::GRAPH* get_graph(KEP_DB* db);
+  /// That of the database, which must be there.
+  KEP_ROUTING::GRAPH* get_graph() const;
   void mark_input_nodes();
   void walk();
   bool report_unreachable();
