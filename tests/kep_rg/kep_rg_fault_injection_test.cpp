@@ -1,5 +1,6 @@
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_routing_reader.h"
+#include "kep_rg/kep_rg_proof.h"
 #include "support/build_case.h"
 #include "support/check_report.h"
 #include "support/damaged_graph.h"
@@ -51,6 +52,11 @@ bool trace_finds(KEP_DB& db) {
           }).m_result;
 }
 
+bool proof_finds(KEP_DB& db) {
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
+  return !KEP_RG_PROOF(&db, cache).run(1).is_sound();
+}
+
 const std::vector<DETECTOR>& detectors() {
   using CHECKS = KEP_RG_POST_CHECKS;
   static const std::vector<DETECTOR> list = {
@@ -59,6 +65,7 @@ const std::vector<DETECTOR>& detectors() {
       {"hipi", [](KEP_DB& db) { return check_finds(db, &CHECKS::test_hipi_api); }},
       {"connectivity", [](KEP_DB& db) { return check_finds(db, &CHECKS::test_graph_connectivity); }},
       {"trace", trace_finds},
+      {"proof", proof_finds},
   };
   return list;
 }
@@ -341,58 +348,68 @@ bool put_twin_in_last_place(SUBJECT& s) {
 /// edges of nodes with redundant ones; hipi, at fanins that are twins; connectivity, at real edges and at
 /// whether there are fanins; a trace, at single edges and never at which are missing. A trace takes the first
 /// of several edges between two nodes for all, knows ports of muxes but not their instances, and sets out
-/// from a port on both sides, though only one of them is driven.
+/// from a port on both sides, though only one of them is driven. The proof knows every edge, and no order of
+/// fanins.
 const std::vector<KIND>& kinds() {
   static const std::vector<KIND> list = {
       {"real edge doubled beside redundant ones",
-       {"redundant"},
+       {"redundant", "proof"},
        {"hipi", "connectivity", "trace"},
        [](SUBJECT& s) { return double_real_edge(s, true); }},
       {"real edge doubled, no redundant ones",
-       {},
+       {"proof"},
        {"redundant", "hipi", "connectivity", "trace"},
        [](SUBJECT& s) { return double_real_edge(s, false); }},
-      {"edge dropped", {}, {"redundant", "hipi", "trace"}, drop_edge},
-      {"edge added", {"trace"}, {"redundant", "hipi"}, [](SUBJECT& s) { return add_edge(s, false, true); }},
+      {"edge dropped", {"proof"}, {"redundant", "hipi", "trace"}, drop_edge},
+      {"edge added",
+       {"trace", "proof"},
+       {"redundant", "hipi"},
+       [](SUBJECT& s) { return add_edge(s, false, true); }},
       {"edge added through a mux input",
-       {"trace"},
+       {"trace", "proof"},
        {"redundant", "hipi"},
        [](SUBJECT& s) { return add_edge(s, true, true); }},
       {"edge added behind an inserted node through a mux input",
-       {},
+       {"proof"},
        {"redundant", "hipi"},
        [](SUBJECT& s) { return add_edge(s, true, false); }},
       {"edge led to another mux, same port",
-       {},
+       {"proof"},
        {"redundant", "hipi"},
        [](SUBJECT& s) { return redirect_edge(s, true); }},
       {"edge led to another kind of mux",
-       {"trace"},
+       {"trace", "proof"},
        {"redundant", "hipi"},
        [](SUBJECT& s) { return redirect_edge(s, false); }},
-      {"wrong mux input", {"trace"}, {"redundant", "count", "hipi", "connectivity"}, change_mux_input},
-      {"mux input missing", {"trace"}, {"redundant", "count", "hipi", "connectivity"}, drop_mux_input},
-      {"cycle without a way in", {"connectivity"}, {"redundant", "hipi", "trace"}, cut_off_as_cycle},
+      {"wrong mux input",
+       {"trace", "proof"},
+       {"redundant", "count", "hipi", "connectivity"},
+       change_mux_input},
+      {"mux input missing",
+       {"trace", "proof"},
+       {"redundant", "count", "hipi", "connectivity"},
+       drop_mux_input},
+      {"cycle without a way in", {"connectivity", "proof"}, {"redundant", "hipi", "trace"}, cut_off_as_cycle},
       {"only real fanin made redundant",
-       {"connectivity"},
+       {"connectivity", "proof"},
        {"redundant", "count", "hipi", "trace"},
        make_only_real_edge_redundant},
       {"redundant edge made real",
-       {},
+       {"proof"},
        {"redundant", "hipi", "connectivity", "trace"},
        make_redundant_edge_real},
-      {"twin drives nothing", {"hipi"}, {"redundant", "trace"}, drop_twin_edge},
+      {"twin drives nothing", {"hipi", "proof"}, {"redundant", "trace"}, drop_twin_edge},
       {"twin drives another node",
-       {"hipi"},
+       {"hipi", "proof"},
        {"redundant", "count"},
        [](SUBJECT& s) { return give_twin_to_other_node(s, false); }},
       {"twin drives another node, too",
-       {"hipi"},
+       {"hipi", "proof"},
        {"redundant"},
        [](SUBJECT& s) { return give_twin_to_other_node(s, true); }},
       {"twin in last place",
        {"hipi"},
-       {"redundant", "count", "connectivity", "trace"},
+       {"redundant", "count", "connectivity", "trace", "proof"},
        put_twin_in_last_place},
   };
   return list;
@@ -429,8 +446,12 @@ public:
   explicit INJECTION(std::size_t num_damages) : m_num_damages(num_damages), m_devices(make_devices()) {
     for (const auto& device : m_devices) {
       m_applicable.emplace_back();
-      for (const DETECTOR& detector : detectors())
+      for (const DETECTOR& detector : detectors()) {
         m_applicable.back().push_back(!detector.m_finds(*device->db()));
+        if (std::set<std::string>{"hipi", "proof"}.contains(detector.m_name)) {
+          EXPECT_TRUE(m_applicable.back().back()) << "a build is sound: device " << m_applicable.size() - 1;
+        }
+      }
     }
   }
 
