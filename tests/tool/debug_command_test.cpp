@@ -196,6 +196,19 @@ TEST_F(DebugCommand, DrawsWhyEachWayEnds) {
                    "s:o\tuip\t:pin\tboundary\treal\t\n");
 }
 
+TEST_F(DebugCommand, RefusesABoundaryNode) {
+  write("model.json", R"({"modules": {
+    "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [3]}}},
+    "TOP": {"attributes": {"top": 1, "kep_db_type": 1}, "ports": {"pin": {"direction": "input", "bits": [2]}},
+            "cells": {"k": {"type": "MUX", "attributes": {"kep_inst_header": 1},
+                            "connections": {"a": [2], "o": [3]}}}}}})");
+  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+)");
+  expect_refused("debug model.json routing.jsonl :pin",
+                 ":pin is a boundary node, and only the nodes of inst ports can be walked from");
+  expect_refused("debug model.json routing.jsonl :pan", "no node \":pan\"; closest: :pin");
+}
+
 // Skip paths with two outputs, one behind the other; a net that is met twice; a node in front of its mux.
 TEST_F(DebugCommand, DrawsSkipPathsBehindSkipPaths) {
   write("model.json", R"({"modules": {

@@ -43,9 +43,6 @@ NODE find_plain_node(const KEP_DB& db, const std::string& name) {
   const std::vector<KEP_UNFOLDED_INST_PORT> uips = find_uips(db, name);
   for (const KEP_UNFOLDED_INST_PORT& uip : uips)
     if (const NODE node{uip, false}) return node;
-  for (const KEP_UNFOLDED_INST_PORT& uip : uips)
-    if (NODE(uip, true))
-      throw std::runtime_error(name + " has a hipi node alone, from which nothing is walked");
   if (!uips.empty())
     throw std::runtime_error(name + " is not a routing node" + get_outputs_text(db, uips[0]));
   find_nodes(db, name); // throws unless it is a port of the top
