@@ -9,8 +9,8 @@ namespace KEP_ROUTING {
 namespace {
 
 /// The word of the node that stands at a place, 0 if there is none.
-std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, std::uint32_t occurrence,
-                        std::uint32_t key) {
+std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, const KEP_EDGE_TABLES& tables,
+                        std::uint32_t occurrence, std::uint32_t key) {
   if (!storage) return 0;
   const KEP_NODE_PLACES& places = storage->get_places();
   const std::uint32_t place = places.get_order().get_place(occurrence);
@@ -18,7 +18,6 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, std::uint32_t 
   const std::uint32_t rank = places.find_rank(place, key);
   if (rank == KEP_NODE_PLACES::NONE) return 0;
   const std::uint64_t word = KEP_NODE_WORD::make(place, rank);
-  const KEP_EDGE_TABLES& tables = storage->get_tables();
   return tables.m_fanouts_of_nodes[tables.get_slot(word)] == KEP_EDGE_TABLES::NO_NODE ? 0 : word;
 }
 
@@ -27,7 +26,7 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, std::uint32_t 
 NODE::NODE(const KEP_PORT* port) : NODE() {
   if (!port) return;
   GRAPH* graph = port->get_parent()->get_unfolding()->get_db()->get_routing_template_graph();
-  m_word = find_word(graph->m_storage.get(), KEP_UNFOLDING::ABOVE_TOP,
+  m_word = find_word(graph->m_storage.get(), graph->m_tables, KEP_UNFOLDING::ABOVE_TOP,
                      KEP_NODE_WORD::make_key(port->get_number(), false));
   if (m_word) m_graph = graph;
 }
@@ -35,7 +34,7 @@ NODE::NODE(const KEP_PORT* port) : NODE() {
 NODE::NODE(const KEP_UNFOLDED_INST_PORT& uip, bool hipi) : NODE() {
   if (!uip) return;
   GRAPH* graph = uip.get_db()->get_routing_template_graph();
-  m_word = find_word(graph->m_storage.get(), static_cast<std::uint32_t>(uip.m_position),
+  m_word = find_word(graph->m_storage.get(), graph->m_tables, static_cast<std::uint32_t>(uip.m_position),
                      KEP_NODE_WORD::make_key(uip.m_object->get_number(), hipi));
   if (m_word) m_graph = graph;
 }
@@ -119,6 +118,19 @@ std::uint32_t GRAPH::get_index(const NODE& node) const {
 }
 NODE GRAPH::get_node(std::uint32_t index) const {
   return *NODE_ITER(const_cast<GRAPH*>(this), index);
+}
+
+void GRAPH::append_real_fanouts(std::uint32_t index, std::uint32_t& near,
+                                std::vector<std::uint32_t>& fanouts) const {
+  const KEP_NODE_PLACES& places = m_storage->get_places();
+  if (index - m_tables.m_first_nodes[near] >= places.get_num_nodes(near)) near = places.find_place(index);
+  const std::uint64_t word = KEP_NODE_WORD::make(near, places.get_rank(near, index));
+  const KEP_EDGE_TEMPLATE& list = m_tables.get_fanouts(word);
+  const KEP_FANOUT_ENTRY* entry = m_tables.m_fanouts + list.m_first_entry;
+  for (const KEP_FANOUT_ENTRY* end = entry + list.m_num_real; entry != end; ++entry) {
+    const std::uint64_t fanout = entry->get_word(near);
+    fanouts.push_back(places.find_node(KEP_NODE_WORD::place(fanout), KEP_NODE_WORD::rank(fanout)));
+  }
 }
 
 std::uint64_t GRAPH::get_num_nodes() const {

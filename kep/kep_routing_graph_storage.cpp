@@ -24,7 +24,6 @@ KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_G
                        std::to_string(std::numeric_limits<unsigned short>::max()) + " that a node can have");
   KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins_of_nodes, m_fanin_templates, m_fanins);
   fold_pages(fanouts_of_nodes, fanins_of_nodes);
-  lend_tables();
 }
 
 void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, NUMBERS& of_nodes) {
@@ -83,16 +82,16 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, cons
   m_fanins_of_nodes.shrink_to_fit();
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::lend_tables() {
-  m_tables = {m_places->get_first_nodes().data(),
-              m_pages.data(),
-              m_fanouts_of_nodes.data(),
-              m_fanins_of_nodes.data(),
-              m_fanout_templates.data(),
-              m_fanin_templates.data(),
-              m_fanouts.data(),
-              m_fanins.data(),
-              m_places->get_num_nodes()};
+KEP_EDGE_TABLES KEP_ROUTING_GRAPH_STORAGE::get_tables() const {
+  return {m_places->get_first_nodes().data(),
+          m_pages.data(),
+          m_fanouts_of_nodes.data(),
+          m_fanins_of_nodes.data(),
+          m_fanout_templates.data(),
+          m_fanin_templates.data(),
+          m_fanouts.data(),
+          m_fanins.data(),
+          m_places->get_num_nodes()};
 }
 
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {

@@ -19,7 +19,7 @@ public:
   explicit KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph);
 
   const KEP_NODE_PLACES& get_places() const { return *m_places; }
-  const KEP_EDGE_TABLES& get_tables() const { return m_tables; }
+  KEP_EDGE_TABLES get_tables() const;
 
   std::uint64_t get_total_edges() const { return m_total_edges; }
   std::uint64_t get_total_real_edges() const { return m_total_real; }
@@ -33,7 +33,6 @@ private:
 
   void take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, NUMBERS& of_nodes);
   void fold_pages(const NUMBERS& fanouts_of_nodes, const NUMBERS& fanins_of_nodes);
-  void lend_tables();
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;
   std::vector<KEP_EDGE_TEMPLATE> m_fanout_templates; // by number; number 0 has no edges
@@ -43,7 +42,6 @@ private:
   std::vector<std::uint32_t> m_pages;            // by place
   std::vector<std::uint32_t> m_fanouts_of_nodes; // page after page, by rank
   std::vector<std::uint32_t> m_fanins_of_nodes;
-  KEP_EDGE_TABLES m_tables{};
   std::uint64_t m_total_edges = 0;
   std::uint64_t m_total_real = 0;
 };

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <string>
 
-using KEP_ROUTING::FWD_EDGE;
 using KEP_ROUTING::NODE;
 
 namespace {
@@ -45,11 +44,13 @@ constexpr KEP_NAME_STYLE LISTING_STYLE{.m_options = {true, true, true, false, fa
 } // namespace
 
 KEP_RG_CONNECTIVITY_CHECK::KEP_RG_CONNECTIVITY_CHECK(KEP_DB* db, bool verbose)
-    : m_db(db), m_cache(KEP_VIEW_TYPE::LOGICAL, false), m_verbose(verbose) {
+    : m_db(db), m_cache(KEP_VIEW_TYPE::LOGICAL, false), m_verbose(verbose), m_graph(get_graph()),
+      m_num_nodes(static_cast<std::uint32_t>(m_graph->get_num_nodes())), m_work_list(m_num_nodes),
+      m_reached(m_num_nodes) {}
+
+KEP_ROUTING::GRAPH* KEP_RG_CONNECTIVITY_CHECK::get_graph() const {
   KEP_ASSERT_EXPLAIN(m_db, "Null db pointer, cannot proceed with connectivity check.");
-  m_graph = m_db->get_routing_template_graph();
-  m_num_nodes = static_cast<std::uint32_t>(m_graph->get_num_nodes());
-  m_reached.resize(m_num_nodes);
+  return m_db->get_routing_template_graph();
 }
 
 bool KEP_RG_CONNECTIVITY_CHECK::run() {
@@ -63,12 +64,11 @@ bool KEP_RG_CONNECTIVITY_CHECK::run() {
   return report_unreachable();
 }
 
-/// Puts a node on the work list the first time that it is met, so that it stands there once at most. A broken
-/// edge leads to no node.
+/// Puts a node on the work list the first time that it is met.
 void KEP_RG_CONNECTIVITY_CHECK::reach(std::uint32_t index) {
-  if (index >= m_num_nodes || m_reached[index]) return;
+  if (m_reached[index]) return;
   m_reached[index] = true;
-  m_work_list.push_back(index);
+  m_work_list.insert(index);
 }
 
 void KEP_RG_CONNECTIVITY_CHECK::mark_input_nodes() {
@@ -90,13 +90,14 @@ void KEP_RG_CONNECTIVITY_CHECK::mark_input_nodes() {
   KEP_REPORT::print_error(format.str().c_str()); // a statistic, yet it belongs among the errors
 }
 
-/// What was met last is left first: its neighbours are near in memory, and the list stays short.
 void KEP_RG_CONNECTIVITY_CHECK::walk() {
-  while (!m_work_list.empty()) {
-    const NODE node = m_graph->get_node(m_work_list.back());
-    m_work_list.pop_back();
-    for (const FWD_EDGE& edge : node.iter_real_fanout())
-      reach(m_graph->get_index(edge.get_fanout()));
+  std::vector<std::uint32_t> fanouts;
+  std::uint32_t near = 0;
+  for (std::uint32_t index = 0; m_work_list.take(index);) {
+    fanouts.clear();
+    m_graph->append_real_fanouts(index, near, fanouts);
+    for (const std::uint32_t fanout : fanouts)
+      reach(fanout);
   }
 }
 

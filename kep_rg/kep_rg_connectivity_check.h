@@ -3,16 +3,16 @@
 #include "kep/kep_db.h"
 #include "kep/kep_db_cache.h"
 #include "kep/kep_routing_graph.h"
+#include "kep_rg/kep_rg_pending_places.h"
 
 #include <cstdint>
-#include <deque>
 #include <vector>
 
 /// One run of the connectivity check of KEP_RG_POST_CHECKS: a walk from the input nodes over real edges marks
 /// what it reaches, and a sweep tells what stayed unmarked. An object is made for one run.
 ///
-/// Nodes go by their place in the graph, which the graph itself knows, so what is kept is a bit for each node
-/// and the places that still have to be walked on from.
+/// Nodes go by their place in the graph, which the graph itself knows, so all that is kept is two bits for
+/// each node.
 class KEP_RG_CONNECTIVITY_CHECK {
 public:
   /// Asserts that there is a database. A verbose check tells times and the share of input nodes, and lists
@@ -23,6 +23,8 @@ public:
   bool run();
 
 private:
+  /// That of the database, which must be there.
+  KEP_ROUTING::GRAPH* get_graph() const;
   void mark_input_nodes();
   void walk();
   bool report_unreachable();
@@ -32,8 +34,8 @@ private:
   KEP_DB* m_db;
   KEP_DB_CACHE m_cache;
   bool m_verbose;
-  std::uint32_t m_num_nodes = 0;
   KEP_ROUTING::GRAPH* m_graph;
-  std::deque<std::uint32_t> m_work_list; // reached, fanouts not yet followed; the last one is taken first
-  std::vector<bool> m_reached;           // by the place of the node
+  std::uint32_t m_num_nodes;
+  KEP_RG_PENDING_PLACES m_work_list; // reached, but their fanouts not yet followed
+  std::vector<bool> m_reached;       // by the place of the node
 };

@@ -163,7 +163,7 @@ KEP_RG_TRACE_EDGE::OUTCOME KEP_RG_TRACE_EDGE::check_trace(const NODE& from,
   for (const KEP_UNFOLDED_INST_PORT& uip : trace) {
     state = way.step(state, previous, uip);
     if (state.m_outcome != OUTCOME::VERIFIED) break;
-    hops.push_back({uip, state.m_net});
+    hops.push_back({uip, state.m_net, state.m_is_arc});
     previous = uip;
   }
   return state.m_outcome;

@@ -32,6 +32,7 @@ KEP_RG_TRACE_HOPS::OUTCOME KEP_RG_TRACE_HOPS::step_through_arc(STATE& state,
   if (!m_cache->find_routing_arc(previous.m_object->get_port(), uip.m_object->get_port()))
     return OUTCOME::NO_ARC;
   state.m_net = {};
+  state.m_is_arc = true;
   state.m_expected_net = uip.get_unfolded_net();
   return OUTCOME::VERIFIED;
 }
@@ -45,6 +46,7 @@ KEP_RG_TRACE_HOPS::OUTCOME KEP_RG_TRACE_HOPS::step_along_net(STATE& state, const
     return is_first ? net && (net == m_from_uip_net || net == m_from_port_net) : net == state.m_expected_net;
   };
   state.m_first_net_hop = false;
+  state.m_is_arc = false;
   if (fits(uip_net)) {
     state.m_net = uip_net;
     state.m_expected_net = port_net;

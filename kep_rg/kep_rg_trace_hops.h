@@ -14,6 +14,7 @@ public:
     KEP_UNFOLDED_NET m_net;          ///< the net by which it came to the last uip; empty behind an arc
     OUTCOME m_outcome = OUTCOME::VERIFIED;
     bool m_first_net_hop = true;
+    bool m_is_arc = false; ///< the last hop went through a mux
   };
 
   KEP_RG_TRACE_HOPS() = default;

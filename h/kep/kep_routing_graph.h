@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
+class KEP_RG_TEST_ACCESS;
 class KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
 
 /// The finished routing graph.
@@ -38,6 +40,7 @@ public:
   explicit operator bool() const { return m_word != 0; }
 
 protected:
+  friend class ::KEP_RG_TEST_ACCESS;
   friend class FWD_EDGE;
   friend class GRAPH;
   friend class NODE;
@@ -211,6 +214,11 @@ public:
   /// The place of a node of this graph in the order of iter_nodes(), from 0; and the node of a place.
   std::uint32_t get_index(const NODE& node) const;
   NODE get_node(std::uint32_t index) const;
+  /// Appends the numbers of the real fanouts of the node of that number, in the order of iter_real_fanout():
+  /// for walks that go by numbers and need no nodes on the way. `near` is the caller's, 0 at first: it makes
+  /// calls for neighbouring numbers fast.
+  void append_real_fanouts(std::uint32_t index, std::uint32_t& near,
+                           std::vector<std::uint32_t>& fanouts) const;
 
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
@@ -224,6 +232,7 @@ public:
   void publish(std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage);
 
 protected:
+  friend class ::KEP_RG_TEST_ACCESS;
   friend class NODE;
   friend class FWD_EDGE;
   friend class NODE_ITER;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/kep_routing_builder.h"
 #include "kep/kep_unfolded.h"
 #include "kep_rg/kep_rg_export.h"
 
@@ -10,8 +11,6 @@
 #include <cstdint>
 #include <string>
 #include <vector>
-
-class KEP_ROUTING_BUILDER_NODE;
 
 /// What KEP_RG_BUILD::debug_edges gives to a debugger: plain values, in lists that grow at their end.
 

@@ -51,11 +51,12 @@ public:
     NET_OF_LATER_HOP,   ///< a later uip does not lie on the net on which the trace stands
   };
   static constexpr unsigned NUM_OUTCOMES = 10;
-  /// One uip of a trace, and the net on which the trace comes to it: none for an arc, which stays inside a
-  /// mux.
+  /// One uip of a trace, and how the trace comes to it: through a mux, from an input to the output that the
+  /// uip is, or on a net. The net is empty, too, where two sides without a net meet.
   struct HOP {
     KEP_UNFOLDED_INST_PORT m_uip;
     KEP_UNFOLDED_NET m_net;
+    bool m_is_arc;
   };
 
   /// The outcomes of the node's edges, in the order of iter_all_fanout(); as trace_edge does, of several

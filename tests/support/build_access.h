@@ -108,9 +108,42 @@ public:
   }
 
   /// The fanins of all nodes, and the words of the nodes, of a finished graph.
-  static std::vector<std::uint32_t>& fanins(KEP_ROUTING_GRAPH_STORAGE& storage) { return storage.m_fanins; }
-  static std::vector<std::uint64_t>& words(KEP_ROUTING_GRAPH_STORAGE& storage) { return storage.m_words; }
+  static const KEP_ROUTING_GRAPH_STORAGE& storage(const KEP_ROUTING::GRAPH& graph) {
+    return *graph.m_storage;
+  }
+  static std::uint64_t word(const KEP_ROUTING::NODE& node) { return node.m_word; }
+  /// Gives a node templates of its own, in a page of its own.
+  static void set_fanins(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
+                         const std::vector<KEP_FANIN_ENTRY>& entries) {
+    const auto count = static_cast<std::uint16_t>(entries.size());
+    storage.m_fanin_templates.push_back({static_cast<std::uint32_t>(storage.m_fanins.size()), count, count});
+    storage.m_fanins.insert(storage.m_fanins.end(), entries.begin(), entries.end());
+    storage.m_fanins_of_nodes[own_slot(storage, word)] =
+        static_cast<std::uint32_t>(storage.m_fanin_templates.size() - 1);
+  }
+  static void set_fanouts(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
+                          const std::vector<KEP_FANOUT_ENTRY>& entries, std::uint16_t num_real) {
+    storage.m_fanout_templates.push_back({static_cast<std::uint32_t>(storage.m_fanouts.size()), num_real,
+                                          static_cast<std::uint16_t>(entries.size())});
+    storage.m_fanouts.insert(storage.m_fanouts.end(), entries.begin(), entries.end());
+    storage.m_fanouts_of_nodes[own_slot(storage, word)] =
+        static_cast<std::uint32_t>(storage.m_fanout_templates.size() - 1);
+  }
 
+private:
+  static std::size_t own_slot(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word) {
+    const auto place = static_cast<std::uint32_t>(word >> 32);
+    const std::uint32_t size = storage.m_places->get_num_ranks(place);
+    const std::uint32_t old_page = storage.m_pages[place];
+    storage.m_pages[place] = static_cast<std::uint32_t>(storage.m_fanouts_of_nodes.size());
+    for (std::uint32_t rank = 0; rank != size; ++rank) {
+      storage.m_fanouts_of_nodes.push_back(std::uint32_t{storage.m_fanouts_of_nodes[old_page + rank]});
+      storage.m_fanins_of_nodes.push_back(std::uint32_t{storage.m_fanins_of_nodes[old_page + rank]});
+    }
+    return storage.m_pages[place] + static_cast<std::uint32_t>(word) - std::size_t{1};
+  }
+
+public:
   static bool verify_trace_edge(KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& from,
                                 const std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
     return tracer.verify_trace_edge(from, trace);

@@ -172,37 +172,41 @@ public:
 
   /// The fanins of the node in the opposite order, so that a hipi fanin may stand anywhere.
   void turn_fanins_round(const KEP_ROUTING::NODE& node) {
-    const auto storage = copy();
-    const std::uint32_t index = m_graph.get_index(node);
-    const auto first = KEP_RG_TEST_ACCESS::fanins(*storage).begin() + storage->get_first_fanin(index);
-    std::reverse(first, first + storage->get_num_fanin(index));
-    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*storage));
+    KEP_ROUTING_GRAPH_STORAGE storage = copy();
+    const std::uint64_t word = ACCESS::word(node);
+    const KEP_EDGE_TABLES tables = storage.get_tables();
+    const KEP_EDGE_TEMPLATE& list = tables.get_fanins(word);
+    const KEP_FANIN_ENTRY* first = tables.m_fanins + list.m_first_entry;
+    ACCESS::set_fanins(storage, word,
+                       {std::reverse_iterator(first + list.m_num_edges), std::reverse_iterator(first)});
+    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
-  /// The last node of the graph no longer says where it stands: edges to it have no fanout, and it must not
-  /// be visited itself.
+  /// Edges to the last node of the graph have no fanout any more.
   void empty_last_node() {
-    const auto storage = copy();
-    KEP_RG_TEST_ACCESS::words(*storage).back() = 0;
-    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*storage));
+    KEP_ROUTING_GRAPH_STORAGE storage = copy();
+    const KEP_ROUTING::NODE last = m_graph.get_node(static_cast<std::uint32_t>(m_graph.get_num_nodes() - 1));
+    for (const KEP_ROUTING::NODE& node : m_graph.iter_nodes()) {
+      const std::uint64_t word = ACCESS::word(node);
+      const KEP_EDGE_TABLES tables = storage.get_tables();
+      const KEP_EDGE_TEMPLATE list = tables.get_fanouts(word);
+      const KEP_FANOUT_ENTRY* first = tables.m_fanouts + list.m_first_entry;
+      std::vector<KEP_FANOUT_ENTRY> entries(first, first + list.m_num_edges);
+      bool is_changed = false;
+      for (KEP_FANOUT_ENTRY& entry : entries) {
+        if (entry.get_word(static_cast<std::uint32_t>(word >> 32)) != ACCESS::word(last)) continue;
+        entry.m_place = 0;
+        entry.m_node = KEP_FANIN_ENTRY::ABSOLUTE; // no node has the word 0
+        is_changed = true;
+      }
+      if (is_changed) ACCESS::set_fanouts(storage, word, entries, list.m_num_real);
+    }
+    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
 
 private:
-  std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> copy() const;
+  using ACCESS = KEP_RG_TEST_ACCESS;
+  KEP_ROUTING_GRAPH_STORAGE copy() const { return ACCESS::storage(m_graph); }
   KEP_ROUTING::GRAPH& m_graph;
 };
 
 } // namespace test_model
-
-namespace KEP_ROUTING {
-/// Iterators of edges see the storage of their graph, so one of them can hand it out.
-template <>
-class EDGE_ITER<test_model::STORAGE_DAMAGE> {
-public:
-  static const KEP_ROUTING_GRAPH_STORAGE& storage(const GRAPH& graph) { return *graph.m_storage; }
-};
-} // namespace KEP_ROUTING
-
-inline std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> test_model::STORAGE_DAMAGE::copy() const {
-  return std::make_unique<KEP_ROUTING_GRAPH_STORAGE>(
-      KEP_ROUTING::EDGE_ITER<STORAGE_DAMAGE>::storage(m_graph));
-}

@@ -1,17 +1,14 @@
 // The tool from outside: what it prints where, its exit status, the files that it leaves.
 
+#include "tool/tool_fixture.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <simdjson.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -33,42 +30,12 @@ const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input":
 {"op": "add_port_edge", "module": "MUX", "input": "b", "output": "o"}
 )";
 
-class CommandLine : public testing::Test {
+class CommandLine : public TOOL_TEST {
 protected:
   void SetUp() override {
-    m_folder = std::filesystem::temp_directory_path() /
-               ("kep-rg-command-line-" + std::to_string(getpid()) + "-" +
-                testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(m_folder);
+    TOOL_TEST::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
-  }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-  std::string path(const std::string& name) const { return (m_folder / name).string(); }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-  std::string read(const std::string& name) const {
-    std::ostringstream text;
-    text << std::ifstream(path(name)).rdbuf();
-    return text.str();
-  }
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder))
-      names.push_back(std::filesystem::relative(entry.path(), m_folder).string());
-    return names;
-  }
-
-  /// Runs the tool in the folder of the test and gives its exit status, or -1 when a signal ended it.
-  int run(const std::string& arguments) {
-    const std::string command = "cd " + m_folder.string() + " && '" KEP_RG_TOOL "' " + arguments + " >../" +
-                                m_folder.filename().string() + ".out 2>../" + m_folder.filename().string() +
-                                ".err";
-    const int status = std::system(command.c_str());
-    m_out = take("."
-                 "out");
-    m_err = take(".err");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   /// One line on standard error, and exit status 2.
   void expect_refused(const std::string& arguments, const std::string& reason) {
@@ -77,19 +44,6 @@ protected:
     EXPECT_THAT(m_err, HasSubstr(reason)) << arguments;
     EXPECT_EQ(std::count(m_err.begin(), m_err.end(), '\n'), 1) << arguments << "\n" << m_err;
   }
-
-  std::string m_out;
-  std::string m_err;
-
-private:
-  std::string take(const std::string& suffix) const {
-    const std::filesystem::path file = m_folder.string() + suffix;
-    std::ostringstream text;
-    text << std::ifstream(file).rdbuf();
-    std::filesystem::remove(file);
-    return text.str();
-  }
-  std::filesystem::path m_folder;
 };
 
 std::vector<std::string> sorted_lines(const std::string& text) {
@@ -224,10 +178,12 @@ TEST_F(CommandLine, WritesThePathsOfWiresBelowRoutingRoots) {
 
 TEST_F(CommandLine, RefusesBadUse) {
   expect_refused("", "subcommand");
-  for (const std::string word : {"make", "check", "trace"})
-    expect_refused(word + " model.json routing.jsonl", "unknown command \"" + word + "\"");
-  for (const std::string option : {"--check", "--trace", "-o x.kdb", "--no-such-option"})
-    expect_refused("build model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
+  expect_refused("make model.json routing.jsonl", "unknown command \"make\"");
+  for (const std::string command : {"build", "check"})
+    for (const std::string option : {"-o x.kdb", "--no-such-option"})
+      expect_refused(command + " model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
+  expect_refused("check model.json routing.jsonl --dump dump", "--dump");
+  expect_refused("trace model.json l/m:o", "3");
   for (const std::string option : {"--dump", "--stats", "--wire-paths", "--redundancy"})
     expect_refused("build model.json routing.jsonl " + option + " ''", "must not be empty");
   expect_refused("build", "MODEL");
@@ -297,7 +253,7 @@ TEST_F(CommandLine, AFailedAssertionIsToldAndEndsInStatusThree) {
 }
 
 TEST_F(CommandLine, HelpAndVersionAreEverywhere) {
-  for (const std::string command : {"", "build ", "import-icebox ", "generate "}) {
+  for (const std::string command : {"", "build ", "check ", "trace ", "import-icebox ", "generate "}) {
     EXPECT_EQ(run(command + "--help"), 0) << command;
     EXPECT_THAT(m_out, HasSubstr("--help")) << command;
     EXPECT_EQ(run(command + "--version"), 0) << command;

@@ -4,9 +4,11 @@
 #include "kep_rg/kep_rg_exception.h"
 #include "tools/kep-rg/build_command.h"
 #include "tools/kep-rg/check_command.h"
+#include "tools/kep-rg/debug_command.h"
 #include "tools/kep-rg/generate.h"
 #include "tools/kep-rg/generate_options.h"
 #include "tools/kep-rg/import_icebox.h"
+#include "tools/kep-rg/next_command.h"
 #include "tools/kep-rg/trace_command.h"
 
 #include <CLI/CLI.hpp>
@@ -140,6 +142,57 @@ void add_trace(CLI::App& app, TRACE_OPTIONS& options, std::vector<std::string>& 
   });
 }
 
+/// The words of a command that starts at one node: MODEL [ROUTING ...] UIP.
+void add_start_words(CLI::App& command, std::vector<std::string>& words) {
+  command
+      .add_option("WORDS", words,
+                  "The device model, its routing descriptions, and the name of a plain node as the dump has "
+                  "it, a/b:c")
+      ->type_name("MODEL [ROUTING ...] UIP")
+      ->required()
+      ->expected(2, CLI::detail::expected_max_vector_size);
+}
+
+void take_start_words(const std::vector<std::string>& words, DEVICE_OPTIONS& device, std::string& uip) {
+  uip = words.back();
+  device.m_model = words.front();
+  device.m_routing.assign(words.begin() + 1, words.end() - 1);
+}
+
+void add_debug(CLI::App& app, DEBUG_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+  CLI::App* debug =
+      app.add_subcommand("debug", "Build the routing graph of a device, walk once more from one "
+                                  "node and list the fanouts that this gives, as the dump does");
+  add_start_words(*debug, words);
+  add_device_options(*debug, options.m_device);
+  debug
+      ->add_option("--log", options.m_log,
+                   "Write each point of the walk into this file, a line a point; or draw the walk as a tree "
+                   "before the fanouts, for -")
+      ->type_name("FILE")
+      ->check(NOT_EMPTY);
+  debug->footer(
+      "Exit status: 0 clean; 2 bad input or bad use, a name without a node among it; 3 an assertion.");
+  debug->callback([&options, &words, &status] {
+    take_start_words(words, options.m_device, options.m_uip);
+    debug_command(options);
+    status = CLEAN;
+  });
+}
+
+void add_next(CLI::App& app, NEXT_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+  CLI::App* next = app.add_subcommand(
+      "next", "Build the routing graph of a device and follow a plain wire from one node to the next");
+  add_start_words(*next, words);
+  add_device_options(*next, options.m_device);
+  next->footer("Exit status: 0 there is a next node; 1 there is none, and it is told why; 2 bad input or bad "
+               "use, a name without a node among it; 3 an assertion.");
+  next->callback([&options, &words, &status] {
+    take_start_words(words, options.m_device, options.m_uip);
+    status = next_command(options) ? CLEAN : FINDING;
+  });
+}
+
 void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
   CLI::App* import =
       app.add_subcommand("import-icebox", "Make a device model from a chip database in text form");
@@ -177,12 +230,16 @@ int run(int argc, char** argv) {
   BUILD_OPTIONS build_options;
   CHECK_OPTIONS check_options;
   TRACE_OPTIONS trace_options;
-  std::vector<std::string> trace_words;
+  DEBUG_OPTIONS debug_options;
+  NEXT_OPTIONS next_options;
+  std::vector<std::string> words;
   IMPORT_OPTIONS import_options;
   GENERATE_OPTIONS generate_options;
   add_build(app, build_options, status);
   add_check(app, check_options, status);
-  add_trace(app, trace_options, trace_words, status);
+  add_trace(app, trace_options, words, status);
+  add_debug(app, debug_options, words, status);
+  add_next(app, next_options, words, status);
   add_import(app, import_options);
   add_generate(app, generate_options);
   if (is_unknown_command(app, argc, argv))

@@ -69,10 +69,10 @@ private:
   void print_hops() const {
     if (m_trace.empty()) info() << "  at the same place" << std::endl;
     for (const KEP_RG_TRACE_EDGE::HOP& hop : m_hops) {
-      if (hop.m_net)
-        info() << "  net " << hop.m_net.get_name(NAME_STYLE);
-      else
+      if (hop.m_is_arc)
         info() << "  mux " << hop.m_uip.get_unfolded_instance().get_name(NAME_STYLE);
+      else
+        info() << "  net " << get_net_text(hop.m_net);
       info() << " to " << hop.m_uip.get_name(NAME_STYLE) << std::endl;
     }
   }

@@ -1,0 +1,121 @@
+// `kep-rg next`: the next routing node on a plain wire, from the command line.
+
+#include "tool/tool_fixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using testing::HasSubstr;
+
+// Wires between muxes whose inputs b are nodes of their own.
+const char* const MODEL = R"({"modules": {
+  "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "b": {"direction": "input", "bits": [3]},
+                    "o": {"direction": "output", "bits": [4]}}},
+  "TILE": {"ports": {"in": {"direction": "input", "bits": [2]}, "out": {"direction": "output", "bits": [3]}},
+           "cells": {"m": {"type": "MUX", "attributes": {"kep_inst_header": 1},
+                           "connections": {"b": [2], "o": [3]}}},
+           "netnames": {"in": {"bits": [2]}, "out": {"bits": [3]}}},
+  "TOP": {"attributes": {"top": 1},
+          "ports": {"pin": {"direction": "output", "bits": [9]}},
+          "cells": {"l": {"type": "TILE", "connections": {"in": [4], "out": [2]}},
+                    "r": {"type": "TILE", "connections": {"in": [2], "out": [3]}},
+                    "x": {"type": "TILE", "connections": {"in": [3], "out": [5]}},
+                    "y": {"type": "TILE", "connections": {"in": [3], "out": [9]}},
+                    "z": {"type": "TILE"},
+                    "k": {"type": "MUX", "connections": {"a": [5]}}},
+          "netnames": {"east": {"bits": [2]}, "fork": {"bits": [3]}, "end": {"bits": [5]},
+                       "lead": {"bits": [9]}}}}})";
+const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+{"op": "add_inserted_node", "name": "", "module": "MUX", "port": "b"}
+)";
+
+class NextCommand : public TOOL_TEST {
+protected:
+  void SetUp() override {
+    TOOL_TEST::SetUp();
+    write("model.json", MODEL);
+    write("routing.jsonl", ROUTING);
+  }
+  void expect(const std::string& uip, int status, const std::string& text) {
+    EXPECT_EQ(run("next model.json routing.jsonl " + uip), status) << m_err;
+    EXPECT_EQ(m_out, text);
+    EXPECT_EQ(m_err, "");
+  }
+  void expect_refused(const std::string& uip, const std::string& line) {
+    EXPECT_EQ(run("next model.json routing.jsonl " + uip), 2);
+    EXPECT_EQ(m_out, "");
+    EXPECT_EQ(m_err, "kep-rg: " + line + "\n");
+  }
+};
+
+TEST_F(NextCommand, PrintsTheWayToTheNextNode) {
+  expect("l/m:o", 0,
+         "l/m:o\n"
+         "  net l/out to l:out, up\n"
+         "  net east to r:in, down\n"
+         "  net r/in to r/m:b\n"
+         "Next routing node: r/m:b\n");
+  expect("r/m:b", 0,
+         "r/m:b\n"
+         "  net r/in to r:in, up\n"
+         "  net east to l:out, down\n"
+         "  net l/out to l/m:o\n"
+         "Next routing node: l/m:o\n");
+}
+
+TEST_F(NextCommand, TellsWhereTheWireBranches) {
+  expect("r/m:o", 1,
+         "r/m:o\n"
+         "  net r/out to r:out, up\n"
+         "No next routing node: net fork branches: x:in, y:in\n");
+}
+
+TEST_F(NextCommand, TellsWhereTheWireEnds) {
+  expect("x/m:o", 1,
+         "x/m:o\n"
+         "  net x/out to x:out, up\n"
+         "No next routing node: net end ends at k:a, an input of a mux\n");
+  expect("y/m:o", 1,
+         "y/m:o\n"
+         "  net y/out to y:out, up\n"
+         "No next routing node: net lead leaves the device at :pin\n");
+  expect("z/m:o", 1, "z/m:o\nNo next routing node: net z/out ends at z:out, which has no net outside\n");
+}
+
+TEST_F(NextCommand, TellsOfALoop) {
+  write("model.json", R"({"modules": {
+    "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [4]}}},
+    "THROUGH": {"ports": {"i": {"direction": "input", "bits": [2]}, "j": {"direction": "output", "bits": [2]}},
+                "netnames": {"n": {"bits": [2]}}},
+    "R": {"ports": {"y": {"direction": "output", "bits": [3]}, "z": {"direction": "input", "bits": [2]}},
+          "cells": {"s": {"type": "MUX", "attributes": {"kep_inst_header": 1}, "connections": {"o": [2]}},
+                    "c": {"type": "THROUGH", "connections": {"i": [2], "j": [3]}}},
+          "netnames": {"p": {"bits": [2]}, "q": {"bits": [3]}}},
+    "TOP": {"attributes": {"top": 1},
+            "cells": {"r": {"type": "R", "connections": {"y": [2], "z": [2]}}},
+            "netnames": {"n": {"bits": [2]}}}}})");
+  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+)");
+  expect("r/s:o", 1,
+         "r/s:o\n"
+         "  net r/p to r/c:i, down\n"
+         "  net r/c/n to r/c:j, up\n"
+         "  net r/q to r:y, up\n"
+         "  net n to r:z, down\n"
+         "No next routing node: the way comes back to net r/p, a loop\n");
+}
+
+TEST_F(NextCommand, RefusesAUipWithoutANode) {
+  expect_refused("l/m:a", "l/m:a is not a routing node: an input of a mux in front of l/m:o");
+  expect_refused("l:in", "l:in is not a routing node");
+  expect_refused("l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
+  EXPECT_EQ(run("next model.json"), 2);
+  EXPECT_EQ(run("next --help"), 0);
+  EXPECT_THAT(m_out, HasSubstr("MODEL [ROUTING ...] UIP"));
+}
+
+} // namespace
