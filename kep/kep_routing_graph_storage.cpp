@@ -82,18 +82,6 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, cons
   m_fanins_of_nodes.shrink_to_fit();
 }
 
-KEP_EDGE_TABLES KEP_ROUTING_GRAPH_STORAGE::get_tables() const {
-  return {m_places->get_first_nodes().data(),
-          m_pages.data(),
-          m_fanouts_of_nodes.data(),
-          m_fanins_of_nodes.data(),
-          m_fanout_templates.data(),
-          m_fanin_templates.data(),
-          m_fanouts.data(),
-          m_fanins.data(),
-          m_places->get_num_nodes()};
-}
-
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {
   const auto bytes_of = [](const auto& vector) { return vector.capacity() * sizeof(vector[0]); };
   return sizeof(*this) + m_places->get_memory_bytes() + bytes_of(m_fanout_templates) +

@@ -19,7 +19,17 @@ public:
   explicit KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph);
 
   const KEP_NODE_PLACES& get_places() const { return *m_places; }
-  KEP_EDGE_TABLES get_tables() const;
+  KEP_EDGE_TABLES get_tables() const {
+    return {m_places->get_first_nodes().data(),
+            m_pages.data(),
+            m_fanouts_of_nodes.data(),
+            m_fanins_of_nodes.data(),
+            m_fanout_templates.data(),
+            m_fanin_templates.data(),
+            m_fanouts.data(),
+            m_fanins.data(),
+            m_places->get_num_nodes()};
+  }
 
   std::uint64_t get_total_edges() const { return m_total_edges; }
   std::uint64_t get_total_real_edges() const { return m_total_real; }

@@ -107,7 +107,6 @@ public:
     r_port.pop_back(count, port);
   }
 
-  /// The fanins of all nodes, and the words of the nodes, of a finished graph.
   static const KEP_ROUTING_GRAPH_STORAGE& storage(const KEP_ROUTING::GRAPH& graph) {
     return *graph.m_storage;
   }
