@@ -3,6 +3,7 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_post_checks.h"
+#include "tools/kep-rg/prove_graph.h"
 #include "tools/kep-rg/trace_edges.h"
 
 #include <fmt/format.h>
@@ -59,7 +60,8 @@ bool check_command(const CHECK_OPTIONS& options) {
   build_options.m_verbose = false; // what is to be listed are findings
   build_graph(db.get(), build_options, stats);
   bool clean = run_checks(db.get(), options.m_device, stats);
-  clean &= run_traces(db.get(), options.m_device, stats);
+  clean &= options.m_prove ? prove_graph(db.get(), options.m_device, stats)
+                           : run_traces(db.get(), options.m_device, stats);
   if (!options.m_stats.empty()) write_stats(stats, *db->get_routing_template_graph(), options.m_stats);
   return clean;
 }

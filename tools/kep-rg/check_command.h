@@ -7,7 +7,8 @@
 /// What `kep-rg check` was asked for.
 struct CHECK_OPTIONS {
   DEVICE_OPTIONS m_device;
-  std::string m_stats; ///< file for the statistics; empty: none
+  bool m_prove = false; ///< hold every edge against the model, and trace none
+  std::string m_stats;  ///< file for the statistics; empty: none
 };
 
 /// The post checks of a finished graph. The findings and one line of outcome go to the report; false when

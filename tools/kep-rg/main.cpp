@@ -111,6 +111,10 @@ void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
   add_device_options(*check, options.m_device);
   check->add_flag("--verbose", options.m_device.m_verbose,
                   "List every node and edge that is found, and tell what is checked");
+  check->add_flag(
+      "--prove", options.m_prove,
+      "Hold every edge, those at boundary nodes too, against the model instead of tracing it: exact, "
+      "and tells missing and surplus edges by name");
   add_stats(*check, options.m_stats);
   check->footer(EXIT_STATUS_TEXT);
   check->callback([&options, &status] { status = check_command(options) ? CLEAN : FINDING; });
