@@ -1,6 +1,7 @@
 #include "kep/kep_fanin_finder.h"
 
 #include "kep/kep_node_word.h"
+#include "kep/kep_tsan.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -49,13 +50,17 @@ void KEP_FANIN_FINDER::count() {
   const auto first_of = [&](std::uint32_t part) {
     return static_cast<std::uint32_t>(std::uint64_t{num_places} * part / num_parts);
   };
+  KEP_TSAN::before_loop();
   tbb::parallel_for(std::uint32_t{0}, num_parts, [&](std::uint32_t part) {
     if (first_of(part) == first_of(part + 1)) return;
+    KEP_TSAN::begin_body();
     visit_edges(first_of(part), first_of(part + 1) - 1,
                 [&](std::uint32_t, std::uint32_t, const KEP_EDGE_TEMPLATE&, std::uint32_t target) {
                   ++m_num_fanins[target];
                 });
+    KEP_TSAN::end_body();
   });
+  KEP_TSAN::after_loop();
   m_num_edges = 0;
   for (std::uint32_t node = 0; node != m_num_fanins.size(); ++node) {
     m_num_edges += m_num_fanins[node];
@@ -133,7 +138,12 @@ std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_E
   if (m_overfull_node != NONE) return of_nodes;
   m_has_hipi = m_places.has_hipi();
   const std::vector<PART> parts = cut();
-  tbb::parallel_for(std::size_t{0}, parts.size(),
-                    [&](std::size_t part) { gather(parts[part], table, of_nodes); });
+  KEP_TSAN::before_loop();
+  tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
+    KEP_TSAN::begin_body();
+    gather(parts[part], table, of_nodes);
+    KEP_TSAN::end_body();
+  });
+  KEP_TSAN::after_loop();
   return of_nodes;
 }
