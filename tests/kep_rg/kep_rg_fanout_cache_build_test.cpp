@@ -292,37 +292,4 @@ TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
   EXPECT_EQ(counters(c), std::pair(60000 - 2 * ranges, 2 * ranges));
 }
 
-// Like places stand on several levels, and ranges end anywhere among them.
-TEST_F(FanoutCacheBuildTest, KeepsWhateverComesAgainInItsRange) {
-  std::string text = R"(
-    module ROW
-      ports =x
-      inst m MUX header
-      inst a TILE
-      inst b TILE
-      net n a.p m.a
-      net q b.p m.o x
-    module BLOCK
-  )";
-  for (int i = 0; i != 900; ++i)
-    text += "inst r" + std::to_string(i) + (i % 7 == 0 ? " TILE\n" : " ROW\n");
-  std::string top;
-  for (int i = 0; i != 12; ++i)
-    top += "inst b" + std::to_string(i) + (i % 3 == 0 ? " ROW\n" : " BLOCK\n");
-  const std::string tile = "inst m1 MUX header\ninst m2 MUX header\nnet n m1.o m2.a\nnet q m2.o p\n";
-  std::string model = device(tile, top);
-  model.insert(model.find("module TOP"), text);
-  BUILD_CASE c(model);
-  describe(c);
-  c.build(KEP_RG_BUILD_PARAMS());
-  const auto [hits, misses] = counters(c);
-  EXPECT_GT(hits, 20000U);
-  EXPECT_GT(misses, 20U) << "more than one range";
-  c.drop_builder();
-  ACCESS::keep_all_answers(c.builder());
-  c.build();
-  EXPECT_EQ(counters(c), std::pair(hits, misses));
-  build_again_without(c);
-}
-
 } // namespace
