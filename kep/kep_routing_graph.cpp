@@ -3,6 +3,7 @@
 #include "kep/kep_db.h"
 #include "kep/kep_node_word.h"
 #include "kep/kep_routing_graph_storage.h"
+#include "kep/kep_tsan.h"
 
 namespace KEP_ROUTING {
 
@@ -92,6 +93,7 @@ NODE_ITER::NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_inde
 
 NODE_ITER_RANGE::NODE_ITER_RANGE(NODE_ITER_RANGE& other, tbb::split)
     : boost::iterator_range<NODE_ITER>(other), m_grain(other.m_grain) {
+  KEP_TSAN::begin_body(); // a worker splits before it runs a body
   const std::uint32_t first = other.begin().m_index;
   const NODE_ITER middle(other.begin().m_graph, first + (other.end().m_index - first) / 2);
   static_cast<boost::iterator_range<NODE_ITER>&>(*this) =

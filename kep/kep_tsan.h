@@ -10,8 +10,9 @@ extern "C" {
 void __tsan_acquire(void* address);
 void __tsan_release(void* address);
 }
-inline char loop_begin;
-inline char loop_end;
+// One for all libraries.
+__attribute__((visibility("default"))) inline char loop_begin;
+__attribute__((visibility("default"))) inline char loop_end;
 inline void before_loop() {
   __tsan_release(&loop_begin);
 }
