@@ -17,7 +17,6 @@
 #include <cstdint>
 
 using KEP_ROUTING::FWD_EDGE;
-using KEP_ROUTING::GRAPH;
 using KEP_ROUTING::NODE;
 using KEP_ROUTING::NODE_ITER_RANGE;
 

@@ -44,11 +44,12 @@ public:
       const char* const at = text.data() + begin;
       unsigned char in_block = 0;
       for (std::size_t i = 0; i != BLOCK; ++i)
-        in_block = static_cast<unsigned char>(in_block + (is_delimiter(at[i - 1]) & !is_delimiter(at[i])));
+        in_block = static_cast<unsigned char>(
+            in_block + (static_cast<int>(is_delimiter(at[i - 1])) & static_cast<int>(!is_delimiter(at[i]))));
       count += in_block;
     }
     for (; begin != end; ++begin)
-      count += is_delimiter(text[begin - 1]) & !is_delimiter(text[begin]);
+      count += is_delimiter(text[begin - 1]) && !is_delimiter(text[begin]);
     return count;
   }
 

@@ -44,6 +44,7 @@ std::vector<std::string> find_closest_names(const KEP_ROUTING::GRAPH& graph, con
     if (closest.size() == MAX_CLOSEST) limit = closest.back().first; // only a nearer one is of use
   }
   std::vector<std::string> names;
+  names.reserve(closest.size());
   for (auto& entry : closest)
     names.push_back(std::move(entry.second));
   return names;
