@@ -71,8 +71,9 @@ void KEP_RG_BUILD::add_edges() {
   const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(m_instance_is_primitive, m_observer);
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
-  m_like_places = KEP_RG_LIKE_PLACES(
-      *m_db, m_primitives, m_db->get_db_type() != KEP_DB_TYPE::NO_REDUNDANCY && !m_disable_fanout_cache);
+  m_like_places = m_db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY || m_fanout_cache == FANOUT_CACHE::NOTHING
+                      ? KEP_RG_LIKE_PLACES()
+                      : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
   const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex);
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",

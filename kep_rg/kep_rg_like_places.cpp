@@ -1,6 +1,7 @@
 #include "kep_rg/kep_rg_like_places.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -28,29 +29,51 @@ bool asks_attributes(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT& inst_po
 
 } // namespace
 
-KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives, bool is_used) {
-  if (!is_used) return;
-  find_repeated_modules(db);
+KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives)
+    : m_unfolding(&db.get_unfolding()) {
+  link_occurrences();
   if (db.get_legacy_api()->has_instance_attributes()) find_flyover_nets(db, primitives);
 }
 
-void KEP_RG_LIKE_PLACES::find_repeated_modules(const KEP_DB& db) {
-  const KEP_UNFOLDING& unfolding = db.get_unfolding();
-  std::vector<unsigned char> counts(unfolding.get_modules().size()); // up to 2
-  const auto add = [&counts](const KEP_MODULE* module, unsigned count) {
-    unsigned char& sum = counts[module->get_number()];
-    sum = static_cast<unsigned char>(std::min(2U, sum + count));
-  };
-  for (std::uint32_t occurrence = 0; occurrence != unfolding.size(); ++occurrence)
-    if (const KEP_MODULE* module = unfolding.get(occurrence).m_module) add(module, 1);
-  // The others stand wherever their parents do.
-  for (const KEP_MODULE* parent : unfolding.get_modules())
-    for (unsigned slot = 0; slot != parent->get_num_slots(); ++slot)
-      if (const KEP_MODULE* module = parent->get_slots()[slot].m_module; !module->is_inner())
-        add(module, counts[parent->get_number()]);
-  m_is_repeated.resize(counts.size());
-  for (std::size_t i = 0; i != counts.size(); ++i)
-    m_is_repeated[i] = counts[i] > 1;
+/// Goes through the depth-first order from its end: of the children the last comes first, and each comes
+/// before what is above it.
+void KEP_RG_LIKE_PLACES::link_occurrences() {
+  const std::uint32_t size = m_unfolding->size();
+  m_next.resize(size);
+  std::vector<std::uint32_t> next(m_unfolding->get_modules().size()); // by module number
+  std::vector<std::uint32_t> num_open(size);                          // children that are still to come
+  for (std::uint32_t i = 1; i < size; ++i)
+    ++num_open[m_unfolding->get(i).m_parent];
+  for (std::uint32_t at = KEP_UNFOLDING::ABOVE_TOP; size != 0;) {
+    const KEP_OCCURRENCE& occurrence = m_unfolding->get(at);
+    if (num_open[at] != 0) {
+      at = occurrence.m_first_child + --num_open[at];
+    } else if (at != KEP_UNFOLDING::ABOVE_TOP) {
+      m_next[at] = std::exchange(next[occurrence.m_module->get_number()], at);
+      at = occurrence.m_parent;
+    } else {
+      return;
+    }
+  }
+}
+
+bool KEP_RG_LIKE_PLACES::may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
+                                        std::uint64_t last_number) const {
+  // The occurrence of `top`; for the master of the driver's instance that around it, since a like place
+  // holds the same instance.
+  const auto own = static_cast<std::uint32_t>(driver.m_position);
+  std::uint32_t above = own;
+  if (top && KEP_SLOT_POSITION::occurrence(top.m_position) != own)
+    for (;;) {
+      const KEP_OCCURRENCE& occurrence = m_unfolding->get(above);
+      if (KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot) == top.m_position) break;
+      if (occurrence.m_parent == KEP_UNFOLDING::ABOVE_TOP) return false;
+      above = occurrence.m_parent;
+    }
+  const std::uint32_t next = m_next[above];
+  if (!next) return false;
+  const std::uint64_t difference = m_unfolding->get(own).m_number - m_unfolding->get(above).m_number;
+  return m_unfolding->get(next).m_number + difference <= last_number;
 }
 
 void KEP_RG_LIKE_PLACES::find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives) {

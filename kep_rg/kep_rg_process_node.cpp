@@ -5,6 +5,7 @@
 #include "kep_rg/kep_rg_tsan.h"
 
 #include <algorithm>
+#include <iterator>
 
 using KEP_RG_REPORT::debug;
 using KEP_RG_REPORT::NAME_STYLE;
@@ -20,6 +21,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   WORK work;
   work.m_cache = &cache;
   work.m_stats = &range_stats;
+  work.m_last_number = get_last_number(range);
   std::size_t count = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
     work.m_fanouts.clear();
@@ -37,6 +39,20 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
     own_stats.n_nodes_done += count;
   }
   KEP_RG_TSAN::end_body();
+}
+
+/// Only nodes that were sorted stand in the order of their occurrences.
+std::uint64_t KEP_PROCESS_NODE_FOR_ADD_EDGES::get_last_number(
+    const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const {
+  if (m_ftd->m_fanout_cache == KEP_RG_BUILD::FANOUT_CACHE::EVERYTHING || !m_ftd->m_edge_builder ||
+      range.empty())
+    return KEP_RG_LIKE_PLACES::NO_END;
+  const auto count = static_cast<std::uint32_t>(std::distance(range.begin(), range.end()));
+  const KEP_ROUTING_BUILDER_NODE* node =
+      m_ftd->m_builder_graph->get_node((*range.begin())->get_index() + count - 1);
+  if (node->is_boundary()) return KEP_RG_LIKE_PLACES::NO_END;
+  const KEP_UNFOLDED_INST_PORT uip = node->get_unfolded_inst_port();
+  return m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(uip.m_position)).m_number;
 }
 
 /// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of
@@ -318,10 +334,11 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
   if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
   const KEP_LEAF_RESULTS& results = work.m_results;
-  const KEP_MODULE* top =
-      results.m_top_module ? results.m_top_module.m_object : start.m_uip.m_object->get_inst()->get_module();
-  // What has no like place serves nobody; that goes for the top of the device, too.
-  if (!m_ftd->m_like_places.is_repeated(top) || depends_on_place(work)) return;
+  // What left for the top of the device has no like place, and others have none in the range.
+  const bool is_top = results.m_top_module && results.m_top_module.m_object->is_top_module_or_equiv();
+  if (is_top || !m_ftd->m_like_places.may_come_again(start.m_uip, results.m_top_module, work.m_last_number) ||
+      depends_on_place(work))
+    return;
   if (std::none_of(results.m_uips.begin(), results.m_uips.end(),
                    [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
     return;

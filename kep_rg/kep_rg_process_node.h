@@ -24,7 +24,8 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    bool m_asked_for_nodes = false; // the search at hand ended where nodes stand
+    bool m_asked_for_nodes = false;                           // the search at hand ended where nodes stand
+    std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // where the range ends
   };
 
   KEP_PROCESS_NODE_FOR_ADD_EDGES(KEP_RG_BUILD* ftd,
@@ -78,6 +79,7 @@ private:
   bool depends_on_place(const WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
+  std::uint64_t get_last_number(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const;
   KEP_RG_EDGE_CREATION_STATS& get_own_stats() const;
   void print_progress(std::size_t count) const;
 

@@ -148,6 +148,8 @@ private:
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
   using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
+  /// Which answers a range keeps. What does not come again in it would never be found.
+  enum class FANOUT_CACHE : unsigned char { NOTHING, WHAT_COMES_AGAIN, EVERYTHING };
   template <class T>
   using PER_THREAD = tbb::enumerable_thread_specific<T, tbb::cache_aligned_allocator<T>>;
 
@@ -237,7 +239,7 @@ private:
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
   KEP_RG_LIKE_PLACES m_like_places;
-  bool m_disable_fanout_cache = false; // nothing sets it but a test
+  FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;

@@ -3,25 +3,31 @@
 #include "kep/kep_db.h"
 #include "kep_rg/kep_rg_primitives.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
-/// What tells whether the answer of a leaf search may serve other places: which modules stand at more than
-/// one place, and on which nets a search asks where it stands. Filled before the edge phase; then any number
-/// of threads may read.
+/// What tells whether the answer of a leaf search may serve other places: where the next place of a module
+/// is, and on which nets a search asks where it stands. Filled before the edge phase; then any number of
+/// threads may read.
 class KEP_RG_EXPORT KEP_RG_LIKE_PLACES {
 public:
-  /// Knows no places: no module is repeated.
+  static constexpr std::uint64_t NO_END = std::numeric_limits<std::uint64_t>::max();
+
+  /// For a device whose answers are never kept.
   KEP_RG_LIKE_PLACES() = default;
-  /// `is_used` false: as above, for a device whose answers are never kept.
-  KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives, bool is_used);
+  KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   /// Answers are kept at all.
-  bool is_used() const { return !m_is_repeated.empty(); }
-  /// The module has two occurrences or more.
-  bool is_repeated(const KEP_MODULE* module) const {
-    return !m_is_repeated.empty() && m_is_repeated[module->get_number()];
-  }
-  /// Some net of the device lets a search depend on its place.
+  bool is_used() const { return m_unfolding != nullptr; }
+  /// False: no place like that of the driver below `top` comes before the end of the range, which is told by
+  /// the number of its last node's occurrence: nodes stand in depth-first order. An empty `top` is the master
+  /// of the driver's instance.
+  bool may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
+                      std::uint64_t last_number) const;
+
+  /// On some net of the device a search depends on its place.
   bool has_flyover_nets() const { return !m_flyover_nets.empty(); }
   /// A search that walks the net asks for the attributes of an instance, to take a flyover or not.
   bool is_flyover_net(const KEP_NET* net) const {
@@ -33,9 +39,10 @@ private:
   static std::size_t get_index(const KEP_NET* net) {
     return static_cast<std::size_t>(net - *net->get_parent()->iter_nets().begin());
   }
-  void find_repeated_modules(const KEP_DB& db);
+  void link_occurrences();
   void find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
-  std::vector<unsigned char> m_is_repeated;      // by module number
+  const KEP_UNFOLDING* m_unfolding = nullptr;
+  std::vector<std::uint32_t> m_next;             // by inner occurrence: the next one of the same module, or 0
   std::vector<std::vector<bool>> m_flyover_nets; // by module number, then by net; empty where there are none
 };

@@ -206,40 +206,61 @@ TEST_F(FanoutCacheBuildTest, KeepsTheOutputsOfAnInsertedMuxInput) {
   EXPECT_THAT(c.edges(), IsSupersetOf({"t/m2:a -> t/m2:o via t/m2:a", "u/m2:a -> u/m2:o via u/m2:a"}));
 }
 
-TEST_F(FanoutCacheBuildTest, ServesTheSearchThroughATunnel) {
-  BUILD_CASE c(R"(
+// s drives the tunnel x; behind its way through a jump leads to d.
+const char* const TUNNEL = R"(
     module MUX
       ports >a <o
+    module JUMP
+      ports >i <j
     module SOURCE
       ports >i <o
     module THROUGH
       ports >i <o
       net way i o
     module TARGET
-      ports >a <o
+      ports >i <o
     module TILE
       inst s SOURCE header
       inst x THROUGH header
+      inst j JUMP header
       inst d TARGET header
       inst m MUX header
       net n s.o x.i m.a
-      net q x.o d.a
+      net q x.o j.i
+      net p j.j d.i
       net r d.o
       net t m.o
     module TOP top
       inst t TILE
       inst u TILE
-  )");
+)";
+
+void describe_tunnel(BUILD_CASE& c) {
   int type = 0;
   c.arcs("MUX", {"a"}, "o");
-  c.arcs("TARGET", {"a"}, "o");
   for (const char* key : {"SOURCE", "THROUGH", "TARGET"}) {
-    if (type != 2) c.arcs(key, {type == 0 || type == 1 ? "i" : "a"}, "o");
+    c.arcs(key, {"i"}, "o");
     c.parse().add_tunnel_type(c.model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(++type));
   }
+}
+
+TEST_F(FanoutCacheBuildTest, ServesTheSearchThroughATunnel) {
+  BUILD_CASE c(TUNNEL);
+  describe_tunnel(c);
+  c.arcs("JUMP", {"i"}, "j", true);
   build(c, 4, 4);
   EXPECT_THAT(c.edges(), IsSupersetOf({"u/s:o -> u/x:o via u/x:i", "u/s:o -> u/m:o via u/m:a",
-                                       "u/s:o -> u/d:o via u/d:a"}));
+                                       "u/s:o -> u/d:o via u/d:i"}));
+}
+
+TEST_F(FanoutCacheBuildTest, KeepsNothingThatRefusedAFlyoverBehindATunnel) {
+  BUILD_CASE c(TUNNEL);
+  describe_tunnel(c);
+  c.parse().add_routing_flyover(c.model().port("JUMP:i"), c.model().port("JUMP:j"));
+  c.db()->get_legacy_api()->set_spare_row(c.model().unfolded_instance("u/j"), true);
+  build(c, 2, 2 + 4); // s and x meet the jump
+  EXPECT_THAT(c.edges(), Contains("u/s:o -> u/d:o via u/d:i"));
+  EXPECT_THAT(c.edges(), Not(Contains("t/s:o -> t/d:o via t/d:i")));
 }
 
 TEST_F(FanoutCacheBuildTest, KeepsNothingThatEndedWhereNodesStand) {
@@ -290,6 +311,39 @@ TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
       }));
   ASSERT_GE(ranges, 2U);
   EXPECT_EQ(counters(c), std::pair(60000 - 2 * ranges, 2 * ranges));
+}
+
+// Like places stand on several levels, and ranges end anywhere among them.
+TEST_F(FanoutCacheBuildTest, KeepsWhateverComesAgainInItsRange) {
+  std::string text = R"(
+    module ROW
+      ports =x
+      inst m MUX header
+      inst a TILE
+      inst b TILE
+      net n a.p m.a
+      net q b.p m.o x
+    module BLOCK
+  )";
+  for (int i = 0; i != 900; ++i)
+    text += "inst r" + std::to_string(i) + (i % 7 == 0 ? " TILE\n" : " ROW\n");
+  std::string top;
+  for (int i = 0; i != 12; ++i)
+    top += "inst b" + std::to_string(i) + (i % 3 == 0 ? " ROW\n" : " BLOCK\n");
+  const std::string tile = "inst m1 MUX header\ninst m2 MUX header\nnet n m1.o m2.a\nnet q m2.o p\n";
+  std::string model = device(tile, top);
+  model.insert(model.find("module TOP"), text);
+  BUILD_CASE c(model);
+  describe(c);
+  c.build(KEP_RG_BUILD_PARAMS());
+  const auto [hits, misses] = counters(c);
+  EXPECT_GT(hits, 20000U);
+  EXPECT_GT(misses, 20U) << "more than one range";
+  c.drop_builder();
+  ACCESS::keep_all_answers(c.builder());
+  c.build();
+  EXPECT_EQ(counters(c), std::pair(hits, misses));
+  build_again_without(c);
 }
 
 } // namespace

@@ -26,6 +26,12 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   const KEP_RG_EDGE_CREATION_STATS one = c.builder().get_edge_stats();
   const std::string graph = test_model::whole_graph(*c.db());
   c.drop_builder();
+  ACCESS::keep_all_answers(c.builder());
+  c.build();
+  ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "with every answer kept";
+  ASSERT_EQ(c.builder().get_edge_stats().n_cdrn_cache_hits, one.n_cdrn_cache_hits)
+      << "an answer was not kept that came again";
+  c.drop_builder();
   c.build(KEP_RG_BUILD_PARAMS().set_num_threads(threads));
   ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << threads << " threads";
   c.drop_builder();

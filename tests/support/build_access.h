@@ -67,7 +67,12 @@ public:
   static void disable_node_allocation(KEP_RG_BUILD& build) { build.m_disable_node_allocation = true; }
   static void disable_edge_allocation(KEP_RG_BUILD& build) { build.m_disable_edge_allocation = true; }
   /// Every node is searched.
-  static void disable_fanout_cache(KEP_RG_BUILD& build) { build.m_disable_fanout_cache = true; }
+  static void disable_fanout_cache(KEP_RG_BUILD& build) {
+    build.m_fanout_cache = KEP_RG_BUILD::FANOUT_CACHE::NOTHING;
+  }
+  static void keep_all_answers(KEP_RG_BUILD& build) {
+    build.m_fanout_cache = KEP_RG_BUILD::FANOUT_CACHE::EVERYTHING;
+  }
   static void debug_instance(KEP_RG_BUILD& build, const KEP_UNFOLDED_INSTANCE& instance) {
     build.m_dbg_u_instance = instance;
   }
