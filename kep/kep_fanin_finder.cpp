@@ -33,7 +33,7 @@ void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last
       const KEP_EDGE_TEMPLATE& fanouts = m_templates[m_fanouts_of_nodes[node]];
       const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
       for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
-        const std::uint64_t word = entry->get_word(own);
+        const std::uint64_t word = entry->m_node.get_word(own);
         const std::uint32_t place = KEP_NODE_WORD::place(word);
         if (place - first_place > range) continue;
         visit(own, node, fanouts, m_places.find_node(place, KEP_NODE_WORD::rank(word)));
@@ -110,8 +110,8 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
             return;
           const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
                                    fanouts.m_num_edges >= MANY_FANOUTS;
-          sources[next[target - part.m_begin]++] = {own, (rank + 1) |
-                                                             (is_absolute ? KEP_FANIN_ENTRY::ABSOLUTE : 0)};
+          sources[next[target - part.m_begin]++] = {KEP_NODE_WORD::make(own, rank) |
+                                                    (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
         });
   };
   if (m_has_hipi) fill(true);
@@ -125,7 +125,7 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
       ++own;
     const std::uint64_t end = next[i];
     for (std::uint64_t at = begin; at != end; ++at)
-      if (!(sources[at].m_node & KEP_FANIN_ENTRY::ABSOLUTE)) sources[at].m_place -= own;
+      if (!sources[at].is_absolute()) sources[at] = KEP_SEEN_WORD::see(sources[at].m_bits, own);
     const auto count = static_cast<std::uint16_t>(end - begin);
     if (count != 0) of_nodes[node] = table.add({sources.data() + begin, count, count});
     begin = end;

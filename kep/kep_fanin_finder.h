@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kep/kep_edge_templates.h"
 #include "kep/kep_node_places.h"
+#include "kep/kep_template_entries.h"
 #include "kep/kep_template_table.h"
 
 #include <cstdint>

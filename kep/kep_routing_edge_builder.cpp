@@ -45,24 +45,21 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
   const KEP_OCCURRENCE_ORDER& order = places.get_order();
   const std::uint32_t own = order.get_place(node->get_occurrence());
   // What stands in the top is seen from everywhere, and by a difference from nowhere else.
-  const auto see = [&](std::uint32_t occurrence, std::uint32_t& low) {
-    const std::uint32_t place = order.get_place(occurrence);
-    if (occurrence > state.m_num_top_occurrences) return place - own;
-    low |= KEP_FANIN_ENTRY::ABSOLUTE;
-    return place;
+  const auto see = [&](std::uint32_t occurrence, std::uint32_t low) -> KEP_SEEN_WORD {
+    const std::uint64_t word = std::uint64_t{order.get_place(occurrence)} << 32 | low;
+    if (occurrence > state.m_num_top_occurrences) return KEP_SEEN_WORD::see(word, own);
+    return {word | KEP_SEEN_WORD::ABSOLUTE};
   };
   thread_local std::vector<KEP_FANOUT_ENTRY> entries;
   entries.clear();
   const auto add = [&](const FANOUT& fanout) {
     const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
     const std::uint32_t rank = places.get_rank(order.get_place(target.get_occurrence()), target.get_index());
-    KEP_FANOUT_ENTRY entry{0, rank + 1, 0, 0};
-    entry.m_place = see(target.get_occurrence(), entry.m_node);
-    if (fanout.m_mux_input) {
-      entry.m_mux = fanout.m_mux_input.m_object->get_number() + 1;
-      entry.m_mux_place = see(static_cast<std::uint32_t>(fanout.m_mux_input.m_position), entry.m_mux);
-    }
-    entries.push_back(entry);
+    const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input;
+    entries.push_back({see(target.get_occurrence(), rank + 1),
+                       mux_input ? see(static_cast<std::uint32_t>(mux_input.m_position),
+                                       mux_input.m_object->get_number() + 1)
+                                 : KEP_SEEN_WORD{}});
   };
   for (const FANOUT& fanout : fanouts)
     add(fanout);

@@ -19,7 +19,7 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, const KEP_EDGE
   const std::uint32_t rank = places.find_rank(place, key);
   if (rank == KEP_NODE_PLACES::NONE) return 0;
   const std::uint64_t word = KEP_NODE_WORD::make(place, rank);
-  return tables.m_fanouts_of_nodes[tables.get_slot(word)] == KEP_EDGE_TABLES::NO_NODE ? 0 : word;
+  return tables.get_shape_number(word) == KEP_EDGE_TABLES::NO_NODE ? 0 : word;
 }
 
 } // namespace
@@ -62,9 +62,7 @@ NODE NODE::get_hipi_node() const {
   if (!places.has_hipi() || rank + 1 == places.get_num_ranks(place)) return NODE();
   const std::uint32_t key = places.get_key(place, rank);
   if (KEP_NODE_WORD::is_hipi(key) || places.get_key(place, rank + 1) != key + 1) return NODE();
-  const KEP_EDGE_TABLES& tables = m_graph->m_tables;
-  const bool stands_there =
-      tables.m_fanouts_of_nodes[tables.get_slot(m_word + 1)] != KEP_EDGE_TABLES::NO_NODE;
+  const bool stands_there = m_graph->m_tables.get_shape_number(m_word + 1) != KEP_EDGE_TABLES::NO_NODE;
   return stands_there ? NODE(m_word + 1, m_graph) : NODE();
 }
 
@@ -74,9 +72,9 @@ std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
 }
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
-  if (m_mux == 0) return {};
   const GRAPH& graph = *m_fanout.m_graph;
-  const std::uint64_t word = KEP_FANIN_ENTRY::resolve(m_own, m_mux_place, m_mux);
+  const std::uint64_t word = graph.m_tables.m_mux_inputs[m_position].get_word(m_own);
+  if (word == 0) return {};
   const std::uint32_t occurrence =
       graph.m_storage->get_places().get_order().get_occurrence(static_cast<std::uint32_t>(word >> 32));
   const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
@@ -127,10 +125,9 @@ void GRAPH::append_real_fanouts(std::uint32_t index, std::uint32_t& near,
   const KEP_NODE_PLACES& places = m_storage->get_places();
   if (index - m_tables.m_first_nodes[near] >= places.get_num_nodes(near)) near = places.find_place(index);
   const std::uint64_t word = KEP_NODE_WORD::make(near, places.get_rank(near, index));
-  const KEP_EDGE_TEMPLATE& list = m_tables.get_fanouts(word);
-  const KEP_FANOUT_ENTRY* entry = m_tables.m_fanouts + list.m_first_entry;
-  for (const KEP_FANOUT_ENTRY* end = entry + list.m_num_real; entry != end; ++entry) {
-    const std::uint64_t fanout = entry->get_word(near);
+  const KEP_NODE_SHAPE& shape = m_tables.get_shape(word);
+  for (std::uint32_t i = 0; i != shape.m_num_real; ++i) {
+    const std::uint64_t fanout = m_tables.m_fanouts[shape.m_first_fanout + i].get_word(near);
     fanouts.push_back(places.find_node(KEP_NODE_WORD::place(fanout), KEP_NODE_WORD::rank(fanout)));
   }
 }

@@ -9,82 +9,127 @@
 #include <limits>
 #include <string>
 #include <unordered_map>
+#include <utility>
+
+/// The lists of all nodes before they are folded.
+template <class ENTRY>
+struct KEP_ROUTING_GRAPH_STORAGE::LISTS {
+  std::vector<std::uint32_t> m_of_nodes;      // template by node
+  std::vector<KEP_EDGE_TEMPLATE> m_templates; // by number; number 0 has no edges
+  std::vector<ENTRY> m_entries;
+};
 
 KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph)
     : m_places(graph.m_state->m_places) {
-  NUMBERS fanouts_of_nodes;
-  take_fanouts(graph, fanouts_of_nodes);
-  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
-  KEP_FANIN_FINDER finder(*m_places, fanouts_of_nodes, m_fanout_templates, m_fanouts,
-                          graph.m_state->m_num_top_occurrences);
-  NUMBERS fanins_of_nodes = finder.find(table);
-  if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
-    throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
-                       " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +
-                       std::to_string(std::numeric_limits<unsigned short>::max()) + " that a node can have");
-  KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins_of_nodes, m_fanin_templates, m_fanins);
-  fold_pages(fanouts_of_nodes, fanins_of_nodes);
-}
-
-void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, NUMBERS& of_nodes) {
-  of_nodes = graph.m_state->m_fanouts_of_nodes;
-  of_nodes.resize(graph.get_node_count(), KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
-  KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(graph.m_state->m_fanouts, of_nodes, m_fanout_templates,
-                                                   m_fanouts);
-  for (const std::uint32_t number : of_nodes) {
-    m_total_edges += m_fanout_templates[number].m_num_edges;
-    m_total_real += m_fanout_templates[number].m_num_real;
+  LISTS<KEP_FANOUT_ENTRY> fanouts;
+  take_fanouts(graph, fanouts);
+  LISTS<KEP_FANIN_ENTRY> fanins;
+  {
+    KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
+    KEP_FANIN_FINDER finder(*m_places, fanouts.m_of_nodes, fanouts.m_templates, fanouts.m_entries,
+                            graph.m_state->m_num_top_occurrences);
+    fanins.m_of_nodes = finder.find(table);
+    if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
+      throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
+                         " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +
+                         std::to_string(std::numeric_limits<unsigned short>::max()) +
+                         " that a node can have");
+    KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins.m_of_nodes, fanins.m_templates,
+                                                    fanins.m_entries);
   }
+  fold_pages(fanouts, fanins);
+  fold_words(std::move(fanouts), std::move(fanins));
 }
 
-/// Places in order; one whose numbers are those of an earlier one takes its page.
-void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const NUMBERS& fanouts_of_nodes, const NUMBERS& fanins_of_nodes) {
+void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph,
+                                             LISTS<KEP_FANOUT_ENTRY>& fanouts) {
+  fanouts.m_of_nodes = graph.m_state->m_fanouts_of_nodes;
+  fanouts.m_of_nodes.resize(graph.get_node_count(),
+                            KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
+  KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(graph.m_state->m_fanouts, fanouts.m_of_nodes,
+                                                   fanouts.m_templates, fanouts.m_entries);
+  for (const std::uint32_t number : fanouts.m_of_nodes) {
+    m_total_edges += fanouts.m_templates[number].m_num_edges;
+    m_total_real += fanouts.m_templates[number].m_num_real;
+  }
+  m_num_templates = fanouts.m_templates.size() - 1;
+}
+
+/// Places in order; one whose shapes are those of an earlier one takes its page.
+void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts,
+                                           const LISTS<KEP_FANIN_ENTRY>& fanins) {
+  constexpr std::uint64_t NO_NODE = ~std::uint64_t{0};
   struct PAGE {
     std::uint32_t m_first;
     std::uint32_t m_size;
   };
   const std::uint32_t num_places = m_places->get_num_places();
   m_pages.assign(num_places, 0);
-  std::unordered_multimap<std::uint64_t, PAGE> pages; // by hash
-  std::vector<std::uint32_t> fanouts;
-  std::vector<std::uint32_t> fanins;
+  std::unordered_multimap<std::uint64_t, PAGE> known_pages; // by hash
+  std::vector<std::uint64_t> pairs;                         // of templates, page after page, by rank
+  std::vector<std::uint64_t> page;
   for (std::uint32_t place = 0; place != num_places; ++place) {
     if (m_places->get_num_nodes(place) == 0) continue;
-    const std::uint32_t size = m_places->get_num_ranks(place);
-    fanouts.assign(size, KEP_EDGE_TABLES::NO_NODE);
-    fanins.assign(size, KEP_EDGE_TABLES::NO_NODE);
+    page.assign(m_places->get_num_ranks(place), NO_NODE);
     const std::uint32_t first = m_places->get_first_nodes()[place];
-    std::uint64_t hash = size;
+    std::uint64_t hash = page.size();
     for (std::uint32_t node = first; node != first + m_places->get_num_nodes(place); ++node) {
       const std::uint32_t rank = m_places->get_rank(place, node);
-      fanouts[rank] = fanouts_of_nodes[node];
-      fanins[rank] = fanins_of_nodes[node];
-      hash = (hash ^ (std::uint64_t{fanouts[rank]} << 32 | fanins[rank])) * 0x9e3779b97f4a7c15U + rank;
+      page[rank] = std::uint64_t{fanouts.m_of_nodes[node]} << 32 | fanins.m_of_nodes[node];
+      hash = (hash ^ page[rank]) * 0x9e3779b97f4a7c15U + rank;
       hash ^= hash >> 29;
     }
-    const auto [begin, end] = pages.equal_range(hash);
-    const auto known = std::find_if(begin, end, [&](const auto& page) {
-      return page.second.m_size == size &&
-             std::equal(fanouts.begin(), fanouts.end(), m_fanouts_of_nodes.begin() + page.second.m_first) &&
-             std::equal(fanins.begin(), fanins.end(), m_fanins_of_nodes.begin() + page.second.m_first);
+    const auto [begin, end] = known_pages.equal_range(hash);
+    const auto known = std::find_if(begin, end, [&](const auto& each) {
+      return each.second.m_size == page.size() &&
+             std::equal(page.begin(), page.end(), pairs.begin() + each.second.m_first);
     });
     if (known != end) {
       m_pages[place] = known->second.m_first;
       continue;
     }
-    const auto page = static_cast<std::uint32_t>(m_fanouts_of_nodes.size());
-    pages.emplace(hash, PAGE{page, size});
-    m_pages[place] = page;
-    m_fanouts_of_nodes.insert(m_fanouts_of_nodes.end(), fanouts.begin(), fanouts.end());
-    m_fanins_of_nodes.insert(m_fanins_of_nodes.end(), fanins.begin(), fanins.end());
+    m_pages[place] = static_cast<std::uint32_t>(pairs.size());
+    known_pages.emplace(hash, PAGE{m_pages[place], static_cast<std::uint32_t>(page.size())});
+    pairs.insert(pairs.end(), page.begin(), page.end());
   }
-  m_fanouts_of_nodes.shrink_to_fit();
-  m_fanins_of_nodes.shrink_to_fit();
+
+  std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_NODE, KEP_EDGE_TABLES::NO_NODE}};
+  m_shapes.push_back({});
+  std::vector<std::uint32_t> shapes;
+  shapes.reserve(pairs.size());
+  for (const std::uint64_t pair : pairs) {
+    const auto [known, is_new] = numbers.emplace(pair, static_cast<std::uint32_t>(m_shapes.size()));
+    if (is_new) {
+      const KEP_EDGE_TEMPLATE& out = fanouts.m_templates[pair >> 32];
+      const KEP_EDGE_TEMPLATE& in = fanins.m_templates[static_cast<std::uint32_t>(pair)];
+      const auto first = fanouts.m_entries.begin() + out.m_first_entry;
+      const bool has_absolute =
+          std::any_of(first, first + out.m_num_edges,
+                      [](const KEP_FANOUT_ENTRY& entry) { return entry.m_node.is_absolute(); });
+      m_shapes.push_back({out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges,
+                          in.m_num_edges, has_absolute});
+    }
+    shapes.push_back(known->second);
+  }
+  m_shapes.shrink_to_fit();
+  m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(m_shapes.size()));
+}
+
+void KEP_ROUTING_GRAPH_STORAGE::fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins) {
+  m_fanins = KEP_FOLDED_WORD_LIST(std::exchange(fanins.m_entries, {}));
+  m_fanouts.reserve(fanouts.m_entries.size());
+  std::vector<KEP_SEEN_WORD> mux_inputs;
+  mux_inputs.reserve(fanouts.m_entries.size());
+  for (const KEP_FANOUT_ENTRY& entry : fanouts.m_entries) {
+    m_fanouts.push_back(entry.m_node);
+    mux_inputs.push_back(entry.m_mux);
+  }
+  m_mux_inputs = KEP_FOLDED_WORD_LIST(mux_inputs);
 }
 
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {
-  const auto bytes_of = [](const auto& vector) { return vector.capacity() * sizeof(vector[0]); };
-  return sizeof(*this) + m_places->get_memory_bytes() + bytes_of(m_fanout_templates) +
-         bytes_of(m_fanin_templates) + bytes_of(m_fanouts) + bytes_of(m_fanins) + bytes_of(m_pages) +
-         bytes_of(m_fanouts_of_nodes) + bytes_of(m_fanins_of_nodes);
+  return sizeof(*this) + m_places->get_memory_bytes() + m_pages.capacity() * sizeof(std::uint32_t) +
+         m_shapes_of_nodes.get_memory_bytes() + m_shapes.capacity() * sizeof(KEP_NODE_SHAPE) +
+         m_fanouts.capacity() * sizeof(KEP_SEEN_WORD) + m_mux_inputs.get_memory_bytes() +
+         m_fanins.get_memory_bytes();
 }

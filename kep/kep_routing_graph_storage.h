@@ -2,6 +2,8 @@
 
 #include "kep/kep_edge_templates.h"
 #include "kep/kep_node_places.h"
+#include "kep/kep_template_entries.h"
+#include "kep/kep_word_folder.h"
 
 #include <cstdint>
 #include <memory>
@@ -9,9 +11,10 @@
 
 class KEP_ROUTING_BUILDER_GRAPH;
 
-/// A finished graph, folded twice: nodes at like places share the templates of their fanouts and fanins, and
-/// places whose nodes share all of them, in order, share one page of template numbers. This class alone
-/// knows how a graph is laid out; nodes, edges and iterators read through the tables that it lends.
+/// A finished graph, folded three times: nodes at like places share their shape, the lists of their fanouts
+/// and fanins; places whose nodes have the same shapes, in order, share one page of them; and a mux
+/// input or a fanin that stands in many lists is kept once. This class alone knows how a graph is laid out;
+/// nodes, edges and iterators read through the tables that it lends.
 class KEP_ROUTING_GRAPH_STORAGE {
 public:
   /// Takes over the nodes and fanouts of a graph under construction and works out its fanins. KEP_DB_ERROR
@@ -22,36 +25,37 @@ public:
   KEP_EDGE_TABLES get_tables() const {
     return {m_places->get_first_nodes().data(),
             m_pages.data(),
-            m_fanouts_of_nodes.data(),
-            m_fanins_of_nodes.data(),
-            m_fanout_templates.data(),
-            m_fanin_templates.data(),
+            m_shapes_of_nodes.get_view(),
+            m_shapes.data(),
             m_fanouts.data(),
-            m_fanins.data(),
+            m_mux_inputs.get_view(),
+            m_fanins.get_view(),
             m_places->get_num_nodes()};
   }
 
   std::uint64_t get_total_edges() const { return m_total_edges; }
   std::uint64_t get_total_real_edges() const { return m_total_real; }
   /// Lists of fanouts that are not empty.
-  std::uint64_t get_num_templates() const { return m_fanout_templates.size() - 1; }
+  std::uint64_t get_num_templates() const { return m_num_templates; }
   std::uint64_t get_memory_bytes() const;
 
 private:
   friend class KEP_RG_TEST_ACCESS;
-  using NUMBERS = std::vector<std::uint32_t>; // of templates, by node
+  template <class ENTRY>
+  struct LISTS;
 
-  void take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, NUMBERS& of_nodes);
-  void fold_pages(const NUMBERS& fanouts_of_nodes, const NUMBERS& fanins_of_nodes);
+  void take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
+  void fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts, const LISTS<KEP_FANIN_ENTRY>& fanins);
+  void fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;
-  std::vector<KEP_EDGE_TEMPLATE> m_fanout_templates; // by number; number 0 has no edges
-  std::vector<KEP_EDGE_TEMPLATE> m_fanin_templates;
-  std::vector<KEP_FANOUT_ENTRY> m_fanouts;
-  std::vector<KEP_FANIN_ENTRY> m_fanins;
-  std::vector<std::uint32_t> m_pages;            // by place
-  std::vector<std::uint32_t> m_fanouts_of_nodes; // page after page, by rank
-  std::vector<std::uint32_t> m_fanins_of_nodes;
+  std::vector<std::uint32_t> m_pages;       // by place
+  KEP_PACKED_NUMBER_LIST m_shapes_of_nodes; // page after page, by rank
+  std::vector<KEP_NODE_SHAPE> m_shapes;     // by number; number 0 stands where no node does
+  std::vector<KEP_SEEN_WORD> m_fanouts;
+  KEP_FOLDED_WORD_LIST m_mux_inputs;
+  KEP_FOLDED_WORD_LIST m_fanins;
+  std::uint64_t m_num_templates = 0;
   std::uint64_t m_total_edges = 0;
   std::uint64_t m_total_real = 0;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/kep_edge_templates.h"
+#include "kep/kep_template_entries.h"
 
 #include <tbb/spin_mutex.h>
 

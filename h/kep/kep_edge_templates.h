@@ -1,65 +1,87 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
-/// How a finished graph keeps its edges: as templates, lists of edges told by where the other end stands as
-/// seen from this one. Nodes at like places share a template, and a template is kept once. An edge is worked
-/// out from the word of its node and an entry of the template, with no further load.
+/// How a finished graph keeps its edges. Each end of an edge is a word, seen from the place of the node at
+/// the other end; nodes at like places see the same words. A *shape* is what a node has: a list of fanouts
+/// and one of fanins. Lists of equal words are kept once, and so are shapes of equal lists. Fanouts, which
+/// are read most, are kept as they are; for fanins and mux inputs each word is kept once, and a list holds
+/// numbers of words, of as few bytes as will do.
 ///
 /// A graph lends these tables to its nodes, edges and iterators; nothing else needs them.
 
-/// The other end of an edge. Its place is told as the difference from the node's own, modulo 2^32; or itself,
-/// where ABSOLUTE is set: for the few ends that are seen from everywhere.
-struct KEP_FANIN_ENTRY {
-  static constexpr std::uint32_t ABSOLUTE = std::uint32_t{1} << 31;
+/// A word as it is seen from a place: its own place as the difference from that one, modulo 2^32; or itself,
+/// where ABSOLUTE is set: for the few that are seen from everywhere.
+struct KEP_SEEN_WORD {
+  static constexpr std::uint64_t ABSOLUTE = std::uint64_t{1} << 31; // no word has this bit
 
-  std::uint32_t m_place;
-  std::uint32_t m_node; ///< the lower half of the node's word
+  std::uint64_t m_bits = ABSOLUTE; ///< the word 0
 
-  static constexpr std::uint64_t resolve(std::uint32_t own, std::uint32_t place, std::uint32_t low) {
-    const std::uint32_t base = (low & ABSOLUTE) != 0 ? 0 : own;
-    return static_cast<std::uint64_t>(base + place) << 32 | (low & ~ABSOLUTE);
+  static KEP_SEEN_WORD see(std::uint64_t word, std::uint32_t own_place) {
+    return {word - (std::uint64_t{own_place} << 32)};
   }
-  std::uint64_t get_word(std::uint32_t own) const { return resolve(own, m_place, m_node); }
+  bool is_absolute() const { return (m_bits & ABSOLUTE) != 0; }
+  std::uint64_t get_word(std::uint32_t own_place) const {
+    if (is_absolute()) [[unlikely]] {
+      __asm__(""); // keeps it a branch, which costs nothing while it is foreseen
+      return m_bits - ABSOLUTE;
+    }
+    return get_relative_word(own_place);
+  }
+  /// For one that is not absolute.
+  std::uint64_t get_relative_word(std::uint32_t own_place) const {
+    return m_bits + (std::uint64_t{own_place} << 32);
+  }
 };
 
-struct KEP_FANOUT_ENTRY {
-  std::uint32_t m_place;
-  std::uint32_t m_node;
-  std::uint32_t m_mux_place;
-  std::uint32_t m_mux; ///< of the mux input: its inst port's number plus one; 0 without one
+/// Numbers of one to four bytes each, lent. Three bytes behind the last one must be readable.
+struct KEP_PACKED_NUMBERS {
+  const unsigned char* m_bytes;
+  std::uint32_t m_width;
+  std::uint32_t m_mask;
 
-  std::uint64_t get_word(std::uint32_t own) const { return KEP_FANIN_ENTRY::resolve(own, m_place, m_node); }
+  std::uint32_t get(std::size_t index) const {
+    std::uint32_t number;
+    std::memcpy(&number, m_bytes + index * m_width, sizeof(number));
+    return number & m_mask;
+  }
 };
 
-/// A template: real edges first.
-struct KEP_EDGE_TEMPLATE {
-  std::uint32_t m_first_entry;
+/// A list of which each distinct word is kept once, lent.
+struct KEP_FOLDED_WORDS {
+  KEP_PACKED_NUMBERS m_numbers;
+  const KEP_SEEN_WORD* m_words;
+
+  const KEP_SEEN_WORD& operator[](std::uint32_t position) const { return m_words[m_numbers.get(position)]; }
+};
+
+/// The edges of a node: real fanouts first.
+struct KEP_NODE_SHAPE {
+  std::uint32_t m_first_fanout; ///< positions among the fanouts and mux inputs, and among the fanins
+  std::uint32_t m_first_fanin;
   std::uint16_t m_num_real;
-  std::uint16_t m_num_edges;
+  std::uint16_t m_num_fanouts;
+  std::uint16_t m_num_fanins;
+  std::uint16_t m_has_absolute; ///< 0: all fanouts are told as differences
 };
 
 /// The tables of one graph, lent.
 struct KEP_EDGE_TABLES {
-  static constexpr std::uint32_t NO_NODE = ~std::uint32_t{0};
+  static constexpr std::uint32_t NO_NODE = 0; ///< the shape of a rank at which no node stands
 
-  const std::uint32_t* m_first_nodes;      ///< by place: the number of its first node; and one more
-  const std::uint32_t* m_pages;            ///< by place: where in the next two its ranks begin
-  const std::uint32_t* m_fanouts_of_nodes; ///< templates, or NO_NODE where no node stands
-  const std::uint32_t* m_fanins_of_nodes;
-  const KEP_EDGE_TEMPLATE* m_fanout_templates;
-  const KEP_EDGE_TEMPLATE* m_fanin_templates;
-  const KEP_FANOUT_ENTRY* m_fanouts;
-  const KEP_FANIN_ENTRY* m_fanins;
+  const std::uint32_t* m_first_nodes; ///< by place: the number of its first node; and one more
+  const std::uint32_t* m_pages;       ///< by place: where in the next one its ranks begin
+  KEP_PACKED_NUMBERS m_shapes_of_nodes;
+  const KEP_NODE_SHAPE* m_shapes;
+  const KEP_SEEN_WORD* m_fanouts;
+  KEP_FOLDED_WORDS m_mux_inputs; ///< of the fanouts: place, and the inst port's number plus one; 0 for none
+  KEP_FOLDED_WORDS m_fanins;
   std::uint32_t m_num_nodes;
 
-  std::uint32_t get_slot(std::uint64_t word) const {
-    return m_pages[word >> 32] + static_cast<std::uint32_t>(word) - 1;
+  std::uint32_t get_shape_number(std::uint64_t word) const {
+    return m_shapes_of_nodes.get(m_pages[word >> 32] + static_cast<std::uint32_t>(word) - std::size_t{1});
   }
-  const KEP_EDGE_TEMPLATE& get_fanouts(std::uint64_t word) const {
-    return m_fanout_templates[m_fanouts_of_nodes[get_slot(word)]];
-  }
-  const KEP_EDGE_TEMPLATE& get_fanins(std::uint64_t word) const {
-    return m_fanin_templates[m_fanins_of_nodes[get_slot(word)]];
-  }
+  const KEP_NODE_SHAPE& get_shape(std::uint64_t word) const { return m_shapes[get_shape_number(word)]; }
 };

@@ -5,6 +5,7 @@
 #include "kep_rg/kep_rg_relative_port.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -116,35 +117,71 @@ public:
     return *graph.m_storage;
   }
   static std::uint64_t word(const KEP_ROUTING::NODE& node) { return node.m_word; }
-  /// Gives a node templates of its own, in a page of its own.
+  /// Gives a node lists of its own, in a page of its own.
   static void set_fanins(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
-                         const std::vector<KEP_FANIN_ENTRY>& entries) {
-    const auto count = static_cast<std::uint16_t>(entries.size());
-    storage.m_fanin_templates.push_back({static_cast<std::uint32_t>(storage.m_fanins.size()), count, count});
-    storage.m_fanins.insert(storage.m_fanins.end(), entries.begin(), entries.end());
-    storage.m_fanins_of_nodes[own_slot(storage, word)] =
-        static_cast<std::uint32_t>(storage.m_fanin_templates.size() - 1);
+                         const std::vector<std::uint64_t>& fanins) {
+    KEP_NODE_SHAPE shape = storage.get_tables().get_shape(word);
+    shape.m_first_fanin = append(storage, storage.m_fanins, fanins);
+    shape.m_num_fanins = static_cast<std::uint16_t>(fanins.size());
+    set_shape(storage, word, shape);
   }
+  /// As many as it has, by the same mux inputs.
   static void set_fanouts(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
-                          const std::vector<KEP_FANOUT_ENTRY>& entries, std::uint16_t num_real) {
-    storage.m_fanout_templates.push_back({static_cast<std::uint32_t>(storage.m_fanouts.size()), num_real,
-                                          static_cast<std::uint16_t>(entries.size())});
-    storage.m_fanouts.insert(storage.m_fanouts.end(), entries.begin(), entries.end());
-    storage.m_fanouts_of_nodes[own_slot(storage, word)] =
-        static_cast<std::uint32_t>(storage.m_fanout_templates.size() - 1);
+                          const std::vector<std::uint64_t>& fanouts) {
+    const KEP_EDGE_TABLES tables = storage.get_tables();
+    KEP_NODE_SHAPE shape = tables.get_shape(word);
+    std::vector<std::uint64_t> mux_inputs;
+    for (std::uint32_t i = 0; i != shape.m_num_fanouts; ++i)
+      mux_inputs.push_back(
+          tables.m_mux_inputs[shape.m_first_fanout + i].get_word(static_cast<std::uint32_t>(word >> 32)));
+    shape.m_first_fanout = append(storage, storage.m_mux_inputs, mux_inputs);
+    for (const std::uint64_t fanout : fanouts)
+      storage.m_fanouts.push_back({fanout | KEP_SEEN_WORD::ABSOLUTE});
+    shape.m_has_absolute = true;
+    set_shape(storage, word, shape);
   }
 
 private:
-  static std::size_t own_slot(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word) {
+  static std::size_t get_num_slots(const KEP_ROUTING_GRAPH_STORAGE& storage) {
+    std::size_t num_slots = 0;
+    for (std::uint32_t place = 0; place != storage.m_places->get_num_places(); ++place)
+      if (storage.m_places->get_num_nodes(place) != 0)
+        num_slots =
+            std::max<std::size_t>(num_slots, storage.m_pages[place] + storage.m_places->get_num_ranks(place));
+    return num_slots;
+  }
+  static void set_shape(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word, const KEP_NODE_SHAPE& shape) {
     const auto place = static_cast<std::uint32_t>(word >> 32);
-    const std::uint32_t size = storage.m_places->get_num_ranks(place);
-    const std::uint32_t old_page = storage.m_pages[place];
-    storage.m_pages[place] = static_cast<std::uint32_t>(storage.m_fanouts_of_nodes.size());
-    for (std::uint32_t rank = 0; rank != size; ++rank) {
-      storage.m_fanouts_of_nodes.push_back(std::uint32_t{storage.m_fanouts_of_nodes[old_page + rank]});
-      storage.m_fanins_of_nodes.push_back(std::uint32_t{storage.m_fanins_of_nodes[old_page + rank]});
-    }
-    return storage.m_pages[place] + static_cast<std::uint32_t>(word) - std::size_t{1};
+    std::vector<std::uint32_t> shapes;
+    const KEP_PACKED_NUMBERS known = storage.m_shapes_of_nodes.get_view();
+    for (std::size_t slot = 0; slot != get_num_slots(storage); ++slot)
+      shapes.push_back(known.get(slot));
+    const std::size_t old_page =
+        std::exchange(storage.m_pages[place], static_cast<std::uint32_t>(shapes.size()));
+    for (std::uint32_t rank = 0; rank != storage.m_places->get_num_ranks(place); ++rank)
+      shapes.push_back(std::uint32_t{shapes[old_page + rank]});
+    shapes[storage.m_pages[place] + static_cast<std::uint32_t>(word) - std::size_t{1}] =
+        static_cast<std::uint32_t>(storage.m_shapes.size());
+    storage.m_shapes.push_back(shape);
+    storage.m_shapes_of_nodes =
+        KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(storage.m_shapes.size()));
+  }
+  /// Folds the list anew with these words, which stand in it as they are, behind it. Gives the position of
+  /// the first.
+  static std::uint32_t append(const KEP_ROUTING_GRAPH_STORAGE& storage, KEP_FOLDED_WORD_LIST& list,
+                              const std::vector<std::uint64_t>& words) {
+    std::uint32_t size = 0;
+    for (const KEP_NODE_SHAPE& shape : storage.m_shapes)
+      size = std::max(size, &list == &storage.m_fanins ? shape.m_first_fanin + shape.m_num_fanins
+                                                       : shape.m_first_fanout + shape.m_num_fanouts);
+    const KEP_FOLDED_WORDS folded = list.get_view();
+    std::vector<KEP_SEEN_WORD> unfolded;
+    for (std::uint32_t i = 0; i != size; ++i)
+      unfolded.push_back(folded[i]);
+    for (const std::uint64_t word : words)
+      unfolded.push_back({word | KEP_SEEN_WORD::ABSOLUTE});
+    list = KEP_FOLDED_WORD_LIST(unfolded);
+    return size;
   }
 
 public:

@@ -175,10 +175,12 @@ public:
     KEP_ROUTING_GRAPH_STORAGE storage = copy();
     const std::uint64_t word = ACCESS::word(node);
     const KEP_EDGE_TABLES tables = storage.get_tables();
-    const KEP_EDGE_TEMPLATE& list = tables.get_fanins(word);
-    const KEP_FANIN_ENTRY* first = tables.m_fanins + list.m_first_entry;
-    ACCESS::set_fanins(storage, word,
-                       {std::reverse_iterator(first + list.m_num_edges), std::reverse_iterator(first)});
+    const KEP_NODE_SHAPE& shape = tables.get_shape(word);
+    std::vector<std::uint64_t> fanins;
+    for (std::uint32_t i = shape.m_num_fanins; i-- != 0;)
+      fanins.push_back(
+          tables.m_fanins[shape.m_first_fanin + i].get_word(static_cast<std::uint32_t>(word >> 32)));
+    ACCESS::set_fanins(storage, word, fanins);
     m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
   /// Edges to the last node of the graph have no fanout any more.
@@ -188,17 +190,14 @@ public:
     for (const KEP_ROUTING::NODE& node : m_graph.iter_nodes()) {
       const std::uint64_t word = ACCESS::word(node);
       const KEP_EDGE_TABLES tables = storage.get_tables();
-      const KEP_EDGE_TEMPLATE list = tables.get_fanouts(word);
-      const KEP_FANOUT_ENTRY* first = tables.m_fanouts + list.m_first_entry;
-      std::vector<KEP_FANOUT_ENTRY> entries(first, first + list.m_num_edges);
-      bool is_changed = false;
-      for (KEP_FANOUT_ENTRY& entry : entries) {
-        if (entry.get_word(static_cast<std::uint32_t>(word >> 32)) != ACCESS::word(last)) continue;
-        entry.m_place = 0;
-        entry.m_node = KEP_FANIN_ENTRY::ABSOLUTE; // no node has the word 0
-        is_changed = true;
-      }
-      if (is_changed) ACCESS::set_fanouts(storage, word, entries, list.m_num_real);
+      const KEP_NODE_SHAPE& shape = tables.get_shape(word);
+      std::vector<std::uint64_t> fanouts;
+      for (std::uint32_t i = 0; i != shape.m_num_fanouts; ++i)
+        fanouts.push_back(
+            tables.m_fanouts[shape.m_first_fanout + i].get_word(static_cast<std::uint32_t>(word >> 32)));
+      const bool is_changed = std::find(fanouts.begin(), fanouts.end(), ACCESS::word(last)) != fanouts.end();
+      std::replace(fanouts.begin(), fanouts.end(), ACCESS::word(last), std::uint64_t{0}); // that of no node
+      if (is_changed) ACCESS::set_fanouts(storage, word, fanouts);
     }
     m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
