@@ -110,8 +110,8 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
             return;
           const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
                                    fanouts.m_num_edges >= MANY_FANOUTS;
-          sources[next[target - part.m_begin]++] = {KEP_NODE_WORD::make(own, rank) |
-                                                    (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
+          sources[next[target - part.m_begin]++].m_node = {KEP_NODE_WORD::make(own, rank) |
+                                                           (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
         });
   };
   if (m_has_hipi) fill(true);
@@ -125,7 +125,8 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
       ++own;
     const std::uint64_t end = next[i];
     for (std::uint64_t at = begin; at != end; ++at)
-      if (!sources[at].is_absolute()) sources[at] = KEP_SEEN_WORD::see(sources[at].m_bits, own);
+      if (KEP_SEEN_WORD& source = sources[at].m_node; !source.is_absolute())
+        source = KEP_SEEN_WORD::see(source.m_bits, own);
     const auto count = static_cast<std::uint16_t>(end - begin);
     if (count != 0) of_nodes[node] = table.add({sources.data() + begin, count, count});
     begin = end;

@@ -35,6 +35,14 @@ public:
 
   std::uint64_t get_memory_bytes() const;
 
+  /// The plain nodes at an occurrence: `m_nodes` by rank, ranks by inst port number. Both null without nodes.
+  struct PAGE_OF_RANKS {
+    const std::uint32_t* m_ranks;
+    const std::uint32_t* m_nodes;
+    std::uint32_t m_num_nodes;
+  };
+  PAGE_OF_RANKS find_page(std::uint32_t occurrence) const { return m_plain.find_page(occurrence); }
+
 private:
   class TABLE {
   public:
@@ -47,6 +55,12 @@ private:
       const std::uint32_t rank =
           m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
       return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
+    }
+    PAGE_OF_RANKS find_page(std::uint32_t occurrence) const {
+      if (m_pages.empty() || m_pages[occurrence].m_size == 0) return {};
+      const PAGE& page = m_pages[occurrence];
+      const RANKS& ranks = m_ranks[m_unfolding.get(occurrence).m_module->get_number()];
+      return {ranks.m_rank_by_inst_port.data(), page.m_nodes, page.m_size};
     }
     std::uint64_t get_memory_bytes() const;
 

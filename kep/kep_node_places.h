@@ -51,6 +51,10 @@ public:
     const std::uint32_t listed = m_listed[place];
     return listed == NONE ? at : m_ranks[listed + at];
   }
+  /// The ranks of the nodes of the place, in order; null where the place has a node of each rank.
+  const std::uint32_t* find_ranks(std::uint32_t place) const {
+    return m_listed[place] == NONE ? nullptr : m_ranks.data() + m_listed[place];
+  }
   /// The place of a node, by search.
   std::uint32_t find_place(std::uint32_t node) const;
 

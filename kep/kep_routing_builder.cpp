@@ -169,6 +169,17 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_routing_node(cons
   return node == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(node);
 }
 
+KEP_ROUTING_BUILDER_NODES_AT KEP_ROUTING_BUILDER_NODE_CACHE::find_nodes_at(std::uint64_t position) const {
+  KEP_ROUTING_BUILDER_NODES_AT nodes;
+  if (!m_graph) return nodes;
+  const auto page = m_graph->m_state->m_index->find_page(static_cast<std::uint32_t>(position));
+  nodes.m_graph = m_graph;
+  nodes.m_ranks = page.m_ranks;
+  nodes.m_nodes = page.m_nodes;
+  nodes.m_num_nodes = page.m_num_nodes;
+  return nodes;
+}
+
 std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
 KEP_ROUTING_BUILDER_NODE_CACHE::find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const {
   if (!uip || !m_graph) return {nullptr, nullptr};

@@ -12,6 +12,50 @@ namespace {
 
 constexpr std::size_t MAX_EDGES = std::numeric_limits<unsigned short>::max();
 
+/// How the ends of edges look from the place of one node.
+class SIGHT {
+public:
+  /// An occurrence at which ends of edges stand.
+  struct PLACE {
+    std::uint32_t m_occurrence;
+    std::uint32_t m_first_node;
+    const std::uint32_t* m_ranks;           // of its nodes; null where they have all ranks
+    const KEP_INST_PORT* m_first_inst_port; // null above the tops
+    std::uint64_t m_begin;                  // its words as they are seen begin behind this
+
+    KEP_SEEN_WORD see_node(std::uint32_t node) const {
+      const std::uint32_t at = node - m_first_node;
+      return {m_begin + (m_ranks ? m_ranks[at] : at) + 1};
+    }
+    KEP_SEEN_WORD see_inst_port(const KEP_INST_PORT* inst_port) const {
+      return {m_begin + static_cast<std::uint64_t>(inst_port - m_first_inst_port) + 1};
+    }
+  };
+
+  SIGHT(const KEP_NODE_PLACES& places, const KEP_UNFOLDING& unfolding, std::uint32_t num_top_occurrences,
+        std::uint32_t occurrence)
+      : m_places(places), m_unfolding(unfolding), m_num_top_occurrences(num_top_occurrences),
+        m_own(places.get_order().get_place(occurrence)) {}
+
+  PLACE get_place(std::uint32_t occurrence) const {
+    const std::uint32_t place = m_places.get_order().get_place(occurrence);
+    const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
+    PLACE seen{occurrence, m_places.get_first_nodes()[place], m_places.find_ranks(place),
+               module ? module->get_inst_port_by_number(0) : nullptr, 0};
+    // What stands in the top is seen from everywhere, and by a difference from nowhere else.
+    const std::uint64_t word = std::uint64_t{place} << 32;
+    seen.m_begin = occurrence > m_num_top_occurrences ? KEP_SEEN_WORD::see(word, m_own).m_bits
+                                                      : word | KEP_SEEN_WORD::ABSOLUTE;
+    return seen;
+  }
+
+private:
+  const KEP_NODE_PLACES& m_places;
+  const KEP_UNFOLDING& m_unfolding;
+  std::uint32_t m_num_top_occurrences;
+  std::uint32_t m_own;
+};
+
 [[noreturn]] void refuse(const KEP_ROUTING_BUILDER_NODE& node, std::size_t count, const char* kind) {
   throw KEP_DB_ERROR("node " + node.get_name(KEP_NAME_STYLE()) + " has " + std::to_string(count) + " " +
                      kind + ", more than the " + std::to_string(MAX_EDGES) + " that a node can have");
@@ -41,30 +85,23 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
 
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
-  const KEP_NODE_PLACES& places = *state.m_places;
-  const KEP_OCCURRENCE_ORDER& order = places.get_order();
-  const std::uint32_t own = order.get_place(node->get_occurrence());
-  // What stands in the top is seen from everywhere, and by a difference from nowhere else.
-  const auto see = [&](std::uint32_t occurrence, std::uint32_t low) -> KEP_SEEN_WORD {
-    const std::uint64_t word = std::uint64_t{order.get_place(occurrence)} << 32 | low;
-    if (occurrence > state.m_num_top_occurrences) return KEP_SEEN_WORD::see(word, own);
-    return {word | KEP_SEEN_WORD::ABSOLUTE};
-  };
+  const SIGHT sight(*state.m_places, m_graph->get_db()->get_unfolding(), state.m_num_top_occurrences,
+                    node->get_occurrence());
+  SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
   thread_local std::vector<KEP_FANOUT_ENTRY> entries;
   entries.clear();
-  const auto add = [&](const FANOUT& fanout) {
-    const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
-    const std::uint32_t rank = places.get_rank(order.get_place(target.get_occurrence()), target.get_index());
-    const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input;
-    entries.push_back({see(target.get_occurrence(), rank + 1),
-                       mux_input ? see(static_cast<std::uint32_t>(mux_input.m_position),
-                                       mux_input.m_object->get_number() + 1)
-                                 : KEP_SEEN_WORD{}});
-  };
-  for (const FANOUT& fanout : fanouts)
-    add(fanout);
-  for (const FANOUT& fanout : redundant_fanouts)
-    add(fanout);
+  for (const std::vector<FANOUT>* list : {&fanouts, &redundant_fanouts})
+    for (const FANOUT& fanout : *list) {
+      const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
+      if (target.get_occurrence() != near.m_occurrence) near = sight.get_place(target.get_occurrence());
+      KEP_FANOUT_ENTRY entry{near.see_node(target.get_index()), {}};
+      if (const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input) {
+        const auto occurrence = static_cast<std::uint32_t>(mux_input.m_position);
+        if (occurrence != near.m_occurrence) near = sight.get_place(occurrence);
+        entry.m_mux = near.see_inst_port(mux_input.m_object);
+      }
+      entries.push_back(entry);
+    }
   state.m_fanouts_of_nodes[node->get_index()] =
       state.m_fanouts.add({entries.data(), static_cast<std::uint16_t>(fanouts.size()),
                            static_cast<std::uint16_t>(entries.size())});

@@ -98,7 +98,7 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
   std::vector<std::uint32_t> shapes;
   shapes.reserve(pairs.size());
   for (const std::uint64_t pair : pairs) {
-    const auto [known, is_new] = numbers.emplace(pair, static_cast<std::uint32_t>(m_shapes.size()));
+    const auto [known, is_new] = numbers.try_emplace(pair, static_cast<std::uint32_t>(m_shapes.size()));
     if (is_new) {
       const KEP_EDGE_TEMPLATE& out = fanouts.m_templates[pair >> 32];
       const KEP_EDGE_TEMPLATE& in = fanins.m_templates[static_cast<std::uint32_t>(pair)];
@@ -116,15 +116,18 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
 }
 
 void KEP_ROUTING_GRAPH_STORAGE::fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins) {
-  m_fanins = KEP_FOLDED_WORD_LIST(std::exchange(fanins.m_entries, {}));
+  std::vector<KEP_SEEN_WORD> words;
+  for (const KEP_FANIN_ENTRY& entry : fanins.m_entries)
+    words.push_back(entry.m_node);
+  fanins = {};
+  m_fanins = KEP_FOLDED_WORD_LIST(words);
+  words.clear();
   m_fanouts.reserve(fanouts.m_entries.size());
-  std::vector<KEP_SEEN_WORD> mux_inputs;
-  mux_inputs.reserve(fanouts.m_entries.size());
   for (const KEP_FANOUT_ENTRY& entry : fanouts.m_entries) {
     m_fanouts.push_back(entry.m_node);
-    mux_inputs.push_back(entry.m_mux);
+    words.push_back(entry.m_mux);
   }
-  m_mux_inputs = KEP_FOLDED_WORD_LIST(mux_inputs);
+  m_mux_inputs = KEP_FOLDED_WORD_LIST(words);
 }
 
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -69,9 +70,7 @@ private:
     static bool is_equal(const KNOWN& known, const LIST& list, std::uint32_t hash) {
       return known.m_hash == hash && known.m_list.m_num_edges == list.m_num_edges &&
              known.m_list.m_num_real == list.m_num_real &&
-             std::equal(reinterpret_cast<const std::uint32_t*>(list.m_entries),
-                        reinterpret_cast<const std::uint32_t*>(list.m_entries + list.m_num_edges),
-                        reinterpret_cast<const std::uint32_t*>(known.m_list.m_entries));
+             std::memcmp(list.m_entries, known.m_list.m_entries, list.m_num_edges * sizeof(ENTRY)) == 0;
     }
     void grow() {
       std::vector<std::uint32_t> slots(std::max<std::size_t>(64, m_slots.size() * 2));
@@ -109,10 +108,8 @@ private:
   static std::uint64_t make_hash(const LIST& list) {
     constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15U;
     std::uint64_t hash = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
-    const auto* words = reinterpret_cast<const std::uint32_t*>(list.m_entries);
-    const std::size_t num_words = list.m_num_edges * (sizeof(ENTRY) / sizeof(std::uint32_t));
-    for (std::size_t i = 0; i != num_words; i += 2) {
-      hash = (hash ^ (std::uint64_t{words[i]} << 32 | words[i + 1])) * FACTOR;
+    for (std::size_t i = 0; i != list.m_num_edges; ++i) {
+      hash = (hash ^ list.m_entries[i].get_hash()) * FACTOR;
       hash ^= hash >> 29;
     }
     hash *= FACTOR;

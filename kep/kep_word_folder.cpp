@@ -22,7 +22,8 @@ KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& wor
   std::vector<std::uint32_t> list;
   list.reserve(words.size());
   for (const KEP_SEEN_WORD& word : words)
-    list.push_back(numbers.emplace(word.m_bits, static_cast<std::uint32_t>(numbers.size())).first->second);
+    list.push_back(
+        numbers.try_emplace(word.m_bits, static_cast<std::uint32_t>(numbers.size())).first->second);
   m_words.reserve(numbers.size());
   for (const auto& [bits, number] : numbers)
     m_words.push_back({bits});

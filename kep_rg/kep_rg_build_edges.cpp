@@ -68,17 +68,22 @@ void KEP_RG_BUILD::add_edges() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::add_edges", true);
   const unsigned node_count = m_builder_graph->get_node_count();
   KEP_PROCESS_NODE_FOR_ADD_EDGES::STATS stats(node_count, std::cref(m_nodes_per_display));
-  const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(m_instance_is_primitive, m_observer);
+  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
+  const KEP_RG_LEAF_TABLE leaf_table = arena.execute([this] {
+    return KEP_RG_LEAF_TABLE(*m_db, m_instance_is_primitive, m_primitives, *m_routing_primitive_cache);
+  });
+  KEP_RG_INSTANCE_IS_PRIMITIVE predicate = m_instance_is_primitive;
+  predicate.use_table(&leaf_table);
+  const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(predicate, m_observer);
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
   m_like_places = m_db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY || m_fanout_cache == FANOUT_CACHE::NOTHING
                       ? KEP_RG_LIKE_PLACES()
                       : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
-  const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex);
+  const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex, &leaf_table);
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
                    static_cast<int>(m_num_threads));
-  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
   const unsigned grain = std::max(node_count / 1000, 10000U);
   KEP_RG_TSAN::before_loop();
   // The body stays where it is: what TBB copies from task to task is a reference.

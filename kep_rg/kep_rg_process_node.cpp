@@ -22,6 +22,8 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   work.m_cache = &cache;
   work.m_stats = &range_stats;
   work.m_last_number = get_last_number(range);
+  if (m_leaf_table && !m_build_search->is_observed() && m_ftd->m_like_places.is_used())
+    work.m_known_walks = &m_ftd->m_known_walks.local();
   std::size_t count = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
     work.m_fanouts.clear();
@@ -177,16 +179,36 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::search(const START& start, WORK& work) cons
   ++work.m_stats->n_cdrn_cache_misses;
   ++work.m_stats->n_get_leaf_calls;
   work.m_asked_for_nodes = false;
+  if (recall_walk(start, work)) return;
   get_leaf_fanout(start, work, results, false);
-  if (!start.m_uip ||
-      get_tunnel_type(start.m_uip.m_object->get_port()) != KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE)
-    return;
-  // From a tunnel's source a second search goes through the tunnel to its targets.
-  second.m_uips.push_back(start.m_uip);
-  second.note_module(results.m_top_module);
-  get_leaf_fanout(start, work, second, true);
-  results.m_uips.insert(results.m_uips.end(), second.m_uips.begin(), second.m_uips.end());
-  results.note_module(second.m_top_module);
+  if (start.m_uip &&
+      get_tunnel_type(start.m_uip.m_object->get_port()) == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE) {
+    // From a tunnel's source a second search goes through the tunnel to its targets.
+    second.m_uips.push_back(start.m_uip);
+    second.note_module(results.m_top_module);
+    get_leaf_fanout(start, work, second, true);
+    results.m_uips.insert(results.m_uips.end(), second.m_uips.begin(), second.m_uips.end());
+    results.note_module(second.m_top_module);
+  }
+  remember_walk(start, work);
+}
+
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::recall_walk(const START& start, WORK& work) const {
+  if (!work.m_known_walks || !start.m_uip) return false;
+  KEP_LEAF_RESULTS& results = work.m_results;
+  results.m_uips.clear(); // what was kept begins with the node itself, too
+  results.m_top_module = work.m_known_walks->find(start.m_uip, results.m_uips);
+  if (results.m_top_module) return true;
+  results.m_uips.push_back(start.m_uip);
+  return false;
+}
+
+/// A walk that noted no module is left out: where it stands tells less than where it ends.
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::remember_walk(const START& start, WORK& work) const {
+  const KEP_LEAF_RESULTS& results = work.m_results;
+  if (work.m_known_walks && start.m_uip && results.m_top_module &&
+      may_be_kept(start, work, KEP_RG_LIKE_PLACES::NO_END))
+    work.m_known_walks->store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
 KEP_ROUTING_PRIMITIVE_TUNNEL KEP_PROCESS_NODE_FOR_ADD_EDGES::get_tunnel_type(const KEP_PORT* port) const {
@@ -247,13 +269,38 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanouts(const START& start, WORK& work
   if (work.m_fanouts.capacity() < results.m_uips.size()) work.m_fanouts.reserve(results.m_uips.size());
   const bool tunnel_source = start.m_uip && get_tunnel_type(start.m_uip.m_object->get_port()) ==
                                                 KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH;
+  const bool uses_table =
+      m_leaf_table && !tunnel_source && !m_ftd->m_verbose && !m_build_search->is_observed();
   for (const KEP_UNFOLDED_INST_PORT& leaf : results.m_uips)
-    if (!(leaf == start.m_uip)) fill_fanout(start, leaf, tunnel_source, work);
+    if (!(leaf == start.m_uip) && !(uses_table && fill_known_fanout(start, leaf, work)))
+      fill_fanout(start, leaf, tunnel_source, work);
   if (m_ftd->m_db->get_db_type() != KEP_DB_TYPE::TOP_PORTS_ROUTED) return;
   const KEP_PORT* boundary_port = start.m_is_boundary ? start.m_port : nullptr;
   for (const KEP_UNFOLDED_PORT& u_port : results.m_top_ports)
     if (u_port.m_object != boundary_port && u_port.m_object->get_parent()->is_top_module_or_equiv())
       add_boundary_fanout(work.m_fanouts, u_port, work);
+}
+
+/// The leaf is the input of a mux with one output, which the table names. False: it must be looked at.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf,
+                                                       WORK& work) const {
+  LEAF_PLACE& place = work.m_leaf_place;
+  if (leaf.m_position != place.m_position) {
+    const KEP_MODULE& module =
+        *m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(leaf.m_position)).m_module;
+    place = {leaf.m_position, module.get_inst_port_by_number(0), m_leaf_table->get_targets(module),
+             m_ftd->m_node_cache.find_nodes_at(leaf.m_position)};
+  }
+  const std::uint32_t target = place.m_targets[leaf.m_object - place.m_first_inst_port];
+  if (target == KEP_RG_LEAF_TABLE::ASK) return false;
+  if (place.m_first_inst_port + target == start.m_uip.m_object && leaf.m_position == start.m_uip.m_position)
+    return true;
+  if (KEP_ROUTING_BUILDER_NODE* node = place.m_nodes.find(target))
+    (m_ftd->m_redundancy_marks.contains(leaf) ? work.m_redundant_fanouts : work.m_fanouts)
+        .push_back({node, leaf});
+  else
+    ++work.m_stats->n_skip_port;
+  return true;
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf,
@@ -334,15 +381,19 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
   if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
   const KEP_LEAF_RESULTS& results = work.m_results;
-  // What left for the top of the device has no like place, and others have none in the range.
-  const bool is_top = results.m_top_module && results.m_top_module.m_object->is_top_module_or_equiv();
-  if (is_top || !m_ftd->m_like_places.may_come_again(start.m_uip, results.m_top_module, work.m_last_number) ||
-      depends_on_place(work))
-    return;
+  if (!may_be_kept(start, work, work.m_last_number)) return;
   if (std::none_of(results.m_uips.begin(), results.m_uips.end(),
                    [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
     return;
   work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
+}
+
+/// What left for the top of the device has no like place, and others have none up to the end.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_be_kept(const START& start, const WORK& work,
+                                                 std::uint64_t last_number) const {
+  const KEP_UNFOLDED_MODULE& top = work.m_results.m_top_module;
+  return !(top && top.m_object->is_top_module_or_equiv()) &&
+         m_ftd->m_like_places.may_come_again(start.m_uip, top, last_number) && !depends_on_place(work);
 }
 
 /// A search asks two questions that like places may answer differently: where nodes stand, and whether an

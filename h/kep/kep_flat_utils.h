@@ -6,6 +6,7 @@
 #include "kep_report/kep_report_assert.h"
 
 #include <cstdint>
+#include <typeinfo>
 #include <vector>
 
 /// The leaf search: from one port at one position, which ports does its connection reach, when the walk ends
@@ -17,6 +18,13 @@ enum class KEP_LEAF_DIRECTION : std::uint32_t {
   DRIVER_TO_LOADS = 0, ///< outputs of instances and inputs of modules
   LOAD_TO_DRIVERS = 1, ///< inputs of instances and outputs of modules
   BOTH = 2,            ///< none
+};
+
+/// What a search from a driver does at an inst port of a net that it walks, as far as the folded model tells.
+enum class KEP_LEAF_KIND : std::uint8_t {
+  ASK,     ///< the predicate must be asked
+  NOTHING, ///< it passes over
+  LEAF,    ///< a leaf, unless it is the point on which the caller stands or from which the net was entered
 };
 
 struct KEP_GET_LEAF_PARAMS {
@@ -68,14 +76,19 @@ private:
 
 /// PREDICATE gives: is_terminating_uip(uip, params), is_leaf(uip, params), is_ignore_uip(uip, exclude_uip,
 /// exclude_port, cur_uip, cur_port), is_ignore_port(port), get_trace_thru_outputs(uip, outputs) and
-/// should_trace_thru_fanout(uip). The search keeps no state between calls, so one object serves any number of
-/// threads if its observer does.
+/// should_trace_thru_fanout(uip). It may give find_leaf_kinds(module), too: the kinds of the module's inst
+/// ports by number, or null. They are used while nobody observes the search. The search keeps no state
+/// between calls, so one object serves any number of threads if its observer does.
 template <class PREDICATE>
 class KEP_LEAF_SEARCH : public PREDICATE {
 public:
   /// The observer must not be null and must outlive the search; a plain KEP_UNFOLD_OBSERVER does nothing.
   KEP_LEAF_SEARCH(const PREDICATE& predicate, KEP_UNFOLD_OBSERVER* observer)
-      : PREDICATE(predicate), m_observer(observer) {}
+      : PREDICATE(predicate), m_observer(observer),
+        m_is_observed(typeid(*observer) != typeid(KEP_UNFOLD_OBSERVER)) {}
+
+  /// Somebody sees what the search does.
+  bool is_observed() const { return m_is_observed; }
 
   /// Searches from a uip or from a port; the other one is empty. The excludes are the point on which the
   /// caller stands: it is never a result and never reported. Results carry the order of the walk: the inst
@@ -84,8 +97,13 @@ public:
                    const KEP_UNFOLDED_PORT& cur_unfolded_port, KEP_LEAF_RESULTS& results,
                    const KEP_GET_LEAF_PARAMS& params, KEP_UNFOLDED_INST_PORT exclude_unfolded_inst_port,
                    KEP_UNFOLDED_PORT exclude_unfolded_port) const {
-    const WALK walk{results, params, exclude_unfolded_inst_port, exclude_unfolded_port,
-                    results.m_frames.size()};
+    const WALK walk{results,
+                    params,
+                    exclude_unfolded_inst_port,
+                    exclude_unfolded_port,
+                    results.m_frames.size(),
+                    !m_is_observed && params.m_direction == KEP_LEAF_DIRECTION::DRIVER_TO_LOADS &&
+                        !params.m_honour_tunnels};
     enter(walk, cur_unfolded_inst_port, cur_unfolded_port, exclude_unfolded_inst_port);
     while (results.m_frames.size() > walk.m_bottom)
       step(walk);
@@ -101,14 +119,26 @@ private:
     const KEP_UNFOLDED_INST_PORT& m_exclude_uip;
     const KEP_UNFOLDED_PORT& m_exclude_port;
     std::size_t m_bottom; // the frame of the start point; the excludes count there alone
+    bool m_uses_kinds;
 
     bool is_bottom() const { return m_results.m_frames.size() == m_bottom + 1; }
     bool is_excluded(const KEP_UNFOLDED_INST_PORT& uip) const { return is_bottom() && uip == m_exclude_uip; }
   };
 
+  template <class POINT>
+  void visit(const POINT& point, VISIT_TYPE type) const {
+    if (m_is_observed) m_observer->visit(point, type);
+  }
   void enter(const WALK& walk, const KEP_UNFOLDED_INST_PORT& cur_unfolded_inst_port,
              const KEP_UNFOLDED_PORT& cur_unfolded_port, const KEP_UNFOLDED_INST_PORT& exclude) const;
   void step(const WALK& walk) const;
+  /// Those of the last skip path of the net.
+  static void drop_outputs(KEP_LEAF_RESULTS& results, FRAME& frame) {
+    if (results.m_outputs.size() == frame.m_first_output) return;
+    results.m_outputs.resize(frame.m_first_output);
+    frame.m_next_output = frame.m_first_output;
+  }
+  void pass_known_inst_ports(const WALK& walk, FRAME& frame) const;
   void walk_inst_port(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void descend(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void cross(const WALK& walk, const KEP_UNFOLDED_INST_PORT& output) const;
@@ -116,6 +146,7 @@ private:
   void walk_port(const WALK& walk, const KEP_UNFOLDED_PORT& port) const;
 
   KEP_UNFOLD_OBSERVER* m_observer;
+  bool m_is_observed;
 };
 
 /// Starts at a point: a terminating one is a result, any other puts its net on the stack unless it was walked
@@ -131,7 +162,7 @@ void KEP_LEAF_SEARCH<PREDICATE>::enter(const WALK& walk, const KEP_UNFOLDED_INST
     net = cur_unfolded_inst_port.get_unfolded_net();
     const bool terminating = !(cur_unfolded_inst_port == exclude) &&
                              this->is_terminating_uip(cur_unfolded_inst_port, walk.m_params);
-    m_observer->visit(cur_unfolded_inst_port, terminating ? VISIT_TYPE::TERMINATING : VISIT_TYPE::SEARCH);
+    visit(cur_unfolded_inst_port, terminating ? VISIT_TYPE::TERMINATING : VISIT_TYPE::SEARCH);
     results.note_module(cur_unfolded_inst_port.get_unfolded_instance().get_parent());
     if (terminating) {
       results.m_uips.push_back(cur_unfolded_inst_port);
@@ -139,11 +170,11 @@ void KEP_LEAF_SEARCH<PREDICATE>::enter(const WALK& walk, const KEP_UNFOLDED_INST
     }
   } else if (cur_unfolded_port) {
     net = cur_unfolded_port.get_unfolded_net();
-    m_observer->visit(cur_unfolded_port, VISIT_TYPE::SEARCH);
+    visit(cur_unfolded_port, VISIT_TYPE::SEARCH);
     results.note_module(cur_unfolded_port.get_parent());
   }
   if (!net || !results.m_visited_nets.insert(net)) return;
-  m_observer->start_net(net);
+  if (m_is_observed) m_observer->start_net(net);
   FRAME frame;
   frame.m_cur_uip = cur_unfolded_inst_port;
   frame.m_cur_port = cur_unfolded_port;
@@ -163,18 +194,41 @@ void KEP_LEAF_SEARCH<PREDICATE>::step(const WALK& walk) const {
     const KEP_UNFOLDED_INST_PORT output = results.m_outputs[frame.m_next_output++];
     cross(walk, output);
   } else if (frame.m_next_inst_port != net.get_num_inst_ports()) {
-    results.m_outputs.resize(frame.m_first_output);
-    frame.m_next_output = frame.m_first_output;
+    drop_outputs(results, frame);
+    if (walk.m_uses_kinds) pass_known_inst_ports(walk, frame);
+    if (frame.m_next_inst_port == net.get_num_inst_ports()) return;
     KEP_INST_PORT* inst_port = net.get_inst_ports()[frame.m_next_inst_port++];
     walk_inst_port(walk, KEP_UNFOLDED_INST_PORT(frame.m_net.m_position, inst_port));
   } else if (frame.m_next_port != net.get_num_ports()) {
-    results.m_outputs.resize(frame.m_first_output);
-    frame.m_next_output = frame.m_first_output;
+    drop_outputs(results, frame);
     const std::uint64_t position = (*frame.m_net.iter_ports().begin()).m_position;
     walk_port(walk, KEP_UNFOLDED_PORT(position, net.get_ports()[frame.m_next_port++]));
   } else {
-    results.m_outputs.resize(frame.m_first_output);
+    drop_outputs(results, frame);
     results.m_frames.pop_back();
+  }
+}
+
+/// Goes on to the next inst port of the net for which the predicate must be asked.
+template <class PREDICATE>
+void KEP_LEAF_SEARCH<PREDICATE>::pass_known_inst_ports(const WALK& walk, FRAME& frame) const {
+  if constexpr (requires(const KEP_MODULE& module) { this->find_leaf_kinds(module); }) {
+    const KEP_NET& net = *frame.m_net.m_object;
+    const KEP_LEAF_KIND* kinds = this->find_leaf_kinds(*net.get_parent());
+    if (!kinds || net.get_num_inst_ports() == 0) return;
+    const KEP_INST_PORT* first = net.get_parent()->get_inst_port_by_number(0);
+    const KEP_INST_PORT* current = frame.m_cur_uip.m_object; // on this net, like the point of the caller
+    const KEP_INST_PORT* excluded = nullptr;
+    if (walk.is_bottom() && walk.m_exclude_uip.m_position == frame.m_net.m_position)
+      excluded = walk.m_exclude_uip.m_object;
+    std::vector<KEP_UNFOLDED_INST_PORT>& uips = walk.m_results.m_uips;
+    for (; frame.m_next_inst_port != net.get_num_inst_ports(); ++frame.m_next_inst_port) {
+      KEP_INST_PORT* inst_port = net.get_inst_ports()[frame.m_next_inst_port];
+      const KEP_LEAF_KIND kind = kinds[inst_port - first];
+      if (kind == KEP_LEAF_KIND::ASK) return;
+      if (kind == KEP_LEAF_KIND::LEAF && inst_port != current && inst_port != excluded)
+        uips.emplace_back(frame.m_net.m_position, inst_port);
+    }
   }
 }
 
@@ -201,7 +255,7 @@ void KEP_LEAF_SEARCH<PREDICATE>::walk_inst_port(const WALK& walk, const KEP_UNFO
   if (terminating || ignored || (!crosses && !(uip == frame.m_cur_uip) && this->is_leaf(uip, walk.m_params)))
     close_point(walk, uip, terminating, ignored);
   else if (crosses)
-    m_observer->visit(uip, VISIT_TYPE::SKIP); // the outputs are the next steps
+    visit(uip, VISIT_TYPE::SKIP); // the outputs are the next steps
   else
     descend(walk, uip);
 }
@@ -212,10 +266,10 @@ void KEP_LEAF_SEARCH<PREDICATE>::descend(const WALK& walk, const KEP_UNFOLDED_IN
   const KEP_UNFOLDED_PORT inner = uip.get_unfolded_port(walk.m_params.m_view_type_rank);
   if (!inner) return;
   if (!inner.m_object->get_net()) {
-    m_observer->visit(uip, VISIT_TYPE::END);
+    visit(uip, VISIT_TYPE::END);
     return;
   }
-  m_observer->visit(uip, VISIT_TYPE::CROSS);
+  visit(uip, VISIT_TYPE::CROSS);
   enter(walk, {}, inner, {});
 }
 
@@ -225,7 +279,7 @@ void KEP_LEAF_SEARCH<PREDICATE>::cross(const WALK& walk, const KEP_UNFOLDED_INST
     enter(walk, output, {}, {});
   } else { // an input on the far side of a skip path is a result, too
     walk.m_results.m_uips.push_back(output);
-    m_observer->visit(output, VISIT_TYPE::TERMINATING);
+    visit(output, VISIT_TYPE::TERMINATING);
   }
 }
 
@@ -235,7 +289,7 @@ void KEP_LEAF_SEARCH<PREDICATE>::close_point(const WALK& walk, const KEP_UNFOLDE
   if (walk.is_excluded(uip)) return;
   if (!ignored) walk.m_results.m_uips.push_back(uip);
   if (!(uip == walk.m_results.m_frames.back().m_cur_uip))
-    m_observer->visit(uip, terminating ? VISIT_TYPE::TERMINATING : VISIT_TYPE::END);
+    visit(uip, terminating ? VISIT_TYPE::TERMINATING : VISIT_TYPE::END);
 }
 
 template <class PREDICATE>
@@ -246,15 +300,15 @@ void KEP_LEAF_SEARCH<PREDICATE>::walk_port(const WALK& walk, const KEP_UNFOLDED_
   if (this->is_ignore_port(port) ||
       (direction == KEP_LEAF_DIRECTION::DRIVER_TO_LOADS && port.m_object->is_input()) ||
       (direction == KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS && port.m_object->is_output())) {
-    if (!is_current) m_observer->visit(port, VISIT_TYPE::END);
+    if (!is_current) visit(port, VISIT_TYPE::END);
     return;
   }
-  if (!is_current) m_observer->visit(port, VISIT_TYPE::CROSS);
+  if (!is_current) visit(port, VISIT_TYPE::CROSS);
   const KEP_UNFOLDED_INST_PORT outer = port.get_unfolded_inst_port();
   if (outer) {
     if (!is_current) enter(walk, outer, {}, {});
   } else if (port.m_object->get_parent()->is_top_module_or_equiv()) {
-    if (!is_current) m_observer->visit(port, VISIT_TYPE::END);
+    if (!is_current) visit(port, VISIT_TYPE::END);
     walk.m_results.m_top_ports.push_back(port);
   }
 }

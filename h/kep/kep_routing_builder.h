@@ -144,6 +144,28 @@ private:
   std::unique_ptr<STATE> m_state;
 };
 
+/// The plain nodes at one inner occurrence, by the number of their inst port in its module: for one who asks
+/// for many. Valid until nodes are added.
+class KEP_ROUTING_BUILDER_NODES_AT {
+public:
+  /// Null where none stands.
+  KEP_ROUTING_BUILDER_NODE* find(std::uint32_t inst_port) const {
+    if (m_num_nodes == 0) return nullptr;
+    const std::uint32_t rank = m_ranks[inst_port];
+    if (rank >= m_num_nodes || m_nodes[rank] == NO_NODE) return nullptr;
+    return m_graph->get_node(m_nodes[rank]);
+  }
+
+private:
+  friend class KEP_ROUTING_BUILDER_NODE_CACHE;
+  static constexpr std::uint32_t NO_NODE = ~std::uint32_t{0};
+
+  const KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
+  const std::uint32_t* m_ranks = nullptr; // by inst port
+  const std::uint32_t* m_nodes = nullptr; // by rank
+  std::uint32_t m_num_nodes = 0;
+};
+
 /// Finds nodes by what they stand at, with no hash table for uips: two tables by number answer.
 class KEP_EXPORT KEP_ROUTING_BUILDER_NODE_CACHE {
 public:
@@ -169,6 +191,8 @@ public:
   /// The plain node or null, the hipi twin or null.
   std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
   find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const;
+  /// Those of the uips with this position.
+  KEP_ROUTING_BUILDER_NODES_AT find_nodes_at(std::uint64_t position) const;
 
 private:
   KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;

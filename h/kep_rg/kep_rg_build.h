@@ -238,6 +238,7 @@ private:
   std::map<KEP_MODULE*, HAS_NODES> m_module_has_nodes; // by IP root: whether a module gave nodes under it
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
+  PER_THREAD<KEP_RG_FANOUT_CACHE> m_known_walks; // what searches found, for all ranges of the edge phase
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
