@@ -16,34 +16,72 @@ namespace {
 constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
 // A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
 constexpr std::uint32_t MANY_FANOUTS = 256;
-// Sources gathered at a time, by all threads together, for each node of the graph.
-constexpr std::uint64_t SOURCES_PER_NODE = 3;
-constexpr std::uint64_t MIN_SOURCES = 1 << 16;
+// Sources gathered at a time, by all threads together, as a share of the nodes of the graph.
+constexpr std::uint64_t NODES_PER_SOURCE = 2;
+constexpr std::uint64_t MIN_SOURCES = 1 << 19;
 
 } // namespace
 
-/// Each edge whose target stands in that range of places: visit(place of the source, source, template of the
-/// source, target). In the order of the sources.
+void KEP_FANIN_FINDER::find_reaches() {
+  struct SIGHT { // differences of places, and places
+    std::int64_t m_nearest = std::numeric_limits<std::int64_t>::max();
+    std::int64_t m_farthest = std::numeric_limits<std::int64_t>::min();
+    REACH m_absolute;
+  };
+  std::vector<SIGHT> sights(m_templates.size());
+  for (std::size_t i = 0; i != sights.size(); ++i)
+    for (std::uint32_t edge = 0; edge != m_templates[i].m_num_edges; ++edge) {
+      const KEP_SEEN_WORD& target = m_fanouts[m_templates[i].m_first_entry + edge].m_node;
+      if (target.is_absolute()) {
+        const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
+        sights[i].m_absolute.m_first = std::min(sights[i].m_absolute.m_first, place);
+        sights[i].m_absolute.m_last = std::max(sights[i].m_absolute.m_last, place);
+      } else {
+        const auto difference = static_cast<std::int32_t>(KEP_NODE_WORD::place(target.m_bits));
+        sights[i].m_nearest = std::min<std::int64_t>(sights[i].m_nearest, difference);
+        sights[i].m_farthest = std::max<std::int64_t>(sights[i].m_farthest, difference);
+      }
+    }
+  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
+  m_reaches.resize(m_places.get_num_places());
+  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
+    REACH& reach = m_reaches[own];
+    for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
+      const SIGHT& sight = sights[m_fanouts_of_nodes[node]];
+      reach.m_first = std::min(reach.m_first, sight.m_absolute.m_first);
+      reach.m_last = std::max(reach.m_last, sight.m_absolute.m_last);
+      if (sight.m_nearest > sight.m_farthest) continue;
+      reach.m_first = std::min(reach.m_first, static_cast<std::uint32_t>(own + sight.m_nearest));
+      reach.m_last = std::max(reach.m_last, static_cast<std::uint32_t>(own + sight.m_farthest));
+    }
+  }
+}
+
+/// Each edge whose target stands in that range of places: visit(word of the source, template of the source,
+/// target). In the order of the sources.
 template <class VISIT>
 void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last_place, VISIT visit) const {
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   const std::uint32_t range = last_place - first_place;
-  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own)
+  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
+    if (m_reaches[own].m_first > last_place || m_reaches[own].m_last < first_place) continue;
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
       const KEP_EDGE_TEMPLATE& fanouts = m_templates[m_fanouts_of_nodes[node]];
+      const std::uint64_t source = KEP_NODE_WORD::make(own, m_places.get_rank(own, node));
       const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
       for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
         const std::uint64_t word = entry->m_node.get_word(own);
         const std::uint32_t place = KEP_NODE_WORD::place(word);
         if (place - first_place > range) continue;
-        visit(own, node, fanouts, m_places.find_node(place, KEP_NODE_WORD::rank(word)));
+        visit(source, fanouts, m_places.find_node(place, KEP_NODE_WORD::rank(word)));
       }
     }
+  }
 }
 
-void KEP_FANIN_FINDER::count() {
+void KEP_FANIN_FINDER::count(std::vector<std::uint32_t>& num_fanins) {
   const std::uint32_t num_places = m_places.get_num_places();
-  m_num_fanins.assign(m_places.get_num_nodes(), 0);
+  num_fanins.assign(m_places.get_num_nodes(), 0);
   const std::uint32_t num_parts =
       std::min<std::uint32_t>(static_cast<std::uint32_t>(tbb::this_task_arena::max_concurrency()), 64);
   // Each part counts the edges to its own places.
@@ -55,90 +93,89 @@ void KEP_FANIN_FINDER::count() {
     if (first_of(part) == first_of(part + 1)) return;
     KEP_TSAN::begin_body();
     visit_edges(first_of(part), first_of(part + 1) - 1,
-                [&](std::uint32_t, std::uint32_t, const KEP_EDGE_TEMPLATE&, std::uint32_t target) {
-                  ++m_num_fanins[target];
-                });
+                [&](std::uint64_t, const KEP_EDGE_TEMPLATE&, std::uint32_t target) { ++num_fanins[target]; });
     KEP_TSAN::end_body();
   });
   KEP_TSAN::after_loop();
-  m_num_edges = 0;
-  for (std::uint32_t node = 0; node != m_num_fanins.size(); ++node) {
-    m_num_edges += m_num_fanins[node];
-    if (m_num_fanins[node] <= MAX_FANINS || m_overfull_node != NONE) continue;
-    m_overfull_node = node;
-    m_overfull_count = m_num_fanins[node];
-  }
+  const auto overfull = std::find_if(num_fanins.begin(), num_fanins.end(),
+                                     [](std::uint32_t count) { return count > MAX_FANINS; });
+  if (overfull == num_fanins.end()) return;
+  m_overfull_node = static_cast<std::uint32_t>(overfull - num_fanins.begin());
+  m_overfull_count = *overfull;
 }
 
-std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut() const {
+std::vector<KEP_FANIN_FINDER::PART>
+KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins) const {
   const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
   const std::uint64_t budget =
-      std::max(MIN_SOURCES, SOURCES_PER_NODE * m_num_fanins.size() / std::max<std::uint64_t>(1, num_threads));
+      std::max(MIN_SOURCES, num_fanins.size() / NODES_PER_SOURCE / std::max<std::uint64_t>(1, num_threads));
   std::vector<PART> parts;
   PART part{0, 0, 0};
-  for (; part.m_end != m_num_fanins.size(); ++part.m_end) {
-    if (part.m_num_edges != 0 && part.m_num_edges + m_num_fanins[part.m_end] > budget) {
+  for (; part.m_end != num_fanins.size(); ++part.m_end) {
+    if (part.m_num_edges != 0 && part.m_num_edges + num_fanins[part.m_end] > budget) {
       parts.push_back(part);
       part = {part.m_end, part.m_end, 0};
     }
-    part.m_num_edges += m_num_fanins[part.m_end];
+    part.m_num_edges += num_fanins[part.m_end];
   }
-  if (part.m_num_edges != 0) parts.push_back(part);
+  if (part.m_begin != part.m_end) parts.push_back(part);
   return parts;
 }
 
 void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
                               std::vector<std::uint32_t>& of_nodes) const {
   const std::uint32_t num_nodes = part.m_end - part.m_begin;
-  std::vector<std::uint64_t> next(num_nodes); // where the next source of a node goes
-  std::uint64_t first = 0;
+  std::vector<std::uint32_t> next(num_nodes); // where the next source of a node goes
+  std::uint32_t first = 0;
   for (std::uint32_t i = 0; i != num_nodes; ++i) {
     next[i] = first;
-    first += m_num_fanins[part.m_begin + i];
+    first += of_nodes[part.m_begin + i];
   }
   std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
   const std::uint32_t first_place = m_places.find_place(part.m_begin);
-  const std::uint32_t last_place = m_places.find_place(part.m_end - 1);
   const auto fill = [&](bool hipi) {
-    visit_edges(
-        first_place, last_place,
-        [&](std::uint32_t own, std::uint32_t node, const KEP_EDGE_TEMPLATE& fanouts, std::uint32_t target) {
-          if (target - part.m_begin >= num_nodes) return;
-          const std::uint32_t rank = m_places.get_rank(own, node);
-          if (m_has_hipi &&
-              (own != KEP_NODE_WORD::BOUNDARY && KEP_NODE_WORD::is_hipi(m_places.get_key(own, rank))) != hipi)
-            return;
-          const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
-                                   fanouts.m_num_edges >= MANY_FANOUTS;
-          sources[next[target - part.m_begin]++].m_node = {KEP_NODE_WORD::make(own, rank) |
-                                                           (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
-        });
+    visit_edges(first_place, m_places.find_place(part.m_end - 1),
+                [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts, std::uint32_t target) {
+                  if (target - part.m_begin >= num_nodes) return;
+                  const std::uint32_t own = KEP_NODE_WORD::place(source);
+                  if (m_has_hipi &&
+                      (own != KEP_NODE_WORD::BOUNDARY &&
+                       KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) != hipi)
+                    return;
+                  const bool is_absolute =
+                      m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
+                      fanouts.m_num_edges >= MANY_FANOUTS;
+                  sources[next[target - part.m_begin]++].m_node = {
+                      source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
+                });
   };
   if (m_has_hipi) fill(true);
   fill(false);
 
-  std::uint64_t begin = 0;
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent;
+  std::uint32_t begin = 0;
   std::uint32_t own = first_place;
   for (std::uint32_t i = 0; i != num_nodes; ++i) {
     const std::uint32_t node = part.m_begin + i;
     while (node >= m_places.get_first_nodes()[own + 1])
       ++own;
-    const std::uint64_t end = next[i];
-    for (std::uint64_t at = begin; at != end; ++at)
+    const std::uint32_t end = next[i];
+    for (std::uint32_t at = begin; at != end; ++at)
       if (KEP_SEEN_WORD& source = sources[at].m_node; !source.is_absolute())
         source = KEP_SEEN_WORD::see(source.m_bits, own);
     const auto count = static_cast<std::uint16_t>(end - begin);
-    if (count != 0) of_nodes[node] = table.add({sources.data() + begin, count, count});
+    of_nodes[node] = count == 0 ? NONE : table.add({sources.data() + begin, count, count}, recent);
     begin = end;
   }
 }
 
 std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table) {
-  count();
-  std::vector<std::uint32_t> of_nodes(m_num_fanins.size(), NONE);
+  find_reaches();
+  std::vector<std::uint32_t> of_nodes; // numbers of fanins at first
+  count(of_nodes);
   if (m_overfull_node != NONE) return of_nodes;
   m_has_hipi = m_places.has_hipi();
-  const std::vector<PART> parts = cut();
+  const std::vector<PART> parts = cut(of_nodes);
   KEP_TSAN::before_loop();
   tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
     KEP_TSAN::begin_body();

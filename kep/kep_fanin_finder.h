@@ -9,7 +9,8 @@
 
 /// Turns the edges of a graph round: finds the fanins of each node and their templates. The edges are never
 /// listed all at once: the nodes are cut into parts, and the sources of one part are gathered in a pass over
-/// all edges. Parts are gathered side by side, by as many threads as the arena of the caller has.
+/// the edges of the places that reach it. Parts are gathered side by side, by as many threads as the arena of
+/// the caller has.
 class KEP_FANIN_FINDER {
 public:
   /// Templates by node, and by number.
@@ -34,9 +35,16 @@ private:
     std::uint32_t m_end;
     std::uint64_t m_num_edges;
   };
+  /// The places at which edges end, first and last; none if the last comes first.
+  struct REACH {
+    std::uint32_t m_first = NONE;
+    std::uint32_t m_last = 0;
+  };
 
-  void count();
-  std::vector<PART> cut() const;
+  void find_reaches();
+  void count(std::vector<std::uint32_t>& num_fanins);
+  std::vector<PART> cut(const std::vector<std::uint32_t>& num_fanins) const;
+  /// Replaces the numbers of fanins of the part's nodes by those of their templates.
   void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
               std::vector<std::uint32_t>& of_nodes) const;
   template <class VISIT>
@@ -47,8 +55,7 @@ private:
   const std::vector<KEP_EDGE_TEMPLATE>& m_templates;
   const std::vector<KEP_FANOUT_ENTRY>& m_fanouts;
   std::uint32_t m_num_top_occurrences;
-  std::vector<std::uint32_t> m_num_fanins; // by node
-  std::uint64_t m_num_edges = 0;
+  std::vector<REACH> m_reaches; // of the edges from a place, by place
   bool m_has_hipi = false;
   std::uint32_t m_overfull_node = NONE;
   std::uint32_t m_overfull_count = 0;

@@ -89,6 +89,7 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
                     node->get_occurrence());
   SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
   thread_local std::vector<KEP_FANOUT_ENTRY> entries;
+  thread_local KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY>::RECENT recent;
   entries.clear();
   for (const std::vector<FANOUT>* list : {&fanouts, &redundant_fanouts})
     for (const FANOUT& fanout : *list) {
@@ -104,7 +105,8 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
     }
   state.m_fanouts_of_nodes[node->get_index()] =
       state.m_fanouts.add({entries.data(), static_cast<std::uint16_t>(fanouts.size()),
-                           static_cast<std::uint16_t>(entries.size())});
+                           static_cast<std::uint16_t>(entries.size())},
+                          recent);
 }
 
 int KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_templates() const {

@@ -19,7 +19,7 @@ struct KEP_ROUTING_GRAPH_STORAGE::LISTS {
   std::vector<ENTRY> m_entries;
 };
 
-KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph)
+KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph)
     : m_places(graph.m_state->m_places) {
   LISTS<KEP_FANOUT_ENTRY> fanouts;
   take_fanouts(graph, fanouts);
@@ -41,9 +41,9 @@ KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_G
   fold_words(std::move(fanouts), std::move(fanins));
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph,
+void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph,
                                              LISTS<KEP_FANOUT_ENTRY>& fanouts) {
-  fanouts.m_of_nodes = graph.m_state->m_fanouts_of_nodes;
+  fanouts.m_of_nodes = std::exchange(graph.m_state->m_fanouts_of_nodes, {});
   fanouts.m_of_nodes.resize(graph.get_node_count(),
                             KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
   KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(graph.m_state->m_fanouts, fanouts.m_of_nodes,

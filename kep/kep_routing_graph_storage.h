@@ -19,7 +19,7 @@ class KEP_ROUTING_GRAPH_STORAGE {
 public:
   /// Takes over the nodes and fanouts of a graph under construction and works out its fanins. KEP_DB_ERROR
   /// when a node has too many of them.
-  explicit KEP_ROUTING_GRAPH_STORAGE(const KEP_ROUTING_BUILDER_GRAPH& graph);
+  explicit KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph);
 
   const KEP_NODE_PLACES& get_places() const { return *m_places; }
   KEP_EDGE_TABLES get_tables() const {
@@ -44,7 +44,7 @@ private:
   template <class ENTRY>
   struct LISTS;
 
-  void take_fanouts(const KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
+  void take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
   void fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts, const LISTS<KEP_FANIN_ENTRY>& fanins);
   void fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -23,11 +25,33 @@ public:
     std::uint16_t m_num_edges;
   };
 
+  /// What a thread added last, so that it need not wait for others to learn the number of a list that comes
+  /// again. One object may go from table to table.
+  class RECENT {
+    friend class KEP_TEMPLATE_TABLE;
+    struct ENTRY_OF_HASH {
+      std::uint64_t m_hash = 0;
+      LIST m_list{nullptr, 0, 0};
+      std::uint32_t m_number = 0;
+    };
+    static constexpr std::size_t SIZE = 1024;
+    std::uint64_t m_table = 0;
+    std::vector<ENTRY_OF_HASH> m_entries;
+  };
+
   /// The number of the list, which is copied if it is new.
-  std::uint32_t add(const LIST& list) {
+  std::uint32_t add(const LIST& list, RECENT& recent) {
+    if (recent.m_table != m_id) {
+      recent.m_entries.assign(RECENT::SIZE, {});
+      recent.m_table = m_id;
+    }
     const std::uint64_t hash = make_hash(list);
+    auto& entry = recent.m_entries[hash / NUM_SHARDS % RECENT::SIZE];
+    if (entry.m_hash == hash && is_equal(entry.m_list, list)) return entry.m_number;
     const auto shard = static_cast<std::uint32_t>(hash % NUM_SHARDS);
-    return m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32)) * NUM_SHARDS + shard;
+    const auto [known, number] = m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32));
+    entry = {hash, known, number * NUM_SHARDS + shard};
+    return entry.m_number;
   }
   // Not while templates are added.
   const LIST& get(std::uint32_t number) const {
@@ -56,21 +80,18 @@ private:
     std::uint32_t m_hash;
   };
   struct alignas(64) SHARD {
-    std::uint32_t add(const LIST& list, std::uint32_t hash) {
+    std::pair<LIST, std::uint32_t> add(const LIST& list, std::uint32_t hash) {
       const tbb::spin_mutex::scoped_lock lock(m_mutex);
       if (m_lists.size() * 2 >= m_slots.size()) grow();
       const std::size_t mask = m_slots.size() - 1;
       std::size_t slot = hash & mask;
       for (; m_slots[slot] != 0; slot = (slot + 1) & mask)
-        if (is_equal(m_lists[m_slots[slot] - 1], list, hash)) return m_slots[slot] - 1;
+        if (const KNOWN& known = m_lists[m_slots[slot] - 1];
+            known.m_hash == hash && is_equal(known.m_list, list))
+          return {known.m_list, m_slots[slot] - 1};
       m_lists.push_back({{copy(list), list.m_num_real, list.m_num_edges}, hash});
       m_slots[slot] = static_cast<std::uint32_t>(m_lists.size());
-      return m_slots[slot] - 1;
-    }
-    static bool is_equal(const KNOWN& known, const LIST& list, std::uint32_t hash) {
-      return known.m_hash == hash && known.m_list.m_num_edges == list.m_num_edges &&
-             known.m_list.m_num_real == list.m_num_real &&
-             std::memcmp(list.m_entries, known.m_list.m_entries, list.m_num_edges * sizeof(ENTRY)) == 0;
+      return {m_lists.back().m_list, m_slots[slot] - 1};
     }
     void grow() {
       std::vector<std::uint32_t> slots(std::max<std::size_t>(64, m_slots.size() * 2));
@@ -105,6 +126,14 @@ private:
     std::size_t m_chunk = 16;
   };
 
+  static bool is_equal(const LIST& left, const LIST& right) {
+    return left.m_num_edges == right.m_num_edges && left.m_num_real == right.m_num_real &&
+           std::memcmp(left.m_entries, right.m_entries, left.m_num_edges * sizeof(ENTRY)) == 0;
+  }
+  static std::uint64_t make_id() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+  }
   static std::uint64_t make_hash(const LIST& list) {
     constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15U;
     std::uint64_t hash = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
@@ -116,5 +145,6 @@ private:
     return hash ^ hash >> 32;
   }
 
+  const std::uint64_t m_id = make_id(); // no other table has it
   std::array<SHARD, NUM_SHARDS> m_shards;
 };

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "kep/kep_edge_templates.h"
+#include "kep/kep_export.h"
 
 #include <cstdint>
 #include <vector>
 
 /// Numbers below a bound, of as few bytes each as will do.
-class KEP_PACKED_NUMBER_LIST {
+class KEP_EXPORT KEP_PACKED_NUMBER_LIST {
 public:
   KEP_PACKED_NUMBER_LIST() = default;
   KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>& numbers, std::uint32_t bound);
@@ -21,7 +22,7 @@ private:
 };
 
 /// A long list of words, of which each distinct one is kept once.
-class KEP_FOLDED_WORD_LIST {
+class KEP_EXPORT KEP_FOLDED_WORD_LIST {
 public:
   KEP_FOLDED_WORD_LIST() = default;
   explicit KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& words);

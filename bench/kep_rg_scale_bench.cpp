@@ -1,0 +1,272 @@
+// How a build grows with the device: each phase, the finished graph and the memory, for fabrics of 10^5, 10^6
+// and 10^7 nodes and for real chip databases, beside a flat graph of the same edges.
+//
+//   kep_rg_scale_bench [--nodes N[,N...]] [--chipdb FILE...] [--threads N[,N...]]
+//
+// Each device is built in a process of its own, so that peaks are its own. The baselines come from the same
+// process, after the peak is read: filling compressed rows from an array of edges, and a pass that adds up a
+// hash of every edge's target, over the rows and over the folded graph.
+
+#include "kep/kep_db.h"
+#include "kep_report/kep_report_capture.h"
+#include "tools/kep-rg/generate.h"
+#include "tools/kep-rg/import_icebox.h"
+#include "tools/kep-rg/load_device.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using FOLDER = std::filesystem::path;
+using CLOCK = std::chrono::steady_clock;
+
+/// What two sizes of one kind are compared by.
+struct RESULT {
+  double m_nodes = 0;
+  double m_edge_phase = 0; // seconds
+  double m_build = 0;
+  double m_build_memory = 0; // bytes at the peak, less those of the program itself
+};
+
+double get_seconds(CLOCK::time_point start) {
+  return std::chrono::duration<double>(CLOCK::now() - start).count();
+}
+
+/// The shortest of five runs.
+double measure(const std::function<void()>& run) {
+  double best = 1e300;
+  for (int i = 0; i != 5; ++i) {
+    const CLOCK::time_point start = CLOCK::now();
+    run();
+    best = std::min(best, get_seconds(start));
+  }
+  return best;
+}
+
+/// A line of the process's status, in bytes: "VmRSS:", "VmHWM:".
+double get_status(const std::string& name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;)
+    if (word == name) {
+      double kilobytes = 0;
+      status >> kilobytes;
+      return kilobytes * 1024;
+    }
+  return 0;
+}
+
+/// What NODE::hash() does.
+std::uint64_t hash_of(std::uint64_t word) {
+  const std::uint64_t h = word * 0x9e3779b97f4a7c15U;
+  return h ^ (h >> 32);
+}
+
+struct FLAT_GRAPH {
+  std::vector<std::uint64_t> m_first_edge; // by node, and one more
+  std::vector<std::uint32_t> m_targets;
+
+  FLAT_GRAPH(std::size_t num_nodes, const std::vector<std::pair<std::uint32_t, std::uint32_t>>& edges)
+      : m_first_edge(num_nodes + 1), m_targets(edges.size()) {
+    fill(edges);
+  }
+  /// Counts, adds up, and puts each edge into its row.
+  void fill(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& edges) {
+    std::fill(m_first_edge.begin(), m_first_edge.end(), 0);
+    for (const auto& [from, to] : edges)
+      ++m_first_edge[from + std::size_t{1}];
+    for (std::size_t i = 1; i != m_first_edge.size(); ++i)
+      m_first_edge[i] += m_first_edge[i - 1];
+    std::vector<std::uint64_t> next(m_first_edge.begin(), m_first_edge.end() - 1);
+    for (const auto& [from, to] : edges)
+      m_targets[next[from]++] = to;
+  }
+};
+
+void print_phases(const BUILD_STATS& stats, double nodes, double edges) {
+  fmt::print("  {:<18}{:>10}{:>12}{:>12}\n", "phase", "seconds", "ns a node", "ns an edge");
+  for (const auto& [name, seconds] : stats.m_phases)
+    fmt::print("  {:<18}{:>10.3f}{:>12.1f}{:>12.1f}\n", name, seconds, seconds * 1e9 / nodes,
+               seconds * 1e9 / edges);
+}
+
+void print_baselines(const KEP_ROUTING::GRAPH& graph, double edge_phase) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> edges;
+  edges.reserve(graph.get_num_real_edges() + graph.get_num_redundant_edges());
+  std::uint32_t index = 0;
+  for (const KEP_ROUTING::NODE& node : graph.iter_nodes()) {
+    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
+      edges.emplace_back(index, graph.get_index(edge.get_fanout()));
+    ++index;
+  }
+  FLAT_GRAPH flat(index, edges);
+  const auto per_edge = [&](double seconds) { return seconds * 1e9 / static_cast<double>(edges.size()); };
+  const double fill = measure([&] { flat.fill(edges); });
+  fmt::print("  flat graph         filled in {:.2f} ns an edge, by one thread; the edge phase takes {:.1f} "
+             "times as long\n",
+             per_edge(fill), edge_phase / fill);
+  std::uint64_t sum = 0;
+  const double flat_pass = measure([&] {
+    for (std::uint32_t node = 0; node != index; ++node)
+      for (std::uint64_t edge = flat.m_first_edge[node]; edge != flat.m_first_edge[node + 1]; ++edge)
+        sum += hash_of(flat.m_targets[edge]);
+  });
+  const double visit = measure([&] {
+    graph.visit_edges(graph.iter_nodes(),
+                      [&](const KEP_ROUTING::NODE&, const KEP_ROUTING::NODE& to) { sum += to.hash(); });
+  });
+  const double iterate = measure([&] {
+    for (const KEP_ROUTING::NODE& node : graph.iter_nodes())
+      for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
+        sum += edge.get_fanout().hash();
+  });
+  fmt::print("  pass over edges    flat {:.2f}, folded {:.2f} by visit_edges(), {:.2f} by iterators: {:.2f} "
+             "and {:.2f} times ({:x})\n",
+             per_edge(flat_pass), per_edge(visit), per_edge(iterate), visit / flat_pass, iterate / flat_pass,
+             sum & 0xf);
+}
+
+RESULT build(const std::string& name, int num_threads,
+             const std::function<void(const FOLDER&, DEVICE_OPTIONS&)>& make_files) {
+  const FOLDER folder =
+      std::filesystem::temp_directory_path() / ("kep_rg_scale_bench." + std::to_string(::getpid()));
+  std::filesystem::create_directory(folder);
+  DEVICE_OPTIONS options;
+  options.m_model = (folder / "model.json").string();
+  options.m_routing = {(folder / "routing.jsonl").string()};
+  options.m_num_threads = num_threads;
+  BUILD_STATS stats;
+  const KEP_REPORT_CAPTURE capture;
+  {
+    const KEP_RG_PHASE_CLOCK clock(stats.m_phases, "make files");
+    make_files(folder, options);
+  }
+  const double program = get_status("VmRSS:");
+  const std::unique_ptr<KEP_DB> db = read_device(options, stats);
+  std::filesystem::remove_all(folder);
+  const double model = get_status("VmRSS:") - program;
+  build_graph(db.get(), options, stats);
+  const double peak = get_status("VmHWM:");
+
+  const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
+  const auto nodes = static_cast<double>(graph.get_num_nodes());
+  const auto edges = static_cast<double>(graph.get_num_real_edges() + graph.get_num_redundant_edges());
+  const auto bytes = static_cast<double>(graph.get_memory_bytes());
+  fmt::print("{}, {} thread{}: {:.0f} nodes, {:.0f} edges, {} lists of fanouts\n", name, num_threads,
+             num_threads == 1 ? "" : "s", nodes, edges, graph.get_num_templates());
+  print_phases(stats, nodes, edges);
+  fmt::print("  finished graph     {:.2f} MB, {:.2f} bytes a node or {:.3f} an edge\n", bytes / 1e6,
+             bytes / nodes, bytes / edges);
+  fmt::print("  memory             {:.1f} MB at the peak: {:.1f} the program, {:.1f} the model, {:.1f} bytes "
+             "a node beside them\n",
+             peak / 1e6, program / 1e6, model / 1e6, (peak - program - model) / nodes);
+  RESULT result{nodes, 0, 0, peak - program};
+  for (const auto& [phase, seconds] : stats.m_phases) {
+    if (phase == "add_edges") result.m_edge_phase = seconds;
+    if (phase != "make files") result.m_build += seconds;
+  }
+  print_baselines(graph, result.m_edge_phase);
+  std::fflush(stdout);
+  return result;
+}
+
+/// Runs in a process of its own.
+RESULT run_alone(const std::function<RESULT()>& run) {
+  int ends[2];
+  if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+  std::fflush(stdout);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    int status = 1;
+    try {
+      const RESULT result = run();
+      status = ::write(ends[1], &result, sizeof(result)) == sizeof(result) ? 0 : 1;
+    } catch (const std::exception& failure) {
+      fmt::print(stderr, "{}\n", failure.what());
+    }
+    std::fflush(stdout);
+    ::_exit(status);
+  }
+  ::close(ends[1]);
+  RESULT result;
+  const bool complete = ::read(ends[0], &result, sizeof(result)) == sizeof(result);
+  ::close(ends[0]);
+  ::waitpid(child, nullptr, 0);
+  if (!complete) throw std::runtime_error("a device could not be built");
+  return result;
+}
+
+RESULT build_fabric(std::uint64_t nodes, int num_threads) {
+  return run_alone([&] {
+    return build(fmt::format("fabric of {}", nodes), num_threads, [&](const FOLDER&, DEVICE_OPTIONS& device) {
+      GENERATE_OPTIONS options;
+      options.nodes = nodes;
+      generate(options, device.m_model, device.m_routing[0]);
+    });
+  });
+}
+
+RESULT build_chipdb(const std::string& chipdb, int num_threads) {
+  return run_alone([&] {
+    return build(FOLDER(chipdb).stem().string(), num_threads, [&](const FOLDER&, DEVICE_OPTIONS& device) {
+      import_icebox(chipdb, device.m_model, device.m_routing[0]);
+    });
+  });
+}
+
+void compare_threads(const std::vector<int>& threads, const std::vector<RESULT>& results) {
+  for (std::size_t i = 1; i < results.size(); ++i)
+    fmt::print("  edge phase with {} threads {:.2f} times as fast as with {}\n", threads[i],
+               results[0].m_edge_phase / results[i].m_edge_phase, threads[0]);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Builds of devices of growing size, beside a flat graph");
+  std::vector<std::uint64_t> nodes{100000, 1000000, 10000000};
+  std::vector<int> threads{1, 2};
+  std::vector<std::string> chipdbs;
+  app.add_option("--nodes", nodes, "sizes of generated fabrics")->delimiter(',');
+  app.add_option("--threads", threads, "numbers of threads")->delimiter(',');
+  app.add_option("--chipdb", chipdbs, "chip databases in text form");
+  CLI11_PARSE(app, argc, argv);
+  try {
+    for (const std::string& chipdb : chipdbs) {
+      std::vector<RESULT> results;
+      for (const int num_threads : threads)
+        results.push_back(build_chipdb(chipdb, num_threads));
+      compare_threads(threads, results);
+    }
+    std::vector<RESULT> smaller;
+    for (const std::uint64_t size : nodes) {
+      std::vector<RESULT> results;
+      for (const int num_threads : threads)
+        results.push_back(build_fabric(size, num_threads));
+      compare_threads(threads, results);
+      for (std::size_t i = 0; i != smaller.size(); ++i)
+        fmt::print(
+            "  {:.2f} times the nodes take {:.2f} times the time ({} threads) and {:.2f} times the memory\n",
+            results[i].m_nodes / smaller[i].m_nodes, results[i].m_build / smaller[i].m_build, threads[i],
+            results[i].m_build_memory / smaller[i].m_build_memory);
+      smaller = results;
+    }
+  } catch (const std::exception& failure) {
+    fmt::print(stderr, "{}\n", failure.what());
+    return 1;
+  }
+  return 0;
+}
