@@ -90,18 +90,20 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
   SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
   thread_local std::vector<KEP_FANOUT_ENTRY> entries;
   thread_local KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY>::RECENT recent;
-  entries.clear();
+  entries.resize(count);
+  KEP_FANOUT_ENTRY* entry = entries.data();
   for (const std::vector<FANOUT>* list : {&fanouts, &redundant_fanouts})
     for (const FANOUT& fanout : *list) {
       const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
       if (target.get_occurrence() != near.m_occurrence) near = sight.get_place(target.get_occurrence());
-      KEP_FANOUT_ENTRY entry{near.see_node(target.get_index()), {}};
+      entry->m_node = near.see_node(target.get_index());
+      entry->m_mux = {};
       if (const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input) {
         const auto occurrence = static_cast<std::uint32_t>(mux_input.m_position);
         if (occurrence != near.m_occurrence) near = sight.get_place(occurrence);
-        entry.m_mux = near.see_inst_port(mux_input.m_object);
+        entry->m_mux = near.see_inst_port(mux_input.m_object);
       }
-      entries.push_back(entry);
+      ++entry;
     }
   state.m_fanouts_of_nodes[node->get_index()] =
       state.m_fanouts.add({entries.data(), static_cast<std::uint16_t>(fanouts.size()),

@@ -24,7 +24,7 @@ KEP_LEAF_KIND find_kind(const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate, const KEP
     return KEP_LEAF_KIND::ASK;
   // The position plays no part in the answer.
   return predicate.is_leaf(KEP_UNFOLDED_INST_PORT(0, inst_port), {}) ? KEP_LEAF_KIND::LEAF
-                                                                     : KEP_LEAF_KIND::ASK;
+                                                                     : KEP_LEAF_KIND::DESCEND;
 }
 
 std::uint32_t find_target(const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache,

@@ -271,9 +271,11 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanouts(const START& start, WORK& work
                                                 KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH;
   const bool uses_table =
       m_leaf_table && !tunnel_source && !m_ftd->m_verbose && !m_build_search->is_observed();
-  for (const KEP_UNFOLDED_INST_PORT& leaf : results.m_uips)
-    if (!(leaf == start.m_uip) && !(uses_table && fill_known_fanout(start, leaf, work)))
-      fill_fanout(start, leaf, tunnel_source, work);
+  for (std::size_t i = 0; i != results.m_uips.size(); ++i) {
+    if (uses_table) i = fill_known_fanouts(start, i, work);
+    if (i == results.m_uips.size()) break;
+    if (!(results.m_uips[i] == start.m_uip)) fill_fanout(start, results.m_uips[i], tunnel_source, work);
+  }
   if (m_ftd->m_db->get_db_type() != KEP_DB_TYPE::TOP_PORTS_ROUTED) return;
   const KEP_PORT* boundary_port = start.m_is_boundary ? start.m_port : nullptr;
   for (const KEP_UNFOLDED_PORT& u_port : results.m_top_ports)
@@ -281,26 +283,48 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanouts(const START& start, WORK& work
       add_boundary_fanout(work.m_fanouts, u_port, work);
 }
 
-/// The leaf is the input of a mux with one output, which the table names. False: it must be looked at.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf,
-                                                       WORK& work) const {
-  LEAF_PLACE& place = work.m_leaf_place;
-  if (leaf.m_position != place.m_position) {
-    const KEP_MODULE& module =
-        *m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(leaf.m_position)).m_module;
-    place = {leaf.m_position, module.get_inst_port_by_number(0), m_leaf_table->get_targets(module),
-             m_ftd->m_node_cache.find_nodes_at(leaf.m_position)};
+/// From the first leaf on, those that are the input of a mux with one output, which the table names. Gives
+/// the number of the first one that must be looked at.
+std::size_t KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanouts(const START& start, std::size_t first,
+                                                               WORK& work) const {
+  const std::vector<KEP_UNFOLDED_INST_PORT>& leaves = work.m_results.m_uips;
+  const KEP_RG_REDUNDANCY_MARKS& marks = m_ftd->m_redundancy_marks;
+  std::size_t num_fanouts = work.m_fanouts.size();
+  work.m_fanouts.resize(num_fanouts + leaves.size() - first);
+  FANOUT* fanout = work.m_fanouts.data() + num_fanouts;
+  const LEAF_PLACE* place = nullptr;
+  std::size_t i = first;
+  for (; i != leaves.size(); ++i) {
+    const KEP_UNFOLDED_INST_PORT leaf = leaves[i];
+    if (!place || leaf.m_position != place->m_position) place = &find_leaf_place(leaf.m_position, work);
+    const std::uint32_t target = place->m_targets[leaf.m_object - place->m_first_inst_port];
+    if (target == KEP_RG_LEAF_TABLE::ASK) break;
+    if (leaf.m_position == start.m_uip.m_position &&
+        (leaf.m_object == start.m_uip.m_object || place->m_first_inst_port + target == start.m_uip.m_object))
+      continue;
+    KEP_ROUTING_BUILDER_NODE* node = place->m_nodes.find(target);
+    if (!node)
+      ++work.m_stats->n_skip_port;
+    else if (marks.contains(leaf))
+      work.m_redundant_fanouts.push_back({node, leaf});
+    else
+      *fanout++ = {node, leaf};
   }
-  const std::uint32_t target = place.m_targets[leaf.m_object - place.m_first_inst_port];
-  if (target == KEP_RG_LEAF_TABLE::ASK) return false;
-  if (place.m_first_inst_port + target == start.m_uip.m_object && leaf.m_position == start.m_uip.m_position)
-    return true;
-  if (KEP_ROUTING_BUILDER_NODE* node = place.m_nodes.find(target))
-    (m_ftd->m_redundancy_marks.contains(leaf) ? work.m_redundant_fanouts : work.m_fanouts)
-        .push_back({node, leaf});
-  else
-    ++work.m_stats->n_skip_port;
-  return true;
+  num_fanouts = static_cast<std::size_t>(fanout - work.m_fanouts.data());
+  work.m_fanouts.resize(num_fanouts);
+  return i;
+}
+
+const KEP_PROCESS_NODE_FOR_ADD_EDGES::LEAF_PLACE&
+KEP_PROCESS_NODE_FOR_ADD_EDGES::find_leaf_place(std::uint64_t position, WORK& work) const {
+  LEAF_PLACE& place = work.m_leaf_places[position % work.m_leaf_places.size()];
+  if (place.m_position != position) {
+    const KEP_MODULE& module =
+        *m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(position)).m_module;
+    place = {position, module.get_inst_port_by_number(0), m_leaf_table->get_targets(module),
+             m_ftd->m_node_cache.find_nodes_at(position)};
+  }
+  return place;
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf,

@@ -3,6 +3,8 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_leaf_table.h"
 
+#include <array>
+#include <cstddef>
 #include <oneapi/tbb/mutex.h>
 #include <vector>
 
@@ -16,7 +18,7 @@ public:
   using STATS = tbb::enumerable_thread_specific<KEP_RG_EDGE_CREATION_STATS,
                                                 tbb::cache_aligned_allocator<KEP_RG_EDGE_CREATION_STATS>>;
 
-  /// The occurrence of the leaf at hand: many leaves of a node stand at one.
+  /// An occurrence at which leaves stand.
   struct LEAF_PLACE {
     std::uint64_t m_position = ~std::uint64_t{0};
     const KEP_INST_PORT* m_first_inst_port = nullptr;
@@ -34,8 +36,8 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    LEAF_PLACE m_leaf_place;
-    bool m_asked_for_nodes = false;                           // the search at hand ended where nodes stand
+    std::array<LEAF_PLACE, 32> m_leaf_places; // the last ones; neighbours have leaves at the same
+    bool m_asked_for_nodes = false;           // the search at hand ended where nodes stand
     std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // where the range ends
   };
 
@@ -76,7 +78,8 @@ private:
   void get_leaf_fanout(const START& start, WORK& work, KEP_LEAF_RESULTS& results, bool tunnel_pass) const;
   bool get_mux_fanout(const START& start, KEP_LEAF_RESULTS& results, const KEP_GET_LEAF_PARAMS& params) const;
   void fill_fanouts(const START& start, WORK& work) const;
-  bool fill_known_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf, WORK& work) const;
+  std::size_t fill_known_fanouts(const START& start, std::size_t first, WORK& work) const;
+  const LEAF_PLACE& find_leaf_place(std::uint64_t position, WORK& work) const;
   void fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf, bool tunnel_source,
                    WORK& work) const;
   void add_fanout(FANOUTS& list, const KEP_UNFOLDED_INST_PORT& mux_input,

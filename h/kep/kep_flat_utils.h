@@ -25,6 +25,7 @@ enum class KEP_LEAF_KIND : std::uint8_t {
   ASK,     ///< the predicate must be asked
   NOTHING, ///< it passes over
   LEAF,    ///< a leaf, unless it is the point on which the caller stands or from which the net was entered
+  DESCEND, ///< goes on inside, unless it is the point from which the net was entered
 };
 
 struct KEP_GET_LEAF_PARAMS {
@@ -135,10 +136,11 @@ private:
   /// Those of the last skip path of the net.
   static void drop_outputs(KEP_LEAF_RESULTS& results, FRAME& frame) {
     if (results.m_outputs.size() == frame.m_first_output) return;
-    results.m_outputs.resize(frame.m_first_output);
+    results.m_outputs.erase(results.m_outputs.begin() + static_cast<std::ptrdiff_t>(frame.m_first_output),
+                            results.m_outputs.end());
     frame.m_next_output = frame.m_first_output;
   }
-  void pass_known_inst_ports(const WALK& walk, FRAME& frame) const;
+  bool pass_known_inst_ports(const WALK& walk, FRAME& frame) const;
   void walk_inst_port(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void descend(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void cross(const WALK& walk, const KEP_UNFOLDED_INST_PORT& output) const;
@@ -195,8 +197,7 @@ void KEP_LEAF_SEARCH<PREDICATE>::step(const WALK& walk) const {
     cross(walk, output);
   } else if (frame.m_next_inst_port != net.get_num_inst_ports()) {
     drop_outputs(results, frame);
-    if (walk.m_uses_kinds) pass_known_inst_ports(walk, frame);
-    if (frame.m_next_inst_port == net.get_num_inst_ports()) return;
+    if (walk.m_uses_kinds && pass_known_inst_ports(walk, frame)) return;
     KEP_INST_PORT* inst_port = net.get_inst_ports()[frame.m_next_inst_port++];
     walk_inst_port(walk, KEP_UNFOLDED_INST_PORT(frame.m_net.m_position, inst_port));
   } else if (frame.m_next_port != net.get_num_ports()) {
@@ -209,27 +210,40 @@ void KEP_LEAF_SEARCH<PREDICATE>::step(const WALK& walk) const {
   }
 }
 
-/// Goes on to the next inst port of the net for which the predicate must be asked.
+/// Goes on to the next inst port of the net for which the predicate must be asked. True if there is none, or
+/// if another net comes first.
 template <class PREDICATE>
-void KEP_LEAF_SEARCH<PREDICATE>::pass_known_inst_ports(const WALK& walk, FRAME& frame) const {
+bool KEP_LEAF_SEARCH<PREDICATE>::pass_known_inst_ports(const WALK& walk, FRAME& frame) const {
   if constexpr (requires(const KEP_MODULE& module) { this->find_leaf_kinds(module); }) {
     const KEP_NET& net = *frame.m_net.m_object;
     const KEP_LEAF_KIND* kinds = this->find_leaf_kinds(*net.get_parent());
-    if (!kinds || net.get_num_inst_ports() == 0) return;
+    if (!kinds) return false;
     const KEP_INST_PORT* first = net.get_parent()->get_inst_port_by_number(0);
     const KEP_INST_PORT* current = frame.m_cur_uip.m_object; // on this net, like the point of the caller
     const KEP_INST_PORT* excluded = nullptr;
     if (walk.is_bottom() && walk.m_exclude_uip.m_position == frame.m_net.m_position)
       excluded = walk.m_exclude_uip.m_object;
     std::vector<KEP_UNFOLDED_INST_PORT>& uips = walk.m_results.m_uips;
-    for (; frame.m_next_inst_port != net.get_num_inst_ports(); ++frame.m_next_inst_port) {
-      KEP_INST_PORT* inst_port = net.get_inst_ports()[frame.m_next_inst_port];
+    const std::uint64_t position = frame.m_net.m_position;
+    KEP_INST_PORT* const* next = net.get_inst_ports() + frame.m_next_inst_port;
+    KEP_INST_PORT* const* end = net.get_inst_ports() + net.get_num_inst_ports();
+    for (; next != end; ++next) {
+      KEP_INST_PORT* inst_port = *next;
       const KEP_LEAF_KIND kind = kinds[inst_port - first];
-      if (kind == KEP_LEAF_KIND::ASK) return;
-      if (kind == KEP_LEAF_KIND::LEAF && inst_port != current && inst_port != excluded)
-        uips.emplace_back(frame.m_net.m_position, inst_port);
+      if (kind == KEP_LEAF_KIND::NOTHING || inst_port == current) continue;
+      if (kind != KEP_LEAF_KIND::LEAF) {
+        frame.m_next_inst_port = static_cast<unsigned>(next - net.get_inst_ports());
+        if (kind == KEP_LEAF_KIND::ASK) return false;
+        ++frame.m_next_inst_port;
+        descend(walk, KEP_UNFOLDED_INST_PORT(position, inst_port));
+        return true;
+      }
+      if (inst_port != excluded) uips.emplace_back(position, inst_port);
     }
+    frame.m_next_inst_port = net.get_num_inst_ports();
+    return true;
   }
+  return false;
 }
 
 template <class PREDICATE>
