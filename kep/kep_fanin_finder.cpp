@@ -16,9 +16,9 @@ namespace {
 constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
 // A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
 constexpr std::uint32_t MANY_FANOUTS = 256;
-// Sources gathered at a time, by all threads together, as a share of the nodes of the graph.
-constexpr std::uint64_t NODES_PER_SOURCE = 2;
-constexpr std::uint64_t MIN_SOURCES = 1 << 19;
+// Sources that one thread gathers at a time. More would not stay in the caches.
+constexpr std::uint64_t MIN_SOURCES = 1 << 20;
+constexpr std::uint64_t MAX_SOURCES = 1 << 21;
 
 } // namespace
 
@@ -108,7 +108,7 @@ std::vector<KEP_FANIN_FINDER::PART>
 KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins) const {
   const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
   const std::uint64_t budget =
-      std::max(MIN_SOURCES, num_fanins.size() / NODES_PER_SOURCE / std::max<std::uint64_t>(1, num_threads));
+      std::clamp<std::uint64_t>(num_fanins.size() / num_threads, MIN_SOURCES, MAX_SOURCES);
   std::vector<PART> parts;
   PART part{0, 0, 0};
   for (; part.m_end != num_fanins.size(); ++part.m_end) {

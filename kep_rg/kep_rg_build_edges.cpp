@@ -36,7 +36,9 @@ void KEP_RG_BUILD::build_edges() {
   }
   info() << "Adding reverse edges..." << std::endl;
   const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "reverse_edges");
-  KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(m_builder_graph.get(), false);
+  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
+  arena.execute(
+      [this] { KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(m_builder_graph.get(), false); });
 }
 
 void KEP_RG_BUILD::build_redundant_inputs() {
