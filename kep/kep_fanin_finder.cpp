@@ -105,14 +105,14 @@ void KEP_FANIN_FINDER::count(std::vector<std::uint32_t>& num_fanins) {
 }
 
 std::vector<KEP_FANIN_FINDER::PART>
-KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins) const {
+KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins, std::uint64_t at_a_time) const {
   const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
-  const std::uint64_t budget =
-      std::clamp<std::uint64_t>(num_fanins.size() / num_threads, MIN_SOURCES, MAX_SOURCES);
+  if (at_a_time == 0)
+    at_a_time = std::clamp<std::uint64_t>(num_fanins.size() / num_threads, MIN_SOURCES, MAX_SOURCES);
   std::vector<PART> parts;
   PART part{0, 0, 0};
   for (; part.m_end != num_fanins.size(); ++part.m_end) {
-    if (part.m_num_edges != 0 && part.m_num_edges + num_fanins[part.m_end] > budget) {
+    if (part.m_num_edges != 0 && part.m_num_edges + num_fanins[part.m_end] > at_a_time) {
       parts.push_back(part);
       part = {part.m_end, part.m_end, 0};
     }
@@ -169,13 +169,13 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
   }
 }
 
-std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table) {
+std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::uint64_t at_a_time) {
   find_reaches();
   std::vector<std::uint32_t> of_nodes; // numbers of fanins at first
   count(of_nodes);
   if (m_overfull_node != NONE) return of_nodes;
   m_has_hipi = m_places.has_hipi();
-  const std::vector<PART> parts = cut(of_nodes);
+  const std::vector<PART> parts = cut(of_nodes, at_a_time);
   KEP_TSAN::before_loop();
   tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
     KEP_TSAN::begin_body();

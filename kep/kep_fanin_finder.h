@@ -21,8 +21,9 @@ public:
         m_num_top_occurrences(num_top_occurrences) {}
 
   /// Enters the templates in the table and gives the number for each node, NONE without fanins. Hipi fanins
-  /// come first, then all in the order of their nodes.
-  std::vector<std::uint32_t> find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table);
+  /// come first, then all in the order of their nodes. A thread gathers so many of them at a time; 0 leaves
+  /// the number to the finder.
+  std::vector<std::uint32_t> find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::uint64_t at_a_time);
   static constexpr std::uint32_t NONE = ~std::uint32_t{0};
 
   /// A node with more fanins than a node can have, or NONE; and how many it has.
@@ -43,7 +44,7 @@ private:
 
   void find_reaches();
   void count(std::vector<std::uint32_t>& num_fanins);
-  std::vector<PART> cut(const std::vector<std::uint32_t>& num_fanins) const;
+  std::vector<PART> cut(const std::vector<std::uint32_t>& num_fanins, std::uint64_t at_a_time) const;
   /// Replaces the numbers of fanins of the part's nodes by those of their templates.
   void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
               std::vector<std::uint32_t>& of_nodes) const;

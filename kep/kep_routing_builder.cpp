@@ -97,8 +97,11 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
   const auto by_key = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
     return left.get_key() < right.get_key();
   };
-  for (std::size_t i = 0; i + 1 != first.size(); ++i)
-    std::sort(sorted.begin() + first[i], sorted.begin() + first[i + 1], by_key);
+  for (std::size_t i = 0; i + 1 != first.size(); ++i) {
+    const auto begin = sorted.begin() + first[i];
+    const auto end = sorted.begin() + first[i + 1];
+    if (!std::is_sorted(begin, end, by_key)) std::sort(begin, end, by_key); // most were made in order
+  }
   for (std::uint32_t i = 0; i != m_node_count; ++i) {
     *get_node(i) = sorted[i];
     get_node(i)->m_index = i & 0x7fffffff;

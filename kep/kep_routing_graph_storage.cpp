@@ -19,7 +19,8 @@ struct KEP_ROUTING_GRAPH_STORAGE::LISTS {
   std::vector<ENTRY> m_entries;
 };
 
-KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph)
+KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph,
+                                                     std::uint64_t fanins_at_a_time)
     : m_places(graph.m_state->m_places) {
   LISTS<KEP_FANOUT_ENTRY> fanouts;
   take_fanouts(graph, fanouts);
@@ -28,7 +29,7 @@ KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& 
     KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
     KEP_FANIN_FINDER finder(*m_places, fanouts.m_of_nodes, fanouts.m_templates, fanouts.m_entries,
                             graph.m_state->m_num_top_occurrences);
-    fanins.m_of_nodes = finder.find(table);
+    fanins.m_of_nodes = finder.find(table, fanins_at_a_time);
     if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
       throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
                          " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +

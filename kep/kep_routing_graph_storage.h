@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_edge_templates.h"
+#include "kep/kep_export.h"
 #include "kep/kep_node_places.h"
 #include "kep/kep_template_entries.h"
 #include "kep/kep_word_folder.h"
@@ -15,11 +16,11 @@ class KEP_ROUTING_BUILDER_GRAPH;
 /// and fanins; places whose nodes have the same shapes, in order, share one page of them; and a mux
 /// input or a fanin that stands in many lists is kept once. This class alone knows how a graph is laid out;
 /// nodes, edges and iterators read through the tables that it lends.
-class KEP_ROUTING_GRAPH_STORAGE {
+class KEP_EXPORT KEP_ROUTING_GRAPH_STORAGE {
 public:
-  /// Takes over the nodes and fanouts of a graph under construction and works out its fanins. KEP_DB_ERROR
-  /// when a node has too many of them.
-  explicit KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph);
+  /// Takes over the nodes and fanouts of a graph under construction and works out its fanins, so many at a
+  /// time; 0 leaves the number to it. KEP_DB_ERROR when a node has too many of them.
+  explicit KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph, std::uint64_t fanins_at_a_time = 0);
 
   const KEP_NODE_PLACES& get_places() const { return *m_places; }
   KEP_EDGE_TABLES get_tables() const {

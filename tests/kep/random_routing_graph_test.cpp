@@ -1,3 +1,4 @@
+#include "kep/kep_routing_graph_storage.h"
 #include "support/random_graph.h"
 
 #include <gtest/gtest.h>
@@ -6,8 +7,10 @@
 #include <tbb/task_arena.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Finished graphs beside the plain lists of edges from which they were built.
@@ -122,6 +125,24 @@ private:
   std::map<NODE_KEY, std::vector<NODE_KEY>> m_fanins;
 };
 
+using EDGES = std::vector<std::pair<NODE_KEY, NODE_KEY>>;
+
+/// By visit_edges(), and by the iterators.
+EDGES visit(const KEP_ROUTING::GRAPH& graph, const KEP_ROUTING::NODE_ITER_RANGE& range) {
+  EDGES edges;
+  graph.visit_edges(range, [&](const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to) {
+    edges.emplace_back(key(from), key(to));
+  });
+  return edges;
+}
+EDGES iterate(const KEP_ROUTING::NODE_ITER_RANGE& range) {
+  EDGES edges;
+  for (const KEP_ROUTING::NODE& node : range)
+    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
+      edges.emplace_back(key(node), key(edge.get_fanout()));
+  return edges;
+}
+
 void build_one_by_one(KEP_DB& db, const RANDOM_GRAPH& graph, std::uint64_t order) {
   GRAPH_BUILD build(db, graph.nodes().size());
   graph.allocate(build, order);
@@ -159,6 +180,55 @@ TEST(RandomGraphs, are_read_back_edge_by_edge) {
   EXPECT_GT(counts.m_hipi_fanins, 1000U);
   EXPECT_GT(counts.m_double_edges, 300U);
   EXPECT_GT(counts.m_templates, 1000U);
+}
+
+TEST(RandomGraphs, show_visitors_of_any_range_the_edges_that_iterators_give) {
+  std::size_t edges = 0, splits = 0;
+  for (std::uint64_t seed = 0; seed != 200; ++seed) {
+    const auto db = test_model::make_random_db(seed, {});
+    RANDOM_GRAPH graph(*db, seed, {});
+    graph.index();
+    build_one_by_one(*db, graph, seed);
+    const KEP_ROUTING::GRAPH& finished = *db->get_routing_template_graph();
+    std::vector<KEP_ROUTING::NODE_ITER_RANGE> ranges{finished.iter_nodes()};
+    while (!ranges.empty()) {
+      KEP_ROUTING::NODE_ITER_RANGE range = ranges.back();
+      ranges.pop_back();
+      const EDGES expected = iterate(range);
+      EXPECT_EQ(visit(finished, range), expected) << "seed " << seed;
+      edges += expected.size();
+      if (!range.is_divisible()) continue;
+      ranges.emplace_back(range, tbb::split());
+      ranges.push_back(range);
+      ++splits;
+    }
+  }
+  EXPECT_GT(edges, 10000U);
+  EXPECT_GT(splits, 1000U);
+}
+
+TEST(RandomGraphs, are_the_same_however_many_fanins_are_gathered_at_a_time) {
+  std::size_t lines = 0;
+  for (std::uint64_t seed = 0; seed != 100; ++seed) {
+    const auto db = test_model::make_random_db(seed, {});
+    RANDOM_GRAPH graph(*db, seed, {});
+    graph.index();
+    std::vector<std::string> expected;
+    for (const std::uint64_t fanins_at_a_time : {0, 1, 3, 20}) {
+      GRAPH_BUILD build(*db);
+      graph.allocate(build, seed);
+      for (const NAIVE_NODE& node : graph.nodes())
+        graph.set_fanout(build, node);
+      db->get_routing_template_graph()->publish(
+          std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*build.graph(), fanins_at_a_time));
+      if (fanins_at_a_time == 0)
+        expected = test_model::dump(*db);
+      else
+        EXPECT_EQ(test_model::dump(*db), expected) << "seed " << seed << ", " << fanins_at_a_time;
+    }
+    lines += expected.size();
+  }
+  EXPECT_GT(lines, 2000U);
 }
 
 TEST(RandomGraphs, do_not_show_the_order_of_allocation_the_number_of_threads_or_the_database) {

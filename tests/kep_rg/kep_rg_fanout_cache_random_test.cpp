@@ -15,6 +15,9 @@ using test_model::RANDOM_FABRIC;
 using test_model::RANDOM_SOURCE;
 using ACCESS = KEP_RG_TEST_ACCESS;
 
+/// Any class but the base class is taken for one that looks.
+class KEP_UNFOLD_OBSERVER_THAT_SEES : public KEP_UNFOLD_OBSERVER {};
+
 struct SEEN {
   std::uint64_t m_edges = 0, m_hits = 0, m_misses = 0, m_with_hits = 0, m_refused = 0;
 };
@@ -46,6 +49,17 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   EXPECT_EQ(one.n_edges, none.n_edges);
   EXPECT_EQ(one.n_redundant_edges, none.n_redundant_edges);
   EXPECT_EQ(one.n_skip_port, none.n_skip_port);
+  c.drop_builder();
+  KEP_UNFOLD_OBSERVER_THAT_SEES observer;
+  ACCESS::observe(c.builder(), &observer);
+  c.build();
+  ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "every question asked anew";
+  EXPECT_EQ(ACCESS::count_known_walks(c.builder()), 0U);
+  const KEP_RG_EDGE_CREATION_STATS& asked = c.builder().get_edge_stats();
+  EXPECT_EQ(one.n_cdrn_cache_hits, asked.n_cdrn_cache_hits);
+  EXPECT_EQ(one.n_get_leaf_calls, asked.n_get_leaf_calls);
+  EXPECT_EQ(one.n_get_leaf_fanouts, asked.n_get_leaf_fanouts);
+  EXPECT_EQ(one.n_skip_port, asked.n_skip_port);
   seen.m_edges += one.n_edges + one.n_redundant_edges;
   seen.m_hits += one.n_cdrn_cache_hits;
   seen.m_misses += one.n_cdrn_cache_misses;

@@ -74,6 +74,15 @@ public:
   static void keep_all_answers(KEP_RG_BUILD& build) {
     build.m_fanout_cache = KEP_RG_BUILD::FANOUT_CACHE::EVERYTHING;
   }
+  /// Whoever observes a build makes it ask every question anew.
+  static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
+  /// The walks that the threads of the edge phase remembered.
+  static std::size_t count_known_walks(KEP_RG_BUILD& build) {
+    std::size_t count = 0;
+    for (const KEP_RG_FANOUT_CACHE& walks : build.m_known_walks)
+      count += walks.size();
+    return count;
+  }
   static void debug_instance(KEP_RG_BUILD& build, const KEP_UNFOLDED_INSTANCE& instance) {
     build.m_dbg_u_instance = instance;
   }
