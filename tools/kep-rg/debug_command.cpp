@@ -86,7 +86,7 @@ void debug_command(const DEBUG_OPTIONS& options) {
   KEP_RG_DBG_FANOUTS fanouts;
   if (draws) {
     const KEP_RG_PRIMITIVES primitives(db.get(), build->find_routing_primitive_cache());
-    WALK_TREE tree(primitives, *db->get_legacy_api());
+    WALK_TREE tree(primitives, *db);
     walk(*build, node, &tree, fanouts);
     tree.print(info(), fanouts);
     info() << std::endl;
