@@ -111,11 +111,14 @@ TEST_F(NextCommand, TellsOfALoop) {
 
 TEST_F(NextCommand, RefusesAUipWithoutANode) {
   expect_refused("l/m:a", "l/m:a is not a routing node: an input of a mux in front of l/m:o");
-  expect_refused("l:in", "l:in is not a routing node");
+  expect_refused("l:in", "l:in is not a routing node: a port of TILE, on no arc of a mux");
   expect_refused("l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
-  EXPECT_EQ(run("next model.json"), 2);
+  EXPECT_EQ(run("next model.json routing.jsonl"), 2);
+  EXPECT_EQ(m_err,
+            "kep-rg: next: UIP is missing: routing.jsonl is a file and no node; usage: kep-rg next MODEL "
+            "[ROUTING ...] UIP\n");
   EXPECT_EQ(run("next --help"), 0);
-  EXPECT_THAT(m_out, HasSubstr("MODEL [ROUTING ...] UIP"));
+  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg next [OPTIONS] MODEL [ROUTING ...] UIP\n"));
 }
 
 } // namespace
