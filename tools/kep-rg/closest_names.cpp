@@ -17,6 +17,20 @@ unsigned get_limit(std::string_view text) {
   return text.size() < 5 ? 2 : std::max(3U, static_cast<unsigned>(text.size() / 3 + 1));
 }
 
+/// A quick bound of the edit distance: what the two have in common, wherever it stands, is at most kept.
+unsigned get_least_distance(std::string_view left, std::string_view right) {
+  std::array<unsigned, 256> counts{};
+  for (const char letter : left)
+    ++counts[static_cast<unsigned char>(letter)];
+  std::size_t num_common = 0;
+  for (const char letter : right)
+    if (unsigned& count = counts[static_cast<unsigned char>(letter)]; count != 0) {
+      --count;
+      ++num_common;
+    }
+  return static_cast<unsigned>(std::max(left.size(), right.size()) - num_common);
+}
+
 } // namespace
 
 unsigned get_edit_distance(std::string_view left, std::string_view right, unsigned limit) {
@@ -66,6 +80,7 @@ unsigned CLOSEST_NAMES::get_distance(KIND kind, std::string_view left, std::stri
   if (kind > m_kind) return NONE;
   unsigned limit = kind == FAR ? static_cast<unsigned>(left.size() + right.size() + 1) : m_limits[kind];
   if (kind == m_kind && m_best.size() == MAX_CLOSEST) limit = std::min(limit, m_best.back().first);
+  if (get_least_distance(left, right) >= limit) return NONE;
   const unsigned distance = get_edit_distance(left, right, limit);
   return distance < limit ? distance : NONE;
 }
