@@ -90,7 +90,7 @@ TEST_F(DebugTree, GoesOnOnTheSameNetBehindANodeThroughWhichItComesUp) {
                            "    t:r  up out of TILE: net nr\n"
                            "      y:a  mux input -> y:o (no routing node)\n");
   EXPECT_EQ(tree("t:p"), "t:p\n"
-                         "  outside: net np\n");
+                         "  outside: net np, which leads nowhere else\n");
 }
 
 // s drives the tunnel x, behind which stand the target d and a mux.
@@ -174,7 +174,7 @@ TEST_F(DebugTree, TellsAFlyoverFromASkipPath) {
                          "      h:j  out of the skip path: net r\n"
                          "        g:j  an output: not followed\n"
                          "    p:i  flies over the spare row\n"
-                         "      p:j  behind the spare row: net u\n");
+                         "      p:j  behind the spare row: net u, which leads nowhere else\n");
 }
 
 TEST_F(DebugTree, TellsThatItComesBackToItsStart) {

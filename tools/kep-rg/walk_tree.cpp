@@ -45,6 +45,7 @@ void WALK_TREE::finish_uip() {
 void WALK_TREE::start_net(const KEP_UNFOLDED_NET& net) {
   LINE& line = m_lines.back(); // the search that comes to the net
   line.m_text += ": net " + net.get_name(NAME_STYLE);
+  line.m_is_of_net = true;
   m_open.push_back({line.m_depth, net});
   m_expects_net = false;
 }
@@ -319,9 +320,12 @@ void WALK_TREE::print(std::ostream& out, KEP_RG_DBG_FANOUTS& fanouts) const {
     if (fanout->is_redundant()) by_leaf.m_redundant.insert(leaf);
     if (fanout->get_routing_node()->is_hipi()) by_leaf.m_twins[leaf].push_back(target);
   }
-  for (const LINE& line : m_lines) {
+  for (std::size_t i = 0; i != m_lines.size(); ++i) {
+    const LINE& line = m_lines[i];
+    const bool is_last = i + 1 == m_lines.size() || m_lines[i + 1].m_depth <= line.m_depth;
     out << get_indent(line.m_depth) << line.m_name;
-    const std::string text = line.m_text + get_end_text(line, by_leaf);
+    std::string text = line.m_text + get_end_text(line, by_leaf);
+    if (line.m_is_of_net && is_last) text += ", which leads nowhere else";
     if (!line.m_name.empty() && !text.empty()) out << "  ";
     const bool is_taken = line.m_end == END::MUX_INPUT || line.m_end == END::TARGET;
     out << text << (is_taken && by_leaf.m_redundant.contains(line.m_uip) ? ", redundant" : "") << std::endl;

@@ -56,6 +56,7 @@ private:
     std::string m_text;
     KEP_UNFOLDED_INST_PORT m_uip = {}; ///< of an end
     END m_end = END::NO_END;
+    bool m_is_of_net = false; ///< below it stands what hangs on a net
     std::vector<KEP_UNFOLDED_INST_PORT> m_targets = {};
   };
   /// A line below which more can come: of a net, or of a skip path that has outputs left.
