@@ -38,4 +38,13 @@ void append_outputs_of_paths(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGA
   if (outputs.empty()) append_flyover_output(primitives, legacy_api, uip, outputs);
 }
 
+bool takes_flyover(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
+                   const KEP_UNFOLDED_INST_PORT& uip) {
+  UIPS outputs;
+  append_skip_outputs(primitives, uip, outputs);
+  if (!outputs.empty()) return false;
+  append_flyover_output(primitives, legacy_api, uip, outputs);
+  return !outputs.empty();
+}
+
 } // namespace KEP_RG_PREDICATE_UTILS

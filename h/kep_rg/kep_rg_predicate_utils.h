@@ -87,6 +87,11 @@ KEP_RG_EXPORT void append_outputs_of_paths(const KEP_RG_PRIMITIVES& primitives,
                                            const KEP_UNFOLDED_INST_PORT& uip,
                                            std::vector<KEP_UNFOLDED_INST_PORT>& outputs);
 
+/// The walk goes on from the uip by a flyover: its instance lies in a spare row, and no skip path begins
+/// there.
+KEP_RG_EXPORT bool takes_flyover(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
+                                 const KEP_UNFOLDED_INST_PORT& uip);
+
 /// Appends where a skip path leads from the uip, or else a flyover if the instance lies in a spare row.
 inline void get_trace_thru_outputs(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
                                    const KEP_UNFOLDED_INST_PORT& uip,

@@ -1,6 +1,7 @@
 #include "kep_rg/kep_rg_debug.h"
 #include "support/named_model.h"
 
+#include <boost/iterator/iterator_categories.hpp>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -107,11 +108,22 @@ TEST(DebugListTest, IsCopiedAndMoved) {
   EXPECT_TRUE((*fanouts.iter().begin())->is_redundant());
 }
 
+template <class ITER, class ELEMENT>
+void check_iterator() {
+  static_assert(std::is_same_v<typename std::iterator_traits<ITER>::value_type, ELEMENT*>);
+  static_assert(std::is_same_v<typename std::iterator_traits<ITER>::reference, ELEMENT*>);
+  static_assert(std::is_same_v<typename std::iterator_traits<ITER>::difference_type, std::int64_t>);
+  static_assert(std::is_convertible_v<typename boost::iterators::iterator_traversal<ITER>::type,
+                                      boost::iterators::forward_traversal_tag>);
+  static_assert(!std::is_convertible_v<typename boost::iterators::iterator_traversal<ITER>::type,
+                                       boost::iterators::bidirectional_traversal_tag>);
+  static_assert(std::is_default_constructible_v<ITER>);
+  static_assert(std::is_constructible_v<ITER, typename std::vector<ELEMENT>::iterator>);
+}
+
 TEST(DebugListTest, HasForwardIteratorsThatYieldPointers) {
-  using ITER = KEP_RG_DBG_NODE_ITER;
-  static_assert(std::is_same_v<std::iterator_traits<ITER>::value_type, KEP_RG_DBG_NODE*>);
-  static_assert(std::is_same_v<std::iterator_traits<ITER>::reference, KEP_RG_DBG_NODE*>);
-  static_assert(std::is_same_v<std::iterator_traits<ITER>::difference_type, std::int64_t>);
+  check_iterator<KEP_RG_DBG_NODE_ITER, KEP_RG_DBG_NODE>();
+  check_iterator<KEP_RG_DBG_FANOUT_ITER, KEP_RG_DBG_FANOUT>();
   std::vector<KEP_RG_DBG_FANOUT> elements(2);
   KEP_RG_DBG_FANOUT_ITER at(elements.begin());
   EXPECT_EQ(*at, &elements[0]);

@@ -1,4 +1,5 @@
 #include "support/build_case.h"
+#include "support/representative_rows.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -98,6 +99,40 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatLeftForTheTopOfTheDevice) {
       device("inst m MUX header\n net n m.o m.a p\n", TWO_TILES + std::string("net n t.p\n net q u.p\n")));
   describe(c);
   build(c, 0, 2);
+}
+
+// The ways through b stand alone: none of their ends has a net outside.
+TEST_F(FanoutCacheBuildTest, KeepsNoAnswerOfWhichNoUipHasANet) {
+  BUILD_CASE c(R"(
+    module THROUGH
+      ports >i <o
+      net n i o
+    module TILE
+      inst b THROUGH
+    module TOP top
+      inst t TILE
+      inst u TILE
+  )");
+  c.insert("THROUGH:i");
+  c.insert("THROUGH:o");
+  build(c, 0, 4);
+  EXPECT_THAT(c.edges(), UnorderedElementsAre("t/b:i -> t/b:o", "u/b:i -> u/b:o"));
+}
+
+// The first tile in the order of the nodes lies in the row, the first in that of the occurrences beside it.
+TEST_F(FanoutCacheBuildTest, NotesTheModuleOfAnAnswer) {
+  std::string model = device(TILE, "inst r ROW\n inst u TILE\n");
+  model.insert(model.find("module TOP"), "module ROW\n inst t TILE\n");
+  BUILD_CASE c(model);
+  describe(c);
+  c.build();
+  EXPECT_EQ(counters(c), std::pair(std::uint64_t{2}, std::uint64_t{2}));
+  const std::vector<std::string> rows = test_model::representative_rows(c.builder());
+  EXPECT_EQ(rows, std::vector<std::string>{"u/m1:o below u"});
+  c.drop_builder();
+  ACCESS::disable_fanout_cache(c.builder());
+  c.build();
+  EXPECT_EQ(test_model::representative_rows(c.builder()), rows);
 }
 
 TEST_F(FanoutCacheBuildTest, IsOfNoUseAtAPlaceThatIsTheOnlyOne) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <tuple>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -166,6 +167,79 @@ TEST_F(FanoutCacheTest, StopsToTakeAnswersWhenItIsFull) {
   EXPECT_TRUE(m_cache.find(m_model.uip("c/m:o"), leaves));
   EXPECT_EQ(leaves, UIPS(many.size(), m_model.uip("c/m:a")));
   EXPECT_EQ(find("c/b/m:o"), "c: c/m:a") << "and keeps the old ones";
+}
+
+/// Seventy modules, one in the other, and two such towers side by side. The innermost holds the muxes.
+class DeepFanoutCacheTest : public testing::Test {
+protected:
+  static constexpr int DEPTH = 70;
+
+  static std::string text() {
+    std::string model = R"(
+      module MUX
+        ports >a <o
+      module L0
+        inst m MUX
+        inst n MUX
+        inst k MUX
+    )";
+    for (int i = 1; i != DEPTH; ++i) {
+      const std::string number = std::to_string(i);
+      model += "module L" + number + "\n inst below L" + std::to_string(i - 1) + "\n inst x MUX\n";
+    }
+    return model + "module TOP top\n inst t L69\n inst u L69\n";
+  }
+  /// The instance whose master stands so many levels above that of the driver's own instance.
+  static std::string instance(const std::string& tower, int level) {
+    std::string path = tower;
+    for (int i = level; i < DEPTH; ++i)
+      path += "/below";
+    return path;
+  }
+  KEP_UNFOLDED_INST_PORT uip(const std::string& tower, int level, const std::string& name) const {
+    return m_model.uip(instance(tower, level) + "/" + name);
+  }
+  bool store(const std::string& driver, int level, const UIPS& leaves) {
+    return m_cache.store(
+        uip("t", 1, driver),
+        m_model.unfolded_instance(instance("t", level)).get_module(KEP_VIEW_TYPE::DEFAULT_VIEW), leaves);
+  }
+  /// What is found at the like place of the other tower: the level of the module climbed to, 0 without an
+  /// answer, and the leaves.
+  std::pair<int, UIPS> find(const std::string& driver) {
+    std::pair<int, UIPS> found;
+    const KEP_UNFOLDED_MODULE module = m_cache.find(uip("u", 1, driver), found.second);
+    for (int level = 1; module && level <= DEPTH; ++level)
+      if (m_model.unfolded_instance(instance("u", level)) == module.get_unfolded_instance())
+        found.first = level;
+    return found;
+  }
+
+  NAMED_MODEL m_model{text()};
+  CACHE m_cache;
+};
+
+TEST_F(DeepFanoutCacheTest, FindsTheLowestOfTheLevelsAtWhichADriverHasAnswers) {
+  using FOUND = std::pair<int, UIPS>;
+  EXPECT_EQ(find("m:o"), FOUND(0, {}));
+  ASSERT_TRUE(store("m:o", 69, {uip("t", 69, "x:a"), uip("t", 1, "n:a")}));
+  EXPECT_EQ(find("m:o"), FOUND(69, {uip("u", 69, "x:a"), uip("u", 1, "n:a")}));
+  ASSERT_TRUE(store("m:o", 63, {uip("t", 63, "x:a"), uip("t", 2, "x:a")}));
+  EXPECT_EQ(find("m:o"), FOUND(63, {uip("u", 63, "x:a"), uip("u", 2, "x:a")}));
+  ASSERT_TRUE(store("m:o", 5, {uip("t", 5, "x:a")}));
+  EXPECT_EQ(find("m:o"), FOUND(5, {uip("u", 5, "x:a")}));
+}
+
+TEST_F(DeepFanoutCacheTest, KeepsTheLevelsOfSeveralDriversApart) {
+  using FOUND = std::pair<int, UIPS>;
+  ASSERT_TRUE(store("m:o", 5, {uip("t", 5, "x:a")}));
+  ASSERT_TRUE(store("n:o", 63, {uip("t", 63, "x:a")}));
+  ASSERT_TRUE(store("k:o", 69, {uip("t", 69, "x:a")}));
+  EXPECT_EQ(find("m:o"), FOUND(5, {uip("u", 5, "x:a")}));
+  EXPECT_EQ(find("n:o"), FOUND(63, {uip("u", 63, "x:a")}));
+  EXPECT_EQ(find("k:o"), FOUND(69, {uip("u", 69, "x:a")}));
+  EXPECT_EQ(find("k:a"), FOUND(0, {}));
+  EXPECT_EQ(m_cache.size(), 3U);
 }
 
 /// What the cache stands for, with relative paths in a map.

@@ -191,6 +191,22 @@ TEST_F(UuiObserverTest, ReplacesTheFileOfAnEarlierOneOfTheSameName) {
   EXPECT_EQ(read(), "port t:in logical -type cross\n");
 }
 
+TEST_F(UuiObserverTest, ReplacesTheFileOfOneThatIsStillOpen) {
+  KEP_RG_UUI_OBSERVER first(path(), BLC_FIRST);
+  first.visit(m_model.uip("t:in"), VISIT_TYPE::START);
+  first.finish_uip();
+  EXPECT_EQ(read(), "inst_port t:in logical -type start\n");
+  KEP_RG_UUI_OBSERVER second(path(), BLC_FIRST);
+  EXPECT_EQ(read(), "") << "replaced as soon as it is opened";
+  second.visit(m_model.uip("t/c:a"), VISIT_TYPE::END);
+  second.finish_uip();
+  EXPECT_EQ(read(), "inst_port t/c:a blc -type end\n");
+  first.close();
+  EXPECT_EQ(read(), "inst_port t/c:a blc -type end\n") << "the first has nothing left to write";
+  second.close();
+  EXPECT_EQ(read(), "inst_port t/c:a blc -type end\n");
+}
+
 TEST_F(UuiObserverTest, KeepsACopyOfTheRank) {
   auto rank = std::make_unique<KEP_VIEW_TYPE_RANK>(BLC_FIRST);
   {

@@ -198,4 +198,8 @@ public:
                                 const std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
     return tracer.verify_trace_edge(from, trace);
   }
+
+  static bool disables_edges(const KEP_RG_BUILD& build) { return build.m_disable_edge_allocation; }
+  /// By thread.
+  static const auto& representative_rows(const KEP_RG_BUILD& build) { return build.m_rep_node_args; }
 };

@@ -13,6 +13,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -183,7 +184,6 @@ TEST_F(CommandLine, RefusesBadUse) {
     for (const std::string option : {"-o x.kdb", "--no-such-option"})
       expect_refused(command + " model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
   expect_refused("check model.json routing.jsonl --dump dump", "--dump");
-  expect_refused("trace model.json l/m:o", "3");
   for (const std::string option : {"--dump", "--stats", "--wire-paths", "--redundancy"})
     expect_refused("build model.json routing.jsonl " + option + " ''", "must not be empty");
   expect_refused("build", "MODEL");
@@ -237,6 +237,31 @@ TEST_F(CommandLine, ARefusedBuildKeepsTheOldDump) {
   write("routing.jsonl", "{}");
   expect_refused("build model.json routing.jsonl --dump dump", "routing.jsonl:1: ");
   EXPECT_EQ(read("dump/edges.tsv"), old);
+}
+
+TEST_F(CommandLine, TellsThatStandardOutputIsLost) {
+  const std::string line =
+      "kep-rg: standard output can't be written: what was printed is lost, in whole or in part\n";
+  std::vector<std::string> lost{">&-"};
+  if (std::filesystem::exists("/dev/full")) lost.emplace_back(">/dev/full");
+  for (const std::string& where : lost)
+    for (const std::string command :
+         {"build model.json routing.jsonl --dump dump", "check model.json routing.jsonl",
+          "debug model.json routing.jsonl l/m:o", "debug model.json routing.jsonl l/m:o --log -",
+          "next model.json routing.jsonl l/m:o", "trace model.json routing.jsonl l/m:o r/m:o", "--help"}) {
+      EXPECT_EQ(run(command + " " + where), 2) << command << where;
+      EXPECT_THAT(m_err, EndsWith(line)) << command << where;
+    }
+  EXPECT_EQ(run("build none.json >&-"), 2);
+  EXPECT_THAT(m_err, StartsWith("kep-rg: none.json: ")) << "one failure, one line";
+  EXPECT_EQ(std::count(m_err.begin(), m_err.end(), '\n'), 1);
+}
+
+TEST_F(CommandLine, DoesNotPrintIntoAFileWhenStandardOutputIsClosed) {
+  ASSERT_EQ(run("build model.json routing.jsonl --dump dump"), 0) << m_err;
+  EXPECT_EQ(run("build model.json routing.jsonl --dump closed >&-"), 2);
+  EXPECT_EQ(read("closed/nodes.tsv"), read("dump/nodes.tsv"));
+  EXPECT_EQ(read("closed/edges.tsv"), read("dump/edges.tsv"));
 }
 
 TEST_F(CommandLine, AFailedAssertionIsToldAndEndsInStatusThree) {

@@ -13,6 +13,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
@@ -108,7 +109,45 @@ TEST_F(DebugCommand, DrawsTheWalk) {
 TEST_F(DebugCommand, TellsOfAUipThatIsNoNode) {
   expect_refused("debug model.json routing.jsonl l/m:a",
                  "l/m:a is not a routing node: an input of a mux in front of l/m:o");
-  expect_refused("debug model.json routing.jsonl l:in", "l:in is not a routing node");
+  expect_refused("debug model.json routing.jsonl l:in",
+                 "l:in is not a routing node: a port of TILE, on no arc of a mux");
+}
+
+TEST_F(DebugCommand, TellsWhyNoNodeStandsAtAUip) {
+  expect_refused("debug model.json routing.jsonl l/k:i",
+                 "l/k:i is not a routing node: a skip path leads on from it to l/k:z");
+  expect_refused("debug model.json routing.jsonl l/k:z",
+                 "l/k:z is not a routing node: a skip path leads to it from l/k:i");
+  write("model.json", R"({"modules": {
+    "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [3]},
+                      "z": {"direction": "output", "bits": [4]}}},
+    "TOP": {"attributes": {"top": 1},
+            "cells": {"m": {"type": "MUX", "attributes": {"kep_inst_header": 1},
+                            "connections": {"a": [2], "z": [3]}},
+                      "bare": {"type": "MUX", "connections": {"a": [2], "z": [4]}}},
+            "netnames": {"n": {"bits": [2]}, "q": {"bits": [3]}, "r": {"bits": [4]}}}}})");
+  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+{"op": "add_port_edge", "module": "MUX", "input": "a", "output": "z"}
+)");
+  expect_refused("debug model.json routing.jsonl m:a",
+                 "m:a is not a routing node: an input of a mux in front of m:o, m:z");
+  expect_refused("debug model.json routing.jsonl m:o",
+                 "m:o is not a routing node: no net is connected to it");
+  expect_refused("debug model.json routing.jsonl bare:z",
+                 "bare:z is not a routing node: its mux has no inst header, and the port no wire type");
+  write("removed.jsonl", R"({"op": "add_remove_node", "module": "LUT", "port": "in"}
+)");
+  const std::string blc = KEP_TEST_DATA_DIR "/examples/blc_root/";
+  expect_refused("debug " + blc + "model.json " + blc + "routing.jsonl removed.jsonl k/a1:in",
+                 "k/a1:in is not a routing node: the description removes it");
+}
+
+TEST_F(DebugCommand, TellsThatNoRoutingIsDescribed) {
+  write("empty.jsonl", "# nothing yet\n");
+  for (const std::string command : {"debug", "next"})
+    for (const std::string files : {"model.json", "model.json empty.jsonl"})
+      expect_refused(command + " " + files + " l/m:o",
+                     "no routing is described, so no node stands at l/m:o or any other uip");
 }
 
 TEST_F(DebugCommand, TellsTheClosestNamesForAUipThatDoesNotExist) {
@@ -143,13 +182,40 @@ TEST_F(DebugCommand, TellsWhenTheLogCannotBeWritten) {
   EXPECT_EQ(std::count(m_err.begin(), m_err.end(), '\n'), 1) << m_err;
 }
 
+TEST_F(DebugCommand, TellsBeforeTheBuildThatTheLogCannotBeWritten) {
+  write("bad.jsonl", "no statement\n");
+  EXPECT_EQ(run("debug model.json bad.jsonl l/m:o --log none/walk.log"), 2);
+  EXPECT_THAT(m_err, StartsWith("kep-rg: none/walk.log: "));
+}
+
+TEST_F(DebugCommand, DoesNotReplaceTheFileThatStandardOutputGoesTo) {
+  EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --log out.txt >out.txt"), 2);
+  EXPECT_EQ(m_err, "kep-rg: out.txt: is where standard output goes\n");
+  EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --log /dev/stdout | cat"), 0) << "that of cat";
+  EXPECT_EQ(m_err, "kep-rg: /dev/stdout: is where standard output goes\n");
+}
+
+TEST_F(DebugCommand, TellsThatTheUipIsMissing) {
+  const std::string usage = "; usage: kep-rg debug MODEL [ROUTING ...] UIP";
+  expect_refused("debug model.json routing.jsonl",
+                 "debug: UIP is missing: routing.jsonl is a file and no node" + usage);
+  expect_refused("debug model.json", "debug: UIP is missing: model.json is a file and no node" + usage);
+  expect_refused("debug l/m:o", "debug: there are too few words" + usage);
+  expect_refused("debug", "debug: there are too few words" + usage);
+  write("l:in", "a file whose name could be that of a node\n");
+  expect_refused("debug model.json routing.jsonl l:in",
+                 "l:in is not a routing node: a port of TILE, on no arc of a mux");
+}
+
 TEST_F(DebugCommand, RefusesBadUse) {
-  EXPECT_EQ(run("debug"), 2);
-  EXPECT_EQ(run("debug model.json"), 2);
   EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --log ''"), 2);
   EXPECT_THAT(m_err, HasSubstr("must not be empty"));
   EXPECT_EQ(run("debug --help"), 0);
   EXPECT_THAT(m_out, HasSubstr("--log FILE"));
+  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg debug [OPTIONS] MODEL [ROUTING ...] UIP\n"));
+  EXPECT_THAT(m_out, Not(HasSubstr("WORDS")));
+  EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --nodes-per-display 5"), 2)
+      << "there is no progress to tell";
 }
 
 // Ends of all kinds on one net.

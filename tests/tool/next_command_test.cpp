@@ -109,13 +109,84 @@ TEST_F(NextCommand, TellsOfALoop) {
          "No next routing node: the way comes back to net r/p, a loop\n");
 }
 
+TEST_F(NextCommand, TellsTheOtherWaysInWhichAWireEnds) {
+  write("model.json", R"({"modules": {
+    "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [4]}}},
+    "EMPTY": {"ports": {"x": {"direction": "input", "bits": [2]}}},
+    "THROUGH": {"ports": {"i": {"direction": "input", "bits": [2]}, "j": {"direction": "output", "bits": [2]}},
+                "netnames": {"n": {"bits": [2]}}},
+    "FORK": {"ports": {"y": {"direction": "output", "bits": [2]}, "z": {"direction": "output", "bits": [2]}},
+             "cells": {"s": {"type": "MUX", "attributes": {"kep_inst_header": 1}, "connections": {"o": [2]}}},
+             "netnames": {"p": {"bits": [2]}}},
+    "TOP": {"attributes": {"top": 1},
+            "cells": {"t": {"type": "THROUGH"},
+                      "lone": {"type": "MUX", "attributes": {"kep_inst_header": 1}, "connections": {"o": [2]}},
+                      "f": {"type": "FORK"},
+                      "s": {"type": "MUX", "attributes": {"kep_inst_header": 1}, "connections": {"o": [3]}},
+                      "e": {"type": "EMPTY", "connections": {"x": [3]}}},
+            "netnames": {"still": {"bits": [2]}, "dead": {"bits": [3]}}}}})");
+  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+{"op": "add_inserted_node", "name": "", "module": "THROUGH", "port": "j"}
+)");
+  expect("t:j", 1, "t:j\nNo next routing node: it has no net\n");
+  expect("lone:o", 1, "lone:o\nNo next routing node: net still leads nowhere else\n");
+  expect("f/s:o", 1, "f/s:o\nNo next routing node: net f/p branches: f:y, f:z of its module\n");
+  expect("s:o", 1, "s:o\nNo next routing node: net dead ends at e:x, which has no net inside\n");
+}
+
+TEST_F(NextCommand, TellsThatAWireLeadsBackToItsStart) {
+  write("model.json", R"({"modules": {
+    "START": {"ports": {"i": {"direction": "input", "bits": [2]}, "j": {"direction": "output", "bits": [2]}},
+              "netnames": {"n": {"bits": [2]}}},
+    "THROUGH": {"ports": {"i": {"direction": "input", "bits": [2]}, "j": {"direction": "output", "bits": [2]}},
+                "netnames": {"n": {"bits": [2]}}},
+    "TOP": {"attributes": {"top": 1},
+            "cells": {"s": {"type": "START", "connections": {"i": [2], "j": [3]}},
+                      "t": {"type": "THROUGH", "connections": {"i": [3], "j": [2]}}},
+            "netnames": {"east": {"bits": [3]}, "west": {"bits": [2]}}}}})");
+  write("routing.jsonl", R"({"op": "add_inserted_node", "name": "", "module": "START", "port": "j"}
+)");
+  expect("s:j", 0,
+         "s:j\n"
+         "  net east to t:i, down\n"
+         "  net t/n to t:j, up\n"
+         "  net west to s:i, down\n"
+         "  net s/n to s:j\n"
+         "Next routing node: s:j, where it began\n");
+}
+
+TEST_F(NextCommand, NamesTheFirstTenOfManyWays) {
+  const auto try_ways = [this](int ways, const std::string& names) {
+    std::string model = R"({"modules": {
+      "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [4]}}},
+      "TOP": {"attributes": {"top": 1}, "cells": {
+)";
+    for (int i = 0; i != ways; ++i)
+      model += "\"k" + std::to_string(i) + R"(": {"type": "MUX", "connections": {"a": [2]}},
+)";
+    model += R"("s": {"type": "MUX", "attributes": {"kep_inst_header": 1}, "connections": {"o": [2]}}},
+      "netnames": {"n": {"bits": [2]}}}}})";
+    write("model.json", model);
+    write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+)");
+    expect("s:o", 1, "s:o\nNo next routing node: net n branches: " + names + "\n");
+  };
+  const std::string ten = "k0:a, k1:a, k2:a, k3:a, k4:a, k5:a, k6:a, k7:a, k8:a, k9:a";
+  try_ways(10, ten);
+  try_ways(11, ten + ", ...");
+  try_ways(30, ten + ", ...");
+}
+
 TEST_F(NextCommand, RefusesAUipWithoutANode) {
   expect_refused("l/m:a", "l/m:a is not a routing node: an input of a mux in front of l/m:o");
-  expect_refused("l:in", "l:in is not a routing node");
+  expect_refused("l:in", "l:in is not a routing node: a port of TILE, on no arc of a mux");
   expect_refused("l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
-  EXPECT_EQ(run("next model.json"), 2);
+  EXPECT_EQ(run("next model.json routing.jsonl"), 2);
+  EXPECT_EQ(m_err,
+            "kep-rg: next: UIP is missing: routing.jsonl is a file and no node; usage: kep-rg next MODEL "
+            "[ROUTING ...] UIP\n");
   EXPECT_EQ(run("next --help"), 0);
-  EXPECT_THAT(m_out, HasSubstr("MODEL [ROUTING ...] UIP"));
+  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg next [OPTIONS] MODEL [ROUTING ...] UIP\n"));
 }
 
 } // namespace

@@ -36,10 +36,11 @@ protected:
     return names;
   }
 
-  /// Gives the exit status, or -1 when a signal ended the tool.
+  /// The arguments may end in redirections and pipes. Gives the exit status, or -1 when a signal ended the
+  /// tool.
   int run(const std::string& arguments) {
     const std::string streams = "../" + m_folder.filename().string();
-    const std::string command = "cd " + m_folder.string() + " && '" KEP_RG_TOOL "' " + arguments + " >" +
+    const std::string command = "cd " + m_folder.string() + " && { '" KEP_RG_TOOL "' " + arguments + "; } >" +
                                 streams + ".out 2>" + streams + ".err";
     const int status = std::system(command.c_str());
     m_out = take(".out");

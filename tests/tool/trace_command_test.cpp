@@ -1,7 +1,6 @@
 // `kep-rg trace`: the way of an edge through the hierarchy, line by line.
 
 #include "tool/tool_fixture.h"
-#include "tools/kep-rg/find_nodes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -130,8 +129,24 @@ TEST_F(TraceCommand, TellsTheClosestNamesOfANodeThatIsNotThere) {
   refuse("x/t/m:o z/t/m:o", "no node \"z/t/m:o\"; closest: x/t/m:o, y/t/m:o");
   refuse("x/t/m:o :pim", "no node \":pim\"; closest: :pin");
   refuse("x/t/m:o x/t/m:a", "no node \"x/t/m:a\"; closest: x/t/m:o, y/t/m:o"); // a port without a node
-  refuse("x/t/m:o nothing-at-all", "no node \"nothing-at-all\"");
-  refuse("'' x/t/m:o", "no node \"\"");
+  refuse("x/t/m:o nothing-at-all", "no node \"nothing-at-all\"; closest: :pin, x/t/m:o, y/t/m:o");
+  refuse("'' x/t/m:o", "no node \"\"; closest: :pin, x/t/m:o, y/t/m:o");
+}
+
+TEST_F(TraceCommand, TellsThatANameIsMissing) {
+  const std::string usage = "; usage: kep-rg trace MODEL [ROUTING ...] FROM TO\n";
+  EXPECT_EQ(run("trace model.json routing.jsonl"), 2);
+  EXPECT_EQ(m_err, "kep-rg: trace: FROM and TO are missing: routing.jsonl is a file and no node" + usage);
+  EXPECT_EQ(run("trace model.json routing.jsonl x/t/m:o"), 2);
+  EXPECT_EQ(m_err, "kep-rg: trace: TO is missing: routing.jsonl is a file and no node" + usage);
+  EXPECT_EQ(run("trace x/t/m:o y/t/m:o"), 2);
+  EXPECT_EQ(m_err, "kep-rg: trace: there are too few words" + usage);
+}
+
+TEST_F(TraceCommand, TellsThatTheGraphHasNoNodes) {
+  write("top.json", R"({"modules": {"TOP": {}}})");
+  EXPECT_EQ(run("trace top.json a:b c:d"), 2);
+  EXPECT_EQ(m_err, "kep-rg: no node \"a:b\"; the graph has no nodes\n");
 }
 
 TEST_F(TraceCommand, KeepsTheLinesOfTheBuildToItselfButNotItsWarnings) {
@@ -139,17 +154,4 @@ TEST_F(TraceCommand, KeepsTheLinesOfTheBuildToItselfButNotItsWarnings) {
   ASSERT_EQ(trace("x/t/m:o y/t/m:o --redundancy redundancy.txt"), 0);
   EXPECT_THAT(m_out, StartsWith("x/t/m:o -> "));
   EXPECT_EQ(m_err, "redundancy.txt:2: cannot read \"m:nowhere\"\n");
-}
-
-TEST(EditDistance, CountsWhatHasToBeChangedUpToALimit) {
-  EXPECT_EQ(get_edit_distance("", "", 9), 0U);
-  EXPECT_EQ(get_edit_distance("abc", "abc", 9), 0U);
-  EXPECT_EQ(get_edit_distance("", "abc", 9), 3U);
-  EXPECT_EQ(get_edit_distance("abc", "", 9), 3U);
-  EXPECT_EQ(get_edit_distance("abc", "axc", 9), 1U);
-  EXPECT_EQ(get_edit_distance("abc", "bc", 9), 1U);
-  EXPECT_EQ(get_edit_distance("kitten", "sitting", 9), 3U);
-  EXPECT_EQ(get_edit_distance("kitten", "sitting", 3), 3U);
-  EXPECT_EQ(get_edit_distance("kitten", "sitting", 2), 2U);
-  EXPECT_EQ(get_edit_distance("kitten", "a", 2), 2U);
 }

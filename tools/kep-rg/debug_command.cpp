@@ -69,6 +69,8 @@ void print_fanouts(const KEP_ROUTING::NODE& from, KEP_RG_DBG_FANOUTS& fanouts) {
 void debug_command(const DEBUG_OPTIONS& options) {
   const bool draws = options.m_log == DRAW;
   check_outputs(options.m_device, {draws ? std::string() : options.m_log});
+  std::unique_ptr<WALK_LOG> log; // opened first: a build takes longer than the news that it can't be written
+  if (!draws && !options.m_log.empty()) log = std::make_unique<WALK_LOG>(options.m_log);
 
   std::unique_ptr<KEP_DB> db;
   std::unique_ptr<KEP_RG_BUILD> build; // stays: the targets are its nodes
@@ -76,26 +78,21 @@ void debug_command(const DEBUG_OPTIONS& options) {
     const QUIET_STREAM quiet(KEP_REPORT::STREAM::INFO);
     BUILD_STATS stats;
     db = read_device(options.m_device, stats);
-    build = std::make_unique<KEP_RG_BUILD>(db.get(),
-                                           KEP_RG_BUILD_PARAMS()
-                                               .set_num_threads(options.m_device.m_num_threads)
-                                               .set_nodes_per_display(options.m_device.m_nodes_per_display));
+    build = std::make_unique<KEP_RG_BUILD>(
+        db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(options.m_device.m_num_threads));
     build->build();
   }
   const KEP_ROUTING::NODE node = find_plain_node(*db, options.m_uip);
   KEP_RG_DBG_FANOUTS fanouts;
   if (draws) {
     const KEP_RG_PRIMITIVES primitives(db.get(), build->find_routing_primitive_cache());
-    WALK_TREE tree(primitives, *db->get_legacy_api());
+    WALK_TREE tree(primitives, *db);
     walk(*build, node, &tree, fanouts);
     tree.print(info(), fanouts);
     info() << std::endl;
-  } else if (!options.m_log.empty()) {
-    WALK_LOG log(options.m_log);
-    walk(*build, node, &log, fanouts);
-    log.finish();
   } else {
-    walk(*build, node, nullptr, fanouts);
+    walk(*build, node, log.get(), fanouts);
+    if (log) log->finish();
   }
   print_fanouts(node, fanouts);
 }

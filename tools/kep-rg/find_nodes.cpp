@@ -1,14 +1,13 @@
 #include "tools/kep-rg/find_nodes.h"
 
-#include <algorithm>
+#include "tools/kep-rg/closest_names.h"
+
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 namespace {
 
 constexpr KEP_NAME_STYLE NAME_STYLE{};
-constexpr std::size_t MAX_CLOSEST = 3;
 
 void append_boundary_nodes(const KEP_DB& db, std::string_view port_name,
                            std::vector<KEP_ROUTING::NODE>& nodes) {
@@ -28,49 +27,17 @@ void append_nodes_of_uips(const KEP_DB& db, const std::string& path, std::string
   }
 }
 
-/// The names nearest to the one that is not there, the nearest first and else in the graph's order.
-std::vector<std::string> find_closest_names(const KEP_ROUTING::GRAPH& graph, const std::string& name) {
-  std::vector<std::pair<unsigned, std::string>> closest;
-  auto limit = static_cast<unsigned>(std::max<std::size_t>(3, name.size() / 3 + 1));
-  for (const KEP_ROUTING::NODE& node : graph.iter_nodes()) {
-    if (node.is_hipi() && KEP_ROUTING::NODE(node.get_unfolded_inst_port(), false)) continue; // same name
-    std::string other = node.get_name(NAME_STYLE);
-    const unsigned distance = get_edit_distance(name, other, limit);
-    if (distance >= limit) continue;
-    const auto behind = std::upper_bound(closest.begin(), closest.end(), distance,
-                                         [](unsigned left, const auto& right) { return left < right.first; });
-    closest.emplace(behind, distance, std::move(other));
-    if (closest.size() > MAX_CLOSEST) closest.pop_back();
-    if (closest.size() == MAX_CLOSEST) limit = closest.back().first; // only a nearer one is of use
-  }
-  std::vector<std::string> names;
-  names.reserve(closest.size());
-  for (auto& entry : closest)
-    names.push_back(std::move(entry.second));
-  return names;
+std::string get_closest_text(const KEP_ROUTING::GRAPH& graph, std::string_view name) {
+  CLOSEST_NAMES closest(name);
+  for (const KEP_ROUTING::NODE& node : graph.iter_nodes())
+    closest.offer(node.get_name(NAME_STYLE));
+  std::string text;
+  for (const std::string& each : closest.get_names())
+    text += (text.empty() ? "; closest: " : ", ") + each;
+  return text.empty() ? "; the graph has no nodes" : text;
 }
 
 } // namespace
-
-unsigned get_edit_distance(std::string_view left, std::string_view right, unsigned limit) {
-  if (std::max(left.size(), right.size()) - std::min(left.size(), right.size()) >= limit) return limit;
-  thread_local std::vector<unsigned> row;
-  row.resize(right.size() + 1);
-  for (std::size_t j = 0; j != row.size(); ++j)
-    row[j] = static_cast<unsigned>(j);
-  for (std::size_t i = 0; i != left.size(); ++i) {
-    unsigned diagonal = row[0];
-    unsigned best = row[0] = static_cast<unsigned>(i + 1);
-    for (std::size_t j = 1; j != row.size(); ++j) {
-      const unsigned change = diagonal + (left[i] == right[j - 1] ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({change, row[j] + 1, row[j - 1] + 1});
-      best = std::min(best, row[j]);
-    }
-    if (best >= limit) return limit;
-  }
-  return std::min(row.back(), limit);
-}
 
 std::vector<KEP_ROUTING::NODE> find_nodes(const KEP_DB& db, const std::string& name) {
   std::vector<KEP_ROUTING::NODE> nodes;
@@ -80,9 +47,6 @@ std::vector<KEP_ROUTING::NODE> find_nodes(const KEP_DB& db, const std::string& n
   else if (colon != std::string::npos)
     append_nodes_of_uips(db, name.substr(0, colon), name.substr(colon + 1), nodes);
   if (!nodes.empty()) return nodes;
-  std::string text = "no node \"" + name + "\"";
-  const std::vector<std::string> closest = find_closest_names(*db.get_routing_template_graph(), name);
-  for (std::size_t i = 0; i != closest.size(); ++i)
-    text += (i == 0 ? "; closest: " : ", ") + closest[i];
-  throw std::runtime_error(text);
+  throw std::runtime_error("no node \"" + name + "\"" +
+                           get_closest_text(*db.get_routing_template_graph(), name));
 }

@@ -9,7 +9,3 @@
 /// The nodes of a name as the dump has it, the plain node before its hipi twin. Throws std::runtime_error
 /// when there is none; its one line tells the closest names.
 std::vector<KEP_ROUTING::NODE> find_nodes(const KEP_DB& db, const std::string& name);
-
-/// How many characters have to be put in, left out or changed to make one text of the other; `limit` if it is
-/// that many or more.
-unsigned get_edit_distance(std::string_view left, std::string_view right, unsigned limit);

@@ -14,6 +14,8 @@
 #include <ostream>
 #include <set>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -28,6 +30,14 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
                           "\"")
                  .what()
           << std::endl;
+}
+
+/// The file is the one that standard output goes to; what was printed would be lost with the old one.
+bool is_standard_output(const std::string& path) {
+  struct stat file {};
+  struct stat output {};
+  return ::stat(path.c_str(), &file) == 0 && ::fstat(STDOUT_FILENO, &output) == 0 &&
+         file.st_dev == output.st_dev && file.st_ino == output.st_ino;
 }
 
 } // namespace
@@ -71,7 +81,10 @@ void check_outputs(const DEVICE_OPTIONS& options, const std::vector<std::string>
   for (const std::vector<std::string>& inputs : {options.m_routing, options.m_redundancy})
     for (const std::string& path : inputs)
       taken.insert(get_canonical_path(path));
-  for (const std::string& path : outputs)
-    if (!path.empty() && !taken.insert(get_canonical_path(path)).second)
+  for (const std::string& path : outputs) {
+    if (path.empty()) continue;
+    if (is_standard_output(path)) throw std::runtime_error(path + ": is where standard output goes");
+    if (!taken.insert(get_canonical_path(path)).second)
       throw std::runtime_error(path + ": is an input or another output of this run");
+  }
 }

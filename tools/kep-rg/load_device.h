@@ -24,5 +24,6 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
 /// Builds the routing graph of a device that was read.
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats);
 
-/// Refuses an output that would replace an input or another output; empty names stand for no file.
+/// Refuses an output that would replace an input, another output or standard output; empty names stand for no
+/// file.
 void check_outputs(const DEVICE_OPTIONS& options, const std::vector<std::string>& outputs);

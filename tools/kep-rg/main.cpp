@@ -10,17 +10,21 @@
 #include "tools/kep-rg/import_icebox.h"
 #include "tools/kep-rg/next_command.h"
 #include "tools/kep-rg/trace_command.h"
+#include "tools/kep-rg/word_options.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <limits>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -67,12 +71,15 @@ void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
       ->type_name("N")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();
+  command.set_version_flag("--version", VERSION);
+}
+
+void add_progress(CLI::App& command, DEVICE_OPTIONS& options) {
   command
       .add_option("--nodes-per-display", options.m_nodes_per_display, "Step of the progress line, in nodes")
       ->type_name("N")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->capture_default_str();
-  command.set_version_flag("--version", VERSION);
 }
 
 void add_stats(CLI::App& command, std::string& stats) {
@@ -85,6 +92,7 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
   CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
   add_device_files(*build, options.m_device);
   add_device_options(*build, options.m_device);
+  add_progress(*build, options.m_device);
   build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
       ->type_name("FILE")
       ->check(NOT_EMPTY);
@@ -109,6 +117,7 @@ void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
       app.add_subcommand("check", "Build the routing graph of a device, check it and trace every edge");
   add_device_files(*check, options.m_device);
   add_device_options(*check, options.m_device);
+  add_progress(*check, options.m_device);
   check->add_flag("--verbose", options.m_device.m_verbose,
                   "List every node and edge that is found, and tell what is checked");
   check->add_flag(
@@ -120,54 +129,34 @@ void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
   check->callback([&options, &status] { status = check_command(options) ? CLEAN : FINDING; });
 }
 
-void add_trace(CLI::App& app, TRACE_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+void add_trace(CLI::App& app, TRACE_OPTIONS& options, NODE_WORDS& words, EXIT_STATUS& status) {
   CLI::App* trace = app.add_subcommand("trace", "Build the routing graph of a device and print the way of an "
                                                 "edge through the hierarchy, a line for each hop");
-  trace
-      ->add_option(
-          "WORDS", words,
-          "The device model, its routing descriptions, and the names of the two nodes as the dump has "
-          "them: a/b:c, or :p for the boundary node of a port. A name stands for the plain node and "
-          "for the hipi node at its place")
-      ->type_name("MODEL [ROUTING ...] FROM TO")
-      ->required()
-      ->expected(3, CLI::detail::expected_max_vector_size);
+  words.add_to(*trace,
+               "The device model, its routing descriptions, and the names of the two nodes as the dump "
+               "has them: a/b:c, or :p for the boundary node of a port. A name stands for the plain "
+               "node and for the hipi node at its place");
   add_device_options(*trace, options.m_device);
   trace->footer(
       "Exit status: 0 the edge is there and its trace verifies, or it is an edge at a boundary node, "
       "which has none; 1 there is no such edge, or its trace does not verify; 2 bad input or bad use, a "
       "name without a node among it; 3 an assertion.");
   trace->callback([&options, &words, &status] {
-    options.m_to = words.back();
-    options.m_from = words[words.size() - 2];
-    options.m_device.m_model = words.front();
-    options.m_device.m_routing.assign(words.begin() + 1, words.end() - 2);
+    const std::vector<std::string> names = words.take(options.m_device);
+    options.m_from = names[0];
+    options.m_to = names[1];
     status = trace_command(options) ? CLEAN : FINDING;
   });
 }
 
-/// The words of a command that starts at one node: MODEL [ROUTING ...] UIP.
-void add_start_words(CLI::App& command, std::vector<std::string>& words) {
-  command
-      .add_option("WORDS", words,
-                  "The device model, its routing descriptions, and the name of a plain node as the dump has "
-                  "it, a/b:c")
-      ->type_name("MODEL [ROUTING ...] UIP")
-      ->required()
-      ->expected(2, CLI::detail::expected_max_vector_size);
-}
+const char* const UIP_TEXT = "The device model, its routing descriptions, and the uip of a plain node, the "
+                             "name that the dump has for it: a/b:c";
 
-void take_start_words(const std::vector<std::string>& words, DEVICE_OPTIONS& device, std::string& uip) {
-  uip = words.back();
-  device.m_model = words.front();
-  device.m_routing.assign(words.begin() + 1, words.end() - 1);
-}
-
-void add_debug(CLI::App& app, DEBUG_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+void add_debug(CLI::App& app, DEBUG_OPTIONS& options, NODE_WORDS& words, EXIT_STATUS& status) {
   CLI::App* debug =
       app.add_subcommand("debug", "Build the routing graph of a device, walk once more from one "
                                   "node and list the fanouts that this gives, as the dump does");
-  add_start_words(*debug, words);
+  words.add_to(*debug, UIP_TEXT);
   add_device_options(*debug, options.m_device);
   debug
       ->add_option("--log", options.m_log,
@@ -178,21 +167,21 @@ void add_debug(CLI::App& app, DEBUG_OPTIONS& options, std::vector<std::string>& 
   debug->footer(
       "Exit status: 0 clean; 2 bad input or bad use, a name without a node among it; 3 an assertion.");
   debug->callback([&options, &words, &status] {
-    take_start_words(words, options.m_device, options.m_uip);
+    options.m_uip = words.take(options.m_device)[0];
     debug_command(options);
     status = CLEAN;
   });
 }
 
-void add_next(CLI::App& app, NEXT_OPTIONS& options, std::vector<std::string>& words, EXIT_STATUS& status) {
+void add_next(CLI::App& app, NEXT_OPTIONS& options, NODE_WORDS& words, EXIT_STATUS& status) {
   CLI::App* next = app.add_subcommand(
       "next", "Build the routing graph of a device and follow a plain wire from one node to the next");
-  add_start_words(*next, words);
+  words.add_to(*next, UIP_TEXT);
   add_device_options(*next, options.m_device);
   next->footer("Exit status: 0 there is a next node; 1 there is none, and it is told why; 2 bad input or bad "
                "use, a name without a node among it; 3 an assertion.");
   next->callback([&options, &words, &status] {
-    take_start_words(words, options.m_device, options.m_uip);
+    options.m_uip = words.take(options.m_device)[0];
     status = next_command(options) ? CLEAN : FINDING;
   });
 }
@@ -236,14 +225,16 @@ int run(int argc, char** argv) {
   TRACE_OPTIONS trace_options;
   DEBUG_OPTIONS debug_options;
   NEXT_OPTIONS next_options;
-  std::vector<std::string> words;
+  NODE_WORDS trace_words({"FROM", "TO"});
+  NODE_WORDS debug_words({"UIP"});
+  NODE_WORDS next_words({"UIP"});
   IMPORT_OPTIONS import_options;
   GENERATE_OPTIONS generate_options;
   add_build(app, build_options, status);
   add_check(app, check_options, status);
-  add_trace(app, trace_options, words, status);
-  add_debug(app, debug_options, words, status);
-  add_next(app, next_options, words, status);
+  add_trace(app, trace_options, trace_words, status);
+  add_debug(app, debug_options, debug_words, status);
+  add_next(app, next_options, next_words, status);
   add_import(app, import_options);
   add_generate(app, generate_options);
   if (is_unknown_command(app, argc, argv))
@@ -258,9 +249,7 @@ int run(int argc, char** argv) {
   return status;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run_and_tell(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const KEP_REPORT_ASSERTION_FAILURE&) { // told already
@@ -274,4 +263,19 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     return tell(INTERNAL_FAILURE, error.what());
   }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  // A stream that is closed must not lend its number to a file that the tool writes. Nothing can be written
+  // to these, which is told at the end.
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
+  const int status = run_and_tell(argc, argv);
+  std::cout << std::flush;
+  const bool is_lost = !std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+  if (is_lost && (status == CLEAN || status == FINDING))
+    return tell(BAD_INPUT, "standard output can't be written: what was printed is lost, in whole or in part");
+  return status;
 }

@@ -3,9 +3,9 @@
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
-#include "kep_report/kep_report_sink.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tools/kep-rg/find_nodes.h"
+#include "tools/kep-rg/quiet.h"
 #include "tools/kep-rg/trace_edges.h"
 
 #include <fmt/format.h>
@@ -93,24 +93,12 @@ private:
   std::vector<KEP_RG_TRACE_EDGE::HOP> m_hops;
 };
 
-/// Keeps the lines of a build off the report, in which only the trace is wanted.
-class QUIET {
-public:
-  QUIET() : m_sink(KEP_REPORT::set_sink(KEP_REPORT::STREAM::INFO, [](std::string_view) {})) {}
-  ~QUIET() { KEP_REPORT::set_sink(KEP_REPORT::STREAM::INFO, m_sink); }
-  QUIET(const QUIET&) = delete;
-  QUIET& operator=(const QUIET&) = delete;
-
-private:
-  KEP_REPORT::SINK m_sink;
-};
-
 } // namespace
 
 bool trace_command(const TRACE_OPTIONS& options) {
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = [&] {
-    const QUIET quiet;
+    const QUIET_STREAM quiet(KEP_REPORT::STREAM::INFO); // only the trace is wanted
     std::unique_ptr<KEP_DB> device = read_device(options.m_device, stats);
     build_graph(device.get(), options.m_device, stats);
     return device;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <ostream>
-#include <unordered_set>
 #include <utility>
 
 namespace {
@@ -46,6 +45,7 @@ void WALK_TREE::finish_uip() {
 void WALK_TREE::start_net(const KEP_UNFOLDED_NET& net) {
   LINE& line = m_lines.back(); // the search that comes to the net
   line.m_text += ": net " + net.get_name(NAME_STYLE);
+  line.m_is_of_net = true;
   m_open.push_back({line.m_depth, net});
   m_expects_net = false;
 }
@@ -69,6 +69,10 @@ void WALK_TREE::visit(const KEP_UNFOLDED_PORT& port, VISIT_TYPE type) {
 }
 
 void WALK_TREE::visit(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type) {
+  if (type == VISIT_TYPE::TERMINATING && uip == m_crossed_to_uip) {
+    end_at_crossing(uip);
+    return;
+  }
   if (type != VISIT_TYPE::SEARCH) settle();
   switch (type) {
   case VISIT_TYPE::START:
@@ -130,15 +134,10 @@ void WALK_TREE::search(const KEP_UNFOLDED_INST_PORT& uip) {
   } else {
     settle();
     m_is_at_start = false;
-    if (return_to_skip_path(uip)) {
-      add_line(get_depth(), uip.get_name(NAME_STYLE), "out of the skip path");
-    } else {
-      m_open.clear();
-      if (uip == m_start)
-        add_line(1, "", "outside");
-      else
-        add_line(1, uip.get_name(NAME_STYLE), "through the skip arc of its mux");
-    }
+    if (return_to_skip_path(uip))
+      add_line(get_depth(), uip.get_name(NAME_STYLE), m_open.back().m_text);
+    else
+      begin("outside");
   }
   expect_net(uip.get_unfolded_net());
 }
@@ -149,10 +148,21 @@ void WALK_TREE::search(const KEP_UNFOLDED_PORT& port) {
   } else {
     settle();
     m_is_at_start = false;
-    m_open.clear();
-    add_line(1, "", "inside " + get_module_text(port.get_parent()));
+    begin("inside " + get_module_text(port.get_parent()));
   }
   expect_net(port.get_unfolded_net());
+}
+
+/// A search from the start. From the source of a tunnel each of them is made twice: the second time it goes
+/// through the tunnel.
+void WALK_TREE::begin(std::string text) {
+  m_open.clear();
+  if (std::find(m_searches.begin(), m_searches.end(), text) != m_searches.end()) m_is_in_tunnel = true;
+  if (m_is_in_tunnel)
+    text += ", once more through the tunnel";
+  else
+    m_searches.push_back(text);
+  add_line(1, "", std::move(text));
 }
 
 void WALK_TREE::expect_net(const KEP_UNFOLDED_NET& net) {
@@ -172,18 +182,43 @@ void WALK_TREE::settle() {
 
 void WALK_TREE::skip(const KEP_UNFOLDED_INST_PORT& uip) {
   return_to(uip.get_unfolded_net());
-  add_line(get_depth(), uip.get_name(NAME_STYLE), "into a skip path");
+  const bool flies = KEP_RG_PREDICATE_UTILS::takes_flyover(m_primitives, m_legacy_api, uip);
+  add_line(get_depth(), uip.get_name(NAME_STYLE), flies ? "flies over the spare row" : "into a skip path");
   OPEN open{m_lines.back().m_depth};
+  open.m_text = flies ? "behind the spare row" : "out of the skip path";
   KEP_RG_PREDICATE_UTILS::get_trace_thru_outputs(m_primitives, m_legacy_api, uip, open.m_outputs);
   m_open.push_back(std::move(open));
 }
 
 void WALK_TREE::end(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type) {
-  const bool is_behind_skip_path = type == VISIT_TYPE::TERMINATING && return_to_skip_path(uip);
-  if (!is_behind_skip_path) return_to(uip.get_unfolded_net());
-  add_line(get_depth(), uip.get_name(NAME_STYLE), is_behind_skip_path ? "out of the skip path, " : "");
+  if (type == VISIT_TYPE::TERMINATING && return_to_skip_path(uip)) {
+    add_line(get_depth(), uip.get_name(NAME_STYLE), m_open.back().m_text + ", ");
+    set_end(uip, END::DROPPED);
+    return;
+  }
+  return_to(uip.get_unfolded_net());
+  add_line(get_depth(), uip.get_name(NAME_STYLE), "");
+  const bool is_first_net = m_open.size() == 1;
+  const bool is_ignored =
+      uip.m_object->is_output() ||
+      (m_primitives.is_blc_bidir_buffer(uip.m_object->get_inst()->get_module()) && !is_first_net);
+  const KEP_GET_LEAF_PARAMS params{KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank,
+                                   KEP_LEAF_DIRECTION::DRIVER_TO_LOADS, m_is_in_tunnel, false};
+  const bool is_result = type == VISIT_TYPE::TERMINATING || m_predicate.is_leaf(uip, params);
+  set_end(uip, is_ignored ? END::IGNORED : is_result ? END::DROPPED : END::NOTHING_INSIDE);
+}
+
+/// A node stands where the walk came up, and the line of the crossing tells its end.
+void WALK_TREE::end_at_crossing(const KEP_UNFOLDED_INST_PORT& uip) {
+  m_crossed_to_uip = {};
+  m_lines.back().m_text += ": ";
+  set_end(uip, END::DROPPED);
+}
+
+/// The last line is that of an end.
+void WALK_TREE::set_end(const KEP_UNFOLDED_INST_PORT& uip, END end) {
   m_lines.back().m_uip = uip;
-  m_lines.back().m_end = END::UNUSED;
+  m_lines.back().m_end = end;
 }
 
 void WALK_TREE::end(const KEP_UNFOLDED_PORT& port) {
@@ -201,7 +236,7 @@ void WALK_TREE::end(const KEP_UNFOLDED_PORT& port) {
 /// mux.
 std::size_t WALK_TREE::find_end(const KEP_UNFOLDED_INST_PORT& uip) {
   for (std::size_t i = m_next_end; i != m_lines.size(); ++i) {
-    if (m_lines[i].m_end != END::UNUSED || !(m_lines[i].m_uip == uip)) continue;
+    if (m_lines[i].m_end != END::DROPPED || !(m_lines[i].m_uip == uip)) continue;
     m_next_end = i + 1;
     return i;
   }
@@ -211,15 +246,11 @@ std::size_t WALK_TREE::find_end(const KEP_UNFOLDED_INST_PORT& uip) {
 }
 
 void WALK_TREE::add_target(const KEP_UNFOLDED_INST_PORT& uip) {
-  std::string text = KEP_ROUTING::NODE(uip, false) ? "" : "no routing node";
-  if (std::exchange(m_is_behind_mux, false)) {
-    if (!text.empty()) text = " (" + text + ")";
-    m_lines[m_result].m_targets.push_back(uip.get_name(NAME_STYLE) + text);
-    return;
+  if (!std::exchange(m_is_behind_mux, false)) {
+    m_result = find_end(uip);
+    m_lines[m_result].m_end = END::TARGET;
   }
-  m_result = find_end(uip);
-  m_lines[m_result].m_end = END::TARGET;
-  m_lines[m_result].m_text += text.empty() ? "target" : text + " there";
+  m_lines[m_result].m_targets.push_back(uip);
 }
 
 /// The ports of the top that are results come in the order of their lines, too.
@@ -233,33 +264,70 @@ void WALK_TREE::add_target(const KEP_UNFOLDED_PORT& port) {
   m_next_top_port = static_cast<std::size_t>(line - m_lines.begin()) + 1;
 }
 
-std::string WALK_TREE::get_end_text(const LINE& line) const {
-  const KEP_UNFOLDED_INST_PORT& uip = line.m_uip;
-  if (line.m_end == END::MUX_INPUT) {
-    std::string text = "mux input";
-    for (std::size_t i = 0; i != line.m_targets.size(); ++i)
-      text += (i == 0 ? " -> " : ", ") + line.m_targets[i];
-    if (!line.m_targets.empty()) return text;
-    return text + (uip.get_unfolded_instance() == m_start.get_unfolded_instance() ? " of the node's own mux"
-                                                                                  : " without an arc");
-  }
-  if (line.m_end == END::TARGET || line.m_end == END::NO_END) return "";
+/// Why nothing was made of a result.
+std::string WALK_TREE::get_drop_reason(const KEP_UNFOLDED_INST_PORT& uip) const {
   if (uip == m_start) return "where the walk began";
-  if (uip.m_object->is_output()) return "an output: not followed";
-  const KEP_UNFOLDED_PORT inner = uip.get_unfolded_port(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank);
-  return inner && !inner.m_object->get_net() ? "nothing inside" : "not taken";
+  const KEP_MODULE* master = uip.m_object->get_inst()->get_module();
+  return m_primitives.get_tunnel_type(master) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET
+             ? "dropped: a tunnel target behind a tunnel"
+             : "dropped: no tunnel target";
+}
+
+std::string WALK_TREE::get_end_text(const LINE& line, const FANOUTS_BY_LEAF& fanouts) const {
+  const auto has_twin = [&](const KEP_UNFOLDED_INST_PORT& target) {
+    const auto found = fanouts.m_twins.find(line.m_uip);
+    return found != fanouts.m_twins.end() &&
+           std::find(found->second.begin(), found->second.end(), target) != found->second.end();
+  };
+  switch (line.m_end) {
+  case END::NO_END:
+    return "";
+  case END::NOTHING_INSIDE:
+    return "nothing inside";
+  case END::IGNORED:
+    return line.m_uip.m_object->is_output()
+               ? "an output: not followed"
+               : "a two-way buffer, which counts only on the net where the walk began";
+  case END::DROPPED:
+    return get_drop_reason(line.m_uip);
+  case END::TARGET:
+    if (!KEP_ROUTING::NODE(line.m_uip, false)) return "no routing node there";
+    return has_twin(line.m_uip) ? "target (hipi)" : "target";
+  case END::MUX_INPUT:
+    break;
+  }
+  std::string text = "mux input";
+  std::string separator = " -> ";
+  for (const KEP_UNFOLDED_INST_PORT& target : line.m_targets) {
+    text += separator + target.get_name(NAME_STYLE);
+    if (has_twin(target)) text += " (hipi)";
+    if (!KEP_ROUTING::NODE(target, false)) text += " (no routing node)";
+    separator = ", ";
+  }
+  if (!line.m_targets.empty()) return text;
+  return text + (line.m_uip.get_unfolded_instance() == m_start.get_unfolded_instance()
+                     ? " of the node's own mux"
+                     : " without an arc");
 }
 
 void WALK_TREE::print(std::ostream& out, KEP_RG_DBG_FANOUTS& fanouts) const {
-  std::unordered_set<KEP_UNFOLDED_INST_PORT> redundant;
-  for (const KEP_RG_DBG_FANOUT* fanout : fanouts.iter())
-    if (fanout->is_redundant())
-      redundant.insert(fanout->get_mux_input() ? fanout->get_mux_input()
-                                               : fanout->get_routing_node()->get_unfolded_inst_port());
-  for (const LINE& line : m_lines) {
+  FANOUTS_BY_LEAF by_leaf;
+  for (const KEP_RG_DBG_FANOUT* fanout : fanouts.iter()) {
+    if (fanout->get_routing_node()->is_boundary()) continue;
+    const KEP_UNFOLDED_INST_PORT target = fanout->get_routing_node()->get_unfolded_inst_port();
+    const KEP_UNFOLDED_INST_PORT mux_input = fanout->get_mux_input();
+    const KEP_UNFOLDED_INST_PORT& leaf = mux_input && !(mux_input == m_start) ? mux_input : target;
+    if (fanout->is_redundant()) by_leaf.m_redundant.insert(leaf);
+    if (fanout->get_routing_node()->is_hipi()) by_leaf.m_twins[leaf].push_back(target);
+  }
+  for (std::size_t i = 0; i != m_lines.size(); ++i) {
+    const LINE& line = m_lines[i];
+    const bool is_last = i + 1 == m_lines.size() || m_lines[i + 1].m_depth <= line.m_depth;
     out << get_indent(line.m_depth) << line.m_name;
-    const std::string text = line.m_text + get_end_text(line);
+    std::string text = line.m_text + get_end_text(line, by_leaf);
+    if (line.m_is_of_net && is_last) text += ", which leads nowhere else";
     if (!line.m_name.empty() && !text.empty()) out << "  ";
-    out << text << (line.m_uip && redundant.contains(line.m_uip) ? ", redundant" : "") << std::endl;
+    const bool is_taken = line.m_end == END::MUX_INPUT || line.m_end == END::TARGET;
+    out << text << (is_taken && by_leaf.m_redundant.contains(line.m_uip) ? ", redundant" : "") << std::endl;
   }
 }
