@@ -115,9 +115,10 @@ void print_baselines(const KEP_ROUTING::GRAPH& graph, double edge_phase) {
   FLAT_GRAPH flat(index, edges);
   const auto per_edge = [&](double seconds) { return seconds * 1e9 / static_cast<double>(edges.size()); };
   const double fill = measure([&] { flat.fill(edges); });
-  fmt::print("  flat graph         filled in {:.2f} ns an edge, by one thread; the edge phase takes {:.1f} "
-             "times as long\n",
-             per_edge(fill), edge_phase / fill);
+  const double make = measure([&] { FLAT_GRAPH(index, edges); });
+  fmt::print("  flat graph         {:.2f} ns an edge to fill, {:.2f} with its memory, by one thread; "
+             "the edge phase takes {:.1f} and {:.1f} times as long\n",
+             per_edge(fill), per_edge(make), edge_phase / fill, edge_phase / make);
   std::uint64_t sum = 0;
   const double flat_pass = measure([&] {
     for (std::uint32_t node = 0; node != index; ++node)
@@ -139,24 +140,12 @@ void print_baselines(const KEP_ROUTING::GRAPH& graph, double edge_phase) {
              sum & 0xf);
 }
 
-RESULT build(const std::string& name, int num_threads,
-             const std::function<void(const FOLDER&, DEVICE_OPTIONS&)>& make_files) {
-  const FOLDER folder =
-      std::filesystem::temp_directory_path() / ("kep_rg_scale_bench." + std::to_string(::getpid()));
-  std::filesystem::create_directory(folder);
-  DEVICE_OPTIONS options;
-  options.m_model = (folder / "model.json").string();
-  options.m_routing = {(folder / "routing.jsonl").string()};
-  options.m_num_threads = num_threads;
+RESULT build(const std::string& name, const DEVICE_OPTIONS& options) {
+  const int num_threads = options.m_num_threads;
   BUILD_STATS stats;
   const KEP_REPORT_CAPTURE capture;
-  {
-    const KEP_RG_PHASE_CLOCK clock(stats.m_phases, "make files");
-    make_files(folder, options);
-  }
   const double program = get_status("VmRSS:");
   const std::unique_ptr<KEP_DB> db = read_device(options, stats);
-  std::filesystem::remove_all(folder);
   const double model = get_status("VmRSS:") - program;
   build_graph(db.get(), options, stats);
   const double peak = get_status("VmHWM:");
@@ -176,7 +165,7 @@ RESULT build(const std::string& name, int num_threads,
   RESULT result{nodes, 0, 0, peak - program};
   for (const auto& [phase, seconds] : stats.m_phases) {
     if (phase == "add_edges") result.m_edge_phase = seconds;
-    if (phase != "make files") result.m_build += seconds;
+    result.m_build += seconds;
   }
   print_baselines(graph, result.m_edge_phase);
   std::fflush(stdout);
@@ -209,28 +198,34 @@ RESULT run_alone(const std::function<RESULT()>& run) {
   return result;
 }
 
-RESULT build_fabric(std::uint64_t nodes, int num_threads) {
-  return run_alone([&] {
-    return build(fmt::format("fabric of {}", nodes), num_threads, [&](const FOLDER&, DEVICE_OPTIONS& device) {
-      GENERATE_OPTIONS options;
-      options.nodes = nodes;
-      generate(options, device.m_model, device.m_routing[0]);
-    });
-  });
-}
-
-RESULT build_chipdb(const std::string& chipdb, int num_threads) {
-  return run_alone([&] {
-    return build(FOLDER(chipdb).stem().string(), num_threads, [&](const FOLDER&, DEVICE_OPTIONS& device) {
-      import_icebox(chipdb, device.m_model, device.m_routing[0]);
-    });
-  });
-}
-
 void compare_threads(const std::vector<int>& threads, const std::vector<RESULT>& results) {
   for (std::size_t i = 1; i < results.size(); ++i)
     fmt::print("  edge phase with {} threads {:.2f} times as fast as with {}\n", threads[i],
                results[0].m_edge_phase / results[i].m_edge_phase, threads[0]);
+}
+
+/// Makes the files of a device, builds it with each number of threads and removes the files.
+std::vector<RESULT> build_device(const std::string& name, const std::vector<int>& threads,
+                                 const std::function<void(const DEVICE_OPTIONS&)>& make_files) {
+  const FOLDER folder =
+      std::filesystem::temp_directory_path() / ("kep_rg_scale_bench." + std::to_string(::getpid()));
+  std::filesystem::create_directory(folder);
+  DEVICE_OPTIONS device;
+  device.m_model = (folder / "model.json").string();
+  device.m_routing = {(folder / "routing.jsonl").string()};
+  run_alone([&] {
+    const KEP_REPORT_CAPTURE capture;
+    make_files(device);
+    return RESULT();
+  });
+  std::vector<RESULT> results;
+  for (const int num_threads : threads) {
+    device.m_num_threads = num_threads;
+    results.push_back(run_alone([&] { return build(name, device); }));
+  }
+  std::filesystem::remove_all(folder);
+  compare_threads(threads, results);
+  return results;
 }
 
 } // namespace
@@ -245,18 +240,18 @@ int main(int argc, char** argv) {
   app.add_option("--chipdb", chipdbs, "chip databases in text form");
   CLI11_PARSE(app, argc, argv);
   try {
-    for (const std::string& chipdb : chipdbs) {
-      std::vector<RESULT> results;
-      for (const int num_threads : threads)
-        results.push_back(build_chipdb(chipdb, num_threads));
-      compare_threads(threads, results);
-    }
+    for (const std::string& chipdb : chipdbs)
+      build_device(FOLDER(chipdb).stem().string(), threads, [&](const DEVICE_OPTIONS& device) {
+        import_icebox(chipdb, device.m_model, device.m_routing[0]);
+      });
     std::vector<RESULT> smaller;
     for (const std::uint64_t size : nodes) {
-      std::vector<RESULT> results;
-      for (const int num_threads : threads)
-        results.push_back(build_fabric(size, num_threads));
-      compare_threads(threads, results);
+      const std::vector<RESULT> results =
+          build_device(fmt::format("fabric of {}", size), threads, [&](const DEVICE_OPTIONS& device) {
+            GENERATE_OPTIONS options;
+            options.nodes = size;
+            generate(options, device.m_model, device.m_routing[0]);
+          });
       for (std::size_t i = 0; i != smaller.size(); ++i)
         fmt::print(
             "  {:.2f} times the nodes take {:.2f} times the time ({} threads) and {:.2f} times the memory\n",

@@ -16,8 +16,9 @@ namespace {
 constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
 // A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
 constexpr std::uint32_t MANY_FANOUTS = 256;
-// Sources that one thread gathers at a time. More would not stay in the caches.
-constexpr std::uint64_t MIN_SOURCES = 1 << 20;
+// Sources that one thread gathers at a time: of a small graph some bytes a node, and never more than stay in
+// the caches.
+constexpr std::uint64_t MIN_SOURCES = 1 << 17;
 constexpr std::uint64_t MAX_SOURCES = 1 << 21;
 
 } // namespace
@@ -104,8 +105,8 @@ void KEP_FANIN_FINDER::count(std::vector<std::uint32_t>& num_fanins) {
   m_overfull_count = *overfull;
 }
 
-std::vector<KEP_FANIN_FINDER::PART>
-KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins, std::uint64_t at_a_time) const {
+std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins,
+                                                          std::uint64_t at_a_time) const {
   const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
   if (at_a_time == 0)
     at_a_time = std::clamp<std::uint64_t>(num_fanins.size() / num_threads, MIN_SOURCES, MAX_SOURCES);
@@ -169,7 +170,8 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
   }
 }
 
-std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::uint64_t at_a_time) {
+std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
+                                                  std::uint64_t at_a_time) {
   find_reaches();
   std::vector<std::uint32_t> of_nodes; // numbers of fanins at first
   count(of_nodes);

@@ -35,13 +35,16 @@ public:
 
   std::uint64_t get_memory_bytes() const;
 
-  /// The plain nodes at an occurrence: `m_nodes` by rank, ranks by inst port number. Both null without nodes.
-  struct PAGE_OF_RANKS {
-    const std::uint32_t* m_ranks;
+  /// The plain nodes at an occurrence, by rank.
+  struct NODES_BY_RANK {
     const std::uint32_t* m_nodes;
     std::uint32_t m_num_nodes;
   };
-  PAGE_OF_RANKS find_page(std::uint32_t occurrence) const { return m_plain.find_page(occurrence); }
+  NODES_BY_RANK find_page(std::uint32_t occurrence) const { return m_plain.find_page(occurrence); }
+  /// The rank of an inst port among the plain nodes of its module, NO_NODE if it has none.
+  std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t inst_port) const {
+    return m_plain.find_rank(module, inst_port);
+  }
 
 private:
   class TABLE {
@@ -56,11 +59,13 @@ private:
           m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
       return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
     }
-    PAGE_OF_RANKS find_page(std::uint32_t occurrence) const {
-      if (m_pages.empty() || m_pages[occurrence].m_size == 0) return {};
-      const PAGE& page = m_pages[occurrence];
-      const RANKS& ranks = m_ranks[m_unfolding.get(occurrence).m_module->get_number()];
-      return {ranks.m_rank_by_inst_port.data(), page.m_nodes, page.m_size};
+    NODES_BY_RANK find_page(std::uint32_t occurrence) const {
+      if (m_pages.empty()) return {};
+      return {m_pages[occurrence].m_nodes, m_pages[occurrence].m_size};
+    }
+    std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t inst_port) const {
+      if (m_ranks.empty() || m_ranks[module.get_number()].m_rank_by_inst_port.empty()) return NO_RANK;
+      return m_ranks[module.get_number()].m_rank_by_inst_port[inst_port];
     }
     std::uint64_t get_memory_bytes() const;
 

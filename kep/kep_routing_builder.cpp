@@ -177,10 +177,14 @@ KEP_ROUTING_BUILDER_NODES_AT KEP_ROUTING_BUILDER_NODE_CACHE::find_nodes_at(std::
   if (!m_graph) return nodes;
   const auto page = m_graph->m_state->m_index->find_page(static_cast<std::uint32_t>(position));
   nodes.m_graph = m_graph;
-  nodes.m_ranks = page.m_ranks;
   nodes.m_nodes = page.m_nodes;
   nodes.m_num_nodes = page.m_num_nodes;
   return nodes;
+}
+
+std::uint32_t KEP_ROUTING_BUILDER_NODE_CACHE::find_rank(const KEP_INST_PORT& inst_port) const {
+  if (!m_graph) return KEP_NODE_INDEX::NO_NODE;
+  return m_graph->m_state->m_index->find_rank(*inst_port.get_inst()->get_parent(), inst_port.get_number());
 }
 
 std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>

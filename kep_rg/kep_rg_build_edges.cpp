@@ -72,7 +72,8 @@ void KEP_RG_BUILD::add_edges() {
   KEP_PROCESS_NODE_FOR_ADD_EDGES::STATS stats(node_count, std::cref(m_nodes_per_display));
   tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
   const KEP_RG_LEAF_TABLE leaf_table = arena.execute([this] {
-    return KEP_RG_LEAF_TABLE(*m_db, m_instance_is_primitive, m_primitives, *m_routing_primitive_cache);
+    return KEP_RG_LEAF_TABLE(*m_db, m_instance_is_primitive, m_primitives, *m_routing_primitive_cache,
+                             m_node_cache);
   });
   KEP_RG_INSTANCE_IS_PRIMITIVE predicate = m_instance_is_primitive;
   predicate.use_table(&leaf_table);

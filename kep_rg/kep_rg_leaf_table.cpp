@@ -5,6 +5,7 @@
 
 #include <tbb/parallel_for.h>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
@@ -28,21 +29,23 @@ KEP_LEAF_KIND find_kind(const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate, const KEP
 }
 
 std::uint32_t find_target(const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache,
-                          KEP_INST_PORT* inst_port) {
+                          const KEP_ROUTING_BUILDER_NODE_CACHE& nodes, KEP_INST_PORT* inst_port) {
   const KEP_PORT* port = inst_port->get_port();
   if (port->is_output() || is_inserted(primitives, inst_port) || primitives.is_hipi_tm_port(port))
     return KEP_RG_LEAF_TABLE::ASK;
   const auto* arcs = cache.find_arc_outputs(port);
   if (!arcs || arcs->size() != 1) return KEP_RG_LEAF_TABLE::ASK;
   const unsigned output = arcs->front()->get_output()->get_index();
-  return inst_port->get_inst()->get_inst_port_by_index(output)->get_number();
+  const std::uint32_t rank = nodes.find_rank(*inst_port->get_inst()->get_inst_port_by_index(output));
+  return std::min(rank, KEP_RG_LEAF_TABLE::ASK - 1); // one that stands nowhere is no question
 }
 
 } // namespace
 
 KEP_RG_LEAF_TABLE::KEP_RG_LEAF_TABLE(const KEP_DB& db, const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate,
                                      const KEP_RG_PRIMITIVES& primitives,
-                                     const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache) {
+                                     const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache,
+                                     const KEP_ROUTING_BUILDER_NODE_CACHE& nodes) {
   const std::vector<KEP_MODULE*>& modules = db.get_unfolding().get_modules();
   std::uint64_t size = 0;
   m_first.reserve(modules.size());
@@ -58,7 +61,7 @@ KEP_RG_LEAF_TABLE::KEP_RG_LEAF_TABLE(const KEP_DB& db, const KEP_RG_INSTANCE_IS_
     for (unsigned i = 0; i != modules[number]->get_num_inst_ports(); ++i) {
       KEP_INST_PORT* inst_port = modules[number]->get_inst_port_by_number(i);
       m_kinds[m_first[number] + i] = find_kind(predicate, primitives, inst_port);
-      m_targets[m_first[number] + i] = find_target(primitives, cache, inst_port);
+      m_targets[m_first[number] + i] = find_target(primitives, cache, nodes, inst_port);
     }
     KEP_RG_TSAN::end_body();
   });

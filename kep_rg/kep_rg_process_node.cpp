@@ -136,7 +136,8 @@ KEP_PROCESS_NODE_FOR_ADD_EDGES::START KEP_PROCESS_NODE_FOR_ADD_EDGES::find_start
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::compute_fanout(KEP_ROUTING_BUILDER_NODE* start_node,
                                                     const KEP_ROUTING::NODE* dbg_start_node,
                                                     WORK& work) const {
-  const START start = start_node ? find_start(*start_node) : find_start(*dbg_start_node);
+  START start = start_node ? find_start(*start_node) : find_start(*dbg_start_node);
+  start.m_node = start_node;
   if (!start.m_u_port) return;
   if (start.m_is_boundary && start.m_port->is_output()) return; // drives nothing inside
   KEP_UNFOLD_OBSERVER& observer = *m_ftd->m_observer;
@@ -299,10 +300,9 @@ std::size_t KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanouts(const START& star
     if (!place || leaf.m_position != place->m_position) place = &find_leaf_place(leaf.m_position, work);
     const std::uint32_t target = place->m_targets[leaf.m_object - place->m_first_inst_port];
     if (target == KEP_RG_LEAF_TABLE::ASK) break;
-    if (leaf.m_position == start.m_uip.m_position &&
-        (leaf.m_object == start.m_uip.m_object || place->m_first_inst_port + target == start.m_uip.m_object))
-      continue;
     KEP_ROUTING_BUILDER_NODE* node = place->m_nodes.find(target);
+    if (node == start.m_node || leaf == start.m_uip) continue;
+    __builtin_prefetch(node); // the edge builder looks at it soon
     if (!node)
       ++work.m_stats->n_skip_port;
     else if (marks.contains(leaf))

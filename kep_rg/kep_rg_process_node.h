@@ -58,7 +58,8 @@ public:
 private:
   /// The point from which a node's connection is searched.
   struct START {
-    KEP_UNFOLDED_INST_PORT m_uip; // empty for a boundary node
+    const KEP_ROUTING_BUILDER_NODE* m_node = nullptr; // null when a finished node is debugged
+    KEP_UNFOLDED_INST_PORT m_uip;                     // empty for a boundary node
     KEP_UNFOLDED_PORT m_u_port;
     KEP_PORT* m_port = nullptr;
     KEP_MODULE* m_master = nullptr;

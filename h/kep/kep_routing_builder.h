@@ -144,14 +144,12 @@ private:
   std::unique_ptr<STATE> m_state;
 };
 
-/// The plain nodes at one inner occurrence, by the number of their inst port in its module: for one who asks
-/// for many. Valid until nodes are added.
+/// The plain nodes at one inner occurrence, by rank: for one who asks for many. The inst ports of a module
+/// that are nodes at some occurrence have ranks, the same at all. Valid until nodes are added.
 class KEP_ROUTING_BUILDER_NODES_AT {
 public:
   /// Null where none stands.
-  KEP_ROUTING_BUILDER_NODE* find(std::uint32_t inst_port) const {
-    if (m_num_nodes == 0) return nullptr;
-    const std::uint32_t rank = m_ranks[inst_port];
+  KEP_ROUTING_BUILDER_NODE* find(std::uint32_t rank) const {
     if (rank >= m_num_nodes || m_nodes[rank] == NO_NODE) return nullptr;
     return m_graph->get_node(m_nodes[rank]);
   }
@@ -161,7 +159,6 @@ private:
   static constexpr std::uint32_t NO_NODE = ~std::uint32_t{0};
 
   const KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
-  const std::uint32_t* m_ranks = nullptr; // by inst port
   const std::uint32_t* m_nodes = nullptr; // by rank
   std::uint32_t m_num_nodes = 0;
 };
@@ -193,6 +190,8 @@ public:
   find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const;
   /// Those of the uips with this position.
   KEP_ROUTING_BUILDER_NODES_AT find_nodes_at(std::uint64_t position) const;
+  /// The rank of an inst port among those of its module, or a number that no node has.
+  std::uint32_t find_rank(const KEP_INST_PORT& inst_port) const;
 
 private:
   KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;

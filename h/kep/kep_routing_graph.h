@@ -299,12 +299,15 @@ void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
   const std::uint32_t end = range.end().m_index;
   for (; index != end; ++place, rank = 0) {
     const std::uint32_t last = std::min(tables.m_first_nodes[place + std::size_t{1}], end);
-    const std::size_t page = tables.m_pages[place];
-    for (; index != last; ++rank) {
-      const std::uint32_t number = tables.m_shapes_of_nodes.get(page + rank);
+    KEP_PACKED_NUMBERS shapes = tables.m_shapes_of_nodes;
+    shapes.m_bytes += (tables.m_pages[place] + std::size_t{rank}) * shapes.m_width;
+    std::uint64_t word = std::uint64_t{place} << 32 | rank;
+    for (; index != last; shapes.m_bytes += shapes.m_width) {
+      const std::uint32_t number = shapes.get(0);
+      ++word;
       if (number == KEP_EDGE_TABLES::NO_NODE) continue;
       ++index;
-      const NODE from(std::uint64_t{place} << 32 | (rank + std::uint64_t{1}), graph);
+      const NODE from(word, graph);
       const KEP_NODE_SHAPE& shape = tables.m_shapes[number];
       const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
       const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;

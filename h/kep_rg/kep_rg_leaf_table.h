@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_flat_utils.h"
+#include "kep/kep_routing_builder.h"
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_rg/kep_rg_export.h"
 
@@ -17,14 +18,16 @@ class KEP_RG_EXPORT KEP_RG_LEAF_TABLE {
 public:
   static constexpr std::uint32_t ASK = ~std::uint32_t{0};
 
+  /// The cache must know all nodes by now.
   KEP_RG_LEAF_TABLE(const KEP_DB& db, const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate,
-                    const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache);
+                    const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache,
+                    const KEP_ROUTING_BUILDER_NODE_CACHE& nodes);
 
   /// Both by the number of an inst port in that module. What a walk from the driver does there:
   const KEP_LEAF_KIND* get_kinds(const KEP_MODULE& module) const {
     return m_kinds.data() + m_first[module.get_number()];
   }
-  /// The number of the one inst port that a leaf drives through its mux, ASK for any other leaf.
+  /// The rank, among nodes, of the one inst port that a leaf drives through its mux; ASK for any other leaf.
   const std::uint32_t* get_targets(const KEP_MODULE& module) const {
     return m_targets.data() + m_first[module.get_number()];
   }
