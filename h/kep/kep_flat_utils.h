@@ -230,7 +230,7 @@ bool KEP_LEAF_SEARCH<PREDICATE>::pass_known_inst_ports(const WALK& walk, FRAME& 
     for (; next != end; ++next) {
       KEP_INST_PORT* inst_port = *next;
       const KEP_LEAF_KIND kind = kinds[inst_port - first];
-      if (kind == KEP_LEAF_KIND::NOTHING || inst_port == current) continue;
+      if (kind == KEP_LEAF_KIND::NOTHING || (inst_port == current && kind != KEP_LEAF_KIND::ASK)) continue;
       if (kind != KEP_LEAF_KIND::LEAF) {
         frame.m_next_inst_port = static_cast<unsigned>(next - net.get_inst_ports());
         if (kind == KEP_LEAF_KIND::ASK) return false;
