@@ -1,7 +1,7 @@
-// The edges of a graph with and without the fanout cache, by one thread, in processor time: sorting the
-// nodes, finding their fanouts, and the reverse edges. Fabrics of 32 by 32 tiles are cut into more and more
-// like regions, and then into more and more levels. Beside the time for each edge stands the share of nodes
-// that the cache answered. Devices in files are measured, too:
+// The edges of a graph without the fanout cache, with it alone, and with walks remembered beyond a range, by
+// one thread, in processor time: sorting the nodes, finding their fanouts, and the reverse edges. Fabrics of
+// 32 by 32 tiles are cut into more and more like regions, and then into more and more levels. Beside the time
+// for each edge stands the share of nodes that the cache answered. Devices in files are measured, too:
 //
 //   kep_rg_fanout_cache_bench [--benchmark_... ] [MODEL.json ROUTING.jsonl]...
 
@@ -57,12 +57,15 @@ std::unique_ptr<KEP_DB> make_fabric(const SIZES& cells, std::uint32_t spare_rows
   return db;
 }
 
-void add_edges(benchmark::State& state, KEP_DB* db, bool with_cache) {
+enum class MEMORY { NONE, CACHE, WALKS };
+
+void add_edges(benchmark::State& state, KEP_DB* db, MEMORY memory) {
   KEP_RG_EDGE_CREATION_STATS stats{0, 1};
   for (auto _ : state) {
     const KEP_REPORT_CAPTURE capture;
     KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS());
-    if (!with_cache) KEP_RG_TEST_ACCESS::disable_fanout_cache(build);
+    if (memory == MEMORY::NONE) KEP_RG_TEST_ACCESS::disable_fanout_cache(build);
+    if (memory == MEMORY::CACHE) KEP_RG_TEST_ACCESS::forget_walks(build);
     build.build_nodes();
     const std::clock_t start = std::clock();
     build.build_edges();
@@ -80,15 +83,16 @@ void add_edges(benchmark::State& state, KEP_DB* db, bool with_cache) {
 /// The device is made at its first use and stays until the next one is wanted.
 template <class MAKE>
 void register_device(const std::string& name, const MAKE& make) {
-  for (const bool with_cache : {false, true})
-    benchmark::RegisterBenchmark((name + (with_cache ? "/with" : "/without")).c_str(),
-                                 [name, make, with_cache](benchmark::State& state) {
+  for (const auto& [memory, what] : {std::pair(MEMORY::NONE, "/without"), std::pair(MEMORY::CACHE, "/cache"),
+                                     std::pair(MEMORY::WALKS, "/walks")})
+    benchmark::RegisterBenchmark((name + what).c_str(),
+                                 [name, make, memory = memory](benchmark::State& state) {
                                    static std::pair<std::string, std::unique_ptr<KEP_DB>> device;
                                    if (device.first != name) {
                                      device.second.reset();
                                      device = {name, make()};
                                    }
-                                   add_edges(state, device.second.get(), with_cache);
+                                   add_edges(state, device.second.get(), memory);
                                  })
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);

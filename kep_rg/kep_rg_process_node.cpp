@@ -22,7 +22,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   work.m_cache = &cache;
   work.m_stats = &range_stats;
   work.m_last_number = get_last_number(range);
-  if (m_leaf_table && !m_build_search->is_observed() && m_ftd->m_like_places.is_used())
+  if (m_ftd->m_remembers_walks && !m_build_search->is_observed() && m_ftd->m_like_places.is_used())
     work.m_known_walks = &m_ftd->m_known_walks.local();
   std::size_t count = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {

@@ -241,6 +241,7 @@ private:
   PER_THREAD<KEP_RG_FANOUT_CACHE> m_known_walks; // what searches found, for all ranges of the edge phase
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
+  bool m_remembers_walks = true;                                // nothing clears it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;

@@ -348,6 +348,29 @@ TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
   EXPECT_EQ(counters(c), std::pair(60000 - 2 * ranges, 2 * ranges));
 }
 
+// A walk that was remembered is counted as if it had been walked, and its answer is kept for the range.
+TEST_F(FanoutCacheBuildTest, RemembersWalksBeyondTheirRangeAndShowsNothingOfIt) {
+  std::string top;
+  for (int i = 0; i != 30000; ++i)
+    top += "inst t" + std::to_string(i) + " TILE\n";
+  BUILD_CASE c(device(TILE, top));
+  describe(c);
+  c.build(KEP_RG_BUILD_PARAMS());
+  const KEP_RG_EDGE_CREATION_STATS remembered = c.builder().get_edge_stats();
+  EXPECT_EQ(ACCESS::count_known_walks(c.builder()), 2U);
+  const std::string graph = test_model::whole_graph(*c.db());
+  c.drop_builder();
+  ACCESS::forget_walks(c.builder());
+  c.build(KEP_RG_BUILD_PARAMS());
+  EXPECT_EQ(ACCESS::count_known_walks(c.builder()), 0U);
+  const KEP_RG_EDGE_CREATION_STATS walked = c.builder().get_edge_stats();
+  EXPECT_EQ(remembered.n_cdrn_cache_hits, walked.n_cdrn_cache_hits);
+  EXPECT_EQ(remembered.n_cdrn_cache_misses, walked.n_cdrn_cache_misses);
+  EXPECT_EQ(remembered.n_get_leaf_calls, walked.n_get_leaf_calls);
+  EXPECT_EQ(remembered.n_get_leaf_fanouts, walked.n_get_leaf_fanouts);
+  EXPECT_EQ(test_model::whole_graph(*c.db()), graph);
+}
+
 // Like places stand on several levels, and ranges end anywhere among them.
 TEST_F(FanoutCacheBuildTest, KeepsWhateverComesAgainInItsRange) {
   std::string text = R"(

@@ -76,6 +76,7 @@ public:
   }
   /// Whoever observes a build makes it ask every question anew.
   static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
+  static void forget_walks(KEP_RG_BUILD& build) { build.m_remembers_walks = false; }
   /// The walks that the threads of the edge phase remembered.
   static std::size_t count_known_walks(KEP_RG_BUILD& build) {
     std::size_t count = 0;
