@@ -1,8 +1,11 @@
 #include "kep/kep_word_folder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <unordered_map>
+
+static_assert(std::endian::native == std::endian::little, "a number is read by its lowest bytes");
 
 KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>& numbers,
                                                std::uint32_t bound) {
