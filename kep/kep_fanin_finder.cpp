@@ -24,23 +24,23 @@ constexpr std::uint64_t MAX_SOURCES = 1 << 21;
 } // namespace
 
 void KEP_FANIN_FINDER::find_reaches() {
-  struct SIGHT { // differences of places, and places
+  struct LIST_REACH { // differences of places, and places
     std::int64_t m_nearest = std::numeric_limits<std::int64_t>::max();
     std::int64_t m_farthest = std::numeric_limits<std::int64_t>::min();
     REACH m_absolute;
   };
-  std::vector<SIGHT> sights(m_templates.size());
-  for (std::size_t i = 0; i != sights.size(); ++i)
+  std::vector<LIST_REACH> reaches(m_templates.size());
+  for (std::size_t i = 0; i != reaches.size(); ++i)
     for (std::uint32_t edge = 0; edge != m_templates[i].m_num_edges; ++edge) {
       const KEP_SEEN_WORD& target = m_fanouts[m_templates[i].m_first_entry + edge].m_node;
       if (target.is_absolute()) {
         const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
-        sights[i].m_absolute.m_first = std::min(sights[i].m_absolute.m_first, place);
-        sights[i].m_absolute.m_last = std::max(sights[i].m_absolute.m_last, place);
+        reaches[i].m_absolute.m_first = std::min(reaches[i].m_absolute.m_first, place);
+        reaches[i].m_absolute.m_last = std::max(reaches[i].m_absolute.m_last, place);
       } else {
         const auto difference = static_cast<std::int32_t>(KEP_NODE_WORD::place(target.m_bits));
-        sights[i].m_nearest = std::min<std::int64_t>(sights[i].m_nearest, difference);
-        sights[i].m_farthest = std::max<std::int64_t>(sights[i].m_farthest, difference);
+        reaches[i].m_nearest = std::min<std::int64_t>(reaches[i].m_nearest, difference);
+        reaches[i].m_farthest = std::max<std::int64_t>(reaches[i].m_farthest, difference);
       }
     }
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
@@ -48,12 +48,12 @@ void KEP_FANIN_FINDER::find_reaches() {
   for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
     REACH& reach = m_reaches[own];
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const SIGHT& sight = sights[m_fanouts_of_nodes[node]];
-      reach.m_first = std::min(reach.m_first, sight.m_absolute.m_first);
-      reach.m_last = std::max(reach.m_last, sight.m_absolute.m_last);
-      if (sight.m_nearest > sight.m_farthest) continue;
-      reach.m_first = std::min(reach.m_first, static_cast<std::uint32_t>(own + sight.m_nearest));
-      reach.m_last = std::max(reach.m_last, static_cast<std::uint32_t>(own + sight.m_farthest));
+      const LIST_REACH& reach_of_list = reaches[m_fanouts_of_nodes[node]];
+      reach.m_first = std::min(reach.m_first, reach_of_list.m_absolute.m_first);
+      reach.m_last = std::max(reach.m_last, reach_of_list.m_absolute.m_last);
+      if (reach_of_list.m_nearest > reach_of_list.m_farthest) continue;
+      reach.m_first = std::min(reach.m_first, static_cast<std::uint32_t>(own + reach_of_list.m_nearest));
+      reach.m_last = std::max(reach.m_last, static_cast<std::uint32_t>(own + reach_of_list.m_farthest));
     }
   }
 }

@@ -84,22 +84,25 @@ KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsi
 /// Sorts by word. Occurrences are counted first, so only the nodes of one occurrence are ever compared.
 void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
   auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(m_db->get_unfolding());
+  const auto place_of = [this, &order = *order](std::uint32_t i) {
+    return order.get_place(get_node(i)->m_occurrence);
+  };
   std::vector<std::uint32_t> first(m_db->get_unfolding().size() + std::size_t{1});
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    ++first[order->get_place(get_node(i)->m_occurrence) + std::size_t{1}];
+    ++first[place_of(i) + std::size_t{1}];
   for (std::size_t i = 1; i != first.size(); ++i)
     first[i] += first[i - 1];
 
-  std::vector<KEP_ROUTING_BUILDER_NODE> sorted(m_node_count);
+  const auto sorted = std::make_unique_for_overwrite<KEP_ROUTING_BUILDER_NODE[]>(m_node_count);
   std::vector<std::uint32_t> next(first);
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    sorted[next[order->get_place(get_node(i)->m_occurrence)]++] = *get_node(i);
+    sorted[next[place_of(i)]++] = *get_node(i);
   const auto by_key = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
     return left.get_key() < right.get_key();
   };
   for (std::size_t i = 0; i + 1 != first.size(); ++i) {
-    const auto begin = sorted.begin() + first[i];
-    const auto end = sorted.begin() + first[i + 1];
+    KEP_ROUTING_BUILDER_NODE* begin = sorted.get() + first[i];
+    KEP_ROUTING_BUILDER_NODE* end = sorted.get() + first[i + 1];
     if (!std::is_sorted(begin, end, by_key)) std::sort(begin, end, by_key); // most were made in order
   }
   for (std::uint32_t i = 0; i != m_node_count; ++i) {

@@ -82,6 +82,7 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
   if (redundant_fanouts.size() > MAX_EDGES) refuse(*node, redundant_fanouts.size(), "redundant fanouts");
   const std::size_t count = fanouts.size() + redundant_fanouts.size();
   if (count > MAX_EDGES) refuse(*node, count, "fanouts");
+  if (count == 0) return;
 
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");

@@ -39,7 +39,7 @@ public:
     std::vector<ENTRY_OF_HASH> m_entries;
   };
 
-  /// The number of the list, which is copied if it is new.
+  /// The number of the list, which is copied if it is new. It must not be empty.
   std::uint32_t add(const LIST& list, RECENT& recent) {
     if (recent.m_table != m_id) {
       recent.m_entries.assign(RECENT::SIZE, {});

@@ -87,13 +87,17 @@ void KEP_RG_BUILD::add_edges() {
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
                    static_cast<int>(m_num_threads));
-  const unsigned grain = std::max(node_count / 1000, 10000U);
+  const unsigned grain = std::max(node_count / 1000, m_min_grain);
   KEP_RG_TSAN::before_loop();
   // The body stays where it is: what TBB copies from task to task is a reference.
   const auto run_body = [&body](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) { body(range); };
   arena.execute(
       [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
   KEP_RG_TSAN::after_loop();
+  m_num_known_walks = 0;
+  for (const KEP_RG_FANOUT_CACHE& walks : m_known_walks)
+    m_num_known_walks += walks.size();
+  m_known_walks.clear(); // the reverse edges need the memory
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)
     for (const REP_NODE_ARGS& row : rows)

@@ -36,6 +36,7 @@ std::uint32_t find_target(const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUT
   const auto* arcs = cache.find_arc_outputs(port);
   if (!arcs || arcs->size() != 1) return KEP_RG_LEAF_TABLE::ASK;
   const unsigned output = arcs->front()->get_output()->get_index();
+  if (output >= inst_port->get_inst()->get_module()->get_num_ports()) return KEP_RG_LEAF_TABLE::ASK;
   const std::uint32_t rank = nodes.find_rank(*inst_port->get_inst()->get_inst_port_by_index(output));
   return std::min(rank, KEP_RG_LEAF_TABLE::ASK - 1); // one that stands nowhere is no question
 }

@@ -290,9 +290,6 @@ std::size_t KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanouts(const START& star
                                                                WORK& work) const {
   const std::vector<KEP_UNFOLDED_INST_PORT>& leaves = work.m_results.m_uips;
   const KEP_RG_REDUNDANCY_MARKS& marks = m_ftd->m_redundancy_marks;
-  std::size_t num_fanouts = work.m_fanouts.size();
-  work.m_fanouts.resize(num_fanouts + leaves.size() - first);
-  FANOUT* fanout = work.m_fanouts.data() + num_fanouts;
   const LEAF_PLACE* place = nullptr;
   std::size_t i = first;
   for (; i != leaves.size(); ++i) {
@@ -308,10 +305,8 @@ std::size_t KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanouts(const START& star
     else if (marks.contains(leaf))
       work.m_redundant_fanouts.push_back({node, leaf});
     else
-      *fanout++ = {node, leaf};
+      work.m_fanouts.push_back({node, leaf});
   }
-  num_fanouts = static_cast<std::size_t>(fanout - work.m_fanouts.data());
-  work.m_fanouts.resize(num_fanouts);
   return i;
 }
 

@@ -78,8 +78,9 @@ private:
 /// PREDICATE gives: is_terminating_uip(uip, params), is_leaf(uip, params), is_ignore_uip(uip, exclude_uip,
 /// exclude_port, cur_uip, cur_port), is_ignore_port(port), get_trace_thru_outputs(uip, outputs) and
 /// should_trace_thru_fanout(uip). It may give find_leaf_kinds(module), too: the kinds of the module's inst
-/// ports by number, or null. They are used while nobody observes the search. The search keeps no state
-/// between calls, so one object serves any number of threads if its observer does.
+/// ports by number, or null. They hold for searches from a driver to its loads that do not honour tunnels,
+/// and are used while nobody observes the search. The search keeps no state between calls, so one object
+/// serves any number of threads if its observer does.
 template <class PREDICATE>
 class KEP_LEAF_SEARCH : public PREDICATE {
 public:

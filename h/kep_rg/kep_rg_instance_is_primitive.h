@@ -77,7 +77,7 @@ public:
     KEP_RG_PREDICATE_UTILS::get_trace_thru_outputs(*m_primitives, *m_legacy_api, uip, outputs);
   }
 
-  /// Answers are taken from the table, which must outlive the predicate and its copies.
+  /// Answers are taken from the table, which must outlive the predicate and its copies; null for none.
   void use_table(const KEP_RG_LEAF_TABLE* table) { m_leaf_table = table; }
   const KEP_LEAF_KIND* find_leaf_kinds(const KEP_MODULE& module) const {
     return m_leaf_table ? m_leaf_table->get_kinds(module) : nullptr;

@@ -27,7 +27,8 @@ public:
   const KEP_LEAF_KIND* get_kinds(const KEP_MODULE& module) const {
     return m_kinds.data() + m_first[module.get_number()];
   }
-  /// The rank, among nodes, of the one inst port that a leaf drives through its mux; ASK for any other leaf.
+  /// The rank, among nodes, of the one inst port that a leaf drives through its mux, or one that no node has
+  /// if that inst port is a node nowhere; ASK for any other leaf.
   const std::uint32_t* get_targets(const KEP_MODULE& module) const {
     return m_targets.data() + m_first[module.get_number()];
   }

@@ -184,12 +184,16 @@ TEST(RandomGraphs, are_read_back_edge_by_edge) {
 
 TEST(RandomGraphs, show_visitors_of_any_range_the_edges_that_iterators_give) {
   std::size_t edges = 0, splits = 0;
-  for (std::uint64_t seed = 0; seed != 200; ++seed) {
-    const auto db = test_model::make_random_db(seed, {});
+  std::uint64_t templates = 0;
+  for (std::uint64_t seed = 0; seed != 203; ++seed) {
+    test_model::RANDOM_MODEL_LIMITS limits;
+    if (seed >= 200) limits.m_max_size = 4000; // so many shapes that their numbers take two bytes
+    const auto db = test_model::make_random_db(seed, limits);
     RANDOM_GRAPH graph(*db, seed, {});
     graph.index();
     build_one_by_one(*db, graph, seed);
     const KEP_ROUTING::GRAPH& finished = *db->get_routing_template_graph();
+    templates = std::max(templates, finished.get_num_templates());
     std::vector<KEP_ROUTING::NODE_ITER_RANGE> ranges{finished.iter_nodes()};
     while (!ranges.empty()) {
       KEP_ROUTING::NODE_ITER_RANGE range = ranges.back();
@@ -205,6 +209,7 @@ TEST(RandomGraphs, show_visitors_of_any_range_the_edges_that_iterators_give) {
   }
   EXPECT_GT(edges, 10000U);
   EXPECT_GT(splits, 1000U);
+  EXPECT_GT(templates, 300U);
 }
 
 TEST(RandomGraphs, are_the_same_however_many_fanins_are_gathered_at_a_time) {

@@ -246,6 +246,19 @@ TEST_F(RoutingBuilder, refuses_more_than_65535_edges_of_one_kind_by_name) {
   EXPECT_THAT(refusal(half, half), HasSubstr("t/m:z")) << "the count of all edges must not wrap around";
 }
 
+TEST_F(RoutingBuilder, two_empty_lists_of_fanouts_change_nothing) {
+  GRAPH_BUILD build(*db);
+  build.add("t/m:z");
+  build.add("u/m:z");
+  build.sort();
+  build.set(build.find("t/m:z"), {});
+  build.set(build.find("u/m:z"), {{build.find("t/m:z"), {}}});
+  build.set(build.find("u/m:z"), {});
+  build.publish();
+  EXPECT_EQ(db->get_routing_template_graph()->get_num_real_edges(), 1U);
+  EXPECT_EQ(db->get_routing_template_graph()->get_num_templates(), 1U);
+}
+
 TEST_F(RoutingBuilder, takes_65535_edges) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
