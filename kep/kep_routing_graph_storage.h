@@ -12,10 +12,10 @@
 
 class KEP_ROUTING_BUILDER_GRAPH;
 
-/// A finished graph, folded three times: nodes at like places share their shape, the lists of their fanouts
-/// and fanins; places whose nodes have the same shapes, in order, share one page of them; and a mux
-/// input or a fanin that stands in many lists is kept once. This class alone knows how a graph is laid out;
-/// nodes, edges and iterators read through the tables that it lends.
+/// A finished graph, folded four times: nodes share lists of fanouts and of fanins; those at like places
+/// share their shape, which is both lists; places whose nodes have the same shapes, in order, share one page
+/// of them; and a mux input or a fanin that stands in many lists is kept once. This class alone knows how a
+/// graph is laid out; nodes, edges and iterators read through the tables that it lends.
 class KEP_EXPORT KEP_ROUTING_GRAPH_STORAGE {
 public:
   /// Takes over the nodes and fanouts of a graph under construction and works out its fanins, so many at a

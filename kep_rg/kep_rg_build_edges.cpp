@@ -95,8 +95,8 @@ void KEP_RG_BUILD::add_edges() {
       [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
   KEP_RG_TSAN::after_loop();
   m_num_known_walks = 0;
-  for (const KEP_RG_FANOUT_CACHE& walks : m_known_walks)
-    m_num_known_walks += walks.size();
+  for (const KNOWN_WALKS& known : m_known_walks)
+    m_num_known_walks += known.m_walks.size();
   m_known_walks.clear(); // the reverse edges need the memory
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)

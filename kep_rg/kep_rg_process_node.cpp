@@ -195,10 +195,12 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::search(const START& start, WORK& work) cons
 }
 
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::recall_walk(const START& start, WORK& work) const {
-  if (!work.m_known_walks || !start.m_uip) return false;
+  if (!work.m_known_walks || !start.m_uip || !work.m_known_walks->pays()) return false;
   KEP_LEAF_RESULTS& results = work.m_results;
   results.m_uips.clear(); // what was kept begins with the node itself, too
-  results.m_top_module = work.m_known_walks->find(start.m_uip, results.m_uips);
+  results.m_top_module = work.m_known_walks->m_walks.find(start.m_uip, results.m_uips);
+  ++work.m_known_walks->m_num_asked;
+  work.m_known_walks->m_num_found += static_cast<bool>(results.m_top_module);
   if (results.m_top_module) return true;
   results.m_uips.push_back(start.m_uip);
   return false;
@@ -207,9 +209,9 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::recall_walk(const START& start, WORK& work)
 /// A walk that noted no module is left out: where it stands tells less than where it ends.
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::remember_walk(const START& start, WORK& work) const {
   const KEP_LEAF_RESULTS& results = work.m_results;
-  if (work.m_known_walks && start.m_uip && results.m_top_module &&
+  if (work.m_known_walks && start.m_uip && results.m_top_module && work.m_known_walks->pays() &&
       may_be_kept(start, work, KEP_RG_LIKE_PLACES::NO_END))
-    work.m_known_walks->store(start.m_uip, results.m_top_module, results.m_uips);
+    work.m_known_walks->m_walks.store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
 KEP_ROUTING_PRIMITIVE_TUNNEL KEP_PROCESS_NODE_FOR_ADD_EDGES::get_tunnel_type(const KEP_PORT* port) const {

@@ -31,8 +31,8 @@ public:
     FANOUTS m_fanouts;
     FANOUTS m_redundant_fanouts;
     KEP_RG_BUILD::CDRN_CACHE* m_cache;
-    KEP_RG_FANOUT_CACHE* m_known_walks = nullptr; // null: every search is walked
-    KEP_RG_EDGE_CREATION_STATS* m_stats;          // counts of this range
+    KEP_RG_BUILD::KNOWN_WALKS* m_known_walks = nullptr; // null: every search is walked
+    KEP_RG_EDGE_CREATION_STATS* m_stats;                // counts of this range
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;

@@ -46,9 +46,11 @@ protected:
   friend class FWD_EDGE;
   friend class GRAPH;
   friend class NODE;
-  explicit BASE_NODE(bool) {}
   explicit BASE_NODE(std::uint64_t word) : m_word(word) {}
   std::uint64_t m_word = 0;
+
+private:
+  explicit BASE_NODE(bool) {}
 };
 
 class KEP_EXPORT NODE : public BASE_NODE {

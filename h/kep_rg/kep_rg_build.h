@@ -148,6 +148,15 @@ private:
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
   using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
+  /// What searches of one thread found. A device that repeats little is given up after a trial.
+  struct KNOWN_WALKS {
+    static constexpr std::uint64_t TRIAL = 1 << 16;
+    KEP_RG_FANOUT_CACHE m_walks;
+    std::uint64_t m_num_asked = 0;
+    std::uint64_t m_num_found = 0;
+
+    bool pays() const { return m_num_asked < TRIAL || m_num_found * 8 > m_num_asked; }
+  };
   /// Which answers a range keeps. What does not come again in it would never be found.
   enum class FANOUT_CACHE : unsigned char { NOTHING, WHAT_COMES_AGAIN, EVERYTHING };
   template <class T>
@@ -238,7 +247,7 @@ private:
   std::map<KEP_MODULE*, HAS_NODES> m_module_has_nodes; // by IP root: whether a module gave nodes under it
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
-  PER_THREAD<KEP_RG_FANOUT_CACHE> m_known_walks; // what searches found, for all ranges of the edge phase
+  PER_THREAD<KNOWN_WALKS> m_known_walks; // for all ranges of the edge phase
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
   bool m_remembers_walks = true;                                // nothing clears it but a test

@@ -169,7 +169,7 @@ TEST_F(DebugTree, TellsAFlyoverFromASkipPath) {
                          "    f:i  flies over the spare row\n"
                          "      f:j  behind the spare row: net q\n"
                          "        k:a  mux input -> k:o\n"
-                         "    g:i  nothing inside\n"
+                         "    g:i  in no spare row, so not flown over; nothing inside\n"
                          "    h:i  into a skip path\n"
                          "      h:j  out of the skip path: net r\n"
                          "        g:j  an output: not followed\n"

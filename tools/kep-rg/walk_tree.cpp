@@ -283,7 +283,9 @@ std::string WALK_TREE::get_end_text(const LINE& line, const FANOUTS_BY_LEAF& fan
   case END::NO_END:
     return "";
   case END::NOTHING_INSIDE:
-    return "nothing inside";
+    return m_primitives.find_skip_path_sparerow_map(line.m_uip.m_object->get_port())
+               ? "in no spare row, so not flown over; nothing inside"
+               : "nothing inside";
   case END::IGNORED:
     return line.m_uip.m_object->is_output()
                ? "an output: not followed"
