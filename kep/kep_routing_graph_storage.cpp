@@ -39,7 +39,7 @@ KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& 
                                                     fanins.m_entries);
   }
   fold_pages(fanouts, fanins);
-  fold_words(std::move(fanouts), std::move(fanins));
+  fold_words(fanouts, std::move(fanins));
 }
 
 void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph,
@@ -118,7 +118,8 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
   m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(m_shapes.size()));
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins) {
+void KEP_ROUTING_GRAPH_STORAGE::fold_words(const LISTS<KEP_FANOUT_ENTRY>& fanouts,
+                                           LISTS<KEP_FANIN_ENTRY> fanins) {
   std::vector<KEP_SEEN_WORD> words;
   for (const KEP_FANIN_ENTRY& entry : fanins.m_entries)
     words.push_back(entry.m_node);

@@ -47,7 +47,7 @@ private:
 
   void take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
   void fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts, const LISTS<KEP_FANIN_ENTRY>& fanins);
-  void fold_words(LISTS<KEP_FANOUT_ENTRY> fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
+  void fold_words(const LISTS<KEP_FANOUT_ENTRY>& fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;
   std::vector<std::uint32_t> m_pages;       // by place

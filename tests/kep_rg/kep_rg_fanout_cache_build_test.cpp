@@ -332,7 +332,8 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatEndedWhereNodesStand) {
   build_again_without(c);
 }
 
-// A range is cut in two while it holds more than ten thousand nodes. Each one that begins anew searches what it meets first.
+// A range is cut in two while it holds more than ten thousand nodes. Each one that begins anew searches what
+// it meets first.
 TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
   std::string top;
   for (int i = 0; i != 30000; ++i)
