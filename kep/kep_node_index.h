@@ -70,7 +70,7 @@ private:
     std::uint64_t get_memory_bytes() const;
 
   private:
-    static constexpr std::uint32_t NO_RANK = ~0U;
+    static constexpr std::uint32_t NO_RANK = NO_NODE; // find_rank() says so
     static constexpr std::size_t CHUNK = 1 << 14;
     struct RANKS {
       std::vector<std::uint32_t> m_rank_by_inst_port; // empty until the module has a node

@@ -11,6 +11,13 @@
 #include <unordered_map>
 #include <utility>
 
+namespace {
+
+// Of templates of fanouts and fanins, where no node stands.
+constexpr std::uint64_t NO_PAIR = ~std::uint64_t{0};
+
+} // namespace
+
 /// The lists of all nodes before they are folded.
 template <class ENTRY>
 struct KEP_ROUTING_GRAPH_STORAGE::LISTS {
@@ -59,7 +66,6 @@ void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph,
 /// Places in order; one whose shapes are those of an earlier one takes its page.
 void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts,
                                            const LISTS<KEP_FANIN_ENTRY>& fanins) {
-  constexpr std::uint64_t NO_NODE = ~std::uint64_t{0};
   struct PAGE {
     std::uint32_t m_first;
     std::uint32_t m_size;
@@ -71,7 +77,7 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
   std::vector<std::uint64_t> page;
   for (std::uint32_t place = 0; place != num_places; ++place) {
     if (m_places->get_num_nodes(place) == 0) continue;
-    page.assign(m_places->get_num_ranks(place), NO_NODE);
+    page.assign(m_places->get_num_ranks(place), NO_PAIR);
     const std::uint32_t first = m_places->get_first_nodes()[place];
     std::uint64_t hash = page.size();
     for (std::uint32_t node = first; node != first + m_places->get_num_nodes(place); ++node) {
@@ -95,8 +101,14 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
     known_pages.emplace(hash, PAGE{m_pages[place], static_cast<std::uint32_t>(page.size())});
     pairs.insert(pairs.end(), page.begin(), page.end());
   }
+  fold_shapes(pairs, fanouts, fanins);
+}
 
-  std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_NODE, KEP_EDGE_TABLES::NO_NODE}};
+/// Numbers by the first rank at which a shape stands.
+void KEP_ROUTING_GRAPH_STORAGE::fold_shapes(const std::vector<std::uint64_t>& pairs,
+                                            const LISTS<KEP_FANOUT_ENTRY>& fanouts,
+                                            const LISTS<KEP_FANIN_ENTRY>& fanins) {
+  std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_PAIR, KEP_EDGE_TABLES::NO_NODE}};
   m_shapes.push_back({});
   std::vector<std::uint32_t> shapes;
   shapes.reserve(pairs.size());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/kep_edge_templates.h"
+#include "kep/kep_edge_tables.h"
 #include "kep/kep_export.h"
 #include "kep/kep_node_places.h"
 #include "kep/kep_template_entries.h"
@@ -47,6 +47,8 @@ private:
 
   void take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
   void fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts, const LISTS<KEP_FANIN_ENTRY>& fanins);
+  void fold_shapes(const std::vector<std::uint64_t>& pairs, const LISTS<KEP_FANOUT_ENTRY>& fanouts,
+                   const LISTS<KEP_FANIN_ENTRY>& fanins);
   void fold_words(const LISTS<KEP_FANOUT_ENTRY>& fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;

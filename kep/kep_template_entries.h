@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/kep_edge_templates.h"
+#include "kep/kep_edge_tables.h"
 
 #include <cstdint>
 

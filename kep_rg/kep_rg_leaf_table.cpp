@@ -10,17 +10,11 @@
 
 namespace {
 
-bool is_inserted(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT* inst_port) {
-  KEP_PORT* port = inst_port->get_port();
-  return primitives.is_inserted_port(port) || primitives.has_inserted_port(port) ||
-         primitives.is_inserted_inst_port(inst_port);
-}
-
 KEP_LEAF_KIND find_kind(const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate, const KEP_RG_PRIMITIVES& primitives,
                         KEP_INST_PORT* inst_port) {
   const KEP_PORT* port = inst_port->get_port();
   if (port->is_output()) return KEP_LEAF_KIND::NOTHING;
-  if (is_inserted(primitives, inst_port) || primitives.begins_some_path(port) ||
+  if (primitives.is_inserted(inst_port) || primitives.begins_some_path(port) ||
       primitives.is_blc_bidir_buffer(inst_port->get_inst()->get_module()))
     return KEP_LEAF_KIND::ASK;
   // The position plays no part in the answer.
@@ -31,7 +25,7 @@ KEP_LEAF_KIND find_kind(const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate, const KEP
 std::uint32_t find_target(const KEP_RG_PRIMITIVES& primitives, const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache,
                           const KEP_ROUTING_BUILDER_NODE_CACHE& nodes, KEP_INST_PORT* inst_port) {
   const KEP_PORT* port = inst_port->get_port();
-  if (port->is_output() || is_inserted(primitives, inst_port) || primitives.is_hipi_tm_port(port))
+  if (port->is_output() || primitives.is_inserted(inst_port) || primitives.is_hipi_tm_port(port))
     return KEP_RG_LEAF_TABLE::ASK;
   const auto* arcs = cache.find_arc_outputs(port);
   if (!arcs || arcs->size() != 1) return KEP_RG_LEAF_TABLE::ASK;

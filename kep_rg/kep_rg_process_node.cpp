@@ -206,7 +206,7 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::recall_walk(const START& start, WORK& work)
   return false;
 }
 
-/// A walk that noted no module is left out: where it stands tells less than where it ends.
+/// A walk that noted no module is left out: recalled, it would note one.
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::remember_walk(const START& start, WORK& work) const {
   const KEP_LEAF_RESULTS& results = work.m_results;
   if (work.m_known_walks && start.m_uip && results.m_top_module && work.m_known_walks->pays() &&
@@ -331,8 +331,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanout(const START& start, const KEP_U
   const bool is_load = !port->is_output();
   const bool redundant = is_load && m_ftd->m_redundancy_marks.contains(leaf);
   if (tunnel_source && get_tunnel_type(port) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET) return;
-  const bool inserted = primitives.is_inserted_port(port) || primitives.has_inserted_port(port) ||
-                        primitives.is_inserted_inst_port(leaf.m_object);
+  const bool inserted = primitives.is_inserted(leaf.m_object);
   FANOUTS& list = redundant ? work.m_redundant_fanouts : work.m_fanouts;
   KEP_UNFOLD_OBSERVER& observer = *m_ftd->m_observer;
   std::vector<KEP_UNFOLDED_INST_PORT>& outputs = work.m_mux_outputs;

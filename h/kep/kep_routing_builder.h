@@ -215,8 +215,8 @@ public:
   void sort_nodes_for_templating(KEP_LEGACY_API* legacy_api) const;
 
   /// Concurrent. Stores the node's real and redundant fanouts in the order of the lists, which are read
-  /// during the call alone; two empty lists change nothing. The mutex is taken for what threads share if need
-  /// be; there is none today. KEP_DB_ERROR, naming the node, for more than 65535 edges of one kind.
+  /// during the call alone; two empty lists change nothing. The mutex is not needed: the tables that threads
+  /// share have locks of their own. KEP_DB_ERROR, naming the node, for more than 65535 edges of one kind.
   void set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
                   const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool);
   /// The number of distinct lists of fanouts stored, as seen from the nodes. Read once the parallel section

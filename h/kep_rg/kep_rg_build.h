@@ -251,8 +251,8 @@ private:
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
   bool m_remembers_walks = true;                                // nothing clears it but a test
-  std::size_t m_num_known_walks = 0;                            // when they were forgotten
-  unsigned m_min_grain = 10000;                                 // nothing sets it but a test
+  std::size_t m_num_known_walks = 0; // as the edge phase ended; only a test reads it
+  unsigned m_min_grain = 10000;      // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;

@@ -78,6 +78,11 @@ public:
   bool is_removed_port(KEP_PORT* port) const { return get_flags(port) & REMOVED_IN_MODULE; }
   /// An output on an exception instance of a skip mux.
   inline bool is_inserted_inst_port(KEP_INST_PORT* inst_port) const;
+  /// Any of these three.
+  bool is_inserted(KEP_INST_PORT* inst_port) const {
+    KEP_PORT* port = inst_port->get_port();
+    return has_inserted_port(port) || is_inserted_port(port) || is_inserted_inst_port(inst_port);
+  }
   bool is_routing_root(const KEP_MODULE* module) const { return get_flags(module) & ROUTING_ROOT; }
   bool is_blc_bidir_buffer(const KEP_MODULE* module) const { return get_flags(module) & BLC_BIDIR_BUFFER; }
   bool port_is_ignored(const KEP_PORT* port) const { return get_flags(port) & IGNORED; }
