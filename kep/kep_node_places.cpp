@@ -61,8 +61,7 @@ void KEP_NODE_PLACES::list_ranks(std::uint32_t place, const std::function<NODE(s
     m_ranks.push_back(find_rank(place, get_node(node).m_key));
 }
 
-std::uint32_t KEP_NODE_PLACES::find_rank(std::uint32_t place, std::uint32_t key) const {
-  const std::uint32_t module = get_module(place);
+std::uint32_t KEP_NODE_PLACES::find_rank_in(std::uint32_t module, std::uint32_t key) const {
   const std::uint32_t bucket = m_first_bucket[module] + (key >> BUCKET_BITS);
   if (bucket + 1 >= m_first_bucket[module + 1]) return NONE;
   const std::uint32_t* keys = m_keys.data() + m_first_key[module];

@@ -42,7 +42,12 @@ public:
     return m_keys[m_first_key[get_module(place)] + rank];
   }
   /// The rank of a key, or NONE. A node need not stand there.
-  std::uint32_t find_rank(std::uint32_t place, std::uint32_t key) const;
+  std::uint32_t find_rank(std::uint32_t place, std::uint32_t key) const {
+    return find_rank_in(get_module(place), key);
+  }
+  std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t key) const {
+    return find_rank_in(module.get_number(), key);
+  }
   /// The number of the node of that rank, or NONE.
   std::uint32_t find_node(std::uint32_t place, std::uint32_t rank) const;
   /// The rank of a node of the place.
@@ -54,6 +59,10 @@ public:
   /// The ranks of the nodes of the place, in order; null where the place has a node of each rank.
   const std::uint32_t* find_ranks(std::uint32_t place) const {
     return m_listed[place] == NONE ? nullptr : m_ranks.data() + m_listed[place];
+  }
+  /// A node of each rank stands at the place.
+  bool has_all_ranks(std::uint32_t place) const {
+    return m_listed[place] == NONE && m_first_node[place] != m_first_node[place + 1];
   }
   /// The place of a node, by search.
   std::uint32_t find_place(std::uint32_t node) const;
@@ -71,6 +80,7 @@ private:
     return occurrence == KEP_UNFOLDING::ABOVE_TOP ? m_boundary_module
                                                   : m_unfolding->get(occurrence).m_module->get_number();
   }
+  std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
   void add_keys(const std::vector<bool>& is_key);
   void list_ranks(std::uint32_t place, const std::function<NODE(std::uint32_t)>& get_node);
 

@@ -29,9 +29,15 @@ KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::RELPATH_AND_ORIENTATION
 KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::get_relative_path(
     KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
     const std::vector<FANOUT>& redundant_fanouts, KEP_UNFOLDED_MODULE top) const {
+  if (!node || (fanouts.empty() && redundant_fanouts.empty())) return {};
+  return get_relative_path(node, top);
+}
+
+KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::RELPATH_AND_ORIENTATION
+KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::get_relative_path(KEP_ROUTING_BUILDER_NODE* node,
+                                                                          KEP_UNFOLDED_MODULE top) const {
   // What reaches the top of the device stands there once and represents nothing.
-  if (!node || node->is_boundary() || !top || top.m_object->is_top_module_or_equiv()) return {};
-  if (fanouts.empty() && redundant_fanouts.empty()) return {};
+  if (node->is_boundary() || !top || top.m_object->is_top_module_or_equiv()) return {};
   if (m_state->m_first_positions[top.m_object->get_number()] != top.m_position) return {};
   const KEP_UNFOLDED_PORT port =
       node->get_unfolded_inst_port().get_unfolded_port(KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::DEFAULT_VIEW));

@@ -134,15 +134,17 @@ private:
     static std::atomic<std::uint64_t> last{0};
     return ++last;
   }
+  /// Two lanes, since a step waits for the one before.
   static std::uint64_t make_hash(const LIST& list) {
-    constexpr std::uint64_t FACTOR = 0x9e3779b97f4a7c15U;
-    std::uint64_t hash = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
-    for (std::size_t i = 0; i != list.m_num_edges; ++i) {
-      hash = (hash ^ list.m_entries[i].get_hash()) * FACTOR;
-      hash ^= hash >> 29;
+    std::uint64_t even = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
+    std::uint64_t odd = KEP_TEMPLATE_HASH::SEED;
+    std::size_t i = 0;
+    for (; i + 1 < list.m_num_edges; i += 2) {
+      even = list.m_entries[i].hash(even);
+      odd = list.m_entries[i + 1].hash(odd);
     }
-    hash *= FACTOR;
-    return hash ^ hash >> 32;
+    if (i != list.m_num_edges) even = list.m_entries[i].hash(even);
+    return KEP_TEMPLATE_HASH::mix(even, odd);
   }
 
   const std::uint64_t m_id = make_id(); // no other table has it

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 
 using KEP_RG_REPORT::info;
 
@@ -71,19 +72,22 @@ void KEP_RG_BUILD::add_edges() {
   const unsigned node_count = m_builder_graph->get_node_count();
   KEP_PROCESS_NODE_FOR_ADD_EDGES::STATS stats(node_count, std::cref(m_nodes_per_display));
   tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
-  const KEP_RG_LEAF_TABLE leaf_table = arena.execute([this] {
-    return KEP_RG_LEAF_TABLE(*m_db, m_instance_is_primitive, m_primitives, *m_routing_primitive_cache,
-                             m_node_cache);
-  });
-  KEP_RG_INSTANCE_IS_PRIMITIVE predicate = m_instance_is_primitive;
-  predicate.use_table(&leaf_table);
-  const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(predicate, m_observer);
+  const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(m_instance_is_primitive, m_observer);
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
   m_like_places = m_db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY || m_fanout_cache == FANOUT_CACHE::NOTHING
                       ? KEP_RG_LIKE_PLACES()
                       : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
-  const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex, &leaf_table);
+  // Whoever observes the search or reads of it must see every step.
+  std::optional<KEP_RG_PLAIN_NETS> plain_nets;
+  if (!build_search.is_observed() && !m_verbose && m_edge_builder)
+    arena.execute([&] {
+      plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate, m_primitives,
+                                                   *m_routing_primitive_cache, m_redundancy_marks,
+                                                   *m_edge_builder, m_view_type_rank});
+    });
+  const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex,
+                                            plain_nets ? &*plain_nets : nullptr);
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
                    static_cast<int>(m_num_threads));
@@ -94,10 +98,6 @@ void KEP_RG_BUILD::add_edges() {
   arena.execute(
       [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
   KEP_RG_TSAN::after_loop();
-  m_num_known_walks = 0;
-  for (const KNOWN_WALKS& known : m_known_walks)
-    m_num_known_walks += known.m_walks.size();
-  m_known_walks.clear(); // the reverse edges need the memory
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)
     for (const REP_NODE_ARGS& row : rows)

@@ -40,6 +40,7 @@ KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES
 void KEP_RG_LIKE_PLACES::link_occurrences() {
   const std::uint32_t size = m_unfolding->size();
   m_next.resize(size);
+  m_previous.resize(size);
   std::vector<std::uint32_t> next(m_unfolding->get_modules().size()); // by module number
   std::vector<std::uint32_t> num_open(size);                          // children that are still to come
   for (std::uint32_t i = 1; i < size; ++i)
@@ -50,11 +51,25 @@ void KEP_RG_LIKE_PLACES::link_occurrences() {
       at = occurrence.m_first_child + --num_open[at];
     } else if (at != KEP_UNFOLDING::ABOVE_TOP) {
       m_next[at] = std::exchange(next[occurrence.m_module->get_number()], at);
+      m_previous[m_next[at]] = at;
       at = occurrence.m_parent;
     } else {
+      m_previous[KEP_UNFOLDING::ABOVE_TOP] = KEP_UNFOLDING::ABOVE_TOP; // written for the last of each module
       return;
     }
   }
+}
+
+KEP_RG_LIKE_PLACES::PLACE KEP_RG_LIKE_PLACES::find_previous(const PLACE& place) const {
+  const std::uint32_t top = m_previous[place.m_top];
+  if (top == KEP_UNFOLDING::ABOVE_TOP) return {top, top};
+  const auto find_like = [&](const auto& find, std::uint32_t occurrence) {
+    if (occurrence == place.m_top) return top;
+    const std::uint32_t parent = m_unfolding->get(occurrence).m_parent;
+    const std::uint32_t rank = occurrence - m_unfolding->get(parent).m_first_child;
+    return m_unfolding->get(find(find, parent)).m_first_child + rank;
+  };
+  return {find_like(find_like, place.m_occurrence), top};
 }
 
 bool KEP_RG_LIKE_PLACES::may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
@@ -95,7 +110,7 @@ void KEP_RG_LIKE_PLACES::find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMIT
           continue;
         std::vector<bool>& nets = m_flyover_nets[module->get_number()];
         nets.resize(module->get_num_nets());
-        nets[get_index(inst_port.get_net())] = true;
+        nets[inst_port.get_net()->get_index()] = true;
       }
     }
 }

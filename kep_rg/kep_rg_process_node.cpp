@@ -22,8 +22,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   work.m_cache = &cache;
   work.m_stats = &range_stats;
   work.m_last_number = get_last_number(range);
-  if (m_ftd->m_remembers_walks && !m_build_search->is_observed() && m_ftd->m_like_places.is_used())
-    work.m_known_walks = &m_ftd->m_known_walks.local();
+  work.m_first_node = range.empty() ? 0 : (*range.begin())->get_index();
   std::size_t count = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
     work.m_fanouts.clear();
@@ -79,6 +78,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::process_one_node(KEP_ROUTING_BUILDER_NODE* 
                                                       const KEP_ROUTING::NODE* dbg_start_node,
                                                       WORK& work) const {
   check_start(start_node, dbg_start_node);
+  if (m_plain_nets && process_plain_node(start_node, work)) return;
   KEP_RG_BUILD::REP_NODE_ARGS row{};
   if (start_node && !start_node->is_boundary() && start_node->is_hipi())
     connect_hipi_twin(start_node, work, row);
@@ -104,6 +104,52 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::connect_hipi_twin(KEP_ROUTING_BUILDER_NODE*
   row.m_relpath = m_ftd->m_rep_nodes_builder->get_relative_path(start_node, work.m_fanouts,
                                                                 work.m_redundant_fanouts, row.m_module);
   row.m_node = start_node;
+}
+
+/// False, and nothing is done, unless its connection is plain.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE* node, WORK& work) const {
+  if (node->is_boundary() || node->is_hipi()) return false;
+  KEP_RG_PLAIN_WALK& walk = work.m_plain_walk;
+  if (!walk.walk(*m_plain_nets, node->get_occurrence(), node->get_inst_port()->get_number())) return false;
+  const auto counts =
+      m_ftd->m_edge_builder->set_fanout(node, walk.get_fanouts(), walk.get_redundant_fanouts());
+  if (counts.m_num_real + counts.m_num_redundant != 0) {
+    const KEP_OCCURRENCE& occurrence = m_plain_nets->get_unfolding().get(walk.get_top());
+    const KEP_UNFOLDED_MODULE top(KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot),
+                                  occurrence.m_module);
+    if (const auto relpath = m_ftd->m_rep_nodes_builder->get_relative_path(node, top))
+      store_row({relpath, top, node});
+  }
+  const bool is_hit = was_answered_before(node, work);
+  KEP_RG_EDGE_CREATION_STATS& stats = *work.m_stats;
+  ++(is_hit ? stats.n_cdrn_cache_hits : stats.n_cdrn_cache_misses);
+  stats.n_get_leaf_calls += is_hit ? 1 : 2;
+  // The node itself, which an answer holds once more, and the leaves.
+  stats.n_get_leaf_fanouts += (is_hit ? 2 : 1) + walk.get_num_leaves();
+  stats.n_skip_port += walk.get_num_nowhere() + counts.m_num_missing;
+  stats.n_edges += counts.m_num_real;
+  stats.n_redundant_edges += counts.m_num_redundant;
+  return true;
+}
+
+/// The cache of the range would hold an answer for the node: that of the node at a like place of the range.
+/// So a plain connection is counted as if the cache were asked, which would take longer than the walk.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILDER_NODE* node,
+                                                         const WORK& work) const {
+  const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
+  const KEP_UNFOLDING& unfolding = m_plain_nets->get_unfolding();
+  KEP_RG_LIKE_PLACES::PLACE place{node->get_occurrence(), work.m_plain_walk.get_top()};
+  if (!places.is_used() || !work.m_plain_walk.is_kept() ||
+      unfolding.get(place.m_top).m_module->is_top_module_or_equiv())
+    return false;
+  const std::uint64_t first = unfolding.get(m_ftd->m_builder_graph->get_node(work.m_first_node)->get_occurrence()).m_number;
+  for (;;) {
+    place = places.find_previous(place);
+    if (place.m_top == KEP_UNFOLDING::ABOVE_TOP || unfolding.get(place.m_occurrence).m_number < first) return false;
+    const KEP_ROUTING_BUILDER_NODE* like = m_ftd->m_node_cache.find_routing_node(
+        KEP_UNFOLDED_INST_PORT(place.m_occurrence, node->get_inst_port()));
+    if (like) return like->get_index() >= work.m_first_node;
+  }
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const {
@@ -180,7 +226,6 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::search(const START& start, WORK& work) cons
   ++work.m_stats->n_cdrn_cache_misses;
   ++work.m_stats->n_get_leaf_calls;
   work.m_asked_for_nodes = false;
-  if (recall_walk(start, work)) return;
   get_leaf_fanout(start, work, results, false);
   if (start.m_uip &&
       get_tunnel_type(start.m_uip.m_object->get_port()) == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE) {
@@ -191,27 +236,6 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::search(const START& start, WORK& work) cons
     results.m_uips.insert(results.m_uips.end(), second.m_uips.begin(), second.m_uips.end());
     results.note_module(second.m_top_module);
   }
-  remember_walk(start, work);
-}
-
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::recall_walk(const START& start, WORK& work) const {
-  if (!work.m_known_walks || !start.m_uip || !work.m_known_walks->pays()) return false;
-  KEP_LEAF_RESULTS& results = work.m_results;
-  results.m_uips.clear(); // what was kept begins with the node itself, too
-  results.m_top_module = work.m_known_walks->m_walks.find(start.m_uip, results.m_uips);
-  ++work.m_known_walks->m_num_asked;
-  work.m_known_walks->m_num_found += static_cast<bool>(results.m_top_module);
-  if (results.m_top_module) return true;
-  results.m_uips.push_back(start.m_uip);
-  return false;
-}
-
-/// A walk that noted no module is left out: recalled, it would note one.
-void KEP_PROCESS_NODE_FOR_ADD_EDGES::remember_walk(const START& start, WORK& work) const {
-  const KEP_LEAF_RESULTS& results = work.m_results;
-  if (work.m_known_walks && start.m_uip && results.m_top_module && work.m_known_walks->pays() &&
-      may_be_kept(start, work, KEP_RG_LIKE_PLACES::NO_END))
-    work.m_known_walks->m_walks.store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
 KEP_ROUTING_PRIMITIVE_TUNNEL KEP_PROCESS_NODE_FOR_ADD_EDGES::get_tunnel_type(const KEP_PORT* port) const {
@@ -272,56 +296,13 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanouts(const START& start, WORK& work
   if (work.m_fanouts.capacity() < results.m_uips.size()) work.m_fanouts.reserve(results.m_uips.size());
   const bool tunnel_source = start.m_uip && get_tunnel_type(start.m_uip.m_object->get_port()) ==
                                                 KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH;
-  const bool uses_table =
-      m_leaf_table && !tunnel_source && !m_ftd->m_verbose && !m_build_search->is_observed();
-  for (std::size_t i = 0; i != results.m_uips.size(); ++i) {
-    if (uses_table) i = fill_known_fanouts(start, i, work);
-    if (i == results.m_uips.size()) break;
-    if (!(results.m_uips[i] == start.m_uip)) fill_fanout(start, results.m_uips[i], tunnel_source, work);
-  }
+  for (const KEP_UNFOLDED_INST_PORT& leaf : results.m_uips)
+    if (!(leaf == start.m_uip)) fill_fanout(start, leaf, tunnel_source, work);
   if (m_ftd->m_db->get_db_type() != KEP_DB_TYPE::TOP_PORTS_ROUTED) return;
   const KEP_PORT* boundary_port = start.m_is_boundary ? start.m_port : nullptr;
   for (const KEP_UNFOLDED_PORT& u_port : results.m_top_ports)
     if (u_port.m_object != boundary_port && u_port.m_object->get_parent()->is_top_module_or_equiv())
       add_boundary_fanout(work.m_fanouts, u_port, work);
-}
-
-/// From the first leaf on, those that are the input of a mux with one output, which the table names. Gives
-/// the number of the first one that must be looked at.
-std::size_t KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_known_fanouts(const START& start, std::size_t first,
-                                                               WORK& work) const {
-  const std::vector<KEP_UNFOLDED_INST_PORT>& leaves = work.m_results.m_uips;
-  const KEP_RG_REDUNDANCY_MARKS& marks = m_ftd->m_redundancy_marks;
-  const LEAF_PLACE* place = nullptr;
-  std::size_t i = first;
-  for (; i != leaves.size(); ++i) {
-    const KEP_UNFOLDED_INST_PORT leaf = leaves[i];
-    if (!place || leaf.m_position != place->m_position) place = &find_leaf_place(leaf.m_position, work);
-    const std::uint32_t target = place->m_targets[leaf.m_object - place->m_first_inst_port];
-    if (target == KEP_RG_LEAF_TABLE::ASK) break;
-    KEP_ROUTING_BUILDER_NODE* node = place->m_nodes.find(target);
-    if (node == start.m_node || leaf == start.m_uip) continue;
-    __builtin_prefetch(node); // the edge builder looks at it soon
-    if (!node)
-      ++work.m_stats->n_skip_port;
-    else if (marks.contains(leaf))
-      work.m_redundant_fanouts.push_back({node, leaf});
-    else
-      work.m_fanouts.push_back({node, leaf});
-  }
-  return i;
-}
-
-const KEP_PROCESS_NODE_FOR_ADD_EDGES::LEAF_PLACE&
-KEP_PROCESS_NODE_FOR_ADD_EDGES::find_leaf_place(std::uint64_t position, WORK& work) const {
-  LEAF_PLACE& place = work.m_leaf_places[position % work.m_leaf_places.size()];
-  if (place.m_position != position) {
-    const KEP_MODULE& module =
-        *m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(position)).m_module;
-    place = {position, module.get_inst_port_by_number(0), m_leaf_table->get_targets(module),
-             m_ftd->m_node_cache.find_nodes_at(position)};
-  }
-  return place;
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf,

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "kep_rg/kep_rg_build.h"
-#include "kep_rg/kep_rg_leaf_table.h"
+#include "kep_rg/kep_rg_plain_walk.h"
 
-#include <array>
 #include <cstddef>
 #include <oneapi/tbb/mutex.h>
 #include <vector>
@@ -18,35 +17,27 @@ public:
   using STATS = tbb::enumerable_thread_specific<KEP_RG_EDGE_CREATION_STATS,
                                                 tbb::cache_aligned_allocator<KEP_RG_EDGE_CREATION_STATS>>;
 
-  /// An occurrence at which leaves stand.
-  struct LEAF_PLACE {
-    std::uint64_t m_position = ~std::uint64_t{0};
-    const KEP_INST_PORT* m_first_inst_port = nullptr;
-    const std::uint32_t* m_targets = nullptr; // of the leaf table, by inst port
-    KEP_ROUTING_BUILDER_NODES_AT m_nodes;
-  };
-
   /// What one range of nodes works with. The lists keep their capacity from node to node.
   struct WORK {
     FANOUTS m_fanouts;
     FANOUTS m_redundant_fanouts;
     KEP_RG_BUILD::CDRN_CACHE* m_cache;
-    KEP_RG_BUILD::KNOWN_WALKS* m_known_walks = nullptr; // null: every search is walked
-    KEP_RG_EDGE_CREATION_STATS* m_stats;                // counts of this range
+    KEP_RG_EDGE_CREATION_STATS* m_stats; // counts of this range
+    KEP_RG_PLAIN_WALK m_plain_walk;
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    std::array<LEAF_PLACE, 32> m_leaf_places; // the last ones; neighbours have leaves at the same
-    bool m_asked_for_nodes = false;           // the search at hand ended where nodes stand
-    std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // where the range ends
+    bool m_asked_for_nodes = false; // the search at hand ended where nodes stand
+    std::uint32_t m_first_node = 0; // where the range begins
+    std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // and where it ends
   };
 
   KEP_PROCESS_NODE_FOR_ADD_EDGES(KEP_RG_BUILD* ftd,
                                  const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE>* build_search,
                                  const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE>* trace_search, STATS* stats,
-                                 tbb::mutex* mutex, const KEP_RG_LEAF_TABLE* leaf_table = nullptr)
+                                 tbb::mutex* mutex, const KEP_RG_PLAIN_NETS* plain_nets = nullptr)
       : m_ftd(ftd), m_build_search(build_search), m_trace_search(trace_search), m_stats(stats),
-        m_mutex(mutex), m_leaf_table(leaf_table) {}
+        m_mutex(mutex), m_plain_nets(plain_nets) {}
 
   void operator()(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const;
 
@@ -69,6 +60,8 @@ private:
   };
 
   void check_start(const KEP_ROUTING_BUILDER_NODE* start_node, const KEP_ROUTING::NODE* dbg_start_node) const;
+  bool process_plain_node(KEP_ROUTING_BUILDER_NODE* node, WORK& work) const;
+  bool was_answered_before(const KEP_ROUTING_BUILDER_NODE* node, const WORK& work) const;
   void connect_hipi_twin(KEP_ROUTING_BUILDER_NODE* start_node, WORK& work,
                          KEP_RG_BUILD::REP_NODE_ARGS& row) const;
   template <class NODE>
@@ -79,8 +72,6 @@ private:
   void get_leaf_fanout(const START& start, WORK& work, KEP_LEAF_RESULTS& results, bool tunnel_pass) const;
   bool get_mux_fanout(const START& start, KEP_LEAF_RESULTS& results, const KEP_GET_LEAF_PARAMS& params) const;
   void fill_fanouts(const START& start, WORK& work) const;
-  std::size_t fill_known_fanouts(const START& start, std::size_t first, WORK& work) const;
-  const LEAF_PLACE& find_leaf_place(std::uint64_t position, WORK& work) const;
   void fill_fanout(const START& start, const KEP_UNFOLDED_INST_PORT& leaf, bool tunnel_source,
                    WORK& work) const;
   void add_fanout(FANOUTS& list, const KEP_UNFOLDED_INST_PORT& mux_input,
@@ -90,10 +81,6 @@ private:
 
   /// Finding nothing is always a correct answer: the node is then searched.
   bool find_cached_fanout(const START& start, WORK& work) const;
-  /// Spares the walk of a search where a like one was walked before, in whatever range. Nothing shows it: all
-  /// is counted and kept as if it had been walked.
-  bool recall_walk(const START& start, WORK& work) const;
-  void remember_walk(const START& start, WORK& work) const;
   /// Keeps an answer only if a search from every like place finds the same.
   void store_cached_fanout(const START& start, WORK& work) const;
   bool may_be_kept(const START& start, const WORK& work, std::uint64_t last_number) const;
@@ -109,5 +96,5 @@ private:
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE>* m_trace_search;
   STATS* m_stats;
   tbb::mutex* m_mutex;
-  const KEP_RG_LEAF_TABLE* m_leaf_table; // null: the questions are asked anew at each leaf
+  const KEP_RG_PLAIN_NETS* m_plain_nets; // null: every connection is searched
 };

@@ -155,6 +155,8 @@ public:
   unsigned get_num_inst_ports() const { return m_num_inst_ports; }
   KEP_PORT* const* get_ports() const { return m_ports; }
   KEP_INST_PORT* const* get_inst_ports() const { return m_inst_ports; }
+  /// The net's place in its module, from 0.
+  inline unsigned get_index() const;
 
 private:
   friend class KEP_MODEL_FREEZER;
@@ -222,6 +224,7 @@ public:
     return {KEP_MODULE_INSTANCE_ITER(m_instances.get()),
             KEP_MODULE_INSTANCE_ITER(m_instances.get() + m_num_instances)};
   }
+  KEP_NET* get_net_by_index(unsigned index) const { return m_nets.get() + index; }
   boost::iterator_range<KEP_MODULE_NET_ITER> iter_nets() const {
     return {KEP_MODULE_NET_ITER(m_nets.get()), KEP_MODULE_NET_ITER(m_nets.get() + m_num_nets)};
   }
@@ -246,6 +249,7 @@ private:
   friend class KEP_MODEL_FREEZER;
   friend class KEP_INST_PORT;
   friend class KEP_INSTANCE;
+  friend class KEP_NET;
   friend class KEP_UNFOLDING;
   friend class KEP_UNFOLDED_INSTANCE;
 
@@ -300,6 +304,9 @@ inline KEP_PORT* KEP_INST_PORT::get_port() const {
 }
 inline unsigned KEP_INST_PORT::get_number() const {
   return static_cast<unsigned>(this - m_inst->m_parent->m_inst_ports.get());
+}
+inline unsigned KEP_NET::get_index() const {
+  return static_cast<unsigned>(this - m_parent->m_nets.get());
 }
 inline KEP_MODULE* KEP_INSTANCE::get_module(KEP_VIEW_TYPE view) const {
   return m_module->find_view(view);

@@ -46,6 +46,10 @@ public:
     return is_boundary() ? KEP_UNFOLDED_INST_PORT()
                          : KEP_UNFOLDED_INST_PORT(m_occurrence, static_cast<KEP_INST_PORT*>(m_object));
   }
+  /// That uip's inst port, null for a boundary node.
+  KEP_INST_PORT* get_inst_port() const {
+    return is_boundary() ? nullptr : static_cast<KEP_INST_PORT*>(m_object);
+  }
   /// The node's place in its graph, from 0.
   std::uint32_t get_index() const { return m_index; }
   std::string get_name(const KEP_NAME_STYLE& style) const;
@@ -219,6 +223,34 @@ public:
   /// share have locks of their own. KEP_DB_ERROR, naming the node, for more than 65535 edges of one kind.
   void set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
                   const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool);
+
+  /// A fanout that every place of one module has.
+  struct FOLDED_FANOUT {
+    std::uint32_t m_target;    ///< of find_target()
+    std::uint32_t m_mux_input; ///< the number of its inst port plus one; 0 for none
+  };
+  /// Folded fanouts as they stand at one inner occurrence. The caller's, lent.
+  struct FANOUT_RUN {
+    const FOLDED_FANOUT* m_fanouts;
+    std::uint32_t m_num_fanouts;
+    std::uint32_t m_occurrence;
+  };
+  struct FANOUT_COUNTS {
+    std::size_t m_num_real;
+    std::size_t m_num_redundant;
+    std::size_t m_num_missing; ///< targets at which no node stands
+  };
+  static constexpr std::uint32_t NO_TARGET = ~std::uint32_t{0};
+
+  /// What names an inst port as the target of folded fanouts, NO_TARGET if it is a node at no place of its
+  /// module. Concurrent, once the nodes are sorted.
+  std::uint32_t find_target(const KEP_INST_PORT& inst_port) const;
+  /// At the inner occurrence a node stands at each inst port that is a node at some occurrence of the module.
+  bool has_all_nodes(std::uint32_t occurrence) const;
+  /// Concurrent. As above for fanouts that are told by runs, without the nodes themselves being looked at: a
+  /// target at which no node stands and the node itself are left out.
+  FANOUT_COUNTS set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT_RUN>& fanouts,
+                           const std::vector<FANOUT_RUN>& redundant_fanouts);
   /// The number of distinct lists of fanouts stored, as seen from the nodes. Read once the parallel section
   /// is over.
   int get_num_templates() const;
@@ -247,6 +279,8 @@ public:
                                             const std::vector<FANOUT>& fanouts,
                                             const std::vector<FANOUT>& redundant_fanouts,
                                             KEP_UNFOLDED_MODULE top) const;
+  /// The same for a node that has fanouts.
+  RELPATH_AND_ORIENTATION get_relative_path(KEP_ROUTING_BUILDER_NODE* node, KEP_UNFOLDED_MODULE top) const;
   void store_relative_path_and_repnode(RELPATH_AND_ORIENTATION path, KEP_UNFOLDED_MODULE module,
                                        KEP_ROUTING_BUILDER_NODE* node);
   /// Null if none was stored.

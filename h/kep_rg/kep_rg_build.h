@@ -148,15 +148,6 @@ private:
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
   using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
-  /// What searches of one thread found. A device that repeats little is given up after a trial.
-  struct KNOWN_WALKS {
-    static constexpr std::uint64_t TRIAL = 1 << 16;
-    KEP_RG_FANOUT_CACHE m_walks;
-    std::uint64_t m_num_asked = 0;
-    std::uint64_t m_num_found = 0;
-
-    bool pays() const { return m_num_asked < TRIAL || m_num_found * 8 > m_num_asked; }
-  };
   /// Which answers a range keeps. What does not come again in it would never be found.
   enum class FANOUT_CACHE : unsigned char { NOTHING, WHAT_COMES_AGAIN, EVERYTHING };
   template <class T>
@@ -247,12 +238,9 @@ private:
   std::map<KEP_MODULE*, HAS_NODES> m_module_has_nodes; // by IP root: whether a module gave nodes under it
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
-  PER_THREAD<KNOWN_WALKS> m_known_walks; // for all ranges of the edge phase
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
-  bool m_remembers_walks = true;                                // nothing clears it but a test
-  std::size_t m_num_known_walks = 0; // as the edge phase ended; only a test reads it
-  unsigned m_min_grain = 10000;      // nothing sets it but a test
+  unsigned m_min_grain = 10000;                                 // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kep_report/kep_report_assert.h"
-#include "kep_rg/kep_rg_leaf_table.h"
 #include "kep_rg/kep_rg_predicate_utils.h"
 
 #include <cstdint>
@@ -77,12 +76,6 @@ public:
     KEP_RG_PREDICATE_UTILS::get_trace_thru_outputs(*m_primitives, *m_legacy_api, uip, outputs);
   }
 
-  /// Answers are taken from the table, which must outlive the predicate and its copies; null for none.
-  void use_table(const KEP_RG_LEAF_TABLE* table) { m_leaf_table = table; }
-  const KEP_LEAF_KIND* find_leaf_kinds(const KEP_MODULE& module) const {
-    return m_leaf_table ? m_leaf_table->get_kinds(module) : nullptr;
-  }
-
 protected:
   static bool is_leaf_type(MODULE_TYPE type) {
     switch (type) {
@@ -107,5 +100,4 @@ private:
   std::unordered_map<const KEP_MODULE*, MODULE_TYPE> m_module_types;
   KEP_VIEW_TYPE_RANK m_view_type_rank;
   std::vector<MODULE_TYPE> m_module_types_by_number; // the same, for look-ups without hashing
-  const KEP_RG_LEAF_TABLE* m_leaf_table = nullptr;
 };

@@ -27,22 +27,29 @@ public:
   bool may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
                       std::uint64_t last_number) const;
 
+  /// An inner occurrence at or below another one.
+  struct PLACE {
+    std::uint32_t m_occurrence;
+    std::uint32_t m_top;
+  };
+  /// The last like place before a place: the top is another occurrence of its module. Both are
+  /// KEP_UNFOLDING::ABOVE_TOP if there is none.
+  PLACE find_previous(const PLACE& place) const;
+
   /// On some net of the device a search depends on its place.
   bool has_flyover_nets() const { return !m_flyover_nets.empty(); }
   /// A search that walks the net asks for the attributes of an instance, to take a flyover or not.
   bool is_flyover_net(const KEP_NET* net) const {
     const std::vector<bool>& nets = m_flyover_nets[net->get_parent()->get_number()];
-    return !nets.empty() && nets[get_index(net)];
+    return !nets.empty() && nets[net->get_index()];
   }
 
 private:
-  static std::size_t get_index(const KEP_NET* net) {
-    return static_cast<std::size_t>(net - *net->get_parent()->iter_nets().begin());
-  }
   void link_occurrences();
   void find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   const KEP_UNFOLDING* m_unfolding = nullptr;
   std::vector<std::uint32_t> m_next;             // by inner occurrence: the next one of the same module, or 0
+  std::vector<std::uint32_t> m_previous;         // likewise
   std::vector<std::vector<bool>> m_flyover_nets; // by module number, then by net; empty where there are none
 };

@@ -32,6 +32,13 @@ public:
     return m_uips->contains(uip);
   }
 
+  /// Some uip of the inst port is in the set.
+  bool is_somewhere(const KEP_INST_PORT* inst_port) const {
+    if (m_marks.empty()) return false;
+    const KEP_MODULE* parent = inst_port->get_inst()->get_parent();
+    return m_marks[m_first_mark[parent->get_number()] + inst_port->get_number()] != MARK::NOWHERE;
+  }
+
 private:
   enum class MARK : unsigned char { NOWHERE, SOMEWHERE, EVERYWHERE };
 
