@@ -1,7 +1,8 @@
-// The edges of a graph without the fanout cache, with it alone, and with walks remembered beyond a range, by
-// one thread, in processor time: sorting the nodes, finding their fanouts, and the reverse edges. Fabrics of
-// 32 by 32 tiles are cut into more and more like regions, and then into more and more levels. Beside the time
-// for each edge stands the share of nodes that the cache answered. Devices in files are measured, too:
+// The edges of a graph where every connection is searched, without the fanout cache and with it, and where
+// plain connections are walked over folded nets, by one thread, in processor time: sorting the nodes, finding
+// their fanouts, and the reverse edges. Fabrics of 32 by 32 tiles are cut into more and more like regions, and
+// then into more and more levels. Beside the time for each edge stands the share of nodes that the cache
+// answers. Devices in files are measured, too:
 //
 //   kep_rg_fanout_cache_bench [--benchmark_... ] [MODEL.json ROUTING.jsonl]...
 
@@ -57,15 +58,15 @@ std::unique_ptr<KEP_DB> make_fabric(const SIZES& cells, std::uint32_t spare_rows
   return db;
 }
 
-enum class MEMORY { NONE, CACHE, WALKS };
+enum class WAY { SEARCH, CACHE, PLAIN };
 
-void add_edges(benchmark::State& state, KEP_DB* db, MEMORY memory) {
+void add_edges(benchmark::State& state, KEP_DB* db, WAY way) {
   KEP_RG_EDGE_CREATION_STATS stats{0, 1};
   for (auto _ : state) {
     const KEP_REPORT_CAPTURE capture;
     KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS());
-    if (memory == MEMORY::NONE) KEP_RG_TEST_ACCESS::disable_fanout_cache(build);
-    if (memory == MEMORY::CACHE) KEP_RG_TEST_ACCESS::forget_walks(build);
+    if (way == WAY::SEARCH) KEP_RG_TEST_ACCESS::disable_fanout_cache(build);
+    if (way != WAY::PLAIN) KEP_RG_TEST_ACCESS::search_all(build);
     build.build_nodes();
     const std::clock_t start = std::clock();
     build.build_edges();
@@ -83,16 +84,16 @@ void add_edges(benchmark::State& state, KEP_DB* db, MEMORY memory) {
 /// The device is made at its first use and stays until the next one is wanted.
 template <class MAKE>
 void register_device(const std::string& name, const MAKE& make) {
-  for (const auto& [memory, what] : {std::pair(MEMORY::NONE, "/without"), std::pair(MEMORY::CACHE, "/cache"),
-                                     std::pair(MEMORY::WALKS, "/walks")})
+  for (const auto& [way, what] : {std::pair(WAY::SEARCH, "/search"), std::pair(WAY::CACHE, "/cache"),
+                                  std::pair(WAY::PLAIN, "/plain")})
     benchmark::RegisterBenchmark((name + what).c_str(),
-                                 [name, make, memory = memory](benchmark::State& state) {
+                                 [name, make, way = way](benchmark::State& state) {
                                    static std::pair<std::string, std::unique_ptr<KEP_DB>> device;
                                    if (device.first != name) {
                                      device.second.reset();
                                      device = {name, make()};
                                    }
-                                   add_edges(state, device.second.get(), memory);
+                                   add_edges(state, device.second.get(), way);
                                  })
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);

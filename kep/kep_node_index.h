@@ -35,17 +35,6 @@ public:
 
   std::uint64_t get_memory_bytes() const;
 
-  /// The plain nodes at an occurrence, by rank.
-  struct NODES_BY_RANK {
-    const std::uint32_t* m_nodes;
-    std::uint32_t m_num_nodes;
-  };
-  NODES_BY_RANK find_page(std::uint32_t occurrence) const { return m_plain.find_page(occurrence); }
-  /// The rank of an inst port among the plain nodes of its module, NO_NODE if it has none.
-  std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t inst_port) const {
-    return m_plain.find_rank(module, inst_port);
-  }
-
 private:
   class TABLE {
   public:
@@ -59,18 +48,10 @@ private:
           m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
       return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
     }
-    NODES_BY_RANK find_page(std::uint32_t occurrence) const {
-      if (m_pages.empty()) return {};
-      return {m_pages[occurrence].m_nodes, m_pages[occurrence].m_size};
-    }
-    std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t inst_port) const {
-      if (m_ranks.empty() || m_ranks[module.get_number()].m_rank_by_inst_port.empty()) return NO_RANK;
-      return m_ranks[module.get_number()].m_rank_by_inst_port[inst_port];
-    }
     std::uint64_t get_memory_bytes() const;
 
   private:
-    static constexpr std::uint32_t NO_RANK = NO_NODE; // find_rank() says so
+    static constexpr std::uint32_t NO_RANK = ~0U;
     static constexpr std::size_t CHUNK = 1 << 14;
     struct RANKS {
       std::vector<std::uint32_t> m_rank_by_inst_port; // empty until the module has a node

@@ -3,8 +3,10 @@
 #include "kep/kep_db.h"
 #include "kep/kep_node_word.h"
 #include "kep/kep_routing_builder_state.h"
+#include "kep_report/kep_report_assert.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -66,6 +68,7 @@ void KEP_ROUTING_BUILDER_GRAPH::reserve_routing_node_template_space(unsigned cou
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH::allocate_node(std::uint32_t occurrence, void* object) {
   if (m_node_count == std::numeric_limits<std::int32_t>::max())
     throw KEP_DB_ERROR("the routing graph has more than 2^31 - 1 nodes");
+  KEP_ASSERT_EXPLAIN(!m_state->m_places, "Nodes are made before they are sorted");
   if (m_node_count == m_chunks.size() * CHUNK_NODES)
     m_chunks.push_back(std::make_unique_for_overwrite<KEP_ROUTING_BUILDER_NODE[]>(CHUNK_NODES));
   KEP_ROUTING_BUILDER_NODE* node = get_node(m_node_count);
@@ -81,35 +84,49 @@ KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsi
   return {NODE_RANGE::ITER(this, 0), NODE_RANGE::ITER(this, m_node_count), grain};
 }
 
-/// Sorts by word. Occurrences are counted first, so only the nodes of one occurrence are ever compared.
+/// Sorts by word, in place. Occurrences are counted first, so only the nodes of one occurrence are ever
+/// compared.
 void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
   auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(m_db->get_unfolding());
-  const auto place_of = [this, &order = *order](std::uint32_t i) {
-    return order.get_place(get_node(i)->m_occurrence);
+  const auto place_of = [&order = *order](const KEP_ROUTING_BUILDER_NODE& node) {
+    return order.get_place(node.m_occurrence);
   };
   std::vector<std::uint32_t> first(m_db->get_unfolding().size() + std::size_t{1});
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    ++first[place_of(i) + std::size_t{1}];
+    ++first[place_of(*get_node(i)) + std::size_t{1}];
   for (std::size_t i = 1; i != first.size(); ++i)
     first[i] += first[i - 1];
-
-  const auto sorted = std::make_unique_for_overwrite<KEP_ROUTING_BUILDER_NODE[]>(m_node_count);
   std::vector<std::uint32_t> next(first);
   for (std::uint32_t i = 0; i != m_node_count; ++i)
-    sorted[next[place_of(i)]++] = *get_node(i);
+    get_node(i)->m_index = next[place_of(*get_node(i))]++ & 0x7fffffff;
+  for (std::uint32_t i = 0; i != m_node_count; ++i)
+    for (KEP_ROUTING_BUILDER_NODE& node = *get_node(i); node.m_index != i;)
+      std::swap(node, *get_node(node.m_index)); // which is at its place then
+  for (std::size_t i = 0; i + 1 != first.size(); ++i)
+    sort_nodes_of_place(first[i], first[i + 1]);
+  find_places(std::move(order));
+}
+
+void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_of_place(std::uint32_t begin, std::uint32_t end) {
+  // The inst ports of one place stand in one array, in the order of their numbers.
   const auto by_key = [](const KEP_ROUTING_BUILDER_NODE& left, const KEP_ROUTING_BUILDER_NODE& right) {
-    return left.get_key() < right.get_key();
+    if (left.is_boundary()) return left.get_key() < right.get_key();
+    return left.m_object != right.m_object ? std::less<>()(left.m_object, right.m_object)
+                                           : left.m_is_hipi < right.m_is_hipi;
   };
-  for (std::size_t i = 0; i + 1 != first.size(); ++i) {
-    KEP_ROUTING_BUILDER_NODE* begin = sorted.get() + first[i];
-    KEP_ROUTING_BUILDER_NODE* end = sorted.get() + first[i + 1];
-    if (!std::is_sorted(begin, end, by_key)) std::sort(begin, end, by_key); // most were made in order
-  }
-  for (std::uint32_t i = 0; i != m_node_count; ++i) {
-    *get_node(i) = sorted[i];
+  std::uint32_t i = begin;
+  while (i + 1 < end && !by_key(*get_node(i + 1), *get_node(i)))
+    ++i;
+  if (i + 1 >= end) return; // most were made in order
+  std::vector<KEP_ROUTING_BUILDER_NODE> nodes;
+  nodes.reserve(end - begin);
+  for (i = begin; i != end; ++i)
+    nodes.push_back(*get_node(i));
+  std::sort(nodes.begin(), nodes.end(), by_key);
+  for (i = begin; i != end; ++i) {
+    *get_node(i) = nodes[i - begin];
     get_node(i)->m_index = i & 0x7fffffff;
   }
-  find_places(std::move(order));
 }
 
 /// For a graph that has nodes and nothing else.
@@ -120,9 +137,14 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_if_needed() {
 void KEP_ROUTING_BUILDER_GRAPH::find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order) {
   const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
   m_state->m_places = std::make_shared<const KEP_NODE_PLACES>(
-      unfolding, std::move(order), m_node_count, [this, &order = *order](std::uint32_t index) {
+      unfolding, std::move(order), m_node_count, [this, &unfolding, &order = *order](std::uint32_t index) {
         const KEP_ROUTING_BUILDER_NODE& node = *get_node(index);
-        return KEP_NODE_PLACES::NODE{order.get_place(node.get_occurrence()), node.get_key()};
+        if (node.is_boundary())
+          return KEP_NODE_PLACES::NODE{KEP_NODE_WORD::BOUNDARY, node.get_key()};
+        const auto* first = unfolding.get(node.m_occurrence).m_module->get_inst_port_by_number(0);
+        const auto number = static_cast<std::uint32_t>(static_cast<KEP_INST_PORT*>(node.m_object) - first);
+        return KEP_NODE_PLACES::NODE{order.get_place(node.m_occurrence),
+                                     KEP_NODE_WORD::make_key(number, node.m_is_hipi)};
       });
   std::uint32_t& top = m_state->m_num_top_occurrences;
   for (top = 0; top + 1 < unfolding.size() && unfolding.get(top + 1).m_parent == KEP_UNFOLDING::ABOVE_TOP;)
@@ -136,8 +158,13 @@ void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(std::size_
   m_graph = graph;
 }
 
+/// Nodes that are sorted are found by their places.
 void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph) {
   m_graph = graph;
+  if (graph->m_state->m_places) {
+    graph->m_state->m_index.reset();
+    return;
+  }
   graph->m_state->m_index = std::make_unique<KEP_NODE_INDEX>(graph->m_db->get_unfolding());
   for (KEP_ROUTING_BUILDER_NODE* node : graph->iter_nodes(1)) {
     if (node->is_hipi())
@@ -164,40 +191,46 @@ bool KEP_ROUTING_BUILDER_NODE_CACHE::add_routing_node_hipi(KEP_ROUTING_BUILDER_N
 KEP_ROUTING_BUILDER_NODE*
 KEP_ROUTING_BUILDER_NODE_CACHE::find_routing_node(const KEP_UNFOLDED_INST_PORT& uip) const {
   if (!uip || !m_graph) return nullptr;
-  const std::uint32_t node = m_graph->m_state->m_index->find(static_cast<std::uint32_t>(uip.m_position),
-                                                             uip.m_object->get_number(), false);
-  return node == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(node);
+  return find_node(static_cast<std::uint32_t>(uip.m_position), uip.m_object->get_number(), false);
 }
 
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_routing_node(const KEP_PORT* port) const {
   if (!port || !m_graph) return nullptr;
-  const std::uint32_t node = m_graph->m_state->m_index->find_boundary(port->get_number());
-  return node == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(node);
-}
-
-KEP_ROUTING_BUILDER_NODES_AT KEP_ROUTING_BUILDER_NODE_CACHE::find_nodes_at(std::uint64_t position) const {
-  KEP_ROUTING_BUILDER_NODES_AT nodes;
-  if (!m_graph) return nodes;
-  const auto page = m_graph->m_state->m_index->find_page(static_cast<std::uint32_t>(position));
-  nodes.m_graph = m_graph;
-  nodes.m_nodes = page.m_nodes;
-  nodes.m_num_nodes = page.m_num_nodes;
-  return nodes;
-}
-
-std::uint32_t KEP_ROUTING_BUILDER_NODE_CACHE::find_rank(const KEP_INST_PORT& inst_port) const {
-  if (!m_graph) return KEP_NODE_INDEX::NO_NODE;
-  return m_graph->m_state->m_index->find_rank(*inst_port.get_inst()->get_parent(), inst_port.get_number());
+  return find_node(KEP_UNFOLDING::ABOVE_TOP, port->get_number(), false);
 }
 
 std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
 KEP_ROUTING_BUILDER_NODE_CACHE::find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const {
   if (!uip || !m_graph) return {nullptr, nullptr};
-  const KEP_NODE_INDEX& index = *m_graph->m_state->m_index;
   const auto occurrence = static_cast<std::uint32_t>(uip.m_position);
   const std::uint32_t inst_port = uip.m_object->get_number();
-  const std::uint32_t plain = index.find(occurrence, inst_port, false);
-  const std::uint32_t hipi = index.find(occurrence, inst_port, true);
-  return {plain == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(plain),
-          hipi == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(hipi)};
+  return {find_node(occurrence, inst_port, false), find_node(occurrence, inst_port, true)};
+}
+
+KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_t occurrence,
+                                                                    std::uint32_t number,
+                                                                    bool is_hipi) const {
+  const KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
+  std::uint32_t node = KEP_NODE_INDEX::NO_NODE;
+  if (state.m_places) {
+    const std::uint32_t place = state.m_places->get_order().get_place(occurrence);
+    const std::uint32_t rank =
+        state.m_places->find_rank(place, KEP_NODE_WORD::make_key(number, is_hipi));
+    if (rank != KEP_NODE_PLACES::NONE) node = state.m_places->find_node(place, rank);
+  } else if (occurrence == KEP_UNFOLDING::ABOVE_TOP) {
+    node = state.m_index->find_boundary(number);
+  } else {
+    node = state.m_index->find(occurrence, number, is_hipi);
+  }
+  return node == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(node);
+}
+
+KEP_ROUTING_BUILDER_NODE*
+KEP_ROUTING_BUILDER_NODE_CACHE::find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
+                                               std::uint32_t occurrence) const {
+  const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
+  const KEP_OCCURRENCE_ORDER& order = places.get_order();
+  const std::uint32_t rank = places.get_rank(order.get_place(node.get_occurrence()), node.get_index());
+  const std::uint32_t like = places.find_node(order.get_place(occurrence), rank);
+  return like == KEP_NODE_PLACES::NONE ? nullptr : m_graph->get_node(like);
 }

@@ -80,7 +80,7 @@ void KEP_RG_BUILD::add_edges() {
                       : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
   // Whoever observes the search or reads of it must see every step.
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
-  if (!build_search.is_observed() && !m_verbose && m_edge_builder)
+  if (m_walks_plain_nets && !build_search.is_observed() && !m_verbose && m_edge_builder)
     arena.execute([&] {
       plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate, m_primitives,
                                                    *m_routing_primitive_cache, m_redundancy_marks,

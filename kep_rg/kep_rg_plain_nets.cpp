@@ -3,6 +3,7 @@
 #include "kep_rg/kep_rg_tsan.h"
 
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -15,6 +16,11 @@ constexpr std::uint32_t NO_TARGET = KEP_ROUTING_BUILDER_EDGE_BUILDER::NO_TARGET;
 /// A uip of the inst port, for questions in whose answer the place plays no part.
 KEP_UNFOLDED_INST_PORT at_some_place(KEP_INST_PORT* inst_port) {
   return {0, inst_port};
+}
+
+template <class T>
+std::uint32_t get_size(const std::vector<T>& values) {
+  return static_cast<std::uint32_t>(values.size());
 }
 
 /// What a search from a driver does at an inst port of a net that it walks.
@@ -30,35 +36,23 @@ public:
   FOLDER(const NETS::DEVICE& device, NETS::MODE mode, const KEP_MODULE& module, NETS::MODULE& folded)
       : m_device(device), m_mode(mode), m_module(module), m_folded(folded) {}
 
-  void fold() {
+  /// Part number `part` of `num_parts`.
+  void fold(unsigned part, unsigned num_parts) {
     const bool folds_nets = m_mode == NETS::MODE::PRIMITIVES || is_blc(m_module);
     if (!folds_nets && !holds_blc()) return;
-    if (folds_nets) {
-      for (const KEP_NET* net : m_module.iter_nets()) {
-        begin_net();
-        fold_net(*net);
-      }
-      begin_net(); // one more: where the last one ends
+    const auto get_begin = [num_parts](unsigned size, unsigned number) {
+      return static_cast<unsigned>(std::uint64_t{size} * number / num_parts);
+    };
+    if (folds_nets)
+      fold_nets(get_begin(m_module.get_num_nets(), part), get_begin(m_module.get_num_nets(), part + 1));
+    const unsigned end = get_begin(m_module.get_num_inst_ports(), part + 1);
+    for (unsigned i = get_begin(m_module.get_num_inst_ports(), part); i != end; ++i) {
+      KEP_INST_PORT* inst_port = m_module.get_inst_port_by_number(i);
+      m_folded.m_outer_points.push_back(find_outer_point(inst_port));
+      if (m_mode == NETS::MODE::PRIMITIVES) m_folded.m_starts.push_back(find_start(inst_port));
     }
-    for (unsigned i = 0; i != m_module.get_num_inst_ports(); ++i)
-      m_folded.m_outer_points.push_back(find_outer_point(m_module.get_inst_port_by_number(i)));
-    for (unsigned i = 0; i != m_module.get_num_slots(); ++i)
-      m_folded.m_first_inst_ports.push_back(
-          m_module.get_instance_by_index(m_module.get_slots()[i].m_instance)
-              ->get_inst_port_by_index(0)
-              ->get_number());
+    if (part + 1 == num_parts) list_slots();
   }
-  NETS::WAY_IN make_way_in(KEP_INST_PORT* inst_port, const KEP_UNFOLDED_PORT& inner) const {
-    const KEP_MODULE& master = *inner.m_object->get_parent();
-    const KEP_SLOT& slot = m_module.get_slots()[KEP_SLOT_POSITION::slot(inner.m_position)];
-    return {static_cast<std::uint32_t>(m_folded.m_runs.size()),
-            inst_port->get_number(),
-            inner.m_object->get_index(),
-            slot.m_inner_rank,
-            master.get_number(),
-            inner.m_object->get_net()->get_index()};
-  }
-  NETS::START_POINT find_start(KEP_INST_PORT* inst_port);
 
 private:
   static bool is_blc(const KEP_MODULE& module) { return module.get_view_type() == KEP_VIEW_TYPE::BLC; }
@@ -66,18 +60,35 @@ private:
     return std::any_of(m_module.get_slots(), m_module.get_slots() + m_module.get_num_slots(),
                        [](const KEP_SLOT& slot) { return is_blc(*slot.m_module); });
   }
-  void begin_net() {
-    m_folded.m_nets.push_back({static_cast<std::uint32_t>(m_folded.m_runs.size()),
-                               static_cast<std::uint32_t>(m_folded.m_ways_in.size()),
-                               static_cast<std::uint32_t>(m_folded.m_ways_out.size()), 0, 0, true, false,
-                               false});
-    m_is_run_open = false;
+  void fold_nets(unsigned begin, unsigned end) {
+    m_folded.m_nets.reserve(end - begin);
+    for (unsigned i = begin; i != end; ++i) {
+      m_folded.m_nets.push_back({get_size(m_folded.m_runs), get_size(m_folded.m_ways_in),
+                                 get_size(m_folded.m_ways_out), 0, 0, true, false, false});
+      m_is_run_open = false;
+      fold_net(*m_module.get_net_by_index(i));
+    }
+  }
+  void list_slots() {
+    for (unsigned i = 0; i != m_module.get_num_slots(); ++i)
+      m_folded.m_first_inst_ports.push_back(
+          m_module.get_instance_by_index(m_module.get_slots()[i].m_instance)
+              ->get_inst_port_by_index(0)
+              ->get_number());
   }
   void fold_net(const KEP_NET& net);
   bool fold_inst_port(KEP_INST_PORT* inst_port);
   void add_leaf(KEP_INST_PORT* inst_port);
   void add_fanout(KEP_INST_PORT* target, std::uint32_t mux_input);
+  NETS::WAY_IN make_way_in(KEP_INST_PORT* inst_port, const KEP_UNFOLDED_PORT& inner) const {
+    const KEP_MODULE& master = *inner.m_object->get_parent();
+    const KEP_SLOT& slot = m_module.get_slots()[KEP_SLOT_POSITION::slot(inner.m_position)];
+    return {get_size(m_folded.m_runs), inst_port->get_number(),
+            inner.m_object->get_index(), slot.m_inner_rank,
+            master.get_number(),         inner.m_object->get_net()->get_index()};
+  }
   NETS::OUTER_POINT find_outer_point(KEP_INST_PORT* inst_port);
+  NETS::START_POINT find_start(KEP_INST_PORT* inst_port);
   STEP find_step(KEP_INST_PORT* inst_port) const;
 
   KEP_UNFOLDED_PORT get_inner_port(KEP_INST_PORT* inst_port) const {
@@ -155,8 +166,8 @@ void FOLDER::add_leaf(KEP_INST_PORT* inst_port) {
   ++m_folded.m_nets.back().m_num_leaves;
   const bool is_marked = m_device.m_marks.is_somewhere(inst_port);
   if (!m_is_run_open || is_marked)
-    m_folded.m_runs.push_back({static_cast<std::uint32_t>(m_folded.m_fanouts.size()), 0,
-                               is_marked ? inst_port->get_number() : NETS::NONE});
+    m_folded.m_runs.push_back(
+        {get_size(m_folded.m_fanouts), 0, is_marked ? inst_port->get_number() : NETS::NONE});
   m_is_run_open = !is_marked;
   const auto* arcs = m_device.m_primitives.is_inserted(inst_port)
                          ? nullptr
@@ -188,9 +199,8 @@ NETS::OUTER_POINT FOLDER::find_outer_point(KEP_INST_PORT* inst_port) {
   if (is_terminating(inst_port)) {
     const std::uint32_t target = m_device.m_edge_builder.find_target(*inst_port);
     if (!inst_port->is_output() || target == NO_TARGET) return {NETS::OUTER::ASK, 0};
-    m_folded.m_runs.push_back({static_cast<std::uint32_t>(m_folded.m_fanouts.size()), 1, NETS::NONE});
-    m_folded.m_fanouts.push_back({target, 0});
-    return {NETS::OUTER::LEAF, static_cast<std::uint32_t>(m_folded.m_runs.size() - 1)};
+    m_folded.m_outer_fanouts.push_back({target, 0});
+    return {NETS::OUTER::LEAF, get_size(m_folded.m_outer_fanouts) - 1};
   }
   const STEP step = find_step(inst_port);
   if (step != STEP::PASS && step != STEP::INTO) return {NETS::OUTER::ASK, 0};
@@ -200,6 +210,7 @@ NETS::OUTER_POINT FOLDER::find_outer_point(KEP_INST_PORT* inst_port) {
 /// Only a node whose search goes one way: from an output up, or from an input down.
 NETS::START_POINT FOLDER::find_start(KEP_INST_PORT* inst_port) {
   constexpr NETS::START_POINT ASK{NETS::START::ASK, 0};
+  if (m_device.m_edge_builder.find_target(*inst_port) == NO_TARGET) return ASK; // nobody begins here
   const KEP_UNFOLDED_PORT inner = get_inner_port(inst_port);
   if (!inner) return ASK;
   const KEP_PORT* port = inst_port->get_port();
@@ -217,8 +228,95 @@ NETS::START_POINT FOLDER::find_start(KEP_INST_PORT* inst_port) {
     return {NETS::START::NOTHING, is_kept};
   }
   if (!is_blc(master)) return ASK;
-  m_folded.m_ways_in.push_back(make_way_in(inst_port, inner));
-  return {NETS::START::WAY_IN, static_cast<std::uint32_t>(m_folded.m_ways_in.size() - 1)};
+  m_folded.m_start_ways.push_back(make_way_in(inst_port, inner));
+  return {NETS::START::WAY_IN, get_size(m_folded.m_start_ways) - 1};
+}
+
+/// One after the other, with all numbers moved accordingly.
+class JOINER {
+public:
+  explicit JOINER(std::vector<NETS::MODULE>& parts) : m_parts(parts) {}
+
+  NETS::MODULE join() {
+    if (m_parts.size() > 1) {
+      reserve(&NETS::MODULE::m_nets);
+      reserve(&NETS::MODULE::m_runs);
+      reserve(&NETS::MODULE::m_ways_in);
+      reserve(&NETS::MODULE::m_ways_out);
+      reserve(&NETS::MODULE::m_fanouts);
+      reserve(&NETS::MODULE::m_outer_points);
+      reserve(&NETS::MODULE::m_outer_fanouts);
+      reserve(&NETS::MODULE::m_starts);
+      reserve(&NETS::MODULE::m_start_ways);
+      for (NETS::MODULE& part : m_parts)
+        append(part);
+    } else {
+      m_all = std::move(m_parts.front());
+    }
+    if (!m_all.m_nets.empty()) // one more: where the last one ends
+      m_all.m_nets.push_back({get_size(m_all.m_runs), get_size(m_all.m_ways_in), get_size(m_all.m_ways_out),
+                              0, 0, false, false, false});
+    return std::move(m_all);
+  }
+
+private:
+  template <class T>
+  void reserve(std::vector<T> NETS::MODULE::* values) {
+    std::size_t size = 1;
+    for (const NETS::MODULE& part : m_parts)
+      size += (part.*values).size();
+    (m_all.*values).reserve(size);
+  }
+  template <class T>
+  void append(NETS::MODULE& part, std::vector<T> NETS::MODULE::* values) {
+    (m_all.*values).insert((m_all.*values).end(), (part.*values).begin(), (part.*values).end());
+    part.*values = {};
+  }
+  void append(NETS::MODULE& part) {
+    for (NETS::NET& net : part.m_nets) {
+      net.m_first_run += get_size(m_all.m_runs);
+      net.m_first_way_in += get_size(m_all.m_ways_in);
+      net.m_first_way_out += get_size(m_all.m_ways_out);
+    }
+    for (NETS::WAY_IN& way : part.m_ways_in)
+      way.m_end_run += get_size(m_all.m_runs);
+    for (NETS::RUN& run : part.m_runs)
+      run.m_first_fanout += get_size(m_all.m_fanouts);
+    for (NETS::OUTER_POINT& point : part.m_outer_points)
+      if (point.m_kind == NETS::OUTER::LEAF) point.m_index += get_size(m_all.m_outer_fanouts);
+    for (NETS::START_POINT& point : part.m_starts)
+      if (point.m_kind == NETS::START::WAY_IN) point.m_index += get_size(m_all.m_start_ways);
+    append(part, &NETS::MODULE::m_nets);
+    append(part, &NETS::MODULE::m_runs);
+    append(part, &NETS::MODULE::m_ways_in);
+    append(part, &NETS::MODULE::m_ways_out);
+    append(part, &NETS::MODULE::m_fanouts);
+    append(part, &NETS::MODULE::m_outer_points);
+    append(part, &NETS::MODULE::m_outer_fanouts);
+    append(part, &NETS::MODULE::m_first_inst_ports);
+    append(part, &NETS::MODULE::m_starts);
+    append(part, &NETS::MODULE::m_start_ways);
+  }
+
+  std::vector<NETS::MODULE>& m_parts;
+  NETS::MODULE m_all;
+};
+
+/// Threads share a module in parts of so many inst ports.
+constexpr unsigned PART = 1 << 14;
+
+NETS::MODULE fold_module(const NETS::DEVICE& device, NETS::MODE mode, const KEP_MODULE& module) {
+  const unsigned num_parts =
+      tbb::this_task_arena::max_concurrency() == 1 ? 1 : module.get_num_inst_ports() / PART + 1;
+  std::vector<NETS::MODULE> parts(num_parts);
+  KEP_RG_TSAN::before_loop();
+  tbb::parallel_for(0U, num_parts, [&](unsigned part) {
+    KEP_RG_TSAN::begin_body();
+    FOLDER(device, mode, module, parts[part]).fold(part, num_parts);
+    KEP_RG_TSAN::end_body();
+  });
+  KEP_RG_TSAN::after_loop();
+  return JOINER(parts).join();
 }
 
 } // namespace
@@ -227,17 +325,13 @@ KEP_RG_PLAIN_NETS::KEP_RG_PLAIN_NETS(const DEVICE& device)
     : m_unfolding(&device.m_db.get_unfolding()), m_marks(&device.m_marks),
       m_edge_builder(&device.m_edge_builder),
       m_finds_top_ports(device.m_db.get_db_type() == KEP_DB_TYPE::TOP_PORTS_ROUTED),
-      m_modules(m_unfolding->get_modules().size()), m_blc_modules(m_modules.size()),
-      m_starts(m_modules.size()) {
+      m_modules(m_unfolding->get_modules().size()), m_blc_modules(m_modules.size()) {
   KEP_RG_TSAN::before_loop();
   tbb::parallel_for(std::size_t{0}, m_modules.size(), [&](std::size_t number) {
     KEP_RG_TSAN::begin_body();
     const KEP_MODULE& module = *m_unfolding->get_modules()[number];
-    FOLDER folder(device, MODE::PRIMITIVES, module, m_modules[number]);
-    folder.fold();
-    for (unsigned i = 0; i != module.get_num_inst_ports(); ++i)
-      m_starts[number].push_back(folder.find_start(module.get_inst_port_by_number(i)));
-    FOLDER(device, MODE::NODES, module, m_blc_modules[number]).fold();
+    m_modules[number] = fold_module(device, MODE::PRIMITIVES, module);
+    m_blc_modules[number] = fold_module(device, MODE::NODES, module);
     KEP_RG_TSAN::end_body();
   });
   KEP_RG_TSAN::after_loop();

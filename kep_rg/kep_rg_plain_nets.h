@@ -51,7 +51,7 @@ public:
   enum class OUTER : std::uint32_t {
     ASK,  ///< the search must ask
     NET,  ///< its net; the index is NONE if it is on none
-    LEAF, ///< a run with the inst port itself
+    LEAF, ///< a fanout of the inst port itself
   };
   struct OUTER_POINT {
     OUTER m_kind;
@@ -75,7 +75,10 @@ public:
     std::vector<std::uint32_t> m_ways_out; ///< indices of ports that are no inputs
     std::vector<FANOUT> m_fanouts;
     std::vector<OUTER_POINT> m_outer_points;       ///< by inst port
+    std::vector<FANOUT> m_outer_fanouts;
     std::vector<std::uint32_t> m_first_inst_ports; ///< by slot: of its instance
+    std::vector<START_POINT> m_starts;             ///< by inst port; those of both modes in one
+    std::vector<WAY_IN> m_start_ways;
   };
 
   struct DEVICE {
@@ -96,8 +99,6 @@ public:
   const MODULE& get(MODE mode, std::uint32_t module) const {
     return (mode == MODE::PRIMITIVES ? m_modules : m_blc_modules)[module];
   }
-  /// By inst port of the module.
-  const std::vector<START_POINT>& get_starts(std::uint32_t module) const { return m_starts[module]; }
   const KEP_UNFOLDING& get_unfolding() const { return *m_unfolding; }
   const KEP_RG_REDUNDANCY_MARKS& get_marks() const { return *m_marks; }
   /// At the inner occurrence stand nodes at all inst ports at which nodes stand at some occurrence.
@@ -112,5 +113,4 @@ private:
   bool m_finds_top_ports;
   std::vector<MODULE> m_modules;     // for searches that end at primitives
   std::vector<MODULE> m_blc_modules; // for those that end at nodes; nets only of modules in the BLC view
-  std::vector<std::vector<START_POINT>> m_starts;
 };

@@ -17,7 +17,8 @@ bool KEP_RG_PLAIN_WALK::walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurr
 
 bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, std::uint32_t inst_port) {
   const KEP_MODULE& module = *nets.get_unfolding().get(occurrence).m_module;
-  const NETS::START_POINT start = nets.get_starts(module.get_number())[inst_port];
+  const NETS::MODULE& folded = nets.get(NETS::MODE::PRIMITIVES, module.get_number());
+  const NETS::START_POINT start = folded.m_starts[inst_port];
   const bool is_blc = module.get_view_type() == KEP_VIEW_TYPE::BLC;
   switch (start.m_kind) {
   case NETS::START::ASK:
@@ -34,8 +35,7 @@ bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, std::u
   case NETS::START::WAY_IN:
     m_mode = NETS::MODE::NODES;
     m_is_kept = false;
-    const NETS::WAY_IN& way =
-        nets.get(NETS::MODE::PRIMITIVES, module.get_number()).m_ways_in[start.m_index];
+    const NETS::WAY_IN& way = folded.m_start_ways[start.m_index];
     m_top = nets.get_unfolding().get(occurrence).m_first_child + way.m_child_rank;
     return go_in(nets, way, occurrence);
   }
@@ -120,7 +120,7 @@ bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, std::uint32_t occurrence
   case NETS::OUTER::LEAF:
     if (m_mode == NETS::MODE::NODES && !nets.has_all_nodes(parent)) return false;
     ++m_num_leaves;
-    add_run(nets, module, parent, module.m_runs[outer.m_index]);
+    m_fanouts.push_back({&module.m_outer_fanouts[outer.m_index], 1, parent});
     return true;
   }
   return false;

@@ -22,7 +22,10 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   work.m_cache = &cache;
   work.m_stats = &range_stats;
   work.m_last_number = get_last_number(range);
-  work.m_first_node = range.empty() ? 0 : (*range.begin())->get_index();
+  if (!range.empty()) {
+    work.m_first_node = (*range.begin())->get_index();
+    work.m_first_number = m_ftd->m_db->get_unfolding().get((*range.begin())->get_occurrence()).m_number;
+  }
   std::size_t count = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
     work.m_fanouts.clear();
@@ -142,13 +145,12 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILD
   if (!places.is_used() || !work.m_plain_walk.is_kept() ||
       unfolding.get(place.m_top).m_module->is_top_module_or_equiv())
     return false;
-  const std::uint64_t first = unfolding.get(m_ftd->m_builder_graph->get_node(work.m_first_node)->get_occurrence()).m_number;
   for (;;) {
     place = places.find_previous(place);
-    if (place.m_top == KEP_UNFOLDING::ABOVE_TOP || unfolding.get(place.m_occurrence).m_number < first) return false;
-    const KEP_ROUTING_BUILDER_NODE* like = m_ftd->m_node_cache.find_routing_node(
-        KEP_UNFOLDED_INST_PORT(place.m_occurrence, node->get_inst_port()));
-    if (like) return like->get_index() >= work.m_first_node;
+    if (place.m_top == KEP_UNFOLDING::ABOVE_TOP) return false;
+    if (const auto* like = m_ftd->m_node_cache.find_like_node(*node, place.m_occurrence))
+      return like->get_index() >= work.m_first_node;
+    if (unfolding.get(place.m_occurrence).m_number < work.m_first_number) return false;
   }
 }
 

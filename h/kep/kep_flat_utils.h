@@ -20,14 +20,6 @@ enum class KEP_LEAF_DIRECTION : std::uint32_t {
   BOTH = 2,            ///< none
 };
 
-/// What a search from a driver does at an inst port of a net that it walks, as far as the folded model tells.
-enum class KEP_LEAF_KIND : std::uint8_t {
-  ASK,     ///< the predicate must be asked
-  NOTHING, ///< it passes over
-  LEAF,    ///< a leaf, unless it is the point on which the caller stands or from which the net was entered
-  DESCEND, ///< goes on inside, unless it is the point from which the net was entered
-};
-
 struct KEP_GET_LEAF_PARAMS {
   KEP_VIEW_TYPE_RANK m_view_type_rank; ///< the views to try when the search goes down into an instance
   KEP_LEAF_DIRECTION m_direction = KEP_LEAF_DIRECTION::DRIVER_TO_LOADS;
@@ -77,10 +69,8 @@ private:
 
 /// PREDICATE gives: is_terminating_uip(uip, params), is_leaf(uip, params), is_ignore_uip(uip, exclude_uip,
 /// exclude_port, cur_uip, cur_port), is_ignore_port(port), get_trace_thru_outputs(uip, outputs) and
-/// should_trace_thru_fanout(uip). It may give find_leaf_kinds(module), too: the kinds of the module's inst
-/// ports by number, or null. They hold for searches from a driver to its loads that do not honour tunnels,
-/// and are used while nobody observes the search. The search keeps no state between calls, so one object
-/// serves any number of threads if its observer does.
+/// should_trace_thru_fanout(uip). The search keeps no state between calls, so one object serves any number
+/// of threads if its observer does.
 template <class PREDICATE>
 class KEP_LEAF_SEARCH : public PREDICATE {
 public:
@@ -99,13 +89,8 @@ public:
                    const KEP_UNFOLDED_PORT& cur_unfolded_port, KEP_LEAF_RESULTS& results,
                    const KEP_GET_LEAF_PARAMS& params, KEP_UNFOLDED_INST_PORT exclude_unfolded_inst_port,
                    KEP_UNFOLDED_PORT exclude_unfolded_port) const {
-    const WALK walk{results,
-                    params,
-                    exclude_unfolded_inst_port,
-                    exclude_unfolded_port,
-                    results.m_frames.size(),
-                    !m_is_observed && params.m_direction == KEP_LEAF_DIRECTION::DRIVER_TO_LOADS &&
-                        !params.m_honour_tunnels};
+    const WALK walk{results, params, exclude_unfolded_inst_port, exclude_unfolded_port,
+                    results.m_frames.size()};
     enter(walk, cur_unfolded_inst_port, cur_unfolded_port, exclude_unfolded_inst_port);
     while (results.m_frames.size() > walk.m_bottom)
       step(walk);
@@ -121,7 +106,6 @@ private:
     const KEP_UNFOLDED_INST_PORT& m_exclude_uip;
     const KEP_UNFOLDED_PORT& m_exclude_port;
     std::size_t m_bottom; // the frame of the start point; the excludes count there alone
-    bool m_uses_kinds;
 
     bool is_bottom() const { return m_results.m_frames.size() == m_bottom + 1; }
     bool is_excluded(const KEP_UNFOLDED_INST_PORT& uip) const { return is_bottom() && uip == m_exclude_uip; }
@@ -141,7 +125,6 @@ private:
                             results.m_outputs.end());
     frame.m_next_output = frame.m_first_output;
   }
-  bool pass_known_inst_ports(const WALK& walk, FRAME& frame) const;
   void walk_inst_port(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void descend(const WALK& walk, const KEP_UNFOLDED_INST_PORT& uip) const;
   void cross(const WALK& walk, const KEP_UNFOLDED_INST_PORT& output) const;
@@ -198,7 +181,6 @@ void KEP_LEAF_SEARCH<PREDICATE>::step(const WALK& walk) const {
     cross(walk, output);
   } else if (frame.m_next_inst_port != net.get_num_inst_ports()) {
     drop_outputs(results, frame);
-    if (walk.m_uses_kinds && pass_known_inst_ports(walk, frame)) return;
     KEP_INST_PORT* inst_port = net.get_inst_ports()[frame.m_next_inst_port++];
     walk_inst_port(walk, KEP_UNFOLDED_INST_PORT(frame.m_net.m_position, inst_port));
   } else if (frame.m_next_port != net.get_num_ports()) {
@@ -209,42 +191,6 @@ void KEP_LEAF_SEARCH<PREDICATE>::step(const WALK& walk) const {
     drop_outputs(results, frame);
     results.m_frames.pop_back();
   }
-}
-
-/// Goes on to the next inst port of the net for which the predicate must be asked. True if there is none, or
-/// if another net comes first.
-template <class PREDICATE>
-bool KEP_LEAF_SEARCH<PREDICATE>::pass_known_inst_ports(const WALK& walk, FRAME& frame) const {
-  if constexpr (requires(const KEP_MODULE& module) { this->find_leaf_kinds(module); }) {
-    const KEP_NET& net = *frame.m_net.m_object;
-    const KEP_LEAF_KIND* kinds = this->find_leaf_kinds(*net.get_parent());
-    if (!kinds) return false;
-    const KEP_INST_PORT* first = net.get_parent()->get_inst_port_by_number(0);
-    const KEP_INST_PORT* current = frame.m_cur_uip.m_object; // on this net, like the point of the caller
-    const KEP_INST_PORT* excluded = nullptr;
-    if (walk.is_bottom() && walk.m_exclude_uip.m_position == frame.m_net.m_position)
-      excluded = walk.m_exclude_uip.m_object;
-    std::vector<KEP_UNFOLDED_INST_PORT>& uips = walk.m_results.m_uips;
-    const std::uint64_t position = frame.m_net.m_position;
-    KEP_INST_PORT* const* next = net.get_inst_ports() + frame.m_next_inst_port;
-    KEP_INST_PORT* const* end = net.get_inst_ports() + net.get_num_inst_ports();
-    for (; next != end; ++next) {
-      KEP_INST_PORT* inst_port = *next;
-      const KEP_LEAF_KIND kind = kinds[inst_port - first];
-      if (kind == KEP_LEAF_KIND::NOTHING || (inst_port == current && kind != KEP_LEAF_KIND::ASK)) continue;
-      if (kind != KEP_LEAF_KIND::LEAF) {
-        frame.m_next_inst_port = static_cast<unsigned>(next - net.get_inst_ports());
-        if (kind == KEP_LEAF_KIND::ASK) return false;
-        ++frame.m_next_inst_port;
-        descend(walk, KEP_UNFOLDED_INST_PORT(position, inst_port));
-        return true;
-      }
-      if (inst_port != excluded) uips.emplace_back(position, inst_port);
-    }
-    frame.m_next_inst_port = net.get_num_inst_ports();
-    return true;
-  }
-  return false;
 }
 
 template <class PREDICATE>

@@ -139,6 +139,7 @@ private:
   void reserve_routing_node_template_space(unsigned count);
   KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
   void sort_nodes();
+  void sort_nodes_of_place(std::uint32_t begin, std::uint32_t end);
   void sort_nodes_if_needed();
   void find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order);
 
@@ -146,25 +147,6 @@ private:
   unsigned m_node_count = 0;
   std::vector<std::unique_ptr<KEP_ROUTING_BUILDER_NODE[]>> m_chunks;
   std::unique_ptr<STATE> m_state;
-};
-
-/// The plain nodes at one inner occurrence, by rank: for one who asks for many. The inst ports of a module
-/// that are nodes at some occurrence have ranks, the same at all. Valid until nodes are added.
-class KEP_ROUTING_BUILDER_NODES_AT {
-public:
-  /// Null where none stands.
-  KEP_ROUTING_BUILDER_NODE* find(std::uint32_t rank) const {
-    if (rank >= m_num_nodes || m_nodes[rank] == NO_NODE) return nullptr;
-    return m_graph->get_node(m_nodes[rank]);
-  }
-
-private:
-  friend class KEP_ROUTING_BUILDER_NODE_CACHE;
-  static constexpr std::uint32_t NO_NODE = ~std::uint32_t{0};
-
-  const KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
-  const std::uint32_t* m_nodes = nullptr; // by rank
-  std::uint32_t m_num_nodes = 0;
 };
 
 /// Finds nodes by what they stand at, with no hash table for uips: two tables by number answer.
@@ -178,7 +160,7 @@ public:
   /// Before the first node; the numbers are estimates, and tables grow without them.
   void initialize_routing_builder_graph(std::size_t n_uip_nodes, std::size_t n_boundary_nodes,
                                         KEP_ROUTING_BUILDER_GRAPH* graph);
-  /// After the sort: registers every node of the graph anew.
+  /// After the sort: finds every node of the graph where it stands now.
   void initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph);
   /// False when a node stood there already; the first stays.
   bool add_routing_node(KEP_ROUTING_BUILDER_NODE* node);
@@ -192,12 +174,16 @@ public:
   /// The plain node or null, the hipi twin or null.
   std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
   find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const;
-  /// Those of the uips with this position.
-  KEP_ROUTING_BUILDER_NODES_AT find_nodes_at(std::uint64_t position) const;
-  /// The rank of an inst port among those of its module, or a number that no node has.
-  std::uint32_t find_rank(const KEP_INST_PORT& inst_port) const;
+
+  /// What stands at the node's inst port in another occurrence of the same module, or null. Once the nodes are
+  /// sorted.
+  KEP_ROUTING_BUILDER_NODE* find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
+                                           std::uint32_t occurrence) const;
 
 private:
+  /// By the number of an inst port, or of a port above the tops.
+  KEP_ROUTING_BUILDER_NODE* find_node(std::uint32_t occurrence, std::uint32_t number, bool is_hipi) const;
+
   KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
 };
 

@@ -240,6 +240,7 @@ private:
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
+  bool m_walks_plain_nets = true;                               // nothing clears it but a test
   unsigned m_min_grain = 10000;                                 // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 

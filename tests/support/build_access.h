@@ -76,9 +76,8 @@ public:
   }
   /// Whoever observes a build makes it ask every question anew.
   static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
-  static void forget_walks(KEP_RG_BUILD& build) { build.m_remembers_walks = false; }
-  /// The walks that the threads of the edge phase remembered.
-  static std::size_t count_known_walks(KEP_RG_BUILD& build) { return build.m_num_known_walks; }
+  /// Plain connections, too, are searched.
+  static void search_all(KEP_RG_BUILD& build) { build.m_walks_plain_nets = false; }
   /// Ranges of so many nodes at least.
   static void set_min_grain(KEP_RG_BUILD& build, unsigned grain) { build.m_min_grain = grain; }
   static void debug_instance(KEP_RG_BUILD& build, const KEP_UNFOLDED_INSTANCE& instance) {
