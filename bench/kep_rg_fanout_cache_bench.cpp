@@ -1,7 +1,7 @@
 // The edges of a graph where every connection is searched, without the fanout cache and with it, and where
 // plain connections are walked over folded nets, by one thread, in processor time: sorting the nodes, finding
-// their fanouts, and the reverse edges. Fabrics of 32 by 32 tiles are cut into more and more like regions, and
-// then into more and more levels. Beside the time for each edge stands the share of nodes that the cache
+// their fanouts, and the reverse edges. Fabrics of 32 by 32 tiles are cut into more and more like regions,
+// and then into more and more levels. Beside the time for each edge stands the share of nodes that the cache
 // answers. Devices in files are measured, too:
 //
 //   kep_rg_fanout_cache_bench [--benchmark_... ] [MODEL.json ROUTING.jsonl]...
@@ -84,8 +84,8 @@ void add_edges(benchmark::State& state, KEP_DB* db, WAY way) {
 /// The device is made at its first use and stays until the next one is wanted.
 template <class MAKE>
 void register_device(const std::string& name, const MAKE& make) {
-  for (const auto& [way, what] : {std::pair(WAY::SEARCH, "/search"), std::pair(WAY::CACHE, "/cache"),
-                                  std::pair(WAY::PLAIN, "/plain")})
+  for (const auto& [way, what] :
+       {std::pair(WAY::SEARCH, "/search"), std::pair(WAY::CACHE, "/cache"), std::pair(WAY::PLAIN, "/plain")})
     benchmark::RegisterBenchmark((name + what).c_str(),
                                  [name, make, way = way](benchmark::State& state) {
                                    static std::pair<std::string, std::unique_ptr<KEP_DB>> device;

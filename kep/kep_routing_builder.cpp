@@ -139,8 +139,7 @@ void KEP_ROUTING_BUILDER_GRAPH::find_places(std::shared_ptr<const KEP_OCCURRENCE
   m_state->m_places = std::make_shared<const KEP_NODE_PLACES>(
       unfolding, std::move(order), m_node_count, [this, &unfolding, &order = *order](std::uint32_t index) {
         const KEP_ROUTING_BUILDER_NODE& node = *get_node(index);
-        if (node.is_boundary())
-          return KEP_NODE_PLACES::NODE{KEP_NODE_WORD::BOUNDARY, node.get_key()};
+        if (node.is_boundary()) return KEP_NODE_PLACES::NODE{KEP_NODE_WORD::BOUNDARY, node.get_key()};
         const auto* first = unfolding.get(node.m_occurrence).m_module->get_inst_port_by_number(0);
         const auto number = static_cast<std::uint32_t>(static_cast<KEP_INST_PORT*>(node.m_object) - first);
         return KEP_NODE_PLACES::NODE{order.get_place(node.m_occurrence),
@@ -214,8 +213,7 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_
   std::uint32_t node = KEP_NODE_INDEX::NO_NODE;
   if (state.m_places) {
     const std::uint32_t place = state.m_places->get_order().get_place(occurrence);
-    const std::uint32_t rank =
-        state.m_places->find_rank(place, KEP_NODE_WORD::make_key(number, is_hipi));
+    const std::uint32_t rank = state.m_places->find_rank(place, KEP_NODE_WORD::make_key(number, is_hipi));
     if (rank != KEP_NODE_PLACES::NONE) node = state.m_places->find_node(place, rank);
   } else if (occurrence == KEP_UNFOLDING::ABOVE_TOP) {
     node = state.m_index->find_boundary(number);
@@ -225,9 +223,8 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_
   return node == KEP_NODE_INDEX::NO_NODE ? nullptr : m_graph->get_node(node);
 }
 
-KEP_ROUTING_BUILDER_NODE*
-KEP_ROUTING_BUILDER_NODE_CACHE::find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
-                                               std::uint32_t occurrence) const {
+KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
+                                                                         std::uint32_t occurrence) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
   const KEP_OCCURRENCE_ORDER& order = places.get_order();
   const std::uint32_t rank = places.get_rank(order.get_place(node.get_occurrence()), node.get_index());

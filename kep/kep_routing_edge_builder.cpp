@@ -151,10 +151,9 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
       }
       ++entry;
     }
-  state.m_fanouts_of_nodes[node->get_index()] =
-      state.m_fanouts.add({work.m_entries.data(), static_cast<std::uint16_t>(fanouts.size()),
-                           static_cast<std::uint16_t>(count)},
-                          work.m_recent);
+  state.m_fanouts_of_nodes[node->get_index()] = state.m_fanouts.add(
+      {work.m_entries.data(), static_cast<std::uint16_t>(fanouts.size()), static_cast<std::uint16_t>(count)},
+      work.m_recent);
 }
 
 std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::find_target(const KEP_INST_PORT& inst_port) const {
@@ -196,10 +195,9 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
   counts.m_num_redundant = count - counts.m_num_real;
   check_counts(*node, counts.m_num_real, counts.m_num_redundant);
   if (count != 0)
-    state.m_fanouts_of_nodes[node->get_index()] =
-        state.m_fanouts.add({first, static_cast<std::uint16_t>(counts.m_num_real),
-                             static_cast<std::uint16_t>(count)},
-                            work.m_recent);
+    state.m_fanouts_of_nodes[node->get_index()] = state.m_fanouts.add(
+        {first, static_cast<std::uint16_t>(counts.m_num_real), static_cast<std::uint16_t>(count)},
+        work.m_recent);
   return counts;
 }
 

@@ -12,7 +12,7 @@ KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>&
   while (m_width != sizeof(std::uint32_t) && bound > std::uint32_t{1} << 8 * m_width)
     ++m_width;
   m_mask = ~std::uint32_t{0} >> (32 - 8 * m_width);
-  m_bytes.resize(numbers.size() * m_width + sizeof(std::uint32_t) - 1);
+  m_bytes.resize(numbers.size() * m_width + sizeof(std::uint32_t));
   unsigned char* to = m_bytes.data();
   for (const std::uint32_t number : numbers)
     for (std::uint32_t i = 0; i != m_width; ++i)

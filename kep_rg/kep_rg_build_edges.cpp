@@ -82,9 +82,9 @@ void KEP_RG_BUILD::add_edges() {
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
   if (m_walks_plain_nets && !build_search.is_observed() && !m_verbose && m_edge_builder)
     arena.execute([&] {
-      plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate, m_primitives,
-                                                   *m_routing_primitive_cache, m_redundancy_marks,
-                                                   *m_edge_builder, m_view_type_rank});
+      plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate,
+                                                   m_primitives, *m_routing_primitive_cache,
+                                                   m_redundancy_marks, *m_edge_builder, m_view_type_rank});
     });
   const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex,
                                             plain_nets ? &*plain_nets : nullptr);

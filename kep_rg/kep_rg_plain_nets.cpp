@@ -64,17 +64,19 @@ private:
     m_folded.m_nets.reserve(end - begin);
     for (unsigned i = begin; i != end; ++i) {
       m_folded.m_nets.push_back({get_size(m_folded.m_runs), get_size(m_folded.m_ways_in),
-                                 get_size(m_folded.m_ways_out), 0, 0, true, false, false});
+                                 get_size(m_folded.m_ways_out), 0, 0, true, false});
       m_is_run_open = false;
       fold_net(*m_module.get_net_by_index(i));
     }
   }
   void list_slots() {
-    for (unsigned i = 0; i != m_module.get_num_slots(); ++i)
-      m_folded.m_first_inst_ports.push_back(
-          m_module.get_instance_by_index(m_module.get_slots()[i].m_instance)
-              ->get_inst_port_by_index(0)
-              ->get_number());
+    unsigned instance = 0; // slots stand in the order of their instances
+    std::uint32_t first = 0;
+    for (unsigned i = 0; i != m_module.get_num_slots(); ++i) {
+      for (; instance != m_module.get_slots()[i].m_instance; ++instance)
+        first += m_module.get_instance_by_index(instance)->get_module()->get_num_ports();
+      m_folded.m_first_inst_ports.push_back(first);
+    }
   }
   void fold_net(const KEP_NET& net);
   bool fold_inst_port(KEP_INST_PORT* inst_port);
@@ -83,9 +85,8 @@ private:
   NETS::WAY_IN make_way_in(KEP_INST_PORT* inst_port, const KEP_UNFOLDED_PORT& inner) const {
     const KEP_MODULE& master = *inner.m_object->get_parent();
     const KEP_SLOT& slot = m_module.get_slots()[KEP_SLOT_POSITION::slot(inner.m_position)];
-    return {get_size(m_folded.m_runs), inst_port->get_number(),
-            inner.m_object->get_index(), slot.m_inner_rank,
-            master.get_number(),         inner.m_object->get_net()->get_index()};
+    return {get_size(m_folded.m_runs), inst_port->get_number(), inner.m_object->get_index(),
+            slot.m_inner_rank,         master.get_number(),     inner.m_object->get_net()->get_index()};
   }
   NETS::OUTER_POINT find_outer_point(KEP_INST_PORT* inst_port);
   NETS::START_POINT find_start(KEP_INST_PORT* inst_port);
@@ -99,8 +100,7 @@ private:
     return m_device.m_build_predicate.is_terminating_uip(at_some_place(inst_port), {});
   }
   bool is_leaf(KEP_INST_PORT* inst_port) const {
-    if (m_mode == NETS::MODE::NODES)
-      return m_device.m_trace_predicate.is_leaf(at_some_place(inst_port), {});
+    if (m_mode == NETS::MODE::NODES) return m_device.m_trace_predicate.is_leaf(at_some_place(inst_port), {});
     return m_device.m_build_predicate.is_leaf(at_some_place(inst_port), {});
   }
   static std::uint32_t get_net_index(const KEP_INST_PORT& inst_port) {
@@ -133,8 +133,12 @@ void FOLDER::fold_net(const KEP_NET& net) {
   for (const KEP_PORT* port : net.iter_ports())
     if (!port->is_input()) m_folded.m_ways_out.push_back(port->get_index());
   NETS::NET& folded = m_folded.m_nets.back();
-  folded.m_has_one_port = net.get_num_ports() == 1;
-  folded.m_is_end = folded.m_has_one_port && folded.m_first_way_in == m_folded.m_ways_in.size();
+  folded.m_is_end =
+      net.get_num_ports() == 1 && std::none_of(net.iter_inst_ports().begin(), net.iter_inst_ports().end(),
+                                               [this](KEP_INST_PORT* inst_port) {
+                                                 const KEP_UNFOLDED_PORT inner = get_inner_port(inst_port);
+                                                 return inner && inner.m_object->get_net();
+                                               });
 }
 
 /// False if the search must ask.
@@ -217,8 +221,7 @@ NETS::START_POINT FOLDER::find_start(KEP_INST_PORT* inst_port) {
   const KEP_ROUTING_PRIMITIVE_TUNNEL tunnel = m_device.m_primitives.get_tunnel_type(port->get_parent());
   if (tunnel == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE || tunnel == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH)
     return ASK;
-  if (port->is_output() && inner.m_object->is_output())
-    return {NETS::START::NET, get_net_index(*inst_port)};
+  if (port->is_output() && inner.m_object->is_output()) return {NETS::START::NET, get_net_index(*inst_port)};
   if (!port->is_input() || !inner.m_object->is_input()) return ASK;
   // From the input of a mux the search goes through the mux, and edges from an arc input name it.
   const KEP_MODULE& master = *inner.m_object->get_parent();
@@ -255,20 +258,20 @@ public:
     }
     if (!m_all.m_nets.empty()) // one more: where the last one ends
       m_all.m_nets.push_back({get_size(m_all.m_runs), get_size(m_all.m_ways_in), get_size(m_all.m_ways_out),
-                              0, 0, false, false, false});
+                              0, 0, false, false});
     return std::move(m_all);
   }
 
 private:
   template <class T>
-  void reserve(std::vector<T> NETS::MODULE::* values) {
+  void reserve(std::vector<T> NETS::MODULE::*values) {
     std::size_t size = 1;
     for (const NETS::MODULE& part : m_parts)
       size += (part.*values).size();
     (m_all.*values).reserve(size);
   }
   template <class T>
-  void append(NETS::MODULE& part, std::vector<T> NETS::MODULE::* values) {
+  void append(NETS::MODULE& part, std::vector<T> NETS::MODULE::*values) {
     (m_all.*values).insert((m_all.*values).end(), (part.*values).begin(), (part.*values).end());
     part.*values = {};
   }

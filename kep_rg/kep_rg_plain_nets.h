@@ -12,8 +12,8 @@
 
 /// What the search from a node finds on the nets of each module, told once for all places of the module:
 /// fanouts in place of leaves, the ways into instances and the ways out of the module. A net is plain if the
-/// folded model tells all that; on any other the search must ask. Filled before the edge phase, by all threads
-/// of the caller's arena; then any number of threads may read.
+/// folded model tells all that; on any other the search must ask. Filled before the edge phase, by all
+/// threads of the caller's arena; then any number of threads may read.
 class KEP_RG_EXPORT KEP_RG_PLAIN_NETS {
 public:
   using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FOLDED_FANOUT;
@@ -44,8 +44,7 @@ public:
     std::uint32_t m_num_leaves;
     std::uint32_t m_num_nowhere; ///< targets that are nodes at no place
     bool m_is_plain;
-    bool m_has_one_port;
-    bool m_is_end; ///< nothing but leaves behind one port
+    bool m_is_end; ///< the one way to it and from it is its one port
   };
   /// What is behind an inst port for a search that comes out of the instance there.
   enum class OUTER : std::uint32_t {
@@ -74,7 +73,7 @@ public:
     std::vector<WAY_IN> m_ways_in;
     std::vector<std::uint32_t> m_ways_out; ///< indices of ports that are no inputs
     std::vector<FANOUT> m_fanouts;
-    std::vector<OUTER_POINT> m_outer_points;       ///< by inst port
+    std::vector<OUTER_POINT> m_outer_points; ///< by inst port
     std::vector<FANOUT> m_outer_fanouts;
     std::vector<std::uint32_t> m_first_inst_ports; ///< by slot: of its instance
     std::vector<START_POINT> m_starts;             ///< by inst port; those of both modes in one

@@ -29,9 +29,8 @@ bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, std::u
   case NETS::START::NET:
     m_mode = is_blc ? NETS::MODE::NODES : NETS::MODE::PRIMITIVES;
     m_is_kept = !is_blc && start.m_index != NETS::NONE;
-    return start.m_index == NETS::NONE ||
-           enter(nets, nets.get(m_mode, module.get_number()), {occurrence, start.m_index}, inst_port,
-                 NETS::NONE);
+    return start.m_index == NETS::NONE || enter(nets, nets.get(m_mode, module.get_number()),
+                                                {occurrence, start.m_index}, inst_port, NETS::NONE);
   case NETS::START::WAY_IN:
     m_mode = NETS::MODE::NODES;
     m_is_kept = false;
@@ -49,11 +48,11 @@ bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, cons
     return false;
   const NETS::NET& net = module.m_nets[place.m_net];
   if (!net.m_is_plain) return false;
-  if (!net.m_has_one_port && !m_visited.insert(place)) return true;
+  if (!m_visited.insert(place)) return true;
   m_num_leaves += net.m_num_leaves;
   m_num_nowhere += net.m_num_nowhere;
-  m_frames.push_back({&module, place, from_inst_port, from_port, net.m_first_run, net.m_first_way_in,
-                      net.m_first_way_out});
+  m_frames.push_back(
+      {&module, place, from_inst_port, from_port, net.m_first_run, net.m_first_way_in, net.m_first_way_out});
   return true;
 }
 
@@ -115,8 +114,7 @@ bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, std::uint32_t occurrence
   case NETS::OUTER::ASK:
     return false;
   case NETS::OUTER::NET:
-    return outer.m_index == NETS::NONE ||
-           enter(nets, module, {parent, outer.m_index}, inst_port, NETS::NONE);
+    return outer.m_index == NETS::NONE || enter(nets, module, {parent, outer.m_index}, inst_port, NETS::NONE);
   case NETS::OUTER::LEAF:
     if (m_mode == NETS::MODE::NODES && !nets.has_all_nodes(parent)) return false;
     ++m_num_leaves;

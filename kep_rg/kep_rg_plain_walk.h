@@ -23,7 +23,8 @@ public:
   std::size_t get_num_leaves() const { return m_num_leaves; }
   /// Targets of leaves that are nodes at no place.
   std::size_t get_num_nowhere() const { return m_num_nowhere; }
-  /// The highest occurrence that the walk reached, not below that of the node unless the walk went down alone.
+  /// The highest occurrence that the walk reached, not below that of the node unless the walk went down
+  /// alone.
   std::uint32_t get_top() const { return m_top; }
   /// The fanout cache keeps the answer for like places below the top.
   bool is_kept() const { return m_is_kept; }
@@ -68,7 +69,7 @@ private:
   RUNS m_fanouts;
   RUNS m_redundant_fanouts;
   std::vector<FRAME> m_frames;
-  KEP_UNFOLDED_SET<PLACE> m_visited; // nets to which more ways than one lead
+  KEP_UNFOLDED_SET<PLACE> m_visited; // nets, but for those that are ends
   NETS::MODE m_mode = NETS::MODE::PRIMITIVES;
   std::size_t m_num_leaves = 0;
   std::size_t m_num_nowhere = 0;

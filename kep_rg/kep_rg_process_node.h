@@ -27,9 +27,9 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    bool m_asked_for_nodes = false; // the search at hand ended where nodes stand
-    std::uint32_t m_first_node = 0; // where the range begins
-    std::uint64_t m_first_number = 0; // likewise, as the number of the occurrence
+    bool m_asked_for_nodes = false;                           // the search at hand ended where nodes stand
+    std::uint32_t m_first_node = 0;                           // where the range begins
+    std::uint64_t m_first_number = 0;                         // likewise, as the number of the occurrence
     std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // and where it ends
   };
 

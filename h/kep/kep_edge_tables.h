@@ -36,7 +36,7 @@ struct KEP_SEEN_WORD {
   }
 };
 
-/// Numbers of one to four bytes each, lent. Three bytes behind the last one must be readable.
+/// Numbers of one to four bytes each, lent. One more than there are can be read.
 struct KEP_PACKED_NUMBERS {
   const unsigned char* m_bytes;
   std::uint32_t m_width;

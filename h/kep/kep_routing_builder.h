@@ -175,8 +175,8 @@ public:
   std::pair<KEP_ROUTING_BUILDER_NODE*, KEP_ROUTING_BUILDER_NODE*>
   find_both_routing_nodes(const KEP_UNFOLDED_INST_PORT& uip) const;
 
-  /// What stands at the node's inst port in another occurrence of the same module, or null. Once the nodes are
-  /// sorted.
+  /// What stands at the node's inst port in another occurrence of the same module, or null. Once the nodes
+  /// are sorted.
   KEP_ROUTING_BUILDER_NODE* find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
                                            std::uint32_t occurrence) const;
 

@@ -304,13 +304,19 @@ void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
     KEP_PACKED_NUMBERS shapes = tables.m_shapes_of_nodes;
     shapes.m_bytes += (tables.m_pages[place] + std::size_t{rank}) * shapes.m_width;
     std::uint64_t word = std::uint64_t{place} << 32 | rank;
-    for (; index != last; shapes.m_bytes += shapes.m_width) {
-      const std::uint32_t number = shapes.get(0);
+    std::uint32_t next_number = shapes.get(0);
+    KEP_NODE_SHAPE next_shape = tables.m_shapes[next_number];
+    while (index != last) {
+      // Where a node's edges end is foreseen badly; the next shape is there by then.
+      const std::uint32_t number = next_number;
+      const KEP_NODE_SHAPE shape = next_shape;
+      shapes.m_bytes += shapes.m_width;
+      next_number = shapes.get(0);
+      next_shape = tables.m_shapes[next_number];
       ++word;
       if (number == KEP_EDGE_TABLES::NO_NODE) continue;
       ++index;
       const NODE from(word, graph);
-      const KEP_NODE_SHAPE& shape = tables.m_shapes[number];
       const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
       const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;
       if (shape.m_has_absolute) {

@@ -28,7 +28,7 @@ TEST(PackedNumbers, take_as_few_bytes_as_their_bound_allows) {
     const std::vector<std::uint32_t> numbers = make_numbers(bound);
     const KEP_PACKED_NUMBER_LIST list(numbers, bound);
     EXPECT_EQ(list.get_view().m_width, width) << bound;
-    EXPECT_EQ(list.get_memory_bytes(), numbers.size() * width + 3) << bound;
+    EXPECT_EQ(list.get_memory_bytes(), numbers.size() * width + 4) << bound;
     for (std::size_t i = 0; i != numbers.size(); ++i)
       ASSERT_EQ(list.get_view().get(i), numbers[i]) << "number " << i << " of those below " << bound;
   }

@@ -42,7 +42,8 @@ void compare_ranges(BUILD_CASE& c, int threads, const std::string& graph) {
     ACCESS::set_min_grain(c.builder(), 3);
     if (searches_all) ACCESS::search_all(c.builder());
     c.build();
-    ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "ranges of a few nodes, all searched: " << searches_all;
+    ASSERT_EQ(test_model::whole_graph(*c.db()), graph)
+        << "ranges of a few nodes, all searched: " << searches_all;
     stats.push_back(c.builder().get_edge_stats());
   }
   EXPECT_EQ(stats[0].n_cdrn_cache_hits, stats[1].n_cdrn_cache_hits);

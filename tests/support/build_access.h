@@ -2,6 +2,7 @@
 
 #include "kep/kep_routing_graph_storage.h"
 #include "kep_rg/kep_rg_build.h"
+#include "kep_rg/kep_rg_plain_nets.h"
 #include "kep_rg/kep_rg_relative_port.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 
@@ -105,6 +106,18 @@ public:
   static const KEP_RG_TRACE_PREDICATE& trace_predicate(const KEP_RG_BUILD& build) {
     return build.m_trace_predicate;
   }
+  /// What plain nets are folded from, once the graph is built.
+  static KEP_RG_PLAIN_NETS::DEVICE get_plain_device(const KEP_RG_BUILD& build) {
+    return {*build.m_db,
+            build.m_instance_is_primitive,
+            build.m_trace_predicate,
+            build.m_primitives,
+            *build.m_routing_primitive_cache,
+            build.m_redundancy_marks,
+            *build.m_edge_builder,
+            build.m_view_type_rank};
+  }
+  static KEP_ROUTING_BUILDER_EDGE_BUILDER& edge_builder(KEP_RG_BUILD& build) { return *build.m_edge_builder; }
   static bool has_edge_builder(const KEP_RG_BUILD& build) { return build.m_edge_builder != nullptr; }
 
   /// A relative port of any chain and port, whether they fit or not.
