@@ -202,7 +202,8 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
 }
 
 int KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_templates() const {
-  return static_cast<int>(m_graph->m_state->m_fanouts.size());
+  const KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
+  return static_cast<int>(state.m_num_templates + state.m_fanouts.size());
 }
 
 void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool) {

@@ -19,53 +19,75 @@ constexpr std::uint64_t NO_PAIR = ~std::uint64_t{0};
 } // namespace
 
 /// The lists of all nodes before they are folded.
-template <class ENTRY>
 struct KEP_ROUTING_GRAPH_STORAGE::LISTS {
   std::vector<std::uint32_t> m_of_nodes;      // template by node
   std::vector<KEP_EDGE_TEMPLATE> m_templates; // by number; number 0 has no edges
-  std::vector<ENTRY> m_entries;
+
+  std::size_t get_num_entries() const {
+    return std::size_t{m_templates.back().m_first_entry} + m_templates.back().m_num_edges;
+  }
 };
 
 KEP_ROUTING_GRAPH_STORAGE::KEP_ROUTING_GRAPH_STORAGE(KEP_ROUTING_BUILDER_GRAPH& graph,
                                                      std::uint64_t fanins_at_a_time)
     : m_places(graph.m_state->m_places) {
-  LISTS<KEP_FANOUT_ENTRY> fanouts;
-  take_fanouts(graph, fanouts);
-  LISTS<KEP_FANIN_ENTRY> fanins;
-  {
-    KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
-    KEP_FANIN_FINDER finder(*m_places, fanouts.m_of_nodes, fanouts.m_templates, fanouts.m_entries,
-                            graph.m_state->m_num_top_occurrences);
-    fanins.m_of_nodes = finder.find(table, fanins_at_a_time);
-    if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
-      throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
-                         " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +
-                         std::to_string(std::numeric_limits<unsigned short>::max()) +
-                         " that a node can have");
-    KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins.m_of_nodes, fanins.m_templates,
-                                                    fanins.m_entries);
-  }
-  fold_pages(fanouts, fanins);
-  fold_words(fanouts, std::move(fanins));
+  LISTS fanouts;
+  std::vector<KEP_FANOUT_ENTRY> entries = take_fanouts(graph, fanouts);
+  const LISTS fanins = find_fanins(graph, fanouts, entries, fanins_at_a_time);
+  fold_pages(fanouts, fanins, entries);
+  take_words(std::move(entries));
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph,
-                                             LISTS<KEP_FANOUT_ENTRY>& fanouts) {
-  fanouts.m_of_nodes = std::exchange(graph.m_state->m_fanouts_of_nodes, {});
+KEP_ROUTING_GRAPH_STORAGE::LISTS
+KEP_ROUTING_GRAPH_STORAGE::find_fanins(const KEP_ROUTING_BUILDER_GRAPH& graph, const LISTS& fanouts,
+                                       const std::vector<KEP_FANOUT_ENTRY>& entries,
+                                       std::uint64_t at_a_time) {
+  LISTS fanins;
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
+  KEP_FANIN_FINDER finder(*m_places, fanouts.m_of_nodes, fanouts.m_templates, entries,
+                          graph.m_state->m_num_top_occurrences);
+  fanins.m_of_nodes = finder.find(table, at_a_time);
+  if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
+    throw KEP_DB_ERROR("node " + graph.get_node(finder.get_overfull_node())->get_name(KEP_NAME_STYLE()) +
+                       " has " + std::to_string(finder.get_overfull_count()) + " fanins, more than the " +
+                       std::to_string(std::numeric_limits<unsigned short>::max()) + " that a node can have");
+  const std::vector<std::uint32_t> order =
+      KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, fanins.m_of_nodes, fanins.m_templates);
+  m_fanins = KEP_FOLDED_WORD_LIST(fanins.get_num_entries(), [&](const auto& visit) {
+    for (const std::uint32_t number : order)
+      for (std::uint32_t i = 0; i != table.get(number).m_num_edges; ++i)
+        visit(table.use_entries(number)[i].m_node);
+  });
+  return fanins;
+}
+
+std::vector<KEP_FANOUT_ENTRY> KEP_ROUTING_GRAPH_STORAGE::take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph,
+                                                                      LISTS& fanouts) {
+  KEP_ROUTING_BUILDER_GRAPH::STATE& state = *graph.m_state;
+  fanouts.m_of_nodes = std::exchange(state.m_fanouts_of_nodes, {});
   fanouts.m_of_nodes.resize(graph.get_node_count(),
                             KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
-  KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(graph.m_state->m_fanouts, fanouts.m_of_nodes,
-                                                   fanouts.m_templates, fanouts.m_entries);
+  const std::vector<std::uint32_t> order = KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(
+      state.m_fanouts, fanouts.m_of_nodes, fanouts.m_templates);
+  std::vector<KEP_FANOUT_ENTRY> entries;
+  entries.reserve(fanouts.get_num_entries());
+  for (const std::uint32_t number : order) {
+    const auto& list = state.m_fanouts.get(number);
+    entries.insert(entries.end(), list.m_entries, list.m_entries + list.m_num_edges);
+  }
+  state.m_num_templates = state.m_fanouts.size();
+  state.m_fanouts.clear();
   for (const std::uint32_t number : fanouts.m_of_nodes) {
     m_total_edges += fanouts.m_templates[number].m_num_edges;
     m_total_real += fanouts.m_templates[number].m_num_real;
   }
-  m_num_templates = fanouts.m_templates.size() - 1;
+  m_num_templates = order.size();
+  return entries;
 }
 
 /// Places in order; one whose shapes are those of an earlier one takes its page.
-void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts,
-                                           const LISTS<KEP_FANIN_ENTRY>& fanins) {
+void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS& fanouts, const LISTS& fanins,
+                                           const std::vector<KEP_FANOUT_ENTRY>& entries) {
   struct PAGE {
     std::uint32_t m_first;
     std::uint32_t m_size;
@@ -101,13 +123,13 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanout
     known_pages.emplace(hash, PAGE{m_pages[place], static_cast<std::uint32_t>(page.size())});
     pairs.insert(pairs.end(), page.begin(), page.end());
   }
-  fold_shapes(pairs, fanouts, fanins);
+  fold_shapes(pairs, fanouts, fanins, entries);
 }
 
 /// Numbers by the first rank at which a shape stands.
-void KEP_ROUTING_GRAPH_STORAGE::fold_shapes(const std::vector<std::uint64_t>& pairs,
-                                            const LISTS<KEP_FANOUT_ENTRY>& fanouts,
-                                            const LISTS<KEP_FANIN_ENTRY>& fanins) {
+void KEP_ROUTING_GRAPH_STORAGE::fold_shapes(const std::vector<std::uint64_t>& pairs, const LISTS& fanouts,
+                                            const LISTS& fanins,
+                                            const std::vector<KEP_FANOUT_ENTRY>& entries) {
   std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_PAIR, KEP_EDGE_TABLES::NO_NODE}};
   m_shapes.push_back({});
   std::vector<std::uint32_t> shapes;
@@ -117,7 +139,7 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_shapes(const std::vector<std::uint64_t>& pa
     if (is_new) {
       const KEP_EDGE_TEMPLATE& out = fanouts.m_templates[pair >> 32];
       const KEP_EDGE_TEMPLATE& in = fanins.m_templates[static_cast<std::uint32_t>(pair)];
-      const auto first = fanouts.m_entries.begin() + out.m_first_entry;
+      const auto first = entries.begin() + out.m_first_entry;
       const bool has_absolute =
           std::any_of(first, first + out.m_num_edges,
                       [](const KEP_FANOUT_ENTRY& entry) { return entry.m_node.is_absolute(); });
@@ -130,20 +152,14 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_shapes(const std::vector<std::uint64_t>& pa
   m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(m_shapes.size()));
 }
 
-void KEP_ROUTING_GRAPH_STORAGE::fold_words(const LISTS<KEP_FANOUT_ENTRY>& fanouts,
-                                           LISTS<KEP_FANIN_ENTRY> fanins) {
-  std::vector<KEP_SEEN_WORD> words;
-  for (const KEP_FANIN_ENTRY& entry : fanins.m_entries)
-    words.push_back(entry.m_node);
-  fanins = {};
-  m_fanins = KEP_FOLDED_WORD_LIST(words);
-  words.clear();
-  m_fanouts.reserve(fanouts.m_entries.size());
-  for (const KEP_FANOUT_ENTRY& entry : fanouts.m_entries) {
+void KEP_ROUTING_GRAPH_STORAGE::take_words(std::vector<KEP_FANOUT_ENTRY> entries) {
+  m_fanouts.reserve(entries.size());
+  for (const KEP_FANOUT_ENTRY& entry : entries)
     m_fanouts.push_back(entry.m_node);
-    words.push_back(entry.m_mux);
-  }
-  m_mux_inputs = KEP_FOLDED_WORD_LIST(words);
+  m_mux_inputs = KEP_FOLDED_WORD_LIST(entries.size(), [&entries](const auto& visit) {
+    for (KEP_FANOUT_ENTRY& entry : entries)
+      visit(entry.m_mux);
+  });
 }
 
 std::uint64_t KEP_ROUTING_GRAPH_STORAGE::get_memory_bytes() const {

@@ -42,14 +42,15 @@ public:
 
 private:
   friend class KEP_RG_TEST_ACCESS;
-  template <class ENTRY>
   struct LISTS;
 
-  void take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph, LISTS<KEP_FANOUT_ENTRY>& fanouts);
-  void fold_pages(const LISTS<KEP_FANOUT_ENTRY>& fanouts, const LISTS<KEP_FANIN_ENTRY>& fanins);
-  void fold_shapes(const std::vector<std::uint64_t>& pairs, const LISTS<KEP_FANOUT_ENTRY>& fanouts,
-                   const LISTS<KEP_FANIN_ENTRY>& fanins);
-  void fold_words(const LISTS<KEP_FANOUT_ENTRY>& fanouts, LISTS<KEP_FANIN_ENTRY> fanins);
+  std::vector<KEP_FANOUT_ENTRY> take_fanouts(KEP_ROUTING_BUILDER_GRAPH& graph, LISTS& fanouts);
+  LISTS find_fanins(const KEP_ROUTING_BUILDER_GRAPH& graph, const LISTS& fanouts,
+                    const std::vector<KEP_FANOUT_ENTRY>& entries, std::uint64_t at_a_time);
+  void fold_pages(const LISTS& fanouts, const LISTS& fanins, const std::vector<KEP_FANOUT_ENTRY>& entries);
+  void fold_shapes(const std::vector<std::uint64_t>& pairs, const LISTS& fanouts, const LISTS& fanins,
+                   const std::vector<KEP_FANOUT_ENTRY>& entries);
+  void take_words(std::vector<KEP_FANOUT_ENTRY> entries);
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;
   std::vector<std::uint32_t> m_pages;       // by place

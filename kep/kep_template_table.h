@@ -57,6 +57,16 @@ public:
   const LIST& get(std::uint32_t number) const {
     return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;
   }
+  /// To be used up: no list is found any more.
+  ENTRY* use_entries(std::uint32_t number) { return const_cast<ENTRY*>(get(number).m_entries); }
+  /// Gives the memory back. Nothing is added behind that.
+  void clear() {
+    for (SHARD& shard : m_shards) {
+      std::vector<std::uint32_t>().swap(shard.m_slots);
+      std::vector<KNOWN>().swap(shard.m_lists);
+      std::vector<std::unique_ptr<ENTRY[]>>().swap(shard.m_chunks);
+    }
+  }
   std::uint32_t size() const {
     std::size_t size = 0;
     for (const SHARD& shard : m_shards)

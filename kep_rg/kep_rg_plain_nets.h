@@ -67,17 +67,26 @@ public:
     START m_kind;
     std::uint32_t m_index;
   };
-  struct MODULE {
-    std::vector<NET> m_nets; ///< in the module's order, and one more; empty: none is plain
+  /// Nets of a module that follow each other. Threads fold a large module in parts.
+  struct NETS_PART {
+    std::vector<NET> m_nets; ///< and one more: where the last one ends
     std::vector<RUN> m_runs;
     std::vector<WAY_IN> m_ways_in;
     std::vector<std::uint32_t> m_ways_out; ///< indices of ports that are no inputs
     std::vector<FANOUT> m_fanouts;
-    std::vector<OUTER_POINT> m_outer_points; ///< by inst port
+  };
+  /// The same for inst ports.
+  struct POINTS_PART {
+    std::vector<OUTER_POINT> m_outer_points;
     std::vector<FANOUT> m_outer_fanouts;
-    std::vector<std::uint32_t> m_first_inst_ports; ///< by slot: of its instance
-    std::vector<START_POINT> m_starts;             ///< by inst port; those of both modes in one
+    std::vector<START_POINT> m_starts; ///< for searches of both modes
     std::vector<WAY_IN> m_start_ways;
+  };
+  static constexpr std::uint32_t PART = 1 << 12; ///< nets or inst ports
+  struct MODULE {
+    std::vector<NETS_PART> m_nets; ///< none: no net is plain
+    std::vector<POINTS_PART> m_points;
+    std::vector<std::uint32_t> m_first_inst_ports; ///< by slot: of its instance
   };
 
   struct DEVICE {

@@ -18,7 +18,8 @@ bool KEP_RG_PLAIN_WALK::walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurr
 bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, std::uint32_t inst_port) {
   const KEP_MODULE& module = *nets.get_unfolding().get(occurrence).m_module;
   const NETS::MODULE& folded = nets.get(NETS::MODE::PRIMITIVES, module.get_number());
-  const NETS::START_POINT start = folded.m_starts[inst_port];
+  const NETS::POINTS_PART& points = folded.m_points[inst_port / NETS::PART];
+  const NETS::START_POINT start = points.m_starts[inst_port % NETS::PART];
   const bool is_blc = module.get_view_type() == KEP_VIEW_TYPE::BLC;
   switch (start.m_kind) {
   case NETS::START::ASK:
@@ -34,7 +35,7 @@ bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, std::u
   case NETS::START::WAY_IN:
     m_mode = NETS::MODE::NODES;
     m_is_kept = false;
-    const NETS::WAY_IN& way = folded.m_start_ways[start.m_index];
+    const NETS::WAY_IN& way = points.m_start_ways[start.m_index];
     m_top = nets.get_unfolding().get(occurrence).m_first_child + way.m_child_rank;
     return go_in(nets, way, occurrence);
   }
@@ -46,32 +47,33 @@ bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, cons
                               std::uint32_t from_inst_port, std::uint32_t from_port) {
   if (m_mode == NETS::MODE::NODES && (module.m_nets.empty() || !nets.has_all_nodes(place.m_occurrence)))
     return false;
-  const NETS::NET& net = module.m_nets[place.m_net];
+  const NETS::NETS_PART& part = module.m_nets[place.m_net / NETS::PART];
+  const NETS::NET& net = part.m_nets[place.m_net % NETS::PART];
   if (!net.m_is_plain) return false;
   if (!m_visited.insert(place)) return true;
   m_num_leaves += net.m_num_leaves;
   m_num_nowhere += net.m_num_nowhere;
   m_frames.push_back(
-      {&module, place, from_inst_port, from_port, net.m_first_run, net.m_first_way_in, net.m_first_way_out});
+      {&part, place, from_inst_port, from_port, net.m_first_run, net.m_first_way_in, net.m_first_way_out});
   return true;
 }
 
 /// Walks the net on top up to the first way that leads to another net.
 bool KEP_RG_PLAIN_WALK::step(const NETS& nets) {
   FRAME& frame = m_frames.back();
-  const NETS::MODULE& module = *frame.m_module;
+  const NETS::NETS_PART& part = *frame.m_part;
   const std::uint32_t occurrence = frame.m_place.m_occurrence;
-  const NETS::NET& behind = module.m_nets[frame.m_place.m_net + std::size_t{1}];
+  const NETS::NET& behind = part.m_nets[frame.m_place.m_net % NETS::PART + 1];
   const std::size_t depth = m_frames.size();
   while (frame.m_next_way_in != behind.m_first_way_in) {
-    const NETS::WAY_IN& way = module.m_ways_in[frame.m_next_way_in++];
-    add_runs(nets, module, occurrence, frame.m_next_run, way.m_end_run);
+    const NETS::WAY_IN& way = part.m_ways_in[frame.m_next_way_in++];
+    add_runs(nets, part, occurrence, frame.m_next_run, way.m_end_run);
     frame.m_next_run = way.m_end_run;
     if (way.m_inst_port == frame.m_from_inst_port) continue;
     if (!go_in(nets, way, occurrence)) return false;
     if (m_frames.size() != depth) return true;
   }
-  add_runs(nets, module, occurrence, frame.m_next_run, behind.m_first_run);
+  add_runs(nets, part, occurrence, frame.m_next_run, behind.m_first_run);
   frame.m_next_run = behind.m_first_run;
   return go_out(nets, behind.m_first_way_out);
 }
@@ -79,12 +81,13 @@ bool KEP_RG_PLAIN_WALK::step(const NETS& nets) {
 bool KEP_RG_PLAIN_WALK::go_in(const NETS& nets, const NETS::WAY_IN& way, std::uint32_t occurrence) {
   const NETS::MODULE& module = nets.get(m_mode, way.m_module);
   const PLACE place{nets.get_unfolding().get(occurrence).m_first_child + way.m_child_rank, way.m_net};
-  if (m_mode == NETS::MODE::NODES || !module.m_nets[way.m_net].m_is_end)
-    return enter(nets, module, place, NETS::NONE, way.m_port);
-  const NETS::NET* net = module.m_nets.data() + way.m_net;
+  if (m_mode == NETS::MODE::NODES) return enter(nets, module, place, NETS::NONE, way.m_port);
+  const NETS::NETS_PART& part = module.m_nets[way.m_net / NETS::PART];
+  const NETS::NET* net = part.m_nets.data() + way.m_net % NETS::PART;
+  if (!net->m_is_end) return enter(nets, module, place, NETS::NONE, way.m_port);
   m_num_leaves += net->m_num_leaves;
   m_num_nowhere += net->m_num_nowhere;
-  add_runs(nets, module, place.m_occurrence, net->m_first_run, net[1].m_first_run);
+  add_runs(nets, part, place.m_occurrence, net->m_first_run, net[1].m_first_run);
   return true;
 }
 
@@ -93,7 +96,7 @@ bool KEP_RG_PLAIN_WALK::go_out(const NETS& nets, std::uint32_t end) {
   const std::size_t depth = m_frames.size();
   FRAME& frame = m_frames.back();
   while (frame.m_next_way_out != end) {
-    const std::uint32_t port = frame.m_module->m_ways_out[frame.m_next_way_out++];
+    const std::uint32_t port = frame.m_part->m_ways_out[frame.m_next_way_out++];
     if (port == frame.m_from_port) continue;
     if (!go_on_outside(nets, frame.m_place.m_occurrence, port)) return false;
     if (m_frames.size() != depth) return true;
@@ -109,7 +112,8 @@ bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, std::uint32_t occurrence
   if (m_top == occurrence) m_top = parent;
   const NETS::MODULE& module = nets.get(m_mode, nets.get_unfolding().get(parent).m_module->get_number());
   const std::uint32_t inst_port = module.m_first_inst_ports[own.m_slot] + port;
-  const NETS::OUTER_POINT outer = module.m_outer_points[inst_port];
+  const NETS::POINTS_PART& points = module.m_points[inst_port / NETS::PART];
+  const NETS::OUTER_POINT outer = points.m_outer_points[inst_port % NETS::PART];
   switch (outer.m_kind) {
   case NETS::OUTER::ASK:
     return false;
@@ -118,13 +122,13 @@ bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, std::uint32_t occurrence
   case NETS::OUTER::LEAF:
     if (m_mode == NETS::MODE::NODES && !nets.has_all_nodes(parent)) return false;
     ++m_num_leaves;
-    m_fanouts.push_back({&module.m_outer_fanouts[outer.m_index], 1, parent});
+    m_fanouts.push_back({&points.m_outer_fanouts[outer.m_index], 1, parent});
     return true;
   }
   return false;
 }
 
-void KEP_RG_PLAIN_WALK::add_run(const NETS& nets, const NETS::MODULE& module, std::uint32_t occurrence,
+void KEP_RG_PLAIN_WALK::add_run(const NETS& nets, const NETS::NETS_PART& part, std::uint32_t occurrence,
                                 const NETS::RUN& run) {
   RUNS* list = &m_fanouts;
   if (run.m_marked_leaf != NETS::NONE) {
@@ -132,5 +136,5 @@ void KEP_RG_PLAIN_WALK::add_run(const NETS& nets, const NETS::MODULE& module, st
     const KEP_UNFOLDED_INST_PORT leaf(occurrence, parent.get_inst_port_by_number(run.m_marked_leaf));
     if (nets.get_marks().contains(leaf)) list = &m_redundant_fanouts;
   }
-  list->push_back({module.m_fanouts.data() + run.m_first_fanout, run.m_num_fanouts, occurrence});
+  list->push_back({part.m_fanouts.data() + run.m_first_fanout, run.m_num_fanouts, occurrence});
 }

@@ -43,7 +43,7 @@ private:
   };
   /// A net on the way and how far it is walked.
   struct FRAME {
-    const NETS::MODULE* m_module;
+    const NETS::NETS_PART* m_part;
     PLACE m_place;
     std::uint32_t m_from_inst_port; // by which the walk came to the net; one of the two is NONE
     std::uint32_t m_from_port;
@@ -59,12 +59,12 @@ private:
   bool go_in(const NETS& nets, const NETS::WAY_IN& way, std::uint32_t occurrence);
   bool go_out(const NETS& nets, std::uint32_t end);
   bool go_on_outside(const NETS& nets, std::uint32_t occurrence, std::uint32_t port);
-  void add_runs(const NETS& nets, const NETS::MODULE& module, std::uint32_t occurrence, std::uint32_t first,
+  void add_runs(const NETS& nets, const NETS::NETS_PART& part, std::uint32_t occurrence, std::uint32_t first,
                 std::uint32_t end) {
     for (; first != end; ++first)
-      add_run(nets, module, occurrence, module.m_runs[first]);
+      add_run(nets, part, occurrence, part.m_runs[first]);
   }
-  void add_run(const NETS& nets, const NETS::MODULE& module, std::uint32_t occurrence, const NETS::RUN& run);
+  void add_run(const NETS& nets, const NETS::NETS_PART& part, std::uint32_t occurrence, const NETS::RUN& run);
 
   RUNS m_fanouts;
   RUNS m_redundant_fanouts;

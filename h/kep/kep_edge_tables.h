@@ -49,12 +49,14 @@ struct KEP_PACKED_NUMBERS {
   }
 };
 
-/// A list of which each distinct word is kept once, lent.
+/// A list of which each distinct word is kept once, lent; or one without numbers of words as they are.
 struct KEP_FOLDED_WORDS {
   KEP_PACKED_NUMBERS m_numbers;
   const KEP_SEEN_WORD* m_words;
 
-  const KEP_SEEN_WORD& operator[](std::uint32_t position) const { return m_words[m_numbers.get(position)]; }
+  const KEP_SEEN_WORD& operator[](std::uint32_t position) const {
+    return m_words[m_numbers.m_bytes ? m_numbers.get(position) : position];
+  }
 };
 
 /// The edges of a node: real fanouts first.
