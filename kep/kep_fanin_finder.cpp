@@ -8,8 +8,8 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -24,57 +24,58 @@ constexpr std::uint64_t MAX_SOURCES = 1 << 21;
 } // namespace
 
 void KEP_FANIN_FINDER::find_reaches() {
-  struct LIST_REACH { // differences of places, and places
-    std::int64_t m_nearest = std::numeric_limits<std::int64_t>::max();
-    std::int64_t m_farthest = std::numeric_limits<std::int64_t>::min();
-    REACH m_absolute;
-  };
-  std::vector<LIST_REACH> reaches(m_templates.size());
-  for (std::size_t i = 0; i != reaches.size(); ++i)
+  m_list_reaches.resize(m_templates.size());
+  for (std::size_t i = 0; i != m_templates.size(); ++i) {
+    LIST_REACH& reach = m_list_reaches[i];
     for (std::uint32_t edge = 0; edge != m_templates[i].m_num_edges; ++edge) {
       const KEP_SEEN_WORD& target = m_fanouts[m_templates[i].m_first_entry + edge].m_node;
       if (target.is_absolute()) {
         const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
-        reaches[i].m_absolute.m_first = std::min(reaches[i].m_absolute.m_first, place);
-        reaches[i].m_absolute.m_last = std::max(reaches[i].m_absolute.m_last, place);
+        reach.m_absolute.m_first = std::min(reach.m_absolute.m_first, place);
+        reach.m_absolute.m_last = std::max(reach.m_absolute.m_last, place);
       } else {
         const auto difference = static_cast<std::int32_t>(KEP_NODE_WORD::place(target.m_bits));
-        reaches[i].m_nearest = std::min<std::int64_t>(reaches[i].m_nearest, difference);
-        reaches[i].m_farthest = std::max<std::int64_t>(reaches[i].m_farthest, difference);
+        reach.m_nearest = std::min(reach.m_nearest, difference);
+        reach.m_farthest = std::max(reach.m_farthest, difference);
       }
     }
+  }
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   m_reaches.resize(m_places.get_num_places());
   for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
     REACH& reach = m_reaches[own];
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const LIST_REACH& reach_of_list = reaches[m_fanouts_of_nodes[node]];
-      reach.m_first = std::min(reach.m_first, reach_of_list.m_absolute.m_first);
-      reach.m_last = std::max(reach.m_last, reach_of_list.m_absolute.m_last);
-      if (reach_of_list.m_nearest > reach_of_list.m_farthest) continue;
-      reach.m_first = std::min(reach.m_first, static_cast<std::uint32_t>(own + reach_of_list.m_nearest));
-      reach.m_last = std::max(reach.m_last, static_cast<std::uint32_t>(own + reach_of_list.m_farthest));
+      const LIST_REACH& of_list = m_list_reaches[m_fanouts_of_nodes[node]];
+      reach.m_first = std::min(reach.m_first, of_list.m_absolute.m_first);
+      reach.m_last = std::max(reach.m_last, of_list.m_absolute.m_last);
+      if (of_list.m_nearest > of_list.m_farthest) continue;
+      reach.m_first = std::min(reach.m_first, own + static_cast<std::uint32_t>(of_list.m_nearest));
+      reach.m_last = std::max(reach.m_last, own + static_cast<std::uint32_t>(of_list.m_farthest));
     }
   }
 }
 
-/// Each edge whose target stands in that range of places: visit(word of the source, template of the source,
-/// target). In the order of the sources.
-template <class VISIT>
-void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last_place, VISIT visit) const {
+/// Each edge whose target stands in that range of places, in the order of the sources: `begin(source,
+/// fanouts)` gives what to visit the edges of a source with, or what is false for none of them; that is
+/// called with the target.
+template <class BEGIN>
+void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last_place,
+                                   const BEGIN& begin) const {
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   const std::uint32_t range = last_place - first_place;
   for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
     if (m_reaches[own].m_first > last_place || m_reaches[own].m_last < first_place) continue;
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const KEP_EDGE_TEMPLATE& fanouts = m_templates[m_fanouts_of_nodes[node]];
-      const std::uint64_t source = KEP_NODE_WORD::make(own, m_places.get_rank(own, node));
+      const std::uint32_t list = m_fanouts_of_nodes[node];
+      if (!m_list_reaches[list].meets(own, first_place, last_place)) continue;
+      const KEP_EDGE_TEMPLATE& fanouts = m_templates[list];
+      const auto visit = begin(KEP_NODE_WORD::make(own, m_places.get_rank(own, node)), fanouts);
+      if (!visit) continue;
       const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
       for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
         const std::uint64_t word = entry->m_node.get_word(own);
         const std::uint32_t place = KEP_NODE_WORD::place(word);
-        if (place - first_place > range) continue;
-        visit(source, fanouts, m_places.find_node(place, KEP_NODE_WORD::rank(word)));
+        if (place - first_place <= range) (*visit)(m_places.find_node(place, KEP_NODE_WORD::rank(word)));
       }
     }
   }
@@ -93,8 +94,9 @@ void KEP_FANIN_FINDER::count(std::vector<std::uint32_t>& num_fanins) {
   tbb::parallel_for(std::uint32_t{0}, num_parts, [&](std::uint32_t part) {
     if (first_of(part) == first_of(part + 1)) return;
     KEP_TSAN::begin_body();
+    const auto visit = [&](std::uint32_t target) { ++num_fanins[target]; };
     visit_edges(first_of(part), first_of(part + 1) - 1,
-                [&](std::uint64_t, const KEP_EDGE_TEMPLATE&, std::uint32_t target) { ++num_fanins[target]; });
+                [&](std::uint64_t, const KEP_EDGE_TEMPLATE&) { return &visit; });
     KEP_TSAN::end_body();
   });
   KEP_TSAN::after_loop();
@@ -135,20 +137,20 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
   std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
   const std::uint32_t first_place = m_places.find_place(part.m_begin);
   const auto fill = [&](bool hipi) {
-    visit_edges(first_place, m_places.find_place(part.m_end - 1),
-                [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts, std::uint32_t target) {
-                  if (target - part.m_begin >= num_nodes) return;
-                  const std::uint32_t own = KEP_NODE_WORD::place(source);
-                  if (m_has_hipi &&
-                      (own != KEP_NODE_WORD::BOUNDARY &&
-                       KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) != hipi)
-                    return;
-                  const bool is_absolute =
-                      m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
-                      fanouts.m_num_edges >= MANY_FANOUTS;
-                  sources[next[target - part.m_begin]++].m_node = {
-                      source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)};
-                });
+    const auto begin = [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts) {
+      const std::uint32_t own = KEP_NODE_WORD::place(source);
+      const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
+                               fanouts.m_num_edges >= MANY_FANOUTS;
+      const auto add = [&sources, &next, &part, num_nodes,
+                        seen = source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)](std::uint32_t target) {
+        if (target - part.m_begin < num_nodes) sources[next[target - part.m_begin]++].m_node = {seen};
+      };
+      const bool is_wanted =
+          !m_has_hipi || (own != KEP_NODE_WORD::BOUNDARY &&
+                          KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) == hipi;
+      return is_wanted ? std::optional(add) : std::nullopt;
+    };
+    visit_edges(first_place, m_places.find_place(part.m_end - 1), begin);
   };
   if (m_has_hipi) fill(true);
   fill(false);

@@ -5,6 +5,7 @@
 #include "kep/kep_template_table.h"
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 /// Turns the edges of a graph round: finds the fanins of each node and their templates. The edges are never
@@ -42,21 +43,35 @@ private:
     std::uint32_t m_last = 0;
   };
 
+  /// Of one list: of its differences of places, and of the places that it names.
+  struct LIST_REACH {
+    std::int32_t m_nearest = std::numeric_limits<std::int32_t>::max();
+    std::int32_t m_farthest = std::numeric_limits<std::int32_t>::min();
+    REACH m_absolute;
+
+    bool meets(std::uint32_t own, std::uint32_t first, std::uint32_t last) const {
+      const std::int64_t place = own;
+      return (place + m_nearest <= last && place + m_farthest >= first) ||
+             (m_absolute.m_first <= last && m_absolute.m_last >= first);
+    }
+  };
+
   void find_reaches();
   void count(std::vector<std::uint32_t>& num_fanins);
   std::vector<PART> cut(const std::vector<std::uint32_t>& num_fanins, std::uint64_t at_a_time) const;
   /// Replaces the numbers of fanins of the part's nodes by those of their templates.
   void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
               std::vector<std::uint32_t>& of_nodes) const;
-  template <class VISIT>
-  void visit_edges(std::uint32_t first_place, std::uint32_t last_place, VISIT visit) const;
+  template <class BEGIN>
+  void visit_edges(std::uint32_t first_place, std::uint32_t last_place, const BEGIN& begin) const;
 
   const KEP_NODE_PLACES& m_places;
   const std::vector<std::uint32_t>& m_fanouts_of_nodes;
   const std::vector<KEP_EDGE_TEMPLATE>& m_templates;
   const std::vector<KEP_FANOUT_ENTRY>& m_fanouts;
   std::uint32_t m_num_top_occurrences;
-  std::vector<REACH> m_reaches; // of the edges from a place, by place
+  std::vector<LIST_REACH> m_list_reaches; // by template
+  std::vector<REACH> m_reaches;           // of the edges from a place, by place
   bool m_has_hipi = false;
   std::uint32_t m_overfull_node = NONE;
   std::uint32_t m_overfull_count = 0;

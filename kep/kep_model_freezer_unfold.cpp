@@ -18,7 +18,7 @@ std::uint64_t add_up(std::uint64_t left, std::uint64_t right) {
 
 /// Refuses what could not be held, so that a small file that describes far too much is told in words.
 void check_memory(std::uint64_t num_occurrences) {
-  const std::uint64_t limit = std::numeric_limits<std::uint32_t>::max() - 1;
+  const std::uint64_t limit = std::numeric_limits<std::int32_t>::max(); // differences of two fit in 32 bits
   const std::uint64_t memory =
       static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   if (num_occurrences > limit || num_occurrences > memory / sizeof(KEP_OCCURRENCE))

@@ -28,7 +28,7 @@ KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
     m_first_node[place + std::size_t{1}] += m_first_node[place];
   for (std::vector<bool>& keys : is_key) {
     add_keys(keys);
-    keys = {};
+    std::vector<bool>().swap(keys);
   }
   m_first_key.push_back(static_cast<std::uint32_t>(m_keys.size()));
   m_first_bucket.push_back(static_cast<std::uint32_t>(m_buckets.size()));
@@ -70,11 +70,10 @@ std::uint32_t KEP_NODE_PLACES::find_rank_in(std::uint32_t module, std::uint32_t 
   return NONE;
 }
 
-std::uint32_t KEP_NODE_PLACES::find_node(std::uint32_t place, std::uint32_t rank) const {
+std::uint32_t KEP_NODE_PLACES::find_listed_node(std::uint32_t place, std::uint32_t rank) const {
   const std::uint32_t num_nodes = get_num_nodes(place);
   if (num_nodes == 0) return NONE;
   const std::uint32_t listed = m_listed[place];
-  if (listed == NONE) return m_first_node[place] + rank;
   const std::uint32_t* first = m_ranks.data() + listed;
   const std::uint32_t* found = std::lower_bound(first, first + num_nodes, rank);
   if (found == first + num_nodes || *found != rank) return NONE;

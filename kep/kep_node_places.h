@@ -49,7 +49,9 @@ public:
     return find_rank_in(module.get_number(), key);
   }
   /// The number of the node of that rank, or NONE.
-  std::uint32_t find_node(std::uint32_t place, std::uint32_t rank) const;
+  std::uint32_t find_node(std::uint32_t place, std::uint32_t rank) const {
+    return has_all_ranks(place) ? m_first_node[place] + rank : find_listed_node(place, rank);
+  }
   /// The rank of a node of the place.
   std::uint32_t get_rank(std::uint32_t place, std::uint32_t node) const {
     const std::uint32_t at = node - m_first_node[place];
@@ -80,6 +82,7 @@ private:
     return occurrence == KEP_UNFOLDING::ABOVE_TOP ? m_boundary_module
                                                   : m_unfolding->get(occurrence).m_module->get_number();
   }
+  std::uint32_t find_listed_node(std::uint32_t place, std::uint32_t rank) const;
   std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
   void add_keys(const std::vector<bool>& is_key);
   void list_ranks(std::uint32_t place, const std::function<NODE(std::uint32_t)>& get_node);

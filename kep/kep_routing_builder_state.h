@@ -9,12 +9,12 @@
 #include <memory>
 #include <vector>
 
-/// What a graph under construction holds beside its nodes: the index from places to nodes, and the fanouts as
-/// templates. No list of all edges exists at any time.
+/// What a graph under construction holds beside its nodes: where they stand, and the fanouts as templates. A
+/// list of fanouts that many nodes have stands there once.
 struct KEP_ROUTING_BUILDER_GRAPH::STATE {
   static constexpr std::uint32_t NO_FANOUT = ~std::uint32_t{0};
 
-  std::unique_ptr<KEP_NODE_INDEX> m_index;
+  std::unique_ptr<KEP_NODE_INDEX> m_index; // until the nodes are sorted
   std::shared_ptr<const KEP_NODE_PLACES>
       m_places; // once the nodes are sorted; shared with the finished graph
   KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY> m_fanouts;

@@ -52,7 +52,7 @@ public:
 
   using BUILDER = KEP_ROUTING_BUILDER_EDGE_BUILDER;
   /// Writes the entries of the fanouts of the run and gives the end of them. Leaves out `own`, the node as it
-  /// is seen from itself, and what stands nowhere, which is counted.
+  /// is seen from itself, and targets that do not stand at the place, which are counted.
   KEP_FANOUT_ENTRY* write_run(const BUILDER::FANOUT_RUN& run, KEP_SEEN_WORD own, KEP_FANOUT_ENTRY* entry,
                               std::size_t& num_missing) const {
     const std::uint32_t place = m_places.get_order().get_place(run.m_occurrence);

@@ -117,8 +117,8 @@ STEP FOLDER::find_step(KEP_INST_PORT* inst_port) const {
   const KEP_PORT* port = inst_port->get_port();
   if (port->is_output()) return STEP::PASS;
   if (primitives.is_blc_bidir_buffer(inst_port->get_inst()->get_module())) return STEP::ASK;
+  if (primitives.begins_some_path(port)) return STEP::ASK; // ends there or goes on, by the place perhaps
   if (is_terminating(inst_port)) return STEP::LEAF;
-  if (primitives.begins_some_path(port)) return STEP::ASK;
   return is_leaf(inst_port) ? STEP::LEAF : STEP::INTO;
 }
 
@@ -255,7 +255,8 @@ NETS::START_POINT FOLDER::find_start(KEP_INST_PORT* inst_port, NETS::POINTS_PART
   const KEP_MODULE& master = *inner.m_object->get_parent();
   if (m_device.m_cache.has_routing_muxes(&master) || m_device.m_cache.find_arc_outputs(port)) return ASK;
   if (!inner.m_object->get_net()) {
-    const bool is_kept = inst_port->get_net() && &master == port->get_parent() && !is_blc(master);
+    const bool is_kept = inst_port->get_net() && &master == port->get_parent() && !is_blc(master) &&
+                         !master.is_top_module_or_equiv();
     return {NETS::START::NOTHING, is_kept};
   }
   if (!is_blc(master)) return ASK;

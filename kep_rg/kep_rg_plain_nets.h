@@ -12,7 +12,7 @@
 
 /// What the search from a node finds on the nets of each module, told once for all places of the module:
 /// fanouts in place of leaves, the ways into instances and the ways out of the module. A net is plain if the
-/// folded model tells all that; on any other the search must ask. Filled before the edge phase, by all
+/// folded model tells all that; on any other the search must ask. Filled before the first walk, by all
 /// threads of the caller's arena; then any number of threads may read.
 class KEP_RG_EXPORT KEP_RG_PLAIN_NETS {
 public:
@@ -44,7 +44,7 @@ public:
     std::uint32_t m_num_leaves;
     std::uint32_t m_num_nowhere; ///< targets that are nodes at no place
     bool m_is_plain;
-    bool m_is_end; ///< the one way to it and from it is its one port
+    bool m_is_end; ///< no way leads to it or from it but its one port, and what stands on it
   };
   /// What is behind an inst port for a search that comes out of the instance there.
   enum class OUTER : std::uint32_t {
@@ -109,7 +109,7 @@ public:
   }
   const KEP_UNFOLDING& get_unfolding() const { return *m_unfolding; }
   const KEP_RG_REDUNDANCY_MARKS& get_marks() const { return *m_marks; }
-  /// At the inner occurrence stand nodes at all inst ports at which nodes stand at some occurrence.
+  /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
   bool has_all_nodes(std::uint32_t occurrence) const { return m_edge_builder->has_all_nodes(occurrence); }
   /// A search that leaves the device by a port finds that port.
   bool finds_top_ports() const { return m_finds_top_ports; }

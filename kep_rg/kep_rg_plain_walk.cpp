@@ -12,6 +12,9 @@ bool KEP_RG_PLAIN_WALK::walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurr
   if (!start(nets, occurrence, inst_port)) return false;
   while (!m_frames.empty())
     if (!step(nets)) return false;
+  // What reaches the top of the device has no like place.
+  if (m_visited.size() != 0 && nets.get_unfolding().get(m_top).m_module->is_top_module_or_equiv())
+    m_is_kept = false;
   return true;
 }
 

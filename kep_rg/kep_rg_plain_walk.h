@@ -69,7 +69,7 @@ private:
   RUNS m_fanouts;
   RUNS m_redundant_fanouts;
   std::vector<FRAME> m_frames;
-  KEP_UNFOLDED_SET<PLACE> m_visited; // nets, but for those that are ends
+  KEP_UNFOLDED_SET<PLACE> m_visited; // but for ends that the walk came to on its way
   NETS::MODE m_mode = NETS::MODE::PRIMITIVES;
   std::size_t m_num_leaves = 0;
   std::size_t m_num_nowhere = 0;

@@ -135,16 +135,14 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE
   return true;
 }
 
-/// The cache of the range would hold an answer for the node: that of the node at a like place of the range.
-/// So a plain connection is counted as if the cache were asked, which would take longer than the walk.
+/// The cache of the range, were it asked, would hold an answer: that for the node at a like place of the
+/// range. So a plain connection is counted as if it were searched. To ask would take longer than the walk.
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILDER_NODE* node,
                                                          const WORK& work) const {
   const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
   const KEP_UNFOLDING& unfolding = m_plain_nets->get_unfolding();
   KEP_RG_LIKE_PLACES::PLACE place{node->get_occurrence(), work.m_plain_walk.get_top()};
-  if (!places.is_used() || !work.m_plain_walk.is_kept() ||
-      unfolding.get(place.m_top).m_module->is_top_module_or_equiv())
-    return false;
+  if (!places.is_used() || !work.m_plain_walk.is_kept()) return false;
   for (;;) {
     place = places.find_previous(place);
     if (place.m_top == KEP_UNFOLDING::ABOVE_TOP) return false;

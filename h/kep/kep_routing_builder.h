@@ -149,7 +149,8 @@ private:
   std::unique_ptr<STATE> m_state;
 };
 
-/// Finds nodes by what they stand at, with no hash table for uips: two tables by number answer.
+/// Finds nodes by what they stand at, with no hash table for uips: tables by number answer, one while nodes
+/// are made and another once they are sorted.
 class KEP_EXPORT KEP_ROUTING_BUILDER_NODE_CACHE {
 public:
   KEP_ROUTING_BUILDER_NODE_CACHE();
@@ -210,7 +211,7 @@ public:
   void set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
                   const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool);
 
-  /// A fanout that every place of one module has.
+  /// A fanout as every place of one module has it if the target stands there.
   struct FOLDED_FANOUT {
     std::uint32_t m_target;    ///< of find_target()
     std::uint32_t m_mux_input; ///< the number of its inst port plus one; 0 for none
@@ -231,7 +232,7 @@ public:
   /// What names an inst port as the target of folded fanouts, NO_TARGET if it is a node at no place of its
   /// module. Concurrent, once the nodes are sorted.
   std::uint32_t find_target(const KEP_INST_PORT& inst_port) const;
-  /// At the inner occurrence a node stands at each inst port that is a node at some occurrence of the module.
+  /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
   bool has_all_nodes(std::uint32_t occurrence) const;
   /// Concurrent. As above for fanouts that are told by runs, without the nodes themselves being looked at: a
   /// target at which no node stands and the node itself are left out.

@@ -22,7 +22,7 @@ public:
   const std::vector<VALUE>& get_values() const { return m_values; }
 
 private:
-  static constexpr std::size_t LINEAR = 8; // up to here the values are searched one by one
+  static constexpr std::size_t LINEAR = 16; // up to here the values are searched one by one
 
   std::size_t find_bucket(const VALUE& value) const {
     std::size_t bucket = value.hash() & (m_buckets.size() - 1);
