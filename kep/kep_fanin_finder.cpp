@@ -53,6 +53,12 @@ void KEP_FANIN_FINDER::find_reaches() {
       reach.m_last = std::max(reach.m_last, own + static_cast<std::uint32_t>(of_list.m_farthest));
     }
   }
+  m_block_reaches.resize((m_reaches.size() + BLOCK - 1) / BLOCK);
+  for (std::size_t own = 0; own != m_reaches.size(); ++own) {
+    REACH& reach = m_block_reaches[own / BLOCK];
+    reach.m_first = std::min(reach.m_first, m_reaches[own].m_first);
+    reach.m_last = std::max(reach.m_last, m_reaches[own].m_last);
+  }
 }
 
 /// Each edge whose target stands in that range of places, in the order of the sources: `begin(source,
@@ -63,8 +69,12 @@ void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last
                                    const BEGIN& begin) const {
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   const std::uint32_t range = last_place - first_place;
-  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
-    if (m_reaches[own].m_first > last_place || m_reaches[own].m_last < first_place) continue;
+  for (std::uint32_t own = 0; own < m_places.get_num_places(); ++own) {
+    if (own % BLOCK == 0 && !m_block_reaches[own / BLOCK].meets(first_place, last_place)) {
+      own += BLOCK - 1;
+      continue;
+    }
+    if (!m_reaches[own].meets(first_place, last_place)) continue;
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
       const std::uint32_t list = m_fanouts_of_nodes[node];
       if (!m_list_reaches[list].meets(own, first_place, last_place)) continue;

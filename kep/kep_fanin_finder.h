@@ -41,6 +41,8 @@ private:
   struct REACH {
     std::uint32_t m_first = NONE;
     std::uint32_t m_last = 0;
+
+    bool meets(std::uint32_t first, std::uint32_t last) const { return m_first <= last && m_last >= first; }
   };
 
   /// Of one list: of its differences of places, and of the places that it names.
@@ -51,8 +53,7 @@ private:
 
     bool meets(std::uint32_t own, std::uint32_t first, std::uint32_t last) const {
       const std::int64_t place = own;
-      return (place + m_nearest <= last && place + m_farthest >= first) ||
-             (m_absolute.m_first <= last && m_absolute.m_last >= first);
+      return (place + m_nearest <= last && place + m_farthest >= first) || m_absolute.meets(first, last);
     }
   };
 
@@ -72,6 +73,8 @@ private:
   std::uint32_t m_num_top_occurrences;
   std::vector<LIST_REACH> m_list_reaches; // by template
   std::vector<REACH> m_reaches;           // of the edges from a place, by place
+  std::vector<REACH> m_block_reaches;     // of so many places together
+  static constexpr std::uint32_t BLOCK = 256;
   bool m_has_hipi = false;
   std::uint32_t m_overfull_node = NONE;
   std::uint32_t m_overfull_count = 0;
