@@ -234,8 +234,8 @@ public:
   std::uint32_t find_target(const KEP_INST_PORT& inst_port) const;
   /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
   bool has_all_nodes(std::uint32_t occurrence) const;
-  /// Concurrent. As above for fanouts that are told by runs, without the nodes themselves being looked at: a
-  /// target at which no node stands and the node itself are left out.
+  /// Concurrent. Stores fanouts that are told by runs, in the order of the lists; no target is looked at.
+  /// Targets at which no node stands and the node itself are left out. KEP_DB_ERROR as for the other form.
   FANOUT_COUNTS set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT_RUN>& fanouts,
                            const std::vector<FANOUT_RUN>& redundant_fanouts);
   /// The number of distinct lists of fanouts stored, as seen from the nodes. Read once the parallel section
