@@ -31,8 +31,7 @@ void KEP_FANIN_FINDER::find_reaches() {
       const KEP_SEEN_WORD& target = m_fanouts[m_templates[i].m_first_entry + edge].m_node;
       if (target.is_absolute()) {
         const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
-        reach.m_absolute.m_first = std::min(reach.m_absolute.m_first, place);
-        reach.m_absolute.m_last = std::max(reach.m_absolute.m_last, place);
+        reach.m_absolute.add({place, place});
       } else {
         const auto difference = static_cast<std::int32_t>(KEP_NODE_WORD::place(target.m_bits));
         reach.m_nearest = std::min(reach.m_nearest, difference);
@@ -42,22 +41,18 @@ void KEP_FANIN_FINDER::find_reaches() {
   }
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   m_reaches.resize(m_places.get_num_places());
+  m_block_reaches.resize((m_reaches.size() + BLOCK - 1) / BLOCK);
   for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
-    REACH& reach = m_reaches[own];
+    PLACE_REACH& reach = m_reaches[own];
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
       const LIST_REACH& of_list = m_list_reaches[m_fanouts_of_nodes[node]];
-      reach.m_first = std::min(reach.m_first, of_list.m_absolute.m_first);
-      reach.m_last = std::max(reach.m_last, of_list.m_absolute.m_last);
-      if (of_list.m_nearest > of_list.m_farthest) continue;
-      reach.m_first = std::min(reach.m_first, own + static_cast<std::uint32_t>(of_list.m_nearest));
-      reach.m_last = std::max(reach.m_last, own + static_cast<std::uint32_t>(of_list.m_farthest));
+      reach.m_absolute.add(of_list.m_absolute);
+      if (of_list.m_nearest <= of_list.m_farthest)
+        reach.m_relative.add({own + static_cast<std::uint32_t>(of_list.m_nearest),
+                              own + static_cast<std::uint32_t>(of_list.m_farthest)});
     }
-  }
-  m_block_reaches.resize((m_reaches.size() + BLOCK - 1) / BLOCK);
-  for (std::size_t own = 0; own != m_reaches.size(); ++own) {
-    REACH& reach = m_block_reaches[own / BLOCK];
-    reach.m_first = std::min(reach.m_first, m_reaches[own].m_first);
-    reach.m_last = std::max(reach.m_last, m_reaches[own].m_last);
+    m_block_reaches[own / BLOCK].m_relative.add(reach.m_relative);
+    m_block_reaches[own / BLOCK].m_absolute.add(reach.m_absolute);
   }
 }
 

@@ -4,6 +4,7 @@
 #include "kep/kep_template_entries.h"
 #include "kep/kep_template_table.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -43,6 +44,19 @@ private:
     std::uint32_t m_last = 0;
 
     bool meets(std::uint32_t first, std::uint32_t last) const { return m_first <= last && m_last >= first; }
+    void add(const REACH& other) {
+      m_first = std::min(m_first, other.m_first);
+      m_last = std::max(m_last, other.m_last);
+    }
+  };
+  /// What is told by differences and what by place, apart: they lie far from each other.
+  struct PLACE_REACH {
+    REACH m_relative;
+    REACH m_absolute;
+
+    bool meets(std::uint32_t first, std::uint32_t last) const {
+      return m_relative.meets(first, last) || m_absolute.meets(first, last);
+    }
   };
 
   /// Of one list: of its differences of places, and of the places that it names.
@@ -71,9 +85,9 @@ private:
   const std::vector<KEP_EDGE_TEMPLATE>& m_templates;
   const std::vector<KEP_FANOUT_ENTRY>& m_fanouts;
   std::uint32_t m_num_top_occurrences;
-  std::vector<LIST_REACH> m_list_reaches; // by template
-  std::vector<REACH> m_reaches;           // of the edges from a place, by place
-  std::vector<REACH> m_block_reaches;     // of so many places together
+  std::vector<LIST_REACH> m_list_reaches;   // by template
+  std::vector<PLACE_REACH> m_reaches;       // of the edges from a place, by place
+  std::vector<PLACE_REACH> m_block_reaches; // of so many places together
   static constexpr std::uint32_t BLOCK = 256;
   bool m_has_hipi = false;
   std::uint32_t m_overfull_node = NONE;

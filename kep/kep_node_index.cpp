@@ -35,16 +35,3 @@ void KEP_NODE_INDEX::TABLE::grow(PAGE& page, std::uint32_t size) {
   std::fill(nodes + page.m_size, nodes + size, NO_NODE);
   page = {nodes, size};
 }
-
-std::uint64_t KEP_NODE_INDEX::TABLE::get_memory_bytes() const {
-  std::uint64_t bytes = m_num_allocated * sizeof(std::uint32_t) + m_pages.capacity() * sizeof(PAGE) +
-                        m_ranks.capacity() * sizeof(RANKS);
-  for (const RANKS& ranks : m_ranks)
-    bytes += ranks.m_rank_by_inst_port.capacity() * sizeof(std::uint32_t);
-  return bytes;
-}
-
-std::uint64_t KEP_NODE_INDEX::get_memory_bytes() const {
-  constexpr std::uint64_t BYTES_PER_ENTRY = 32; // a node of the hash table and its bucket
-  return m_plain.get_memory_bytes() + m_hipi.get_memory_bytes() + m_boundary.size() * BYTES_PER_ENTRY;
-}

@@ -33,8 +33,6 @@ public:
     return found == m_boundary.end() ? NO_NODE : found->second;
   }
 
-  std::uint64_t get_memory_bytes() const;
-
 private:
   class TABLE {
   public:
@@ -48,7 +46,6 @@ private:
           m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
       return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
     }
-    std::uint64_t get_memory_bytes() const;
 
   private:
     static constexpr std::uint32_t NO_RANK = ~0U;

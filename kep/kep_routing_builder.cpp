@@ -159,18 +159,9 @@ void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(std::size_
 
 /// Nodes that are sorted are found by their places.
 void KEP_ROUTING_BUILDER_NODE_CACHE::initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph) {
+  KEP_ASSERT_EXPLAIN(graph->m_state->m_places, "Nodes must be sorted before they are looked for anew");
   m_graph = graph;
-  if (graph->m_state->m_places) {
-    graph->m_state->m_index.reset();
-    return;
-  }
-  graph->m_state->m_index = std::make_unique<KEP_NODE_INDEX>(graph->m_db->get_unfolding());
-  for (KEP_ROUTING_BUILDER_NODE* node : graph->iter_nodes(1)) {
-    if (node->is_hipi())
-      add_routing_node_hipi(node);
-    else
-      add_routing_node(node);
-  }
+  graph->m_state->m_index.reset();
 }
 
 bool KEP_ROUTING_BUILDER_NODE_CACHE::add_routing_node(KEP_ROUTING_BUILDER_NODE* node) {

@@ -134,5 +134,5 @@ KEP_UNFOLDED_NET KEP_RG_PROOF_GROUPS::get_net(WORD word) const {
   if (word == NOTHING) return {};
   const auto occurrence = static_cast<std::uint32_t>(word >> 32);
   const KEP_MODULE* module = m_unfolding->get(occurrence).m_module;
-  return {occurrence, *module->iter_nets().begin() + static_cast<std::uint32_t>(word)};
+  return {occurrence, module->get_net_by_index(static_cast<std::uint32_t>(word))};
 }

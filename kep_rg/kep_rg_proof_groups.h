@@ -34,12 +34,11 @@ private:
   };
   class SEARCH;
 
-  static std::uint32_t get_place(const KEP_UNFOLDED_NET& net) {
-    return static_cast<std::uint32_t>(net.m_object - *net.m_object->get_parent()->iter_nets().begin());
+  static WORD get_word(const KEP_UNFOLDED_NET& net) {
+    return net.m_position << 32 | net.m_object->get_index();
   }
-  static WORD get_word(const KEP_UNFOLDED_NET& net) { return net.m_position << 32 | get_place(net); }
   std::uint64_t get_number(const KEP_UNFOLDED_NET& net) const {
-    return m_first_net[net.m_position] + get_place(net);
+    return m_first_net[net.m_position] + net.m_object->get_index();
   }
   KEP_UNFOLDED_NET get_net(WORD word) const;
   void start_next();

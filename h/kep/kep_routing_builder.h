@@ -233,6 +233,7 @@ public:
   /// module. Concurrent, once the nodes are sorted.
   std::uint32_t find_target(const KEP_INST_PORT& inst_port) const;
   /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
+  /// Likewise.
   bool has_all_nodes(std::uint32_t occurrence) const;
   /// Concurrent. Stores fanouts that are told by runs, in the order of the lists; no target is looked at.
   /// Targets at which no node stands and the node itself are left out. KEP_DB_ERROR as for the other form.

@@ -1,4 +1,6 @@
 #include "kep/kep_routing_builder.h"
+#include "kep_report/kep_report_assert.h"
+#include "kep_report/kep_report_capture.h"
 #include "support/graph_fixture.h"
 #include "support/naive_hierarchy.h"
 #include "support/random_model.h"
@@ -44,8 +46,14 @@ const char* const DEVICE = R"(
     inst u TILE
 )";
 
+using EDGES = KEP_ROUTING_BUILDER_EDGE_BUILDER;
+
 class RoutingBuilder : public testing::Test {
 protected:
+  std::uint32_t occurrence_of(const char* name) const {
+    return static_cast<std::uint32_t>(uip(*db, name).m_position);
+  }
+
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
   KEP_PORT* const p = port(*db, "TOP", "p");
   KEP_PORT* const q = port(*db, "TOP", "q");
@@ -244,6 +252,77 @@ TEST_F(RoutingBuilder, refuses_more_than_65535_edges_of_one_kind_by_name) {
   EXPECT_THAT(refusal({}, too_many), HasSubstr("t/m:z"));
   const FANOUTS half(40000, {build.find("u/m:z"), {}});
   EXPECT_THAT(refusal(half, half), HasSubstr("t/m:z")) << "the count of all edges must not wrap around";
+}
+
+TEST_F(RoutingBuilder, takes_fanouts_as_runs_of_what_the_places_of_a_module_have) {
+  GRAPH_BUILD build(*db);
+  for (const char* name : {"t/m:z", "t/k:z", "u/k:z"})
+    build.add(name);
+  build.sort();
+  EDGES& edges = build.edges();
+  const auto target = [&](const char* name) { return edges.find_target(*uip(*db, name).m_object); };
+  EXPECT_EQ(target("t/m:a"), EDGES::NO_TARGET);
+  EXPECT_EQ(target("u/m:z"), target("t/m:z")) << "a node somewhere is enough";
+  EXPECT_TRUE(edges.has_all_nodes(occurrence_of("t/m:z")));
+  EXPECT_FALSE(edges.has_all_nodes(occurrence_of("u/m:z")));
+
+  const EDGES::FOLDED_FANOUT fanouts[] = {{target("t/m:z"), 0},
+                                          {target("t/k:z"), uip(*db, "t/k:a").m_object->get_number() + 1}};
+  const EDGES::FANOUT_RUN in_t{fanouts, 2, occurrence_of("t/m:z")};
+  const EDGES::FANOUT_RUN in_u{fanouts, 2, occurrence_of("u/m:z")};
+  const EDGES::FANOUT_COUNTS counts = edges.set_fanout(build.find("t/m:z"), {in_t, in_u}, {in_u});
+  EXPECT_EQ(counts.m_num_real, 2U) << "without the node itself";
+  EXPECT_EQ(counts.m_num_redundant, 1U);
+  EXPECT_EQ(counts.m_num_missing, 2U) << "u/m:z in either list";
+  build.publish();
+  EXPECT_THAT(test_model::dump(*db),
+              ElementsAre("t/m:z", "  > t/k:z t/k:a", "  > u/k:z u/k:a", "  ~ u/k:z u/k:a", "t/k:z",
+                          "  < t/m:z", "u/k:z", "  < t/m:z", "  < t/m:z"));
+}
+
+TEST_F(RoutingBuilder, folds_fanouts_however_they_were_told) {
+  GRAPH_BUILD build(*db);
+  for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})
+    build.add(name);
+  build.sort();
+  EDGES& edges = build.edges();
+  build.set(build.find("t/m:z"), {{build.find("t/k:z"), uip(*db, "t/k:a")}});
+  const EDGES::FOLDED_FANOUT fanout{edges.find_target(*uip(*db, "u/k:z").m_object),
+                                    uip(*db, "u/k:a").m_object->get_number() + 1};
+  edges.set_fanout(build.find("u/m:z"), {{&fanout, 1, occurrence_of("u/m:z")}}, {});
+  EXPECT_EQ(edges.get_num_templates(), 1);
+  edges.set_fanout(build.find("u/k:z"), {}, {});
+  build.publish();
+  EXPECT_EQ(edges.get_num_templates(), 1) << "the finished graph has taken it";
+  EXPECT_THAT(test_model::dump(*db), ElementsAre("t/m:z", "  > t/k:z t/k:a", "t/k:z", "  < t/m:z", "u/m:z",
+                                                 "  > u/k:z u/k:a", "u/k:z", "  < u/m:z"));
+}
+
+TEST_F(RoutingBuilder, refuses_too_many_fanouts_of_runs_by_name) {
+  GRAPH_BUILD build(*db);
+  build.add("t/m:z");
+  build.add("u/m:z");
+  build.sort();
+  const std::vector<EDGES::FOLDED_FANOUT> most(65535,
+                                               {build.edges().find_target(*uip(*db, "t/m:z").m_object), 0});
+  const EDGES::FANOUT_RUN run{most.data(), 65535, occurrence_of("u/m:z")};
+  EXPECT_EQ(build.edges().set_fanout(build.find("t/m:z"), {run}, {}).m_num_real, 65535U);
+  for (const bool redundant : {false, true})
+    try {
+      build.edges().set_fanout(build.find("t/m:z"), {run}, {redundant ? run : EDGES::FANOUT_RUN{}});
+      EXPECT_FALSE(redundant) << "taken";
+    } catch (const KEP_DB_ERROR& error) {
+      EXPECT_TRUE(redundant);
+      EXPECT_THAT(error.what(), HasSubstr("t/m:z"));
+    }
+}
+
+TEST_F(RoutingBuilder, makes_no_nodes_behind_the_sort) {
+  const KEP_REPORT_CAPTURE capture;
+  GRAPH_BUILD build(*db);
+  build.add("t/m:z");
+  build.sort();
+  EXPECT_THROW(build.add("u/m:z"), KEP_REPORT_ASSERTION_FAILURE);
 }
 
 TEST_F(RoutingBuilder, two_empty_lists_of_fanouts_change_nothing) {

@@ -67,6 +67,16 @@ TEST(FoldedWords, keep_each_word_once_and_give_every_position_its_own) {
   EXPECT_LE(list.get_memory_bytes(), 2 * words.size() + 3 + 400 * sizeof(KEP_SEEN_WORD));
 }
 
+TEST(FoldedWords, are_kept_as_they_are_where_few_come_again) {
+  std::vector<KEP_SEEN_WORD> words;
+  for (std::uint64_t i = 0; i != 1000; ++i)
+    words.push_back({(i * 7919 % 1000) << 32 | 1});
+  const KEP_FOLDED_WORD_LIST list(words);
+  EXPECT_EQ(list.get_memory_bytes(), words.size() * sizeof(KEP_SEEN_WORD));
+  for (std::uint32_t i = 0; i != words.size(); ++i)
+    ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i;
+}
+
 TEST(FoldedWords, have_numbers_that_hang_on_the_words_alone_and_not_on_their_order) {
   const std::vector<KEP_SEEN_WORD> words{{30}, {10}, {20}, {10}};
   const std::vector<KEP_SEEN_WORD> turned{{10}, {20}, {10}, {30}};

@@ -79,6 +79,7 @@ void describe(BUILD_CASE& c) {
 
 struct BUILT {
   std::string m_graph;
+  std::string m_tables; // of the finished graph, as they lie in memory
   std::string m_counters;
   std::size_t m_ranges;
   KEP_RG_EDGE_CREATION_STATS m_stats;
@@ -106,9 +107,10 @@ BUILT build(BUILD_CASE& c, int threads) {
   const auto ranges = std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
     return line.find("% done)") != std::string::npos;
   });
-  BUILT built{"", counters(c.builder()), static_cast<std::size_t>(ranges), c.builder().get_edge_stats()};
+  BUILT built{"", "", counters(c.builder()), static_cast<std::size_t>(ranges), c.builder().get_edge_stats()};
   c.drop_builder(); // the graph stays
   built.m_graph = test_model::whole_graph(*c.db());
+  built.m_tables = KEP_RG_TEST_ACCESS::text_of_tables(*c.db()->get_routing_template_graph());
   return built;
 }
 
@@ -126,6 +128,7 @@ TEST(BuildThreadsTest, GiveTheSameGraphByteForByteWhateverTheirNumberAndTheRun) 
   for (const int threads : {1, 2, 8, 8, 2, 3}) {
     const BUILT other = build(c, threads);
     EXPECT_TRUE(other.m_graph == one.m_graph) << threads << " threads";
+    EXPECT_TRUE(other.m_tables == one.m_tables) << "the tables of " << threads << " threads";
     EXPECT_EQ(other.m_counters, one.m_counters) << threads << " threads";
     EXPECT_GE(other.m_ranges, 3U);
     EXPECT_EQ(other.m_stats.n_get_leaf_calls,
@@ -134,6 +137,19 @@ TEST(BuildThreadsTest, GiveTheSameGraphByteForByteWhateverTheirNumberAndTheRun) 
               one.m_stats.n_get_leaf_fanouts - one.m_stats.n_cdrn_cache_hits)
         << "an answer of the cache holds the driver once more";
   }
+}
+
+// The top has more nets than are folded in one part.
+TEST(BuildThreadsTest, FindOverFoldedNetsWhatTheSearchFindsInALargeModule) {
+  BUILD_CASE c(ring(2400));
+  describe(c);
+  const BUILT folded = build(c, 2);
+  c.drop_builder();
+  KEP_RG_TEST_ACCESS::search_all(c.builder());
+  c.build();
+  EXPECT_EQ(counters(c.builder()), folded.m_counters);
+  c.drop_builder();
+  EXPECT_TRUE(test_model::whole_graph(*c.db()) == folded.m_graph);
 }
 
 TEST(BuildThreadsTest, GiveTheSameGraphForTwoDatabasesOfOneModel) {

@@ -88,6 +88,10 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   EXPECT_EQ(one.n_redundant_edges, none.n_redundant_edges);
   EXPECT_EQ(one.n_skip_port, none.n_skip_port);
   c.drop_builder();
+  ACCESS::search_all(c.builder());
+  c.build();
+  EXPECT_EQ(test_model::representative_rows(c.builder()), rows) << "plain connections searched, too";
+  c.drop_builder();
   KEP_UNFOLD_OBSERVER_THAT_SEES observer;
   ACCESS::observe(c.builder(), &observer);
   c.build();

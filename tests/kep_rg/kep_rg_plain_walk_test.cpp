@@ -70,7 +70,7 @@ const char* const MODULES = R"(
     ports >a >b <o
   module SKIP
     ports >i <o
-  module BUF
+  module BUF bidir_buffer
     ports =x =y
   module TUNNEL
     ports >i <o
@@ -145,6 +145,7 @@ TEST_F(PlainWalkTest, LeavesToTheSearchWhatTheFoldedModelDoesNotTell) {
        [](BUILD_CASE& c) {
          c.parse().add_routing_flyover(c.model().port("SKIP:i"), c.model().port("SKIP:o"));
        }},
+      {"a bidirectional buffer", "inst s BUF header\n net w m.o s.x\n net y s.y", [](BUILD_CASE&) {}},
       {"a tm port", "inst s SKIP header\n net w m.o s.i\n net y s.o",
        [](BUILD_CASE& c) { c.arcs("SKIP", {"i"}, "o", false, KEP_ROUTING_PRIMITIVE_HIPI::M); }},
   };

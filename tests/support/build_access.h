@@ -136,6 +136,29 @@ public:
     return *graph.m_storage;
   }
   static std::uint64_t word(const KEP_ROUTING::NODE& node) { return node.m_word; }
+  /// The tables of a graph as they lie in memory.
+  static std::string text_of_tables(const KEP_ROUTING::GRAPH& graph) {
+    const KEP_ROUTING_GRAPH_STORAGE& storage = *graph.m_storage;
+    std::string text;
+    const auto append = [&text](const auto* first, std::size_t count) {
+      text.append(reinterpret_cast<const char*>(first), count * sizeof(*first));
+    };
+    append(storage.m_pages.data(), storage.m_pages.size());
+    append(storage.m_shapes_of_nodes.get_view().m_bytes, storage.m_shapes_of_nodes.get_memory_bytes());
+    append(storage.m_shapes.data(), storage.m_shapes.size());
+    append(storage.m_fanouts.data(), storage.m_fanouts.size());
+    for (const KEP_FOLDED_WORD_LIST* list : {&storage.m_mux_inputs, &storage.m_fanins}) {
+      const KEP_FOLDED_WORDS words = list->get_view();
+      std::uint32_t size = 0;
+      for (const KEP_NODE_SHAPE& shape : storage.m_shapes)
+        size = std::max(size, list == &storage.m_fanins ? shape.m_first_fanin + shape.m_num_fanins
+                                                        : shape.m_first_fanout + shape.m_num_fanouts);
+      for (std::uint32_t i = 0; i != size; ++i)
+        append(&words[i], 1);
+      text += std::to_string(list->get_memory_bytes());
+    }
+    return text;
+  }
   /// Gives a node lists of its own, in a page of its own.
   static void set_fanins(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
                          const std::vector<std::uint64_t>& fanins) {

@@ -87,6 +87,28 @@ TEST_F(CommandLine, GivesTheSameDumpForAnyNumberOfThreads) {
   }
 }
 
+TEST_F(CommandLine, KeepsAFabricFoldedHoweverLargeItIs) {
+  std::uint64_t templates[2] = {};
+  for (const bool large : {false, true}) {
+    ASSERT_EQ(run(std::string("generate --model m.json --routing r.jsonl --levels 2 --columns 5,") +
+                  (large ? "4 --rows 5,4" : "2 --rows 5,2")),
+              0)
+        << m_err;
+    ASSERT_EQ(run("build m.json r.jsonl -j 2 --stats stats.json"), 0) << m_err;
+    simdjson::dom::parser parser;
+    const simdjson::padded_string text(read("stats.json"));
+    const simdjson::dom::element stats = parser.parse(text);
+    templates[large] = stats["graph"]["templates"];
+    if (!large) continue;
+    const std::uint64_t nodes = stats["graph"]["nodes"];
+    const std::uint64_t edges = stats["graph"]["real_edges"];
+    EXPECT_GT(nodes, 100000U);
+    EXPECT_LT(std::uint64_t(stats["graph"]["bytes"]), 6 * nodes + edges / 10);
+  }
+  EXPECT_GT(templates[0], 100U);
+  EXPECT_LT(templates[1], templates[0] + templates[0] / 2) << "four times the tiles, hardly another list";
+}
+
 TEST_F(CommandLine, WritesStatisticsAsJson) {
   ASSERT_EQ(run("build model.json routing.jsonl -j 2 --stats stats.json"), 0) << m_err;
   simdjson::dom::parser parser;
