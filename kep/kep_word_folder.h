@@ -66,6 +66,7 @@ public:
         m_numbers.set(at++, ranks[number]);
     });
   }
+  /// Of words that stand side by side.
   explicit KEP_FOLDED_WORD_LIST(std::vector<KEP_SEEN_WORD> words);
 
   KEP_FOLDED_WORDS get_view() const {

@@ -382,19 +382,18 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
   if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
   const KEP_LEAF_RESULTS& results = work.m_results;
-  if (!may_be_kept(start, work, work.m_last_number)) return;
+  if (!may_be_kept(start, work)) return;
   if (std::none_of(results.m_uips.begin(), results.m_uips.end(),
                    [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
     return;
   work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
-/// What left for the top of the device has no like place, and others have none up to the end.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_be_kept(const START& start, const WORK& work,
-                                                 std::uint64_t last_number) const {
+/// What left for the top of the device has no like place, and others have none up to the end of the range.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_be_kept(const START& start, const WORK& work) const {
   const KEP_UNFOLDED_MODULE& top = work.m_results.m_top_module;
   return !(top && top.m_object->is_top_module_or_equiv()) &&
-         m_ftd->m_like_places.may_come_again(start.m_uip, top, last_number) && !depends_on_place(work);
+         m_ftd->m_like_places.may_come_again(start.m_uip, top, work.m_last_number) && !depends_on_place(work);
 }
 
 /// A search asks two questions that like places may answer differently: where nodes stand, and whether an

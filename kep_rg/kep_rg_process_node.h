@@ -84,7 +84,7 @@ private:
   bool find_cached_fanout(const START& start, WORK& work) const;
   /// Keeps an answer only if a search from every like place finds the same.
   void store_cached_fanout(const START& start, WORK& work) const;
-  bool may_be_kept(const START& start, const WORK& work, std::uint64_t last_number) const;
+  bool may_be_kept(const START& start, const WORK& work) const;
   bool depends_on_place(const WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
