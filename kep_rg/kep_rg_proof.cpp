@@ -65,9 +65,9 @@ private:
   void tell(const KEP_ROUTING::NODE& node, const EDGE& edge, bool is_missing) {
     const KEP_ROUTING::NODE target = m_model.get_target(edge);
     if (is_missing && !target) return; // a place without a node
-    ++(is_missing ? m_result.m_num_missing : m_result.m_num_surplus);
-    if (m_result.m_findings.size() == m_max_findings) return;
-    m_result.m_findings.push_back(
+    ++(is_missing ? m_result.m_num_missing_edges : m_result.m_num_surplus_edges);
+    if (m_result.m_edge_findings.size() == m_max_findings) return;
+    m_result.m_edge_findings.push_back(
         {is_missing, edge.m_is_redundant, node, target, m_model.get_mux_input(edge)});
   }
 
@@ -114,12 +114,16 @@ KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings
   for (const RESULT& result : results) {
     total.m_num_nodes += result.m_num_nodes;
     total.m_num_edges += result.m_num_edges;
-    total.m_num_missing += result.m_num_missing;
-    total.m_num_surplus += result.m_num_surplus;
-    const std::size_t room = max_findings - total.m_findings.size();
-    total.m_findings.insert(total.m_findings.end(), result.m_findings.begin(),
-                            result.m_findings.begin() +
-                                static_cast<std::ptrdiff_t>(std::min(room, result.m_findings.size())));
+    total.m_num_missing_edges += result.m_num_missing_edges;
+    total.m_num_surplus_edges += result.m_num_surplus_edges;
+    const std::size_t room = max_findings - total.m_edge_findings.size();
+    total.m_edge_findings.insert(total.m_edge_findings.end(), result.m_edge_findings.begin(),
+                                 result.m_edge_findings.begin() + static_cast<std::ptrdiff_t>(std::min(
+                                                                      room, result.m_edge_findings.size())));
   }
   return total;
+}
+
+std::string KEP_RG_PROOF::NODE_FINDING::get_name(const KEP_NAME_STYLE& style) const {
+  return m_port ? style.m_port_separator + std::string(m_port->get_plain_name()) : m_uip.get_name(style);
 }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 class KEP_RG_PROOF_GROUPS;
@@ -25,20 +26,37 @@ class KEP_RG_PROOF_STEPS;
 /// cache must outlive the object.
 class KEP_RG_EXPORT KEP_RG_PROOF {
 public:
-  struct FINDING {
+  /// A node that only one of the two has: the model, where it is missing, or the graph, where it is surplus.
+  struct NODE_FINDING {
+    bool m_is_missing;
+    bool m_is_hipi;
+    KEP_UNFOLDED_INST_PORT m_uip; ///< empty for a boundary node
+    const KEP_PORT* m_port;       ///< of a boundary node, else null
+    /// As KEP_ROUTING::NODE::get_name, for a node that may not be there.
+    std::string get_name(const KEP_NAME_STYLE& style) const;
+  };
+  /// An edge that only one of the two has, between nodes that both have.
+  struct EDGE_FINDING {
     bool m_is_missing; ///< the model has the edge and the graph does not; else the other way round
     bool m_is_redundant;
     KEP_ROUTING::NODE m_from;
-    KEP_ROUTING::NODE m_to;
+    KEP_ROUTING::NODE m_to;             ///< null where the graph has an edge to nowhere
     KEP_UNFOLDED_INST_PORT m_mux_input; ///< empty without one
   };
   struct RESULT {
-    std::uint64_t m_num_nodes = 0;
-    std::uint64_t m_num_edges = 0; ///< of the graph
-    std::uint64_t m_num_missing = 0;
-    std::uint64_t m_num_surplus = 0;
-    std::vector<FINDING> m_findings; ///< the first ones in the order of the graph
-    bool is_sound() const { return m_num_missing == 0 && m_num_surplus == 0; }
+    std::uint64_t m_num_nodes = 0; ///< of the graph, as are the edges
+    std::uint64_t m_num_edges = 0;
+    std::uint64_t m_num_missing_nodes = 0;
+    std::uint64_t m_num_surplus_nodes = 0;
+    std::uint64_t m_num_missing_edges = 0; ///< edges at a missing or surplus node stand and fall with it
+    std::uint64_t m_num_surplus_edges = 0;
+    std::vector<NODE_FINDING>
+        m_node_findings; ///< the first ones: missing, then surplus, each in the order of the model
+    std::vector<EDGE_FINDING> m_edge_findings; ///< the first ones in the order of the graph
+    bool is_sound() const {
+      return m_num_missing_nodes == 0 && m_num_surplus_nodes == 0 && m_num_missing_edges == 0 &&
+             m_num_surplus_edges == 0;
+    }
   };
 
   /// Looks at the whole device, by one thread.
@@ -48,7 +66,7 @@ public:
   KEP_RG_PROOF& operator=(const KEP_RG_PROOF&) = delete;
 
   /// Compares every node, by so many threads; the result is the same for any number. Keeps that many findings
-  /// at most.
+  /// of each of the two kinds at most.
   RESULT run(int num_threads, std::size_t max_findings = 100) const;
 
 private:

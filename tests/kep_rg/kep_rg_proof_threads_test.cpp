@@ -24,7 +24,7 @@ KEP_RG_PROOF::RESULT prove(KEP_DB& db, int num_threads, std::size_t max_findings
 
 std::vector<std::string> texts_of(const KEP_RG_PROOF::RESULT& result) {
   std::vector<std::string> texts;
-  for (const KEP_RG_PROOF::FINDING& finding : result.m_findings)
+  for (const KEP_RG_PROOF::EDGE_FINDING& finding : result.m_edge_findings)
     texts.push_back(std::string(finding.m_is_missing ? "missing " : "surplus ") +
                     test_model::text_of(finding.m_from) + (finding.m_is_redundant ? " ~> " : " -> ") +
                     test_model::text_of(finding.m_to) +
@@ -69,15 +69,15 @@ TEST(ProofThreads, names_the_same_missing_and_surplus_edges_for_any_number_of_th
   graph.publish();
   const KEP_RG_PROOF::RESULT result = prove(*c.db(), 1, 1000);
   EXPECT_FALSE(result.is_sound());
-  EXPECT_EQ(result.m_num_missing, num_changed);
-  EXPECT_EQ(result.m_num_surplus, num_changed);
-  EXPECT_EQ(result.m_findings.size(), 2 * num_changed);
+  EXPECT_EQ(result.m_num_missing_edges, num_changed);
+  EXPECT_EQ(result.m_num_surplus_edges, num_changed);
+  EXPECT_EQ(result.m_edge_findings.size(), 2 * num_changed);
   for (const int num_threads : {2, 7})
     EXPECT_EQ(texts_of(prove(*c.db(), num_threads, 1000)), texts_of(result));
   std::vector<std::string> first_three = texts_of(result);
   first_three.resize(3);
   EXPECT_EQ(texts_of(prove(*c.db(), 2, 3)), first_three) << "the first ones are kept, and all are counted";
-  EXPECT_EQ(prove(*c.db(), 2, 3).m_num_missing, num_changed);
+  EXPECT_EQ(prove(*c.db(), 2, 3).m_num_missing_edges, num_changed);
 }
 
 } // namespace

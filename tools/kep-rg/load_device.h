@@ -14,7 +14,9 @@ struct DEVICE_OPTIONS {
   std::vector<std::string> m_redundancy; ///< redundancy data
   int m_num_threads = 1;
   int m_nodes_per_display = 1000000;
-  bool m_verbose = false;
+  bool m_report = false;  ///< let the report lines of the library through
+  bool m_verbose = false; ///< these, and a line for each target or finding
+  bool m_quiet = false;   ///< no summary
 };
 
 /// Reads all files of the device. Input that cannot be used is told by an exception of the library that found

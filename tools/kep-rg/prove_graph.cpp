@@ -18,7 +18,7 @@ std::string name_of(const KEP_ROUTING::NODE& node) {
   return node.get_name(KEP_NAME_STYLE()) + (node.is_hipi() ? " (hipi)" : "");
 }
 
-std::string text_of(const KEP_RG_PROOF::FINDING& finding) {
+std::string text_of(const KEP_RG_PROOF::EDGE_FINDING& finding) {
   std::string text = fmt::format("{} {} edge from {} to {}", finding.m_is_missing ? "Missing" : "Surplus",
                                  finding.m_is_redundant ? "redundant" : "real", name_of(finding.m_from),
                                  name_of(finding.m_to));
@@ -33,15 +33,16 @@ bool prove_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) 
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db);
   const KEP_RG_PROOF::RESULT result = KEP_RG_PROOF(db, cache).run(
       options.m_num_threads, options.m_verbose ? std::numeric_limits<std::size_t>::max() : MAX_FINDINGS);
-  for (const KEP_RG_PROOF::FINDING& finding : result.m_findings)
+  for (const KEP_RG_PROOF::EDGE_FINDING& finding : result.m_edge_findings)
     KEP_REPORT::print_error(text_of(finding).c_str());
-  if (result.m_findings.size() < result.m_num_missing + result.m_num_surplus)
+  if (result.m_edge_findings.size() < result.m_num_missing_edges + result.m_num_surplus_edges)
     KEP_REPORT::print_error(
-        fmt::format("and {} more", result.m_num_missing + result.m_num_surplus - result.m_findings.size())
+        fmt::format("and {} more",
+                    result.m_num_missing_edges + result.m_num_surplus_edges - result.m_edge_findings.size())
             .c_str());
   KEP_REPORT::print_info(fmt::format("Held {} edges of {} nodes against the model: {} missing, {} surplus",
-                                     result.m_num_edges, result.m_num_nodes, result.m_num_missing,
-                                     result.m_num_surplus)
+                                     result.m_num_edges, result.m_num_nodes, result.m_num_missing_edges,
+                                     result.m_num_surplus_edges)
                              .c_str());
   return result.is_sound();
 }
