@@ -104,7 +104,7 @@ private:
 };
 
 KEP_RG_PROOF_GROUPS::KEP_RG_PROOF_GROUPS(const KEP_RG_PROOF_STEPS& steps)
-    : m_unfolding(&steps.get_db()->get_unfolding()) {
+    : m_unfolding(&steps.get_facts().get_db()->get_unfolding()) {
   m_first_net.reserve(m_unfolding->size());
   std::uint64_t num_nets = 0;
   for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence) {

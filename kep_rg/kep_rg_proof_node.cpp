@@ -41,6 +41,12 @@ KEP_ROUTING::NODE KEP_RG_PROOF_NODE::get_target(const EDGE& edge) const {
   return KEP_ROUTING::NODE(m_db->get_unfolding().get_ports()[edge.m_target]);
 }
 
+bool KEP_RG_PROOF_NODE::should_stand(const KEP_ROUTING::NODE& node) const {
+  if (const KEP_PORT* port = node.get_port()) return m_nodes.is_boundary_node(port);
+  const KEP_UNFOLDED_INST_PORT uip = node.get_unfolded_inst_port();
+  return node.is_hipi() ? m_nodes.has_twin(uip) : m_nodes.is_node(uip);
+}
+
 std::vector<KEP_RG_PROOF_NODE::EDGE>& KEP_RG_PROOF_NODE::find_edges(const KEP_ROUTING::NODE& node) {
   m_edges.clear();
   START start;
@@ -53,7 +59,7 @@ std::vector<KEP_RG_PROOF_NODE::EDGE>& KEP_RG_PROOF_NODE::find_edges(const KEP_RO
     start.m_port = m_db->get_top_unfolded_module(port->get_parent()->get_view_type())
                        .get_unfolded_port_by_index(port->get_index());
   else
-    start.m_port = start.m_uip.get_unfolded_port(m_steps.get_rank());
+    start.m_port = start.m_uip.get_unfolded_port(m_facts.get_rank());
   const bool drives_inward = start.m_uip || (start.m_port && !start.m_port.m_object->is_output());
   if (!start.m_port || !drives_inward) return m_edges;
 
@@ -82,16 +88,14 @@ void KEP_RG_PROOF_NODE::follow(const START& start, bool through_tunnels, REACHED
 /// An input of muxes that is a node drives their outputs, and what is behind those that make no node.
 bool KEP_RG_PROOF_NODE::begin_behind_muxes(const START& start, const MODE& mode, REACHED& reached) {
   KEP_PORT* port = start.m_port.m_object;
-  const bool is_inserted_input = port->is_input() && m_steps.get_primitives().is_inserted_port(port) &&
+  const bool is_inserted_input = port->is_input() && m_facts.is_inserted(port) &&
                                  port->get_parent()->get_view_type() != KEP_VIEW_TYPE::BLC;
   const bool is_unconnected = start.m_uip && !start.m_uip.m_object->get_net() && !port->is_output();
   if (!is_inserted_input && !is_unconnected) return false;
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache = m_steps.get_routing_cache();
-  if (!cache.has_routing_muxes(port->get_parent())) return false;
-  const auto* arcs = cache.find_arc_outputs(port);
-  if (!arcs || !start.m_uip) return true;
+  if (!m_facts.has_muxes(port->get_parent())) return false;
+  if (!start.m_uip) return true;
   const KEP_UNFOLDED_INSTANCE instance = start.m_uip.get_unfolded_instance();
-  for (const KEP_ROUTING_ARC* arc : *arcs) {
+  for (const KEP_ROUTING_ARC* arc : m_facts.iter_arcs_from(port)) {
     const KEP_UNFOLDED_INST_PORT output =
         instance.get_unfolded_inst_port_by_index(arc->get_output()->get_index());
     if (!arc->is_skip(instance.m_object)) {
@@ -140,7 +144,7 @@ bool KEP_RG_PROOF_NODE::follow_groups(REACHED& reached) {
   for (const BEGINNING& beginning : m_beginnings)
     visit(beginning.m_step.m_net);
   for (std::size_t i = 0; i != m_visited.size(); ++i) {
-    const KEP_UNFOLDED_NET group = m_visited.get_nets()[i];
+    const KEP_UNFOLDED_NET group = m_visited.get_values()[i];
     KEP_UNFOLDED_NET net = group;
     do {
       m_steps.expand(net, reached);
@@ -184,21 +188,19 @@ void KEP_RG_PROOF_NODE::add_edges(const START& start) {
   if (m_db->get_db_type() != KEP_DB_TYPE::TOP_PORTS_ROUTED) return;
   const KEP_PORT* own = start.m_uip ? nullptr : start.m_port.m_object;
   for (const KEP_UNFOLDED_PORT& port : m_reached.m_top_ports)
-    if (port.m_object != own) m_edges.push_back({get_place(port.m_object), 0, false});
+    if (port.m_object != own && m_nodes.is_boundary_node(port.m_object))
+      m_edges.push_back({get_place(port.m_object), 0, false});
 }
 
 void KEP_RG_PROOF_NODE::add_edges_to(const START& start, const KEP_UNFOLDED_INST_PORT& end,
                                      bool is_from_tunnel) {
   if (is_from_tunnel && m_steps.get_tunnel_type(end) == TUNNEL::TARGET) return;
-  const KEP_RG_PRIMITIVES& primitives = m_steps.get_primitives();
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache = m_steps.get_routing_cache();
   KEP_PORT* port = end.m_object->get_port();
-  const bool is_redundant = !port->is_output() && m_redundant_inputs.contains(end);
-  const bool is_inserted = primitives.is_inserted_port(port) || primitives.has_inserted_port(port) ||
-                           primitives.is_inserted_inst_port(end.m_object);
-  const auto* arcs = port->is_output() || is_inserted ? nullptr : cache.find_arc_outputs(port);
-  if (arcs) { // a mux input: the edge runs through it
-    for (const KEP_ROUTING_ARC* arc : *arcs) {
+  const bool is_redundant = !port->is_output() && m_redundancy.is_redundant(end);
+  const bool is_inserted = m_facts.ends_connections(port) || m_facts.is_inserted(end.m_object);
+  const KEP_RG_PROOF_FACTS::ARCS arcs = m_facts.iter_arcs_from(port);
+  if (!port->is_output() && !is_inserted && !arcs.empty()) { // a mux input: the edge runs through it
+    for (const KEP_ROUTING_ARC* arc : arcs) {
       const KEP_UNFOLDED_INST_PORT output =
           end.get_unfolded_instance().get_unfolded_inst_port_by_index(arc->get_output()->get_index());
       if (!(output == start.m_uip)) add_edge(output, end, is_redundant, false);
@@ -208,19 +210,20 @@ void KEP_RG_PROOF_NODE::add_edges_to(const START& start, const KEP_UNFOLDED_INST
   // Or through the mux of which the node itself is an input.
   const KEP_PORT* own = start.m_uip ? start.m_uip.m_object->get_port() : nullptr;
   bool is_own_mux = false;
-  if (own && !own->is_output() && !port->is_input())
-    if (const auto* own_arcs = cache.find_arc_outputs(own))
-      is_own_mux = std::any_of(own_arcs->begin(), own_arcs->end(),
-                               [port](const KEP_ROUTING_ARC* arc) { return arc->get_output() == port; });
+  if (own && !own->is_output() && !port->is_input()) {
+    const KEP_RG_PROOF_FACTS::ARCS own_arcs = m_facts.iter_arcs_from(own);
+    is_own_mux = std::any_of(own_arcs.begin(), own_arcs.end(),
+                             [port](const KEP_ROUTING_ARC* arc) { return arc->get_output() == port; });
+  }
   add_edge(end, is_own_mux ? start.m_uip : KEP_UNFOLDED_INST_PORT(), is_redundant, is_inserted);
 }
 
 void KEP_RG_PROOF_NODE::add_edge(const KEP_UNFOLDED_INST_PORT& target,
                                  const KEP_UNFOLDED_INST_PORT& mux_input, bool is_redundant,
                                  bool is_inserted) {
-  const bool is_to_hipi = mux_input && !is_inserted &&
-                          m_steps.get_primitives().is_hipi_tm_port(mux_input.m_object->get_port()) &&
-                          KEP_ROUTING::NODE(target, true) && KEP_ROUTING::NODE(target, false);
+  if (!m_nodes.is_node(target)) return; // it ends at no node
+  const bool is_to_hipi = mux_input && !is_inserted && m_facts.is_hipi_tm(mux_input.m_object->get_port()) &&
+                          m_nodes.has_twin(target);
   m_edges.push_back(
       {get_place(target, is_to_hipi), mux_input ? get_place(mux_input, false) : 0, is_redundant});
 }

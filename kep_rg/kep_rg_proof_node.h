@@ -1,9 +1,10 @@
 #pragma once
 
 #include "kep/kep_routing_graph.h"
+#include "kep/kep_unfolded_set.h"
 #include "kep_rg/kep_rg_proof_groups.h"
+#include "kep_rg/kep_rg_proof_redundancy.h"
 #include "kep_rg/kep_rg_proof_steps.h"
-#include "kep_rg/kep_rg_redundancy_marks.h"
 
 #include <compare>
 #include <cstdint>
@@ -22,11 +23,14 @@ public:
   };
 
   KEP_RG_PROOF_NODE(const KEP_RG_PROOF_STEPS& steps, const KEP_RG_PROOF_GROUPS& groups,
-                    const KEP_RG_REDUNDANCY_MARKS& redundant_inputs)
-      : m_steps(steps), m_groups(groups), m_redundant_inputs(redundant_inputs), m_db(steps.get_db()) {}
+                    const KEP_RG_PROOF_REDUNDANCY& redundancy)
+      : m_steps(steps), m_facts(steps.get_facts()), m_nodes(steps.get_nodes()), m_groups(groups),
+        m_redundancy(redundancy), m_db(steps.get_facts().get_db()) {}
 
-  /// The edges that the node should have, in no order; some of their targets may be no nodes of the graph,
-  /// and are then no edges. Valid until the next call.
+  /// The node of the graph should stand.
+  bool should_stand(const KEP_ROUTING::NODE& node) const;
+  /// The edges that a node which should stand should have, in no order; of their targets some that should
+  /// stand may be missing in the graph. Valid until the next call.
   std::vector<EDGE>& find_edges(const KEP_ROUTING::NODE& node);
 
   static EDGE make_edge(const KEP_ROUTING::FWD_EDGE& edge, bool is_redundant);
@@ -65,13 +69,15 @@ private:
   KEP_UNFOLDED_INST_PORT get_uip(std::uint64_t place) const;
 
   const KEP_RG_PROOF_STEPS& m_steps;
+  const KEP_RG_PROOF_FACTS& m_facts;
+  const KEP_RG_PROOF_NODES& m_nodes;
   const KEP_RG_PROOF_GROUPS& m_groups;
-  const KEP_RG_REDUNDANCY_MARKS& m_redundant_inputs;
-  KEP_DB* m_db;
+  const KEP_RG_PROOF_REDUNDANCY& m_redundancy;
+  const KEP_DB* m_db;
   std::vector<EDGE> m_edges;
   REACHED m_reached;
   REACHED m_behind_tunnel;
   std::vector<BEGINNING> m_beginnings;
   bool m_in_order = false; // groups would not do for these beginnings
-  KEP_UNFOLDED_NET_SET m_visited;
+  KEP_UNFOLDED_SET<KEP_UNFOLDED_NET> m_visited;
 };

@@ -1,7 +1,5 @@
 #include "kep_rg/kep_rg_proof_steps.h"
 
-#include "kep/kep_routing_graph.h"
-
 namespace {
 
 using TUNNEL = KEP_ROUTING_PRIMITIVE_TUNNEL;
@@ -12,44 +10,27 @@ KEP_UNFOLDED_INST_PORT beside(const KEP_UNFOLDED_INST_PORT& uip, const KEP_PORT*
 
 } // namespace
 
-KEP_RG_PROOF_STEPS::KEP_RG_PROOF_STEPS(KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache)
-    : m_db(db), m_routing_cache(&routing_cache),
-      m_rank(db->get_routing_template_graph()->find_routing_primitive()->get_view_type_rank()),
-      m_primitives(db, &routing_cache) {
-  find_stop_modules();
+KEP_RG_PROOF_STEPS::KEP_RG_PROOF_STEPS(const KEP_RG_PROOF_FACTS& facts, const KEP_RG_PROOF_NODES& nodes)
+    : m_facts(facts), m_nodes(nodes), m_rank(facts.get_rank()) {
   tabulate_points();
-}
-
-void KEP_RG_PROOF_STEPS::find_stop_modules() {
-  const std::size_t num_modules = m_db->get_unfolding().get_modules().size();
-  m_stops.assign(num_modules, 0);
-  m_stops_blc.assign(num_modules, 0);
-  for (const KEP_MODULE* module : m_primitives.iter_stop_modules())
-    m_stops[module->get_number()] = 1;
-  for (const KEP_INSTANCE* instance : m_primitives.iter_stop_instances())
-    m_stops[instance->get_module()->get_number()] = 1;
-  for (const KEP_MODULE* module : m_db->iter_modules(true))
-    if (module->has_trait(KEP_MODULE::TRAIT::IP_ROOT) && module->get_view_type() == KEP_VIEW_TYPE::BLC &&
-        m_primitives.is_routing_root(module))
-      m_stops_blc[module->get_number()] = 1;
 }
 
 /// A point of a folded inst port is the same at each of its places, unless a spare row or an exception of a
 /// skip mux has a say.
 void KEP_RG_PROOF_STEPS::tabulate_points() {
-  m_points.assign(m_db->get_unfolding().get_ports().size(), POINT::VARIES);
-  for (const KEP_MODULE* module : m_db->get_unfolding().get_modules()) {
+  m_points.assign(m_facts.get_db()->get_unfolding().get_ports().size(), POINT::VARIES);
+  for (const KEP_MODULE* module : m_facts.get_db()->get_unfolding().get_modules()) {
     for (const KEP_PORT* port : module->iter_ports()) {
       POINT& point = m_points[port->get_number()];
-      if (port->is_output() || m_primitives.is_blc_bidir_buffer(module))
+      if (port->is_output() || module->get_is_blc_bidir_buffer())
         point = POINT::PASSED_OVER;
-      else if (m_primitives.has_inserted_port(port))
+      else if (m_facts.ends_connections(port))
         point = POINT::NODE;
-      else if (port->is_input() && !m_primitives.begins_some_path(port))
+      else if (port->is_input() && !m_facts.begins_some_path(port) && !m_facts.varies_by_instance(port))
         point = is_stopping(module, {}) ? POINT::LEAF : POINT::ENTERED;
     }
     for (const KEP_INSTANCE* instance : module->iter_instances()) {
-      if (!m_primitives.is_blc_bidir_buffer(instance->get_module())) continue;
+      if (!instance->get_module()->get_is_blc_bidir_buffer()) continue;
       for (unsigned i = 0; i != instance->get_module()->get_num_ports(); ++i)
         if (const KEP_NET* net = instance->get_inst_port_by_index(i)->get_net()) m_buffer_nets.insert(net);
     }
@@ -59,44 +40,35 @@ void KEP_RG_PROOF_STEPS::tabulate_points() {
 bool KEP_RG_PROOF_STEPS::is_transparent(const KEP_MODULE* plain_master, const MODE& mode) const {
   if (!mode.m_through_tunnels) return false;
   const KEP_MODULE* master = m_rank.find_view(plain_master);
-  return master && m_primitives.get_tunnel_type(master) == TUNNEL::THROUGH;
+  return master && m_facts.get_store().get_tunnel_type(master) == TUNNEL::THROUGH;
 }
 
 bool KEP_RG_PROOF_STEPS::is_stopping(const KEP_MODULE* plain_master, const MODE& mode) const {
   const KEP_MODULE* master = m_rank.find_view(plain_master);
   if (!master || is_transparent(plain_master, mode)) return false;
-  return m_stops[master->get_number()] || (!mode.m_in_blc && m_stops_blc[master->get_number()]);
+  if (m_facts.is_stop_module(master)) return true;
+  return !mode.m_in_blc && m_facts.get_kind(master) == KEP_RG_PROOF_FACTS::KIND::BLC_ROOT;
 }
 
 bool KEP_RG_PROOF_STEPS::is_end(const KEP_UNFOLDED_INST_PORT& uip, const MODE& mode) const {
   if (is_transparent(uip.m_object->get_inst()->get_module(), mode)) return false;
-  if (mode.m_in_blc) return static_cast<bool>(KEP_ROUTING::NODE(uip, false));
-  return m_primitives.has_inserted_port(uip.m_object->get_port()) ||
-         m_primitives.is_inserted_inst_port(uip.m_object);
+  if (mode.m_in_blc) return m_nodes.is_node(uip);
+  return m_facts.ends_connections(uip.m_object->get_port()) || m_facts.is_inserted(uip.m_object);
 }
 
 /// Visits where a skip path, or else a flyover, leads from the uip; false if there is neither.
 template <class VISIT>
 bool KEP_RG_PROOF_STEPS::visit_crossing(const KEP_UNFOLDED_INST_PORT& uip, VISIT visit) const {
-  KEP_PORT* port = uip.m_object->get_port();
-  if (!m_primitives.begins_some_path(port)) return false;
-  bool crosses = false;
-  const KEP_RG_PRIMITIVES::PORTS* everywhere = m_primitives.find_skip_path_outputs(port);
-  if (everywhere && !m_primitives.find_dont_skip_path_inst_outputs(uip.m_object))
-    for (const KEP_PORT* output : *everywhere) {
+  const KEP_PORT* port = uip.m_object->get_port();
+  if (!m_facts.begins_some_path(port)) return false;
+  if (const KEP_RG_PROOF_FACTS::PORTS* outputs = m_facts.find_skip_outputs(uip.m_object)) {
+    for (const KEP_PORT* output : *outputs)
       visit(beside(uip, output));
-      crosses = true;
-    }
-  if (const KEP_RG_PRIMITIVES::INST_PORTS* here = m_primitives.find_skip_path_inst_outputs(uip.m_object);
-      here && !everywhere)
-    for (const KEP_INST_PORT* output : *here) {
-      visit(beside(uip, output->get_port()));
-      crosses = true;
-    }
-  if (crosses) return true;
-  const KEP_PORT* over = m_primitives.find_skip_path_sparerow_map(port);
+    return true;
+  }
+  const KEP_PORT* over = m_facts.find_flyover_output(port);
   if (!over) return false;
-  const auto* attributes = m_db->get_legacy_api()->get_attributes(uip.get_unfolded_instance());
+  const auto* attributes = m_facts.get_db()->get_legacy_api()->get_attributes(uip.get_unfolded_instance());
   if (!attributes || !attributes->is_spare_row()) return false;
   visit(beside(uip, over));
   return true;
@@ -106,7 +78,7 @@ KEP_RG_PROOF_STEPS::POINT KEP_RG_PROOF_STEPS::read_point(const KEP_UNFOLDED_INST
                                                          const ORIGIN* origin, const MODE& mode) const {
   const KEP_MODULE* plain_master = uip.m_object->get_inst()->get_module();
   if (uip.m_object->is_output()) return POINT::PASSED_OVER;
-  if (!origin && m_primitives.is_blc_bidir_buffer(plain_master)) return POINT::PASSED_OVER;
+  if (!origin && plain_master->get_is_blc_bidir_buffer()) return POINT::PASSED_OVER;
   if (!(origin && uip == origin->m_uip) && is_end(uip, mode)) return POINT::NODE;
   if (visit_crossing(uip, [](const KEP_UNFOLDED_INST_PORT&) {})) return POINT::CROSSED;
   return is_stopping(plain_master, mode) ? POINT::LEAF : POINT::ENTERED;

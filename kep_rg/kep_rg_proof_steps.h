@@ -1,9 +1,8 @@
 #pragma once
 
 #include "kep/kep_db.h"
-#include "kep/kep_flat_utils.h"
-#include "kep/kep_routing_primitive_cache.h"
-#include "kep_rg/kep_rg_primitives.h"
+#include "kep_rg/kep_rg_proof_facts.h"
+#include "kep_rg/kep_rg_proof_nodes.h"
 
 #include <cstdint>
 #include <unordered_set>
@@ -49,7 +48,8 @@ public:
     }
   };
 
-  KEP_RG_PROOF_STEPS(KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  /// Both must outlive the object.
+  KEP_RG_PROOF_STEPS(const KEP_RG_PROOF_FACTS& facts, const KEP_RG_PROOF_NODES& nodes);
 
   /// From a net that was entered somewhere, in the ordinary mode.
   void expand(const KEP_UNFOLDED_NET& net, REACHED& reached) const;
@@ -60,12 +60,10 @@ public:
   /// The ordinary mode reads such a net differently where a connection begins.
   bool has_bidir_buffer(const KEP_NET* net) const { return m_buffer_nets.contains(net); }
 
-  KEP_DB* get_db() const { return m_db; }
-  const KEP_VIEW_TYPE_RANK& get_rank() const { return m_rank; }
-  const KEP_RG_PRIMITIVES& get_primitives() const { return m_primitives; }
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE& get_routing_cache() const { return *m_routing_cache; }
+  const KEP_RG_PROOF_FACTS& get_facts() const { return m_facts; }
+  const KEP_RG_PROOF_NODES& get_nodes() const { return m_nodes; }
   KEP_ROUTING_PRIMITIVE_TUNNEL get_tunnel_type(const KEP_UNFOLDED_INST_PORT& uip) const {
-    return m_primitives.get_tunnel_type(uip.m_object->get_inst()->get_module());
+    return m_facts.get_store().get_tunnel_type(uip.m_object->get_inst()->get_module());
   }
 
 private:
@@ -79,7 +77,6 @@ private:
     VARIES,      ///< depends on the instance; only in the table
   };
 
-  void find_stop_modules();
   void tabulate_points();
   bool is_end(const KEP_UNFOLDED_INST_PORT& uip, const MODE& mode) const;
   bool is_stopping(const KEP_MODULE* plain_master, const MODE& mode) const;
@@ -92,12 +89,9 @@ private:
   template <class VISIT>
   bool visit_crossing(const KEP_UNFOLDED_INST_PORT& uip, VISIT visit) const;
 
-  KEP_DB* m_db;
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE* m_routing_cache;
+  const KEP_RG_PROOF_FACTS& m_facts;
+  const KEP_RG_PROOF_NODES& m_nodes;
   KEP_VIEW_TYPE_RANK m_rank;
-  KEP_RG_PRIMITIVES m_primitives;
-  std::vector<char> m_stops;     // by module number: stops every connection
-  std::vector<char> m_stops_blc; // a BLC that is a routing root: stops those from outside
-  std::vector<POINT> m_points;   // by port number: an inst port away from the origin, in the ordinary mode
+  std::vector<POINT> m_points; // by port number: an inst port away from the origin, in the ordinary mode
   std::unordered_set<const KEP_NET*> m_buffer_nets;
 };

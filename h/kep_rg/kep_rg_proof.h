@@ -2,7 +2,6 @@
 
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
-#include "kep/kep_routing_primitive_cache.h"
 #include "kep_rg/kep_rg_export.h"
 
 #include <cstddef>
@@ -11,19 +10,19 @@
 #include <string>
 #include <vector>
 
-class KEP_RG_PROOF_GROUPS;
-class KEP_RG_PROOF_STEPS;
-
-/// Proves that the graph of a database agrees with the model: every edge, boundary nodes included, with its
-/// class and its mux input.
+/// Proves that the graph of a database agrees with the model: every node, and every edge with its class and
+/// its mux input, boundary nodes included.
 ///
-/// It works the other way round than a build. First the description alone says where a signal on a net goes
-/// on: down into an instance, up through a port, across a skip path or a flyover. Nets that reach each other
-/// are joined to groups, for the whole device at once. Then what the groups behind each node reach is held
-/// against the node's edges. The nodes of the graph are taken as they are.
+/// It works the other way round than a build, and rests on nothing that a build uses but the model, its
+/// unfolding and the store of routing primitives. First it reads the description into tables of its own, and
+/// says for each inst port of the folded model whether a node should stand there. Then the description alone
+/// says where a signal on a net goes on: down into an instance, up through a port, across a skip path or a
+/// flyover. Nets that reach each other are joined to groups, for the whole device at once. At last the nodes
+/// of the graph are held against those that should stand, and the edges of each against what the groups
+/// behind it reach.
 ///
-/// Time goes with the nets of the device and its edges; memory is about 20 bytes a net. The database and the
-/// cache must outlive the object.
+/// Time goes with the nets of the device, its nodes and edges; memory is about 20 bytes a net, a byte an
+/// inner occurrence and one or two a folded inst port. The database must outlive the object.
 class KEP_RG_EXPORT KEP_RG_PROOF {
 public:
   /// A node that only one of the two has: the model, where it is missing, or the graph, where it is surplus.
@@ -60,7 +59,7 @@ public:
   };
 
   /// Looks at the whole device, by one thread.
-  KEP_RG_PROOF(KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  explicit KEP_RG_PROOF(const KEP_DB* db);
   ~KEP_RG_PROOF();
   KEP_RG_PROOF(const KEP_RG_PROOF&) = delete;
   KEP_RG_PROOF& operator=(const KEP_RG_PROOF&) = delete;
@@ -70,7 +69,7 @@ public:
   RESULT run(int num_threads, std::size_t max_findings = 100) const;
 
 private:
-  KEP_DB* m_db;
-  std::unique_ptr<const KEP_RG_PROOF_STEPS> m_steps;
-  std::unique_ptr<const KEP_RG_PROOF_GROUPS> m_groups;
+  struct MODEL;
+  const KEP_DB* m_db;
+  std::unique_ptr<const MODEL> m_model;
 };

@@ -54,8 +54,7 @@ bool trace_finds(KEP_DB& db) {
 }
 
 bool proof_finds(KEP_DB& db) {
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
-  return !KEP_RG_PROOF(&db, cache).run(1).is_sound();
+  return !KEP_RG_PROOF(&db).run(1).is_sound();
 }
 
 const std::vector<DETECTOR>& detectors() {

@@ -18,8 +18,7 @@ using test_model::RANDOM_FABRIC;
 using testing::ElementsAre;
 
 KEP_RG_PROOF::RESULT prove(KEP_DB& db, int num_threads, std::size_t max_findings = 100) {
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
-  return KEP_RG_PROOF(&db, cache).run(num_threads, max_findings);
+  return KEP_RG_PROOF(&db).run(num_threads, max_findings);
 }
 
 std::vector<std::string> texts_of(const KEP_RG_PROOF::RESULT& result) {

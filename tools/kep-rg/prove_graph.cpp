@@ -1,6 +1,5 @@
 #include "tools/kep-rg/prove_graph.h"
 
-#include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_proof.h"
 
@@ -30,8 +29,7 @@ std::string text_of(const KEP_RG_PROOF::EDGE_FINDING& finding) {
 
 bool prove_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "prove");
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db);
-  const KEP_RG_PROOF::RESULT result = KEP_RG_PROOF(db, cache).run(
+  const KEP_RG_PROOF::RESULT result = KEP_RG_PROOF(db).run(
       options.m_num_threads, options.m_verbose ? std::numeric_limits<std::size_t>::max() : MAX_FINDINGS);
   for (const KEP_RG_PROOF::EDGE_FINDING& finding : result.m_edge_findings)
     KEP_REPORT::print_error(text_of(finding).c_str());
