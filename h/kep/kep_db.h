@@ -21,7 +21,7 @@ public:
 
 class KEP_UNFOLDED_INSTANCE_ATTRIBUTES {
 public:
-  /// The instance lies in a spare row.
+  /// The instance lies in a spare row (docs/glossary.md says who asks for it).
   bool is_spare_row() const { return m_is_spare_row; }
 
 private:
@@ -56,9 +56,9 @@ class KEP_DB_MODULE_ITER : public KEP_HIER_TABLE_ITER<KEP_DB_MODULE_ITER, KEP_MO
 /// its routing primitives and its routing graph. Made by KEP_DB_BUILDER, complete from the first moment; the
 /// folded model never changes. Every object that it hands out belongs to it.
 ///
-/// Modules may lie in another database than the one loaded (foreign modules). Such a database is made along
-/// with this one, is owned by it, and shares its numbering and its unfolded hierarchy; the flags of
-/// iter_modules and find_modules say whether its modules count.
+/// Modules may lie in another database than the one loaded (foreign modules, docs/glossary.md). Such a
+/// database is made along with this one, is owned by it, and shares its numbering and its unfolded hierarchy;
+/// the flags of iter_modules and find_modules say whether its modules count.
 class KEP_EXPORT KEP_DB {
 public:
   ~KEP_DB();

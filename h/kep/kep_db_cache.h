@@ -66,7 +66,8 @@ private:
   std::unordered_set<KEP_UNFOLDED_INST_PORT> m_uips;
 };
 
-/// The redundant ports of a device, from the table of relative paths named "redundancy".
+/// The redundant inputs of a device (docs/glossary.md: redundancy), from the table of relative paths named
+/// "redundancy".
 class KEP_EXPORT KEP_DB_REDUNDANCY_CACHE {
 public:
   /// The flag is accepted and changes nothing.

@@ -9,13 +9,9 @@
 #include <string_view>
 #include <vector>
 
-/// The folded model: each definition once, however often it is instantiated.
-///
-///   module       a definition: ports, instances of other modules, and the nets that join them; in exactly
-///   one view equivalents  modules that describe the same hardware in different views; port i of one is port
-///   i of the others instance     a use of a module (its master) inside a parent module inst port    the port
-///   of a master as seen on one instance net          joins ports of its module with inst ports of the
-///   instances in it
+/// The folded model: each module once, however often it is instantiated. Modules, instances, masters, inst
+/// ports, nets and traits are those of docs/glossary.md. A module is in exactly one view; port i of a module
+/// is port i of its equivalents, and of the inst ports of its instances.
 ///
 /// All of it is made by KEP_DB_BUILDER, belongs to its KEP_DB, and never changes: pointers stay valid as long
 /// as the database, and any number of threads may read. Absence is a null pointer or an empty vector or
@@ -40,7 +36,7 @@ class KEP_NET_INST_PORT_ITER : public KEP_POINTER_ITER<KEP_NET_INST_PORT_ITER, K
 
 enum class KEP_PORT_DIRECTION : unsigned char { INPUT, OUTPUT, BIDIR };
 
-/// The header of an instance. Only whether there is one is known of it.
+/// The inst header of an instance (docs/glossary.md). Only whether there is one is known of it.
 class KEP_INST_HEADER {};
 
 class KEP_EXPORT KEP_PORT {
@@ -54,7 +50,7 @@ public:
   bool is_input() const { return m_direction == KEP_PORT_DIRECTION::INPUT; }
   bool is_output() const { return m_direction == KEP_PORT_DIRECTION::OUTPUT; }
   bool is_bidir() const { return m_direction == KEP_PORT_DIRECTION::BIDIR; }
-  /// -1 when the port has none.
+  /// -1 when the port has none (docs/glossary.md: BLC re-index).
   int get_blc_re_index() const { return m_blc_re_index; }
   std::string get_blc_icd_port_name() const { return m_blc_icd_port_name; }
   /// The port's number among all ports of the design, from 0.
@@ -97,7 +93,7 @@ static_assert(sizeof(KEP_INST_PORT) == 2 * sizeof(void*),
 
 class KEP_EXPORT KEP_INSTANCE {
 public:
-  /// The trait that node creation asks of instances inside a BLC.
+  /// The trait that node creation asks of instances inside a BLC (docs/glossary.md: trait).
   enum class TRAIT : unsigned char { TRAIT_0 = 0 };
 
   /// The name inside the parent, one level only.
@@ -114,6 +110,7 @@ public:
   }
   KEP_INST_HEADER* get_inst_header() const;
   bool has_trait(TRAIT) const { return m_has_trait_0; }
+  /// These two: docs/glossary.md, BLC atom and BLC inserted buffer.
   bool is_blc_atom() const { return m_is_blc_atom; }
   bool get_blc_is_inserted_buffer() const { return m_is_blc_inserted_buffer; }
   /// The plain master lies in the same database as the parent.
@@ -201,6 +198,7 @@ public:
   unsigned get_num_inst_ports() const { return m_num_inst_ports; }
   unsigned get_num_nets() const { return m_num_nets; }
   bool has_trait(TRAIT trait) const { return trait == TRAIT::IP_ROOT ? m_is_ip_root : m_has_trait_0; }
+  /// The module is a BLC bidirectional buffer (docs/glossary.md).
   bool get_is_blc_bidir_buffer() const { return m_is_blc_bidir_buffer; }
   bool is_top_module_or_equiv() const { return m_is_top_module_or_equiv; }
   /// The database that the module lies in.

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <cstring>
 
-/// How a finished graph keeps its edges. Each end of an edge is a word, seen from the place of the node at
-/// the other end; nodes at like places see the same words. A *shape* is what a node has: a list of fanouts
-/// and one of fanins. Lists of equal words are kept once, and so are shapes of equal lists. Fanouts, which
-/// are read most, are kept as they are; for fanins and mux inputs each word is kept once, and a list holds
-/// numbers of words, of as few bytes as will do.
+/// How a finished graph keeps its edges (docs/glossary.md: seen word, shape, page). Each end of an edge is a
+/// word, seen from the place of the node at the other end; nodes at like places see the same words. A *shape*
+/// is what a node has: a list of fanouts and one of fanins. Lists of equal words are kept once, and so are
+/// shapes of equal lists. Fanouts, which are read most, are kept as they are; for fanins and mux inputs each
+/// word is kept once, and a list holds numbers of words, of as few bytes as will do.
 ///
 /// A graph lends these tables to its nodes, edges and iterators; nothing else needs them.
 

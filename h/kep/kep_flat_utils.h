@@ -10,8 +10,8 @@
 #include <vector>
 
 /// The leaf search: from one port at one position, which ports does its connection reach, when the walk ends
-/// at leaves that a predicate chooses? It walks one unfolded net at a time, down into instances, up through
-/// the ports of the enclosing module and across skip paths.
+/// at leaves that a predicate chooses (docs/glossary.md: leaf, predicate)? It walks one unfolded net at a
+/// time, down into instances, up through the ports of the enclosing module and across skip paths.
 
 /// Which ports a walk passes over.
 enum class KEP_LEAF_DIRECTION : std::uint32_t {
@@ -24,7 +24,7 @@ struct KEP_GET_LEAF_PARAMS {
   KEP_VIEW_TYPE_RANK m_view_type_rank; ///< the views to try when the search goes down into an instance
   KEP_LEAF_DIRECTION m_direction = KEP_LEAF_DIRECTION::DRIVER_TO_LOADS;
   bool m_honour_tunnels = false; ///< an instance of tunnel type 2 is neither a terminating point nor a leaf
-  bool m_spare_flag = false;     ///< read by nothing
+  bool m_spare_flag = false;     ///< nothing reads it
 };
 
 /// The nets that a search has walked.

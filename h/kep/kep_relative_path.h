@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <vector>
 
-/// Names a port below a module without saying where that module stands. A value of four words with nothing
-/// behind them: the module it starts in, the difference of the occurrences' numbers (two words), the port.
-/// Equal chains have equal words, and all words zero is the invalid path, which a default-constructed path
-/// is.
+/// Names a port below a module without saying where that module stands (docs/glossary.md). A value of four
+/// words with nothing behind them: the module it starts in, the difference of the occurrences' numbers (two
+/// words), the port. Equal chains have equal words, and all words zero is the invalid path, which a
+/// default-constructed path is.
 class KEP_EXPORT KEP_RELATIVE_PATH {
 public:
   KEP_RELATIVE_PATH() = default;

@@ -11,7 +11,7 @@
 
 /// The graph under construction: nodes are allocated and found by their uips, fanouts are set from many
 /// threads, and the last step publishes the finished graph in the database. Until then the database shows the
-/// graph that it had.
+/// graph that it had. Boundary nodes, hipi twins and templates are those of docs/glossary.md.
 ///
 /// One thread calls, unless an operation is marked concurrent.
 

@@ -15,12 +15,8 @@
 class KEP_RG_TEST_ACCESS;
 class KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
 
-/// The finished routing graph.
-///
-///   node     a port position that can carry a signal: a plain node or a hipi node at a uip, or a boundary
-///   node at a port
-///            of the top
-///   edge     one node can drive another; real or redundant; it may run through a mux, by one input of it
+/// The finished routing graph: nodes, plain, hipi or boundary, and real and redundant edges between them,
+/// each through a mux input or none (docs/glossary.md: node, edge).
 ///
 /// Nodes, edges, iterators and ranges are small values that refer to storage of the graph. Reading allocates
 /// nothing and changes nothing; any number of threads may read at once. Values of a graph that was replaced

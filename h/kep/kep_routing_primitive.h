@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-/// The persisted description of a device's routing primitives: muxes and their arcs, flyovers, and marks on
+/// The persisted description of a device (docs/glossary.md): muxes and their arcs, flyovers, and marks on
 /// modules and ports. It belongs to the database, is written by one thread while a device is described and
 /// then read by any number. Absence is null, 0, false or an empty range; nothing here throws. Everything is
 /// enumerated in the order in which it was added.

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 /// The small types that all of `kep` shares: views, database types, kinds of marks, and the style of names.
+/// What each of them means to a graph stands in docs/glossary.md.
 
 class KEP_DB;
 class KEP_DB_BUILDER;
@@ -45,9 +46,8 @@ struct KEP_NAME_STYLE {
   char m_port_separator = ':';
 };
 
-/// 0 is no hipi; 1, 2 and 3 are hipi m, hipi t and hipi p.
+/// 0 is no hipi; 1, 2 and 3 are hipi m, hipi t and hipi p (docs/glossary.md).
 enum class KEP_ROUTING_PRIMITIVE_HIPI : unsigned char { NONE = 0, M = 1, T = 2, P = 3 };
 
-/// 0 is no tunnel. A module of type 2 is transparent to a leaf search that honours tunnels; an edge through a
-/// tunnel goes from type 1 to type 3.
+/// 0 is no tunnel; 1, 2 and 3 are the parts of one (docs/glossary.md).
 enum class KEP_ROUTING_PRIMITIVE_TUNNEL : unsigned char { NONE = 0, SOURCE = 1, THROUGH = 2, TARGET = 3 };

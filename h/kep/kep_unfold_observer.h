@@ -2,7 +2,8 @@
 
 #include "kep/kep_unfolded.h"
 
-/// The base class through which a walk over the unfolded model tells what it does. This one does nothing.
+/// The base class through which a walk over the unfolded model tells what it does (docs/verification.md lists
+/// what the points of a walk are). This one does nothing.
 class KEP_EXPORT KEP_UNFOLD_OBSERVER {
 public:
   enum class VISIT_TYPE : int {

@@ -7,7 +7,8 @@
 #include <functional>
 #include <string>
 
-/// The unfolded model: every object named by where it stands below the top.
+/// The unfolded model: every object named by where it stands below the top (docs/glossary.md: unfolded, uip,
+/// full name).
 ///
 /// Each of the five values is two words, a position and the folded object there. They own nothing, are copied
 /// as plain memory and are valid as long as the database. A null m_object means that there is none, and every
@@ -103,7 +104,7 @@ public:
   KEP_RELATIVE_PATH operator-(const KEP_UNFOLDED_MODULE& module) const;
 };
 
-/// The routing unit, called uip: an inst port of an instance at its position.
+/// A uip, the unit of routing: an inst port of an instance at its position.
 class KEP_EXPORT KEP_UNFOLDED_INST_PORT : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_INST_PORT, KEP_INST_PORT> {
 public:
   KEP_UNFOLDED_INST_PORT() = default;

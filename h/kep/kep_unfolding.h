@@ -6,10 +6,9 @@
 
 /// The positions of the unfolded hierarchy, as numbers.
 ///
-/// An *inner occurrence* is an occurrence of a module that holds instances or nets. All of them stand in one
-/// array, the inner children of one occurrence side by side, so that every step of an unfolded value is
-/// arithmetic and a few loads. An occurrence of any other module has no entry: it is named by the inner
-/// occurrence above it and its slot there.
+/// All inner occurrences (docs/glossary.md: occurrence, slot) stand in one array, the inner children of one
+/// side by side, so that every step of an unfolded value is arithmetic and a few loads. Any other occurrence
+/// has no entry: it is named by the inner occurrence above it and its slot there.
 ///
 /// Entry 0 stands above the tops: its slots are the top module and its equivalents in other views.
 ///

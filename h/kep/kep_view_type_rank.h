@@ -2,7 +2,8 @@
 
 #include "kep/kep_design.h"
 
-/// Up to two views in order of preference. A small value; an empty rank finds nothing.
+/// Up to two views in order of preference (docs/glossary.md: rank). A small value; an empty rank finds
+/// nothing.
 class KEP_VIEW_TYPE_RANK {
 public:
   KEP_VIEW_TYPE_RANK() = default;

@@ -74,7 +74,7 @@ private:
   std::uint64_t m_init_size_MiB = 1;
 };
 
-/// Turns a database with a finished description into its routing graph.
+/// Turns a database with a finished description into its routing graph (docs/glossary.md).
 ///
 ///   KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS().set_num_threads(2));
 ///   build.build(); // db->get_routing_template_graph() now shows the new graph

@@ -6,7 +6,7 @@
 #include <string>
 
 /// What a build counted: one record for nodes, written by one thread, and one for edges, a copy a worker
-/// thread. Plain values.
+/// thread. Plain values. A cdrn cache is a fanout cache (docs/glossary.md).
 
 struct KEP_RG_NODE_CREATION_STATS {
   std::uint32_t m_eliminated_num_nodes = 0;       ///< ports that were excluded, each time they were reached

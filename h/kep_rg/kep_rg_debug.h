@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// What KEP_RG_BUILD::debug_edges gives to a debugger: plain values, in lists that grow at their end.
+/// What KEP_RG_BUILD::debug_edges gives to a debugger (DBG): plain values, in lists that grow at their end.
 
 /// One fanout.
 class KEP_RG_EXPORT KEP_RG_DBG_FANOUT {

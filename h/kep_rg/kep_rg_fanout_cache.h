@@ -7,9 +7,10 @@
 #include <cstdint>
 #include <vector>
 
-/// Answers of earlier leaf searches, for the like nodes of other places. An answer is the list of leaves as
-/// seen from a module that encloses the search. It is kept under the driver's inst port, the number of levels
-/// from the master of the driver's instance up to that module, the module, and the driver's place below it.
+/// Answers of earlier leaf searches, for like places (docs/glossary.md), called cdrn cache in names. An
+/// answer is the list of leaves as seen from a module that encloses the search. It is kept under the driver's
+/// inst port, the number of levels from the master of the driver's instance up to that module, the module,
+/// and the driver's place below it.
 ///
 /// The leaves are not kept as relative paths, since whoever follows one searches each level on the way. They
 /// are inst ports of inner occurrences, and each occurrence is a child of an earlier one: a hit takes two

@@ -6,9 +6,9 @@
 
 #include <unordered_set>
 
-/// From one routing node the next one along a plain wire: follows the nets through the hierarchy for as long
-/// as each has only one way on. Of an inst port and a port on one net the inst port is taken if it leads
-/// anywhere.
+/// From one routing node the next one along a plain wire (docs/glossary.md): follows the nets through the
+/// hierarchy for as long as each has only one way on. Of an inst port and a port on one net the inst port is
+/// taken if it leads anywhere.
 ///
 /// The observer is told of each point of the way, as WALK, and of the node at its end, as FOUND. An object
 /// keeps no state between calls; threads may share one if the observer stands it.

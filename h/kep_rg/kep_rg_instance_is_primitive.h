@@ -8,7 +8,7 @@
 #include <vector>
 
 /// Tells the leaf search what is a routing primitive while a graph is built: a walk ends at the leaves of the
-/// description and at inserted ports.
+/// description and at inserted ports (docs/glossary.md: predicate).
 ///
 /// The database and the tables must outlive the predicate. Once it is made any number of threads may ask;
 /// nothing is written, and the common answers take a few loads. A copy holds a classification of its own, so

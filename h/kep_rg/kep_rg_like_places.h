@@ -8,9 +8,9 @@
 #include <limits>
 #include <vector>
 
-/// What tells whether the answer of a leaf search may serve other places: where the next place of a module
-/// is, and on which nets a search asks where it stands. Filled before the edge phase; then any number of
-/// threads may read.
+/// What tells whether the answer of a leaf search may serve like places (docs/glossary.md): where the next
+/// place of a module is, and on which nets a search asks where it stands. Filled before the edge phase; then
+/// any number of threads may read.
 class KEP_RG_EXPORT KEP_RG_LIKE_PLACES {
 public:
   static constexpr std::uint64_t NO_END = std::numeric_limits<std::uint64_t>::max();

@@ -7,7 +7,8 @@
 #include <unordered_set>
 
 /// The description front end: a tool states here which ports are joined by an arc, which modules are routing
-/// roots, which ports are inserted nodes, and so on, before any graph is built.
+/// roots, which ports are inserted nodes, and so on, before any graph is built. What each of these means to a
+/// graph stands in docs/glossary.md; a routing file has a statement for each (docs/formats.md).
 ///
 /// Every fact goes at once into the description of the database, and is copied to the module's equivalents in
 /// other views by a rule of its own for each kind of fact, so that a device is described once. Ports
@@ -32,7 +33,7 @@ public:
   void add_port_edge(KEP_PORT* input, KEP_PORT* output);
   void add_port_edge(KEP_PORT* input, KEP_PORT* output, bool flag);
   void add_port_edge(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_PRIMITIVE_HIPI hipi, bool flag);
-  /// A jump taken on instances in a spare row; copied to LOGICAL_TWIN equivalents.
+  /// Copied to LOGICAL_TWIN equivalents.
   void add_routing_flyover(KEP_PORT* input, KEP_PORT* output);
   /// LOGICAL registers the module itself, BLC all its BLC equivalents and not the module; any other view, or
   /// no BLC equivalent, is refused. The module must be an IP root.
@@ -41,9 +42,9 @@ public:
   void add_inserted_node(const std::string& name, KEP_PORT* port);
   /// A type other than 0 is copied to BLC equivalents.
   void add_tunnel_type(KEP_MODULE* module, KEP_ROUTING_PRIMITIVE_TUNNEL tunnel);
-  /// Copied to LOGICAL_TWIN and BLC equivalents.
+  /// A mark that no build reads. Copied to LOGICAL_TWIN and BLC equivalents.
   void add_module_is_not_template(KEP_MODULE* module);
-  /// Copied to LOGICAL_TWIN equivalents. Null is refused.
+  /// A mark that no build reads. Copied to LOGICAL_TWIN equivalents. Null is refused.
   void disable_merge(KEP_PORT* output_port);
 
   /// Marks the arcs of all muxes of the module and of its equivalents as skip paths, or as none. A mux whose

@@ -10,7 +10,8 @@
 
 class KEP_RG_REDUNDANCY_FIXUP_TABLES; // the two rewrite tables; belongs to the parser
 
-/// Reads redundancy data: a text that names, for one module, ports below it that are redundant.
+/// Reads redundancy data (docs/glossary.md): a text that names, for one module, ports below it that are
+/// redundant.
 ///
 ///   module_name: my_tile
 ///   0 inst_a/inst_b:port_c

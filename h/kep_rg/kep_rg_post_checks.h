@@ -6,7 +6,8 @@
 
 #include <string>
 
-/// Proves that the graph of a database keeps the rules that its readers rely on.
+/// Tells whether the graph of a database keeps the rules that its readers rely on. docs/verification.md says
+/// what each finding means.
 ///
 /// Construct one after a build and call the checks in any order and any number of times. A check gives true
 /// for a clean graph; a finding is a line of the report under its rule code, and false. No check changes the

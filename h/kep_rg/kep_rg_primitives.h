@@ -15,10 +15,8 @@
 /// ports of a module take part in routing, and where a signal passes a mux without a node (a skip path). It
 /// is keyed on the folded model.
 ///
-///   stop module     a leaf of the search: the module of a mux that is no skip mux, or a foreign master
-///   skip path       an arc that makes no node, in every instance of its module or on single instances
-///   inserted port   stops the search and becomes a node; a removed port becomes none
-///   ignored port    an output of an arc of a skip mux without exceptions
+/// Stop modules, skip paths and exception instances, inserted, removed and ignored ports are those of
+/// docs/glossary.md.
 ///
 /// The constructor digests everything once. Keys must belong to the database, which must outlive the object,
 /// as must the cache. The mutators are for the time before the first parallel phase; from then on any number
@@ -197,7 +195,7 @@ private:
   PORT_SET m_all_removed_ports;
   MODULE_PORTS m_module_to_removed_ports;
   std::set<const KEP_MODULE*> m_stop_modules;
-  std::set<const KEP_INSTANCE*> m_stop_instances; // read by the predicates, filled by nothing yet
+  std::set<const KEP_INSTANCE*> m_stop_instances; // read by the predicates; nothing fills it
   std::set<const KEP_MODULE*> m_routing_roots;
   std::map<const KEP_PORT*, PORTS> m_skip_path_ports;
   std::map<const KEP_INST_PORT*, INST_PORTS> m_skip_path_inst_ports;

@@ -5,9 +5,9 @@
 
 /// Writes the path of every wire below every logical routing root into the table "routing_crf" of the
 /// database, once: each output or bidirectional port that has a wire type, given from the root or for its own
-/// module. One report line a root. KEP_RUNTIME_ERROR when the table, or on a database without redundancy the
-/// root's entry, exists already, and for a root that is no IP root; roots done before stay in the table. One
-/// thread, with exclusive use of the table.
+/// module (docs/glossary.md: wire type). One report line a root. KEP_RUNTIME_ERROR when the table, or on a
+/// database without redundancy the root's entry, exists already, and for a root that is no IP root; roots
+/// done before stay in the table. One thread, with exclusive use of the table.
 KEP_RG_EXPORT void kep_rg_store_relative_routing_wire_paths(KEP_DB* db);
 
 /// Adds the entries of a group to its top module in a table. The group must not be empty.

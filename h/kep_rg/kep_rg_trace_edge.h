@@ -11,7 +11,7 @@
 #include <memory>
 #include <vector>
 
-/// Gets back what a finished graph no longer says: the way of an edge through the hierarchy.
+/// Gets back what a finished graph doesn't say: the way of an edge through the hierarchy.
 ///
 /// The trace of an edge is the chain of uips from behind its source to its target, the mux input before the
 /// target. One object serves one thread; several may trace side by side on one graph, which they only read.

@@ -9,7 +9,7 @@
 #include <vector>
 
 /// Tells the leaf search where routing nodes are: a walk ends wherever one stands, and at the same leaves as
-/// a build but for BLC routing roots.
+/// a build but for BLC routing roots (docs/glossary.md: predicate).
 ///
 /// Lifetimes, threads and copies are those of KEP_RG_INSTANCE_IS_PRIMITIVE; the node cache must be complete
 /// and outlive the predicate.
