@@ -126,8 +126,10 @@ void KEP_RG_PROOF_NODE::begin_at_port(const START& start, bool through_tunnels) 
   const auto begin_outside = [&](bool in_blc) {
     if (!start.m_uip || port->is_input()) return;
     const KEP_MODULE* parent = start.m_uip.m_object->get_inst()->get_parent();
-    if ((parent->get_view_type() == KEP_VIEW_TYPE::BLC) == in_blc)
-      begin(start.m_uip.get_unfolded_net(), {start.m_uip, {}}, in_blc);
+    if ((parent->get_view_type() == KEP_VIEW_TYPE::BLC) != in_blc) return;
+    // Where it begins, a connection does not end, and may go on through a path that begins at the same point.
+    m_in_order |= m_facts.begins_some_path(start.m_uip.m_object->get_port());
+    begin(start.m_uip.get_unfolded_net(), {start.m_uip, {}}, in_blc);
   };
   for (const bool in_blc : {true, false}) {
     begin_inside(in_blc);

@@ -135,6 +135,7 @@ public:
   void add_skip_paths(KEP_INSTANCE* instance);
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
   using MODULE_PORTS = std::map<const KEP_MODULE*, PORT_SET>;
   using ARCS_BY_MODULE = std::vector<std::vector<const KEP_ROUTING_ARC*>>; // by module number
 

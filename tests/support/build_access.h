@@ -9,6 +9,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -184,6 +187,41 @@ public:
   }
 
 private:
+  /// Makes what the constructor derives from the tables of the digest anew.
+  static void renew(KEP_RG_BUILD& build) {
+    KEP_RG_PRIMITIVES& digest = build.m_primitives;
+    std::fill(digest.m_port_flags.begin(), digest.m_port_flags.end(), 0);
+    std::fill(digest.m_module_flags.begin(), digest.m_module_flags.end(), 0);
+    for (const auto& [port, outputs] : digest.m_skip_path_ports)
+      digest.set_flag(port, KEP_RG_PRIMITIVES::SKIP_PATH);
+    for (const auto* paths : {&digest.m_skip_path_inst_ports, &digest.m_dont_skip_path_inst_ports})
+      for (const auto& [inst_port, outputs] : *paths)
+        digest.set_flag(inst_port->get_port(), KEP_RG_PRIMITIVES::INST_PATH);
+    for (const auto& [port, output] : digest.m_skip_path_sparerow_map)
+      digest.set_flag(port, KEP_RG_PRIMITIVES::SPARE_ROW);
+    for (const KEP_PORT* port : digest.m_all_inserted_ports)
+      digest.set_flag(port, KEP_RG_PRIMITIVES::INSERTED);
+    for (const auto& [module, ports] : digest.m_module_to_inserted_ports)
+      for (const KEP_PORT* port : ports)
+        digest.set_flag(port, KEP_RG_PRIMITIVES::INSERTED_IN_MODULE);
+    for (const auto& [module, ports] : digest.m_module_to_removed_ports)
+      for (const KEP_PORT* port : ports)
+        digest.set_flag(port, KEP_RG_PRIMITIVES::REMOVED_IN_MODULE);
+    for (const KEP_PORT* port : digest.m_ignored_ports)
+      digest.set_flag(port, KEP_RG_PRIMITIVES::IGNORED);
+    for (const KEP_INST_PORT* inst_port : digest.m_inserted_inst_ports)
+      digest.set_flag(inst_port->get_port(), KEP_RG_PRIMITIVES::INST_INSERTED);
+    for (const KEP_MODULE* module : digest.m_routing_roots)
+      digest.set_flag(module, KEP_RG_PRIMITIVES::ROUTING_ROOT);
+    for (const KEP_MODULE* module : digest.m_blc_bidir_buffers)
+      digest.set_flag(module, KEP_RG_PRIMITIVES::BLC_BIDIR_BUFFER);
+    const KEP_VIEW_TYPE_RANK& rank = build.m_view_type_rank;
+    std::destroy_at(&build.m_instance_is_primitive);
+    std::construct_at(&build.m_instance_is_primitive, build.m_db, digest, rank);
+    std::destroy_at(&build.m_trace_predicate);
+    std::construct_at(&build.m_trace_predicate, build.m_db, digest, rank, &build.m_node_cache);
+  }
+
   static std::size_t get_num_slots(const KEP_ROUTING_GRAPH_STORAGE& storage) {
     std::size_t num_slots = 0;
     for (std::uint32_t place = 0; place != storage.m_places->get_num_places(); ++place)
@@ -230,6 +268,40 @@ public:
   static bool verify_trace_edge(KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& from,
                                 const std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
     return tracer.verify_trace_edge(from, trace);
+  }
+
+  /// Takes a random entry out of the named table of the builder's digest, before the build; false where the
+  /// table is empty.
+  template <class RANDOM>
+  static bool drop_from_digest(KEP_RG_BUILD& build, const std::string& table, RANDOM& random) {
+    KEP_RG_PRIMITIVES& digest = build.m_primitives;
+    const auto drop = [&random](auto& entries) {
+      if (entries.empty()) return false;
+      entries.erase(std::next(entries.begin(), random.below(entries.size())));
+      return true;
+    };
+    const auto drop_port = [&](auto& sets) {
+      if (sets.empty()) return false;
+      return drop(std::next(sets.begin(), random.below(sets.size()))->second);
+    };
+    const bool is_dropped = table == "m_module_to_ports"            ? drop_port(digest.m_module_to_ports)
+                            : table == "m_all_inserted_ports"       ? drop(digest.m_all_inserted_ports)
+                            : table == "m_module_to_inserted_ports" ? drop(digest.m_module_to_inserted_ports)
+                            : table == "m_module_to_removed_ports"  ? drop(digest.m_module_to_removed_ports)
+                            : table == "m_stop_modules"             ? drop(digest.m_stop_modules)
+                            : table == "m_routing_roots"            ? drop(digest.m_routing_roots)
+                            : table == "m_skip_path_ports"          ? drop(digest.m_skip_path_ports)
+                            : table == "m_skip_path_inst_ports"     ? drop(digest.m_skip_path_inst_ports)
+                            : table == "m_dont_skip_path_inst_ports"
+                                ? drop(digest.m_dont_skip_path_inst_ports)
+                            : table == "m_skip_path_sparerow_map" ? drop(digest.m_skip_path_sparerow_map)
+                            : table == "m_ignored_ports"          ? drop(digest.m_ignored_ports)
+                            : table == "m_inserted_inst_ports"    ? drop(digest.m_inserted_inst_ports)
+                            : table == "m_blc_bidir_buffers"      ? drop(digest.m_blc_bidir_buffers)
+                            : table == "m_redundant_inputs"       ? drop(build.m_redundant_inputs)
+                                                                  : false;
+    if (is_dropped) renew(build);
+    return is_dropped;
   }
 
   static bool disables_edges(const KEP_RG_BUILD& build) { return build.m_disable_edge_allocation; }

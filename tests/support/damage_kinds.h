@@ -290,12 +290,55 @@ inline bool put_twin_in_last_place(DAMAGE_SUBJECT& s) {
   return true;
 }
 
+enum class NODE_KIND { PLAIN, TWIN, BOUNDARY };
+
+/// A node that no twin stands beside, unless it is to be a twin itself.
+inline bool pick_node_of_kind(DAMAGE_SUBJECT& s, NODE_KIND kind, std::size_t& at) {
+  return s.pick_node(at, [&](std::size_t each) {
+    switch (kind) {
+    case NODE_KIND::PLAIN:
+      return s.is_plain(each) && !s.has_twin(each);
+    case NODE_KIND::TWIN:
+      return s.node(each).m_is_hipi;
+    case NODE_KIND::BOUNDARY:
+      return s.node(each).m_port != nullptr;
+    }
+    return false;
+  });
+}
+
+inline bool drop_node(DAMAGE_SUBJECT& s, NODE_KIND kind) {
+  std::size_t at = 0;
+  if (!pick_node_of_kind(s, kind, at)) return false;
+  s.graph().drop_node(at);
+  return publish(s);
+}
+
+/// A plain node, at an inst port of an instance that has nodes, or a twin beside a node without one. Nothing
+/// drives it and it drives nothing.
+inline bool add_node(DAMAGE_SUBJECT& s, NODE_KIND kind) {
+  std::size_t near = 0;
+  if (!pick_node_of_kind(s, NODE_KIND::PLAIN, near)) return false;
+  if (kind == NODE_KIND::TWIN) {
+    s.graph().nodes().push_back({s.node(near).m_uip, nullptr, true});
+    return publish(s);
+  }
+  std::vector<KEP_UNFOLDED_INST_PORT> places;
+  for (const KEP_UNFOLDED_INSTANCE& instance :
+       s.node(near).m_uip.get_unfolded_instance().get_parent().iter_instances())
+    for (const KEP_UNFOLDED_INST_PORT& uip : instance.iter_inst_ports())
+      if (!s.has_node(uip)) places.push_back(uip);
+  if (places.empty()) return false;
+  s.graph().nodes().push_back({s.random().pick(places)});
+  return publish(s);
+}
+
 /// What has to be found and what cannot be follows from what each check looks at: redundant edges, at real
 /// edges of nodes with redundant ones; hipi, at fanins that are twins; connectivity, at real edges and at
 /// whether there are fanins; a trace, at single edges and never at which are missing. A trace takes the first
 /// of several edges between two nodes for all, knows ports of muxes but not their instances, and sets out
-/// from a port on both sides, though only one of them is driven. The proof knows every edge, and no order of
-/// fanins.
+/// from a port on both sides, though only one of them is driven. The proof knows every node and
+/// every edge, and no order of fanins.
 inline const std::vector<DAMAGE_KIND>& damage_kinds() {
   static const std::vector<DAMAGE_KIND> list = {
       {"real edge doubled beside redundant ones",
@@ -353,6 +396,26 @@ inline const std::vector<DAMAGE_KIND>& damage_kinds() {
        {"hipi", "proof"},
        {"redundant"},
        [](DAMAGE_SUBJECT& s) { return give_twin_to_other_node(s, true); }},
+      {"node dropped with its edges",
+       {"proof"},
+       {"redundant", "hipi"},
+       [](DAMAGE_SUBJECT& s) { return drop_node(s, NODE_KIND::PLAIN); }},
+      {"twin dropped with its edges",
+       {"proof"},
+       {"redundant", "hipi"},
+       [](DAMAGE_SUBJECT& s) { return drop_node(s, NODE_KIND::TWIN); }},
+      {"boundary node dropped with its edges",
+       {"proof"},
+       {"redundant", "hipi"},
+       [](DAMAGE_SUBJECT& s) { return drop_node(s, NODE_KIND::BOUNDARY); }},
+      {"surplus node",
+       {"proof"},
+       {"redundant", "count", "hipi", "connectivity"},
+       [](DAMAGE_SUBJECT& s) { return add_node(s, NODE_KIND::PLAIN); }},
+      {"surplus twin",
+       {"proof"},
+       {"redundant", "count", "connectivity"},
+       [](DAMAGE_SUBJECT& s) { return add_node(s, NODE_KIND::TWIN); }},
       {"twin in last place",
        {"hipi"},
        {"redundant", "count", "connectivity", "trace", "proof"},

@@ -92,6 +92,17 @@ public:
     edges.erase(found);
   }
 
+  /// Takes a node out, and all edges to and from it.
+  void drop_node(std::size_t index) {
+    m_nodes.erase(m_nodes.begin() + static_cast<std::ptrdiff_t>(index));
+    for (NODE& node : m_nodes)
+      for (const bool redundant : {false, true}) {
+        std::erase_if(node.edges(redundant), [index](const EDGE& edge) { return edge.m_to == index; });
+        for (EDGE& edge : node.edges(redundant))
+          edge.m_to -= edge.m_to > index;
+      }
+  }
+
   /// Makes the lists the graph of the database, in place of the one that it has.
   void publish() const {
     using BUILDER = KEP_ROUTING_BUILDER_GRAPH;
