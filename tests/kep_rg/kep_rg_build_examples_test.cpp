@@ -1,5 +1,6 @@
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_routing_reader.h"
+#include "kep_rg/kep_rg_proof.h"
 #include "support/build_case.h"
 
 #include <gtest/gtest.h>
@@ -74,11 +75,15 @@ TEST_P(BuildExamplesTest, GivesTheGraphWorkedOutByHand) {
   c.build();
   EXPECT_EQ(node_lines(*c.db()), sorted_lines(path + "expected/nodes.tsv"));
   EXPECT_EQ(edge_lines(*c.db()), sorted_lines(path + "expected/edges.tsv"));
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(c.db());
+  EXPECT_TRUE(KEP_RG_PROOF(c.db(), cache).run(1).is_sound());
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, BuildExamplesTest,
                          testing::Values("plain_mux_chain", "skip_mux", "inserted_node", "hipi_twin",
-                                         "blc_root", "top_ports_routed", "redundant_inputs"),
+                                         "blc_root", "top_ports_routed", "redundant_inputs",
+                                         "edge_to_a_place_that_lacks_nodes", "node_missing_inside_a_blc",
+                                         "mux_input_behind_a_blc"),
                          [](const auto& device) { return std::string(device.param); });
 
 } // namespace

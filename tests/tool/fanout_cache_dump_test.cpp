@@ -61,7 +61,7 @@ TEST_F(FanoutCacheDump, IsTheSameForEveryExampleDevice) {
     hits += compare(device);
     ++count;
   }
-  EXPECT_EQ(count, 7U);
+  EXPECT_EQ(count, 10U);
   EXPECT_GT(hits, 0U);
 }
 
