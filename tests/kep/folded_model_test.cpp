@@ -189,15 +189,6 @@ TEST_F(FoldedModel, a_module_tells_its_name_view_and_marks) {
   EXPECT_EQ(blc->get_db(), db.get());
 }
 
-TEST_F(FoldedModel, options_of_a_name_style_do_not_change_a_name) {
-  KEP_NAME_STYLE other;
-  for (bool& option : other.m_options)
-    option = true;
-  EXPECT_EQ(module(*db, "TILE")->get_name(other), "TILE");
-  EXPECT_EQ(port(*db, "TILE", "in")->get_name(other), "in");
-  EXPECT_EQ(instance(*db, "TILE", "m")->get_name(other), "m");
-}
-
 TEST_F(FoldedModel, an_empty_module_gives_empty_ranges) {
   const KEP_MODULE* empty = module(*db, "EMPTY");
   EXPECT_EQ(empty->get_num_ports(), 0U);

@@ -232,7 +232,6 @@ TEST_F(RoutingGraph, names_follow_the_style) {
   KEP_NAME_STYLE style;
   style.m_hierarchy_separator = '.';
   style.m_port_separator = '#';
-  style.m_options[0] = style.m_options[6] = true;
   EXPECT_EQ(node("t/m:z").get_name(style), "t.m#z");
   EXPECT_EQ(KEP_ROUTING::NODE(q).get_name(style), "#q");
 }

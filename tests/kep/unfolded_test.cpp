@@ -179,9 +179,6 @@ TEST_F(Unfolded, names_leave_out_the_top) {
   other.m_port_separator = '#';
   EXPECT_EQ(uip(*db, "a/t/m:z").get_name(other), "a.t.m#z");
   EXPECT_EQ(top.get_unfolded_port_by_index(0).get_name(other), "#p");
-  for (bool& option : other.m_options)
-    option = true;
-  EXPECT_EQ(uip(*db, "a/t/m:z").get_name(other), "a.t.m#z") << "options change nothing";
 }
 
 TEST_F(Unfolded, the_same_object_at_two_places_is_two_values) {
