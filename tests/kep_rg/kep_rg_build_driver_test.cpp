@@ -242,6 +242,37 @@ TEST(BuildDriverTest, PrintsAProgressLineForEveryRangeWhenTheStepIsOne) {
                              HasSubstr(" wallclock] ... get_leaf: "), HasSubstr(" calls/s, 6 calls, ")));
 }
 
+TEST(BuildDriverTest, CountsRangesOfOneNodeInItsProgressLines) {
+  const auto progress = [](BUILD_CASE& c) {
+    c.arcs("MUX", {"a"}, "o");
+    ACCESS::set_min_grain(c.builder(KEP_RG_BUILD_PARAMS().set_nodes_per_display(1)), 1);
+    std::vector<std::string> counts;
+    std::smatch match;
+    for (const std::string& line : c.build())
+      if (std::regex_search(line, match, std::regex("^\\((.*%) done\\).*\\[(.*) nodes in")))
+        counts.push_back(match.str(1) + ": " + match.str(2));
+    return counts;
+  };
+  BUILD_CASE one(R"(
+    module MUX
+      ports >a <o
+    module TOP top
+      inst m MUX header
+      net n m.o m.a
+  )");
+  EXPECT_THAT(progress(one), ElementsAre("100%: 1 of 1"));
+  BUILD_CASE two(R"(
+    module MUX
+      ports >a <o
+    module TOP top
+      inst m MUX header
+      inst k MUX header
+      net n m.o k.a
+      net q k.o m.a
+  )");
+  EXPECT_THAT(progress(two), ElementsAre("50%: 1 of 2", "100%: 2 of 2"));
+}
+
 TEST(BuildDriverTest, StaysSilentInTheFirstSecondWhenTheStepIsLarger) {
   BUILD_CASE c(MODEL);
   describe(c);

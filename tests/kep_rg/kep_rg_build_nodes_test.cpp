@@ -309,6 +309,44 @@ TEST(BuildNodesOfRootsTest, AreRememberedByRootAndChild) {
       << "muxes are never entered, and never skipped";
 }
 
+TEST(BuildNodesOfRootsTest, AreMadeInEveryBlockOfEveryInstance) {
+  BUILD_CASE c(R"(
+    module PIN
+      ports >x <y
+    module BLK group=blk ip_root
+      ports >i <o
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i <o
+      inst p PIN
+      net n i p.x
+      net q p.y o
+    module BARE group=bare ip_root
+    module BARE_BLC group=bare view=BLC ip_root
+    module HOLDER
+      inst b BLK header
+      net n b.o b.i
+    module BARREN
+      inst b BARE header
+    module ROOT ip_root
+      inst h HOLDER
+      inst e BARREN
+    module TOP top
+      inst r ROOT
+      inst s ROOT
+  )");
+  for (const char* key : {"BLK", "BARE"})
+    c.parse().add_routing_root(c.model().module(key), 2);
+  c.parse().add_routing_root(c.model().module("ROOT"), 0);
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("r/h/b/p:x", "r/h/b/p:y", "s/h/b/p:x", "s/h/b/p:y"));
+  const auto module = [&](const char* key) { return c.model().module(key); };
+  EXPECT_THAT(
+      ACCESS::module_has_nodes(c.builder()),
+      UnorderedElementsAre(
+          Pair(module("ROOT"), UnorderedElementsAre(Pair(module("ROOT"), true), Pair(module("HOLDER"), true),
+                                                    Pair(module("BARREN"), false)))));
+}
+
 TEST(BuildNodesOfRootsTest, AreNotSoughtAgainInAChildThatGaveNothing) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
