@@ -48,6 +48,10 @@ KEP_VIEW_TYPE read_view(std::string_view text, const KEP_JSON_PLACE& place) {
   place.refuse(fmt::format("unknown view \"{}\"", text));
 }
 
+void refuse_nul(std::string_view name, const KEP_JSON_PLACE& place) {
+  if (name.find('\0') != std::string_view::npos) place.refuse("the name holds a NUL");
+}
+
 } // namespace
 
 KEP_MODEL_ATTRIBUTES::KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, const KEP_JSON_PLACE& place)
@@ -92,6 +96,7 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
   const KEP_MODEL_ATTRIBUTES attributes(module, place);
   const KEP_JSON_PLACE attributes_place(place, "attributes");
   KEP_MODULE_PROPERTIES properties;
+  refuse_nul(place.get_name(), place);
   if (const auto name = attributes.find_text("kep_name")) {
     kep_check_model_name(*name, KEP_JSON_PLACE(attributes_place, "kep_name"));
     properties.m_name = *name;
@@ -126,7 +131,7 @@ KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell,
 
 void kep_check_model_name(std::string_view name, const KEP_JSON_PLACE& place) {
   if (name.empty()) place.refuse("the name is empty");
-  if (name.find('\0') != std::string_view::npos) place.refuse("the name holds a NUL");
+  refuse_nul(name, place);
   if (name.find_first_of("/:") != std::string_view::npos)
     place.refuse(fmt::format("the name \"{}\" holds \"/\" or \":\"", name));
 }

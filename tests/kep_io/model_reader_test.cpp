@@ -144,6 +144,22 @@ TEST(ModelReader, NetNumbersMayBeAsLargeAsTheyLike) {
   EXPECT_EQ(members_of(net_of_name(module_of_key(*db, "U"), "$n18446744073709551614")), "m:p ");
 }
 
+TEST(ModelReader, ANetNumberMayBeTheSizeOfTheFile) {
+  // Smaller numbers are looked up in an array of at most that size.
+  const std::string before = R"({"modules": {"T": {"ports": {"p": {"direction": "input", "bits": [)";
+  const std::string between = R"(]}, "q": {"direction": "output", "bits": [)";
+  const std::string behind = "]}}}}}";
+  const std::size_t size = before.size() + between.size() + behind.size() + 2 * std::string("999").size();
+  ASSERT_GE(size, 102U);
+  ASSERT_LE(size, 998U);
+  for (const std::size_t number : {size - 1, size, size + 1}) {
+    const std::string bit = std::to_string(number);
+    const auto db = read(before + bit + between + bit + behind);
+    EXPECT_EQ(members_of(net_of_name(top_of(db), "$n" + bit)), "p q ");
+    EXPECT_EQ(top_of(db)->get_num_nets(), 1U);
+  }
+}
+
 TEST(ModelReader, AModuleIsNamedByItsKeyUnlessItHasAName) {
   const auto db = read(R"({"modules": {"A": {}, "B/1:x": {"attributes": {"kep_name": "N"}},
     "T": {"attributes": {"top": 1}}}})");
