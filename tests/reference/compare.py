@@ -4,7 +4,8 @@
 usage: compare.py --tool PATH --seeds A-B [--threads 1,2] [--no-redundancy] [--keep DIR]
 
 For each seed the exit status, the dumped nodes and edges (as multisets of lines) and the counters must be the
-same, and the dumps must be the same bytes for every number of threads. The folder of a failing seed is kept.
+same, and the dumps must be the same bytes for every number of threads. The proof of `kep-rg check` must find
+nothing in any graph. The folder of a failing seed is kept.
 """
 
 import argparse
@@ -27,16 +28,24 @@ SHOWN = 6
 TIMEOUT_S = 120
 
 
+def run_tool(command):
+    return subprocess.run(command, capture_output=True, text=True, errors="replace", timeout=TIMEOUT_S)
+
+
+def device_arguments(arguments):
+    model_file, routing_files, redundancy_files = arguments
+    command = [model_file, *routing_files]
+    for file_name in redundancy_files:
+        command += ["--redundancy", file_name]
+    return command
+
+
 class ToolRun:
     def __init__(self, tool, arguments, folder, threads):
-        model_file, routing_files, redundancy_files = arguments
         self.dump = os.path.join(folder, f"tool-{threads}")
         stats = os.path.join(folder, f"tool-{threads}.json")
-        command = [tool, "build", model_file, *routing_files]
-        for file_name in redundancy_files:
-            command += ["--redundancy", file_name]
-        command += ["-j", str(threads), "--dump", self.dump, "--stats", stats]
-        done = subprocess.run(command, capture_output=True, text=True, errors="replace", timeout=TIMEOUT_S)
+        command = [tool, "build", *device_arguments(arguments)]
+        done = run_tool([*command, "-j", str(threads), "--dump", self.dump, "--stats", stats])
         self.status = done.returncode
         self.message = done.stderr.strip()
         self.counters = {}
@@ -86,7 +95,23 @@ def compare_run(result, status, tool_run):
     return found
 
 
-def compare_seed(tool, seed, threads, with_redundancy, folder):
+def find_prove_option(tool):
+    """What makes `check` prove the graph, where it does not do so anyway."""
+    return ["--prove"] if "--prove" in run_tool([tool, "check", "--help"]).stdout else []
+
+
+def prove(check, arguments, threads):
+    """What the proof of `check` finds, as lines to print. Other findings are no matter of the graph."""
+    done = run_tool([*check, *device_arguments(arguments), "-j", str(threads)])
+    if done.returncode not in (0, 1):
+        return [f"check: exit status {done.returncode}: {done.stderr.strip()[-300:]}"]
+    if " the model" not in done.stdout:
+        return ["check: it tells nothing of a proof"]
+    lines = done.stdout.splitlines() + done.stderr.splitlines()
+    return [f"check: {line}" for line in lines if line.lstrip().startswith(("Missing", "Surplus"))]
+
+
+def compare_seed(tool, check, seed, threads, with_redundancy, folder):
     arguments = make_device(seed, with_redundancy).write(folder)
     result, status = None, 0
     try:
@@ -103,6 +128,8 @@ def compare_seed(tool, seed, threads, with_redundancy, folder):
         for name in HEADERS:
             if tool_run.bytes_of(name) != first.bytes_of(name):
                 found.append(f"{name}: other bytes with {count} threads than with {threads[0]}")
+    if first:
+        found += prove(check, arguments, threads[-1])
     return found, result
 
 
@@ -117,13 +144,14 @@ def main():
     first, last = (int(text) for text in arguments.seeds.split("-"))
     threads = [int(text) for text in arguments.threads.split(",")]
     keep = arguments.keep or tempfile.mkdtemp(prefix="kep-rg-compare-")
+    check = [arguments.tool, "check", *find_prove_option(arguments.tool)]
     passed = failed = with_edges = edges = refused = 0
     for seed in range(first, last + 1):
         folder = os.path.join(keep, f"seed-{seed}")
         os.makedirs(folder, exist_ok=True)
         try:
             found, result = compare_seed(
-                arguments.tool, seed, threads, not arguments.no_redundancy, folder
+                arguments.tool, check, seed, threads, not arguments.no_redundancy, folder
             )
         except (OSError, ValueError, KeyError, subprocess.TimeoutExpired) as error:
             found, result = [f"{type(error).__name__}: {error}"], None
