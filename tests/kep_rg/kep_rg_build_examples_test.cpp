@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -57,6 +58,13 @@ std::vector<std::string> edge_lines(const KEP_DB& db) {
   return lines;
 }
 
+/// The counters of a build that do not hang on time.
+std::vector<std::uint64_t> counters_of(const KEP_RG_EDGE_CREATION_STATS& stats) {
+  return {stats.n_skip_port,        stats.n_nodes, stats.n_nodes_done,      stats.n_get_leaf_calls,
+          stats.n_get_leaf_fanouts, stats.n_edges, stats.n_redundant_edges, stats.n_cdrn_cache_hits,
+          stats.n_cdrn_cache_misses};
+}
+
 class BuildExamplesTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(BuildExamplesTest, GivesTheGraphWorkedOutByHand) {
@@ -77,6 +85,14 @@ TEST_P(BuildExamplesTest, GivesTheGraphWorkedOutByHand) {
   EXPECT_EQ(edge_lines(*c.db()), sorted_lines(path + "expected/edges.tsv"));
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(c.db());
   EXPECT_TRUE(KEP_RG_PROOF(c.db(), cache).run(1).is_sound());
+
+  const std::vector<std::uint64_t> walked = counters_of(c.builder().get_edge_stats());
+  c.drop_builder();
+  KEP_RG_TEST_ACCESS::search_all(c.builder());
+  c.build();
+  EXPECT_EQ(edge_lines(*c.db()), sorted_lines(path + "expected/edges.tsv"))
+      << "plain connections searched, too";
+  EXPECT_EQ(counters_of(c.builder().get_edge_stats()), walked);
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, BuildExamplesTest,
