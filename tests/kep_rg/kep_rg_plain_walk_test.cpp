@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -92,6 +93,14 @@ const char* const TILES = R"(
     net b u.p t.q
 )";
 
+/// A device whose third module is a block; so many of its ports have an index, which makes them nodes.
+std::unique_ptr<KEP_DB> block_with_ports(const std::string& text, unsigned num_ports) {
+  test_model::TEXT_MODEL model(text);
+  for (unsigned port = 0; port != num_ports; ++port)
+    model.builder().set_port_blc(static_cast<KEP_MODULE_ID>(2), port, static_cast<int>(port), "");
+  return model.freeze();
+}
+
 class PlainWalkTest : public testing::Test {
 protected:
   static std::string device(const std::string& text) { return MODULES + text; }
@@ -169,6 +178,67 @@ TEST_F(PlainWalkTest, LeavesTheEndsOfATunnelToTheSearch) {
     FOLDED_CASE folded(c);
     EXPECT_EQ(folded.walk("x:o"), type == 3) << "tunnel type " << type;
   }
+}
+
+// At an unconnected input of a block with arcs the search goes through its own arcs, and where it has none,
+// nowhere, not even inside. Here the arc ends at an input, which makes that a node.
+TEST_F(PlainWalkTest, LeavesEveryInputOfABlockWithArcsToTheSearch) {
+  BUILD_CASE c(block_with_ports(R"(
+    module PIN
+      ports >x
+    module BLK group=blk ip_root
+      ports >i >j
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i >j
+      inst p PIN
+      inst k PIN
+      net n i p.x
+      net m j k.x
+    module TOP top
+      inst b BLK header
+      net n b.i
+  )",
+                                2));
+  c.parse().add_routing_root(c.model().module("BLK"), 2);
+  c.arcs("BLK_BLC", {"i"}, "j");
+  FOLDED_CASE folded(c);
+  EXPECT_FALSE(folded.walk("b:i"));
+  EXPECT_FALSE(folded.walk("b:j"));
+  ASSERT_THAT(c.nodes(), ElementsAre("b:i", "b:j", "b/p:x", "b/k:x"));
+  EXPECT_THAT(c.edges(), ElementsAre("b:i -> b/p:x"));
+  c.drop_builder();
+  c.build();
+  EXPECT_THAT(c.edges(), ElementsAre("b:i -> b/p:x"));
+}
+
+// Spare rows keep only nodes with a wire type: in u the port of the block has one, the pin behind it does
+// not.
+TEST_F(PlainWalkTest, LeavesABlockWhoseNodesAreNotAllThereToTheSearch) {
+  BUILD_CASE c(block_with_ports(R"(
+    module PIN
+      ports >x
+    module BLK group=blk ip_root
+      ports >i
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i
+      inst p PIN
+      net n i p.x
+    module TOP top
+      inst t BLK header
+      inst u BLK header
+      net n t.i
+      net m u.i
+  )",
+                                1));
+  c.parse().add_routing_root(c.model().module("BLK"), 2);
+  for (const char* key : {"BLK", "BLK_BLC"})
+    c.store()->add_wire_type(KEP_RELATIVE_PATH::create({}, c.model().port(std::string(key) + ":i")), "w", 2);
+  c.db()->get_legacy_api()->set_spare_row(c.model().unfolded_instance("u"), true);
+  FOLDED_CASE folded(c);
+  ASSERT_THAT(c.nodes(), ElementsAre("t:i", "u:i", "t/p:x"));
+  ASSERT_TRUE(folded.walk("t:i"));
+  EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("t/p:x"));
+  EXPECT_FALSE(folded.walk("u:i"));
 }
 
 TEST_F(PlainWalkTest, LeavesThePortsOfATopThatRoutesThemToTheSearch) {
