@@ -305,6 +305,49 @@ TEST_F(FanoutCacheBuildTest, ServesTheSearchThroughATunnel) {
                                        "u/s:o -> u/d:o via u/d:i"}));
 }
 
+// Without the tunnel the search stays in the tile; through it, each tile of a pair leads to another target.
+TEST_F(FanoutCacheBuildTest, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
+  BUILD_CASE c(R"(
+    module SOURCE
+      ports >i <o
+    module THROUGH
+      ports >i <o
+      net way i o
+    module TARGET
+      ports >i <o
+    module TILE
+      ports <p
+      inst s SOURCE header
+      inst x THROUGH header
+      net n s.o x.i
+      net q x.o p
+    module PAIR
+      inst t TILE
+      inst u TILE
+      inst d TARGET header
+      inst e TARGET header
+      net n t.p d.i
+      net q u.p e.i
+      net r d.o
+      net v e.o
+    module TOP top
+      inst a PAIR
+      inst b PAIR
+  )");
+  int type = 0;
+  for (const char* key : {"SOURCE", "THROUGH", "TARGET"}) {
+    c.arcs(key, {"i"}, "o");
+    c.parse().add_tunnel_type(c.model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(++type));
+  }
+  build(c, 6, 6);
+  for (const char* pair : {"a", "b"})
+    for (const auto& [tile, target] : {std::pair("t", "d"), std::pair("u", "e")}) {
+      const std::string to = std::string(pair) + "/" + target;
+      EXPECT_THAT(c.edges(),
+                  Contains(std::string(pair) + "/" + tile + "/s:o -> " + to + ":o via " + to + ":i"));
+    }
+}
+
 TEST_F(FanoutCacheBuildTest, KeepsNothingThatRefusedAFlyoverBehindATunnel) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c);
