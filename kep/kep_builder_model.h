@@ -30,6 +30,7 @@ struct KEP_DB_BUILDER::MODEL {
     const char* m_name;
     KEP_MODULE_PROPERTIES m_properties; // names emptied
     std::uint32_t m_equivalents = NONE; // number of the group
+    std::uint32_t m_mark;               // in the ids of its instances and nets
     std::vector<PORT> m_ports;
     std::vector<INSTANCE> m_instances;
     std::vector<const char*> m_nets; // their names
@@ -39,6 +40,15 @@ struct KEP_DB_BUILDER::MODEL {
   KEP_NAME_POOL m_names;
   std::vector<MODULE> m_modules;
   std::unordered_map<std::string, std::uint32_t> m_groups;
+  std::uint32_t m_mark = make_mark(); // in the ids of its modules
 
-  MODULE& get(KEP_MODULE_ID id) { return m_modules[static_cast<std::uint32_t>(id)]; }
+  /// Another one for each owner of ids in the process, never 0.
+  static std::uint32_t make_mark();
+
+  // What an id stands for. One that is not its own is an assertion, which names the operation.
+  std::uint32_t get_number(KEP_MODULE_ID id, const char* operation) const;
+  MODULE& get(KEP_MODULE_ID id, const char* operation) { return m_modules[get_number(id, operation)]; }
+  static PORT& get(MODULE& module, unsigned port, const char* operation);
+  static INSTANCE& get(MODULE& module, KEP_INSTANCE_ID id, const char* operation);
+  static std::uint32_t get_number(const MODULE& module, KEP_NET_ID id, const char* operation);
 };

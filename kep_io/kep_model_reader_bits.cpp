@@ -59,10 +59,10 @@ std::uint32_t KEP_MODEL_NETS::find(std::uint64_t bit) const {
 }
 
 KEP_NET_ID KEP_MODEL_NETS::get(std::uint64_t bit) {
-  if (const std::uint32_t found = find(bit)) return static_cast<KEP_NET_ID>(found - 1);
+  if (const std::uint32_t found = find(bit)) return m_nets[found - 1].m_id;
   const KEP_NET_ID net = m_builder.add_net(m_module, {});
-  const std::uint32_t number = static_cast<std::uint32_t>(net) + 1;
-  m_nets.push_back({bit, false});
+  m_nets.push_back({bit, net, false});
+  const auto number = static_cast<std::uint32_t>(m_nets.size());
   if (bit < m_dense_limit) {
     if (bit >= m_dense.size())
       m_dense.resize(std::min(m_dense_limit, std::max<std::uint64_t>(bit + 1, 2 * bit)));
@@ -76,11 +76,10 @@ KEP_NET_ID KEP_MODEL_NETS::get(std::uint64_t bit) {
 void KEP_MODEL_NETS::set_name(std::uint64_t bit, std::string_view name) {
   const std::uint32_t found = find(bit);
   if (found == NONE || std::exchange(m_nets[found - 1].m_has_name, true)) return;
-  m_builder.set_net_name(m_module, static_cast<KEP_NET_ID>(found - 1), name);
+  m_builder.set_net_name(m_module, m_nets[found - 1].m_id, name);
 }
 
 void KEP_MODEL_NETS::finish() {
-  for (std::size_t i = 0; i != m_nets.size(); ++i)
-    if (!m_nets[i].m_has_name)
-      m_builder.set_net_name(m_module, static_cast<KEP_NET_ID>(i), fmt::format("$n{}", m_nets[i].m_bit));
+  for (const NET& net : m_nets)
+    if (!net.m_has_name) m_builder.set_net_name(m_module, net.m_id, fmt::format("$n{}", net.m_bit));
 }

@@ -72,6 +72,7 @@ public:
 private:
   struct NET {
     std::uint64_t m_bit;
+    KEP_NET_ID m_id;
     bool m_has_name;
   };
   static constexpr std::uint32_t NONE = 0;
@@ -81,8 +82,8 @@ private:
   KEP_DB_BUILDER& m_builder;
   const std::uint64_t m_dense_limit;
   KEP_MODULE_ID m_module{};
-  std::vector<NET> m_nets; // by number in the builder
-  // From bits to numbers in the builder plus one.
+  std::vector<NET> m_nets;
+  // From bits to numbers in that list plus one.
   std::vector<std::uint32_t> m_dense;
   std::unordered_map<std::uint64_t, std::uint32_t> m_sparse;
 };

@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-/// The numbers by which a builder knows what it was given. Ports and instances are numbered within their
-/// module.
-enum class KEP_MODULE_ID : std::uint32_t {};
-enum class KEP_INSTANCE_ID : std::uint32_t {};
-enum class KEP_NET_ID : std::uint32_t {};
+/// By these a builder knows what it was given. Each names its owner, too, the builder or the module, so an id
+/// goes to no other one; an id by default is none. Ports are known by their index in the module.
+enum class KEP_MODULE_ID : std::uint64_t {};
+enum class KEP_INSTANCE_ID : std::uint64_t {};
+enum class KEP_NET_ID : std::uint64_t {};
 
 struct KEP_MODULE_PROPERTIES {
   std::string m_name = {};        ///< empty: the key
@@ -46,7 +46,9 @@ struct KEP_INSTANCE_PROPERTIES {
 ///
 /// Order is kept: modules, ports, instances and nets are numbered as they come. A net's members stand in the
 /// order of the model, not of the calls. Order of calls is free but for this: a thing is added before it is
-/// named in another call, and the ports of a master before an instance of it is connected.
+/// named in another call, and the ports of a master before an instance of it is connected. A fault of the
+/// caller is an assertion that names the operation: an id of another builder or module or none at all, a port
+/// that is not there, a builder that was frozen or moved from.
 class KEP_EXPORT KEP_DB_BUILDER {
 public:
   KEP_DB_BUILDER();
@@ -81,5 +83,6 @@ public:
 private:
   friend class KEP_MODEL_FREEZER;
   struct MODEL;
+  MODEL& get_model(const char* operation) const;
   std::unique_ptr<MODEL> m_model;
 };

@@ -40,7 +40,7 @@ const char* const BLOCK = R"(
 
 std::unique_ptr<KEP_DB> block() {
   test_model::TEXT_MODEL text(BLOCK);
-  text.builder().set_port_blc(static_cast<KEP_MODULE_ID>(3), 0, 5, ""); // BLK_BLC:i
+  text.builder().set_port_blc(text.id("BLK_BLC"), 0, 5, ""); // its port i
   return text.freeze();
 }
 

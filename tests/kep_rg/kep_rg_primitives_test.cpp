@@ -280,10 +280,10 @@ TEST_F(PrimitivesTest, ListTheReIndexedPortsOfABlcRootThatAreNotRemovedAndAllIns
       ports >kept
     module TOP top
   )");
-  const auto root = static_cast<KEP_MODULE_ID>(0);
+  const KEP_MODULE_ID root = text.id("ROOT");
   for (const unsigned index : {0U, 2U, 4U})
     text.builder().set_port_blc(root, index, static_cast<int>(index), "");
-  text.builder().set_port_blc(static_cast<KEP_MODULE_ID>(1), 0, 7, "");
+  text.builder().set_port_blc(text.id("LOGICAL_ROOT"), 0, 7, "");
   const NAMED_MODEL model(text.freeze());
   KEP_ROUTING_PRIMITIVE* store = model.db()->get_routing_template_graph()->get_routing_primitive();
   store->add_routing_root(model.module("ROOT"));
@@ -528,7 +528,7 @@ TEST_F(PrimitivesTest, ForwardHipiTunnelAndWireTypeToTheDescription) {
 
 TEST_F(PrimitivesTest, NameAPortByItsIcdNameWhereItHasOne) {
   test_model::TEXT_MODEL text("module TOP top\n ports >a >b");
-  text.builder().set_port_blc(static_cast<KEP_MODULE_ID>(0), 0, -1, "icd_a");
+  text.builder().set_port_blc(text.id("TOP"), 0, -1, "icd_a");
   const NAMED_MODEL model(text.freeze());
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(model.db());
   const KEP_RG_PRIMITIVES primitives(model.db(), &cache);

@@ -36,6 +36,7 @@ public:
   }
 
   KEP_DB_BUILDER& builder() { return m_builder; }
+  KEP_MODULE_ID id(const std::string& key) const { return m_modules.at(key).m_id; }
   std::unique_ptr<KEP_DB> freeze() { return KEP_DB_BUILDER::freeze(std::move(m_builder)); }
 
 private:

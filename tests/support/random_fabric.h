@@ -67,8 +67,9 @@ public:
 
   std::unique_ptr<KEP_DB> freeze() const {
     KEP_DB_BUILDER builder;
+    std::vector<KEP_MODULE_ID> ids;
     for (const FABRIC_MODULE& each : m_modules)
-      add_to(builder, each);
+      ids.push_back(add_to(builder, each, ids));
     return KEP_DB_BUILDER::freeze(std::move(builder));
   }
 
@@ -177,7 +178,9 @@ private:
       if (port.m_net >= 0 && ports_on[port.m_net] == 1 && inst_ports_on[port.m_net] == 0) port.m_net = -1;
   }
 
-  void add_to(KEP_DB_BUILDER& builder, const FABRIC_MODULE& module) const {
+  /// `masters` are the ids of the modules before.
+  KEP_MODULE_ID add_to(KEP_DB_BUILDER& builder, const FABRIC_MODULE& module,
+                       const std::vector<KEP_MODULE_ID>& masters) const {
     KEP_MODULE_PROPERTIES properties;
     properties.m_is_designated_top = &module == &top();
     properties.m_db_type = m_db_type;
@@ -192,11 +195,12 @@ private:
     for (std::size_t i = 0; i != module.m_instances.size(); ++i) {
       const FABRIC_INSTANCE& instance = module.m_instances[i];
       const KEP_INSTANCE_ID added =
-          builder.add_instance(id, "i" + std::to_string(i), static_cast<KEP_MODULE_ID>(instance.m_master),
+          builder.add_instance(id, "i" + std::to_string(i), masters[instance.m_master],
                                {.m_has_inst_header = instance.m_has_header});
       for (unsigned port = 0; port != instance.m_nets.size(); ++port)
         if (instance.m_nets[port] >= 0) builder.connect(id, added, port, nets[instance.m_nets[port]]);
     }
+    return id;
   }
 
   static void describe(KEP_DB& db, KEP_RG_PARSE& parse, KEP_INSTANCE* instance,
