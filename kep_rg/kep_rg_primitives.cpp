@@ -255,6 +255,11 @@ const KEP_RG_PRIMITIVES::PORT_SET* KEP_RG_PRIMITIVES::get_inserted_ports(const K
   return found == m_module_to_inserted_ports.end() ? nullptr : &found->second;
 }
 
+const KEP_RG_PRIMITIVES::PORT_SET* KEP_RG_PRIMITIVES::get_removed_ports(const KEP_MODULE* module) const {
+  const auto found = m_module_to_removed_ports.find(module);
+  return found == m_module_to_removed_ports.end() ? nullptr : &found->second;
+}
+
 const KEP_RG_PRIMITIVES::PORT_SET& KEP_RG_PRIMITIVES::get_module_to_ports(KEP_MODULE* module) const {
   const auto found = m_module_to_ports.find(module);
   if (found == m_module_to_ports.end()) {

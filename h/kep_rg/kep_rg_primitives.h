@@ -179,6 +179,7 @@ private:
   void digest_non_template_muxes();
   void digest_foreign_masters();
 
+  const PORT_SET* get_removed_ports(const KEP_MODULE* module) const;
   void enter_inserted_ports(const KEP_MODULE* module, const PORT_SET& ports);
   void enter_removed_ports(const KEP_MODULE* module, const PORT_SET& ports);
   void add_ignored_port(const KEP_PORT* port);

@@ -1,6 +1,7 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_primitives.h"
+#include "support/build_access.h"
 #include "support/failure_text.h"
 #include "support/named_model.h"
 
@@ -21,6 +22,7 @@ using testing::IsEmpty;
 using testing::IsNull;
 using testing::Pointee;
 using testing::UnorderedElementsAre;
+using ACCESS = KEP_RG_TEST_ACCESS;
 using HIPI = KEP_ROUTING_PRIMITIVE_HIPI;
 using TUNNEL = KEP_ROUTING_PRIMITIVE_TUNNEL;
 
@@ -225,6 +227,15 @@ TEST_F(PrimitivesTest, LetInsertionWinOverRemoval) {
   EXPECT_TRUE(primitives.is_removed_port(port("PLAIN:j")));
   EXPECT_FALSE(primitives.is_inserted_port(port("PLAIN:j")));
   EXPECT_THAT(primitives.get_inserted_ports(module("PLAIN")), Pointee(ElementsAre(port("PLAIN:i"))));
+  EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("PLAIN")), Pointee(ElementsAre(port("PLAIN:j"))));
+}
+
+TEST_F(PrimitivesTest, EnterAnEmptySetOfRemovedPortsForAModuleWithInsertedOnes) {
+  m_store->add_insert_node(port("PLAIN:j"), "node");
+  const KEP_RG_PRIMITIVES primitives = digest();
+  EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("PLAIN")), Pointee(IsEmpty()));
+  EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("MUX")), IsNull());
+  EXPECT_THAT(ACCESS::get_removed_ports(primitives, nullptr), IsNull());
 }
 
 TEST_F(PrimitivesTest, EnterAnEmptySetOfInsertedPortsForAModuleWithRemovedOnes) {
@@ -250,6 +261,8 @@ TEST_F(PrimitivesTest, GiveATwinOnlyTheEntryThatHoldsSomething) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.get_inserted_ports(module("MUX")), Pointee(IsEmpty()));
   EXPECT_THAT(primitives.get_inserted_ports(module("MUX_TWIN")), IsNull());
+  EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("MUX_TWIN")),
+              Pointee(ElementsAre(port("MUX_TWIN:j"))));
   EXPECT_TRUE(primitives.is_removed_port(port("MUX_TWIN:j")));
 }
 

@@ -120,6 +120,9 @@ public:
             *build.m_edge_builder,
             build.m_view_type_rank};
   }
+  static const auto* get_removed_ports(const KEP_RG_PRIMITIVES& primitives, const KEP_MODULE* module) {
+    return primitives.get_removed_ports(module);
+  }
   static KEP_ROUTING_BUILDER_EDGE_BUILDER& edge_builder(KEP_RG_BUILD& build) { return *build.m_edge_builder; }
   static bool has_edge_builder(const KEP_RG_BUILD& build) { return build.m_edge_builder != nullptr; }
 
