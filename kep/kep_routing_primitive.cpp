@@ -3,8 +3,6 @@
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 
-#include <algorithm>
-
 namespace {
 
 std::uint64_t arc_key(const KEP_PORT* input, const KEP_PORT* output) {
@@ -34,6 +32,12 @@ KEP_ROUTING_ARC* KEP_ROUTING_MUX::find_routing_arc(const KEP_PORT* input, const 
 
 void KEP_ROUTING_MUX::add_skip_exception_instance(KEP_INSTANCE* instance) {
   m_skip_exceptions.push_back(instance);
+  m_skip_exception_set.insert(instance);
+}
+
+void KEP_ROUTING_MUX::remove_skip_exception_instances() {
+  m_skip_exceptions.clear();
+  m_skip_exception_set.clear();
 }
 
 KEP_ROUTING_ARC* KEP_ROUTING_ARC::allocate(KEP_DB* db, KEP_PORT* input, KEP_PORT* output,
@@ -50,10 +54,7 @@ KEP_ROUTING_ARC* KEP_ROUTING_ARC::allocate(KEP_DB* db, KEP_PORT* input, KEP_PORT
 }
 
 bool KEP_ROUTING_ARC::is_skip(KEP_INSTANCE* instance) const {
-  if (!m_mux) return false;
-  const auto exceptions = m_mux->iter_skip_exception_instances();
-  const bool is_exception = std::find(exceptions.begin(), exceptions.end(), instance) != exceptions.end();
-  return m_mux->get_skip() != is_exception;
+  return m_mux && m_mux->get_skip() != m_mux->is_skip_exception_instance(instance);
 }
 
 bool KEP_ROUTING_ARC::is_always_skip() const {
@@ -88,8 +89,10 @@ unsigned char& KEP_ROUTING_PRIMITIVE::port_marks(const KEP_PORT* port) {
 
 void KEP_ROUTING_PRIMITIVE::add_routing_root(KEP_MODULE* module) {
   m_is_initialized = true;
-  if (std::find(m_routing_roots.begin(), m_routing_roots.end(), module) == m_routing_roots.end())
-    m_routing_roots.push_back(module);
+  std::vector<bool>::reference is_root = at_grown(m_is_routing_root, module->get_number());
+  if (is_root) return;
+  is_root = true;
+  m_routing_roots.push_back(module);
 }
 
 void KEP_ROUTING_PRIMITIVE::add_insert_node(KEP_PORT* port, const std::string& name) {

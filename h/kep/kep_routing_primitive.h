@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 /// The persisted description of a device (docs/glossary.md): muxes and their arcs, flyovers, and marks on
@@ -40,7 +41,11 @@ public:
   }
   /// An instance may be entered more than once.
   void add_skip_exception_instance(KEP_INSTANCE* instance);
-  void remove_skip_exception_instances() { m_skip_exceptions.clear(); }
+  void remove_skip_exception_instances();
+  /// In constant time.
+  bool is_skip_exception_instance(const KEP_INSTANCE* instance) const {
+    return m_skip_exception_set.contains(instance);
+  }
   bool has_skip_exception_instances() const { return !m_skip_exceptions.empty(); }
   unsigned long long get_num_skip_exception_instance() const { return m_skip_exceptions.size(); }
   boost::iterator_range<KEP_ROUTING_MUX_INSTANCE_ITER> iter_skip_exception_instances() const {
@@ -55,7 +60,8 @@ private:
   KEP_MODULE* m_module;
   bool m_skip;
   std::vector<KEP_ROUTING_ARC*> m_arcs;
-  std::vector<KEP_INSTANCE*> m_skip_exceptions;
+  std::vector<KEP_INSTANCE*> m_skip_exceptions;                       // in the order in which they came
+  std::unordered_set<const KEP_INSTANCE*> m_skip_exception_set;       // the same, for look-ups
   std::unordered_map<std::uint64_t, KEP_ROUTING_ARC*> m_arc_by_ports; // first arc between two port numbers
 };
 
@@ -212,6 +218,7 @@ private:
   bool m_is_initialized = false;
   std::string m_pattern;
   std::vector<KEP_MODULE*> m_routing_roots;
+  std::vector<bool> m_is_routing_root;   // by module number
   std::vector<KEP_ROUTING_MUX*> m_muxes; // owned, as are the next two
   std::vector<KEP_ROUTING_ARC*> m_arcs;
   std::vector<KEP_ROUTING_FLYOVER*> m_flyovers;

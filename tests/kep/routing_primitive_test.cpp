@@ -116,6 +116,31 @@ TEST_F(RoutingPrimitive, is_initialized_by_anything_written) {
   }));
 }
 
+TEST_F(RoutingPrimitive, knows_the_exception_instances_of_a_mux_in_their_order_however_often_they_came) {
+  KEP_ROUTING_MUX* own = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  KEP_ROUTING_MUX* other = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, own);
+  EXPECT_FALSE(own->is_skip_exception_instance(m));
+  for (KEP_INSTANCE* each : {k, m, k})
+    own->add_skip_exception_instance(each);
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), ElementsAre(k, m, k));
+  EXPECT_EQ(own->get_num_skip_exception_instance(), 3U);
+  EXPECT_TRUE(own->is_skip_exception_instance(m));
+  EXPECT_TRUE(own->is_skip_exception_instance(k));
+  EXPECT_FALSE(other->is_skip_exception_instance(k)) << "each mux has its own";
+  EXPECT_TRUE(arc->is_skip(k));
+  own->set_skip(true);
+  EXPECT_FALSE(arc->is_skip(k));
+  own->remove_skip_exception_instances();
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), IsEmpty());
+  EXPECT_EQ(own->get_num_skip_exception_instance(), 0U);
+  EXPECT_FALSE(own->has_skip_exception_instances());
+  EXPECT_FALSE(own->is_skip_exception_instance(k));
+  EXPECT_TRUE(arc->is_skip(k));
+  own->add_skip_exception_instance(m);
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), ElementsAre(m));
+}
+
 TEST_F(RoutingPrimitive, is_walked_as_blc_and_then_in_the_logical_view) {
   const KEP_VIEW_TYPE_RANK& rank = KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank;
   ASSERT_EQ(rank.size(), 2);
