@@ -54,7 +54,7 @@ THREAD_STREAMS::THREAD_STREAMS()
       m_streams{std::ostream(&m_buffers[0]), std::ostream(&m_buffers[1]), std::ostream(&m_buffers[2]),
                 std::ostream(&m_buffers[3])} {
   for (std::ostream& stream : m_streams)
-    stream.imbue(std::locale::classic()); // numbers read the same whatever locale a tool sets
+    stream.imbue(std::locale::classic());
 }
 
 namespace {
@@ -86,6 +86,8 @@ std::ostream& THREAD_STREAMS::get_stream(STREAM stream) {
   result.precision(6);
   result.width(0);
   result.fill(' ');
+  // Numbers read the same whatever locale a tool sets.
+  if (result.getloc() != std::locale::classic()) result.imbue(std::locale::classic());
   return result;
 }
 

@@ -2,11 +2,10 @@
 
 #include "kep_report/kep_report_profiler.h"
 #include "kep_rg/kep_rg_exception.h"
+#include "kep_rg/kep_rg_format.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_process_node.h"
 #include "kep_rg/kep_rg_report.h"
-
-#include <boost/format.hpp>
 
 #include <iostream>
 
@@ -61,7 +60,7 @@ void KEP_RG_BUILD::build_nodes() {
   }
   m_counted_n = n;
   m_counted_boundary = boundary;
-  info() << boost::format("Counted n_nodes = %1%") % (n + boundary) << std::endl;
+  info() << kep_rg_format("Counted n_nodes = %1%") % (n + boundary) << std::endl;
   if (!m_disable_node_allocation)
     m_builder_graph->reserve_routing_node_template_space(static_cast<unsigned>(n));
   m_node_cache.initialize_routing_builder_graph(n, boundary, m_builder_graph.get());

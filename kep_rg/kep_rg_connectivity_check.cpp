@@ -1,9 +1,7 @@
 #include "kep_rg/kep_rg_connectivity_check.h"
 
 #include "kep_report/kep_report.h"
-#include "kep_report/kep_report_assert.h"
-
-#include <boost/format.hpp>
+#include "kep_rg/kep_rg_format.h"
 
 #include <chrono>
 #include <string>
@@ -17,7 +15,7 @@ using CLOCK = std::chrono::steady_clock;
 void print_seconds(const char* format, CLOCK::time_point begin, CLOCK::time_point end) {
   const auto span = std::chrono::duration_cast<std::chrono::nanoseconds>(end - begin).count();
   const float seconds = static_cast<float>(span) / 1000000000.0F;
-  KEP_REPORT::print_info((boost::format(format) % seconds).str().c_str());
+  KEP_REPORT::print_info((kep_rg_format(format) % seconds).str().c_str());
 }
 
 bool is_input(const NODE& node) {
@@ -44,18 +42,12 @@ constexpr KEP_NAME_STYLE LISTING_STYLE{.m_options = {true, true, true, false, fa
 } // namespace
 
 KEP_RG_CONNECTIVITY_CHECK::KEP_RG_CONNECTIVITY_CHECK(KEP_DB* db, bool verbose)
-    : m_db(db), m_cache(KEP_VIEW_TYPE::LOGICAL, false), m_verbose(verbose), m_graph(get_graph()),
+    : m_db(db), m_verbose(verbose), m_graph(get_graph()),
       m_num_nodes(static_cast<std::uint32_t>(m_graph->get_num_nodes())), m_work_list(m_num_nodes),
       m_reached(m_num_nodes) {}
 
-KEP_ROUTING::GRAPH* KEP_RG_CONNECTIVITY_CHECK::get_graph() const {
-  KEP_ASSERT_EXPLAIN(m_db, "Null db pointer, cannot proceed with connectivity check.");
-  return m_db->get_routing_template_graph();
-}
-
 bool KEP_RG_CONNECTIVITY_CHECK::run() {
   const CLOCK::time_point start = CLOCK::now();
-  m_cache.initialize_unfolding(m_db, "", false);
   const CLOCK::time_point t1 = CLOCK::now();
   if (m_verbose) print_seconds("Cache initialization took %f seconds.", start, t1);
   mark_input_nodes();
@@ -83,8 +75,9 @@ void KEP_RG_CONNECTIVITY_CHECK::mark_input_nodes() {
   }
   if (!m_verbose) return;
   const int num_nodes = static_cast<int>(m_num_nodes);
-  boost::format format("Found a total of %d input nodes, representing a %.3f %% of the total nodes ('%d') in "
-                       "the graph.");
+  boost::format format =
+      kep_rg_format("Found a total of %d input nodes, representing a %.3f %% of the total nodes ('%d') in "
+                    "the graph.");
   format % num_inputs % (static_cast<double>(num_inputs) * 100.0 / static_cast<double>(num_nodes)) %
       num_nodes;
   KEP_REPORT::print_error(format.str().c_str()); // a statistic, yet it belongs among the errors
@@ -117,7 +110,7 @@ bool KEP_RG_CONNECTIVITY_CHECK::report_unreachable() {
   }
   if (num_unreachable == 0) return true;
   const std::string rule = "RG-UNREACHABLE-ROUTING-NODES";
-  boost::format format(KEP_REPORT::get_msg_db()->get(rule)->to_boost());
+  boost::format format = kep_rg_format(KEP_REPORT::get_msg_db()->get(rule)->to_boost());
   KEP_REPORT::print_error((format % num_unreachable).str().c_str());
   return false;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kep/kep_db.h"
-#include "kep/kep_db_cache.h"
 #include "kep/kep_routing_graph.h"
+#include "kep_rg/kep_rg_export.h"
 #include "kep_rg/kep_rg_pending_places.h"
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 ///
 /// Nodes go by their place in the graph, which the graph itself knows, so all that is kept is two bits for
 /// each node.
-class KEP_RG_CONNECTIVITY_CHECK {
+class KEP_RG_EXPORT KEP_RG_CONNECTIVITY_CHECK {
 public:
   /// Asserts that there is a database. A verbose check tells times and the share of input nodes, and lists
   /// every unreachable node; a quiet one stops at the first.
@@ -32,7 +32,6 @@ private:
   void reach(std::uint32_t index);
 
   KEP_DB* m_db;
-  KEP_DB_CACHE m_cache;
   bool m_verbose;
   KEP_ROUTING::GRAPH* m_graph;
   std::uint32_t m_num_nodes;

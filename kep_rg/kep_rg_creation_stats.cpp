@@ -1,8 +1,7 @@
 #include "kep_rg/kep_rg_creation_stats.h"
 
+#include "kep_rg/kep_rg_format.h"
 #include "kep_rg/kep_rg_report.h"
-
-#include <boost/format.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -60,7 +59,7 @@ KEP_RG_EDGE_CREATION_STATS operator+(KEP_RG_EDGE_CREATION_STATS left,
 std::string format_time(int seconds) {
   const int minutes = seconds / 60;
   const int hours = minutes / 60;
-  return boost::str(boost::format("%1%h:%2%m:%3%s") % hours % (minutes - hours * 60) %
+  return boost::str(kep_rg_format("%1%h:%2%m:%3%s") % hours % (minutes - hours * 60) %
                     (seconds - minutes * 60));
 }
 

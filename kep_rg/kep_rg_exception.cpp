@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_exception.h"
 
+#include <locale>
 #include <sstream>
 
 KEP_EXCEPTION::KEP_EXCEPTION(const char* message) : m_message(message) {}
@@ -14,6 +15,7 @@ const char* KEP_EXCEPTION::what() const noexcept {
 
 void throw_at_line(const std::string& message, const char* function, const char* file, int line) {
   std::stringstream text;
+  text.imbue(std::locale::classic()); // the line reads the same whatever locale a program sets
   text << message << " from function " << function << " in " << file << "@" << line;
   throw KEP_RUNTIME_ERROR(text.str().c_str());
 }

@@ -2,9 +2,8 @@
 
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_exception.h"
+#include "kep_rg/kep_rg_format.h"
 #include "kep_rg/kep_rg_report.h"
-
-#include <boost/format.hpp>
 
 #include <algorithm>
 #include <bit>
@@ -78,11 +77,11 @@ void KEP_RG_RELATIVE_PORT::add(KEP_PORT* port) {
       chain += instance->get_module()->get_name(NAME_STYLE);
       chain += ')';
     }
-    const std::string name = boost::str(boost::format("%s (%s)") % port->get_name(NAME_STYLE) %
+    const std::string name = boost::str(kep_rg_format("%s (%s)") % port->get_name(NAME_STYLE) %
                                         port->get_parent()->get_name(NAME_STYLE));
     KEP_RG_THROW(
         "KEP_RG_RELATIVE_PORT::add",
-        boost::str(boost::format("Mismatched top level with instances %s adding port %s") % chain % name));
+        boost::str(kep_rg_format("Mismatched top level with instances %s adding port %s") % chain % name));
   }
   m_port = port;
 }
@@ -223,7 +222,7 @@ KEP_RG_RELATIVE_PORT_TO_PORT::~KEP_RG_RELATIVE_PORT_TO_PORT() {
 void KEP_RG_RELATIVE_PORT_TO_PORT::add(const KEP_RG_RELATIVE_PORT* key, KEP_PORT* value) {
   if (key->get_top() != value->get_parent())
     KEP_RG_THROW("KEP_RG_RELATIVE_PORT_TO_PORT::add",
-                 boost::str(boost::format("Mismatched top level when adding %s and %s") % key->get_name() %
+                 boost::str(kep_rg_format("Mismatched top level when adding %s and %s") % key->get_name() %
                             value->get_name(NAME_STYLE)));
   if (key->size() == 0)
     m_port_map->emplace(key->get_port(), value);

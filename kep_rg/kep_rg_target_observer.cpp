@@ -1,7 +1,5 @@
 #include "kep_rg/kep_rg_target_observer.h"
 
-#include "kep_report/kep_report_assert.h"
-
 void KEP_TARGET_OBSERVER_TG::set_edge(const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to,
                                       const KEP_UNFOLDED_INST_PORT& mux_input,
                                       std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
@@ -19,12 +17,6 @@ void KEP_TARGET_OBSERVER_TG::start_search() {
 
 void KEP_TARGET_OBSERVER_TG::start_net(const KEP_UNFOLDED_NET& net) {
   if (!m_found) m_chain.start_net(net);
-}
-
-void KEP_TARGET_OBSERVER_TG::visit(const KEP_UNFOLDED_PORT& up, VISIT_TYPE type) {
-  if (m_found) return;
-  KEP_ASSERT(up);
-  if (type == VISIT_TYPE::END) m_chain.rewind();
 }
 
 void KEP_TARGET_OBSERVER_TG::visit(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_routing_graph.h"
+#include "kep_rg/kep_rg_export.h"
 #include "kep_rg/kep_rg_trace_chain.h"
 
 #include <vector>
@@ -8,7 +9,7 @@
 /// Watches a search from the source of an edge until it meets the target or the mux input before it, and
 /// keeps the chain of uips up to there. From then on it does nothing. One object serves one search after the
 /// other; what its tables have grown to stays.
-class KEP_TARGET_OBSERVER_TG : public KEP_UNFOLD_OBSERVER {
+class KEP_RG_EXPORT KEP_TARGET_OBSERVER_TG : public KEP_UNFOLD_OBSERVER {
 public:
   /// Both nodes are of one graph and not null; the source is no boundary node. What is asked at each visit is
   /// taken from them here.

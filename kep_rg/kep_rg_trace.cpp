@@ -1,5 +1,6 @@
 #include "kep/kep_flat_utils.h"
 #include "kep_report/kep_report.h"
+#include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_fanout_observer.h"
 #include "kep_rg/kep_rg_report.h"
 #include "kep_rg/kep_rg_target_observer.h"
@@ -92,6 +93,13 @@ bool KEP_RG_TRACE_EDGE::is_through_tunnel(const NODE& from, const NODE& to) cons
   };
   return !to.is_boundary() && get_type(to) == KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET &&
          get_type(from) == KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE;
+}
+
+// Stands here so that a failure names this file.
+void KEP_TARGET_OBSERVER_TG::visit(const KEP_UNFOLDED_PORT& up, VISIT_TYPE type) {
+  if (m_found) return;
+  KEP_ASSERT(up);
+  if (type == VISIT_TYPE::END) m_chain.rewind();
 }
 
 bool KEP_RG_TRACE_EDGE::trace_edge(const NODE& from, const NODE& to,

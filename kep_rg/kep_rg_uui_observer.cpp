@@ -3,6 +3,8 @@
 #include "kep/kep_design.h"
 #include "kep_rg/kep_rg_report.h"
 
+#include <locale>
+
 using KEP_RG_REPORT::NAME_STYLE;
 
 namespace {
@@ -19,11 +21,12 @@ std::string make_line(const char* kind, const std::string& name, const KEP_UNFOL
 } // namespace
 
 KEP_RG_UUI_OBSERVER::KEP_RG_UUI_OBSERVER(const std::string& file_name, const KEP_VIEW_TYPE_RANK& rank)
-    : m_file(file_name), m_view_type_rank(rank) {}
-
-KEP_RG_UUI_OBSERVER::~KEP_RG_UUI_OBSERVER() {
-  if (m_file.is_open()) m_file.close();
+    : m_view_type_rank(rank) {
+  m_file.imbue(std::locale::classic()); // a name is written as it is, whatever locale a program sets
+  m_file.open(file_name);
 }
+
+KEP_RG_UUI_OBSERVER::~KEP_RG_UUI_OBSERVER() = default;
 
 void KEP_RG_UUI_OBSERVER::close() {
   m_file.close();

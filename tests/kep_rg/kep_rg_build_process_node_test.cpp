@@ -12,7 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using ACCESS = KEP_RG_TEST_ACCESS;
 using PROCESS = KEP_PROCESS_NODE_FOR_ADD_EDGES;
 
@@ -32,8 +31,8 @@ protected:
   std::string text_of(KEP_ROUTING_BUILDER_NODE* node, const KEP_ROUTING::NODE* debug_node) {
     return assertion_text([&] { m_process->process_one_node(node, debug_node, m_work); });
   }
-  static auto fails(const std::string& expression) {
-    return MatchesRegex("Assertion failed: " + expression + " in kep_rg/kep_rg_build[a-z_]*\\.cpp@LINE");
+  static std::string fails(const std::string& expression) {
+    return "Assertion failed: " + expression + " in kep_rg/kep_rg_build.cpp@LINE";
   }
 
   BUILD_CASE m_case{R"(
@@ -57,24 +56,24 @@ protected:
 };
 
 TEST_F(BuildProcessNodeTest, NeedsANodeToStartFrom) {
-  EXPECT_THAT(text_of(nullptr, nullptr), fails("start_node \\|\\| dbg_start_node"));
+  EXPECT_EQ(text_of(nullptr, nullptr), fails("start_node || dbg_start_node"));
 }
 
 TEST_F(BuildProcessNodeTest, NeedsOnlyOneNodeToStartFrom) {
   const KEP_ROUTING::NODE node(m_case.model().uip("m:o"), false);
-  EXPECT_THAT(text_of(m_case.builder().get_builder_graph()->get_node(0), &node), fails("!start_node"));
+  EXPECT_EQ(text_of(m_case.builder().get_builder_graph()->get_node(0), &node), fails("!start_node"));
 }
 
 TEST_F(BuildProcessNodeTest, RefusesATwinForDebugging) {
   ACCESS::disable_edge_allocation(m_case.builder());
   const KEP_ROUTING::NODE twin(m_case.model().uip("m:o"), true);
   ASSERT_TRUE(twin.is_hipi());
-  EXPECT_THAT(text_of(nullptr, &twin), fails("!dbg_start_node->is_hipi\\(\\)"));
+  EXPECT_EQ(text_of(nullptr, &twin), fails("!dbg_start_node->is_hipi()"));
 }
 
 TEST_F(BuildProcessNodeTest, RefusesToDebugWhileEdgesAreAllocated) {
   const KEP_ROUTING::NODE node(m_case.model().uip("m:o"), false);
-  EXPECT_THAT(text_of(nullptr, &node), fails("m_ftd->m_disable_edge_allocation"));
+  EXPECT_EQ(text_of(nullptr, &node), fails("m_ftd->m_disable_edge_allocation"));
 }
 
 TEST_F(BuildProcessNodeTest, LeavesTheFanoutsOfADebuggedNodeInTheLists) {

@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_exception.h"
 #include "support/failure_text.h"
+#include "support/odd_locale.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,16 @@ TEST(ThrowAtLine, LetsAMessageThatEndsInANameReadStraightOnIntoTheFunction) {
   EXPECT_EQ(
       failure_text([] { throw_at_line("Must have existing routing node for uip = a/b:c", "f", "file", 1); }),
       "Must have existing routing node for uip = a/b:c from function f in file@LINE");
+}
+
+TEST(ThrowAtLine, TellsTheSameLineWhateverTheLocale) {
+  const ODD_LOCALE locale;
+  try {
+    throw_at_line("Refused", "f", "file", 4711);
+    FAIL();
+  } catch (const KEP_RUNTIME_ERROR& error) {
+    EXPECT_STREQ(error.what(), "Refused from function f in file@4711");
+  }
 }
 
 TEST(ThrowAtLine, EndsTheTextAtItsFirstNul) {

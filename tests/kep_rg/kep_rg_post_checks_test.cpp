@@ -1,3 +1,4 @@
+#include "kep_rg/kep_rg_connectivity_check.h"
 #include "kep_rg/kep_rg_post_checks.h"
 #include "support/check_report.h"
 #include "support/damaged_graph.h"
@@ -21,7 +22,6 @@ using test_model::run_check;
 using test_model::STORAGE_DAMAGE;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 const char* const MODEL = R"(
   module MUX
@@ -219,8 +219,8 @@ TEST_F(PostChecksTest, AssertThatARedundantEdgeHasAFanout) {
   publish({"a:o -> b:o", "a:o ~> t/k:o", "t/k:o"});
   STORAGE_DAMAGE(*m_db).empty_last_node();
   KEP_RG_POST_CHECKS checks(m_db.get(), false);
-  EXPECT_THAT(assertion_text([&] { checks.test_redundant_edge_count(); }),
-              StartsWith("Assertion failed: edge.get_fanout() in kep_rg/"));
+  EXPECT_EQ(assertion_text([&] { checks.test_redundant_edge_count(); }),
+            "Assertion failed: edge.get_fanout() in kep_rg/kep_rg_post_checks.cpp@LINE");
 }
 
 TEST_F(PostChecksTest, AssertThatThereIsADatabase) {
@@ -228,6 +228,13 @@ TEST_F(PostChecksTest, AssertThatThereIsADatabase) {
     EXPECT_EQ(assertion_text([&] { KEP_RG_POST_CHECKS(nullptr, verbose); }),
               "Assertion failed: m_db in kep_rg/kep_rg_post_checks.cpp@LINE: Null db pointer, cannot proceed "
               "with rg post checking.");
+}
+
+TEST_F(PostChecksTest, AssertThatTheConnectivityCheckHasADatabase) {
+  for (const bool verbose : {false, true})
+    EXPECT_EQ(assertion_text([&] { KEP_RG_CONNECTIVITY_CHECK(nullptr, verbose); }),
+              "Assertion failed: m_db in kep_rg/kep_rg_post_checks.cpp@LINE: Null db pointer, cannot proceed "
+              "with connectivity check.");
 }
 
 TEST_F(PostChecksTest, GiveTheSameResultsAndLinesAtEveryCall) {

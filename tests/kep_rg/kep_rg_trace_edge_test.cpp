@@ -1,3 +1,4 @@
+#include "kep_rg/kep_rg_target_observer.h"
 #include "kep_rg/trace_fixture.h"
 #include "support/failure_text.h"
 
@@ -107,9 +108,16 @@ TEST(TraceEdgeTest, AssertsThatTheSourceIsNoBoundaryNode) {
   FLAT c;
   c.publish({":out -> k:o via k:a"});
   std::vector<KEP_UNFOLDED_INST_PORT> trace;
-  const auto expected = testing::StartsWith("Assertion failed: 0 in kep_rg/");
-  EXPECT_THAT(assertion_text([&] { c.tracer().trace_edge(c.node(":out"), c.node("k:o"), trace); }), expected);
-  EXPECT_THAT(assertion_text([&] { c.tracer().verify_all_edge_traces(); }), expected);
+  const std::string expected = "Assertion failed: 0 in kep_rg/kep_rg_trace.cpp@LINE";
+  EXPECT_EQ(assertion_text([&] { c.tracer().trace_edge(c.node(":out"), c.node("k:o"), trace); }), expected);
+  EXPECT_EQ(assertion_text([&] { c.tracer().verify_all_edge_traces(); }), expected);
+}
+
+TEST(TraceEdgeTest, AssertsThatAWalkIsAtAPort) {
+  KEP_TARGET_OBSERVER_TG observer;
+  EXPECT_EQ(
+      assertion_text([&] { observer.visit(KEP_UNFOLDED_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END); }),
+      "Assertion failed: up in kep_rg/kep_rg_trace.cpp@LINE");
 }
 
 TEST(TraceEdgeTest, NeverMeetsABoundaryNode) {
