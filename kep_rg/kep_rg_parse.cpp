@@ -15,6 +15,13 @@ std::string name_of(const auto* object) {
   return object->get_name(KEP_NAME_STYLE());
 }
 
+/// Gives the pointer, which an operation needs.
+template <class T>
+T* check(const char* operation, T* pointer) {
+  KEP_ASSERT_EXPLAIN(pointer, "KEP_RG_PARSE::%s: a null pointer", operation);
+  return pointer;
+}
+
 /// The port of an equivalent module that corresponds to `port`.
 KEP_PORT* corresponding_port(const KEP_MODULE* equivalent, const KEP_PORT* port) {
   return equivalent->get_port_by_index(port->get_index());
@@ -23,7 +30,8 @@ KEP_PORT* corresponding_port(const KEP_MODULE* equivalent, const KEP_PORT* port)
 } // namespace
 
 KEP_RG_PARSE::KEP_RG_PARSE(KEP_DB* db)
-    : m_db(db), m_routing_primitive(db->get_routing_template_graph()->get_routing_primitive()),
+    : m_db(check("KEP_RG_PARSE", db)),
+      m_routing_primitive(db->get_routing_template_graph()->get_routing_primitive()),
       m_routing_primitive_cache(new KEP_DB_ROUTING_PRIMITIVE_CACHE(db)) {}
 
 KEP_RG_PARSE::~KEP_RG_PARSE() {
@@ -40,6 +48,8 @@ void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output, bool flag) {
 
 void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_PRIMITIVE_HIPI hipi,
                                  bool flag) {
+  check("add_port_edge", input);
+  check("add_port_edge", output);
   add_port_edge_internal(input, output, flag);
   const bool is_hipi = hipi != KEP_ROUTING_PRIMITIVE_HIPI::NONE;
   if (is_hipi) add_hipi_to_ports(input, output, hipi);
@@ -92,6 +102,8 @@ void KEP_RG_PARSE::add_hipi_to_ports(KEP_PORT* input, KEP_PORT* output, KEP_ROUT
 }
 
 void KEP_RG_PARSE::add_routing_flyover(KEP_PORT* input, KEP_PORT* output) {
+  check("add_routing_flyover", input);
+  check("add_routing_flyover", output);
   m_routing_primitive_cache->add_routing_flyover(KEP_ROUTING_FLYOVER::allocate(m_db, input, output));
   const KEP_MODULE* module = input->get_parent();
   if (module->get_view_type() == KEP_VIEW_TYPE::LOGICAL_TWIN) return;
@@ -102,6 +114,7 @@ void KEP_RG_PARSE::add_routing_flyover(KEP_PORT* input, KEP_PORT* output) {
 }
 
 void KEP_RG_PARSE::add_routing_root(KEP_MODULE* routing_root, unsigned char view_type) {
+  check("add_routing_root", routing_root);
   KEP_ASSERT(routing_root->has_trait(KEP_MODULE::TRAIT::IP_ROOT));
   const KEP_VIEW_TYPE view = static_cast<KEP_VIEW_TYPE>(view_type);
   if (view == KEP_VIEW_TYPE::BLC) {
@@ -123,19 +136,19 @@ void KEP_RG_PARSE::add_routing_root(KEP_MODULE* routing_root, unsigned char view
 }
 
 void KEP_RG_PARSE::add_inserted_node(const std::string& name, KEP_PORT* port) {
-  const KEP_MODULE* blc = port->get_parent()->find_view(KEP_VIEW_TYPE::BLC);
+  const KEP_MODULE* blc = check("add_inserted_node", port)->get_parent()->find_view(KEP_VIEW_TYPE::BLC);
   m_routing_primitive->add_insert_node(blc ? corresponding_port(blc, port) : port, name);
 }
 
 void KEP_RG_PARSE::add_tunnel_type(KEP_MODULE* module, KEP_ROUTING_PRIMITIVE_TUNNEL tunnel) {
-  m_routing_primitive->add_tunnel_type(module, tunnel);
+  m_routing_primitive->add_tunnel_type(check("add_tunnel_type", module), tunnel);
   if (tunnel == KEP_ROUTING_PRIMITIVE_TUNNEL::NONE || module->get_view_type() == KEP_VIEW_TYPE::BLC) return;
   for (KEP_MODULE* blc : module->get_equivalent_modules(KEP_VIEW_TYPE::BLC))
     m_routing_primitive->add_tunnel_type(blc, tunnel);
 }
 
 void KEP_RG_PARSE::add_module_is_not_template(KEP_MODULE* module) {
-  m_routing_primitive->add_is_not_template(module);
+  m_routing_primitive->add_is_not_template(check("add_module_is_not_template", module));
   for (const KEP_VIEW_TYPE view : {KEP_VIEW_TYPE::LOGICAL_TWIN, KEP_VIEW_TYPE::BLC}) {
     for (KEP_MODULE* equivalent : module->get_equivalent_modules(view))
       m_routing_primitive->add_is_not_template(equivalent);
@@ -155,7 +168,7 @@ void KEP_RG_PARSE::disable_merge(KEP_PORT* output_port) {
 }
 
 void KEP_RG_PARSE::set_skip_paths(KEP_MODULE* module, bool skip) {
-  set_skip_paths_internal(module, skip);
+  set_skip_paths_internal(check("set_skip_paths", module), skip);
   for (const KEP_VIEW_TYPE view : {KEP_VIEW_TYPE::LOGICAL, KEP_VIEW_TYPE::LOGICAL_TWIN, KEP_VIEW_TYPE::BLC}) {
     if (module->get_view_type() == view) continue;
     for (KEP_MODULE* equivalent : module->get_equivalent_modules(view))
@@ -178,7 +191,7 @@ void KEP_RG_PARSE::set_skip_paths_internal(KEP_MODULE* module, bool skip) {
 }
 
 void KEP_RG_PARSE::set_skip_paths(KEP_INSTANCE* instance, bool skip) {
-  KEP_MODULE* module = instance->get_module();
+  KEP_MODULE* module = check("set_skip_paths", instance)->get_module();
   const auto muxes = m_routing_primitive_cache->iter_routing_muxes(module);
   if (muxes.empty()) {
     KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths",

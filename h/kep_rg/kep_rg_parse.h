@@ -14,8 +14,9 @@
 /// other views by a rule of its own for each kind of fact, so that a device is described once. Ports
 /// correspond across views by index. A call that fails leaves behind what it wrote before it failed.
 ///
-/// Pointers must not be null except where an operation says what it does with null, and must belong to the
-/// database, which must outlive the object. One thread calls.
+/// Pointers must belong to the database, which must outlive the object. A null pointer is an assertion that
+/// names the operation, except where an operation says what it does with null; what is asked about null is
+/// false, empty or none. One thread calls.
 class KEP_RG_EXPORT KEP_RG_PARSE {
 public:
   explicit KEP_RG_PARSE(KEP_DB* db);

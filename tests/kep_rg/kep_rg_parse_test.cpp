@@ -297,6 +297,42 @@ TEST_F(ParseTest, RefusesARootInAnyOtherView) {
   EXPECT_THAT(roots(), IsEmpty());
 }
 
+TEST_F(ParseTest, AssertsThatWhatItIsGivenIsNotNullAndNamesTheOperation) {
+  KEP_RG_PARSE parse(m_db);
+  const auto is_refused = [](const char* operation, const auto& body) {
+    EXPECT_EQ(assertion_text(body), std::string("Assertion failed: pointer in kep_rg/kep_rg_parse.cpp@LINE: "
+                                                "KEP_RG_PARSE::") +
+                                        operation + ": a null pointer");
+  };
+  KEP_PORT* const some = port("MUX:i");
+  is_refused("KEP_RG_PARSE", [] { KEP_RG_PARSE(nullptr); });
+  is_refused("add_port_edge", [&] { parse.add_port_edge(nullptr, some); });
+  is_refused("add_port_edge", [&] { parse.add_port_edge(some, nullptr); });
+  is_refused("add_port_edge", [&] { parse.add_port_edge(nullptr, nullptr, true); });
+  is_refused("add_port_edge", [&] { parse.add_port_edge(some, nullptr, HIPI::M, true); });
+  is_refused("add_routing_flyover", [&] { parse.add_routing_flyover(nullptr, some); });
+  is_refused("add_routing_flyover", [&] { parse.add_routing_flyover(some, nullptr); });
+  is_refused("add_routing_root", [&] { parse.add_routing_root(nullptr, LOGICAL); });
+  is_refused("add_inserted_node", [&] { parse.add_inserted_node("name", nullptr); });
+  is_refused("add_tunnel_type", [&] { parse.add_tunnel_type(nullptr, TUNNEL::NONE); });
+  is_refused("add_module_is_not_template", [&] { parse.add_module_is_not_template(nullptr); });
+  is_refused("set_skip_paths", [&] { parse.set_skip_paths(static_cast<KEP_MODULE*>(nullptr), true); });
+  is_refused("set_skip_paths", [&] { parse.set_skip_paths(static_cast<KEP_INSTANCE*>(nullptr), true); });
+  EXPECT_FALSE(m_store->is_initialized()) << "nothing was written";
+}
+
+TEST_F(ParseTest, AnswersQuestionsAboutNull) {
+  KEP_RG_PARSE parse(m_db);
+  EXPECT_FALSE(parse.is_inserted_node(nullptr));
+  EXPECT_FALSE(parse.has_wire_type(nullptr));
+  EXPECT_EQ(parse.get_wire_type(nullptr), "");
+  EXPECT_FALSE(parse.get_module_is_not_template(nullptr));
+  EXPECT_FALSE(parse.is_disable_merge(nullptr));
+  EXPECT_EQ(parse.get_tunnel_type(nullptr), TUNNEL::NONE);
+  EXPECT_FALSE(parse.is_hipi_m_port(nullptr));
+  EXPECT_FALSE(parse.is_hipi_tm_port(nullptr));
+}
+
 TEST_F(ParseTest, AssertsThatARoutingRootIsAnIpRoot) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(assertion_text([&] { parse.add_routing_root(module("PLAIN"), LOGICAL); }),
