@@ -17,6 +17,7 @@ using KEP_RG_REPORT::info;
 
 void KEP_RG_BUILD::build_edges() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::build_edges", true);
+  KEP_ASSERT_EXPLAIN(!m_disable_edge_allocation, "KEP_RG_BUILD::build_edges comes after debug_edges");
   create_edge_builder();
   info() << "About to sort the nodes for templating..." << std::endl;
   {
@@ -59,7 +60,6 @@ void KEP_RG_BUILD::build_redundant_inputs() {
 }
 
 void KEP_RG_BUILD::create_edge_builder() {
-  if (m_disable_edge_allocation) return;
   // The capacity is a hint, ten edges a node; past the range of the hint it stops growing.
   const std::int64_t capacity = std::min<std::int64_t>(std::int64_t{10} * m_builder_graph->get_node_count(),
                                                        std::numeric_limits<int>::max());

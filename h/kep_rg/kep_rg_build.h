@@ -101,7 +101,7 @@ public:
   /// and changes nothing in the graph: appends the node's fanouts, real ones first, and lets the observer see
   /// the walk and then close. A uip without a node is a warning. `node_flag` is that of KEP_ROUTING::NODE; a
   /// hipi node is refused by an assertion. Fanouts and observer may be null, and stay the caller's. From then
-  /// on the builder is verbose and allocates no edges.
+  /// on the builder is verbose and allocates no edges: build_edges() is refused by an assertion.
   void debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_INST_PORT& uip, bool node_flag,
                    KEP_UNFOLD_OBSERVER* observer);
   /// The same with a KEP_RG_UUI_OBSERVER that writes the walk to this file; without one for null.

@@ -213,6 +213,23 @@ TEST_F(DebugEdgesTest, LeavesTheBuilderVerboseAndWithoutEdges) {
   }
 }
 
+// Edges would be made no more, and a graph without any would take the place of a good one.
+TEST_F(DebugEdgesTest, LeavesNoWayToBuildEdgesAgain) {
+  const std::string text =
+      "Assertion failed: !m_disable_edge_allocation in kep_rg/kep_rg_build_edges.cpp@LINE: "
+      "KEP_RG_BUILD::build_edges comes after debug_edges";
+  const std::string graph = test_model::whole_graph(*m_case.db());
+  debug("l/m:o", m_no_observer);
+  EXPECT_EQ(assertion_text([&] { m_case.builder().build_edges(); }), text);
+  EXPECT_EQ(test_model::whole_graph(*m_case.db()), graph);
+
+  m_case.drop_builder();
+  m_case.build_nodes();
+  debug("l/m:o", m_no_observer);
+  EXPECT_EQ(assertion_text([&] { m_case.builder().build_edges(); }), text);
+  EXPECT_EQ(test_model::whole_graph(*m_case.db()), graph);
+}
+
 TEST_F(DebugEdgesTest, TellsOfEachMuxThatItGoesThrough) {
   debug("l/m:o", m_no_observer);
   EXPECT_EQ(m_debug, "Performed get_mux_outputs() mapping\n  Before: r/m:a\n  After:  r/m:o\n"
@@ -274,8 +291,9 @@ TEST_F(DebugTwinTest, RefusesATwinAndForgetsTheObserver) {
   const KEP_UNFOLDED_INST_PORT uip = m_case.model().uip("m:o");
   {
     RECORDED_WALK walk;
-    EXPECT_THAT(assertion_text([&] { m_case.builder().debug_edges(&fanouts, uip, true, &walk); }),
-                testing::StartsWith("Assertion failed: !dbg_start_node->is_hipi()"));
+    EXPECT_THAT(
+        assertion_text([&] { m_case.builder().debug_edges(&fanouts, uip, true, &walk); }),
+        testing::StrEq("Assertion failed: !dbg_start_node->is_hipi() in kep_rg/kep_rg_build.cpp@LINE"));
     EXPECT_THAT(walk.calls(), IsEmpty());
   }
   EXPECT_EQ(fanouts.size(), 0U);
