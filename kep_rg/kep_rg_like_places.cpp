@@ -17,14 +17,15 @@ bool has_skip_outputs(const KEP_RG_PRIMITIVES& primitives, const KEP_INST_PORT& 
   return inst_ports && !inst_ports->empty();
 }
 
-/// A search that comes by asks for the attributes. At an inserted input it ends without a question, but for
+/// A search that comes by asks for the attributes. At an inserted port it ends without a question, but for
 /// the module of a tunnel, which a second search passes through.
 bool asks_attributes(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT& inst_port) {
   const KEP_PORT* port = inst_port.get_port();
   if (port->is_output() || has_skip_outputs(primitives, inst_port)) return false;
   const bool is_inserted = primitives.has_inserted_port(port) || primitives.is_inserted_inst_port(&inst_port);
-  return !port->is_input() || !is_inserted ||
-         primitives.get_tunnel_type(port->get_parent()) == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH;
+  const KEP_MODULE* master =
+      KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank.find_view(inst_port.get_inst()->get_module());
+  return !is_inserted || primitives.get_tunnel_type(master) == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH;
 }
 
 } // namespace
@@ -32,7 +33,9 @@ bool asks_attributes(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT& inst_po
 KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives)
     : m_unfolding(&db.get_unfolding()) {
   link_occurrences();
-  if (db.get_legacy_api()->has_instance_attributes()) find_flyover_nets(db, primitives);
+  if (!db.get_legacy_api()->has_instance_attributes()) return;
+  m_primitives = &primitives;
+  find_flyover_nets(db, primitives);
 }
 
 /// Goes through the depth-first order from its end: of the children the last comes first, and each comes
@@ -89,6 +92,12 @@ bool KEP_RG_LIKE_PLACES::may_come_again(const KEP_UNFOLDED_INST_PORT& driver, co
   if (!next) return false;
   const std::uint64_t difference = m_unfolding->get(own).m_number - m_unfolding->get(above).m_number;
   return m_unfolding->get(next).m_number + difference <= last_number;
+}
+
+/// An inserted port ends a search, but not the one that begins there.
+bool KEP_RG_LIKE_PLACES::asks_at_start(const KEP_INST_PORT& driver) const {
+  return m_primitives && driver.get_port()->is_bidir() && begins_flyover(*m_primitives, *driver.get_port()) &&
+         !has_skip_outputs(*m_primitives, driver);
 }
 
 void KEP_RG_LIKE_PLACES::find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives) {

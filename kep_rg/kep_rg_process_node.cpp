@@ -114,8 +114,9 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE
   if (node->is_boundary() || node->is_hipi()) return false;
   KEP_RG_PLAIN_WALK& walk = work.m_plain_walk;
   if (!walk.walk(*m_plain_nets, node->get_occurrence(), node->get_inst_port()->get_number())) return false;
-  const auto counts =
-      m_ftd->m_edge_builder->set_fanout(node, walk.get_fanouts(), walk.get_redundant_fanouts());
+  KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_COUNTS counts{};
+  if (!walk.get_fanouts().empty() || !walk.get_redundant_fanouts().empty())
+    counts = m_ftd->m_edge_builder->set_fanout(node, walk.get_fanouts(), walk.get_redundant_fanouts());
   if (counts.m_num_real + counts.m_num_redundant != 0) {
     const KEP_OCCURRENCE& occurrence = m_plain_nets->get_unfolding().get(walk.get_top());
     const KEP_UNFOLDED_MODULE top(KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot),
@@ -197,10 +198,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::compute_fanout(KEP_ROUTING_BUILDER_NODE* st
 
   KEP_LEAF_RESULTS& results = work.m_results;
   results.clear();
-  if (start.m_uip)
-    results.m_uips.push_back(start.m_uip);
-  else
-    results.m_top_ports.push_back(start.m_u_port);
+  if (start.m_uip) results.m_uips.push_back(start.m_uip);
   if (start_node && find_cached_fanout(start, work)) {
     ++work.m_stats->n_cdrn_cache_hits;
   } else {
@@ -266,7 +264,6 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::get_leaf_fanout(const START& start, WORK& w
   std::erase_if(results.m_uips, [this](const KEP_UNFOLDED_INST_PORT& uip) {
     return get_tunnel_type(uip.m_object->get_port()) != KEP_ROUTING_PRIMITIVE_TUNNEL::TARGET;
   });
-  results.m_top_ports.clear();
 }
 
 /// The node is an input of a mux: its connection goes on from the outputs of the arcs. False when it is none.
@@ -391,16 +388,18 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WOR
 
 /// What left for the top of the device has no like place, and others have none up to the end of the range.
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_be_kept(const START& start, const WORK& work) const {
-  const KEP_UNFOLDED_MODULE& top = work.m_results.m_top_module;
-  return !(top && top.m_object->is_top_module_or_equiv()) &&
-         m_ftd->m_like_places.may_come_again(start.m_uip, top, work.m_last_number) && !depends_on_place(work);
+  KEP_UNFOLDED_MODULE top = work.m_results.m_top_module;
+  if (!top) top = start.m_uip.get_unfolded_instance().get_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
+  return !top.m_object->is_top_module_or_equiv() &&
+         m_ftd->m_like_places.may_come_again(start.m_uip, top, work.m_last_number) &&
+         !depends_on_place(start, work);
 }
 
 /// A search asks two questions that like places may answer differently: where nodes stand, and whether an
 /// instance lies in a spare row. All else follows from the folded model.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const WORK& work) const {
-  if (work.m_asked_for_nodes) return true;
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const START& start, const WORK& work) const {
   const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
+  if (work.m_asked_for_nodes || places.asks_at_start(*start.m_uip.m_object)) return true;
   if (!places.has_flyover_nets()) return false;
   const auto has_flyover_net = [&places](const KEP_LEAF_RESULTS& results) {
     const std::vector<KEP_UNFOLDED_NET>& nets = results.m_visited_nets.get_nets();

@@ -85,7 +85,7 @@ private:
   /// Keeps an answer only if a search from every like place finds the same.
   void store_cached_fanout(const START& start, WORK& work) const;
   bool may_be_kept(const START& start, const WORK& work) const;
-  bool depends_on_place(const WORK& work) const;
+  bool depends_on_place(const START& start, const WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
   std::uint64_t get_last_number(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const;

@@ -36,9 +36,13 @@ public:
   /// KEP_UNFOLDING::ABOVE_TOP if there is none.
   PLACE find_previous(const PLACE& place) const;
 
+  /// A search up from the driver asks for the attributes of its instance, whatever net it walks: what is
+  /// behind its own inst port may be flown to.
+  bool asks_at_start(const KEP_INST_PORT& driver) const;
   /// On some net of the device a search depends on its place.
   bool has_flyover_nets() const { return !m_flyover_nets.empty(); }
-  /// A search that walks the net asks for the attributes of an instance, to take a flyover or not.
+  /// A search that comes to the net from elsewhere asks for the attributes of an instance there, to take a
+  /// flyover or not.
   bool is_flyover_net(const KEP_NET* net) const {
     const std::vector<bool>& nets = m_flyover_nets[net->get_parent()->get_number()];
     return !nets.empty() && nets[net->get_index()];
@@ -49,6 +53,7 @@ private:
   void find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   const KEP_UNFOLDING* m_unfolding = nullptr;
+  const KEP_RG_PRIMITIVES* m_primitives = nullptr; // null where no instance has attributes
   std::vector<std::uint32_t> m_next;             // by inner occurrence: the next one of the same module, or 0
   std::vector<std::uint32_t> m_previous;         // likewise
   std::vector<std::vector<bool>> m_flyover_nets; // by module number, then by net; empty where there are none

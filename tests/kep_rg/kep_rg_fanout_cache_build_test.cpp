@@ -421,7 +421,7 @@ TEST_F(FanoutCacheBuildTest, CountsPlainConnectionsAsIfTheyHadBeenSearched) {
   build_again_searching_all(c);
 }
 
-// The inserted input ends every search; one that may be flown over is yet never kept.
+// The inserted input ends every search; one that goes through the tunnel is yet never kept.
 TEST_F(FanoutCacheBuildTest, CountsAConnectionToAnInsertedInputThatMayBeFlownOverLikeASearch) {
   for (const bool is_tunnel : {false, true}) {
     const std::string jump = is_tunnel ? "ports >i <j" : "ports =i <j";
@@ -481,6 +481,67 @@ TEST_F(FanoutCacheBuildTest, CountsBelowAnEquivalentOfTheTopLikeASearch) {
   at_it.insert("A:q");
   at_it.build();
   build_again_searching_all(at_it);
+}
+
+// A search ends at the inserted port, but goes on from it by the flyover of a spare row.
+TEST_F(FanoutCacheBuildTest, KeepsWhatEndsAtATwoWayFlyoverInputThatIsInsertedButNothingFromThere) {
+  for (const bool has_attributes : {false, true}) {
+    BUILD_CASE c(R"(
+      module MUX
+        ports >a <o
+      module OVER
+        ports =i <j
+      module TILE
+        inst m MUX header
+        inst s OVER header
+        inst k MUX header
+        net n m.o s.i
+        net q s.j k.a
+        net r k.o
+      module TOP top type=2
+        inst t TILE
+        inst u TILE
+        inst v TILE
+    )");
+    c.arcs("MUX", {"a"}, "o");
+    c.insert("OVER:i");
+    c.parse().add_routing_flyover(c.model().port("OVER:i"), c.model().port("OVER:j"));
+    if (has_attributes) c.db()->get_legacy_api()->set_spare_row(c.model().unfolded_instance("u/s"), true);
+    // m:o, s:i and k:o, in three tiles.
+    if (has_attributes)
+      build(c, 4, 5);
+    else
+      build(c, 6, 3);
+    EXPECT_THAT(c.edges(), Contains("t/m:o -> t/s:i"));
+    EXPECT_THAT(c.edges(), Not(Contains("t/s:i -> t/k:o via t/k:a")));
+    EXPECT_EQ(testing::Value(c.edges(), Contains("u/s:i -> u/k:o via u/k:a")), has_attributes);
+    EXPECT_THAT(c.edges(), Not(Contains("v/s:i -> v/k:o via v/k:a")));
+  }
+}
+
+// Nothing is noted of a search that goes through a mux without walking, so its top is the master.
+TEST_F(FanoutCacheBuildTest, KeepsNothingForAMuxThatIsAnEquivalentOfTheTop) {
+  for (const bool is_equivalent : {false, true}) {
+    const std::string group = is_equivalent ? " group=g\n" : "\n";
+    BUILD_CASE c("module A" + group + "  ports >a <z\n" + R"(
+      module X
+        inst m A header
+        net n m.a
+        net q m.z
+      module TOP top type=2)" +
+                 group + R"(
+        ports >a <z
+        inst x1 X
+        inst x2 X
+        inst x3 X
+    )");
+    c.arcs("A", {"a"}, "z");
+    c.insert("A:a");
+    c.build();
+    EXPECT_THAT(c.edges(), Contains("x2/m:a -> x2/m:z via x2/m:a"));
+    EXPECT_EQ(c.builder().get_edge_stats().n_cdrn_cache_hits, is_equivalent ? 2U : 4U);
+    build_again_searching_all(c);
+  }
 }
 
 // Like places stand on several levels, and ranges end anywhere among them.
