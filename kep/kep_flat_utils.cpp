@@ -13,6 +13,4 @@ void KEP_LEAF_RESULTS::clear() {
   m_top_ports.clear();
   m_visited_nets.clear();
   m_top_module = {};
-  m_frames.clear();
-  m_outputs.clear();
 }

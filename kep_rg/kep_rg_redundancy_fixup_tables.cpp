@@ -16,7 +16,6 @@ void KEP_RG_REDUNDANCY_FIXUP_TABLES::find_mux_modules() {
     if (!arc->get_parent() || arc->is_always_skip() || arc->get_parent()->has_skip_exception_instances())
       continue;
     m_mux_modules.insert(arc->get_input()->get_parent());
-    m_mux_modules.insert(arc->get_output()->get_parent());
   }
 }
 

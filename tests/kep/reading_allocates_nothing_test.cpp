@@ -12,21 +12,22 @@ std::atomic<std::uint64_t> allocations{0};
 } // namespace
 
 // For this whole program: what the library allocates goes through here, too. The forms for arrays lead here.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+// Inlined, the one half would seem to a compiler not to match the other, which it sees by its name alone.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
   return std::malloc(size == 0 ? 1 : size);
 }
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (void* memory = operator new(size, std::nothrow)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
   std::free(memory);
 }
 

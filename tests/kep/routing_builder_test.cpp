@@ -281,6 +281,21 @@ TEST_F(RoutingBuilder, takes_fanouts_as_runs_of_what_the_places_of_a_module_have
                           "  < t/m:z", "u/k:z", "  < t/m:z", "  < t/m:z"));
 }
 
+TEST_F(RoutingBuilder, publishes_the_nodes_of_a_graph_that_was_never_sorted_in_their_order) {
+  const auto publish = [this](bool sorts) {
+    GRAPH_BUILD build(*db);
+    for (const char* name : {"u/k:z", "t/k:z", "u/m:z", "t/m:z"})
+      build.add(name);
+    build.add_hipi(uip(*db, "t/k:z"));
+    if (sorts) build.sort();
+    build.publish();
+    return test_model::dump(*db);
+  };
+  const std::vector<std::string> unsorted = publish(false);
+  EXPECT_THAT(unsorted, ElementsAre("t/m:z", "t/k:z", "t/k:z^", "u/m:z", "u/k:z"));
+  EXPECT_EQ(unsorted, publish(true));
+}
+
 TEST_F(RoutingBuilder, folds_fanouts_however_they_were_told) {
   GRAPH_BUILD build(*db);
   for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})

@@ -14,7 +14,10 @@
 namespace {
 
 std::string folder(const std::string& name) {
-  return std::string(KEP_TEST_DATA_DIR) + "/examples/" + name + "/";
+  std::string path = KEP_TEST_DATA_DIR "/examples/";
+  path += name;
+  path += '/';
+  return path;
 }
 
 std::vector<std::string> sorted_lines(const std::string& path) {
