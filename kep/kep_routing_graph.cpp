@@ -128,6 +128,7 @@ void GRAPH::append_real_fanouts(std::uint32_t index, std::uint32_t& near,
   const KEP_NODE_SHAPE& shape = m_tables.get_shape(word);
   for (std::uint32_t i = 0; i != shape.m_num_real; ++i) {
     const std::uint64_t fanout = m_tables.m_fanouts[shape.m_first_fanout + i].get_word(near);
+    if (fanout == 0) continue; // of a damaged graph
     fanouts.push_back(places.find_node(KEP_NODE_WORD::place(fanout), KEP_NODE_WORD::rank(fanout)));
   }
 }

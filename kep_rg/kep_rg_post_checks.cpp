@@ -5,17 +5,17 @@
 #include "kep_rg/kep_rg_connectivity_check.h"
 #include "kep_rg/kep_rg_format.h"
 #include "kep_rg/kep_rg_report.h"
+#include "kep_rg/kep_rg_rules.h"
 #include "kep_rg/kep_rg_tsan.h"
 
-#include <boost/container/small_vector.hpp>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 #include <tbb/task_group.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 
+using KEP_RG_RULES::HIPI;
 using KEP_ROUTING::FWD_EDGE;
 using KEP_ROUTING::NODE;
 using KEP_ROUTING::NODE_ITER_RANGE;
@@ -49,8 +49,7 @@ KEP_RG_POST_CHECKS& KEP_RG_POST_CHECKS::operator=(KEP_RG_POST_CHECKS&&) noexcept
 KEP_RG_POST_CHECKS::~KEP_RG_POST_CHECKS() = default;
 
 bool KEP_RG_POST_CHECKS::re_check_this_node(const NODE& node) {
-  const unsigned num_edges = node.get_num_edges();
-  return num_edges >= 2 && node.get_num_real_edges() < num_edges;
+  return KEP_RG_RULES::has_redundant_edge_beside_others(node);
 }
 
 bool KEP_RG_POST_CHECKS::test_redundant_edges() {
@@ -65,18 +64,14 @@ bool KEP_RG_POST_CHECKS::test_redundant_edges() {
 
 /// Of several such fanouts the first one in the order of the edges is told, redundant edges before real ones.
 bool KEP_RG_POST_CHECKS::redundant_edges_have_one_real_on_same_path(const NODE& node) {
-  const auto index_of = [&node](const FWD_EDGE& edge) { return node.m_graph->get_index(edge.get_fanout()); };
-  boost::container::small_vector<std::uint32_t, 64> real_fanouts;
-  for (const FWD_EDGE& edge : node.iter_real_fanout())
-    real_fanouts.push_back(index_of(edge));
-  std::sort(real_fanouts.begin(), real_fanouts.end());
-  if (std::adjacent_find(real_fanouts.begin(), real_fanouts.end()) == real_fanouts.end()) return true;
+  const KEP_RG_RULES::REAL_FANOUTS real_fanouts(node);
+  if (!real_fanouts.has_doubled()) return true;
 
   const auto find_failing = [&](const auto& edges) {
     for (const FWD_EDGE& edge : edges) {
-      const auto [first, last] = std::equal_range(real_fanouts.begin(), real_fanouts.end(), index_of(edge));
-      if (last - first < 2) continue;
-      print_rule("RG-ONE-REAL-EDGE-PER-NODE", static_cast<int>(last - first),
+      const int count = real_fanouts.count(edge);
+      if (count < 2) continue;
+      print_rule("RG-ONE-REAL-EDGE-PER-NODE", count,
                  edge.get_fanout().get_unfolded_inst_port().get_name(KEP_RG_REPORT::NAME_STYLE));
       return true;
     }
@@ -97,10 +92,7 @@ bool KEP_RG_POST_CHECKS::test_redundant_edge_count() {
     num_real += node.get_num_edges() - redundant;
     num_redundant += redundant;
   }
-  constexpr double LEAST_SHARE = 0.05;
-  const auto real = static_cast<double>(num_real);
-  const auto redundant = static_cast<double>(num_redundant);
-  if (redundant / (redundant + real) > LEAST_SHARE) return true; // without any edge there is no share
+  if (KEP_RG_RULES::are_enough_redundant(num_real, num_redundant)) return true;
   print_rule("RG-REDUNDANT-EDGE-COUNT-PREREQUISITE");
   return false;
 }
@@ -111,28 +103,12 @@ void print_hipi_finding(const char* condition) {
   print_rule("RG-HIPI-CHECK-FAILED", condition);
 }
 
-/// How the hipi rule fares at one node.
-enum class HIPI { HOLDS, NOT_FIRST, NOT_NAMED, NOT_FED };
-
-HIPI check_hipi(const NODE& node) {
-  bool has_hipi_fanin = false;
-  const auto fanins = node.iter_all_fanin();
-  for (auto fanin = fanins.begin(); fanin != fanins.end(); ++fanin) {
-    const NODE from_node = (*fanin).get_fanin();
-    if (!from_node.is_hipi()) continue;
-    has_hipi_fanin = true;
-    if (fanin != fanins.begin()) return HIPI::NOT_FIRST;
-    if (node.get_hipi_node() != from_node) return HIPI::NOT_NAMED;
-  }
-  return has_hipi_fanin || !node.get_hipi_node() ? HIPI::HOLDS : HIPI::NOT_FED;
-}
-
 /// Goes on after a finding, but for a node that is not fed by its hipi node: that one ends the range. True
 /// when all is well.
 bool check_hipi(const NODE_ITER_RANGE& nodes) {
   bool result = true;
   for (const NODE& node : nodes) {
-    const HIPI found = check_hipi(node);
+    const HIPI found = KEP_RG_RULES::check_hipi(node);
     if (found == HIPI::HOLDS) continue;
     result = false;
     if (found == HIPI::NOT_FIRST) print_hipi_finding("!(is_hipi && fanin_iter != fanin_range.begin())");

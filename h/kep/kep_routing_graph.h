@@ -213,8 +213,8 @@ public:
   std::uint32_t get_index(const NODE& node) const;
   NODE get_node(std::uint32_t index) const;
   /// Appends the numbers of the real fanouts of the node of that number, in the order of iter_real_fanout():
-  /// for walks that go by numbers and need no nodes on the way. `near` is the caller's, 0 at first: it makes
-  /// calls for neighbouring numbers fast.
+  /// for walks that go by numbers and need no nodes on the way; an edge to nowhere, in a damaged graph, is
+  /// left out. `near` is the caller's, 0 at first: it makes calls for neighbouring numbers fast.
   void append_real_fanouts(std::uint32_t index, std::uint32_t& near,
                            std::vector<std::uint32_t>& fanouts) const;
 

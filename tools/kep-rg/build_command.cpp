@@ -1,10 +1,11 @@
 #include "tools/kep-rg/build_command.h"
 
-#include "tools/kep-rg/check_command.h"
 #include "tools/kep-rg/dump.h"
+#include "tools/kep-rg/findings_report.h"
 #include "tools/kep-rg/wire_paths.h"
 
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <vector>
 
@@ -14,6 +15,7 @@ bool build_command(const BUILD_OPTIONS& options) {
     for (const char* name : {"nodes.tsv", "edges.tsv"})
       outputs.push_back((std::filesystem::path(options.m_dump) / name).string());
   check_outputs(options.m_device, outputs);
+  get_waived_kinds(options.m_verification.m_waive); // a wrong id is told before anything is read
 
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
@@ -27,9 +29,9 @@ bool build_command(const BUILD_OPTIONS& options) {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "dump");
     write_dump(graph, options.m_dump);
   }
-  bool clean = true;
-  if (options.m_check) clean &= run_checks(db.get(), options.m_device, stats);
-  if (options.m_trace) clean &= run_traces(db.get(), options.m_device, stats);
+  const VERIFICATION& asked = options.m_verification;
+  const bool is_verified = asked.m_check || asked.m_trace;
+  const bool clean = !is_verified || verify_graph(db.get(), options.m_device, asked, stats, std::cout);
   if (!options.m_stats.empty()) write_stats(stats, graph, options.m_stats);
   return clean;
 }

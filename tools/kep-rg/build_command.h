@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/kep-rg/load_device.h"
+#include "tools/kep-rg/verify_graph.h"
 
 #include <string>
 
@@ -10,8 +11,7 @@ struct BUILD_OPTIONS {
   std::string m_wire_paths; ///< file for the paths of wires; empty: none
   std::string m_dump;       ///< folder for the dump; empty: none
   std::string m_stats;      ///< file for the statistics; empty: none
-  bool m_check = false;     ///< run the post checks
-  bool m_trace = false;     ///< verify the traces of all edges
+  VERIFICATION m_verification;
 };
 
 /// Reads a device, builds its routing graph, checks it and writes what was asked for. False when a check made

@@ -88,6 +88,19 @@ void add_stats(CLI::App& command, std::string& stats) {
       ->check(NOT_EMPTY);
 }
 
+void add_verification(CLI::App& command, VERIFICATION& asked) {
+  command.add_flag("--trace", asked.m_trace,
+                   "Trace every edge through the model, too, and verify the trace. Traces of sound edges may "
+                   "fail where flyovers lead over spare rows; edges at boundary nodes have none");
+  command
+      .add_option(
+          "--waive", asked.m_waive,
+          "Show findings of this kind, but let them not decide the exit status; may be given more than "
+          "once")
+      ->type_name("ID")
+      ->allow_extra_args(false);
+}
+
 void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
   CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
   add_device_files(*build, options.m_device);
@@ -98,12 +111,9 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
       ->check(NOT_EMPTY);
   build->add_flag("--verbose", options.m_device.m_verbose,
                   "Tell of each target found, and list what checks find");
-  build->add_flag("--check", options.m_check,
-                  "Run the four post checks of the graph. That enough edges are redundant is checked only if "
-                  "redundancy data is given or some edge is redundant");
-  build->add_flag("--trace", options.m_trace,
-                  "Trace every edge through the model and verify the trace. An edge at a boundary node has "
-                  "none, which is no finding");
+  build->add_flag("--check", options.m_verification.m_check,
+                  "Hold every node and edge against the model, and run the post checks of the graph");
+  add_verification(*build, options.m_verification);
   build->add_option("--dump", options.m_dump, "Write nodes.tsv and edges.tsv into this folder")
       ->type_name("DIR")
       ->check(NOT_EMPTY);
@@ -113,17 +123,14 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
 }
 
 void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
-  CLI::App* check =
-      app.add_subcommand("check", "Build the routing graph of a device, check it and trace every edge");
+  CLI::App* check = app.add_subcommand(
+      "check", "Build the routing graph of a device, hold every node and edge against the model, "
+               "and run the post checks");
   add_device_files(*check, options.m_device);
   add_device_options(*check, options.m_device);
   add_progress(*check, options.m_device);
-  check->add_flag("--verbose", options.m_device.m_verbose,
-                  "List every node and edge that is found, and tell what is checked");
-  check->add_flag(
-      "--prove", options.m_prove,
-      "Hold every edge, those at boundary nodes too, against the model instead of tracing it: exact, "
-      "and tells missing and surplus edges by name");
+  check->add_flag("--verbose", options.m_device.m_verbose, "List every node and edge that is found");
+  add_verification(*check, options.m_verification);
   add_stats(*check, options.m_stats);
   check->footer(EXIT_STATUS_TEXT);
   check->callback([&options, &status] { status = check_command(options) ? CLEAN : FINDING; });

@@ -3,10 +3,10 @@
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
+#include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tools/kep-rg/find_nodes.h"
 #include "tools/kep-rg/quiet.h"
-#include "tools/kep-rg/trace_edges.h"
 
 #include <fmt/format.h>
 
@@ -38,7 +38,8 @@ bool print_edges(const NODE& from, const NODE& to) {
   for (const FWD_EDGE& edge : from.iter_all_fanout()) {
     const bool is_real = place++ < from.get_num_real_edges();
     if (edge.get_fanout() != to) continue;
-    info() << get_node_text(from) << " -> " << get_node_text(to) << ", " << (is_real ? "real" : "redundant");
+    info() << kep_rg_get_node_text(from) << " -> " << kep_rg_get_node_text(to) << ", "
+           << (is_real ? "real" : "redundant");
     if (const KEP_UNFOLDED_INST_PORT mux_input = edge.get_mux_input())
       info() << ", through " << mux_input.get_name(NAME_STYLE);
     info() << std::endl;
@@ -61,8 +62,8 @@ public:
       print_hops();
       if (outcome != OUTCOME::VERIFIED) print_rest();
     }
-    if (outcome != OUTCOME::VERIFIED) info() << "  no trace: " << get_trace_reason(outcome) << std::endl;
-    return !is_trace_finding(outcome);
+    if (outcome != OUTCOME::VERIFIED) info() << "  no trace: " << kep_rg_get_reason(outcome) << std::endl;
+    return !kep_rg_find_kind(outcome);
   }
 
 private:

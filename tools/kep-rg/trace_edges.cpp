@@ -3,6 +3,7 @@
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_creation_stats.h"
+#include "tools/kep-rg/findings_report.h"
 
 #include <fmt/format.h>
 #include <tbb/blocked_range.h>
@@ -11,12 +12,15 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
-#include <iterator>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 namespace {
 
-using OUTCOME = TRACE_TALLY::OUTCOME;
+using KIND = KEP_RG_FINDING_KIND;
+using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
+using PLACE = KEP_RG_FINDINGS::PLACE;
 
 /// Tells how far the work is whenever a multiple of the step is crossed, as the edge phase does.
 class PROGRESS {
@@ -55,127 +59,87 @@ private:
 
 /// A thread's tracer and what it has seen.
 struct WORKER {
-  explicit WORKER(const KEP_RG_TRACE_EDGE& tracer) : m_tracer(tracer) {}
+  WORKER(const KEP_RG_TRACE_EDGE& tracer, std::size_t max_kept) : m_tracer(tracer), m_max_kept(max_kept) {}
 
-  std::uint64_t trace(const KEP_ROUTING::NODE& node, std::uint32_t index, bool list_findings) {
-    m_tracer.check_edges(node, m_outcomes);
-    for (std::uint32_t place = 0; place != m_outcomes.size(); ++place) {
-      const OUTCOME outcome = m_outcomes[place];
-      const auto i = static_cast<std::size_t>(outcome);
-      const TRACE_TALLY::EDGE edge{index, place};
-      ++m_tally.m_num_edges[i];
-      m_tally.m_first[i] = std::min(m_tally.m_first[i], edge);
-      if (list_findings && is_trace_finding(outcome)) m_tally.m_findings.emplace_back(edge, outcome);
+  /// Gives the number of edges. Of each range the first findings are kept, so the first of all are among
+  /// them.
+  std::uint64_t trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
+    std::array<std::size_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> num_found{};
+    std::uint64_t num_edges = 0;
+    for (std::uint32_t node = range.begin(); node != range.end(); ++node) {
+      m_tracer.check_edges(graph.get_node(node), m_outcomes);
+      num_edges += m_outcomes.size();
+      for (std::uint32_t edge = 0; edge != m_outcomes.size(); ++edge) {
+        const OUTCOME outcome = m_outcomes[edge];
+        const auto i = static_cast<std::size_t>(outcome);
+        ++m_num_edges[i];
+        if (kep_rg_find_kind(outcome) && num_found[i]++ < m_max_kept)
+          m_findings.emplace_back(PLACE{node, edge}, outcome);
+      }
     }
-    return m_outcomes.size();
+    return num_edges;
   }
 
   KEP_RG_TRACE_EDGE m_tracer;
-  std::vector<OUTCOME> m_outcomes;
-  TRACE_TALLY m_tally;
+  std::size_t m_max_kept;
+  std::vector<OUTCOME> m_outcomes; // of one node
+  std::array<std::uint64_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> m_num_edges{};
+  std::vector<std::pair<PLACE, OUTCOME>> m_findings;
 };
 
-void add(TRACE_TALLY& sum, const TRACE_TALLY& other) {
-  for (std::size_t i = 0; i != sum.m_num_edges.size(); ++i) {
-    sum.m_num_edges[i] += other.m_num_edges[i];
-    sum.m_first[i] = std::min(sum.m_first[i], other.m_first[i]);
-  }
-  sum.m_findings.insert(sum.m_findings.end(), other.m_findings.begin(), other.m_findings.end());
-}
+using WORKERS = tbb::enumerable_thread_specific<WORKER>;
 
-std::string get_edge_text(const KEP_ROUTING::GRAPH& graph, const TRACE_TALLY::EDGE& place) {
-  const KEP_ROUTING::NODE from = graph.get_node(place.m_node);
-  const KEP_ROUTING::NODE to = (*std::next(from.iter_all_fanout().begin(), place.m_place)).get_fanout();
-  return get_node_text(from) + " -> " + get_node_text(to);
+TRACE_TALLY add_up(const WORKERS& workers, std::size_t max_kept) {
+  TRACE_TALLY tally;
+  std::vector<std::pair<PLACE, OUTCOME>> found;
+  for (const WORKER& worker : workers) {
+    for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i)
+      tally.m_num_edges[i] += worker.m_num_edges[i];
+    found.insert(found.end(), worker.m_findings.begin(), worker.m_findings.end());
+  }
+  std::sort(found.begin(), found.end());
+  for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i) {
+    const std::optional<KIND> kind = kep_rg_find_kind(static_cast<OUTCOME>(i));
+    if (!kind || tally.m_num_edges[i] == 0) continue;
+    KEP_RG_FINDINGS findings{*kind, tally.m_num_edges[i], {}};
+    for (const auto& [place, outcome] : found)
+      if (static_cast<std::size_t>(outcome) == i && findings.m_first.size() != max_kept)
+        findings.m_first.push_back(place);
+    tally.m_findings.push_back(std::move(findings));
+  }
+  return tally;
 }
 
 } // namespace
 
-TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, int nodes_per_display, bool list_findings) {
+TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, int nodes_per_display, std::size_t max_kept) {
   const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
   const KEP_RG_TRACE_EDGE tracer(&db, cache);
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
   PROGRESS progress(num_nodes, nodes_per_display);
-  tbb::enumerable_thread_specific<WORKER> workers([&tracer] { return WORKER(tracer); });
+  WORKERS workers([&] { return WORKER(tracer, max_kept); });
 
   tbb::task_arena arena(num_threads, 1);
   const std::uint32_t grain = std::clamp<std::uint32_t>(num_nodes / 1000, 100, 10000);
   arena.execute([&] {
     tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, num_nodes, grain), [&](const auto& range) {
-      WORKER& worker = workers.local();
-      std::uint64_t num_edges = 0;
-      for (std::uint32_t node = range.begin(); node != range.end(); ++node)
-        num_edges += worker.trace(graph.get_node(node), node, list_findings);
+      const std::uint64_t num_edges = workers.local().trace(graph, range);
       progress.add(range.end() - range.begin(), num_edges);
     });
   });
-
-  TRACE_TALLY tally;
-  for (const WORKER& worker : workers)
-    add(tally, worker.m_tally);
-  std::sort(tally.m_findings.begin(), tally.m_findings.end());
-  return tally;
+  return add_up(workers, max_kept);
 }
 
-bool report_traces(const TRACE_TALLY& tally, const KEP_ROUTING::GRAPH& graph) {
+std::string get_text(const TRACE_TALLY& tally) {
   std::uint64_t num_edges = 0;
-  std::uint64_t num_findings = 0;
-  for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i) {
-    num_edges += tally.m_num_edges[i];
-    if (is_trace_finding(static_cast<OUTCOME>(i))) num_findings += tally.m_num_edges[i];
-  }
-  for (const auto& [edge, outcome] : tally.m_findings)
-    KEP_REPORT::print_error((get_edge_text(graph, edge) + ": " + get_trace_reason(outcome)).c_str());
+  for (const std::uint64_t num : tally.m_num_edges)
+    num_edges += num;
+  std::uint64_t num_failed = 0;
+  for (const KEP_RG_FINDINGS& findings : tally.m_findings)
+    num_failed += findings.m_num;
   const std::uint64_t num_verified = tally.m_num_edges[static_cast<std::size_t>(OUTCOME::VERIFIED)];
-  KEP_REPORT::print_info(fmt::format("Traced {} edges: {} verified, {} at boundary nodes, {} with findings",
-                                     num_edges, num_verified, num_edges - num_verified - num_findings,
-                                     num_findings)
-                             .c_str());
-  for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i) {
-    const auto outcome = static_cast<OUTCOME>(i);
-    if (tally.m_num_edges[i] == 0 || outcome == OUTCOME::VERIFIED) continue;
-    const std::string line = fmt::format("  {}: {}; first: {}", tally.m_num_edges[i],
-                                         get_trace_reason(outcome), get_edge_text(graph, tally.m_first[i]));
-    if (is_trace_finding(outcome))
-      KEP_REPORT::print_error(line.c_str());
-    else
-      KEP_REPORT::print_info(line.c_str());
-  }
-  return num_findings == 0;
-}
-
-bool is_trace_finding(OUTCOME outcome) {
-  return outcome != OUTCOME::VERIFIED && outcome != OUTCOME::STARTS_AT_BOUNDARY &&
-         outcome != OUTCOME::ENDS_AT_BOUNDARY;
-}
-
-const char* get_trace_reason(OUTCOME outcome) {
-  switch (outcome) {
-  case OUTCOME::VERIFIED:
-    return "verified";
-  case OUTCOME::NULL_NODE:
-    return "a node of the edge is null";
-  case OUTCOME::STARTS_AT_BOUNDARY:
-    return "the edge starts at a boundary node, which no trace does";
-  case OUTCOME::ENDS_AT_BOUNDARY:
-    return "the edge ends at a boundary node, which no trace does";
-  case OUTCOME::NOT_FOUND:
-    return "the search does not meet the target";
-  case OUTCOME::UNCONNECTED_PORT:
-    return "the trace comes to an instance port without a net";
-  case OUTCOME::NO_PREVIOUS_UIP:
-    return "the trace begins with a mux output and has no input for it";
-  case OUTCOME::NO_ARC:
-    return "the trace comes to a mux output from a port that has no arc to it";
-  case OUTCOME::NET_OF_FIRST_HOP:
-    return "the trace begins on neither net of the source";
-  case OUTCOME::NET_OF_LATER_HOP:
-    return "the trace leaves the net on which it stands";
-  }
-  return "";
-}
-
-std::string get_node_text(const KEP_ROUTING::NODE& node) {
-  return node.get_name(KEP_NAME_STYLE()) + (node.is_hipi() ? " (hipi)" : "");
+  return fmt::format("Traced {} edges: {} verified, {} at boundary nodes, {} failed", group_digits(num_edges),
+                     group_digits(num_verified), group_digits(num_edges - num_verified - num_failed),
+                     group_digits(num_failed));
 }
