@@ -1,3 +1,4 @@
+#include "kep_rg/kep_rg_findings.h"
 #include "support/build_case.h"
 #include "support/check_report.h"
 #include "support/damaged_graph.h"
@@ -7,9 +8,12 @@
 #include "support/random_fabric.h"
 #include "support/random_model.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +32,8 @@ using test_model::run_check;
 using LINES = std::vector<std::string>;
 
 struct SEEN {
-  std::uint64_t m_graphs = 0, m_doubled = 0, m_few = 0, m_hipi = 0, m_unreachable = 0, m_connected = 0;
+  std::uint64_t m_graphs = 0, m_doubled = 0, m_few = 0, m_hipi = 0, m_unreachable = 0, m_connected = 0,
+                m_several = 0; // nodes and fanouts of doubled edges
 };
 
 void compare_connectivity(KEP_DB& db, const NAIVE_CHECKS& naive, SEEN& seen) {
@@ -62,6 +67,55 @@ void compare_connectivity(KEP_DB& db, const NAIVE_CHECKS& naive, SEEN& seen) {
   seen.m_connected += unreachable.empty();
 }
 
+std::string text_of(const KEP_ROUTING::NODE& node) {
+  return node.get_name({}) + (node.is_hipi() ? " (hipi)" : "");
+}
+
+/// The texts of the findings; all of them are kept, and in the order of the graph.
+LINES texts_of(const KEP_ROUTING::GRAPH& graph, const KEP_RG_FINDINGS& findings) {
+  EXPECT_EQ(findings.m_num, findings.m_first.size());
+  EXPECT_TRUE(std::is_sorted(findings.m_first.begin(), findings.m_first.end()));
+  LINES texts;
+  for (const KEP_RG_FINDINGS::PLACE& place : findings.m_first)
+    texts.push_back(kep_rg_get_finding(graph, findings.m_kind, place).m_text);
+  return texts;
+}
+
+/// Findings are there exactly where a check says false, and are as many as there are.
+void compare_findings(KEP_DB& db, const NAIVE_CHECKS& naive, SEEN& seen) {
+  const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
+  constexpr std::size_t ALL = std::numeric_limits<std::size_t>::max();
+  KEP_RG_POST_CHECKS checks(&db, false);
+  KEP_REPORT_CAPTURE capture;
+
+  LINES doubled;
+  for (const NAIVE_CHECKS::DOUBLED& each : naive.doubled())
+    doubled.push_back(std::to_string(each.m_count) + " real edges from " + text_of(each.m_from) + " to " +
+                      text_of(each.m_to) + ", beside redundant ones");
+  EXPECT_THAT(texts_of(graph, kep_rg_find_doubled_edges(graph, ALL)),
+              testing::UnorderedElementsAreArray(doubled));
+  EXPECT_EQ(doubled.empty(), checks.test_redundant_edges());
+
+  EXPECT_EQ(kep_rg_find_few_redundant_edges(graph).m_num == 0, checks.test_redundant_edge_count());
+
+  std::vector<KEP_ROUTING::NODE> wrong;
+  for (const auto& [node, condition] : naive.hipi())
+    wrong.push_back(node);
+  const KEP_RG_FINDINGS hipi = kep_rg_find_hipi_order(graph, ALL);
+  std::vector<KEP_ROUTING::NODE> found;
+  for (const KEP_RG_FINDINGS::PLACE& place : hipi.m_first)
+    found.push_back(kep_rg_get_finding(graph, hipi.m_kind, place).m_node);
+  EXPECT_EQ(found, wrong);
+  EXPECT_EQ(hipi.m_num == 0, checks.test_hipi_api());
+
+  LINES unreachable;
+  for (const KEP_ROUTING::NODE& node : naive.unreachable())
+    unreachable.push_back("Unreachable node " + text_of(node));
+  EXPECT_EQ(texts_of(graph, kep_rg_find_unreachable_nodes(graph, ALL)), unreachable);
+  EXPECT_EQ(unreachable.empty(), checks.test_graph_connectivity());
+  seen.m_several += doubled.size() > 1;
+}
+
 void compare(KEP_DB& db, SEEN& seen) {
   const NAIVE_CHECKS naive(db);
   const auto expect = [&](test_model::POST_CHECK check, const LINES& lines, std::uint64_t& count) {
@@ -76,6 +130,7 @@ void compare(KEP_DB& db, SEEN& seen) {
   expect(&KEP_RG_POST_CHECKS::test_redundant_edge_count, naive.redundant_edge_count(), seen.m_few);
   expect(&KEP_RG_POST_CHECKS::test_hipi_api, naive.hipi_api(), seen.m_hipi);
   compare_connectivity(db, naive, seen);
+  compare_findings(db, naive, seen);
   ++seen.m_graphs;
 }
 
@@ -99,7 +154,7 @@ TEST(ChecksBesideANaiveModelTest, SayTheSameOfRandomDevices) {
 }
 
 /// Nodes at random places in any view, twins and boundary nodes among them, with edges between any of them.
-EDITED_GRAPH random_graph(KEP_DB& db, std::uint64_t seed) {
+EDITED_GRAPH random_graph(KEP_DB& db, std::uint64_t seed, unsigned most_edges = 4) {
   RANDOM_SOURCE random(seed);
   EDITED_GRAPH graph(db);
   const test_model::NAIVE_HIERARCHY hierarchy(db);
@@ -114,7 +169,7 @@ EDITED_GRAPH random_graph(KEP_DB& db, std::uint64_t seed) {
     if (random.percent(60)) graph.nodes().push_back({{}, port});
   const unsigned isolated = random.below(100);
   const unsigned redundant = random.percent(30) ? 4 : 25;
-  const unsigned most = 1 + random.below(4);
+  const unsigned most = 1 + random.below(most_edges);
   for (EDITED_GRAPH::NODE& node : graph.nodes()) {
     if (random.percent(isolated)) continue;
     for (unsigned i = random.below(most + 1); i != 0; --i)
@@ -148,6 +203,18 @@ TEST(ChecksBesideANaiveModelTest, SayTheSameOfRandomGraphsOnRandomModels) {
   EXPECT_GT(seen.m_hipi, seeds / 10);
   EXPECT_GT(seen.m_unreachable, seeds);
   EXPECT_GT(seen.m_connected, seeds / 10);
+}
+
+TEST(ChecksBesideANaiveModelTest, SayTheSameOfDenseGraphsWithSeveralDoubledEdges) {
+  SEEN seen;
+  const std::uint64_t seeds = 300;
+  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
+    const auto db = test_model::make_random_db(seed);
+    random_graph(*db, seed, 40).publish();
+    compare(*db, seen);
+    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::whole_graph(*db);
+  }
+  EXPECT_GT(seen.m_several, seeds / 10);
 }
 
 struct TRACES_SEEN {

@@ -30,24 +30,38 @@ public:
     }
   }
 
-  /// The error lines of each check; a check gives true where there are none.
-  std::vector<std::string> redundant_edges() const {
+  /// Two or more real edges from a node with redundant ones to one fanout.
+  struct DOUBLED {
+    KEP_ROUTING::NODE m_from;
+    KEP_ROUTING::NODE m_to;
+    int m_count;
+  };
+  /// Node by node; the fanouts of a node in the order of its edges, redundant ones first.
+  std::vector<DOUBLED> doubled() const {
+    std::vector<DOUBLED> found;
     for (const std::string& each : m_order) {
       const POINT& point = m_points.at(each);
       if (point.m_redundant.empty() || point.m_real.empty()) continue;
       std::map<std::string, int> counts;
       for (const std::string& fanout : point.m_real)
         ++counts[fanout];
-      std::vector<std::string> fanouts = point.m_redundant; // told of in this order
+      std::vector<std::string> fanouts = point.m_redundant;
       fanouts.insert(fanouts.end(), point.m_real.begin(), point.m_real.end());
-      for (const std::string& fanout : fanouts)
-        if (counts[fanout] > 1)
-          return {rule_line("RG-ONE-REAL-EDGE-PER-NODE",
-                            {std::to_string(counts[fanout]),
-                             m_points.at(fanout).m_node.get_unfolded_inst_port().get_name({})}),
-                  rule_line("RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE")};
+      for (const std::string& fanout : fanouts) {
+        const int count = std::exchange(counts[fanout], 0);
+        if (count > 1) found.push_back({point.m_node, m_points.at(fanout).m_node, count});
+      }
     }
-    return {};
+    return found;
+  }
+
+  /// The error lines of each check; a check gives true where there are none.
+  std::vector<std::string> redundant_edges() const {
+    const std::vector<DOUBLED> found = doubled();
+    if (found.empty()) return {};
+    return {rule_line("RG-ONE-REAL-EDGE-PER-NODE", {std::to_string(found[0].m_count),
+                                                    found[0].m_to.get_unfolded_inst_port().get_name({})}),
+            rule_line("RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE")};
   }
 
   std::vector<std::string> redundant_edge_count() const {
@@ -61,28 +75,33 @@ public:
     return {rule_line("RG-REDUNDANT-EDGE-COUNT-PREREQUISITE")};
   }
 
-  /// For a graph that lies in one range.
-  std::vector<std::string> hipi_api() const {
-    std::vector<std::string> lines;
-    const auto find = [&](const char* condition) {
-      lines.push_back(rule_line("RG-HIPI-CHECK-FAILED", {condition}));
-    };
+  /// The nodes that break the rule of hipi nodes, each with the condition that does not hold.
+  std::vector<std::pair<KEP_ROUTING::NODE, std::string>> hipi() const {
+    std::vector<std::pair<KEP_ROUTING::NODE, std::string>> found;
     for (const std::string& each : m_order) {
       const POINT& point = m_points.at(each);
       std::vector<std::size_t> places; // of twins
       for (std::size_t i = 0; i != point.m_fanins.size(); ++i)
         if (point.m_fanins[i].is_hipi()) places.push_back(i);
       if (places.empty()) {
-        if (!m_points.contains(each + "*") || point.m_node.is_hipi()) continue;
-        find("!has_hipi_fanin || node.get_hipi_node()");
-        return lines;
+        if (m_points.contains(each + "*") && !point.m_node.is_hipi())
+          found.emplace_back(point.m_node, NOT_FED);
+      } else if (places[0] != 0) {
+        found.emplace_back(point.m_node, "!(is_hipi && fanin_iter != fanin_range.begin())");
+      } else if (name(point.m_fanins[0]) != each + "*") {
+        found.emplace_back(point.m_node, "!(is_hipi && node.get_hipi_node() != from_node)");
+      } else if (places.size() > 1) {
+        found.emplace_back(point.m_node, "!(is_hipi && fanin_iter != fanin_range.begin())");
       }
-      if (places[0] != 0)
-        find("!(is_hipi && fanin_iter != fanin_range.begin())");
-      else if (name(point.m_fanins[0]) != each + "*")
-        find("!(is_hipi && node.get_hipi_node() != from_node)");
-      else if (places.size() > 1)
-        find("!(is_hipi && fanin_iter != fanin_range.begin())");
+    }
+    return found;
+  }
+  /// For a graph that lies in one range, which ends at a node that its twin does not feed.
+  std::vector<std::string> hipi_api() const {
+    std::vector<std::string> lines;
+    for (const auto& [node, condition] : hipi()) {
+      lines.push_back(rule_line("RG-HIPI-CHECK-FAILED", {condition}));
+      if (condition == NOT_FED) break;
     }
     return lines;
   }
@@ -124,6 +143,7 @@ public:
   }
 
 private:
+  static constexpr const char* NOT_FED = "!has_hipi_fanin || node.get_hipi_node()";
   struct POINT {
     KEP_ROUTING::NODE m_node;
     std::vector<std::string> m_real;

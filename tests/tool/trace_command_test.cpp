@@ -103,9 +103,9 @@ TEST_F(TraceCommand, SaysThatAnEdgeAtABoundaryNodeHasNoTrace) {
 TEST_F(TraceCommand, SaysWhereTheTraceOfAnEdgeDoesNotVerify) {
   ASSERT_EQ(run("generate --columns 4 --rows 4 --spare-rows 1 --model m.json --routing r.jsonl"), 0) << m_err;
   ASSERT_EQ(run("build m.json r.jsonl --trace"), 1);
-  const std::string first = m_err.substr(m_err.find("first: ") + 7);
+  const std::string first = m_out.substr(m_out.find('\n', m_out.find("trace-later-net: ")) + 3);
   const std::string from = first.substr(0, first.find(' '));
-  const std::string to = first.substr(first.find("-> ") + 3, first.find('\n') - first.find("-> ") - 3);
+  const std::string to = first.substr(first.find("-> ") + 3, first.find(": the ") - first.find("-> ") - 3);
   EXPECT_EQ(run("trace m.json r.jsonl '" + from + "' '" + to + "'"), 1);
   EXPECT_THAT(m_out, StartsWith(from + " -> " + to + ", real"));
   EXPECT_THAT(m_out, HasSubstr("\n  net "));

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 bool build_command(const BUILD_OPTIONS& options) {
@@ -15,7 +16,11 @@ bool build_command(const BUILD_OPTIONS& options) {
     for (const char* name : {"nodes.tsv", "edges.tsv"})
       outputs.push_back((std::filesystem::path(options.m_dump) / name).string());
   check_outputs(options.m_device, outputs);
-  get_waived_kinds(options.m_verification.m_waive); // a wrong id is told before anything is read
+  const VERIFICATION& asked = options.m_verification;
+  const bool is_verified = asked.m_check || asked.m_trace;
+  get_waived_kinds(asked.m_waive); // a wrong id is told before anything is read
+  if (!is_verified && !asked.m_waive.empty())
+    throw std::runtime_error("build: --waive needs --check or --trace");
 
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
@@ -29,8 +34,6 @@ bool build_command(const BUILD_OPTIONS& options) {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "dump");
     write_dump(graph, options.m_dump);
   }
-  const VERIFICATION& asked = options.m_verification;
-  const bool is_verified = asked.m_check || asked.m_trace;
   const bool clean = !is_verified || verify_graph(db.get(), options.m_device, asked, stats, std::cout);
   if (!options.m_stats.empty()) write_stats(stats, graph, options.m_stats);
   return clean;

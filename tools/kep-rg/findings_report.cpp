@@ -43,7 +43,10 @@ void FINDINGS_REPORT::add(KIND kind, std::uint64_t num, std::size_t num_kept,
   const std::size_t num_shown = std::min(num_kept, m_max_shown);
   for (std::size_t i = 0; i != num_shown; ++i)
     m_out << "  " << get_text(i) << '\n';
-  if (num_shown != num) m_out << "  and " << group_digits(num - num_shown) << " more\n";
+  if (num_shown != num)
+    m_out << (num_shown == 0 ? "  all by name: --verbose"
+                             : "  and " + group_digits(num - num_shown) + " more")
+          << '\n';
 }
 
 void FINDINGS_REPORT::add(const KEP_ROUTING::GRAPH& graph, const KEP_RG_FINDINGS& findings) {
@@ -81,10 +84,13 @@ std::string group_digits(std::uint64_t number) {
 namespace {
 
 std::string get_size_text(const VERDICT_SCOPE& scope) {
-  return group_digits(scope.m_num_nodes) + " nodes, " + group_digits(scope.m_num_edges) + " edges";
+  const auto count = [](std::uint64_t number, const std::string& what) {
+    return group_digits(number) + " " + what + (number == 1 ? "" : "s");
+  };
+  return count(scope.m_num_nodes, "node") + ", " + count(scope.m_num_edges, "edge");
 }
 
-/// A graph without nodes agrees with a model that makes none, which is hardly what a user wants to hear.
+/// A graph without nodes agrees with a model that makes none, but nobody wants to hear that all is well.
 std::string get_graph_text(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope) {
   const bool is_empty = scope.m_num_nodes == 0;
   const std::string wrong = report.get_summary(SUBJECT::GRAPH);
@@ -98,8 +104,10 @@ std::string get_graph_text(const FINDINGS_REPORT& report, const VERDICT_SCOPE& s
 std::string get_verdict(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope) {
   std::string text = get_graph_text(report, scope);
   const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
+  const bool is_right = report.get_summary(SUBJECT::GRAPH).empty() && scope.m_num_nodes != 0;
   const std::string odd = report.get_summary(SUBJECT::DEVICE);
-  if (!odd.empty()) add("odd about the device: " + odd);
+  if (!odd.empty()) add((is_right ? "odd about the device: " : "beside that: ") + odd);
+  if (odd.empty() && is_right && scope.m_is_proved) add("nothing is odd about the device");
   const std::string failed = report.get_summary(SUBJECT::TRACE);
   if (!failed.empty()) add("traces that fail: " + failed);
   if (failed.empty() && scope.m_is_traced && scope.m_num_nodes != 0) add("no trace fails");

@@ -73,8 +73,8 @@ void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, F
       trace_all_edges(db, device.m_num_threads, device.m_nodes_per_display, report.get_max_shown());
   if (!device.m_quiet)
     out << get_text(tally)
-        << "\nTraces of sound edges may fail: a flyover over a spare row is neither a net nor an arc; and "
-           "edges at boundary nodes have none, which is no finding (docs/verification.md)\n";
+        << "\nTraces of sound edges may fail: flyovers over spare rows are neither nets nor arcs; edges at "
+           "boundary nodes have no trace, which is no finding (docs/verification.md)\n";
   for (const KEP_RG_FINDINGS& findings : tally.m_findings)
     report.add(*db.get_routing_template_graph(), findings);
 }
