@@ -34,6 +34,7 @@ protected:
     std::string net = " net n s.o";
     for (unsigned i = 0; i != NUM_TARGETS; ++i) {
       text += " inst t" + std::to_string(i) + " MUX header\n";
+      text += " net o" + std::to_string(i) + " t" + std::to_string(i) + ".o\n";
       net += " t" + std::to_string(i) + ".a";
     }
     return text + net + "\n";
