@@ -1,5 +1,6 @@
 // `kep-rg check`, and `build` with --check, --trace and --waive: what they tell, and their exit status.
 
+#include "kep_rg/kep_rg_findings.h"
 #include "tool/tool_fixture.h"
 
 #include <gmock/gmock.h>
@@ -151,6 +152,14 @@ TEST_F(CheckCommand, RefusesToWaiveWhatIsNoFinding) {
   refuse("check none.json --waive unreachable", closest);
   refuse("build none.json --check --waive unreachable", closest);
   refuse("build none.json --waive unreachable-node", "build: --waive needs --check or --trace");
+}
+
+TEST_F(CheckCommand, HasEveryIdInTheDocuments) {
+  std::ostringstream page;
+  page << std::ifstream(KEP_TEST_DATA_DIR "/../../docs/verification.md").rdbuf();
+  for (unsigned i = 0; i != KEP_RG_NUM_FINDING_KINDS; ++i)
+    EXPECT_THAT(page.str(), testing::ContainsRegex(std::string("\n[|] [^|]*`") +
+                                                   kep_rg_get_id(static_cast<KEP_RG_FINDING_KIND>(i)) + "`"));
 }
 
 TEST_F(CheckCommand, AlwaysProves) {
