@@ -3,11 +3,15 @@
 #include "kep_io/kep_io_error.h"
 
 void KEP_JSON_PLACE::refuse(const std::string& reason) const {
+  throw KEP_IO_ERROR(get_line(reason));
+}
+
+std::string KEP_JSON_PLACE::get_line(const std::string& reason) const {
   const KEP_JSON_PLACE* file = this;
   while (file->m_above)
     file = file->m_above;
   const std::string path = m_above ? get_path() + ": " : "";
-  throw KEP_IO_ERROR(std::string(file->m_name) + ": " + path + reason);
+  return std::string(file->m_name) + ": " + path + reason;
 }
 
 std::string KEP_JSON_PLACE::get_path() const {

@@ -16,11 +16,13 @@ public:
 
   /// KEP_IO_ERROR "FILE: PLACE: REASON".
   [[noreturn]] void refuse(const std::string& reason) const;
+  /// "FILE: PLACE: REASON".
+  std::string get_line(const std::string& reason) const;
+  /// The place without the file, which must not be the whole file.
+  std::string get_path() const;
   std::string_view get_name() const { return m_name; }
 
 private:
-  std::string get_path() const;
-
   const KEP_JSON_PLACE* m_above;
   std::string_view m_name;
 };

@@ -14,7 +14,7 @@ namespace {
 /// Why the parser refused the text, with line and column where they can be found.
 [[noreturn]] void refuse_text(std::string_view text, const std::string& name, simdjson::error_code error) {
   if (text.empty()) throw KEP_IO_ERROR(name + ": no JSON: the file is empty");
-  if (error == simdjson::MEMALLOC) throw KEP_IO_ERROR(name + ": cannot be read: not enough memory");
+  if (error == simdjson::MEMALLOC) throw KEP_IO_ERROR(name + ": can't be read: not enough memory");
   const std::optional<KEP_JSON_FAULT> fault = kep_find_json_fault(text);
   if (!fault) throw KEP_IO_ERROR(fmt::format("{}: no JSON: {}", name, simdjson::error_message(error)));
   const std::string_view before = text.substr(0, fault->m_offset);
@@ -24,7 +24,8 @@ namespace {
       fmt::format("{}:{}:{}: {}", name, line, fault->m_offset - line_begin + 1, fault->m_reason));
 }
 
-void fill_builder(KEP_DB_BUILDER& builder, simdjson::padded_string text, const std::string& name) {
+void fill_builder(KEP_DB_BUILDER& builder, KEP_MODEL_WARNINGS& warnings, simdjson::padded_string text,
+                  const std::string& name) {
   simdjson::dom::parser parser;
   simdjson::dom::element root;
   if (const simdjson::error_code error = parser.parse(text).get(root)) refuse_text(text, name, error);
@@ -34,14 +35,19 @@ void fill_builder(KEP_DB_BUILDER& builder, simdjson::padded_string text, const s
   const KEP_JSON_PLACE file(name);
   const simdjson::dom::element modules = kep_json_get(kep_json_object(root, file), "modules", file);
   const KEP_JSON_PLACE place(file, "modules");
-  KEP_MODEL_MODULES(builder, size).read(kep_json_object(modules, place), place);
+  KEP_MODEL_MODULES(builder, size, warnings).read(kep_json_object(modules, place), place);
 }
 
-std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::string& name) {
+std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::string& name,
+                                    std::vector<std::string>* lines) {
   try {
     KEP_DB_BUILDER builder;
-    fill_builder(builder, std::move(text), name); // the parsed file is given up before the model is frozen
-    return KEP_DB_BUILDER::freeze(std::move(builder));
+    KEP_MODEL_WARNINGS warnings;
+    // The parsed file is given up before the model is frozen.
+    fill_builder(builder, warnings, std::move(text), name);
+    std::unique_ptr<KEP_DB> db = KEP_DB_BUILDER::freeze(std::move(builder));
+    if (lines) *lines = warnings.get_lines(*db, name);
+    return db;
   } catch (const KEP_DB_ERROR& error) {
     throw KEP_IO_ERROR(name + ": " + error.what());
   }
@@ -49,10 +55,11 @@ std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::str
 
 } // namespace
 
-std::unique_ptr<KEP_DB> kep_read_model(const std::string& path) {
-  return read_padded(kep_read_whole_file(path, simdjson::SIMDJSON_MAXSIZE_BYTES), path);
+std::unique_ptr<KEP_DB> kep_read_model(const std::string& path, std::vector<std::string>* warnings) {
+  return read_padded(kep_read_whole_file(path, simdjson::SIMDJSON_MAXSIZE_BYTES), path, warnings);
 }
 
-std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name) {
-  return read_padded(simdjson::padded_string(text), name);
+std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name,
+                                            std::vector<std::string>* warnings) {
+  return read_padded(simdjson::padded_string(text), name, warnings);
 }

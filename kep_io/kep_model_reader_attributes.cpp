@@ -1,7 +1,10 @@
 #include "kep_io/kep_model_reader_attributes.h"
 
+#include "kep_io/kep_model_reader_names.h"
+
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -19,6 +22,17 @@ std::optional<std::uint64_t> parse_binary(std::string_view digits) {
   return number;
 }
 
+/// Yosys writes digits as they are, and a text of digits, or of nothing, with a blank behind it.
+bool is_text_of_digits(std::string_view text) {
+  const std::size_t behind = std::min(text.find_first_not_of("01xz"), text.size());
+  return behind != text.size() && text.find_first_not_of(' ', behind) == std::string_view::npos;
+}
+
+std::string_view without_blank(std::string_view text) {
+  if (is_text_of_digits(text)) text.remove_suffix(1);
+  return text;
+}
+
 struct NUMBER {
   bool m_is_negative = false;
   std::uint64_t m_bits = 0; // two's complement
@@ -32,6 +46,9 @@ NUMBER read_number(simdjson::dom::element value, const KEP_JSON_PLACE& place) {
       const bool is_negative = text.size() == 32 && text.front() == '1';
       return {is_negative, is_negative ? *number | ~std::uint64_t{0xffffffff} : *number};
     }
+    if (is_text_of_digits(text))
+      place.refuse(fmt::format("the text \"{}\", no number: in Verilog a number stands without quotes",
+                               without_blank(text)));
   } else if (std::int64_t number; value.get(number) == simdjson::SUCCESS) {
     return {number < 0, static_cast<std::uint64_t>(number)};
   } else if (std::uint64_t large; value.get(large) == simdjson::SUCCESS) {
@@ -54,10 +71,14 @@ void refuse_nul(std::string_view name, const KEP_JSON_PLACE& place) {
 
 } // namespace
 
-KEP_MODEL_ATTRIBUTES::KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, const KEP_JSON_PLACE& place)
+KEP_MODEL_ATTRIBUTES::KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, KEP_MODEL_OBJECT kind,
+                                           const KEP_JSON_PLACE& place, KEP_MODEL_WARNINGS& warnings)
     : m_place(place, "attributes") {
-  if (const auto attributes = kep_json_find(owner, "attributes", place))
-    m_attributes = kep_json_object(*attributes, m_place);
+  const auto attributes = kep_json_find(owner, "attributes", place);
+  if (!attributes) return;
+  m_attributes = kep_json_object(*attributes, m_place);
+  for (const auto [name, value] : *m_attributes)
+    warnings.check_attribute(kind, name, KEP_JSON_PLACE(m_place, name));
 }
 
 std::optional<simdjson::dom::element> KEP_MODEL_ATTRIBUTES::find(std::string_view name) const {
@@ -89,19 +110,20 @@ std::optional<std::string_view> KEP_MODEL_ATTRIBUTES::find_text(std::string_view
   const KEP_JSON_PLACE place(m_place, name);
   const std::string_view text = kep_json_text(*value, place);
   if (text.find('\0') != std::string_view::npos) place.refuse("the text holds a NUL");
-  return text;
+  return without_blank(text);
 }
 
-KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, const KEP_JSON_PLACE& place) {
-  const KEP_MODEL_ATTRIBUTES attributes(module, place);
-  const KEP_JSON_PLACE attributes_place(place, "attributes");
+KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, const KEP_JSON_PLACE& place,
+                                                 KEP_MODEL_WARNINGS& warnings) {
+  const KEP_MODEL_ATTRIBUTES attributes(module, KEP_MODEL_OBJECT::MODULE, place, warnings);
+  const KEP_JSON_PLACE& attributes_place = attributes.get_place();
   KEP_MODULE_PROPERTIES properties;
   refuse_nul(place.get_name(), place);
   if (const auto name = attributes.find_text("kep_name")) {
-    kep_check_model_name(*name, KEP_JSON_PLACE(attributes_place, "kep_name"));
+    kep_check_separators(*name, "it takes another one", KEP_JSON_PLACE(attributes_place, "kep_name"));
     properties.m_name = *name;
   } else {
-    kep_check_model_name(place.get_name(), place);
+    kep_check_separators(place.get_name(), "the attribute kep_name gives the module another one", place);
   }
   if (const auto view = attributes.find_text("kep_view"))
     properties.m_view_type = read_view(*view, KEP_JSON_PLACE(attributes_place, "kep_view"));
@@ -117,21 +139,17 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
   if (const auto db_type = attributes.find_number("kep_db_type", 0, 2))
     properties.m_db_type = static_cast<KEP_DB_TYPE>(*db_type);
   properties.m_is_device_top = attributes.get_flag("kep_device_top");
+  for (const std::string_view name : {"kep_db_type", "kep_device_top"})
+    if (attributes.has(name))
+      warnings.add_top_attribute(place.get_name(), KEP_JSON_PLACE(attributes_place, name));
   return properties;
 }
 
-KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell,
-                                                     const KEP_JSON_PLACE& place) {
-  const KEP_MODEL_ATTRIBUTES attributes(cell, place);
+KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell, const KEP_JSON_PLACE& place,
+                                                     KEP_MODEL_WARNINGS& warnings) {
+  const KEP_MODEL_ATTRIBUTES attributes(cell, KEP_MODEL_OBJECT::CELL, place, warnings);
   return {.m_has_inst_header = attributes.get_flag("kep_inst_header"),
           .m_has_trait_0 = attributes.get_flag("kep_trait_0"),
           .m_is_blc_atom = attributes.get_flag("kep_blc_atom"),
           .m_is_blc_inserted_buffer = attributes.get_flag("kep_blc_inserted_buffer")};
-}
-
-void kep_check_model_name(std::string_view name, const KEP_JSON_PLACE& place) {
-  if (name.empty()) place.refuse("the name is empty");
-  refuse_nul(name, place);
-  if (name.find_first_of("/:") != std::string_view::npos)
-    place.refuse(fmt::format("the name \"{}\" holds \"/\" or \":\"", name));
 }

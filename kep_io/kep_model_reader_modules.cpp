@@ -1,6 +1,8 @@
 #include "kep_io/kep_model_reader_modules.h"
 
 #include "kep_io/kep_model_reader_attributes.h"
+#include "kep_io/kep_model_reader_masters.h"
+#include "kep_io/kep_model_reader_names.h"
 
 #include <fmt/format.h>
 
@@ -30,6 +32,31 @@ void for_each_object(simdjson::dom::object module, std::string_view name, const 
   }
 }
 
+/// The same for cells and nets, with the name that the model has beside that of the file.
+template <class USE>
+void for_each_named_object(simdjson::dom::object module, std::string_view list, const KEP_JSON_PLACE& place,
+                           KEP_MODEL_WARNINGS& warnings, USE use) {
+  KEP_MODEL_NAMES names(warnings);
+  for_each_object(
+      module, list, place,
+      [&](std::string_view key, simdjson::dom::object object, const KEP_JSON_PLACE& object_place) {
+        use(names.read(key, object_place), key, object, object_place);
+      });
+  const KEP_JSON_PLACE list_place(place, list);
+  if (const auto found = kep_json_find(module, list, place))
+    names.check(kep_json_object(*found, list_place), list_place);
+}
+
+/// Nothing counts on such a net, so nothing is refused there.
+void check_attributes_of_other_net(simdjson::dom::object net, const KEP_JSON_PLACE& place,
+                                   KEP_MODEL_WARNINGS& warnings) {
+  simdjson::dom::object attributes;
+  if (net["attributes"].get(attributes) != simdjson::SUCCESS) return;
+  const KEP_JSON_PLACE attributes_place(place, "attributes");
+  for (const auto [name, value] : attributes)
+    warnings.check_attribute(KEP_MODEL_OBJECT::OTHER_NET, name, KEP_JSON_PLACE(attributes_place, name));
+}
+
 } // namespace
 
 KEP_MODEL_MODULES::PORT* KEP_MODEL_MODULES::MODULE::find_port(std::string_view name) {
@@ -45,7 +72,8 @@ void KEP_MODEL_MODULES::read(simdjson::dom::object modules, const KEP_JSON_PLACE
     MODULE& module = m_modules.emplace_back();
     module.m_key = key;
     module.m_object = kep_json_object(value, module_place);
-    module.m_id = m_builder.add_module(key, kep_read_module_properties(module.m_object, module_place));
+    module.m_id =
+        m_builder.add_module(key, kep_read_module_properties(module.m_object, module_place, m_warnings));
     read_ports(module, module_place);
   }
   if (m_modules.empty()) place.refuse("there is no module");
@@ -68,7 +96,7 @@ void KEP_MODEL_MODULES::read_ports(MODULE& module, const KEP_JSON_PLACE& place) 
 
 void KEP_MODEL_MODULES::read_port(MODULE& module, std::string_view name, simdjson::dom::object port,
                                   const KEP_JSON_PLACE& place) {
-  kep_check_model_name(name, place);
+  kep_check_separators(name, "the port takes another one", place);
   if (!module.m_port_numbers.emplace(name, module.m_ports.size()).second)
     place.refuse("a port of that name stands before");
   const KEP_PORT_DIRECTION direction = read_direction(port, place);
@@ -96,41 +124,40 @@ void KEP_MODEL_MODULES::connect_ports(MODULE& module, const KEP_JSON_PLACE& plac
 }
 
 void KEP_MODEL_MODULES::read_cells(MODULE& module, const KEP_JSON_PLACE& place) {
-  for_each_object(module.m_object, "cells", place,
-                  [&](std::string_view name, simdjson::dom::object cell, const KEP_JSON_PLACE& cell_place) {
-                    read_cell(module, name, cell, cell_place);
-                  });
+  for_each_named_object(module.m_object, "cells", place, m_warnings,
+                        [&](std::string_view name, std::string_view, simdjson::dom::object cell,
+                            const KEP_JSON_PLACE& cell_place) { read_cell(module, name, cell, cell_place); });
 }
 
 void KEP_MODEL_MODULES::read_cell(MODULE& module, std::string_view name, simdjson::dom::object cell,
                                   const KEP_JSON_PLACE& place) {
-  kep_check_model_name(name, place);
   const KEP_JSON_PLACE type_place(place, "type");
   const std::string_view type = kep_json_text(kep_json_get(cell, "type", place), type_place);
   const auto master = m_module_numbers.find(type);
-  if (master == m_module_numbers.end()) type_place.refuse(fmt::format("unknown master \"{}\"", type));
+  if (master == m_module_numbers.end()) type_place.refuse(kep_tell_unknown_master(type, cell));
   MODULE& master_module = m_modules[master->second];
-  const KEP_INSTANCE_ID instance = m_builder.add_instance(module.m_id, name, master_module.m_id,
-                                                          kep_read_instance_properties(cell, place));
+  const KEP_INSTANCE_ID instance = m_builder.add_instance(
+      module.m_id, name, master_module.m_id, kep_read_instance_properties(cell, place, m_warnings));
   ++m_num_cells;
-  if (const auto connections = kep_json_find(cell, "connections", place)) {
-    const KEP_JSON_PLACE list_place(place, "connections");
-    connect_cell(module, instance, master_module, kep_json_object(*connections, list_place), list_place);
-  }
+  connect_cell(module, instance, master_module, cell, place);
 }
 
 void KEP_MODEL_MODULES::connect_cell(MODULE& module, KEP_INSTANCE_ID instance, MODULE& master,
-                                     simdjson::dom::object connections, const KEP_JSON_PLACE& place) {
-  for (const auto [name, value] : connections) {
+                                     simdjson::dom::object cell, const KEP_JSON_PLACE& cell_place) {
+  const auto connections = kep_json_find(cell, "connections", cell_place);
+  if (!connections) return;
+  const KEP_JSON_PLACE place(cell_place, "connections");
+  for (const auto [name, value] : kep_json_object(*connections, place)) {
     const KEP_JSON_PLACE port_place(place, name);
     PORT* port = master.find_port(name);
-    if (!port)
-      port_place.refuse(fmt::format("unknown port: the master \"{}\" has none of that name", master.m_key));
+    if (!port) port_place.refuse(kep_tell_unknown_port(name, master.m_key));
     if (port->m_last_cell == m_num_cells) port_place.refuse("the port is connected twice");
     port->m_last_cell = m_num_cells;
     const KEP_MODEL_BITS bits(value, port_place);
-    if (const unsigned width = bits.count(); width != port->m_width)
-      port_place.refuse(fmt::format("the width is {}, that of the master's port {}", width, port->m_width));
+    const unsigned width = bits.count();
+    if (width == 0) continue; // Yosys writes an open port so
+    if (width != port->m_width)
+      port_place.refuse(kep_tell_other_width(width, port->m_width, master.m_key, cell));
     bits.for_each([&](unsigned index, std::uint64_t bit) {
       m_builder.connect(module.m_id, instance, port->m_first + index, m_nets.get(bit));
     });
@@ -138,23 +165,25 @@ void KEP_MODEL_MODULES::connect_cell(MODULE& module, KEP_INSTANCE_ID instance, M
 }
 
 void KEP_MODEL_MODULES::read_netnames(MODULE& module, const KEP_JSON_PLACE& place) {
-  for_each_object(module.m_object, "netnames", place,
-                  [&](std::string_view name, simdjson::dom::object net, const KEP_JSON_PLACE& net_place) {
-                    kep_check_model_name(name, net_place);
-                    const KEP_JSON_PLACE bits_place(net_place, "bits");
-                    const KEP_MODEL_BITS bits(kep_json_get(net, "bits", net_place), bits_place);
-                    KEP_MODEL_BIT_NAMES names(name, net, bits.count(), net_place);
-                    bits.for_each(
-                        [&](unsigned index, std::uint64_t bit) { m_nets.set_name(bit, names.get(index)); });
-                    if (PORT* port = module.find_port(name))
-                      read_port_attributes(module, *port, net, net_place);
-                  });
+  for_each_named_object(
+      module.m_object, "netnames", place, m_warnings,
+      [&](std::string_view name, std::string_view key, simdjson::dom::object net,
+          const KEP_JSON_PLACE& net_place) {
+        const KEP_JSON_PLACE bits_place(net_place, "bits");
+        const KEP_MODEL_BITS bits(kep_json_get(net, "bits", net_place), bits_place);
+        KEP_MODEL_BIT_NAMES names(name, net, bits.count(), net_place);
+        bits.for_each([&](unsigned index, std::uint64_t bit) { m_nets.set_name(bit, names.get(index)); });
+        if (PORT* port = module.find_port(key))
+          read_port_attributes(module, *port, net, net_place);
+        else
+          check_attributes_of_other_net(net, net_place, m_warnings);
+      });
 }
 
 /// What a net that is named like a port tells of the port. It counts even where no net is on the port.
 void KEP_MODEL_MODULES::read_port_attributes(MODULE& module, PORT& port, simdjson::dom::object net,
                                              const KEP_JSON_PLACE& place) {
-  const KEP_MODEL_ATTRIBUTES attributes(net, place);
+  const KEP_MODEL_ATTRIBUTES attributes(net, KEP_MODEL_OBJECT::NET_OF_PORT, place, m_warnings);
   const std::int64_t max_re_index =
       std::numeric_limits<int>::max() - (port.m_width == 0 ? 0 : std::int64_t{port.m_width} - 1);
   const auto re_index =

@@ -3,6 +3,7 @@
 #include "kep/kep_db_builder.h"
 #include "kep_io/kep_json_value.h"
 #include "kep_io/kep_model_reader_bits.h"
+#include "kep_io/kep_model_reader_warnings.h"
 
 #include <cstdint>
 #include <unordered_map>
@@ -13,8 +14,8 @@
 class KEP_MODEL_MODULES {
 public:
   /// Net numbers below `dense_limit` are looked up in an array: the size of the file is a good limit.
-  KEP_MODEL_MODULES(KEP_DB_BUILDER& builder, std::uint64_t dense_limit)
-      : m_builder(builder), m_nets(builder, dense_limit) {}
+  KEP_MODEL_MODULES(KEP_DB_BUILDER& builder, std::uint64_t dense_limit, KEP_MODEL_WARNINGS& warnings)
+      : m_builder(builder), m_nets(builder, dense_limit), m_warnings(warnings) {}
 
   void read(simdjson::dom::object modules, const KEP_JSON_PLACE& place);
 
@@ -44,14 +45,15 @@ private:
   void read_cells(MODULE& module, const KEP_JSON_PLACE& place);
   void read_cell(MODULE& module, std::string_view name, simdjson::dom::object cell,
                  const KEP_JSON_PLACE& place);
-  void connect_cell(MODULE& module, KEP_INSTANCE_ID instance, MODULE& master,
-                    simdjson::dom::object connections, const KEP_JSON_PLACE& place);
+  void connect_cell(MODULE& module, KEP_INSTANCE_ID instance, MODULE& master, simdjson::dom::object cell,
+                    const KEP_JSON_PLACE& place);
   void read_netnames(MODULE& module, const KEP_JSON_PLACE& place);
   void read_port_attributes(MODULE& module, PORT& port, simdjson::dom::object net,
                             const KEP_JSON_PLACE& place);
 
   KEP_DB_BUILDER& m_builder;
   KEP_MODEL_NETS m_nets;
+  KEP_MODEL_WARNINGS& m_warnings;
   std::vector<MODULE> m_modules;
   std::unordered_map<std::string_view, std::size_t> m_module_numbers;
   std::uint64_t m_num_cells = 0; // read so far

@@ -1,25 +1,12 @@
 #include "kep_io/kep_model_writer.h"
 
+#include "kep_io/kep_json_text.h"
+
 #include <fmt/format.h>
 
 #include <iterator>
 
 namespace {
-
-void append_text(std::string& out, std::string_view text) {
-  out += '"';
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned>(c));
-    } else {
-      out += c;
-    }
-  }
-  out += '"';
-}
 
 void append_bits(std::string& out, const std::vector<std::int64_t>& bits) {
   out += '[';
@@ -41,12 +28,12 @@ void append_attributes(std::string& out, const std::vector<KEP_MODEL_ATTRIBUTE>&
   for (const KEP_MODEL_ATTRIBUTE& attribute : attributes) {
     out += separator;
     separator = ",";
-    append_text(out, attribute.name);
+    kep_append_json_text(out, attribute.name);
     out += ':';
     if (attribute.text.empty())
       fmt::format_to(std::back_inserter(out), "{}", attribute.number);
     else
-      append_text(out, attribute.text);
+      kep_append_json_text(out, attribute.text);
   }
   out += '}';
 }
@@ -71,7 +58,7 @@ void append_object(std::string& out, const char* name, const ELEMENTS& elements,
   for (const auto& element : elements) {
     out += separator;
     separator = ",\n    ";
-    append_text(out, element.name);
+    kep_append_json_text(out, element.name);
     out += ":{";
     append(element);
     out += '}';
@@ -83,7 +70,7 @@ void append_object(std::string& out, const char* name, const ELEMENTS& elements,
 
 KEP_MODEL_WRITER::KEP_MODEL_WRITER(std::ostream& out, std::string_view creator) : m_out(out) {
   m_buffer = "{\n \"creator\":";
-  append_text(m_buffer, creator);
+  kep_append_json_text(m_buffer, creator);
   m_buffer += ",\n \"modules\":{";
   m_out << m_buffer;
 }
@@ -92,7 +79,7 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
   std::string& out = m_buffer;
   out = m_first ? "\n  " : ",\n  ";
   m_first = false;
-  append_text(out, module.key);
+  kep_append_json_text(out, module.key);
   out += ":{\n   ";
   append_attributes(out, module.attributes);
   append_object(out, "ports", module.ports, [&out](const KEP_MODEL_PORT& port) {
@@ -101,7 +88,7 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
   });
   append_object(out, "cells", module.cells, [&out](const KEP_MODEL_CELL& cell) {
     out += "\"type\":";
-    append_text(out, cell.type);
+    kep_append_json_text(out, cell.type);
     out += ',';
     append_attributes(out, cell.attributes);
     out += ",\"connections\":{";
@@ -109,7 +96,7 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
     for (const auto& [port, bits] : cell.connections) {
       out += separator;
       separator = ",";
-      append_text(out, port);
+      kep_append_json_text(out, port);
       out += ':';
       append_bits(out, bits);
     }

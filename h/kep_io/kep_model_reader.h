@@ -5,13 +5,18 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Reads a device model: a hierarchical netlist in the JSON form of Yosys. Everything keeps the order of the
 /// file. What the model does not need is passed over, but must be JSON.
 ///
-/// KEP_IO_ERROR when the file cannot be read, is larger than 4 GB, is no JSON, or breaks a rule of the format
+/// `warnings`, if given, gets what is odd about a file that is taken all the same, a line each, "FILE: PLACE:
+/// REASON": names that were changed, attributes that begin with kep_ and don't count where they stand.
+///
+/// KEP_IO_ERROR when the file can't be read, is larger than 4 GB, is no JSON, or breaks a rule of the format
 /// or of the model; nothing is built then.
-std::unique_ptr<KEP_DB> kep_read_model(const std::string& path);
+std::unique_ptr<KEP_DB> kep_read_model(const std::string& path, std::vector<std::string>* warnings = nullptr);
 
 /// The same from a text in memory; `name` stands for the file in messages.
-std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name);
+std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name,
+                                            std::vector<std::string>* warnings = nullptr);

@@ -1,5 +1,6 @@
 // Which names are told when one is not there.
 
+#include "kep_io/kep_edit_distance.h"
 #include "support/random_source.h"
 #include "tools/kep-rg/closest_names.h"
 

@@ -33,7 +33,3 @@ private:
   KIND m_kind = FAR;                // of the best
   std::vector<std::pair<unsigned, std::string>> m_best;
 };
-
-/// How many characters have to be put in, left out or changed to make one text of the other; `limit` if it is
-/// that many or more.
-unsigned get_edit_distance(std::string_view left, std::string_view right, unsigned limit);

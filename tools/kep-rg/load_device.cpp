@@ -46,7 +46,11 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
   stats.m_num_threads = options.m_num_threads;
   std::unique_ptr<KEP_DB> db = [&] {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
-    return kep_read_model(options.m_model);
+    std::vector<std::string> warnings;
+    std::unique_ptr<KEP_DB> model = kep_read_model(options.m_model, &warnings);
+    for (const std::string& line : warnings)
+      KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << line << std::endl;
+    return model;
   }();
   {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "describe");

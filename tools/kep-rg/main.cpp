@@ -5,6 +5,7 @@
 #include "tools/kep-rg/build_command.h"
 #include "tools/kep-rg/check_command.h"
 #include "tools/kep-rg/debug_command.h"
+#include "tools/kep-rg/describe.h"
 #include "tools/kep-rg/generate.h"
 #include "tools/kep-rg/generate_options.h"
 #include "tools/kep-rg/import_icebox.h"
@@ -193,6 +194,33 @@ void add_next(CLI::App& app, NEXT_OPTIONS& options, NODE_WORDS& words, EXIT_STAT
   });
 }
 
+void add_describe(CLI::App& app, DESCRIBE_OPTIONS& options) {
+  CLI::App* describe = app.add_subcommand("describe", "Describe modules as muxes by their names and ports");
+  describe->add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")
+      ->required()
+      ->check(NOT_EMPTY)
+      ->type_name("MODEL.json");
+  describe
+      ->add_option(
+          "--mux", options.m_muxes,
+          "Modules whose names fit GLOB (*, ?, [...]) are muxes: an arc leads from every bit of port IN "
+          "to every bit of port OUT, and their cells get inst headers. May be given more than once")
+      ->required()
+      ->type_name("'GLOB:IN>OUT'")
+      ->check(NOT_EMPTY)
+      ->allow_extra_args(false);
+  describe->add_option("--model", options.m_new_model, "The device model with inst headers to write")
+      ->required()
+      ->type_name("OUT.json")
+      ->check(NOT_EMPTY);
+  describe->add_option("--routing", options.m_routing, "The routing description to write")
+      ->required()
+      ->type_name("OUT.jsonl")
+      ->check(NOT_EMPTY);
+  describe->set_version_flag("--version", VERSION);
+  describe->callback([&options] { ::describe(options); });
+}
+
 void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
   CLI::App* import =
       app.add_subcommand("import-icebox", "Make a device model from a chip database in text form");
@@ -235,6 +263,7 @@ int run(int argc, char** argv) {
   NODE_WORDS trace_words({"FROM", "TO"});
   NODE_WORDS debug_words({"UIP"});
   NODE_WORDS next_words({"UIP"});
+  DESCRIBE_OPTIONS describe_options;
   IMPORT_OPTIONS import_options;
   GENERATE_OPTIONS generate_options;
   add_build(app, build_options, status);
@@ -242,6 +271,7 @@ int run(int argc, char** argv) {
   add_trace(app, trace_options, trace_words, status);
   add_debug(app, debug_options, debug_words, status);
   add_next(app, next_options, next_words, status);
+  add_describe(app, describe_options);
   add_import(app, import_options);
   add_generate(app, generate_options);
   if (is_unknown_command(app, argc, argv))

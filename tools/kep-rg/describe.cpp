@@ -1,0 +1,70 @@
+#include "describe.h"
+
+#include "atomic_file.h"
+#include "describe_arcs.h"
+#include "describe_headers.h"
+#include "describe_pattern.h"
+#include "kep_io/kep_io_file.h"
+#include "kep_io/kep_model_reader.h"
+#include "kep_report/kep_report.h"
+#include "load_device.h"
+
+#include <fmt/format.h>
+
+#include <iostream>
+#include <memory>
+
+namespace {
+
+std::unique_ptr<KEP_DB> read_model(const simdjson::padded_string& text, const std::string& file) {
+  std::vector<std::string> warnings;
+  std::unique_ptr<KEP_DB> db = kep_read_model_text(text, file, &warnings);
+  for (const std::string& line : warnings)
+    KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << line << std::endl;
+  return db;
+}
+
+void tell(const MUX_PATTERN& pattern, const MUX_FINDINGS& findings, std::uint64_t num_cells) {
+  std::cout << fmt::format("{}: {} modules with {} cells, {} arcs", pattern.m_text, findings.m_modules.size(),
+                           num_cells, findings.m_num_arcs);
+  if (findings.m_num_without_ports != 0)
+    std::cout << fmt::format("; {} modules that fit lack the ports", findings.m_num_without_ports);
+  std::cout << std::endl;
+}
+
+} // namespace
+
+void describe(const DESCRIBE_OPTIONS& options) {
+  std::vector<MUX_PATTERN> patterns;
+  for (const std::string& text : options.m_muxes)
+    patterns.push_back(read_mux_pattern(text));
+  DEVICE_OPTIONS input;
+  input.m_model = options.m_model;
+  check_outputs(input, {options.m_new_model, options.m_routing});
+  ATOMIC_FILE new_model(options.m_new_model);
+  ATOMIC_FILE routing(options.m_routing);
+
+  const simdjson::padded_string text = kep_read_whole_file(options.m_model, simdjson::SIMDJSON_MAXSIZE_BYTES);
+  const std::unique_ptr<KEP_DB> db = read_model(text, options.m_model);
+  DESCRIBE_ARCS arcs(*db, options.m_model);
+  std::vector<MUX_FINDINGS> findings;
+  std::unordered_map<std::string_view, std::uint64_t> num_cells;
+  for (const MUX_PATTERN& pattern : patterns) {
+    findings.push_back(arcs.add(pattern));
+    for (const KEP_MODULE* module : findings.back().m_modules)
+      num_cells.emplace(module->get_key(), 0);
+  }
+  routing.out() << arcs.get_text();
+  copy_with_inst_headers(text, num_cells, new_model.out());
+  new_model.close();
+  routing.close();
+  new_model.commit();
+  routing.commit();
+
+  for (std::size_t i = 0; i != patterns.size(); ++i) {
+    std::uint64_t count = 0;
+    for (const KEP_MODULE* module : findings[i].m_modules)
+      count += num_cells[module->get_key()];
+    tell(patterns[i], findings[i], count);
+  }
+}
