@@ -120,10 +120,10 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
   KEP_MODULE_PROPERTIES properties;
   refuse_nul(place.get_name(), place);
   if (const auto name = attributes.find_text("kep_name")) {
-    kep_check_separators(*name, "it takes another one", KEP_JSON_PLACE(attributes_place, "kep_name"));
+    kep_check_separators(*name, "choose another one", KEP_JSON_PLACE(attributes_place, "kep_name"));
     properties.m_name = *name;
   } else {
-    kep_check_separators(place.get_name(), "the attribute kep_name gives the module another one", place);
+    kep_check_separators(place.get_name(), "give the module another one with the attribute kep_name", place);
   }
   if (const auto view = attributes.find_text("kep_view"))
     properties.m_view_type = read_view(*view, KEP_JSON_PLACE(attributes_place, "kep_view"));

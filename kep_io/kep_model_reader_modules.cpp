@@ -96,7 +96,7 @@ void KEP_MODEL_MODULES::read_ports(MODULE& module, const KEP_JSON_PLACE& place) 
 
 void KEP_MODEL_MODULES::read_port(MODULE& module, std::string_view name, simdjson::dom::object port,
                                   const KEP_JSON_PLACE& place) {
-  kep_check_separators(name, "the port takes another one", place);
+  kep_check_separators(name, "rename the port", place);
   if (!module.m_port_numbers.emplace(name, module.m_ports.size()).second)
     place.refuse("a port of that name stands before");
   const KEP_PORT_DIRECTION direction = read_direction(port, place);

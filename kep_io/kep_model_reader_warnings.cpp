@@ -46,7 +46,7 @@ std::string_view get_text(OBJECT object) {
   case OBJECT::NET_OF_PORT:
     return "a net named like a port";
   default:
-    return "a net that isn't named like a port";
+    return "this net";
   }
 }
 

@@ -291,6 +291,136 @@ TEST(ModelReader, WhatTheModelDoesNotNeedIsPassedOverWhateverItHolds) {
   EXPECT_EQ(members_of(net_of_name(top_of(db), "n")), "a:p ");
 }
 
+TEST(ModelReader, AnEmptyConnectionLeavesAPortOfAnyWidthOpen) {
+  const auto db = read(R"({"modules": {"M": {"ports": {"p": {"direction": "output", "bits": [2, 3]},
+                                                       "q": {"direction": "output", "bits": [4]}}},
+    "T": {"cells": {"a": {"type": "M", "connections": {"p": [], "q": [5]}}}}}})");
+  const KEP_INSTANCE* instance = top_of(db)->find_instance("a");
+  EXPECT_EQ(instance->get_inst_port_by_index(0)->get_net(), nullptr);
+  EXPECT_EQ(instance->get_inst_port_by_index(1)->get_net(), nullptr);
+  EXPECT_NE(instance->get_inst_port_by_index(2)->get_net(), nullptr);
+}
+
+TEST(ModelReader, NamesOfOtherModulesAndOfOtherKindsMayBecomeAlike) {
+  std::vector<std::string> warnings;
+  const auto db =
+      kep_read_model_text(R"({"modules": {"M": {"ports": {"p": {"direction": "input", "bits": [2]}}},
+    "T": {"cells": {"a/b": {"type": "M", "connections": {"p": [2]}}}, "netnames": {"a:b": {"bits": [2]}}},
+    "U": {"attributes": {"top": 1}, "ports": {"a.b": {"direction": "input", "bits": [3]}},
+          "cells": {"t": {"type": "T"}, "a.b": {"type": "M", "connections": {"p": [3]}}},
+          "netnames": {"a/b": {"bits": [3], "attributes": {"kep_blc_re_index": 4}}}}}})",
+                          "m.json", &warnings);
+  EXPECT_EQ(members_of(net_of_name(module_of_key(*db, "T"), "a.b")), "a.b:p ");
+  EXPECT_EQ(members_of(net_of_name(top_of(db), "a.b")), "a.b a.b:p ");
+  // The net isn't named like the port: in the file it has another name.
+  EXPECT_EQ(top_of(db)->find_port("a.b")->get_blc_re_index(), -1);
+  ASSERT_EQ(warnings.size(), 2U);
+  EXPECT_EQ(warnings[0],
+            "m.json: modules.T.cells.a/b: \"/\" and \":\" in names of cells and nets became \".\", "
+            "in 3 of them");
+}
+
+TEST(ModelReader, WarnsOfNothingWhereAllIsRight) {
+  std::vector<std::string> warnings{"old"};
+  kep_read_model_text(R"({"modules": {
+    "M": {"attributes": {"kep_name": "N", "kep_view": "LOGICAL", "kep_equivalents": "g", "kep_ip_root": 0,
+                         "kep_trait_0": 1, "kep_blc_bidir_buffer": 1, "kep_foreign": 0, "keep": 1, "src": "s"},
+          "ports": {"p": {"direction": "input", "bits": [2]}},
+          "netnames": {"p": {"bits": [2], "attributes": {"kep_blc_re_index": 1, "kep_blc_icd_port_name": "p"}}}},
+    "T": {"attributes": {"kep_db_type": 1, "kep_device_top": 1, "top": 1},
+          "cells": {"c": {"type": "M", "attributes": {"kep_inst_header": 1, "kep_trait_0": 1, "kep_blc_atom": 1,
+                                                      "kep_blc_inserted_buffer": 1}}}}}})",
+                      "m.json", &warnings);
+  EXPECT_THAT(warnings, ElementsAre());
+}
+
+TEST(ModelReader, WarnsOfAMisspeltAttributeWithTheClosestOneWhereverThatCounts) {
+  std::vector<std::string> warnings;
+  kep_read_model_text(
+      R"({"modules": {"M": {"attributes": {"kep_inst_headr": 1, "kep_ip-root": {}, "kep_": 1}},
+    "T": {"attributes": {"kep_trait_0": 1},
+          "cells": {"c": {"type": "M", "attributes": {"kep_trait_O": 1, "kep_device_tops": 0}}},
+          "netnames": {"n": {"bits": [2], "attributes": {"kep_trait_0": 1}}, "m": {"bits": [], "attributes": 3}}}}})",
+      "m.json", &warnings);
+  EXPECT_THAT(
+      warnings,
+      ElementsAre(
+          "m.json: modules.M.attributes.kep_inst_headr: there is no attribute of that name, the closest one "
+          "is "
+          "\"kep_inst_header\", which counts on a cell",
+          "m.json: modules.M.attributes.kep_ip-root: there is no attribute of that name, the closest one is "
+          "\"kep_ip_root\"",
+          "m.json: modules.M.attributes.kep_: there is no attribute of that name, the closest one is "
+          "\"kep_name\"",
+          "m.json: modules.T.cells.c.attributes.kep_trait_O: there is no attribute of that name, the closest "
+          "one "
+          "is \"kep_trait_0\"",
+          "m.json: modules.T.cells.c.attributes.kep_device_tops: there is no attribute of that name, the "
+          "closest "
+          "one is \"kep_device_top\", which counts on a module",
+          "m.json: modules.T.netnames.n.attributes.kep_trait_0: it doesn't count on this net, but on a "
+          "module "
+          "or a cell"));
+}
+
+TEST(ModelReader, TellsEachSpellingOnceAndOfManySpellingsTwenty) {
+  std::string cells;
+  for (int i = 0; i != 1000; ++i)
+    cells += (i ? ", \"c" : "\"c") + std::to_string(i) +
+             R"(": {"type": "M", "attributes": {"kep_a": 1, "kep_b)" + std::to_string(i) + "\": 1}}";
+  std::vector<std::string> warnings;
+  kep_read_model_text(R"({"modules": {"M": {}, "T": {"cells": {)" + cells + "}}}}", "m.json", &warnings);
+  ASSERT_EQ(warnings.size(), 21U);
+  EXPECT_THAT(warnings[0], testing::StartsWith("m.json: modules.T.cells.c0.attributes.kep_a: there is no"));
+  EXPECT_THAT(warnings[0], testing::EndsWith(" (and 999 more)"));
+  EXPECT_THAT(warnings[19],
+              testing::StartsWith("m.json: modules.T.cells.c18.attributes.kep_b18: there is no"));
+  EXPECT_EQ(warnings[20], "m.json: 981 more attributes begin with kep_ and don't count where they stand");
+}
+
+TEST(ModelReader, WarnsOfAttributesOfTheTopOnOtherModules) {
+  std::vector<std::string> warnings;
+  kep_read_model_text(R"({"modules": {"M": {"attributes": {"kep_db_type": 1, "kep_device_top": 1}},
+    "T": {"attributes": {"kep_db_type": 1}, "cells": {"c": {"type": "M"}}}}})",
+                      "m.json", &warnings);
+  EXPECT_THAT(warnings,
+              ElementsAre("m.json: modules.M.attributes.kep_db_type: it counts on the top module alone, "
+                          "which is \"T\" (and 1 more)"));
+}
+
+TEST(ModelReader, AWarningIsOneLineWhateverTheNamesHold) {
+  std::vector<std::string> warnings;
+  kep_read_model_text(R"({"modules": {"T\n": {"attributes": {"kep_\n": 1}}}})", "m.json", &warnings);
+  ASSERT_EQ(warnings.size(), 1U);
+  EXPECT_THAT(warnings[0], testing::StartsWith("m.json: modules.T\\u000a.attributes.kep_\\u000a: "));
+}
+
+TEST(ModelReader, NumbersOfThirtyTwoDigitsAreNegativeWhenTheyBeginWithOne) {
+  const auto index_of = [](const std::string& digits) {
+    const auto db =
+        read_module(R"("ports": {"p": {"direction": "input", "bits": [2]}}, "netnames": {"p": {"bits": [2],
+      "attributes": {"kep_blc_re_index": ")" +
+                    digits + R"("}}})");
+    return top_of(db)->find_port("p")->get_blc_re_index();
+  };
+  EXPECT_EQ(index_of(std::string(30, '0') + "11"), 3);
+  EXPECT_EQ(index_of(std::string(32, '1')), -1);
+  EXPECT_EQ(index_of(std::string(30, '1') + "01"), -3);
+  EXPECT_EQ(index_of("1"), 1);
+}
+
+TEST(ModelReader, OfATextThatLooksLikeDigitsOneBlankIsTakenOff) {
+  const auto name_of = [](const std::string& text) {
+    return std::string(top_of(read_attributes("\"kep_name\": \"" + text + "\""))->get_plain_name());
+  };
+  EXPECT_EQ(name_of("01"), "01");
+  EXPECT_EQ(name_of("01 "), "01");
+  EXPECT_EQ(name_of("1xz0  "), "1xz0 ");
+  EXPECT_EQ(name_of("12 "), "12 ");
+  EXPECT_EQ(name_of("0 1 "), "0 1 ");
+  EXPECT_EQ(name_of("  "), " ");
+}
+
 TEST(ModelReader, TextsMayHoldEveryCharacterThatIsNoSeparator) {
   const auto db =
       read_module("\"ports\": {\"\\u00e4 \\n\\\"\\\\[.]\": {\"direction\": \"input\", \"bits\": [2]}}");

@@ -56,7 +56,19 @@ const REFUSAL TEXTS[] = {
      R"(, "T": {"cells": {"m1": {"type": "MUX", "connections": {"y": [2], "y": [3]}}}}}})",
      "m.json: modules.T.cells.m1.connections.y: the port is connected twice"},
     {"UnknownMaster", R"({"modules": {"T": {"cells": {"c": {"type": "MUX"}}}}})",
-     "m.json: modules.T.cells.c.type: unknown master \"MUX\""},
+     "m.json: modules.T.cells.c.type: unknown master \"MUX\": the file has no such module. If it is a black "
+     "box, Yosys needs its ports (\"read_verilog -lib FILE\"); \"hierarchy -check\" tells what is missing"},
+    {"UnknownVariantOfAMaster", R"({"modules": {"T": {"cells": {"c": {"type": "$paramod\\M\\W=1"}}}}})",
+     "m.json: modules.T.cells.c.type: unknown master \"$paramod\\M\\W=1\": a module with parameters that "
+     "isn't in the file; write the whole design"},
+    {"UnknownMasterOfNewerYosys", R"({"modules": {"T": {"cells": {"c": {"type": "$scopeinfo"}}}}})",
+     "m.json: modules.T.cells.c.type: unknown master \"$scopeinfo\": a cell that Yosys made from an "
+     "expression "
+     "or a process. \"blackbox MODULE\" empties a module, \"delete =*/t:$scopeinfo\" takes such cells out"},
+    {"ConnectionByPosition",
+     R"({"modules": {)" MUX R"(, "TILE": {"cells": {"m1": {"type": "MUX", "connections": {"$12": [2]}}}}}})",
+     "m.json: modules.TILE.cells.m1.connections.$12: unknown port: the master \"MUX\" has none of that name, "
+     "which is a position; Yosys names ports in \"hierarchy -top TOP\""},
     {"NoMaster", R"({"modules": {"T": {"cells": {"c": {"connections": {}}}}}})",
      "m.json: modules.T.cells.c.type: it is missing"},
     {"UnknownPort",
@@ -137,15 +149,43 @@ const REFUSAL TEXTS[] = {
                    "p": {"bits": [2], "attributes": {"kep_blc_re_index": 2}}}}}})",
      "m.json: modules.T.netnames.p: attributes of that port stand before"},
     {"SlashInAPort", R"({"modules": {"T": {"ports": {"a/b": {"direction": "input", "bits": [2]}}}}})",
-     "m.json: modules.T.ports.a/b: the name \"a/b\" holds \"/\" or \":\""},
-    {"ColonInACell", R"({"modules": {"M": {}, "T": {"cells": {"a:b": {"type": "M"}}}}})",
-     "m.json: modules.T.cells.a:b: the name \"a:b\" holds \"/\" or \":\""},
-    {"ColonInANet", R"({"modules": {"T": {"netnames": {"a:b": {"bits": [2]}}}}})",
-     "m.json: modules.T.netnames.a:b: the name \"a:b\" holds \"/\" or \":\""},
+     "m.json: modules.T.ports.a/b: the name \"a/b\" holds \"/\" or \":\": rename the port"},
+    {"CellsThatBecomeAlike",
+     R"({"modules": {"M": {}, "T": {"cells": {"a/b": {"type": "M"}, "a:b": {"type": "M"}}}}})",
+     "m.json: modules.T.cells.a:b: \"/\" and \":\" become \".\", and so \"a.b\" is the name of \"a/b\", too"},
+    {"CellThatBecomesLikeOneBehind",
+     R"({"modules": {"M": {}, "T": {"cells": {"a/b": {"type": "M"}, "a.b": {"type": "M"}}}}})",
+     "m.json: modules.T.cells.a/b: \"/\" and \":\" become \".\", and another one is named \"a.b\" already"},
+    {"CellThatBecomesLikeOneBefore",
+     R"({"modules": {"M": {}, "T": {"cells": {"a.b": {"type": "M"}, "a:b": {"type": "M"}}}}})",
+     "m.json: modules.T.cells.a:b: \"/\" and \":\" become \".\", and another one is named \"a.b\" already"},
+    {"NetsThatBecomeAlike",
+     R"({"modules": {"T": {"netnames": {"a:b": {"bits": [2]}, "a/b": {"bits": [3]}}}}})",
+     "m.json: modules.T.netnames.a/b: \"/\" and \":\" become \".\", and so \"a.b\" is the name of \"a:b\", "
+     "too"},
+    {"NetThatBecomesLikeAnother",
+     R"({"modules": {"T": {"netnames": {"a.b": {"bits": [2]}, "a/b": {"bits": [3]}}}}})",
+     "m.json: modules.T.netnames.a/b: \"/\" and \":\" become \".\", and another one is named \"a.b\" "
+     "already"},
     {"SlashInAKeyThatIsTheName", R"({"modules": {"a/b": {}}})",
-     "m.json: modules.a/b: the name \"a/b\" holds \"/\" or \":\""},
+     "m.json: modules.a/b: the name \"a/b\" holds \"/\" or \":\": give the module another one "
+     "with the attribute kep_name"},
     {"SlashInTheNameOfAModule", R"({"modules": {"T": {"attributes": {"kep_name": "a/b"}}}})",
-     "m.json: modules.T.attributes.kep_name: the name \"a/b\" holds \"/\" or \":\""},
+     "m.json: modules.T.attributes.kep_name: the name \"a/b\" holds \"/\" or \":\": choose another one"},
+    {"EmptyNameAsYosysWritesIt", R"({"modules": {"T": {"attributes": {"kep_name": " "}}}})",
+     "m.json: modules.T.attributes.kep_name: the name is empty"},
+    {"TextOfDigitsAsFlag", R"({"modules": {"M": {}, "T": {"cells": {"c": {"type": "M",
+      "attributes": {"kep_inst_header": "1 "}}}}}})",
+     "m.json: modules.T.cells.c.attributes.kep_inst_header: the text \"1\", no number: in Verilog a number "
+     "stands without quotes"},
+    {"WidthOfABoxWithParameters",
+     R"({"modules": {)" MUX
+     R"(, "TILE": {"cells": {"m1": {"type": "MUX", "parameters": {"W": "11"}, "connections": {"a": [2, 3, 4]}}}}}})",
+     "m.json: modules.TILE.cells.m1.connections.a: the width is 3, that of the master's port 2: the cell "
+     "gives "
+     "parameters to a black box, which Yosys writes once, as it is without them; \"setattr -mod -unset "
+     "blackbox "
+     "=MUX\" before \"hierarchy\" makes a module for each set"},
     {"EmptyName", R"({"modules": {"M": {}, "T": {"cells": {"": {"type": "M"}}}}})",
      "m.json: modules.T.cells.: the name is empty"},
     {"NulInAName", R"({"modules": {"T": {"ports": {"a\u0000b": {"direction": "input", "bits": [2]}}}}})",
@@ -177,7 +217,10 @@ const REFUSAL TEXTS[] = {
       "B": {"attributes": {"kep_equivalents": "g"}, "ports": {"q": {"direction": "input", "bits": [2]}}}}})",
      "m.json: modules.B: the ports differ from those of its equivalent \"A\""},
     {"LineBreaksInNamesStayInTheLine", R"({"modules": {"T": {"cells": {"a\nb": {"type": "\u0085\u2028"}}}}})",
-     "m.json: modules.T.cells.a\\u000ab.type: unknown master \"\\u0085\\u2028\""},
+     "m.json: modules.T.cells.a\\u000ab.type: unknown master \"\\u0085\\u2028\": the file has no such "
+     "module. If it "
+     "is a black box, Yosys needs its ports (\"read_verilog -lib FILE\"); \"hierarchy -check\" tells what is "
+     "missing"},
     {"LineBreaksInWhatTheModelRefuses", R"({"modules": {"T": {"cells": {"a\nb": {"type": "T"}}}}})",
      "m.json: modules: no top: every module is instantiated"},
 };

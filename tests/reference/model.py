@@ -175,12 +175,22 @@ def attribute_text(attributes, name, default, where):
     value = attributes.get(name, default)
     if not isinstance(value, str):
         raise BadInput(f"{where}/attributes/{name}: not a text")
+    if re.fullmatch("[01xz]* +", value):
+        return value[:-1]  # Yosys puts a blank behind a text that looks like digits
     return value
 
 
 def check_name(name, where):
     if "/" in name or ":" in name:
         raise BadInput(f'{where}: the name holds "/" or ":"')
+
+
+def model_names(names, where):
+    """From the names of cells or nets in the file to those in the model."""
+    changed = {name: name.replace("/", ".").replace(":", ".") for name in names}
+    if len(set(changed.values())) != len(changed):
+        raise BadInput(f"{where}: two names become alike")
+    return changed
 
 
 def bit_names(name, description, width):
@@ -262,7 +272,6 @@ class ModelReader:
         module.wide_ports[name] = ports
 
     def read_port_attributes(self, module, name, description, where):
-        check_name(name, where)
         attributes = description.get("attributes", {})
         first = attribute_number(attributes, "kep_blc_re_index", -1, where)
         icd_name = attribute_text(attributes, "kep_blc_icd_port_name", "", where)
@@ -285,14 +294,15 @@ class ModelReader:
                 module.group = members
 
     def read_cells(self, module, description):
-        for name, cell in description.get("cells", {}).items():
+        cells = description.get("cells", {})
+        names = model_names(cells, f"modules/{module.key}/cells")
+        for name, cell in cells.items():
             where = f"modules/{module.key}/cells/{name}"
-            check_name(name, where)
             master = self.by_key.get(cell.get("type"))
             if master is None:
                 raise BadInput(f"{where}: unknown master {cell.get('type')}")
             attributes = cell.get("attributes", {})
-            inst = Instance(module, name, master)
+            inst = Instance(module, names[name], master)
             inst.inst_header = attribute_number(attributes, "kep_inst_header", 0, where) != 0
             inst.trait_0 = attribute_number(attributes, "kep_trait_0", 0, where) != 0
             inst.blc_atom = attribute_number(attributes, "kep_blc_atom", 0, where) != 0
@@ -300,10 +310,10 @@ class ModelReader:
             for port_name, bits in cell.get("connections", {}).items():
                 if port_name not in master.wide_ports:
                     raise BadInput(f"{where}: unknown port {port_name}")
-                if len(bits) != len(master.wide_ports[port_name]):
+                if bits and len(bits) != len(master.wide_ports[port_name]):
                     raise BadInput(f"{where}/connections/{port_name}: the width differs")
             module.instances.append(inst)
-            module.instance_by_name[name] = inst
+            module.instance_by_name[inst.name] = inst
 
     def read_nets(self, module, description):
         nets = {}
@@ -322,8 +332,8 @@ class ModelReader:
                 net = net_of(bit)
                 if net is not None:
                     net.ports.append(member)
-        for inst in module.instances:
-            connections = description["cells"][inst.name].get("connections", {})
+        for inst, cell in zip(module.instances, description.get("cells", {}).values()):
+            connections = cell.get("connections", {})
             for name, ports in inst.master.wide_ports.items():
                 for bit, port in zip(connections.get(name, []), ports):
                     net = net_of(bit)
@@ -336,8 +346,9 @@ class ModelReader:
             for member in net.ports + net.inst_ports:
                 member.net = net
         named = set()
+        names = model_names(description.get("netnames", {}), f"modules/{module.key}/netnames")
         for name, net in description.get("netnames", {}).items():
-            for bit_name, bit in zip(bit_names(name, net, len(net["bits"])), net["bits"]):
+            for bit_name, bit in zip(bit_names(names[name], net, len(net["bits"])), net["bits"]):
                 if bit in nets and bit not in named:
                     nets[bit].name = bit_name
                     named.add(bit)

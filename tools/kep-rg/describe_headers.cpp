@@ -81,8 +81,9 @@ void copy_with_inst_headers(const simdjson::padded_string& text,
       const std::string_view key = member.unescaped_key();
       if (key == "type")
         type = member.value().get_string();
-      else if (key == "attributes")
-        attributes = member.value().get_object().raw_json();
+      if (key != "attributes") continue;
+      json::object object = member.value().get_object();
+      attributes = object.raw_json();
     }
     const auto master = num_cells.find(type);
     if (master == num_cells.end()) return;
