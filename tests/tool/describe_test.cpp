@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -149,9 +150,10 @@ TEST_F(Describe, RefusesWhatItCannotUseInOneLineAndWritesNothing) {
                   "'T:i>out'); modules.T has no port\n"},
   };
   for (const auto& [mux, message] : refusals) {
-    EXPECT_EQ(describe("--mux '" + mux + "' 2>&1 | tail -n 1"), 0);
-    EXPECT_EQ(m_out, "kep-rg: " + message);
     EXPECT_EQ(describe("--mux '" + mux + "'"), 2);
+    // Before it, a warning for each module that lacks the ports.
+    EXPECT_EQ(m_err.substr(std::min(m_err.find("kep-rg:"), m_err.size())), "kep-rg: " + message);
+    EXPECT_EQ(m_out, "");
     EXPECT_THAT(files(), ElementsAre("model.json"));
   }
 }
@@ -196,7 +198,7 @@ TEST_F(Describe, MakesADeviceWhoseMuxesAreNodes) {
                     "right": {"type": "MUX", "connections": {"in": ["x", 2], "out": [3]}}}}}})");
   EXPECT_EQ(describe("--mux 'MUX:in>out'"), 0);
   EXPECT_EQ(run("build out.json out.jsonl --dump d >/dev/null && cut -f 1,3,6 d/edges.tsv"), 0);
-  EXPECT_EQ(m_out, "from\tto\tmux_input\nleft:out\tleft:out\tleft:in[0]\nleft:out\tright:out\tright:in[1]\n"
+  EXPECT_EQ(m_out, "from\tto\tmux_input\nleft:out\tright:out\tright:in[1]\n"
                    "right:out\tleft:out\tleft:in[1]\n");
 }
 

@@ -19,6 +19,7 @@ protected:
   void SetUp() override {
     TOOL_TEST::SetUp();
     if (std::system("yosys -V >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no yosys";
+    std::filesystem::create_directories(path("examples"));
     std::filesystem::copy(KEP_TEST_DATA_DIR "/../../examples/verilog", path("examples/verilog"),
                           std::filesystem::copy_options::recursive);
   }
