@@ -285,7 +285,9 @@ class NetlistMaker:
             for port in child.ports:
                 if rng.random() < self.open_share:
                     if rng.random() < 0.5:
-                        cell["connections"][port.name] = [rng.choice("01xz") for _ in range(port.width)]
+                        constants = [rng.choice("01xz") for _ in range(port.width)]
+                        # An open port may have an empty list instead.
+                        cell["connections"][port.name] = [] if constants[:1] == ["0"] else constants
                     continue
                 bits = [None] * port.width
                 cell["connections"][port.name] = bits

@@ -61,10 +61,11 @@ void COPIER::give_header(const char* cell, std::string_view attributes) {
     return;
   }
   copy_to(attributes.data() + 1);
+  const std::string_view indent = get_indent(attributes);
   if (is_empty(attributes))
     m_out << HEADER;
   else
-    m_out << get_indent(attributes) << HEADER << ',';
+    m_out << indent << HEADER << (indent.empty() ? ", " : ",");
 }
 
 } // namespace
