@@ -66,7 +66,7 @@ TEST_F(Describe, WritesAnArcFromEachBitToEachBitAndGivesTheCellsHeaders) {
   write("model.json", PLAIN);
   EXPECT_EQ(describe("--mux 'M2:in>out' --mux '*M3:in>out'"), 0);
   EXPECT_EQ(m_err, "");
-  EXPECT_EQ(m_out, "M2:in>out: 1 modules with 4 cells, 2 arcs\n*M3:in>out: 1 modules with 1 cells, 2 arcs\n");
+  EXPECT_EQ(m_out, "M2:in>out: 1 module with 4 cells, 2 arcs\n*M3:in>out: 1 module with 1 cell, 2 arcs\n");
   EXPECT_EQ(read("out.jsonl"), arc("M2", "in[4]", "out") + arc("M2", "in[5]", "out") + ARCS_OF_M3);
 }
 
@@ -98,9 +98,8 @@ TEST_F(Describe, TakesStarsQuestionMarksAndSetsOfCharacters) {
 TEST_F(Describe, PutsPortsTogetherFromSeveralPatternsAndWritesNoArcTwice) {
   write("model.json", PLAIN);
   EXPECT_EQ(describe("--mux '*M3:in>out' --mux '*M3:in_b>out' --mux '*M[3]:in>out' --mux '*M3:in>in_b'"), 0);
-  EXPECT_EQ(m_out,
-            "*M3:in>out: 1 modules with 1 cells, 2 arcs\n*M3:in_b>out: 1 modules with 1 cells, 2 arcs\n"
-            "*M[3]:in>out: 1 modules with 1 cells, 0 arcs\n*M3:in>in_b: 1 modules with 1 cells, 1 arcs\n");
+  EXPECT_EQ(m_out, "*M3:in>out: 1 module with 1 cell, 2 arcs\n*M3:in_b>out: 1 module with 1 cell, 2 arcs\n"
+                   "*M[3]:in>out: 1 module with 1 cell, 0 arcs\n*M3:in>in_b: 1 module with 1 cell, 1 arc\n");
   const std::string name = R"($paramod\\M3)";
   EXPECT_EQ(read("out.jsonl"),
             ARCS_OF_M3 + arc(name, "in_b", "out[1]") + arc(name, "in_b", "out[0]") + arc(name, "in", "in_b"));
@@ -110,7 +109,9 @@ TEST_F(Describe, WarnsOfModulesThatFitAndLackThePorts) {
   write("model.json", PLAIN);
   EXPECT_EQ(describe("--mux '*M*:in>out'"), 0);
   EXPECT_EQ(m_err, "model.json: modules.M_mem: it fits \"*M*:in>out\", but it has no port \"in\"\n");
-  EXPECT_EQ(m_out, "*M*:in>out: 2 modules with 5 cells, 4 arcs; 1 modules that fit lack the ports\n");
+  EXPECT_EQ(
+      m_out,
+      "*M*:in>out: 2 modules with 5 cells, 4 arcs; 1 module more fits the pattern, but lacks the ports\n");
   EXPECT_EQ(describe("--mux '[M$]*:out>in_b' --mux 'M2:in>out'"), 2);
   EXPECT_THAT(m_err,
               HasSubstr("model.json: modules.M2: it fits \"[M$]*:out>in_b\", but its port \"out\" is an "

@@ -24,11 +24,16 @@ std::unique_ptr<KEP_DB> read_model(const simdjson::padded_string& text, const st
   return db;
 }
 
+std::string count(std::uint64_t number, const char* what) {
+  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+}
+
 void tell(const MUX_PATTERN& pattern, const MUX_FINDINGS& findings, std::uint64_t num_cells) {
-  std::cout << fmt::format("{}: {} modules with {} cells, {} arcs", pattern.m_text, findings.m_modules.size(),
-                           num_cells, findings.m_num_arcs);
-  if (findings.m_num_without_ports != 0)
-    std::cout << fmt::format("; {} modules that fit lack the ports", findings.m_num_without_ports);
+  std::cout << fmt::format("{}: {} with {}, {}", pattern.m_text, count(findings.m_modules.size(), "module"),
+                           count(num_cells, "cell"), count(findings.m_num_arcs, "arc"));
+  if (const std::uint64_t number = findings.m_num_without_ports; number != 0)
+    std::cout << fmt::format("; {} more {} the pattern, but {} the ports", count(number, "module"),
+                             number == 1 ? "fits" : "fit", number == 1 ? "lacks" : "lack");
   std::cout << std::endl;
 }
 
