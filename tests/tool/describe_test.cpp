@@ -111,7 +111,7 @@ TEST_F(Describe, WarnsOfModulesThatFitAndLackThePorts) {
   EXPECT_EQ(m_err, "model.json: modules.M_mem: it fits \"*M*:in>out\", but it has no port \"in\"\n");
   EXPECT_EQ(
       m_out,
-      "*M*:in>out: 2 modules with 5 cells, 4 arcs; 1 module more fits the pattern, but lacks the ports\n");
+      "*M*:in>out: 2 modules with 5 cells, 4 arcs; 1 more module fits the pattern, but lacks the ports\n");
   EXPECT_EQ(describe("--mux '[M$]*:out>in_b' --mux 'M2:in>out'"), 2);
   EXPECT_THAT(m_err,
               HasSubstr("model.json: modules.M2: it fits \"[M$]*:out>in_b\", but its port \"out\" is an "

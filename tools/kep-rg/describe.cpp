@@ -32,8 +32,8 @@ void tell(const MUX_PATTERN& pattern, const MUX_FINDINGS& findings, std::uint64_
   std::cout << fmt::format("{}: {} with {}, {}", pattern.m_text, count(findings.m_modules.size(), "module"),
                            count(num_cells, "cell"), count(findings.m_num_arcs, "arc"));
   if (const std::uint64_t number = findings.m_num_without_ports; number != 0)
-    std::cout << fmt::format("; {} more {} the pattern, but {} the ports", count(number, "module"),
-                             number == 1 ? "fits" : "fit", number == 1 ? "lacks" : "lack");
+    std::cout << (number == 1 ? "; 1 more module fits the pattern, but lacks the ports"
+                              : fmt::format("; {} more modules fit the pattern, but lack the ports", number));
   std::cout << std::endl;
 }
 
