@@ -80,8 +80,7 @@ void copy_with_inst_headers(const simdjson::padded_string& text,
     std::string_view attributes;
     for (auto member : cell.get_object()) {
       const std::string_view key = member.unescaped_key();
-      if (key == "type")
-        type = member.value().get_string();
+      if (key == "type") type = member.value().get_string();
       if (key != "attributes") continue;
       json::object object = member.value().get_object();
       attributes = object.raw_json();
