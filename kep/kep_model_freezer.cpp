@@ -16,9 +16,20 @@ std::string place_of(const KEP_MODULE& module) {
   return std::string("modules.") + module.get_key();
 }
 
+/// Control characters, those beyond ASCII among them: they would break the lines and columns of a dump.
+bool holds_control(const char* name) {
+  unsigned char last = 0;
+  for (; *name != '\0'; last = static_cast<unsigned char>(*name++)) {
+    const auto byte = static_cast<unsigned char>(*name);
+    if (byte < 0x20 || byte == 0x7F || (last == 0xC2 && byte >= 0x80 && byte < 0xA0)) return true;
+  }
+  return false;
+}
+
 void check_name(const std::string& place, const char* name) {
   if (*name == '\0') fail(place, "the name is empty");
   if (std::strpbrk(name, "/:")) fail(place, std::string("the name \"") + name + "\" holds \"/\" or \":\"");
+  if (holds_control(name)) fail(place, std::string("the name \"") + name + "\" holds a control character");
 }
 
 } // namespace
@@ -97,7 +108,8 @@ void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module
   }
   // A boundary node's identity keeps a port number, plus one, in 31 bits.
   if (ports.size() >= (std::size_t{1} << 31) - 1)
-    fail(place_of(module), "the model has more ports than can be numbered");
+    fail(place_of(module), "the ports up to here are " + std::to_string(ports.size()) +
+                               ", more than the 2147483646 that a model can have");
 }
 
 void KEP_MODEL_FREEZER::make_instances(const MODEL::MODULE& from, KEP_MODULE& module) {
@@ -108,7 +120,8 @@ void KEP_MODEL_FREEZER::make_instances(const MODEL::MODULE& from, KEP_MODULE& mo
     num_inst_ports += get_module(instance.m_master).m_num_ports;
   // A node's identity keeps an inst port number in 31 bits.
   if (num_inst_ports >= std::uint64_t{1} << 31)
-    fail(place_of(module), "more than 2^31 - 1 inst ports in one module");
+    fail(place_of(module), "the cells have " + std::to_string(num_inst_ports) +
+                               " ports, more than the 2147483647 that a module can have");
   module.m_num_inst_ports = static_cast<unsigned>(num_inst_ports);
   module.m_inst_ports = std::make_unique<KEP_INST_PORT[]>(num_inst_ports);
   KEP_INST_PORT* next = module.m_inst_ports.get();
@@ -261,6 +274,8 @@ void KEP_MODEL_FREEZER::find_top() {
     for (KEP_MODULE* module : *top.m_equivalents)
       module->m_is_top_module_or_equiv = true;
   const KEP_MODULE_PROPERTIES& properties = m_model.m_modules[top.m_number].m_properties;
+  if (properties.m_db_type > KEP_DB_TYPE::REDUNDANCY)
+    fail(place_of(top) + ".attributes.kep_db_type", "no number from 0 to 2");
   m_db->m_db_type = properties.m_db_type;
   m_db->m_is_device_top = properties.m_is_device_top;
 }

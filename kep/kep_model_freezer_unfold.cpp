@@ -16,16 +16,20 @@ std::uint64_t add_up(std::uint64_t left, std::uint64_t right) {
   return left > TOO_MANY - right ? TOO_MANY : left + right;
 }
 
-/// Refuses what could not be held, so that a small file that describes far too much is told in words.
-void check_memory(std::uint64_t num_occurrences) {
+/// Refuses what could not be numbered or held, so that a small file that describes far too much is told in
+/// words.
+void check_num_occurrences(std::uint64_t num_occurrences) {
   const std::uint64_t limit = std::numeric_limits<std::int32_t>::max(); // differences of two fit in 32 bits
   const std::uint64_t memory =
       static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-  if (num_occurrences > limit || num_occurrences > memory / sizeof(KEP_OCCURRENCE))
-    throw KEP_DB_ERROR(
-        "modules: the unfolded hierarchy has " +
-        (num_occurrences == TOO_MANY ? std::string("more than 2^64") : std::to_string(num_occurrences)) +
-        " occurrences of modules with contents, more than can be held");
+  const std::uint64_t num_held = memory / sizeof(KEP_OCCURRENCE);
+  if (num_occurrences <= std::min(limit, num_held)) return;
+  const std::string number =
+      num_occurrences == TOO_MANY ? std::string("more than 2^64") : std::to_string(num_occurrences);
+  throw KEP_DB_ERROR("modules: the unfolded hierarchy has " + number +
+                     " occurrences of modules with contents, more than the " +
+                     std::to_string(std::min(limit, num_held)) +
+                     (num_held < limit ? " that the memory of this machine holds" : " that can be numbered"));
 }
 
 } // namespace
@@ -45,7 +49,9 @@ void KEP_MODEL_FREEZER::make_slots(KEP_MODULE& module) {
   for (unsigned i = 0; i != module.m_num_instances; ++i)
     for_each_view(*module.m_instances[i].m_module, [&](unsigned) { ++num_slots; });
   if (num_slots >= std::numeric_limits<unsigned>::max())
-    throw KEP_DB_ERROR(std::string("modules.") + module.m_key + ": more than 2^32 - 2 instances and views");
+    throw KEP_DB_ERROR(std::string("modules.") + module.m_key + ": the cells have " +
+                       std::to_string(num_slots) +
+                       " masters in all views, more than the 4294967294 that a module can have");
   module.m_slots = std::make_unique<KEP_SLOT[]>(num_slots);
   unsigned inner_rank = 0;
   for (unsigned i = 0; i != module.m_num_instances; ++i) {
@@ -114,12 +120,15 @@ void KEP_MODEL_FREEZER::number_slots() {
       num_levels[module->m_number] =
           std::max(num_levels[module->m_number], num_levels[slot.m_module->m_number] + 1);
     }
-    if (num_levels[module->m_number] > MAX_LEVELS)
-      throw KEP_DB_ERROR(std::string("modules.") + module->m_key + ": the hierarchy below is more than " +
-                         std::to_string(MAX_LEVELS) + " levels deep");
     module->m_size = size;
     m_num_inner[module->m_number] = num_inner;
   }
+  const auto deepest = std::max_element(num_levels.begin(), num_levels.end());
+  if (deepest != num_levels.end() && *deepest > MAX_LEVELS)
+    throw KEP_DB_ERROR(std::string("modules.") +
+                       m_storage->m_owned[static_cast<std::size_t>(deepest - num_levels.begin())]->m_key +
+                       ": the hierarchy from here down has " + std::to_string(*deepest) +
+                       " levels, more than the " + std::to_string(MAX_LEVELS) + " that a model can have");
 }
 
 /// Breadth first, so that the inner children of an occurrence stand side by side.
@@ -141,7 +150,7 @@ void KEP_MODEL_FREEZER::lay_out_occurrences() {
   add_top(m_storage->m_top);
   for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
     if (top.m_views[view] && top.m_views[view] != &top) add_top(top.m_views[view]);
-  check_memory(number == TOO_MANY ? TOO_MANY : num_occurrences);
+  check_num_occurrences(number == TOO_MANY ? TOO_MANY : num_occurrences);
 
   auto& occurrences = unfolding.m_occurrences;
   occurrences.reserve(num_occurrences);

@@ -67,7 +67,7 @@ void KEP_ROUTING_BUILDER_GRAPH::reserve_routing_node_template_space(unsigned cou
 
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH::allocate_node(std::uint32_t occurrence, void* object) {
   if (m_node_count == std::numeric_limits<std::int32_t>::max())
-    throw KEP_DB_ERROR("the routing graph has more than 2^31 - 1 nodes");
+    throw KEP_DB_ERROR("the routing graph has more than the 2147483647 nodes that it can have");
   KEP_ASSERT_EXPLAIN(!m_state->m_places, "Nodes are made before they are sorted");
   if (m_node_count == m_chunks.size() * CHUNK_NODES)
     m_chunks.push_back(std::make_unique_for_overwrite<KEP_ROUTING_BUILDER_NODE[]>(CHUNK_NODES));

@@ -118,7 +118,8 @@ void KEP_ROUTING_GRAPH_STORAGE::fold_pages(const LISTS& fanouts, const LISTS& fa
       continue;
     }
     if (pairs.size() + page.size() > std::numeric_limits<std::uint32_t>::max())
-      throw KEP_DB_ERROR("the routing graph has more than 2^32 - 1 nodes in unlike places");
+      throw KEP_DB_ERROR(
+          "the routing graph has more than the 4294967295 nodes in unlike places that it can have");
     m_pages[place] = static_cast<std::uint32_t>(pairs.size());
     known_pages.emplace(hash, PAGE{m_pages[place], static_cast<std::uint32_t>(page.size())});
     pairs.insert(pairs.end(), page.begin(), page.end());

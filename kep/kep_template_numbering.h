@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 /// Gives templates their final numbers, by the first node that uses them, and their entries places side by
@@ -44,7 +45,8 @@ public:
       num_entries += list.m_num_edges;
     }
     if (num_entries > std::numeric_limits<std::uint32_t>::max())
-      throw KEP_DB_ERROR("the routing graph has more than 2^32 - 1 edges in distinct lists");
+      throw KEP_DB_ERROR("the routing graph has " + std::to_string(num_entries) +
+                         " edges in distinct lists, more than the 4294967295 that it can have");
     return order;
   }
 };

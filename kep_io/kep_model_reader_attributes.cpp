@@ -92,16 +92,17 @@ bool KEP_MODEL_ATTRIBUTES::get_flag(std::string_view name) const {
 }
 
 std::optional<std::int64_t> KEP_MODEL_ATTRIBUTES::find_number(std::string_view name, std::int64_t least,
-                                                              std::int64_t most) const {
+                                                              std::int64_t most,
+                                                              std::optional<std::int64_t> else_value) const {
   const auto value = find(name);
   if (!value) return std::nullopt;
   const KEP_JSON_PLACE place(m_place, name);
   const NUMBER number = read_number(*value, place);
   const auto result = static_cast<std::int64_t>(number.m_bits);
   const bool fits_at_all = number.m_is_negative == (result < 0);
-  if (!fits_at_all || result < least || result > most)
-    place.refuse(fmt::format("no number from {} to {}", least, most));
-  return result;
+  if (fits_at_all && result >= least && result <= most) return result;
+  if (!else_value) place.refuse(fmt::format("no number from {} to {}", least, most));
+  return else_value;
 }
 
 std::optional<std::string_view> KEP_MODEL_ATTRIBUTES::find_text(std::string_view name) const {
@@ -136,7 +137,9 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
   properties.m_has_trait_0 = attributes.get_flag("kep_trait_0");
   properties.m_is_blc_bidir_buffer = attributes.get_flag("kep_blc_bidir_buffer");
   properties.m_is_foreign = attributes.get_flag("kep_foreign");
-  if (const auto db_type = attributes.find_number("kep_db_type", 0, 2))
+  // It counts on the top alone, which is known when the model is whole: freezing refuses what is no type.
+  constexpr std::int64_t NO_TYPE = 3;
+  if (const auto db_type = attributes.find_number("kep_db_type", 0, 2, NO_TYPE))
     properties.m_db_type = static_cast<KEP_DB_TYPE>(*db_type);
   properties.m_is_device_top = attributes.get_flag("kep_device_top");
   for (const std::string_view name : {"kep_db_type", "kep_device_top"})

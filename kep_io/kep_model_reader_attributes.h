@@ -19,8 +19,10 @@ public:
   bool has(std::string_view name) const { return find(name).has_value(); }
   /// The attribute is there and not 0.
   bool get_flag(std::string_view name) const;
-  /// Refused when it is no number, or none from `least` to `most`.
-  std::optional<std::int64_t> find_number(std::string_view name, std::int64_t least, std::int64_t most) const;
+  /// Refused when it is no number; for one that is not from `least` to `most`, too, unless there is a value
+  /// to give then.
+  std::optional<std::int64_t> find_number(std::string_view name, std::int64_t least, std::int64_t most,
+                                          std::optional<std::int64_t> else_value = std::nullopt) const;
   /// Yosys puts a blank behind a text that would look like digits; it is taken off.
   std::optional<std::string_view> find_text(std::string_view name) const;
   const KEP_JSON_PLACE& get_place() const { return m_place; }

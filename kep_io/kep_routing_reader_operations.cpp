@@ -80,12 +80,29 @@ KEP_RELATIVE_PATH find_relative_path(const KEP_MODULE* top, std::string_view pat
   return relative_path;
 }
 
+/// A signal comes in at the input of an arc and goes out at its output.
+std::string find_wrong_direction(const KEP_PORT* input, const KEP_PORT* output) {
+  const bool begins_at_output = input->is_output();
+  const bool ends_at_input = output->is_input();
+  const char* module = input->get_parent()->get_plain_name();
+  if (begins_at_output && ends_at_input)
+    return fmt::format("the arc goes from an output to an input of module \"{}\": from \"{}\" to \"{}\"",
+                       module, input->get_plain_name(), output->get_plain_name());
+  if (begins_at_output)
+    return fmt::format("the arc begins at \"{}\", an output of module \"{}\"", input->get_plain_name(),
+                       module);
+  if (ends_at_input)
+    return fmt::format("the arc ends at \"{}\", an input of module \"{}\"", output->get_plain_name(), module);
+  return {};
+}
+
 } // namespace
 
 KEP_ROUTING_OPERATIONS::KEP_ROUTING_OPERATIONS(KEP_DB* db, KEP_RG_PARSE& parse)
     : m_db(db), m_parse(parse), m_store(db->get_routing_template_graph()->get_routing_primitive()) {}
 
 void KEP_ROUTING_OPERATIONS::carry_out(const KEP_ROUTING_STATEMENT& statement) {
+  m_warning.clear();
   switch (statement.get_op()) {
   case KEP_ROUTING_OP::ADD_PORT_EDGE:
     return add_port_edge(statement);
@@ -120,7 +137,10 @@ void KEP_ROUTING_OPERATIONS::carry_out(const KEP_ROUTING_STATEMENT& statement) {
 }
 
 void KEP_ROUTING_OPERATIONS::add_port_edge(const KEP_ROUTING_STATEMENT& statement) {
-  m_parse.add_port_edge(get_port(statement, FIELD::INPUT), get_port(statement, FIELD::OUTPUT),
+  KEP_PORT* input = get_port(statement, FIELD::INPUT);
+  KEP_PORT* output = get_port(statement, FIELD::OUTPUT);
+  m_warning = find_wrong_direction(input, output);
+  m_parse.add_port_edge(input, output,
                         static_cast<KEP_ROUTING_PRIMITIVE_HIPI>(statement.get_number(FIELD::HIPI)),
                         statement.get_bool(FIELD::FLAG));
 }

@@ -5,6 +5,8 @@
 #include "kep_io/kep_routing_reader_statement.h"
 #include "kep_rg/kep_rg_parse.h"
 
+#include <string>
+
 /// Carries statements out: looks up what they name and calls the operation. KEP_ROUTING_REFUSAL for a name
 /// that names nothing, and for what the operation takes for granted; what the operation refuses itself goes
 /// through.
@@ -12,6 +14,8 @@ class KEP_ROUTING_OPERATIONS {
 public:
   KEP_ROUTING_OPERATIONS(KEP_DB* db, KEP_RG_PARSE& parse);
   void carry_out(const KEP_ROUTING_STATEMENT& statement);
+  /// What is odd about the last statement, though it was carried out; "" when nothing is.
+  const std::string& get_warning() const { return m_warning; }
 
 private:
   void add_port_edge(const KEP_ROUTING_STATEMENT& statement);
@@ -26,4 +30,5 @@ private:
   KEP_DB* m_db;
   KEP_RG_PARSE& m_parse;
   KEP_ROUTING_PRIMITIVE* m_store;
+  std::string m_warning;
 };

@@ -3,6 +3,7 @@
 #include "kep_report/kep_report_profiler.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/kep_rg_format.h"
+#include "kep_rg/kep_rg_mux_outputs.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_process_node.h"
 #include "kep_rg/kep_rg_report.h"
@@ -35,6 +36,7 @@ KEP_RG_BUILD::KEP_RG_BUILD(KEP_DB* db, KEP_RG_BUILD_PARAMS params)
       m_trace_predicate(db, m_primitives, KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, &m_node_cache),
       m_view_type_rank(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank),
       m_num_threads(params.get_num_threads()), m_observer(&m_null_observer),
+      m_mux_outputs(std::make_unique<KEP_RG_MUX_OUTPUTS>(*db, *m_routing_primitive_cache, m_primitives)),
       m_edge_stats(0, m_nodes_per_display) {
   m_builder_graph.reset(KEP_ROUTING_BUILDER_GRAPH::create(db, params.get_init_size_MiB()));
   m_rep_nodes_builder =
@@ -229,6 +231,7 @@ bool KEP_RG_BUILD::add_nodes_instance(KEP_UNFOLDED_INSTANCE u_instance, HAS_NODE
     const auto known = has_nodes->find(master);
     if (known != has_nodes->end() && !known->second) {
       if (debug) std::cout << " skipped due to no nodes" << std::endl;
+      if (master) count_all_without_node(WITHOUT_NODE::SKIPPED_PART, u_instance, master);
       return false;
     }
   }
@@ -253,6 +256,7 @@ bool KEP_RG_BUILD::add_nodes_instance(KEP_UNFOLDED_INSTANCE u_instance, HAS_NODE
   default:
     KEP_ASSERT(false);
   }
+  if (master) count_unseen(u_instance, master, type);
   return result;
 }
 
@@ -261,15 +265,25 @@ bool KEP_RG_BUILD::add_nodes_mux(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE*
   const std::string pattern = m_db->get_routing_template_graph()
                                   ->get_routing_primitive()
                                   ->get_non_template_mux_skip_path_inst_name_pattern();
-  if (!pattern.empty() && holds(instance->get_name(NAME_STYLE), pattern)) return false;
+  if (!pattern.empty() && holds(instance->get_name(NAME_STYLE), pattern)) {
+    count_without_node(WITHOUT_NODE::NAME_PATTERN, m_mux_outputs->get(master).m_listed, u_instance);
+    return false;
+  }
+  count_without_node(WITHOUT_NODE::ARC_INPUT, m_mux_outputs->get(master).m_arc_inputs, u_instance);
   bool result = false;
   for (const KEP_PORT* port : m_primitives.get_module_to_ports(master)) {
     if (m_routing_primitive_cache->is_arc_input(port) || flag) continue;
     KEP_INST_PORT* inst_port = instance->get_inst_port_by_index(port->get_index());
-    if (m_primitives.port_is_ignored(port) && !m_primitives.is_inserted_inst_port(inst_port)) continue;
     const KEP_UNFOLDED_INST_PORT uip = u_instance.get_unfolding_of_inst_port(inst_port);
+    if (m_primitives.port_is_ignored(port) && !m_primitives.is_inserted_inst_port(inst_port)) {
+      count_without_node(WITHOUT_NODE::SKIP, uip);
+      continue;
+    }
     // Without an inst header a port must have a wire type to become a node.
-    if (!instance->get_inst_header() && !m_primitives.find_wire_type(uip)) continue;
+    if (!instance->get_inst_header() && !m_primitives.find_wire_type(uip)) {
+      count_without_node(WITHOUT_NODE::NO_HEADER, uip);
+      continue;
+    }
     if (debug) ::debug() << "add_mux: " << uip.get_name(NAME_STYLE) << std::endl;
     result |= create_node(uip, CREATE_TYPE_PORT, debug);
   }
@@ -309,7 +323,10 @@ bool KEP_RG_BUILD::add_nodes_inside_blc(KEP_UNFOLDED_MODULE u_module, bool debug
       ::debug() << "create_type: " << static_cast<int>(type) << std::endl;
     }
     for (const KEP_UNFOLDED_INST_PORT& uip : u_instance.iter_inst_ports())
-      if (!m_primitives.is_removed_port(uip.m_object->get_port())) result |= create_node(uip, type, debug);
+      if (!m_primitives.is_removed_port(uip.m_object->get_port()))
+        result |= create_node(uip, type, debug);
+      else
+        count_without_node(WITHOUT_NODE::REMOVED, uip);
     result |= add_nodes_inside_blc(get_master_for_routing(u_instance), debug);
   }
   return result;
@@ -333,8 +350,9 @@ bool KEP_RG_BUILD::add_nodes_from_boundary_nodes(KEP_UNFOLDED_INSTANCE u_instanc
 }
 
 bool KEP_RG_BUILD::create_node(KEP_UNFOLDED_INST_PORT uip, CREATE_TYPE type, bool debug) {
-  if (do_exclude_node(uip)) {
+  if (const std::optional<WITHOUT_NODE> exclusion = find_exclusion(uip)) {
     ++m_node_stats.m_eliminated_num_nodes;
+    if (type != CREATE_TYPE_INSERTED) count_without_node(*exclusion, uip);
     return true;
   }
   if (!m_disable_node_allocation) {
@@ -365,16 +383,20 @@ void KEP_RG_BUILD::create_node(KEP_PORT* port, bool debug) {
   ++m_node_stats.m_created_num_nodes_boundary;
 }
 
-bool KEP_RG_BUILD::do_exclude_node(const KEP_UNFOLDED_INST_PORT& uip) const {
-  if (!uip.get_unfolded_net() && !uip.get_unfolded_port(m_view_type_rank).get_unfolded_net()) return true;
-  if (is_excluded_in_spare_row(uip)) return true;
+/// Why the port must not become a node, if so; the first reason that holds.
+std::optional<KEP_RG_BUILD::WITHOUT_NODE>
+KEP_RG_BUILD::find_exclusion(const KEP_UNFOLDED_INST_PORT& uip) const {
+  if (!uip.get_unfolded_net() && !uip.get_unfolded_port(m_view_type_rank).get_unfolded_net())
+    return WITHOUT_NODE::UNCONNECTED;
+  if (is_excluded_in_spare_row(uip)) return WITHOUT_NODE::SPARE_ROW;
   const KEP_INSTANCE* instance = uip.m_object->get_inst();
   const KEP_MODULE* master = m_view_type_rank.find_view(instance->get_module());
   if (master && master->get_view_type() == KEP_VIEW_TYPE::BLC &&
       master->has_trait(KEP_MODULE::TRAIT::TRAIT_0) &&
       (uip.m_object->is_input() || instance->get_blc_is_inserted_buffer()))
-    return true;
-  return m_routing_primitive_cache->has_routing_muxes(master) && is_on_skip_arc(uip);
+    return WITHOUT_NODE::BLC_TRAIT;
+  if (m_routing_primitive_cache->has_routing_muxes(master) && is_on_skip_arc(uip)) return WITHOUT_NODE::SKIP;
+  return std::nullopt;
 }
 
 /// In a spare row only a wire type with bit 1 in its flags keeps a port.

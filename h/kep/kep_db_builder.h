@@ -75,9 +75,9 @@ public:
   /// port of its module is dropped, as is one without members: nothing is behind such a port.
   ///
   /// KEP_DB_ERROR with the place inside the model and the reason when a rule is broken: a key, a port or an
-  /// instance twice; a name that is empty or holds "/" or ":"; a hierarchy that contains itself or is over
-  /// 2048 levels deep; no top or several; equivalents whose ports differ; more occurrences than can be
-  /// numbered or held in memory.
+  /// instance twice; a name that is empty or holds "/", ":" or a control character; a hierarchy that contains
+  /// itself or is over 2048 levels deep; no top or several; equivalents whose ports differ; more occurrences
+  /// than can be numbered or held in memory.
   static std::unique_ptr<KEP_DB> freeze(KEP_DB_BUILDER&& builder);
 
 private:

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 class KEP_RG_PARSE;
 
@@ -13,10 +14,14 @@ class KEP_RG_PARSE;
 ///
 /// KEP_IO_ERROR "FILE:LINE: REASON" at the first line that is refused, by the reader or by the operation
 /// itself; what was carried out before stays.
-void kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path);
+///
+/// Gives warnings, a line each: "FILE:LINE: ..." for an arc that begins at an output or ends at an input of
+/// its module, which is carried out all the same; of many the first five, and how many more there are.
+std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path);
 
 /// The same from a text in memory; `name` stands for the file in messages.
-void kep_read_routing_text(KEP_DB* db, KEP_RG_PARSE& parse, std::string_view text, const std::string& name);
+std::vector<std::string> kep_read_routing_text(KEP_DB* db, KEP_RG_PARSE& parse, std::string_view text,
+                                               const std::string& name);
 
 /// Marks the description as there when no file has anything to say: then nothing is routing.
 void kep_describe_no_routing(KEP_DB* db);

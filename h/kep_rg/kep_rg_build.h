@@ -7,6 +7,7 @@
 #include "kep_rg/kep_rg_fanout_cache.h"
 #include "kep_rg/kep_rg_instance_is_primitive.h"
 #include "kep_rg/kep_rg_like_places.h"
+#include "kep_rg/kep_rg_outputs_without_node.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_primitives.h"
 #include "kep_rg/kep_rg_redundancy_marks.h"
@@ -18,6 +19,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -25,6 +27,7 @@
 #include <vector>
 
 class KEP_RG_DBG_FANOUTS;
+class KEP_RG_MUX_OUTPUTS;
 
 /// What a build is told. A small value; setters change the object and return a copy, so that calls chain.
 class KEP_RG_EXPORT KEP_RG_BUILD_PARAMS {
@@ -108,6 +111,14 @@ public:
   void debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_INST_PORT& uip, bool node_flag,
                    const char* log_file_name);
 
+  /// Why build_nodes() would assert or throw on this device, with the place in it: an IP root under another,
+  /// or an inst header on an IP root that has nothing to make nodes of. "" if it would not. One pass over the
+  /// folded model.
+  std::string find_refusal() const;
+  /// Why no uip became a node, in a few words that name what is missing, for a device that was built; "" when
+  /// one did.
+  std::string explain_no_nodes() const;
+
   KEP_DB* get_db() { return m_db; }
   KEP_ROUTING_BUILDER_GRAPH* get_builder_graph() { return m_builder_graph.get(); }
   KEP_ROUTING_BUILDER_NODE_CACHE& get_node_cache() { return m_node_cache; }
@@ -118,6 +129,7 @@ public:
   bool get_verbose() { return m_verbose; }
 
   const KEP_RG_NODE_CREATION_STATS& get_node_stats() const { return m_node_stats; }
+  const KEP_RG_OUTPUTS_WITHOUT_NODE& get_outputs_without_node() const { return m_outputs_without_node; }
   /// The sum over all threads; zero before the edge phase is over.
   const KEP_RG_EDGE_CREATION_STATS& get_edge_stats() const { return m_edge_stats; }
   /// The estimates made before the first node: nodes of uips, and boundary nodes.
@@ -140,6 +152,7 @@ private:
     CREATE_TYPE_BLC_TRAIT = 5,
   };
   using HAS_NODES = std::map<KEP_MODULE*, bool>;
+  using WITHOUT_NODE = KEP_RG_OUTPUTS_WITHOUT_NODE::REASON;
 
   /// One row of representative data.
   struct REP_NODE_ARGS {
@@ -189,13 +202,25 @@ private:
                              CREATE_TYPE type, bool debug);
   bool create_node(KEP_UNFOLDED_INST_PORT uip, CREATE_TYPE type, bool debug);
   void create_node(KEP_PORT* port, bool debug);
-  bool do_exclude_node(const KEP_UNFOLDED_INST_PORT& uip) const;
+  bool do_exclude_node(const KEP_UNFOLDED_INST_PORT& uip) const { return find_exclusion(uip).has_value(); }
+  std::optional<WITHOUT_NODE> find_exclusion(const KEP_UNFOLDED_INST_PORT& uip) const;
   bool is_excluded_in_spare_row(const KEP_UNFOLDED_INST_PORT& uip) const;
   bool is_on_skip_arc(const KEP_UNFOLDED_INST_PORT& uip) const;
   KEP_UNFOLDED_MODULE get_master_for_routing(KEP_UNFOLDED_INSTANCE u_instance) const;
   void add_nodes_hipi();
   bool create_node_hipi(KEP_UNFOLDED_INST_PORT uip, bool no_plain_node_needed, bool debug);
   void print_node_stats() const;
+
+  // Outputs of muxes that become no node: at a uip, at ports of an instance, and at and below an instance.
+  void count_without_node(WITHOUT_NODE reason, const KEP_UNFOLDED_INST_PORT& uip);
+  void count_without_node(WITHOUT_NODE reason, const std::vector<const KEP_PORT*>& outputs,
+                          const KEP_UNFOLDED_INSTANCE& u_instance);
+  void count_below_without_node(WITHOUT_NODE reason, const KEP_UNFOLDED_INSTANCE& u_instance,
+                                const KEP_MODULE* master);
+  void count_all_without_node(WITHOUT_NODE reason, const KEP_UNFOLDED_INSTANCE& u_instance,
+                              const KEP_MODULE* master);
+  void count_unseen(const KEP_UNFOLDED_INSTANCE& u_instance, const KEP_MODULE* master,
+                    KEP_RG_INSTANCE_IS_PRIMITIVE::MODULE_TYPE type);
 
   // Edges.
   void create_edge_builder();
@@ -244,6 +269,8 @@ private:
   unsigned m_min_grain = 10000;                                 // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
 
+  std::unique_ptr<KEP_RG_MUX_OUTPUTS> m_mux_outputs;
+  KEP_RG_OUTPUTS_WITHOUT_NODE m_outputs_without_node;
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;
   std::uint64_t m_counted_n = 0;
   std::uint64_t m_counted_boundary = 0;

@@ -70,6 +70,11 @@ public:
   const PORT_SET* get_inserted_ports(const KEP_MODULE* module) const;
   /// The ports of a primitive module that take part in routing. KEP_RUNTIME_ERROR for any other module.
   const PORT_SET& get_module_to_ports(KEP_MODULE* module) const;
+  /// The same, or null.
+  const PORT_SET* find_module_to_ports(const KEP_MODULE* module) const {
+    const auto found = m_module_to_ports.find(module);
+    return found == m_module_to_ports.end() ? nullptr : &found->second;
+  }
   bool has_inserted_port(const KEP_PORT* port) const { return get_flags(port) & INSERTED; }
   /// The inserted ports entered for the port's module hold it.
   bool is_inserted_port(KEP_PORT* port) const { return get_flags(port) & INSERTED_IN_MODULE; }

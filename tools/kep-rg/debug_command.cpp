@@ -80,7 +80,7 @@ void debug_command(const DEBUG_OPTIONS& options) {
     db = read_device(options.m_device, stats);
     build = std::make_unique<KEP_RG_BUILD>(
         db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(options.m_device.m_num_threads));
-    build->build();
+    run_build(*build, options.m_device);
   }
   const KEP_ROUTING::NODE node = find_plain_node(*db, options.m_uip);
   KEP_RG_DBG_FANOUTS fanouts;

@@ -19,17 +19,17 @@
 
 namespace {
 
+void warn(const std::string& text) {
+  KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << KEP_IO_ERROR(text).what() << std::endl;
+}
+
 /// Every file into one table; a port that names nothing is told, and the rest is used.
 void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
   KEP_RG_PARSE_REDUNDANCY parser(db, static_cast<int>(KEP_VIEW_TYPE::LOGICAL),
                                  KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
   for (const std::string& path : options.m_redundancy)
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
-      KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD)
-          << KEP_IO_ERROR(path + ":" + std::to_string(fault.m_line) + ": cannot read \"" + fault.m_text +
-                          "\"")
-                 .what()
-          << std::endl;
+      warn(path + ":" + std::to_string(fault.m_line) + ": cannot read \"" + fault.m_text + "\"");
 }
 
 /// The file is the one that standard output goes to; what was printed would be lost with the old one.
@@ -57,7 +57,8 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
     KEP_RG_PARSE parse(db.get());
     kep_describe_no_routing(db.get()); // unless a file says more
     for (const std::string& path : options.m_routing)
-      kep_read_routing(db.get(), parse, path);
+      for (const std::string& warning : kep_read_routing(db.get(), parse, path))
+        warn(warning);
   }
   if (!options.m_redundancy.empty()) {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "redundancy");
@@ -66,13 +67,25 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
   return db;
 }
 
+void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
+  const std::string refusal = build.find_refusal();
+  if (!refusal.empty()) throw std::runtime_error(options.m_model + ": " + refusal);
+  build.build();
+  const std::string missing = build.explain_no_nodes();
+  if (!missing.empty())
+    warn(options.m_model + ": no port of a cell became a node: " +
+         (options.m_routing.empty() ? "no routing description is given" : missing) +
+         " (docs/model.md says what makes a node)");
+}
+
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
   KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS()
                              .set_num_threads(options.m_num_threads)
                              .set_nodes_per_display(options.m_nodes_per_display)
                              .set_verbose(options.m_verbose));
-  build.build();
+  run_build(build, options);
   stats.m_nodes = build.get_node_stats();
+  stats.m_without_node = build.get_outputs_without_node();
   stats.m_edges = build.get_edge_stats();
   stats.m_counted_n = build.get_counted_n();
   stats.m_counted_boundary = build.get_counted_boundary();

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+class KEP_RG_BUILD;
+
 /// The files of a device, and how its graph is built.
 struct DEVICE_OPTIONS {
   std::string m_model;
@@ -22,6 +24,10 @@ struct DEVICE_OPTIONS {
 /// Reads all files of the device. Input that cannot be used is told by an exception of the library that found
 /// it out, or by std::runtime_error. What it took is entered in the statistics, here and below.
 std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats);
+
+/// Runs a builder of a device that was read. std::runtime_error, with the place in the device, for a device
+/// on which no graph can be built; one on which no node stands is a warning that says what is missing.
+void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options);
 
 /// Builds the routing graph of a device that was read.
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats);

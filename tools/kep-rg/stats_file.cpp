@@ -31,6 +31,16 @@ std::string format_counters(std::initializer_list<COUNTER> counters) {
   return text;
 }
 
+std::string format_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs) {
+  using REASON = KEP_RG_OUTPUTS_WITHOUT_NODE::REASON;
+  std::string text;
+  for (std::size_t i = 0; i != outputs.m_counts.size(); ++i)
+    text += fmt::format(",\n    \"{}\": {}",
+                        KEP_RG_OUTPUTS_WITHOUT_NODE::get_counter_name(static_cast<REASON>(i)),
+                        outputs.m_counts[i].m_number);
+  return text;
+}
+
 std::string format_build_counters(const BUILD_STATS& stats) {
   const KEP_RG_NODE_CREATION_STATS& nodes = stats.m_nodes;
   const KEP_RG_EDGE_CREATION_STATS& edges = stats.m_edges;
@@ -55,7 +65,7 @@ std::string format_build_counters(const BUILD_STATS& stats) {
              {"counted_n", stats.m_counted_n},
              {"counted_boundary", stats.m_counted_boundary},
          }) +
-         format_clocks(edges);
+         format_clocks(edges) + format_without_node(stats.m_without_node);
 }
 
 std::string format_graph(const KEP_ROUTING::GRAPH& graph) {

@@ -2,6 +2,7 @@
 
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_creation_stats.h"
+#include "kep_rg/kep_rg_outputs_without_node.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 
 #include <cstdint>
@@ -10,6 +11,7 @@
 /// What a run counted and how long it took.
 struct BUILD_STATS {
   KEP_RG_NODE_CREATION_STATS m_nodes;
+  KEP_RG_OUTPUTS_WITHOUT_NODE m_without_node;
   KEP_RG_EDGE_CREATION_STATS m_edges{0, 1};
   std::uint64_t m_counted_n = 0;
   std::uint64_t m_counted_boundary = 0;
