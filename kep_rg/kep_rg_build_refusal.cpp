@@ -107,7 +107,7 @@ std::string KEP_RG_BUILD::explain_no_nodes() const {
                                                             kep_get_name_of_view_type(view->get_view_type()))
                                               : "");
   }
-  std::string text = "no output of a mux became a node: ";
+  std::string text = fmt::format("of {} outputs of muxes: ", m_outputs_without_node.get_total());
   for (std::size_t i = 0; i != KEP_RG_OUTPUTS_WITHOUT_NODE::NUM_REASONS; ++i) {
     const KEP_RG_OUTPUTS_WITHOUT_NODE::COUNT& count = m_outputs_without_node.m_counts[i];
     if (count.m_number == 0) continue;

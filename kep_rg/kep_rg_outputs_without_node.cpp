@@ -15,7 +15,7 @@ constexpr REASON_INFO REASONS[KEP_RG_OUTPUTS_WITHOUT_NODE::NUM_REASONS] = {
     {"in a spare row", "no_node_spare_row"},
     {"behind a skip path", "no_node_skip"},
     {"named like a non-template mux", "no_node_name_pattern"},
-    {"input of an arc as well", "no_node_arc_input"},
+    {"where an arc begins, too", "no_node_arc_input"},
     {"left out by a BLC trait", "no_node_blc_trait"},
     {"inside another mux", "no_node_inside_mux"},
     {"in an IP root that is no routing root", "no_node_root_not_routed"},

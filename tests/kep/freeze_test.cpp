@@ -276,8 +276,56 @@ TEST(Freeze, refuses_what_doubles_through_views_and_not_through_instances) {
 TEST(Freeze, takes_a_hierarchy_of_2048_levels_and_refuses_a_deeper_one) {
   const auto db = KEP_DB_BUILDER::freeze(nested(2048, 1));
   EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_size(), 2048U);
-  EXPECT_THAT(refusal(nested(2049, 1)), HasSubstr("2048"));
-  EXPECT_THAT(refusal(nested(200000, 1)), HasSubstr("2048"));
+  EXPECT_EQ(refusal(nested(2049, 1)),
+            "modules.L2048: the hierarchy from here down has 2049 levels, more than "
+            "the 2048 that a model can have");
+  EXPECT_EQ(refusal(nested(200000, 1)),
+            "modules.L199999: the hierarchy from here down has 200000 levels, more "
+            "than the 2048 that a model can have");
+}
+
+TEST(Freeze, tells_how_many_occurrences_are_too_many) {
+  // 31 levels with contents, each twice in the one above, and one entry above the top.
+  EXPECT_THAT(refusal(nested(32, 2)),
+              testing::MatchesRegex(
+                  "modules: the unfolded hierarchy has 2147483648 occurrences of modules with contents, "
+                  "more than the (2147483647 that can be numbered|[0-9]+ that the memory of this "
+                  "machine holds)"));
+  EXPECT_THAT(refusal(nested(70, 2)), HasSubstr("has more than 2^64 occurrences"));
+}
+
+TEST(Freeze, refuses_control_characters_in_names) {
+  for (const std::string bad : {"a\tb", "a\nb", "a\rb", "\x1b[1m", "a\x7f", "a\xc2\x85"}) {
+    const std::string reason = "the name \"" + bad + "\" holds a control character";
+    const auto refuses = [&](const char* place, const auto& name_one) {
+      KEP_DB_BUILDER builder;
+      const KEP_MODULE_ID leaf = builder.add_module("LEAF", {});
+      builder.add_port(leaf, "p", KEP_PORT_DIRECTION::INPUT);
+      const KEP_MODULE_ID top = builder.add_module("TOP", as_top());
+      name_one(builder, leaf, top);
+      try {
+        KEP_DB_BUILDER::freeze(std::move(builder));
+        ADD_FAILURE() << place << " was taken";
+      } catch (const KEP_DB_ERROR& error) {
+        EXPECT_EQ(error.what(), std::string("modules.") + place + ": " + reason);
+      }
+    };
+    refuses("LEAF.ports", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID) {
+      builder.add_port(leaf, bad, KEP_PORT_DIRECTION::INPUT);
+    });
+    refuses("TOP.cells", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID top) {
+      builder.add_instance(top, bad, leaf, {});
+    });
+    refuses("TOP.netnames", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID top) {
+      builder.connect(top, builder.add_instance(top, "i", leaf, {}), 0, builder.add_net(top, bad));
+    });
+    refuses("KEY", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID, KEP_MODULE_ID) {
+      KEP_MODULE_PROPERTIES properties;
+      properties.m_name = bad;
+      builder.add_module("KEY", properties);
+    });
+  }
+  EXPECT_NO_THROW(make_db("module \xc3\xa4\xe2\x82\xac top")) << "what lies beyond ASCII is a letter";
 }
 
 TEST(Freeze, drops_a_net_with_one_port_only_and_one_without_members) {

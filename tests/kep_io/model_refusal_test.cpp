@@ -222,7 +222,7 @@ const REFUSAL TEXTS[] = {
      "is a black box, Yosys needs its ports (\"read_verilog -lib FILE\"); \"hierarchy -check\" tells what is "
      "missing"},
     {"LineBreaksInWhatTheModelRefuses", R"({"modules": {"T": {"cells": {"a\nb": {"type": "T"}}}}})",
-     "m.json: modules: no top: every module is instantiated"},
+     "m.json: modules.T.cells: the name \"a\\u000ab\" holds a control character"},
 };
 
 } // namespace

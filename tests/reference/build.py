@@ -2,7 +2,7 @@
 
 from collections import Counter
 
-from errors import BrokenInvariant
+from errors import BadInput
 from leaf_search import (
     BLC_ROUTING_ROOT,
     IP_ROOT_NOT_ROUTED,
@@ -173,7 +173,7 @@ class Build:
         master = module_of(u_module)
         if master is not None and master.ip_root:
             if has_nodes is not None:
-                raise BrokenInvariant("!has_nodes")
+                raise BadInput("one IP root lies under another")
             self.has_nodes_known = master in self.module_has_nodes
             has_nodes = self.module_has_nodes.setdefault(master, {})
         if self.build_predicate.get_module_type(master) == BLC_ROUTING_ROOT:

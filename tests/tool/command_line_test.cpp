@@ -286,19 +286,6 @@ TEST_F(CommandLine, DoesNotPrintIntoAFileWhenStandardOutputIsClosed) {
   EXPECT_EQ(read("closed/edges.tsv"), read("dump/edges.tsv"));
 }
 
-TEST_F(CommandLine, AFailedAssertionIsToldAndEndsInStatusThree) {
-  // One IP root may not lie under another in the walk that makes nodes.
-  write("model.json", R"({"modules": {
-    "INNER": {"attributes": {"kep_ip_root": 1}, "cells": {}},
-    "OUTER": {"attributes": {"kep_ip_root": 1}, "cells": {"i": {"type": "INNER"}}},
-    "TOP": {"attributes": {"top": 1}, "cells": {"o": {"type": "OUTER"}}}}})");
-  write("routing.jsonl", R"({"op": "add_routing_root", "module": "INNER", "root_view": "LOGICAL"}
-{"op": "add_routing_root", "module": "OUTER", "root_view": "LOGICAL"}
-)");
-  EXPECT_EQ(run("build model.json routing.jsonl"), 3);
-  EXPECT_THAT(m_err, StartsWith("Assertion failed: !has_nodes in kep_rg/kep_rg_build.cpp@"));
-}
-
 TEST_F(CommandLine, HelpAndVersionAreEverywhere) {
   for (const std::string command : {"", "build ", "check ", "trace ", "import-icebox ", "generate "}) {
     EXPECT_EQ(run(command + "--help"), 0) << command;

@@ -1,5 +1,6 @@
 #include "tools/kep-rg/build_command.h"
 
+#include "kep_report/kep_report.h"
 #include "tools/kep-rg/dump.h"
 #include "tools/kep-rg/findings_report.h"
 #include "tools/kep-rg/wire_paths.h"
@@ -8,6 +9,7 @@
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 bool build_command(const BUILD_OPTIONS& options) {
@@ -29,6 +31,8 @@ bool build_command(const BUILD_OPTIONS& options) {
     write_wire_paths(db.get(), options.m_wire_paths);
   }
   build_graph(db.get(), options.m_device, stats);
+  const std::string without_node = format_outputs_without_node(stats.m_without_node);
+  if (!without_node.empty() && !options.m_device.m_quiet) KEP_REPORT::print_info(without_node.c_str());
   const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
   if (!options.m_dump.empty()) {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "dump");
