@@ -72,8 +72,10 @@ private:
   }
   std::string get_path(std::size_t depth) const {
     std::string path;
-    for (std::size_t i = 0; i != depth; ++i)
-      path += (i == 0 ? "" : "/") + std::string(m_chain[i]->get_plain_name());
+    for (std::size_t i = 0; i != depth; ++i) {
+      if (i != 0) path += '/';
+      path += m_chain[i]->get_plain_name();
+    }
     return path;
   }
 

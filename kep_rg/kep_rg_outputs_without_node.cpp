@@ -1,5 +1,7 @@
 #include "kep_rg/kep_rg_outputs_without_node.h"
 
+#include <fmt/format.h>
+
 namespace {
 
 struct REASON_INFO {
@@ -26,7 +28,7 @@ constexpr REASON_INFO REASONS[KEP_RG_OUTPUTS_WITHOUT_NODE::NUM_REASONS] = {
 std::string format_number(std::uint64_t number) {
   std::string text = std::to_string(number);
   for (std::size_t i = text.size(); i > 3; i -= 3)
-    text.insert(i - 3, ",");
+    text.insert(i - 3, 1, ',');
   return text;
 }
 
@@ -51,8 +53,8 @@ std::string format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outpu
   std::string text;
   for (std::size_t i = 0; i != outputs.m_counts.size(); ++i) {
     if (outputs.m_counts[i].m_number == 0) continue;
-    text += text.empty() ? "Outputs of muxes that became no node: " : "; ";
-    text += format_number(outputs.m_counts[i].m_number) + " " + REASONS[i].m_text;
+    text += fmt::format("{}{} {}", text.empty() ? "Outputs of muxes that became no node: " : "; ",
+                        format_number(outputs.m_counts[i].m_number), REASONS[i].m_text);
   }
   return text;
 }

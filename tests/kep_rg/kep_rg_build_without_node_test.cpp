@@ -261,10 +261,13 @@ void compare(BUILD_CASE& c, std::uint64_t seed, SEEN& seen) {
 
 TEST(BuildWithoutNode, WithTheNodesMakesUpAllOutputsOfMuxesOnRandomDevices) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed <= 400 && !testing::Test::HasFailure(); ++seed) {
+  for (std::uint64_t seed = 1; seed <= 1500 && !testing::Test::HasFailure(); ++seed) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     device.describe(c);
+    if (seed % 3 == 0) c.arcs("MUX", {"o"}, "b");
+    if (seed % 5 == 0) c.parse().set_non_template_mux_skip_path_inst_name_pattern("3");
+    if (seed % 7 == 0) c.store()->add_remove_node(c.model().port("MUX:o"));
     if (c.builder().find_refusal().empty())
       compare(c, seed, seen);
     else
@@ -275,8 +278,9 @@ TEST(BuildWithoutNode, WithTheNodesMakesUpAllOutputsOfMuxesOnRandomDevices) {
     compare(f, seed, seen);
   }
   EXPECT_GT(seen.m_nodes, 1000U);
-  for (const REASON reason : {REASON::NO_HEADER, REASON::UNCONNECTED, REASON::SKIP, REASON::ARC_INPUT})
-    EXPECT_GT(seen.m_reasons[static_cast<std::size_t>(reason)], 10U)
+  for (const REASON reason : {REASON::NO_HEADER, REASON::UNCONNECTED, REASON::REMOVED, REASON::SKIP,
+                              REASON::NAME_PATTERN, REASON::ARC_INPUT, REASON::ROOT_NOT_ROUTED})
+    EXPECT_GT(seen.m_reasons[static_cast<std::size_t>(reason)], 5U)
         << KEP_RG_OUTPUTS_WITHOUT_NODE::get_text(reason);
 }
 
