@@ -2,6 +2,7 @@
 
 #include "kep/kep_node_word.h"
 #include "kep/kep_tsan.h"
+#include "kep_report/kep_report_progress.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -185,10 +186,12 @@ std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_E
   if (m_overfull_node != NONE) return of_nodes;
   m_has_hipi = m_places.has_hipi();
   const std::vector<PART> parts = cut(of_nodes, at_a_time);
+  KEP_REPORT_PROGRESS progress("reverse edges", of_nodes.size());
   KEP_TSAN::before_loop();
   tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
     KEP_TSAN::begin_body();
     gather(parts[part], table, of_nodes);
+    progress.add(parts[part].m_end - parts[part].m_begin);
     KEP_TSAN::end_body();
   });
   KEP_TSAN::after_loop();

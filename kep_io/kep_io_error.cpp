@@ -37,3 +37,7 @@ std::string on_one_line(const std::string& text) {
 } // namespace
 
 KEP_IO_ERROR::KEP_IO_ERROR(const std::string& text) : std::runtime_error(on_one_line(text)) {}
+
+std::string kep_get_file_name(const std::string& path) {
+  return path == "-" ? "standard input" : path;
+}

@@ -4,6 +4,7 @@
 #include "kep_io/kep_io_file.h"
 #include "kep_io/kep_json_fault.h"
 #include "kep_io/kep_model_reader_modules.h"
+#include "kep_report/kep_report_progress.h"
 
 #include <fmt/format.h>
 
@@ -40,6 +41,7 @@ void fill_builder(KEP_DB_BUILDER& builder, KEP_MODEL_WARNINGS& warnings, simdjso
 
 std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::string& name,
                                     std::vector<std::string>* lines) {
+  const KEP_REPORT_PROGRESS progress("reading"); // by its steps, where it has any
   try {
     KEP_DB_BUILDER builder;
     KEP_MODEL_WARNINGS warnings;
@@ -56,7 +58,8 @@ std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::str
 } // namespace
 
 std::unique_ptr<KEP_DB> kep_read_model(const std::string& path, std::vector<std::string>* warnings) {
-  return read_padded(kep_read_whole_file(path, simdjson::SIMDJSON_MAXSIZE_BYTES), path, warnings);
+  return read_padded(kep_read_whole_file(path, simdjson::SIMDJSON_MAXSIZE_BYTES), kep_get_file_name(path),
+                     warnings);
 }
 
 std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name,

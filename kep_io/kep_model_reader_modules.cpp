@@ -3,12 +3,15 @@
 #include "kep_io/kep_model_reader_attributes.h"
 #include "kep_io/kep_model_reader_masters.h"
 #include "kep_io/kep_model_reader_names.h"
+#include "kep_report/kep_report_progress.h"
 
 #include <fmt/format.h>
 
 #include <limits>
 
 namespace {
+
+constexpr std::uint64_t CELLS_PER_STEP = 10000;
 
 KEP_PORT_DIRECTION read_direction(simdjson::dom::object port, const KEP_JSON_PLACE& place) {
   const KEP_JSON_PLACE direction_place(place, "direction");
@@ -77,6 +80,8 @@ void KEP_MODEL_MODULES::read(simdjson::dom::object modules, const KEP_JSON_PLACE
     read_ports(module, module_place);
   }
   if (m_modules.empty()) place.refuse("there is no module");
+  KEP_REPORT_PROGRESS progress("reading", count_cells());
+  m_progress = &progress;
   for (MODULE& module : m_modules) {
     const KEP_JSON_PLACE module_place(place, module.m_key);
     m_nets.start(module.m_id);
@@ -85,6 +90,16 @@ void KEP_MODEL_MODULES::read(simdjson::dom::object modules, const KEP_JSON_PLACE
     read_netnames(module, module_place);
     m_nets.finish();
   }
+}
+
+/// As far as the file has them: what is no cell is refused later.
+std::uint64_t KEP_MODEL_MODULES::count_cells() const {
+  std::uint64_t count = 0;
+  for (const MODULE& module : m_modules) {
+    simdjson::dom::object cells;
+    if (module.m_object["cells"].get(cells) == simdjson::SUCCESS) count += cells.size();
+  }
+  return count;
 }
 
 void KEP_MODEL_MODULES::read_ports(MODULE& module, const KEP_JSON_PLACE& place) {
@@ -138,7 +153,7 @@ void KEP_MODEL_MODULES::read_cell(MODULE& module, std::string_view name, simdjso
   MODULE& master_module = m_modules[master->second];
   const KEP_INSTANCE_ID instance = m_builder.add_instance(
       module.m_id, name, master_module.m_id, kep_read_instance_properties(cell, place, m_warnings));
-  ++m_num_cells;
+  if (++m_num_cells % CELLS_PER_STEP == 0) m_progress->add(CELLS_PER_STEP);
   connect_cell(module, instance, master_module, cell, place);
 }
 

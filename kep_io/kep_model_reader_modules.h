@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+class KEP_REPORT_PROGRESS;
+
 /// Fills a builder with the modules of a file. First all modules with their ports, since masters may stand
 /// behind their uses; then what is inside them. Views into the parsed file are kept until the end.
 class KEP_MODEL_MODULES {
@@ -38,6 +40,7 @@ private:
     PORT* find_port(std::string_view name);
   };
 
+  std::uint64_t count_cells() const;
   void read_ports(MODULE& module, const KEP_JSON_PLACE& place);
   void read_port(MODULE& module, std::string_view name, simdjson::dom::object port,
                  const KEP_JSON_PLACE& place);
@@ -57,4 +60,5 @@ private:
   std::vector<MODULE> m_modules;
   std::unordered_map<std::string_view, std::size_t> m_module_numbers;
   std::uint64_t m_num_cells = 0; // read so far
+  KEP_REPORT_PROGRESS* m_progress = nullptr;
 };

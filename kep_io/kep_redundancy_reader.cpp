@@ -30,7 +30,8 @@ std::vector<KEP_REDUNDANCY_FAULT> find_faults(KEP_RG_PARSE_REDUNDANCY& parser, s
 std::vector<KEP_REDUNDANCY_FAULT> kep_read_redundancy(KEP_DB* db, KEP_RG_PARSE_REDUNDANCY& parser,
                                                       const std::string& path) {
   const simdjson::padded_string text = kep_read_whole_file(path, std::numeric_limits<std::size_t>::max());
-  return kep_read_redundancy_text(db, parser, std::string_view(text.data(), text.size()), path);
+  return kep_read_redundancy_text(db, parser, std::string_view(text.data(), text.size()),
+                                  kep_get_file_name(path));
 }
 
 std::vector<KEP_REDUNDANCY_FAULT> kep_read_redundancy_text(KEP_DB* db, KEP_RG_PARSE_REDUNDANCY& parser,

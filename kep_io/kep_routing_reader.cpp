@@ -5,6 +5,7 @@
 #include "kep_io/kep_io_file.h"
 #include "kep_io/kep_json_fault.h"
 #include "kep_io/kep_routing_reader_operations.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_exception.h"
 
 #include <fmt/format.h>
@@ -18,6 +19,7 @@ namespace {
 
 /// How many odd lines of a file are told one by one.
 constexpr std::size_t MAX_WARNINGS = 5;
+constexpr std::size_t LINES_PER_STEP = 10000;
 
 /// Lines of one description, which share a parser.
 class LINES {
@@ -49,6 +51,7 @@ std::string get_reason(const KEP_EXCEPTION& refusal) {
 
 std::vector<std::string> LINES::read(const simdjson::padded_string& text) {
   std::string_view rest(text.data(), text.size());
+  KEP_REPORT_PROGRESS progress("reading", text.size());
   for (std::size_t number = 1; !rest.empty(); ++number) {
     const std::size_t length = std::min(rest.find('\n'), rest.size());
     try {
@@ -61,6 +64,7 @@ std::vector<std::string> LINES::read(const simdjson::padded_string& text) {
       refuse(number, refusal.what());
     }
     rest.remove_prefix(std::min(length + 1, rest.size()));
+    if (number % LINES_PER_STEP == 0) progress.add(text.size() - rest.size() - progress.get_done());
   }
   if (const std::size_t more = m_num_warnings - m_warnings.size())
     m_warnings.push_back(fmt::format("{}: {} more {} at an output or {} at an input", m_name, more,
@@ -94,7 +98,8 @@ bool LINES::read_line(std::string_view line) {
 
 std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path) {
   const simdjson::padded_string text = kep_read_whole_file(path, std::numeric_limits<std::size_t>::max());
-  std::vector<std::string> warnings = LINES(db, parse, path).read(text);
+  const std::string name = kep_get_file_name(path);
+  std::vector<std::string> warnings = LINES(db, parse, name).read(text);
   kep_describe_no_routing(db);
   return warnings;
 }

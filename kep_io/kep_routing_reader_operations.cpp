@@ -153,7 +153,7 @@ void KEP_ROUTING_OPERATIONS::add_routing_root(const KEP_ROUTING_STATEMENT& state
       name == "DEFAULT_VIEW" ? std::optional(KEP_VIEW_TYPE::DEFAULT_VIEW) : find_view(name);
   if (!view) refuse("unknown view \"{}\"", name);
   if (!module->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
-    refuse("module \"{}\" is no IP root, so it cannot be a routing root", module->get_plain_name());
+    refuse("module \"{}\" is no IP root, so it can't be a routing root", module->get_plain_name());
   m_parse.add_routing_root(module, static_cast<unsigned char>(*view));
 }
 

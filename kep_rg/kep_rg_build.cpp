@@ -1,6 +1,7 @@
 #include "kep_rg/kep_rg_build.h"
 
 #include "kep_report/kep_report_profiler.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/kep_rg_format.h"
 #include "kep_rg/kep_rg_mux_outputs.h"
@@ -16,6 +17,8 @@ using KEP_RG_REPORT::NAME_STYLE;
 using MODULE_TYPE = KEP_RG_INSTANCE_IS_PRIMITIVE::MODULE_TYPE;
 
 namespace {
+
+constexpr std::uint32_t NODES_PER_STEP = 10000; // of the progress
 
 /// The mark that keeps the ports of an instance from becoming mux nodes: its name holds the pattern.
 bool holds(const std::string& name, const std::string& pattern) {
@@ -53,6 +56,7 @@ void KEP_RG_BUILD::build() {
 
 void KEP_RG_BUILD::build_nodes() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::build_nodes", true);
+  const KEP_REPORT_PROGRESS progress("nodes");
   info() << "Counting..." << std::endl;
   std::size_t boundary = 0;
   std::size_t n = 0;
@@ -69,7 +73,10 @@ void KEP_RG_BUILD::build_nodes() {
   info() << "Add nodes..." << std::endl;
   {
     const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "add_nodes");
+    KEP_REPORT_PROGRESS add_progress("nodes", n + boundary); // as many were counted, not all may be made
+    m_node_progress = &add_progress;
     add_nodes(false);
+    m_node_progress = nullptr;
   }
   info() << "Add hipi..." << std::endl;
   {
@@ -364,7 +371,8 @@ bool KEP_RG_BUILD::create_node(KEP_UNFOLDED_INST_PORT uip, CREATE_TYPE type, boo
   } else if (debug) {
     m_dbg_uips.push_back(uip);
   }
-  ++m_node_stats.m_created_num_nodes;
+  if (++m_node_stats.m_created_num_nodes % NODES_PER_STEP == 0 && m_node_progress)
+    m_node_progress->add(NODES_PER_STEP);
   if (type == CREATE_TYPE_INSERTED) ++m_node_stats.m_created_num_nodes_inserted;
   if (type >= CREATE_TYPE_BLC_PORT) ++m_node_stats.m_created_num_nodes_blc;
   return true;

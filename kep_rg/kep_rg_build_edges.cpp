@@ -1,4 +1,5 @@
 #include "kep_report/kep_report_profiler.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_process_node.h"
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <optional>
 
 using KEP_RG_REPORT::info;
@@ -18,6 +20,7 @@ using KEP_RG_REPORT::info;
 void KEP_RG_BUILD::build_edges() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::build_edges", true);
   KEP_ASSERT_EXPLAIN(!m_disable_edge_allocation, "KEP_RG_BUILD::build_edges comes after debug_edges");
+  const KEP_REPORT_PROGRESS progress("edges");
   create_edge_builder();
   info() << "About to sort the nodes for templating..." << std::endl;
   {
@@ -38,6 +41,7 @@ void KEP_RG_BUILD::build_edges() {
   }
   info() << "Adding reverse edges..." << std::endl;
   const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "reverse_edges");
+  const KEP_REPORT_PROGRESS reverse_progress("reverse edges");
   tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
   arena.execute(
       [this] { KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(m_builder_graph.get(), false); });
@@ -93,8 +97,12 @@ void KEP_RG_BUILD::add_edges() {
                    static_cast<int>(m_num_threads));
   const unsigned grain = std::max(node_count / 1000, m_min_grain);
   KEP_RG_TSAN::before_loop();
+  KEP_REPORT_PROGRESS progress("edges", node_count);
   // The body stays where it is: what TBB copies from task to task is a reference.
-  const auto run_body = [&body](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) { body(range); };
+  const auto run_body = [&](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) {
+    body(range);
+    progress.add(static_cast<std::uint64_t>(std::distance(range.begin(), range.end())));
+  };
   arena.execute(
       [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
   KEP_RG_TSAN::after_loop();

@@ -11,3 +11,6 @@ public:
   /// Whatever in the text would break the line or a terminal is written as \uXXXX: names come from files.
   explicit KEP_IO_ERROR(const std::string& text);
 };
+
+/// What messages call the file of a path: the path, or "standard input" for "-", which every reader takes.
+std::string kep_get_file_name(const std::string& path);

@@ -26,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+class KEP_REPORT_PROGRESS;
 class KEP_RG_DBG_FANOUTS;
 class KEP_RG_MUX_OUTPUTS;
 
@@ -252,6 +253,7 @@ private:
   std::unique_ptr<KEP_ROUTING_BUILDER_EDGE_BUILDER> m_edge_builder;
   KEP_VIEW_TYPE_RANK m_view_type_rank;
   KEP_RG_NODE_CREATION_STATS m_node_stats;
+  KEP_REPORT_PROGRESS* m_node_progress = nullptr; // while nodes are added, else null
   std::uint32_t m_num_threads;
   KEP_UNFOLDED_INSTANCE m_dbg_u_instance; // nothing sets it but a test
   std::vector<KEP_UNFOLDED_INST_PORT> m_dbg_uips;

@@ -74,20 +74,19 @@ TEST_F(ReadingFiles, SeveralDescriptionsAddUp) {
 }
 
 TEST_F(ReadingFiles, TellsOfAFileThatIsNotThere) {
-  EXPECT_EQ(refusals(path("none")), PAIR(": cannot be read: No such file or directory",
-                                         ": cannot be read: No such file or directory"));
+  EXPECT_EQ(refusals(path("none")),
+            PAIR(": can't be read: No such file or directory", ": can't be read: No such file or directory"));
 }
 
 TEST_F(ReadingFiles, TellsOfAFolder) {
-  EXPECT_EQ(refusals(path("")), PAIR(": cannot be read: Is a directory", ": cannot be read: Is a directory"));
+  EXPECT_EQ(refusals(path("")), PAIR(": can't be read: Is a directory", ": can't be read: Is a directory"));
 }
 
 TEST_F(ReadingFiles, TellsOfAFileThatMayNotBeRead) {
   if (geteuid() == 0) GTEST_SKIP() << "root may read every file";
   const std::string file = write("secret", "{}");
   std::filesystem::permissions(file, std::filesystem::perms::none);
-  EXPECT_EQ(refusals(file),
-            PAIR(": cannot be read: Permission denied", ": cannot be read: Permission denied"));
+  EXPECT_EQ(refusals(file), PAIR(": can't be read: Permission denied", ": can't be read: Permission denied"));
 }
 
 TEST_F(ReadingFiles, TakesAnEmptyFileAsADescriptionAndNotAsAModel) {

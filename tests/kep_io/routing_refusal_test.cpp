@@ -68,7 +68,7 @@ const REFUSAL LINES[] = {
      "no instance \"t0/x\" below the top"},
     {"EmptyPathOfInstances", R"({"op": "set_spare_row", "instance": ""})", "no instance \"\" below the top"},
     {"RootThatIsNoIpRoot", R"({"op": "add_routing_root", "module": "TILE", "root_view": "LOGICAL"})",
-     "module \"TILE\" is no IP root, so it cannot be a routing root"},
+     "module \"TILE\" is no IP root, so it can't be a routing root"},
     {"UnknownViewOfARoot", R"({"op": "add_routing_root", "module": "LAB", "root_view": "NONE"})",
      "unknown view \"NONE\""},
     {"PathWithoutSegments", R"({"op": "add_wire_type", "name": "n", "module": "TILE", "path": "/:"})",

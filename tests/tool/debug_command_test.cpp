@@ -169,9 +169,9 @@ TEST_F(DebugCommand, LeavesTheLogAloneWhenTheInputIsBad) {
 
 TEST_F(DebugCommand, DoesNotReplaceAnInputByTheLog) {
   expect_refused("debug model.json routing.jsonl l/m:o --log ./routing.jsonl",
-                 "./routing.jsonl: is an input or another output of this run");
+                 "./routing.jsonl: can't be written: it is an input of this run");
   expect_refused("debug model.json routing.jsonl l/m:o --log model.json",
-                 "model.json: is an input or another output of this run");
+                 "model.json: can't be written: it is an input of this run");
   EXPECT_EQ(read("model.json"), MODEL);
   EXPECT_EQ(read("routing.jsonl"), ROUTING);
 }
@@ -190,13 +190,13 @@ TEST_F(DebugCommand, TellsBeforeTheBuildThatTheLogCannotBeWritten) {
 
 TEST_F(DebugCommand, DoesNotReplaceTheFileThatStandardOutputGoesTo) {
   EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --log out.txt >out.txt"), 2);
-  EXPECT_EQ(m_err, "kep-rg: out.txt: is where standard output goes\n");
+  EXPECT_EQ(m_err, "kep-rg: out.txt: can't be written: it is where standard output goes\n");
   EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --log /dev/stdout | cat"), 0) << "that of cat";
-  EXPECT_EQ(m_err, "kep-rg: /dev/stdout: is where standard output goes\n");
+  EXPECT_EQ(m_err, "kep-rg: /dev/stdout: can't be written: it is where standard output goes\n");
 }
 
 TEST_F(DebugCommand, TellsThatTheUipIsMissing) {
-  const std::string usage = "; usage: kep-rg debug MODEL [ROUTING ...] UIP";
+  const std::string usage = "; usage: kep-rg debug DEVICE [ROUTING ...] UIP";
   expect_refused("debug model.json routing.jsonl",
                  "debug: UIP is missing: routing.jsonl is a file and no node" + usage);
   expect_refused("debug model.json", "debug: UIP is missing: model.json is a file and no node" + usage);
@@ -212,10 +212,10 @@ TEST_F(DebugCommand, RefusesBadUse) {
   EXPECT_THAT(m_err, HasSubstr("must not be empty"));
   EXPECT_EQ(run("debug --help"), 0);
   EXPECT_THAT(m_out, HasSubstr("--log FILE"));
-  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg debug [OPTIONS] MODEL [ROUTING ...] UIP\n"));
+  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg debug [OPTIONS] DEVICE [ROUTING ...] UIP\n"));
   EXPECT_THAT(m_out, Not(HasSubstr("WORDS")));
-  EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --nodes-per-display 5"), 2)
-      << "there is no progress to tell";
+  EXPECT_EQ(run("debug model.json routing.jsonl l/m:o --dump dump"), 2);
+  EXPECT_THAT(m_err, HasSubstr("--dump (see kep-rg debug --help)\n"));
 }
 
 // Ends of all kinds on one net.

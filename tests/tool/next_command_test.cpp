@@ -183,10 +183,10 @@ TEST_F(NextCommand, RefusesAUipWithoutANode) {
   expect_refused("l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
   EXPECT_EQ(run("next model.json routing.jsonl"), 2);
   EXPECT_EQ(m_err,
-            "kep-rg: next: UIP is missing: routing.jsonl is a file and no node; usage: kep-rg next MODEL "
+            "kep-rg: next: UIP is missing: routing.jsonl is a file and no node; usage: kep-rg next DEVICE "
             "[ROUTING ...] UIP\n");
   EXPECT_EQ(run("next --help"), 0);
-  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg next [OPTIONS] MODEL [ROUTING ...] UIP\n"));
+  EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg next [OPTIONS] DEVICE [ROUTING ...] UIP\n"));
 }
 
 } // namespace

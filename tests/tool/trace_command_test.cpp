@@ -134,7 +134,7 @@ TEST_F(TraceCommand, TellsTheClosestNamesOfANodeThatIsNotThere) {
 }
 
 TEST_F(TraceCommand, TellsThatANameIsMissing) {
-  const std::string usage = "; usage: kep-rg trace MODEL [ROUTING ...] FROM TO\n";
+  const std::string usage = "; usage: kep-rg trace DEVICE [ROUTING ...] FROM TO\n";
   EXPECT_EQ(run("trace model.json routing.jsonl"), 2);
   EXPECT_EQ(m_err, "kep-rg: trace: FROM and TO are missing: routing.jsonl is a file and no node" + usage);
   EXPECT_EQ(run("trace model.json routing.jsonl x/t/m:o"), 2);
@@ -153,5 +153,5 @@ TEST_F(TraceCommand, KeepsTheLinesOfTheBuildToItselfButNotItsWarnings) {
   write("redundancy.txt", "module_name: TILE\n0 m:nowhere\n");
   ASSERT_EQ(trace("x/t/m:o y/t/m:o --redundancy redundancy.txt"), 0);
   EXPECT_THAT(m_out, StartsWith("x/t/m:o -> "));
-  EXPECT_EQ(m_err, "redundancy.txt:2: cannot read \"m:nowhere\"\n");
+  EXPECT_EQ(m_err, "redundancy.txt:2: can't be read: \"m:nowhere\"\n");
 }

@@ -1,39 +1,80 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <ostream>
+#include <streambuf>
 #include <string>
+#include <vector>
 
-/// A file that appears under its name only when it is complete: it is written beside its target and renamed
-/// over it. Until commit() what stood there before is untouched, and a file that is dropped uncommitted
-/// leaves nothing behind.
+/// A file that appears under its name only when it is complete. Until commit() what stood there before is
+/// untouched, and a file that is dropped uncommitted leaves nothing behind: while it is written it has no
+/// name at all, or, where the system has no such files, one of its own that a signal removes, too.
 ///
-/// Several files that belong together: close() all of them, then commit() one after the other. Every failure
-/// is a std::runtime_error with one line that names the target.
+/// A new file gets the permissions that a plain open would give, one that is replaced keeps its own; a link
+/// keeps being a link. "-" is standard output, to which the text goes as it is written.
+///
+/// Several files that belong together: close() all of them, then commit() one after the other under one
+/// INTERRUPT_DELAY. Every failure is a std::runtime_error with one line that names the target and the reason.
 class ATOMIC_FILE {
 public:
-  explicit ATOMIC_FILE(const std::string& path);
+  /// Whatever is known to stand in the way of writing is told here. With `makes_folder` the folder of the
+  /// file may be missing: commit() makes it.
+  explicit ATOMIC_FILE(const std::string& path, bool makes_folder = false);
   ATOMIC_FILE(const ATOMIC_FILE&) = delete;
   ATOMIC_FILE& operator=(const ATOMIC_FILE&) = delete;
   ~ATOMIC_FILE();
 
+  /// A write that fails throws at once.
   std::ostream& out() { return m_out; }
 
-  /// Ends the writing; fails if any write failed.
+  /// Ends the writing; all of it is on the disk then.
   void close();
 
   /// Gives the closed file its name.
   void commit();
 
+  static constexpr const char* STANDARD_OUTPUT = "-";
+
 private:
+  friend class ATOMIC_FILE_TEST_ACCESS;
+
+  class BUFFER : public std::streambuf {
+  public:
+    explicit BUFFER(ATOMIC_FILE& file) : m_file(file), m_text(1 << 20) { reset(); }
+    void flush();
+
+  protected:
+    int_type overflow(int_type byte) override;
+
+  private:
+    void reset() { setp(m_text.data(), m_text.data() + m_text.size()); }
+    ATOMIC_FILE& m_file;
+    std::vector<char> m_text;
+  };
+
+  void check_target() const;
+  void open_unnamed(const std::string& folder);
+  void open_named(const std::string& folder);
+  void take_place();
+  void take_over_permissions() const;
+  void make_folder();
+  bool link_to(const std::string& path) const;
+  void remove_traces();
+  bool is_standard_output() const { return m_path.empty(); }
+  [[noreturn]] void fail(int reason) const;
   [[noreturn]] void fail(const std::string& reason) const;
 
-  std::filesystem::path m_path;
-  std::filesystem::path m_temporary;
-  std::ofstream m_out;
+  std::string m_name;           // as messages have it
+  std::filesystem::path m_path; // empty for standard output
+  bool m_makes_folder;
+  std::vector<std::filesystem::path> m_made_folders; // the outermost first
+  std::string m_temporary;                           // empty while the file has no name
+  int m_handle = -1;
+  BUFFER m_buffer{*this};
+  std::ostream m_out{&m_buffer};
+
+  inline static bool s_has_unnamed_files = true; // nothing clears it but a test
 };
 
 /// The path without links and detours, absolute, whether there is a file or not.
 std::filesystem::path get_canonical_path(const std::string& path);
-bool is_same_file(const std::string& left, const std::string& right);

@@ -1,44 +1,65 @@
 #include "tools/kep-rg/build_command.h"
 
-#include "kep_report/kep_report.h"
+#include "tools/kep-rg/atomic_file.h"
 #include "tools/kep-rg/dump.h"
 #include "tools/kep-rg/findings_report.h"
+#include "tools/kep-rg/quiet.h"
+#include "tools/kep-rg/summary.h"
 #include "tools/kep-rg/wire_paths.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+namespace {
+
+/// The files of a build, but for its statistics.
+std::vector<std::string> get_outputs(const BUILD_OPTIONS& options) {
+  std::vector<std::string> outputs;
+  if (!options.m_wire_paths.empty()) outputs.push_back(options.m_wire_paths);
+  if (options.m_dump.empty()) return outputs;
+  for (const std::string& path : get_dump_files(options.m_dump))
+    outputs.push_back(path);
+  return outputs;
+}
+
+} // namespace
+
 bool build_command(const BUILD_OPTIONS& options) {
-  std::vector<std::string> outputs{options.m_stats, options.m_wire_paths};
-  if (!options.m_dump.empty())
-    for (const char* name : {"nodes.tsv", "edges.tsv"})
-      outputs.push_back((std::filesystem::path(options.m_dump) / name).string());
-  check_outputs(options.m_device, outputs);
+  const DEVICE_OPTIONS& device = options.m_device;
   const VERIFICATION& asked = options.m_verification;
   const bool is_verified = asked.m_check || asked.m_trace;
   get_waived_kinds(asked.m_waive); // a wrong id is told before anything is read
   if (!is_verified && !asked.m_waive.empty())
     throw std::runtime_error("build: --waive needs --check or --trace");
+  if (options.m_dump == ATOMIC_FILE::STANDARD_OUTPUT)
+    throw std::runtime_error("standard output: can't be written: a dump is two files in a folder");
+  std::vector<std::string> files = get_outputs(options);
+  check_outputs(device, files, options.m_dump);
 
   BUILD_STATS stats;
-  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
-  if (!options.m_wire_paths.empty()) {
-    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "wire_paths");
-    write_wire_paths(db.get(), options.m_wire_paths);
-  }
-  build_graph(db.get(), options.m_device, stats);
-  const std::string without_node = format_outputs_without_node(stats.m_without_node);
-  if (!without_node.empty() && !options.m_device.m_quiet) KEP_REPORT::print_info(without_node.c_str());
+  const std::unique_ptr<KEP_DB> db = read_device(device, stats);
+  build_graph(db.get(), device, stats);
   const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
   if (!options.m_dump.empty()) {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "dump");
     write_dump(graph, options.m_dump);
   }
-  const bool clean = !is_verified || verify_graph(db.get(), options.m_device, asked, stats, std::cout);
-  if (!options.m_stats.empty()) write_stats(stats, graph, options.m_stats);
+  if (!options.m_wire_paths.empty()) {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "wire_paths");
+    const LIBRARY_REPORT report(device.shows_report());
+    write_wire_paths(db.get(), options.m_wire_paths);
+  }
+  if (!is_verified) {
+    write_stats(*db, device, stats);
+    if (!device.m_stats.empty()) files.push_back(device.m_stats);
+  }
+  print_summary(*db, device, stats, files);
+  if (!is_verified) return true;
+
+  const bool clean = verify_graph(db.get(), device, asked, stats, std::cout);
+  write_stats(*db, device, stats);
   return clean;
 }

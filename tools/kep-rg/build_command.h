@@ -10,7 +10,6 @@ struct BUILD_OPTIONS {
   DEVICE_OPTIONS m_device;
   std::string m_wire_paths; ///< file for the paths of wires; empty: none
   std::string m_dump;       ///< folder for the dump; empty: none
-  std::string m_stats;      ///< file for the statistics; empty: none
   VERIFICATION m_verification;
 };
 

@@ -1,21 +1,24 @@
 #include "tools/kep-rg/check_command.h"
 
 #include "tools/kep-rg/findings_report.h"
+#include "tools/kep-rg/summary.h"
 
 #include <iostream>
 #include <memory>
 
 bool check_command(const CHECK_OPTIONS& options) {
-  check_outputs(options.m_device, {options.m_stats});
+  check_outputs(options.m_device);
   get_waived_kinds(options.m_verification.m_waive); // a wrong id is told before anything is read
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
   DEVICE_OPTIONS build_options = options.m_device;
+  build_options.m_report = options.m_device.shows_report();
   build_options.m_verbose = false; // what is to be listed are findings
   build_graph(db.get(), build_options, stats);
+  print_summary(*db, options.m_device, stats, {});
   VERIFICATION asked = options.m_verification;
   asked.m_check = true;
   const bool clean = verify_graph(db.get(), options.m_device, asked, stats, std::cout);
-  if (!options.m_stats.empty()) write_stats(stats, *db->get_routing_template_graph(), options.m_stats);
+  write_stats(*db, options.m_device, stats);
   return clean;
 }

@@ -9,7 +9,6 @@
 struct CHECK_OPTIONS {
   DEVICE_OPTIONS m_device;
   VERIFICATION m_verification;
-  std::string m_stats; ///< file for the statistics; empty: none
 };
 
 /// Builds a graph and verifies it: the proof and the post checks, the traces if they are asked for. False

@@ -22,7 +22,7 @@ std::ostream& info() {
   return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
 }
 
-/// The lines of the log, into a file that tells when it cannot be written.
+/// The lines of the log, into a file that tells when it can't be written.
 class WALK_LOG : public KEP_UNFOLD_OBSERVER {
 public:
   explicit WALK_LOG(const std::string& path) : m_file(path) {}
@@ -43,10 +43,11 @@ private:
   ATOMIC_FILE m_file;
 };
 
-/// The builder is verbose while it walks again, and what it tells of muxes is in the tree.
+/// The builder is verbose while it walks again, and what it tells of muxes is in the tree: it is shown only
+/// to those who asked for such lines.
 void walk(KEP_RG_BUILD& build, const KEP_ROUTING::NODE& node, KEP_UNFOLD_OBSERVER* observer,
-          KEP_RG_DBG_FANOUTS& fanouts) {
-  const QUIET_STREAM quiet(KEP_REPORT::STREAM::DEBUG);
+          KEP_RG_DBG_FANOUTS& fanouts, bool verbose) {
+  const LIBRARY_REPORT report(verbose);
   build.debug_edges(&fanouts, node.get_unfolded_inst_port(), false, observer);
 }
 
@@ -69,30 +70,24 @@ void print_fanouts(const KEP_ROUTING::NODE& from, KEP_RG_DBG_FANOUTS& fanouts) {
 void debug_command(const DEBUG_OPTIONS& options) {
   const bool draws = options.m_log == DRAW;
   check_outputs(options.m_device, {draws ? std::string() : options.m_log});
-  std::unique_ptr<WALK_LOG> log; // opened first: a build takes longer than the news that it can't be written
-  if (!draws && !options.m_log.empty()) log = std::make_unique<WALK_LOG>(options.m_log);
-
-  std::unique_ptr<KEP_DB> db;
-  std::unique_ptr<KEP_RG_BUILD> build; // stays: the targets are its nodes
-  {
-    const QUIET_STREAM quiet(KEP_REPORT::STREAM::INFO);
-    BUILD_STATS stats;
-    db = read_device(options.m_device, stats);
-    build = std::make_unique<KEP_RG_BUILD>(
-        db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(options.m_device.m_num_threads));
-    run_build(*build, options.m_device);
-  }
+  BUILD_STATS stats;
+  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
+  // The builder stays: the targets are its nodes.
+  const std::unique_ptr<KEP_RG_BUILD> build = build_and_keep(db.get(), options.m_device, stats);
   const KEP_ROUTING::NODE node = find_plain_node(*db, options.m_uip);
   KEP_RG_DBG_FANOUTS fanouts;
   if (draws) {
     const KEP_RG_PRIMITIVES primitives(db.get(), build->find_routing_primitive_cache());
     WALK_TREE tree(primitives, *db);
-    walk(*build, node, &tree, fanouts);
+    walk(*build, node, &tree, fanouts, options.m_device.m_verbose);
     tree.print(info(), fanouts);
     info() << std::endl;
   } else {
-    walk(*build, node, log.get(), fanouts);
+    std::unique_ptr<WALK_LOG> log;
+    if (!options.m_log.empty()) log = std::make_unique<WALK_LOG>(options.m_log);
+    walk(*build, node, log.get(), fanouts, options.m_device.m_verbose);
     if (log) log->finish();
   }
   print_fanouts(node, fanouts);
+  write_stats(*db, options.m_device, stats);
 }

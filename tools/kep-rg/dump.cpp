@@ -1,9 +1,11 @@
 #include "tools/kep-rg/dump.h"
 
+#include "kep_report/kep_report_progress.h"
 #include "tools/kep-rg/atomic_file.h"
+#include "tools/kep-rg/interrupts.h"
 
+#include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,7 @@ namespace {
 
 constexpr KEP_NAME_STYLE NAME_STYLE{};
 constexpr std::size_t BUFFER_BYTES = 1 << 20;
+constexpr std::uint64_t NODES_PER_STEP = 10000; // of the progress
 
 void append_node(const KEP_ROUTING::NODE& node, std::string& line) {
   if (node.is_boundary()) {
@@ -38,18 +41,23 @@ void append_edges(std::string_view from,
 
 } // namespace
 
+std::vector<std::string> get_dump_files(const std::string& folder) {
+  const std::filesystem::path path(folder);
+  return {(path / "nodes.tsv").string(), (path / "edges.tsv").string()};
+}
+
 void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (error) throw std::runtime_error(folder + ": cannot make the folder: " + error.message());
-  ATOMIC_FILE nodes((std::filesystem::path(folder) / "nodes.tsv").string());
-  ATOMIC_FILE edges((std::filesystem::path(folder) / "edges.tsv").string());
+  const std::vector<std::string> paths = get_dump_files(folder);
+  ATOMIC_FILE nodes(paths[0], true);
+  ATOMIC_FILE edges(paths[1], true);
   std::string node_text = "node\tkind\n";
   std::string edge_text = "from\tfrom_kind\tto\tto_kind\tclass\tmux_input\n";
   const auto flush = [](ATOMIC_FILE& file, std::string& text) {
     file.out().write(text.data(), static_cast<std::streamsize>(text.size()));
     text.clear();
   };
+  KEP_REPORT_PROGRESS progress("dump", graph.get_num_nodes());
+  std::uint64_t num_nodes = 0;
   std::string from;
   for (const KEP_ROUTING::NODE& node : graph.iter_nodes()) {
     from.clear();
@@ -58,6 +66,7 @@ void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
     node_text += '\n';
     append_edges(from, node.iter_real_fanout(), "\treal\t", edge_text);
     append_edges(from, node.iter_redundant_fanout(), "\tredundant\t", edge_text);
+    if (++num_nodes % NODES_PER_STEP == 0) progress.add(NODES_PER_STEP);
     if (node_text.size() > BUFFER_BYTES) flush(nodes, node_text);
     if (edge_text.size() > BUFFER_BYTES) flush(edges, edge_text);
   }
@@ -65,6 +74,7 @@ void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
   flush(edges, edge_text);
   nodes.close();
   edges.close();
+  const INTERRUPT_DELAY together;
   nodes.commit();
   edges.commit();
 }

@@ -1,17 +1,18 @@
 #include "generate.h"
 
 #include "atomic_file.h"
+#include "check_files.h"
 #include "generate_check.h"
 #include "generate_levels.h"
 #include "generate_tile.h"
 #include "generate_wires.h"
+#include "interrupts.h"
 #include "kep_report/kep_report.h"
 
 #include <fmt/format.h>
 
 #include <optional>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 
 namespace {
@@ -36,12 +37,7 @@ void write_redundancy(std::ostream& out, const GENERATE_TILE& tile) {
 void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
               const std::string& routing_path) {
   check_generate_options(options);
-  if (is_same_file(model_path, routing_path))
-    throw std::runtime_error(fmt::format("{}: can't be both model and routing description", model_path));
-  if (!options.redundancy.empty() &&
-      (is_same_file(options.redundancy, model_path) || is_same_file(options.redundancy, routing_path)))
-    throw std::runtime_error(
-        fmt::format("{}: can't be redundancy data and another file", options.redundancy));
+  check_files({}, {model_path, routing_path, options.redundancy});
   const GENERATE_WIRES wires(options);
   GENERATE_TILE tile = make_generate_tile(options, wires);
   const GENERATE_LEVELS levels(options, tile, wires.tracks);
@@ -63,10 +59,14 @@ void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
   }
   model.close();
   routing.close();
+  const INTERRUPT_DELAY together;
   model.commit();
   routing.commit();
   if (redundancy) redundancy->commit();
 
+  if (model_path == ATOMIC_FILE::STANDARD_OUTPUT || routing_path == ATOMIC_FILE::STANDARD_OUTPUT ||
+      options.redundancy == ATOMIC_FILE::STANDARD_OUTPUT)
+    return;
   const std::string text =
       fmt::format("generate: {}, {} nodes", levels.get_text(), count_nodes(options, tile, levels));
   KEP_REPORT::print_info(text.c_str());

@@ -8,14 +8,10 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
-#include "tools/kep-rg/atomic_file.h"
+#include "tools/kep-rg/check_files.h"
+#include "tools/kep-rg/quiet.h"
 
-#include <filesystem>
 #include <ostream>
-#include <set>
-#include <stdexcept>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -29,20 +25,14 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
                                  KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
   for (const std::string& path : options.m_redundancy)
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
-      warn(path + ":" + std::to_string(fault.m_line) + ": cannot read \"" + fault.m_text + "\"");
-}
-
-/// The file is the one that standard output goes to; what was printed would be lost with the old one.
-bool is_standard_output(const std::string& path) {
-  struct stat file {};
-  struct stat output {};
-  return ::stat(path.c_str(), &file) == 0 && ::fstat(STDOUT_FILENO, &output) == 0 &&
-         file.st_dev == output.st_dev && file.st_ino == output.st_ino;
+      warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" + fault.m_text +
+           "\"");
 }
 
 } // namespace
 
 std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  const LIBRARY_REPORT report(options.shows_report());
   stats.m_num_threads = options.m_num_threads;
   std::unique_ptr<KEP_DB> db = [&] {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
@@ -79,29 +69,35 @@ void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
 }
 
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
-  KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS()
-                             .set_num_threads(options.m_num_threads)
-                             .set_nodes_per_display(options.m_nodes_per_display)
-                             .set_verbose(options.m_verbose));
-  run_build(build, options);
-  stats.m_nodes = build.get_node_stats();
-  stats.m_without_node = build.get_outputs_without_node();
-  stats.m_edges = build.get_edge_stats();
-  stats.m_counted_n = build.get_counted_n();
-  stats.m_counted_boundary = build.get_counted_boundary();
-  const auto& phases = build.get_phase_seconds();
-  stats.m_phases.insert(stats.m_phases.end(), phases.begin(), phases.end());
+  build_and_keep(db, options, stats);
 }
 
-void check_outputs(const DEVICE_OPTIONS& options, const std::vector<std::string>& outputs) {
-  std::set<std::filesystem::path> taken{get_canonical_path(options.m_model)};
-  for (const std::vector<std::string>& inputs : {options.m_routing, options.m_redundancy})
-    for (const std::string& path : inputs)
-      taken.insert(get_canonical_path(path));
-  for (const std::string& path : outputs) {
-    if (path.empty()) continue;
-    if (is_standard_output(path)) throw std::runtime_error(path + ": is where standard output goes");
-    if (!taken.insert(get_canonical_path(path)).second)
-      throw std::runtime_error(path + ": is an input or another output of this run");
-  }
+std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  const LIBRARY_REPORT report(options.shows_report());
+  auto build = std::make_unique<KEP_RG_BUILD>(db, KEP_RG_BUILD_PARAMS()
+                                                      .set_num_threads(options.m_num_threads)
+                                                      .set_nodes_per_display(options.m_nodes_per_display)
+                                                      .set_verbose(options.m_verbose));
+  run_build(*build, options);
+  stats.m_nodes = build->get_node_stats();
+  stats.m_without_node = build->get_outputs_without_node();
+  stats.m_edges = build->get_edge_stats();
+  stats.m_counted_n = build->get_counted_n();
+  stats.m_counted_boundary = build->get_counted_boundary();
+  const auto& phases = build->get_phase_seconds();
+  stats.m_phases.insert(stats.m_phases.end(), phases.begin(), phases.end());
+  return build;
+}
+
+void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outputs,
+                   const std::string& made_folder) {
+  std::vector<std::string> inputs{options.m_model};
+  inputs.insert(inputs.end(), options.m_routing.begin(), options.m_routing.end());
+  inputs.insert(inputs.end(), options.m_redundancy.begin(), options.m_redundancy.end());
+  outputs.push_back(options.m_stats);
+  check_files(inputs, outputs, made_folder);
+}
+
+void write_stats(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats) {
+  if (!options.m_stats.empty()) write_stats(stats, *db.get_routing_template_graph(), options.m_stats);
 }

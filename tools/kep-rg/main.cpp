@@ -1,5 +1,6 @@
 #include "kep/kep_db.h"
 #include "kep_io/kep_io_error.h"
+#include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "tools/kep-rg/build_command.h"
@@ -9,19 +10,26 @@
 #include "tools/kep-rg/generate.h"
 #include "tools/kep-rg/generate_options.h"
 #include "tools/kep-rg/import_icebox.h"
+#include "tools/kep-rg/interrupts.h"
 #include "tools/kep-rg/next_command.h"
+#include "tools/kep-rg/progress_line.h"
+#include "tools/kep-rg/standard_output.h"
 #include "tools/kep-rg/trace_command.h"
 #include "tools/kep-rg/word_options.h"
 
 #include <CLI/CLI.hpp>
+#include <tbb/global_control.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
 #include <limits>
 #include <new>
+#include <optional>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -30,12 +38,20 @@
 
 namespace {
 
+constexpr int MAX_THREADS = 256; // as many as the thread library is sure to start
+
 enum EXIT_STATUS { CLEAN = 0, FINDING = 1, BAD_INPUT = 2, INTERNAL_FAILURE = 3 };
 
 constexpr const char* VERSION = "kep-rg " KEP_RG_VERSION;
 
+/// Without the place in the source that exceptions of the library tell.
+std::string without_source_place(const std::string& text) {
+  static const std::regex PLACE(" from function [^ ]+ in [^ ]+@[0-9]+$");
+  return std::regex_replace(text, PLACE, "");
+}
+
 int tell(EXIT_STATUS status, const std::string& text) {
-  std::string line = text;
+  std::string line = without_source_place(text);
   while (!line.empty() && line.back() == '\n')
     line.pop_back();
   std::cout << std::flush;
@@ -53,10 +69,25 @@ const CLI::Validator
     NOT_EMPTY([](const std::string& text) { return text.empty() ? "must not be empty" : ""; }, "");
 
 const char* const EXIT_STATUS_TEXT =
-    "Exit status: 0 clean; 1 a check made a finding; 2 bad input or bad use; 3 an assertion.";
+    "Exit status: 0 clean; 1 a check made a finding; 2 bad input or bad use; 3 an internal failure.";
+
+/// Runs a command on a device: with as many threads as were asked for, and showing how far it is to whoever
+/// sits at a terminal and reads no report there.
+template <class COMMAND>
+EXIT_STATUS run_on_device(DEVICE_OPTIONS& options, const COMMAND& command) {
+  options.m_num_threads = std::min(options.m_num_threads, MAX_THREADS);
+  // Otherwise the thread library warns of threads that it will not start.
+  const tbb::global_control threads(tbb::global_control::max_allowed_parallelism,
+                                    static_cast<std::size_t>(options.m_num_threads));
+  std::optional<PROGRESS_LINE> progress;
+  if (!options.shows_report() && !options.m_quiet) progress.emplace(STDERR_FILENO);
+  return command() ? CLEAN : FINDING;
+}
 
 void add_device_files(CLI::App& command, DEVICE_OPTIONS& options) {
-  command.add_option("MODEL", options.m_model, "The device model, a hierarchical netlist in JSON")
+  command
+      .add_option("DEVICE", options.m_model,
+                  "The device model, a hierarchical netlist in JSON; - for standard input")
       ->required();
   command.add_option("ROUTING", options.m_routing,
                      "Routing descriptions, one statement a line, read in this order");
@@ -72,21 +103,22 @@ void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
       ->type_name("N")
       ->check(CLI::Range(1, 4096))
       ->capture_default_str();
-  command.set_version_flag("--version", VERSION);
-}
-
-void add_progress(CLI::App& command, DEVICE_OPTIONS& options) {
   command
-      .add_option("--nodes-per-display", options.m_nodes_per_display, "Step of the progress line, in nodes")
+      .add_option("--nodes-per-display", options.m_nodes_per_display,
+                  "Step of the report's progress line, in nodes")
       ->type_name("N")
       ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->capture_default_str();
-}
-
-void add_stats(CLI::App& command, std::string& stats) {
-  command.add_option("--stats", stats, "Write counters, times and sizes as JSON")
+  command
+      .add_option("--stats", options.m_stats,
+                  "Write counters, times and sizes as JSON; - for standard output")
       ->type_name("FILE.json")
       ->check(NOT_EMPTY);
+  command.add_flag("--report", options.m_report, "Print the report lines of the library");
+  command.add_flag("--verbose", options.m_verbose,
+                   "Print these, a line for each target that has no node, and all findings of checks");
+  command.add_flag("-q", options.m_quiet, "No summary and no progress");
+  command.set_version_flag("--version", VERSION);
 }
 
 void add_verification(CLI::App& command, VERIFICATION& asked) {
@@ -106,21 +138,19 @@ void add_build(CLI::App& app, BUILD_OPTIONS& options, EXIT_STATUS& status) {
   CLI::App* build = app.add_subcommand("build", "Build the routing graph of a device");
   add_device_files(*build, options.m_device);
   add_device_options(*build, options.m_device);
-  add_progress(*build, options.m_device);
   build->add_option("--wire-paths", options.m_wire_paths, "Write the paths of the wires below routing roots")
       ->type_name("FILE")
       ->check(NOT_EMPTY);
-  build->add_flag("--verbose", options.m_device.m_verbose,
-                  "Tell of each target found, and list what checks find");
   build->add_flag("--check", options.m_verification.m_check,
                   "Hold every node and edge against the model, and run the post checks of the graph");
   add_verification(*build, options.m_verification);
   build->add_option("--dump", options.m_dump, "Write nodes.tsv and edges.tsv into this folder")
       ->type_name("DIR")
       ->check(NOT_EMPTY);
-  add_stats(*build, options.m_stats);
   build->footer(EXIT_STATUS_TEXT);
-  build->callback([&options, &status] { status = build_command(options) ? CLEAN : FINDING; });
+  build->callback([&options, &status] {
+    status = run_on_device(options.m_device, [&] { return build_command(options); });
+  });
 }
 
 void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
@@ -129,12 +159,11 @@ void add_check(CLI::App& app, CHECK_OPTIONS& options, EXIT_STATUS& status) {
                "and run the post checks");
   add_device_files(*check, options.m_device);
   add_device_options(*check, options.m_device);
-  add_progress(*check, options.m_device);
-  check->add_flag("--verbose", options.m_device.m_verbose, "List every node and edge that is found");
   add_verification(*check, options.m_verification);
-  add_stats(*check, options.m_stats);
   check->footer(EXIT_STATUS_TEXT);
-  check->callback([&options, &status] { status = check_command(options) ? CLEAN : FINDING; });
+  check->callback([&options, &status] {
+    status = run_on_device(options.m_device, [&] { return check_command(options); });
+  });
 }
 
 void add_trace(CLI::App& app, TRACE_OPTIONS& options, NODE_WORDS& words, EXIT_STATUS& status) {
@@ -148,12 +177,12 @@ void add_trace(CLI::App& app, TRACE_OPTIONS& options, NODE_WORDS& words, EXIT_ST
   trace->footer(
       "Exit status: 0 the edge is there and its trace verifies, or it is an edge at a boundary node, "
       "which has none; 1 there is no such edge, or its trace does not verify; 2 bad input or bad use, a "
-      "name without a node among it; 3 an assertion.");
+      "name without a node among it; 3 an internal failure.");
   trace->callback([&options, &words, &status] {
     const std::vector<std::string> names = words.take(options.m_device);
     options.m_from = names[0];
     options.m_to = names[1];
-    status = trace_command(options) ? CLEAN : FINDING;
+    status = run_on_device(options.m_device, [&] { return trace_command(options); });
   });
 }
 
@@ -173,11 +202,13 @@ void add_debug(CLI::App& app, DEBUG_OPTIONS& options, NODE_WORDS& words, EXIT_ST
       ->type_name("FILE")
       ->check(NOT_EMPTY);
   debug->footer(
-      "Exit status: 0 clean; 2 bad input or bad use, a name without a node among it; 3 an assertion.");
+      "Exit status: 0 clean; 2 bad input or bad use, a name without a node among it; 3 an internal failure.");
   debug->callback([&options, &words, &status] {
     options.m_uip = words.take(options.m_device)[0];
-    debug_command(options);
-    status = CLEAN;
+    status = run_on_device(options.m_device, [&] {
+      debug_command(options);
+      return true;
+    });
   });
 }
 
@@ -187,10 +218,10 @@ void add_next(CLI::App& app, NEXT_OPTIONS& options, NODE_WORDS& words, EXIT_STAT
   words.add_to(*next, UIP_TEXT);
   add_device_options(*next, options.m_device);
   next->footer("Exit status: 0 there is a next node; 1 there is none, and it is told why; 2 bad input or bad "
-               "use, a name without a node among it; 3 an assertion.");
+               "use, a name without a node among it; 3 an internal failure.");
   next->callback([&options, &words, &status] {
     options.m_uip = words.take(options.m_device)[0];
-    status = next_command(options) ? CLEAN : FINDING;
+    status = run_on_device(options.m_device, [&] { return next_command(options); });
   });
 }
 
@@ -222,19 +253,18 @@ void add_describe(CLI::App& app, DESCRIBE_OPTIONS& options) {
 }
 
 void add_import(CLI::App& app, IMPORT_OPTIONS& options) {
-  CLI::App* import =
+  CLI::App* command =
       app.add_subcommand("import-icebox", "Make a device model from a chip database in text form");
-  import->add_option("CHIPDB", options.m_chipdb, "The chip database")->required()->type_name("CHIPDB.txt");
-  import->add_option("--model", options.m_model, "The device model to write")
+  command->add_option("CHIPDB", options.m_chipdb, "The chip database")->required()->type_name("CHIPDB.txt");
+  command->add_option("--model", options.m_model, "The device model to write")
       ->required()
       ->type_name("MODEL.json");
-  import->add_option("--routing", options.m_routing, "The routing description to write")
+  command->add_option("--routing", options.m_routing, "The routing description to write")
       ->required()
       ->type_name("ROUTING.jsonl");
-  import->set_version_flag("--version", VERSION);
-  import->callback([&options] { import_icebox(options.m_chipdb, options.m_model, options.m_routing);
-});
-} // namespace
+  command->set_version_flag("--version", VERSION);
+  command->callback([&options] { import_icebox(options.m_chipdb, options.m_model, options.m_routing); });
+}
 
 void add_generate(CLI::App& app, GENERATE_OPTIONS& options) {
   CLI::App* command = app.add_subcommand("generate", "Make a synthetic fabric of any size");
@@ -243,11 +273,9 @@ void add_generate(CLI::App& app, GENERATE_OPTIONS& options) {
   command->callback([&options] { generate(options, options.model, options.routing); });
 }
 
-/// A first word that is no command is told by name.
-bool is_unknown_command(const CLI::App& app, int argc, char** argv) {
-  return argc > 1 && argv[1][0] != '-' &&
-         app.get_subcommands([argv](const CLI::App* command) { return command->get_name() == argv[1]; })
-             .empty();
+bool is_command(const CLI::App& app, const std::string& word) {
+  return !app.get_subcommands([&word](const CLI::App* command) { return command->get_name() == word; })
+              .empty();
 }
 
 int run(int argc, char** argv) {
@@ -274,14 +302,19 @@ int run(int argc, char** argv) {
   add_describe(app, describe_options);
   add_import(app, import_options);
   add_generate(app, generate_options);
-  if (is_unknown_command(app, argc, argv))
-    return tell(BAD_INPUT, std::string("unknown command \"") + argv[1] + "\" (see kep-rg --help)");
+  const std::string first = argc > 1 ? argv[1] : "";
+  if (!first.empty() && first.front() != '-' && !is_command(app, first))
+    return tell(BAD_INPUT, "unknown command \"" + first + "\" (see kep-rg --help)");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wish) { // help or version
-    return app.exit(wish);
+    std::ostringstream text;
+    app.exit(wish, text, text);
+    KEP_REPORT::info("%s", text.str().c_str());
+    return CLEAN;
   } catch (const CLI::ParseError& error) {
-    return tell(BAD_INPUT, std::string(error.what()) + " (see kep-rg --help)");
+    const std::string command = is_command(app, first) ? first + " " : "";
+    return tell(BAD_INPUT, std::string(error.what()) + " (see kep-rg " + command + "--help)");
   }
   return status;
 }
@@ -309,10 +342,12 @@ int main(int argc, char** argv) {
   // to these, which is told at the end.
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
+  handle_interrupts();
+  watch_standard_output();
   const int status = run_and_tell(argc, argv);
-  std::cout << std::flush;
-  const bool is_lost = !std::cout || std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
-  if (is_lost && (status == CLEAN || status == FINDING))
-    return tell(BAD_INPUT, "standard output can't be written: what was printed is lost, in whole or in part");
+  const int lost = finish_standard_output();
+  if (lost != 0 && (status == CLEAN || status == FINDING))
+    return tell(BAD_INPUT, std::string("standard output: can't be written: ") + std::strerror(lost) +
+                               "; what was printed is lost, in whole or in part");
   return status;
 }

@@ -4,7 +4,6 @@
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_find_routing_node_on_net.h"
 #include "tools/kep-rg/find_plain_node.h"
-#include "tools/kep-rg/quiet.h"
 
 #include <memory>
 #include <ostream>
@@ -113,13 +112,10 @@ std::string WAY::get_reason(const KEP_DB& db) const {
 } // namespace
 
 bool next_command(const NEXT_OPTIONS& options) {
-  std::unique_ptr<KEP_DB> db;
-  {
-    const QUIET_STREAM quiet(KEP_REPORT::STREAM::INFO);
-    BUILD_STATS stats;
-    db = read_device(options.m_device, stats);
-    build_graph(db.get(), options.m_device, stats);
-  }
+  check_outputs(options.m_device);
+  BUILD_STATS stats;
+  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
+  build_graph(db.get(), options.m_device, stats);
   const NODE node = find_plain_node(*db, options.m_uip);
   info() << node.get_name(NAME_STYLE) << std::endl;
   WAY way;
@@ -130,5 +126,6 @@ bool next_command(const NEXT_OPTIONS& options) {
            << std::endl;
   else
     info() << "No next routing node: " << way.get_reason(*db) << std::endl;
+  write_stats(*db, options.m_device, stats);
   return static_cast<bool>(found);
 }

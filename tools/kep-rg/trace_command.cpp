@@ -6,7 +6,6 @@
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tools/kep-rg/find_nodes.h"
-#include "tools/kep-rg/quiet.h"
 
 #include <fmt/format.h>
 
@@ -97,13 +96,10 @@ private:
 } // namespace
 
 bool trace_command(const TRACE_OPTIONS& options) {
+  check_outputs(options.m_device);
   BUILD_STATS stats;
-  const std::unique_ptr<KEP_DB> db = [&] {
-    const QUIET_STREAM quiet(KEP_REPORT::STREAM::INFO); // only the trace is wanted
-    std::unique_ptr<KEP_DB> device = read_device(options.m_device, stats);
-    build_graph(device.get(), options.m_device, stats);
-    return device;
-  }();
+  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
+  build_graph(db.get(), options.m_device, stats);
   const std::vector<NODE> sources = find_nodes(*db, options.m_from);
   const std::vector<NODE> targets = find_nodes(*db, options.m_to);
   TRACE_PRINTER printer(*db);
@@ -116,5 +112,6 @@ bool trace_command(const TRACE_OPTIONS& options) {
         clean &= printer.print(from, to);
       }
   if (!found) info() << "No edge from " << options.m_from << " to " << options.m_to << std::endl;
+  write_stats(*db, options.m_device, stats);
   return found && clean;
 }

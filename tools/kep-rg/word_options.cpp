@@ -31,7 +31,7 @@ bool is_file(const std::string& word) {
 
 void NODE_WORDS::add_to(CLI::App& command, const std::string& description) {
   m_command = command.get_name();
-  m_usage = "MODEL [ROUTING ...]";
+  m_usage = "DEVICE [ROUTING ...]";
   for (const std::string& node : m_nodes)
     m_usage += " " + node;
   command.add_option("WORDS", m_words, description)->type_name(m_usage);

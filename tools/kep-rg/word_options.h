@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-/// The words of a command on a device and on some of its nodes: MODEL [ROUTING ...] and then the names of the
-/// nodes. The option parser cannot tell where the files end; here the last words are the names.
+/// The words of a command on a device and on some of its nodes: DEVICE [ROUTING ...] and then the names of
+/// the nodes. The option parser can't tell where the files end; here the last words are the names.
 class NODE_WORDS {
 public:
   /// The names of the nodes as the usage has them: {"FROM", "TO"}.

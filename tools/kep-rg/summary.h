@@ -1,0 +1,18 @@
+#pragma once
+
+#include "kep/kep_db.h"
+#include "tools/kep-rg/load_device.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Prints what a build made, in a few aligned lines, unless the run is quiet or standard output is taken: the
+/// device, nodes, edges, memory, times, and the files that were written.
+void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats,
+                   const std::vector<std::string>& files);
+
+/// A number with a comma between thousands: 1,234,567.
+std::string format_number(std::uint64_t number);
+/// A number of bytes in three figures: 12.3 MB.
+std::string format_bytes(std::uint64_t bytes);
