@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_proof.h"
 
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_proof_facts.h"
 #include "kep_rg/kep_rg_proof_groups.h"
 #include "kep_rg/kep_rg_proof_node.h"
@@ -65,7 +66,7 @@ private:
   void tell_missing(const NODE& node, const EDGE& edge) {
     const NODE target = m_model.get_target(edge);
     if (!target) return; // the node is missing, and the edge with it
-    if (++m_result.m_num_missing_edges, has_room())
+    if (++m_result.m_num_missing_edges <= m_max_findings)
       m_result.m_edge_findings.push_back(
           {true, edge.m_is_redundant, node, target, m_model.get_mux_input(edge)});
   }
@@ -73,12 +74,10 @@ private:
   void tell_surplus(const NODE& node, const EDGE& edge) {
     const NODE target = m_model.get_target(edge);
     if (target && !m_model.should_stand(target)) return; // the node is surplus, and the edge with it
-    if (++m_result.m_num_surplus_edges, has_room())
+    if (++m_result.m_num_surplus_edges <= m_max_findings)
       m_result.m_edge_findings.push_back(
           {false, edge.m_is_redundant, node, target, m_model.get_mux_input(edge)});
   }
-
-  bool has_room() const { return m_result.m_edge_findings.size() < m_max_findings; }
 
   KEP_RG_PROOF_NODE& m_model;
   RESULT& m_result;
@@ -116,19 +115,20 @@ private:
   std::vector<KEP_RG_PROOF::NODE_FINDING> m_findings;
 };
 
-/// Adds what was found in a block of nodes.
+/// Adds what was found in a block of nodes; of the findings of each kind the first are kept.
 void add(RESULT& total, const RESULT& block, std::size_t max_findings) {
+  const auto append = [max_findings](auto& findings, const auto& more, std::uint64_t num_missing,
+                                     std::uint64_t num_surplus) {
+    for (const auto& finding : more)
+      if ((finding.m_is_missing ? num_missing : num_surplus)++ < max_findings) findings.push_back(finding);
+  };
+  append(total.m_node_findings, block.m_node_findings, total.m_num_missing_nodes, total.m_num_surplus_nodes);
+  append(total.m_edge_findings, block.m_edge_findings, total.m_num_missing_edges, total.m_num_surplus_edges);
   total.m_num_nodes += block.m_num_nodes;
   total.m_num_edges += block.m_num_edges;
   total.m_num_surplus_nodes += block.m_num_surplus_nodes;
   total.m_num_missing_edges += block.m_num_missing_edges;
   total.m_num_surplus_edges += block.m_num_surplus_edges;
-  const auto append = [max_findings](auto& findings, const auto& more) {
-    for (const auto& finding : more)
-      if (findings.size() < max_findings) findings.push_back(finding);
-  };
-  append(total.m_node_findings, block.m_node_findings);
-  append(total.m_edge_findings, block.m_edge_findings);
 }
 
 } // namespace
@@ -152,12 +152,14 @@ KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
   const std::uint32_t num_blocks = num_nodes / NODES_PER_BLOCK + 1;
   std::vector<RESULT> results(num_blocks);
+  KEP_REPORT_PROGRESS progress("proof", num_nodes);
   const auto compare_block = [&](std::uint32_t block) {
     KEP_RG_PROOF_NODE model(m_model->m_steps, m_model->m_groups, m_model->m_redundancy);
     COMPARISON comparison(model, results[block], max_findings);
     const std::uint32_t end = std::min(num_nodes, (block + 1) * NODES_PER_BLOCK);
     for (std::uint32_t node = block * NODES_PER_BLOCK; node < end; ++node)
       comparison.compare(graph.get_node(node));
+    progress.add(end - block * NODES_PER_BLOCK);
   };
   KEP_RG_TSAN::before_loop();
   tbb::task_arena(num_threads, 1).execute([&] {
@@ -180,7 +182,6 @@ KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings
   std::vector<NODE_FINDING> missing =
       MISSING_NODES(total.m_num_missing_nodes, max_findings).find(*m_db, m_model->m_nodes, m_model->m_facts);
   missing.insert(missing.end(), total.m_node_findings.begin(), total.m_node_findings.end());
-  missing.resize(std::min(missing.size(), max_findings));
   total.m_node_findings = std::move(missing);
   return total;
 }

@@ -64,8 +64,8 @@ public:
   KEP_RG_PROOF(const KEP_RG_PROOF&) = delete;
   KEP_RG_PROOF& operator=(const KEP_RG_PROOF&) = delete;
 
-  /// Compares every node, by so many threads; the result is the same for any number. Keeps that many findings
-  /// of each of the two kinds at most.
+  /// Compares every node, by so many threads; the result is the same for any number. Keeps the
+  /// first of missing nodes, surplus nodes, missing edges and surplus edges, so many of each.
   RESULT run(int num_threads, std::size_t max_findings = 100) const;
 
 private:

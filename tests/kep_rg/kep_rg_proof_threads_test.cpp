@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -73,9 +74,12 @@ TEST(ProofThreads, names_the_same_missing_and_surplus_edges_for_any_number_of_th
   EXPECT_EQ(result.m_edge_findings.size(), 2 * num_changed);
   for (const int num_threads : {2, 7})
     EXPECT_EQ(texts_of(prove(*c.db(), num_threads, 1000)), texts_of(result));
-  std::vector<std::string> first_three = texts_of(result);
-  first_three.resize(3);
-  EXPECT_EQ(texts_of(prove(*c.db(), 2, 3)), first_three) << "the first ones are kept, and all are counted";
+  std::vector<std::string> first_ones;
+  std::map<std::string, int> num_kept; // by kind, the first word
+  for (const std::string& text : texts_of(result))
+    if (num_kept[text.substr(0, text.find(' '))]++ < 3) first_ones.push_back(text);
+  EXPECT_EQ(first_ones.size(), 6U);
+  EXPECT_EQ(texts_of(prove(*c.db(), 2, 3)), first_ones) << "the first of each kind are kept, and all counted";
   EXPECT_EQ(prove(*c.db(), 2, 3).m_num_missing_edges, num_changed);
 }
 

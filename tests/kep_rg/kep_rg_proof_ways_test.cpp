@@ -15,8 +15,7 @@ using test_model::RANDOM_DEVICE;
 using testing::ElementsAre;
 
 KEP_RG_PROOF::RESULT prove(KEP_DB& db) {
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
-  return KEP_RG_PROOF(&db, cache).run(1);
+  return KEP_RG_PROOF(&db).run(1);
 }
 
 TEST(ProofWays, find_a_port_of_the_top_once_before_a_skip_path_to_a_two_way_port) {

@@ -4,6 +4,7 @@
 #include "describe_arcs.h"
 #include "describe_headers.h"
 #include "describe_pattern.h"
+#include "interrupts.h"
 #include "kep_io/kep_io_file.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_report/kep_report.h"
@@ -63,8 +64,11 @@ void describe(const DESCRIBE_OPTIONS& options) {
   copy_with_inst_headers(text, num_cells, new_model.out());
   new_model.close();
   routing.close();
-  new_model.commit();
-  routing.commit();
+  {
+    const INTERRUPT_DELAY delay;
+    new_model.commit();
+    routing.commit();
+  }
 
   for (std::size_t i = 0; i != patterns.size(); ++i) {
     std::uint64_t count = 0;

@@ -25,8 +25,8 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
                                  KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
   for (const std::string& path : options.m_redundancy)
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
-      warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" + fault.m_text +
-           "\"");
+      warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" +
+           fault.m_text + "\"");
 }
 
 } // namespace

@@ -1,8 +1,7 @@
 #include "tools/kep-rg/trace_edges.h"
 
 #include "kep/kep_routing_primitive_cache.h"
-#include "kep_report/kep_report.h"
-#include "kep_rg/kep_rg_creation_stats.h"
+#include "kep_report/kep_report_progress.h"
 #include "tools/kep-rg/findings_report.h"
 
 #include <fmt/format.h>
@@ -12,7 +11,6 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -22,53 +20,15 @@ using KIND = KEP_RG_FINDING_KIND;
 using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 using PLACE = KEP_RG_FINDINGS::PLACE;
 
-/// Tells how far the work is whenever a multiple of the step is crossed, as the edge phase does.
-class PROGRESS {
-public:
-  PROGRESS(std::uint32_t num_nodes, int nodes_per_display)
-      : m_clock(num_nodes, nodes_per_display), m_num_nodes(num_nodes), m_step(nodes_per_display) {}
-
-  void add(std::uint32_t nodes, std::uint64_t edges) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const std::uint64_t before = m_nodes_done / m_step;
-    m_nodes_done += nodes;
-    m_edges_done += edges;
-    const double cpu = m_clock.get_cpu_seconds();
-    if (before == m_nodes_done / m_step || !(cpu > 1.0 || m_step == 1)) return;
-    const auto wall = static_cast<double>(m_clock.get_wall_seconds());
-    const auto done = static_cast<double>(m_nodes_done);
-    const double left = (m_num_nodes - done) / done * wall;
-    KEP_REPORT::print_info(
-        fmt::format("({:.0f}% done) {:.0f} nodes/s ... {} time left [{} of {} nodes in {} cpu, {} wallclock] "
-                    "... trace: {:.0f} edges/s, {} edges",
-                    done / m_num_nodes * 100.0, done / std::max(cpu, 0.001),
-                    format_time(static_cast<int>(left)), m_nodes_done, m_num_nodes,
-                    format_time(static_cast<int>(cpu)), format_time(static_cast<int>(wall)),
-                    static_cast<double>(m_edges_done) / std::max(cpu, 0.001), m_edges_done)
-            .c_str());
-  }
-
-private:
-  std::mutex m_mutex;
-  KEP_RG_EDGE_CREATION_STATS m_clock;
-  std::uint32_t m_num_nodes;
-  std::uint64_t m_step;
-  std::uint64_t m_nodes_done = 0;
-  std::uint64_t m_edges_done = 0;
-};
-
 /// A thread's tracer and what it has seen.
 struct WORKER {
   WORKER(const KEP_RG_TRACE_EDGE& tracer, std::size_t max_kept) : m_tracer(tracer), m_max_kept(max_kept) {}
 
-  /// Gives the number of edges. Of each range the first findings are kept, so the first of all are among
-  /// them.
-  std::uint64_t trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
+  /// Of each range the first findings are kept, so the first of all are among them.
+  void trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
     std::array<std::size_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> num_found{};
-    std::uint64_t num_edges = 0;
     for (std::uint32_t node = range.begin(); node != range.end(); ++node) {
       m_tracer.check_edges(graph.get_node(node), m_outcomes);
-      num_edges += m_outcomes.size();
       for (std::uint32_t edge = 0; edge != m_outcomes.size(); ++edge) {
         const OUTCOME outcome = m_outcomes[edge];
         const auto i = static_cast<std::size_t>(outcome);
@@ -77,7 +37,6 @@ struct WORKER {
           m_findings.emplace_back(PLACE{node, edge}, outcome);
       }
     }
-    return num_edges;
   }
 
   KEP_RG_TRACE_EDGE m_tracer;
@@ -112,20 +71,20 @@ TRACE_TALLY add_up(const WORKERS& workers, std::size_t max_kept) {
 
 } // namespace
 
-TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, int nodes_per_display, std::size_t max_kept) {
+TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_kept) {
   const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
   const KEP_RG_TRACE_EDGE tracer(&db, cache);
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
-  PROGRESS progress(num_nodes, nodes_per_display);
+  KEP_REPORT_PROGRESS progress("traces", num_nodes);
   WORKERS workers([&] { return WORKER(tracer, max_kept); });
 
   tbb::task_arena arena(num_threads, 1);
   const std::uint32_t grain = std::clamp<std::uint32_t>(num_nodes / 1000, 100, 10000);
   arena.execute([&] {
     tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, num_nodes, grain), [&](const auto& range) {
-      const std::uint64_t num_edges = workers.local().trace(graph, range);
-      progress.add(range.end() - range.begin(), num_edges);
+      workers.local().trace(graph, range);
+      progress.add(range.end() - range.begin());
     });
   });
   return add_up(workers, max_kept);

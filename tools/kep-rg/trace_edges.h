@@ -17,8 +17,8 @@ struct TRACE_TALLY {
 };
 
 /// Traces and verifies every edge, by so many threads; the tally is the same for any number. Of each kind of
-/// finding the first ones are kept, so many at most. A progress line is told about every so many nodes.
-TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, int nodes_per_display, std::size_t max_kept);
+/// finding the first ones are kept, so many at most.
+TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_kept);
 
 /// How many edges there are, and what became of them.
 std::string get_text(const TRACE_TALLY& tally);

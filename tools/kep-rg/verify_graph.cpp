@@ -1,7 +1,7 @@
 #include "tools/kep-rg/verify_graph.h"
 
 #include "kep/kep_routing_graph.h"
-#include "kep/kep_routing_primitive_cache.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_proof.h"
 #include "tools/kep-rg/findings_report.h"
@@ -18,12 +18,7 @@ namespace {
 
 using KIND = KEP_RG_FINDING_KIND;
 
-constexpr std::size_t MAX_SHOWN = 20;   // of a kind, in a run that is not verbose
-constexpr std::size_t MAX_PROVED = 100; // kept of missing and surplus ones together, so that both are shown
-
-std::size_t get_max(const DEVICE_OPTIONS& device, std::size_t max) {
-  return device.m_verbose ? std::numeric_limits<std::size_t>::max() : max;
-}
+constexpr std::size_t MAX_SHOWN = 20; // of a kind, in a run that is not verbose
 
 /// The findings of one kind among those of nodes, or of edges, of the proof.
 template <class FOUND>
@@ -36,9 +31,7 @@ void show_proved(FINDINGS_REPORT& report, KIND kind, std::uint64_t num, const st
 
 void prove(KEP_DB* db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDINGS_REPORT& report) {
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "prove");
-  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db);
-  const KEP_RG_PROOF::RESULT result =
-      KEP_RG_PROOF(db, cache).run(device.m_num_threads, get_max(device, MAX_PROVED));
+  const KEP_RG_PROOF::RESULT result = KEP_RG_PROOF(db).run(device.m_num_threads, report.get_max_shown());
   show_proved(report, KIND::MISSING_NODE, result.m_num_missing_nodes, result.m_node_findings);
   show_proved(report, KIND::SURPLUS_NODE, result.m_num_surplus_nodes, result.m_node_findings);
   show_proved(report, KIND::MISSING_EDGE, result.m_num_missing_edges, result.m_edge_findings);
@@ -48,6 +41,7 @@ void prove(KEP_DB* db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDING
 void run_post_checks(const KEP_ROUTING::GRAPH& graph, const DEVICE_OPTIONS& device, BUILD_STATS& stats,
                      FINDINGS_REPORT& report, std::ostream& out) {
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "check");
+  const KEP_REPORT_PROGRESS progress("checks");
   const std::size_t max = report.get_max_shown();
   KEP_RG_FINDINGS hipi_order;
   KEP_RG_FINDINGS doubled;
@@ -69,8 +63,7 @@ void run_post_checks(const KEP_ROUTING::GRAPH& graph, const DEVICE_OPTIONS& devi
 void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDINGS_REPORT& report,
            std::ostream& out) {
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "trace");
-  const TRACE_TALLY tally =
-      trace_all_edges(db, device.m_num_threads, device.m_nodes_per_display, report.get_max_shown());
+  const TRACE_TALLY tally = trace_all_edges(db, device.m_num_threads, report.get_max_shown());
   if (!device.m_quiet)
     out << get_text(tally)
         << "\nTraces of sound edges may fail: flyovers over spare rows are neither nets nor arcs; edges at "
@@ -84,7 +77,8 @@ void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, F
 bool verify_graph(KEP_DB* db, const DEVICE_OPTIONS& device, const VERIFICATION& asked, BUILD_STATS& stats,
                   std::ostream& out) {
   const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
-  FINDINGS_REPORT report(out, get_waived_kinds(asked.m_waive), get_max(device, MAX_SHOWN));
+  FINDINGS_REPORT report(out, get_waived_kinds(asked.m_waive),
+                         device.m_verbose ? std::numeric_limits<std::size_t>::max() : MAX_SHOWN);
   if (asked.m_check) {
     prove(db, device, stats, report);
     run_post_checks(graph, device, stats, report, out);
