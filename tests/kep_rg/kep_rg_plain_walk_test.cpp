@@ -93,11 +93,11 @@ const char* const TILES = R"(
     net b u.p t.q
 )";
 
-/// A device whose third module is a block; so many of its ports have an index, which makes them nodes.
+/// A device with the block BLK_BLC; so many of its ports have an index, which makes them nodes.
 std::unique_ptr<KEP_DB> block_with_ports(const std::string& text, unsigned num_ports) {
   test_model::TEXT_MODEL model(text);
   for (unsigned port = 0; port != num_ports; ++port)
-    model.builder().set_port_blc(static_cast<KEP_MODULE_ID>(2), port, static_cast<int>(port), "");
+    model.builder().set_port_blc(model.id("BLK_BLC"), port, static_cast<int>(port), "");
   return model.freeze();
 }
 

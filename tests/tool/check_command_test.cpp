@@ -221,13 +221,6 @@ TEST_F(CheckCommand, TellsTheSameForAnyNumberOfThreads) {
   }
 }
 
-TEST_F(CheckCommand, ShowsItsProgress) {
-  write_device(CHAIN);
-  ASSERT_EQ(run("check model.json routing.jsonl --trace --nodes-per-display 1 -j 1"), 0);
-  EXPECT_THAT(m_out, HasSubstr("(100% done) "));
-  EXPECT_THAT(m_out, HasSubstr("... trace: "));
-}
-
 TEST_F(CheckCommand, EntersItsPhasesInTheStatistics) {
   write_device(CHAIN);
   ASSERT_EQ(run("check model.json routing.jsonl --trace --stats stats.json"), 0) << m_err;

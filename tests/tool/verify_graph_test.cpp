@@ -1,6 +1,7 @@
 // What `check` says of damaged graphs: each kind of finding by name, the verdict, and what -q and --waive
 // make of it.
 
+#include "kep_report/kep_report_progress.h"
 #include "support/build_case.h"
 #include "support/damaged_graph.h"
 #include "tools/kep-rg/verify_graph.h"
@@ -62,6 +63,20 @@ protected:
   VERIFICATION m_asked{true, false, {}};
   bool m_is_clean = false;
 };
+
+TEST_F(VerifyGraphTest, TellsHowFarTheProofAndTheTracesAre) {
+  std::vector<std::string> ends;
+  KEP_REPORT::set_progress_watcher(
+      [&ends](const KEP_REPORT_PROGRESS& phase, KEP_REPORT::PROGRESS_EVENT event) {
+        if (event == KEP_REPORT::PROGRESS_EVENT::ENDS)
+          ends.push_back(phase.get_name() + (" " + std::to_string(phase.get_done())) + " of " +
+                         std::to_string(phase.get_total()));
+      });
+  m_asked.m_check = m_asked.m_trace = true;
+  verify();
+  KEP_REPORT::set_progress_watcher({});
+  EXPECT_THAT(ends, testing::ElementsAre("proof 31 of 31", "checks 0 of 0", "traces 31 of 31"));
+}
 
 TEST_F(VerifyGraphTest, SaysOfASoundGraphThatItAgreesWithTheModel) {
   EXPECT_EQ(verify(),
