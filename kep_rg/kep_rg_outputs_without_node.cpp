@@ -1,5 +1,8 @@
 #include "kep_rg/kep_rg_outputs_without_node.h"
 
+
+#include "kep_report/kep_report_number.h"
+
 #include <fmt/format.h>
 
 namespace {
@@ -24,14 +27,6 @@ constexpr REASON_INFO REASONS[KEP_RG_OUTPUTS_WITHOUT_NODE::NUM_REASONS] = {
     {"in a part of an IP root whose first occurrence gave no node", "no_node_skipped_part"},
 };
 
-/// In groups of three digits.
-std::string format_number(std::uint64_t number) {
-  std::string text = std::to_string(number);
-  for (std::size_t i = text.size(); i > 3; i -= 3)
-    text.insert(i - 3, 1, ',');
-  return text;
-}
-
 } // namespace
 
 std::uint64_t KEP_RG_OUTPUTS_WITHOUT_NODE::get_total() const {
@@ -54,7 +49,7 @@ std::string format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outpu
   for (std::size_t i = 0; i != outputs.m_counts.size(); ++i) {
     if (outputs.m_counts[i].m_number == 0) continue;
     text += fmt::format("{}{} {}", text.empty() ? "Outputs of muxes that became no node: " : "; ",
-                        format_number(outputs.m_counts[i].m_number), REASONS[i].m_text);
+                        KEP_REPORT::group_digits(outputs.m_counts[i].m_number), REASONS[i].m_text);
   }
   return text;
 }

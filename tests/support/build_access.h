@@ -190,6 +190,18 @@ public:
   }
 
 private:
+  using RANK = std::pair<std::uint64_t, std::uint64_t>;
+  static RANK rank(const KEP_PORT* port) { return {port->get_number(), 0}; }
+  static RANK rank(const KEP_MODULE* module) { return {module->get_number(), 0}; }
+  static RANK rank(const KEP_INST_PORT* inst_port) {
+    return {inst_port->get_inst()->get_parent()->get_number(), inst_port->get_number()};
+  }
+  static RANK rank(const KEP_UNFOLDED_INST_PORT& uip) { return {uip.m_position, uip.m_object->get_number()}; }
+  template <class KEY, class VALUE>
+  static RANK rank(const std::pair<KEY, VALUE>& entry) {
+    return rank(entry.first);
+  }
+
   /// Makes what the constructor derives from the tables of the digest anew.
   static void renew(KEP_RG_BUILD& build) {
     KEP_RG_PRIMITIVES& digest = build.m_primitives;
@@ -278,15 +290,21 @@ public:
   template <class RANDOM>
   static bool drop_from_digest(KEP_RG_BUILD& build, const std::string& table, RANDOM& random) {
     KEP_RG_PRIMITIVES& digest = build.m_primitives;
-    const auto drop = [&random](auto& entries) {
+    // By the model's order: that of the tables is one of pointers, and another one in each run.
+    const auto pick = [&random](auto& entries) {
+      std::vector<std::pair<std::pair<std::uint64_t, std::uint64_t>, decltype(entries.begin())>> ranked;
+      for (auto entry = entries.begin(); entry != entries.end(); ++entry)
+        ranked.emplace_back(rank(*entry), entry);
+      std::sort(ranked.begin(), ranked.end(),
+                [](const auto& left, const auto& right) { return left.first < right.first; });
+      return ranked[random.below(ranked.size())].second;
+    };
+    const auto drop = [&](auto& entries) {
       if (entries.empty()) return false;
-      entries.erase(std::next(entries.begin(), random.below(entries.size())));
+      entries.erase(pick(entries));
       return true;
     };
-    const auto drop_port = [&](auto& sets) {
-      if (sets.empty()) return false;
-      return drop(std::next(sets.begin(), random.below(sets.size()))->second);
-    };
+    const auto drop_port = [&](auto& sets) { return !sets.empty() && drop(pick(sets)->second); };
     const bool is_dropped = table == "m_module_to_ports"            ? drop_port(digest.m_module_to_ports)
                             : table == "m_all_inserted_ports"       ? drop(digest.m_all_inserted_ports)
                             : table == "m_module_to_inserted_ports" ? drop(digest.m_module_to_inserted_ports)

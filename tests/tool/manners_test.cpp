@@ -1,5 +1,6 @@
 // What the tool prints where, what it tests before it reads, and what stays when it is ended.
 
+#include "kep_report/kep_report_number.h"
 #include "tool/tool_fixture.h"
 #include "tools/kep-rg/summary.h"
 
@@ -83,11 +84,14 @@ TEST_F(Manners, ABuildEndsInASummary) {
   simdjson::dom::parser parser;
   const simdjson::padded_string text(read("dump/stats.json"));
   const simdjson::dom::element stats = parser.parse(text);
-  EXPECT_THAT(m_out, HasSubstr("nodes   " + format_number(stats["graph"]["nodes"])));
-  EXPECT_THAT(m_out, HasSubstr(format_number(stats["counters"]["m_created_num_nodes_hipi"]) + " hipi"));
-  EXPECT_THAT(m_out, HasSubstr(format_number(stats["counters"]["m_created_num_nodes_boundary"]) + " boun"));
-  EXPECT_THAT(m_out, HasSubstr("edges   " + format_number(stats["graph"]["real_edges"]) + " real, " +
-                               format_number(stats["graph"]["redundant_edges"]) + " redundant\n"));
+  EXPECT_THAT(m_out, HasSubstr("nodes   " + KEP_REPORT::group_digits(stats["graph"]["nodes"])));
+  EXPECT_THAT(m_out,
+              HasSubstr(KEP_REPORT::group_digits(stats["counters"]["m_created_num_nodes_hipi"]) + " hipi"));
+  EXPECT_THAT(m_out, HasSubstr(KEP_REPORT::group_digits(stats["counters"]["m_created_num_nodes_boundary"]) +
+                               " boun"));
+  EXPECT_THAT(m_out,
+              HasSubstr("edges   " + KEP_REPORT::group_digits(stats["graph"]["real_edges"]) + " real, " +
+                        KEP_REPORT::group_digits(stats["graph"]["redundant_edges"]) + " redundant\n"));
   EXPECT_THAT(m_out, HasSubstr("memory  " + format_bytes(stats["graph"]["bytes"]) + " for"));
 }
 
@@ -253,11 +257,11 @@ TEST_F(Manners, NoMessageNamesAPlaceInTheSource) {
 }
 
 TEST_F(Manners, NumbersAreReadable) {
-  EXPECT_EQ(format_number(0), "0");
-  EXPECT_EQ(format_number(999), "999");
-  EXPECT_EQ(format_number(1000), "1,000");
-  EXPECT_EQ(format_number(123456), "123,456");
-  EXPECT_EQ(format_number(18446744073709551615U), "18,446,744,073,709,551,615");
+  EXPECT_EQ(KEP_REPORT::group_digits(0), "0");
+  EXPECT_EQ(KEP_REPORT::group_digits(999), "999");
+  EXPECT_EQ(KEP_REPORT::group_digits(1000), "1,000");
+  EXPECT_EQ(KEP_REPORT::group_digits(123456), "123,456");
+  EXPECT_EQ(KEP_REPORT::group_digits(18446744073709551615U), "18,446,744,073,709,551,615");
   EXPECT_EQ(format_bytes(758), "758 bytes");
   EXPECT_EQ(format_bytes(1000), "1.00 kB");
   EXPECT_EQ(format_bytes(701234), "701 kB");

@@ -47,7 +47,7 @@ TEST_F(NothingSilent, ADeviceWithoutANodeIsAWarningWithEveryCommandThatBuilds) {
                               "for one) (docs/model.md says what makes a node)\n";
   EXPECT_EQ(run("build m.json r.jsonl"), 0);
   EXPECT_EQ(m_err, warning);
-  EXPECT_THAT(m_out, HasSubstr("Outputs of muxes that became no node: 1 no inst header and no wire type\n"));
+  EXPECT_THAT(m_out, HasSubstr("no node  outputs of muxes: 1 no inst header and no wire type\n"));
   for (const char* command : {"check m.json r.jsonl", "trace m.json r.jsonl a b", "debug m.json r.jsonl m:o",
                               "next m.json r.jsonl m:o"}) {
     run(command);

@@ -1,5 +1,6 @@
 #include "tools/kep-rg/findings_report.h"
 
+#include "kep_report/kep_report_number.h"
 #include "tools/kep-rg/closest_names.h"
 
 #include <algorithm>
@@ -39,13 +40,13 @@ void FINDINGS_REPORT::add(KIND kind, std::uint64_t num, std::size_t num_kept,
                           const std::function<std::string(std::size_t)>& get_text) {
   m_num[static_cast<std::size_t>(kind)] += num;
   if (num == 0) return;
-  m_out << get_id(kind) << ": " << group_digits(num) << '\n';
+  m_out << get_id(kind) << ": " << KEP_REPORT::group_digits(num) << '\n';
   const std::size_t num_shown = std::min(num_kept, m_max_shown);
   for (std::size_t i = 0; i != num_shown; ++i)
     m_out << "  " << get_text(i) << '\n';
   if (num_shown != num)
     m_out << (num_shown == 0 ? "  all by name: --verbose"
-                             : "  and " + group_digits(num - num_shown) + " more")
+                             : "  and " + KEP_REPORT::group_digits(num - num_shown) + " more")
           << '\n';
 }
 
@@ -69,15 +70,8 @@ std::string FINDINGS_REPORT::get_summary(SUBJECT subject) const {
   for (std::size_t i = 0; i != m_num.size(); ++i) {
     const auto kind = static_cast<KIND>(i);
     if (m_num[i] == 0 || kep_rg_get_subject(kind) != subject) continue;
-    text += (text.empty() ? "" : ", ") + group_digits(m_num[i]) + " " + get_id(kind);
+    text += (text.empty() ? "" : ", ") + KEP_REPORT::group_digits(m_num[i]) + " " + get_id(kind);
   }
-  return text;
-}
-
-std::string group_digits(std::uint64_t number) {
-  std::string text = std::to_string(number);
-  for (std::size_t left = text.size(); left > 3;)
-    text.insert(left -= 3, ",");
   return text;
 }
 
@@ -85,7 +79,7 @@ namespace {
 
 std::string get_size_text(const VERDICT_SCOPE& scope) {
   const auto count = [](std::uint64_t number, const std::string& what) {
-    return group_digits(number) + " " + what + (number == 1 ? "" : "s");
+    return KEP_REPORT::group_digits(number) + " " + what + (number == 1 ? "" : "s");
   };
   return count(scope.m_num_nodes, "node") + ", " + count(scope.m_num_edges, "edge");
 }

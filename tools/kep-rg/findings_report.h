@@ -57,6 +57,3 @@ struct VERDICT_SCOPE {
 
 /// One line: whether the graph agrees with the model, what is odd about the device, which traces fail.
 std::string get_verdict(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope);
-
-/// "332,224"
-std::string group_digits(std::uint64_t number);

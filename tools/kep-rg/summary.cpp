@@ -3,6 +3,7 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_report/kep_report.h"
+#include "kep_report/kep_report_number.h"
 
 #include <fmt/format.h>
 
@@ -33,14 +34,14 @@ std::string get_nodes_text(const KEP_ROUTING::GRAPH& graph, const KEP_RG_NODE_CR
   for (const auto& [number, kind] : {std::pair(stats.m_created_num_nodes_hipi, "hipi"),
                                      std::pair(stats.m_created_num_nodes_boundary, "boundary"),
                                      std::pair(stats.m_created_num_nodes_inserted, "inserted")})
-    if (number != 0) kinds.push_back(format_number(number) + " " + kind);
-  const std::string text = format_number(graph.get_num_nodes());
+    if (number != 0) kinds.push_back(KEP_REPORT::group_digits(number) + " " + kind);
+  const std::string text = KEP_REPORT::group_digits(graph.get_num_nodes());
   return kinds.empty() ? text : text + ", of them " + join(kinds);
 }
 
 std::string get_edges_text(const KEP_ROUTING::GRAPH& graph) {
-  return format_number(graph.get_num_real_edges()) + " real, " +
-         format_number(graph.get_num_redundant_edges()) + " redundant";
+  return KEP_REPORT::group_digits(graph.get_num_real_edges()) + " real, " +
+         KEP_REPORT::group_digits(graph.get_num_redundant_edges()) + " redundant";
 }
 
 /// Phases of a run under the names that a user knows them by.
@@ -83,13 +84,6 @@ std::string get_times_text(const KEP_RG_PHASES& phases) {
 
 } // namespace
 
-std::string format_number(std::uint64_t number) {
-  std::string text = std::to_string(number);
-  for (std::size_t i = text.size(); i > 3; i -= 3)
-    text.insert(i - 3, ",");
-  return text;
-}
-
 std::string format_bytes(std::uint64_t bytes) {
   if (bytes < 1000) return fmt::format("{} bytes", bytes);
   auto value = static_cast<double>(bytes);
@@ -111,7 +105,7 @@ void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_
   rows.emplace_back("device", get_device_text(db, options));
   rows.emplace_back("nodes", get_nodes_text(graph, stats.m_nodes));
   if (const std::string reasons = format_outputs_without_node(stats.m_without_node); !reasons.empty())
-    rows.emplace_back("no node", reasons);
+    rows.emplace_back("no node", "outputs of muxes: " + reasons.substr(reasons.find(": ") + 2));
   rows.emplace_back("edges", get_edges_text(graph));
   rows.emplace_back("memory", format_bytes(graph.get_memory_bytes()) + " for the graph");
   rows.emplace_back("time", get_times_text(stats.m_phases));

@@ -12,7 +12,5 @@
 void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats,
                    const std::vector<std::string>& files);
 
-/// A number with a comma between thousands: 1,234,567.
-std::string format_number(std::uint64_t number);
 /// A number of bytes in three figures: 12.3 MB.
 std::string format_bytes(std::uint64_t bytes);

@@ -1,6 +1,7 @@
 #include "tools/kep-rg/trace_edges.h"
 
 #include "kep/kep_routing_primitive_cache.h"
+#include "kep_report/kep_report_number.h"
 #include "kep_report/kep_report_progress.h"
 #include "tools/kep-rg/findings_report.h"
 
@@ -98,7 +99,8 @@ std::string get_text(const TRACE_TALLY& tally) {
   for (const KEP_RG_FINDINGS& findings : tally.m_findings)
     num_failed += findings.m_num;
   const std::uint64_t num_verified = tally.m_num_edges[static_cast<std::size_t>(OUTCOME::VERIFIED)];
-  return fmt::format("Traced {} edges: {} verified, {} at boundary nodes, {} failed", group_digits(num_edges),
-                     group_digits(num_verified), group_digits(num_edges - num_verified - num_failed),
-                     group_digits(num_failed));
+  return fmt::format("Traced {} edges: {} verified, {} at boundary nodes, {} failed",
+                     KEP_REPORT::group_digits(num_edges), KEP_REPORT::group_digits(num_verified),
+                     KEP_REPORT::group_digits(num_edges - num_verified - num_failed),
+                     KEP_REPORT::group_digits(num_failed));
 }
