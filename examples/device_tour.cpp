@@ -119,7 +119,7 @@ void tour(const std::string& model, const std::string& routing, const std::strin
     KEP_RG_PARSE_REDUNDANCY parser(db.get(), static_cast<int>(KEP_VIEW_TYPE::LOGICAL),
                                    KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, num_threads);
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db.get(), parser, redundancy))
-      std::cerr << redundancy << ":" << fault.m_line << ": cannot read \"" << fault.m_text << "\"\n";
+      std::cerr << redundancy << ":" << fault.m_line << ": can't be read: \"" << fault.m_text << "\"\n";
   }
   // A progress line for each range of nodes; on a device this small a second of work would pass in silence.
   KEP_RG_BUILD build(db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(num_threads).set_nodes_per_display(1));

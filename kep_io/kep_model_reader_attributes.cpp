@@ -65,10 +65,6 @@ KEP_VIEW_TYPE read_view(std::string_view text, const KEP_JSON_PLACE& place) {
   place.refuse(fmt::format("unknown view \"{}\"", text));
 }
 
-void refuse_nul(std::string_view name, const KEP_JSON_PLACE& place) {
-  if (name.find('\0') != std::string_view::npos) place.refuse("the name holds a NUL");
-}
-
 } // namespace
 
 KEP_MODEL_ATTRIBUTES::KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, KEP_MODEL_OBJECT kind,
@@ -119,7 +115,7 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
   const KEP_MODEL_ATTRIBUTES attributes(module, KEP_MODEL_OBJECT::MODULE, place, warnings);
   const KEP_JSON_PLACE& attributes_place = attributes.get_place();
   KEP_MODULE_PROPERTIES properties;
-  refuse_nul(place.get_name(), place);
+  kep_refuse_nul(place.get_name(), place);
   if (const auto name = attributes.find_text("kep_name")) {
     kep_check_separators(*name, "choose another one", KEP_JSON_PLACE(attributes_place, "kep_name"));
     properties.m_name = *name;

@@ -12,9 +12,13 @@ bool has_separators(std::string_view name) {
 
 } // namespace
 
+void kep_refuse_nul(std::string_view name, const KEP_JSON_PLACE& place) {
+  if (name.find('\0') != std::string_view::npos) place.refuse("the name holds a NUL");
+}
+
 void kep_check_model_name(std::string_view name, const KEP_JSON_PLACE& place) {
   if (name.empty()) place.refuse("the name is empty");
-  if (name.find('\0') != std::string_view::npos) place.refuse("the name holds a NUL");
+  kep_refuse_nul(name, place);
 }
 
 void kep_check_separators(std::string_view name, std::string_view remedy, const KEP_JSON_PLACE& place) {

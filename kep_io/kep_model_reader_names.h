@@ -8,7 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// Refuses a name that cannot be one: empty, or with a NUL.
+void kep_refuse_nul(std::string_view name, const KEP_JSON_PLACE& place);
+/// Refuses a name that can't be one: empty, or with a NUL.
 void kep_check_model_name(std::string_view name, const KEP_JSON_PLACE& place);
 
 /// The same, and a name with a separator of full names. `remedy` says what the user can do about it.

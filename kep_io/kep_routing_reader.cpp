@@ -29,7 +29,7 @@ public:
   std::vector<std::string> read(const simdjson::padded_string& text);
 
 private:
-  bool read_line(std::string_view line);
+  bool read_line(std::string_view line, std::size_t number);
   [[noreturn]] void refuse(std::size_t number, const std::string& reason) const {
     throw KEP_IO_ERROR(fmt::format("{}:{}: {}", m_name, number, reason));
   }
@@ -43,23 +43,17 @@ private:
   std::size_t m_num_warnings = 0;
 };
 
-/// The reason alone: where in the source it was found out says nothing to who wrote the line.
-std::string get_reason(const KEP_EXCEPTION& refusal) {
-  const std::string text = refusal.what();
-  return text.substr(0, text.rfind(" from function "));
-}
-
 std::vector<std::string> LINES::read(const simdjson::padded_string& text) {
   std::string_view rest(text.data(), text.size());
   KEP_REPORT_PROGRESS progress("reading", text.size());
   for (std::size_t number = 1; !rest.empty(); ++number) {
     const std::size_t length = std::min(rest.find('\n'), rest.size());
     try {
-      if (read_line(rest.substr(0, length))) gather_warning(number);
+      if (read_line(rest.substr(0, length), number)) gather_warning(number);
     } catch (const KEP_ROUTING_REFUSAL& refusal) {
       refuse(number, refusal.m_reason);
     } catch (const KEP_EXCEPTION& refusal) {
-      refuse(number, get_reason(refusal));
+      refuse(number, kep_rg_get_reason(refusal));
     } catch (const KEP_DB_ERROR& refusal) {
       refuse(number, refusal.what());
     }
@@ -80,7 +74,7 @@ void LINES::gather_warning(std::size_t number) {
 }
 
 /// False for a line that holds no statement.
-bool LINES::read_line(std::string_view line) {
+bool LINES::read_line(std::string_view line, std::size_t number) {
   if (line.starts_with('#') || line.find_first_not_of(" \t\r") == std::string_view::npos) return false;
   // The lines behind this one, or the padding of the text, are what the parser may look at behind the end.
   simdjson::dom::element element;
@@ -88,7 +82,7 @@ bool LINES::read_line(std::string_view line) {
   if (error != simdjson::SUCCESS) {
     const std::optional<KEP_JSON_FAULT> fault = kep_find_json_fault(line);
     if (!fault) throw KEP_ROUTING_REFUSAL{fmt::format("no JSON: {}", simdjson::error_message(error))};
-    throw KEP_ROUTING_REFUSAL{fmt::format("column {}: {}", fault->m_offset + 1, fault->m_reason)};
+    throw KEP_IO_ERROR(fmt::format("{}:{}:{}: {}", m_name, number, fault->m_offset + 1, fault->m_reason));
   }
   m_operations.carry_out(KEP_ROUTING_STATEMENT(element));
   return true;

@@ -13,6 +13,11 @@ const char* KEP_EXCEPTION::what() const noexcept {
   return m_message.c_str();
 }
 
+std::string kep_rg_get_reason(const KEP_EXCEPTION& error) {
+  const std::string text = error.what();
+  return text.substr(0, text.rfind(" from function "));
+}
+
 void throw_at_line(const std::string& message, const char* function, const char* file, int line) {
   std::stringstream text;
   text.imbue(std::locale::classic()); // the line reads the same whatever locale a program sets

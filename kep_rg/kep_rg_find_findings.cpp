@@ -92,6 +92,12 @@ KEP_RG_FINDINGS kep_rg_find_few_redundant_edges(const GRAPH& graph) {
   return found;
 }
 
+KEP_RG_FINDINGS kep_rg_find_no_node(const GRAPH& graph) {
+  KEP_RG_FINDINGS found{KIND::NO_NODE, 0, {}};
+  if (graph.get_num_nodes() == 0) found.add({}, 1);
+  return found;
+}
+
 KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const GRAPH& graph, std::size_t max_kept) {
   KEP_RG_REACHABILITY reachability(graph);
   reachability.mark_input_nodes();

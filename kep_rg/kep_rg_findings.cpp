@@ -32,6 +32,7 @@ constexpr std::array<KIND_FACTS, KEP_RG_NUM_FINDING_KINDS> KINDS{{
     {"doubled-edge", SUBJECT::DEVICE},
     {"few-redundant-edges", SUBJECT::DEVICE},
     {"unreachable-node", SUBJECT::DEVICE},
+    {"no-node", SUBJECT::DEVICE},
     {"trace-null-node", SUBJECT::TRACE},
     {"trace-not-found", SUBJECT::TRACE},
     {"trace-unconnected-port", SUBJECT::TRACE},
@@ -116,6 +117,7 @@ std::string kep_rg_get_node_text(const NODE& node) {
 KEP_RG_FINDING kep_rg_get_finding(const KEP_ROUTING::GRAPH& graph, KIND kind,
                                   const KEP_RG_FINDINGS::PLACE& place) {
   if (kind == KIND::FEW_REDUNDANT_EDGES) return {kind, get_share_text(graph), {}, {}, {}};
+  if (kind == KIND::NO_NODE) return {kind, "The graph has no node", {}, {}, {}};
   const NODE node = graph.get_node(place.m_node);
   const std::string name = kep_rg_get_node_text(node);
   if (kind == KIND::HIPI_ORDER) return {kind, get_hipi_text(node, name), node, {}, {}};

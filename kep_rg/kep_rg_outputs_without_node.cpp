@@ -1,6 +1,5 @@
 #include "kep_rg/kep_rg_outputs_without_node.h"
 
-
 #include "kep_report/kep_report_number.h"
 
 #include <fmt/format.h>
@@ -48,7 +47,7 @@ std::string format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outpu
   std::string text;
   for (std::size_t i = 0; i != outputs.m_counts.size(); ++i) {
     if (outputs.m_counts[i].m_number == 0) continue;
-    text += fmt::format("{}{} {}", text.empty() ? "Outputs of muxes that became no node: " : "; ",
+    text += fmt::format("{}{} {}", text.empty() ? "" : "; ",
                         KEP_REPORT::group_digits(outputs.m_counts[i].m_number), REASONS[i].m_text);
   }
   return text;

@@ -83,7 +83,6 @@ void KEP_RG_PROOF_FACTS::read_skip_arc(const KEP_ROUTING_MUX& mux, const KEP_ROU
   for (const KEP_INSTANCE* instance : mux.iter_skip_exception_instances()) {
     set(beside(instance, arc.get_output()), INST_INSERTED);
     set(beside(instance, arc.get_input()), DOES_NOT_SKIP);
-    set(beside(instance, arc.get_input())->get_port(), BEGINS_PATH);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "kep_rg/kep_rg_proof_groups.h"
 
+#include "kep_report/kep_report_progress.h"
+
 #include <algorithm>
 
 /// One depth-first search over all nets, with a stack of its own. A net on whose way no earlier net of the
@@ -113,11 +115,15 @@ KEP_RG_PROOF_GROUPS::KEP_RG_PROOF_GROUPS(const KEP_RG_PROOF_STEPS& steps)
     if (module) num_nets += module->get_num_nets();
   }
   m_groups.assign(num_nets, NOTHING);
+  constexpr std::uint32_t OCCURRENCES_PER_STEP = 10000;
+  KEP_REPORT_PROGRESS progress("proof, nets", m_unfolding->size());
   SEARCH search(*this, steps);
-  for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence)
+  for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence) {
     if (const KEP_MODULE* module = m_unfolding->get(occurrence).m_module)
       for (KEP_NET* net : module->iter_nets())
         search.search(KEP_UNFOLDED_NET(occurrence, net));
+    if ((occurrence + 1) % OCCURRENCES_PER_STEP == 0) progress.add(OCCURRENCES_PER_STEP);
+  }
 }
 
 void KEP_RG_PROOF_GROUPS::start_next() {

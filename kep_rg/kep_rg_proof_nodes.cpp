@@ -137,6 +137,7 @@ bool KEP_RG_PROOF_NODES::stays(const KEP_UNFOLDED_INST_PORT& uip, MARK mark, WAL
   }
   if (!walk.m_lacks_modules) return true;
   const KEP_MODULE* master = m_facts.get_rank().find_view(uip.m_object->get_inst()->get_module());
+  if (!master || m_facts.get_kind(master) != KIND::ENTERED) return true; // those are never passed over
   return !is_empty_below(static_cast<std::uint32_t>(uip.m_position), master);
 }
 

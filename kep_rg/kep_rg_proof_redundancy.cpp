@@ -1,7 +1,5 @@
 #include "kep_rg/kep_rg_proof_redundancy.h"
 
-#include <algorithm>
-
 KEP_RG_PROOF_REDUNDANCY::KEP_RG_PROOF_REDUNDANCY(const KEP_DB* db) : m_db(db) {
   const KEP_INDEXED_RELATIVE_PATHS table = db->get_relative_paths("redundancy");
   if (db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY || !table.valid()) return;
@@ -38,7 +36,20 @@ void KEP_RG_PROOF_REDUNDANCY::add(const KEP_MODULE* module, const KEP_RELATIVE_P
     return;
   }
   mark(inst_port, BELOW_CHAINS);
-  m_chains[inst_port].emplace_back(instances.rbegin() + 1, instances.rend());
+  add_chain(inst_port, instances);
+}
+
+void KEP_RG_PROOF_REDUNDANCY::add_chain(const KEP_INST_PORT* inst_port,
+                                        const std::vector<KEP_INSTANCE*>& instances) {
+  const auto go_on = [this](auto& points, const auto& key) {
+    const auto [entry, is_new] = points.emplace(key, static_cast<std::uint32_t>(m_ends_chain.size()));
+    if (is_new) m_ends_chain.push_back(false);
+    return entry->second;
+  };
+  std::uint32_t point = go_on(m_first_points, inst_port);
+  for (auto instance = instances.rbegin() + 1; instance != instances.rend(); ++instance)
+    point = go_on(m_branches, BRANCH{point, *instance});
+  m_ends_chain[point] = true;
 }
 
 const std::vector<const KEP_INSTANCE*>& KEP_RG_PROOF_REDUNDANCY::find_instances(const KEP_MODULE* module) {
@@ -65,18 +76,19 @@ bool KEP_RG_PROOF_REDUNDANCY::find(const KEP_UNFOLDED_INST_PORT& uip) const {
   const unsigned char where = m_marks[m_first_mark[at.m_module->get_number()] + uip.m_object->get_number()];
   if (where == 0 || at.m_number - m_top_number >= m_top_size) return false;
   if (where & EVERYWHERE) return true;
-  const std::vector<CHAIN>& chains = m_chains.find(uip.m_object)->second;
-  return std::any_of(chains.begin(), chains.end(),
-                     [&](const CHAIN& chain) { return stands_below(occurrence, chain); });
+  return stands_below_chain(occurrence, m_first_points.find(uip.m_object)->second);
 }
 
-bool KEP_RG_PROOF_REDUNDANCY::stands_below(std::uint32_t occurrence, const CHAIN& chain) const {
+bool KEP_RG_PROOF_REDUNDANCY::stands_below_chain(std::uint32_t occurrence, std::uint32_t point) const {
   const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
-  for (const KEP_INSTANCE* instance : chain) {
+  while (!m_ends_chain[point]) {
     const KEP_OCCURRENCE& at = unfolding.get(occurrence);
     if (at.m_parent == KEP_UNFOLDING::ABOVE_TOP) return false;
     const KEP_SLOT& slot = unfolding.get_slot(at.m_parent, at.m_slot);
-    if (unfolding.get(at.m_parent).m_module->get_instance_by_index(slot.m_instance) != instance) return false;
+    const KEP_MODULE* parent = unfolding.get(at.m_parent).m_module;
+    const auto branch = m_branches.find({point, parent->get_instance_by_index(slot.m_instance)});
+    if (branch == m_branches.end()) return false;
+    point = branch->second;
     occurrence = at.m_parent;
   }
   return true;

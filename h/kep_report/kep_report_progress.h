@@ -44,7 +44,8 @@ enum class PROGRESS_EVENT : int { BEGINS, ENDS };
 using PROGRESS_WATCHER = std::function<void(const KEP_REPORT_PROGRESS&, PROGRESS_EVENT)>;
 
 /// Sets the watcher of the process, none where it is empty. When the call returns, no thread is in the one
-/// before it. A watcher may see the end of a phase whose beginning it has not seen.
+/// before it. A watcher must not throw, and must not set another one. It may see the end of a phase whose
+/// beginning it has not seen.
 KEP_REPORT_EXPORT void set_progress_watcher(PROGRESS_WATCHER watcher);
 
 } // namespace KEP_REPORT

@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-/// Input that cannot be used, told where it was found out. `what()` is the whole text: the message, the
+/// Input that can't be used, told where it was found out. `what()` is the whole text: the message, the
 /// function that refused, and the place in the source.
 class KEP_RG_EXPORT KEP_EXCEPTION : public std::exception {
 public:
@@ -19,6 +19,9 @@ public:
 private:
   std::string m_message;
 };
+
+/// The message alone: for users, to whom the place in the source says nothing.
+KEP_RG_EXPORT std::string kep_rg_get_reason(const KEP_EXCEPTION& error);
 
 /// The only exception that `kep_rg` throws.
 class KEP_RG_EXPORT KEP_RUNTIME_ERROR : public KEP_EXCEPTION {

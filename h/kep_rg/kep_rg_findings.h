@@ -26,6 +26,7 @@ enum class KEP_RG_FINDING_KIND : unsigned char {
   DOUBLED_EDGE,        ///< two real edges from a node with redundant ones to one fanout
   FEW_REDUNDANT_EDGES, ///< no more than a twentieth of all edges
   UNREACHABLE_NODE,    ///< of the ordinary routing, yet no input node reaches it
+  NO_NODE,             ///< the graph has none at all
   TRACE_NULL_NODE,     ///< from here on as the outcomes of a trace
   TRACE_NOT_FOUND,
   TRACE_UNCONNECTED_PORT,
@@ -34,7 +35,7 @@ enum class KEP_RG_FINDING_KIND : unsigned char {
   TRACE_FIRST_NET,
   TRACE_LATER_NET,
 };
-inline constexpr unsigned KEP_RG_NUM_FINDING_KINDS = 15;
+inline constexpr unsigned KEP_RG_NUM_FINDING_KINDS = 16;
 
 /// What a kind says something about.
 enum class KEP_RG_FINDING_SUBJECT : unsigned char {
@@ -88,6 +89,8 @@ KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_doubled_edges(const KEP_ROUTING::GRAPH
                                                         std::size_t max_kept);
 /// At most one, about the graph as a whole.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_few_redundant_edges(const KEP_ROUTING::GRAPH& graph);
+/// One in a graph without nodes, in which there is nothing to check.
+KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_no_node(const KEP_ROUTING::GRAPH& graph);
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const KEP_ROUTING::GRAPH& graph,
                                                             std::size_t max_kept);
 

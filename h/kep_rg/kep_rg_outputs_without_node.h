@@ -41,6 +41,5 @@ struct KEP_RG_EXPORT KEP_RG_OUTPUTS_WITHOUT_NODE {
   std::array<COUNT, NUM_REASONS> m_counts; ///< by reason
 };
 
-/// One line, "Outputs of muxes that became no node: 120,000 unconnected; 4 removed"; empty when there are
-/// none.
+/// The numbers with their reasons, "120,000 unconnected; 4 removed"; empty when there are none.
 KEP_RG_EXPORT std::string format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs);

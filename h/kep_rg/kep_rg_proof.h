@@ -22,7 +22,7 @@
 /// behind it reach.
 ///
 /// Time goes with the nets of the device, its nodes and edges; memory is about 20 bytes a net, a byte an
-/// inner occurrence and one or two a folded inst port. The database must outlive the object.
+/// inner occurrence, one to three a folded inst port and 16 an arc. The database must outlive the object.
 class KEP_RG_EXPORT KEP_RG_PROOF {
 public:
   /// A node that only one of the two has: the model, where it is missing, or the graph, where it is surplus.

@@ -13,7 +13,7 @@
 ///   port a/b:c logical -type cross      the port, the view of its module, the visit type
 ///
 /// A type without a name leaves out " -type " and what follows. Where the rank finds no view, the view is
-/// empty. Nothing that fails is reported: a file that cannot be opened or written leaves the walk
+/// empty. Nothing that fails is reported: a file that can't be opened or written leaves the walk
 /// undisturbed. One object serves one thread at a time.
 class KEP_RG_EXPORT KEP_RG_UUI_OBSERVER : public KEP_UNFOLD_OBSERVER {
 public:

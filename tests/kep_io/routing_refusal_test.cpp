@@ -14,9 +14,6 @@ struct REFUSAL {
 class RoutingRefusal : public testing::TestWithParam<REFUSAL> {};
 
 const REFUSAL LINES[] = {
-    {"NoJson", R"({"op": "add_remove_node", )", "column 27: no JSON: the text ends where a key is expected"},
-    {"TwoObjectsInALine", R"({} {})", "column 4: no JSON: there is text behind the end"},
-    {"CommentBehindSpace", " # comment", "column 2: no JSON: a value is expected"},
     {"List", "[]", "no JSON object"},
     {"Number", "12", "no JSON object"},
     {"NoOp", R"({"module": "MUX"})", "\"op\" is missing"},
@@ -102,6 +99,14 @@ TEST_P(RoutingRefusal, IsOneLineThatTellsTheLine) {
 
 INSTANTIATE_TEST_SUITE_P(Lines, RoutingRefusal, testing::ValuesIn(LINES),
                          [](const auto& refusal) { return refusal.param.m_what; });
+
+TEST(RoutingRefusal, ALineThatIsNoJsonIsToldWithTheColumn) {
+  ROUTED_DEVICE device;
+  EXPECT_EQ(device.refusal("\n{\"op\": \"add_remove_node\", "),
+            "r.jsonl:2:27: no JSON: the text ends where a key is expected");
+  EXPECT_EQ(device.refusal("{} {}"), "r.jsonl:1:4: no JSON: there is text behind the end");
+  EXPECT_EQ(device.refusal("#\n\n # comment"), "r.jsonl:3:2: no JSON: a value is expected");
+}
 
 TEST(RoutingRefusal, WhatAnOperationRefusesIsToldInItsOwnWords) {
   ROUTED_DEVICE device;

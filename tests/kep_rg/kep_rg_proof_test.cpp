@@ -48,7 +48,7 @@ std::vector<std::string> findings_of(KEP_DB& db) {
 class ROOTED_DEVICE {
 public:
   explicit ROOTED_DEVICE(std::uint64_t seed)
-      : m_device(seed), m_random(seed + 1), m_case(make_text(m_device)) {
+      : m_device(seed), m_random(seed + 1), m_case(make_text(m_device, seed % 4 == 0)) {
     m_device.describe(m_case);
     m_case.parse().add_routing_root(m_case.model().module("LEVEL0"), 0);
     for (const char* key : {"PIN", "MUX", "BUFFER"})
@@ -57,6 +57,12 @@ public:
     if (m_random.percent(30)) m_case.parse().set_non_template_mux_skip_path_inst_name_pattern("i3");
     for (unsigned i = m_random.below(6); i != 0; --i)
       add_wire_type();
+    for (const char* key : {"MUX", "PIN", "LEVEL0"}) // ports of modules themselves, wherever they stand
+      if (m_random.percent(20))
+        m_case.db()
+            ->find_or_create_relative_paths("redundancy")
+            .find_or_create_paths_for_module(m_case.model().module(key))
+            .add_path({}, m_case.model().module(key)->get_port_by_index(0));
   }
 
   BUILD_CASE& get_case() { return m_case; }
@@ -71,10 +77,17 @@ public:
   }
 
 private:
-  static std::string make_text(const RANDOM_DEVICE& device) {
+  /// Now and then some modules lie in another database, and the top is that of a device.
+  static std::string make_text(const RANDOM_DEVICE& device, bool is_foreign) {
     std::string text = device.text();
-    const std::string level = "module LEVEL0 ";
-    text.insert(text.find(level) + level.size(), "ip_root ");
+    const auto insert_behind = [&text](const std::string& words, const std::string& flag) {
+      text.insert(text.find(words) + words.size(), flag);
+    };
+    insert_behind("module LEVEL0 ", "ip_root ");
+    if (!is_foreign) return text;
+    insert_behind("module TARGET", " foreign");
+    insert_behind("module PIN", " foreign");
+    insert_behind("module TOP ", "device_top ");
     return text;
   }
 

@@ -86,11 +86,12 @@ TEST_F(CheckCommand, TracesOnlyWhenAskedToAndSaysWhyTracesMayFail) {
   ASSERT_EQ(run("check " + example("top_ports_routed")), 0) << m_err;
   EXPECT_THAT(m_out, Not(HasSubstr("Trace")));
   ASSERT_EQ(run("check --trace " + example("top_ports_routed")), 0) << m_err;
-  EXPECT_EQ(findings(),
-            "Traced 6 edges: 1 verified, 5 at boundary nodes, 0 failed\n"
-            "Traces of sound edges may fail: flyovers over spare rows are neither nets nor arcs; edges at "
-            "boundary nodes have no trace, which is no finding (docs/verification.md)\n" +
-                SOUND + "5 nodes, 6 edges" + NOT_ODD + "; no trace fails.\n");
+  EXPECT_EQ(
+      findings(),
+      "Traced 6 edges: 1 verified, 5 at boundary nodes, 0 failed\n"
+      "Traces of sound edges may fail: a trace knows nets and arcs alone, so it may miss the way over a "
+      "spare row, around a BLC or from an inserted input (docs/verification.md)\n" +
+          SOUND + "5 nodes, 6 edges" + NOT_ODD + "; no trace fails.\n");
 }
 
 TEST_F(CheckCommand, BuildsWithoutChecksUnlessTheyAreAskedFor) {
@@ -234,6 +235,9 @@ TEST_F(CheckCommand, EntersItsPhasesInTheStatistics) {
 TEST_F(CheckCommand, DoesNotCallAGraphWithoutNodesSound) {
   write_device({});
   write("routing.jsonl", "");
-  EXPECT_EQ(run("check model.json routing.jsonl"), 0) << m_err;
-  EXPECT_THAT(m_out, EndsWith("\nThe graph has no nodes at all: there is nothing to check.\n"));
+  EXPECT_EQ(run("check model.json routing.jsonl"), 1) << m_err;
+  EXPECT_THAT(m_out, EndsWith("\nno-node: 1\n  The graph has no node\n"
+                              "The graph has no nodes at all: there is nothing to check.\n"));
+  EXPECT_EQ(run("check model.json routing.jsonl --waive no-node"), 0) << m_err;
+  EXPECT_THAT(m_out, HasSubstr("\nno-node (waived): 1\n"));
 }

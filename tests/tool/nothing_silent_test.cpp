@@ -129,10 +129,10 @@ TEST_F(NothingSilent, TooManyFanoutsAndFaninsAreToldByNumber) {
   }
   write("m.json", model(targets));
   expect_refused("build m.json r.jsonl",
-                 "kep-rg: node s:o has 65536 real fanouts, more than the 65535 that a node can have");
+                 "kep-rg: m.json: node s:o has 65536 real fanouts, more than the 65535 that a node can have");
   write("m.json", model(sources));
   expect_refused("build m.json r.jsonl",
-                 "kep-rg: node t:o has 65536 fanins, more than the 65535 that a node can have");
+                 "kep-rg: m.json: node t:o has 65536 fanins, more than the 65535 that a node can have");
 }
 
 TEST_F(NothingSilent, TooManyLevelsAndOccurrencesAreToldByNumber) {

@@ -34,6 +34,7 @@ bool build_command(const BUILD_OPTIONS& options) {
   get_waived_kinds(asked.m_waive); // a wrong id is told before anything is read
   if (!is_verified && !asked.m_waive.empty())
     throw std::runtime_error("build: --waive needs --check or --trace");
+  if (is_verified) keep_stats_off_standard_output(device);
   if (options.m_dump == ATOMIC_FILE::STANDARD_OUTPUT)
     throw std::runtime_error("standard output: can't be written: a dump is two files in a folder");
   std::vector<std::string> files = get_outputs(options);
@@ -52,10 +53,8 @@ bool build_command(const BUILD_OPTIONS& options) {
     const LIBRARY_REPORT report(device.shows_report());
     write_wire_paths(db.get(), options.m_wire_paths);
   }
-  if (!is_verified) {
-    write_stats(*db, device, stats);
-    if (!device.m_stats.empty()) files.push_back(device.m_stats);
-  }
+  if (!is_verified) write_stats(*db, device, stats);
+  if (!device.m_stats.empty()) files.push_back(device.m_stats); // after the checks, which it has, too
   print_summary(*db, device, stats, files);
   if (!is_verified) return true;
 

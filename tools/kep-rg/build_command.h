@@ -14,6 +14,6 @@ struct BUILD_OPTIONS {
 };
 
 /// Reads a device, builds its routing graph, checks it and writes what was asked for. False when a check made
-/// a finding; the files are written all the same. Input that cannot be used is told by an exception of the
+/// a finding; the files are written all the same. Input that can't be used is told by an exception of the
 /// library that found it out, or by std::runtime_error; files appear only when they are complete.
 bool build_command(const BUILD_OPTIONS& options);

@@ -7,6 +7,7 @@
 #include <memory>
 
 bool check_command(const CHECK_OPTIONS& options) {
+  keep_stats_off_standard_output(options.m_device);
   check_outputs(options.m_device);
   get_waived_kinds(options.m_verification.m_waive); // a wrong id is told before anything is read
   BUILD_STATS stats;

@@ -69,6 +69,7 @@ void print_fanouts(const KEP_ROUTING::NODE& from, KEP_RG_DBG_FANOUTS& fanouts) {
 
 void debug_command(const DEBUG_OPTIONS& options) {
   const bool draws = options.m_log == DRAW;
+  keep_stats_off_standard_output(options.m_device);
   check_outputs(options.m_device, {draws ? std::string() : options.m_log});
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);

@@ -1,14 +1,15 @@
-#include "describe.h"
+#include "tools/kep-rg/describe.h"
 
-#include "atomic_file.h"
-#include "describe_arcs.h"
-#include "describe_headers.h"
-#include "describe_pattern.h"
-#include "interrupts.h"
+#include "kep_io/kep_io_error.h"
 #include "kep_io/kep_io_file.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_report/kep_report.h"
-#include "load_device.h"
+#include "tools/kep-rg/atomic_file.h"
+#include "tools/kep-rg/describe_arcs.h"
+#include "tools/kep-rg/describe_headers.h"
+#include "tools/kep-rg/describe_pattern.h"
+#include "tools/kep-rg/interrupts.h"
+#include "tools/kep-rg/load_device.h"
 
 #include <fmt/format.h>
 
@@ -21,7 +22,7 @@ std::unique_ptr<KEP_DB> read_model(const simdjson::padded_string& text, const st
   std::vector<std::string> warnings;
   std::unique_ptr<KEP_DB> db = kep_read_model_text(text, file, &warnings);
   for (const std::string& line : warnings)
-    KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << line << std::endl;
+    warn(line);
   return db;
 }
 
@@ -29,13 +30,14 @@ std::string count(std::uint64_t number, const char* what) {
   return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
 }
 
-void tell(const MUX_PATTERN& pattern, const MUX_FINDINGS& findings, std::uint64_t num_cells) {
-  std::cout << fmt::format("{}: {} with {}, {}", pattern.m_text, count(findings.m_modules.size(), "module"),
-                           count(num_cells, "cell"), count(findings.m_num_arcs, "arc"));
+void tell(const MUX_PATTERN& pattern, const MUX_FINDINGS& findings, std::uint64_t num_cells,
+          std::ostream& out) {
+  out << fmt::format("{}: {} with {}, {}", pattern.m_text, count(findings.m_modules.size(), "module"),
+                     count(num_cells, "cell"), count(findings.m_num_arcs, "arc"));
   if (const std::uint64_t number = findings.m_num_without_ports; number != 0)
-    std::cout << (number == 1 ? "; 1 more module fits the pattern, but lacks the ports"
-                              : fmt::format("; {} more modules fit the pattern, but lack the ports", number));
-  std::cout << std::endl;
+    out << (number == 1 ? "; 1 more module fits the pattern, but lacks the ports"
+                        : fmt::format("; {} more modules fit the pattern, but lack the ports", number));
+  out << std::endl;
 }
 
 } // namespace
@@ -50,9 +52,10 @@ void describe(const DESCRIBE_OPTIONS& options) {
   ATOMIC_FILE new_model(options.m_new_model);
   ATOMIC_FILE routing(options.m_routing);
 
+  const std::string file = kep_get_file_name(options.m_model);
   const simdjson::padded_string text = kep_read_whole_file(options.m_model, simdjson::SIMDJSON_MAXSIZE_BYTES);
-  const std::unique_ptr<KEP_DB> db = read_model(text, options.m_model);
-  DESCRIBE_ARCS arcs(*db, options.m_model);
+  const std::unique_ptr<KEP_DB> db = read_model(text, file);
+  DESCRIBE_ARCS arcs(*db, file);
   std::vector<MUX_FINDINGS> findings;
   std::unordered_map<std::string_view, std::uint64_t> num_cells;
   for (const MUX_PATTERN& pattern : patterns) {
@@ -70,10 +73,11 @@ void describe(const DESCRIBE_OPTIONS& options) {
     routing.commit();
   }
 
+  const bool is_output_taken = options.m_new_model == "-" || options.m_routing == "-";
   for (std::size_t i = 0; i != patterns.size(); ++i) {
     std::uint64_t count = 0;
     for (const KEP_MODULE* module : findings[i].m_modules)
       count += num_cells[module->get_key()];
-    tell(patterns[i], findings[i], count);
+    tell(patterns[i], findings[i], count, is_output_taken ? std::cerr : std::cout);
   }
 }

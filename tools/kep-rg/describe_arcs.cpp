@@ -1,9 +1,9 @@
-#include "describe_arcs.h"
+#include "tools/kep-rg/describe_arcs.h"
 
-#include "closest_names.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_json_text.h"
 #include "kep_report/kep_report.h"
+#include "tools/kep-rg/closest_names.h"
 
 #include <fmt/format.h>
 

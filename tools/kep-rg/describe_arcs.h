@@ -1,7 +1,7 @@
 #pragma once
 
-#include "describe_pattern.h"
 #include "kep/kep_db.h"
+#include "tools/kep-rg/describe_pattern.h"
 
 #include <cstdint>
 #include <set>

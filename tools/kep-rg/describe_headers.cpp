@@ -1,4 +1,4 @@
-#include "describe_headers.h"
+#include "tools/kep-rg/describe_headers.h"
 
 #include <cctype>
 #include <string_view>

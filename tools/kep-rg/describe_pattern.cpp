@@ -1,4 +1,4 @@
-#include "describe_pattern.h"
+#include "tools/kep-rg/describe_pattern.h"
 
 #include <fmt/format.h>
 

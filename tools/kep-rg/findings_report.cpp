@@ -41,13 +41,9 @@ void FINDINGS_REPORT::add(KIND kind, std::uint64_t num, std::size_t num_kept,
   m_num[static_cast<std::size_t>(kind)] += num;
   if (num == 0) return;
   m_out << get_id(kind) << ": " << KEP_REPORT::group_digits(num) << '\n';
-  const std::size_t num_shown = std::min(num_kept, m_max_shown);
-  for (std::size_t i = 0; i != num_shown; ++i)
+  for (std::size_t i = 0; i != num_kept; ++i)
     m_out << "  " << get_text(i) << '\n';
-  if (num_shown != num)
-    m_out << (num_shown == 0 ? "  all by name: --verbose"
-                             : "  and " + KEP_REPORT::group_digits(num - num_shown) + " more")
-          << '\n';
+  if (num_kept != num) m_out << "  and " << KEP_REPORT::group_digits(num - num_kept) << " more\n";
 }
 
 void FINDINGS_REPORT::add(const KEP_ROUTING::GRAPH& graph, const KEP_RG_FINDINGS& findings) {
@@ -70,6 +66,7 @@ std::string FINDINGS_REPORT::get_summary(SUBJECT subject) const {
   for (std::size_t i = 0; i != m_num.size(); ++i) {
     const auto kind = static_cast<KIND>(i);
     if (m_num[i] == 0 || kep_rg_get_subject(kind) != subject) continue;
+    if (kind == KIND::NO_NODE) continue; // the verdict says so in words of its own
     text += (text.empty() ? "" : ", ") + KEP_REPORT::group_digits(m_num[i]) + " " + get_id(kind);
   }
   return text;

@@ -19,9 +19,11 @@ std::array<SLOT, 8> g_slots;
 std::atomic<bool> g_line_is_drawn = false;
 std::atomic<int> g_num_delays = 0;
 std::atomic<int> g_signal = 0; // that came and is to end the process
+std::atomic<bool> g_is_ending = false;
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 
 void end_by(int signal) {
+  g_is_ending = true;
   for (const SLOT& slot : g_slots)
     if (slot.m_is_used) ::unlink(slot.m_path);
   constexpr char ERASE[] = "\r\033[K";
@@ -79,4 +81,8 @@ void keep_on_interrupt(const std::string& path) {
 
 void erase_line_on_interrupt(bool is_drawn) {
   g_line_is_drawn = is_drawn;
+}
+
+bool is_ended_by_interrupt() {
+  return g_is_ending;
 }

@@ -26,3 +26,5 @@ void keep_on_interrupt(const std::string& path);
 
 /// Says whether a line stands on the terminal of standard error that is to be erased.
 void erase_line_on_interrupt(bool is_drawn);
+/// Such a signal is about to end the process, and has erased the line: none is to be drawn any more.
+bool is_ended_by_interrupt();

@@ -8,16 +8,18 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
+#include "tools/kep-rg/atomic_file.h"
 #include "tools/kep-rg/check_files.h"
 #include "tools/kep-rg/quiet.h"
 
 #include <ostream>
+#include <stdexcept>
+
+void warn(const std::string& line) {
+  KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << KEP_IO_ERROR(line).what() << std::endl;
+}
 
 namespace {
-
-void warn(const std::string& text) {
-  KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << KEP_IO_ERROR(text).what() << std::endl;
-}
 
 /// Every file into one table; a port that names nothing is told, and the rest is used.
 void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
@@ -27,6 +29,23 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
       warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" +
            fault.m_text + "\"");
+}
+
+/// std::runtime_error, with the place in the device, for a device on which no graph can be built; one on
+/// which no node stands is a warning that says what is missing.
+void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
+  const std::string refusal = build.find_refusal();
+  if (!refusal.empty()) throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + refusal);
+  try {
+    build.build();
+  } catch (const KEP_DB_ERROR& error) { // more than a graph can hold
+    throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + error.what());
+  }
+  const std::string missing = build.explain_no_nodes();
+  if (!missing.empty())
+    warn(kep_get_file_name(options.m_model) + ": no port of a cell became a node: " +
+         (options.m_routing.empty() ? "no routing description is given" : missing) +
+         " (docs/model.md says what makes a node)");
 }
 
 } // namespace
@@ -39,7 +58,7 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
     std::vector<std::string> warnings;
     std::unique_ptr<KEP_DB> model = kep_read_model(options.m_model, &warnings);
     for (const std::string& line : warnings)
-      KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << line << std::endl;
+      warn(line);
     return model;
   }();
   {
@@ -55,17 +74,6 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
     read_redundancy(db.get(), options);
   }
   return db;
-}
-
-void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
-  const std::string refusal = build.find_refusal();
-  if (!refusal.empty()) throw std::runtime_error(options.m_model + ": " + refusal);
-  build.build();
-  const std::string missing = build.explain_no_nodes();
-  if (!missing.empty())
-    warn(options.m_model + ": no port of a cell became a node: " +
-         (options.m_routing.empty() ? "no routing description is given" : missing) +
-         " (docs/model.md says what makes a node)");
 }
 
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
@@ -96,6 +104,12 @@ void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outpu
   inputs.insert(inputs.end(), options.m_redundancy.begin(), options.m_redundancy.end());
   outputs.push_back(options.m_stats);
   check_files(inputs, outputs, made_folder);
+}
+
+void keep_stats_off_standard_output(const DEVICE_OPTIONS& options) {
+  if (options.m_stats == ATOMIC_FILE::STANDARD_OUTPUT)
+    throw std::runtime_error(
+        "standard output: can't be written: it takes the answer of the command, and no statistics");
 }
 
 void write_stats(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats) {

@@ -28,7 +28,6 @@
 #include <limits>
 #include <new>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -44,14 +43,7 @@ enum EXIT_STATUS { CLEAN = 0, FINDING = 1, BAD_INPUT = 2, INTERNAL_FAILURE = 3 }
 
 constexpr const char* VERSION = "kep-rg " KEP_RG_VERSION;
 
-/// Without the place in the source that exceptions of the library tell.
-std::string without_source_place(const std::string& text) {
-  static const std::regex PLACE(" from function [^ ]+ in [^ ]+@[0-9]+$");
-  return std::regex_replace(text, PLACE, "");
-}
-
-int tell(EXIT_STATUS status, const std::string& text) {
-  std::string line = without_source_place(text);
+int tell(EXIT_STATUS status, std::string line) {
   while (!line.empty() && line.back() == '\n')
     line.pop_back();
   std::cout << std::flush;
@@ -124,7 +116,7 @@ void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
 void add_verification(CLI::App& command, VERIFICATION& asked) {
   command.add_flag("--trace", asked.m_trace,
                    "Trace every edge through the model, too, and verify the trace. Traces of sound edges may "
-                   "fail where flyovers lead over spare rows; edges at boundary nodes have none");
+                   "fail (docs/verification.md says where); edges at boundary nodes have none");
   command
       .add_option(
           "--waive", asked.m_waive,
@@ -325,7 +317,7 @@ int run_and_tell(int argc, char** argv) {
   } catch (const KEP_REPORT_ASSERTION_FAILURE&) { // told already
     return INTERNAL_FAILURE;
   } catch (const KEP_EXCEPTION& error) {
-    return tell(BAD_INPUT, error.what());
+    return tell(BAD_INPUT, kep_rg_get_reason(error));
   } catch (const std::bad_alloc&) {
     return tell(INTERNAL_FAILURE, "out of memory");
   } catch (const std::runtime_error& error) { // input that a reader, a writer or the database refused

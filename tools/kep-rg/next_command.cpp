@@ -112,6 +112,7 @@ std::string WAY::get_reason(const KEP_DB& db) const {
 } // namespace
 
 bool next_command(const NEXT_OPTIONS& options) {
+  keep_stats_off_standard_output(options.m_device);
   check_outputs(options.m_device);
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);

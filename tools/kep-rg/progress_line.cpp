@@ -44,6 +44,7 @@ std::string format_seconds(double seconds) {
 
 PROGRESS_LINE::PROGRESS_LINE(int file) : m_file(file), m_is_drawn_at_all(can_erase_lines(file)) {
   if (!m_is_drawn_at_all) return;
+  m_thread = std::thread([this] { keep_drawing(); }); // may fail, when nothing is to be taken back yet
   for (std::size_t i = 0; i != m_sinks.size(); ++i) {
     const auto stream = static_cast<KEP_REPORT::STREAM>(i);
     m_sinks[i] = KEP_REPORT::set_sink(stream, {});
@@ -57,7 +58,6 @@ PROGRESS_LINE::PROGRESS_LINE(int file) : m_file(file), m_is_drawn_at_all(can_era
   }
   KEP_REPORT::set_progress_watcher([this](const KEP_REPORT_PROGRESS& progress,
                                           KEP_REPORT::PROGRESS_EVENT event) { watch(progress, event); });
-  m_thread = std::thread([this] { keep_drawing(); });
 }
 
 PROGRESS_LINE::~PROGRESS_LINE() {
@@ -91,7 +91,7 @@ void PROGRESS_LINE::keep_drawing() {
 }
 
 void PROGRESS_LINE::draw() {
-  if (m_phases.empty()) return;
+  if (m_phases.empty() || is_ended_by_interrupt()) return;
   const PHASE& phase = m_phases.back();
   const CLOCK::duration elapsed = CLOCK::now() - phase.m_begin;
   if (elapsed < SHOW_AFTER) return;

@@ -96,6 +96,7 @@ private:
 } // namespace
 
 bool trace_command(const TRACE_OPTIONS& options) {
+  keep_stats_off_standard_output(options.m_device);
   check_outputs(options.m_device);
   BUILD_STATS stats;
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);

@@ -58,6 +58,7 @@ void run_post_checks(const KEP_ROUTING::GRAPH& graph, const DEVICE_OPTIONS& devi
   else if (device.m_report || device.m_verbose)
     out << "The number of redundant edges is not judged: there are none, and no redundancy data\n";
   report.add(graph, unreachable);
+  report.add(graph, kep_rg_find_no_node(graph));
 }
 
 void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDINGS_REPORT& report,
@@ -66,8 +67,9 @@ void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, F
   const TRACE_TALLY tally = trace_all_edges(db, device.m_num_threads, report.get_max_shown());
   if (!device.m_quiet)
     out << get_text(tally)
-        << "\nTraces of sound edges may fail: flyovers over spare rows are neither nets nor arcs; edges at "
-           "boundary nodes have no trace, which is no finding (docs/verification.md)\n";
+        << "\nTraces of sound edges may fail: a trace knows nets and arcs alone, so it may miss the way over "
+           "a spare "
+           "row, around a BLC or from an inserted input (docs/verification.md)\n";
   for (const KEP_RG_FINDINGS& findings : tally.m_findings)
     report.add(*db.get_routing_template_graph(), findings);
 }
