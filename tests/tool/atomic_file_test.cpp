@@ -132,6 +132,15 @@ TEST_P(AtomicFile, KeepsALinkALink) {
   EXPECT_EQ(files().size(), 2U);
 }
 
+TEST_P(AtomicFile, MakesTheFileThatALinkNames) {
+  ASSERT_EQ(symlink("next", path("link").c_str()), 0);
+  ASSERT_EQ(symlink(path("file").c_str(), path("next").c_str()), 0);
+  replace(path("link"), "new");
+  EXPECT_TRUE(std::filesystem::is_symlink(path("link")));
+  EXPECT_TRUE(std::filesystem::is_symlink(path("next")));
+  EXPECT_EQ(read("file"), "new");
+}
+
 TEST_P(AtomicFile, TellsAtOnceWhyItCannotBeWritten) {
   write("file", "");
   std::filesystem::create_directory(path("folder"));

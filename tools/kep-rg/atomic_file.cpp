@@ -22,9 +22,15 @@ constexpr mode_t PERMISSIONS = 0666; // less what the user's mask takes away
 
 /// Where the text really goes: a link keeps being a link, and its target is replaced.
 fs::path resolve(const std::string& path) {
+  constexpr int MAX_LINKS = 40; // as the system has it
+  fs::path target = path;
   std::error_code error;
-  const fs::path target = fs::is_symlink(path, error) ? fs::weakly_canonical(path, error) : fs::path(path);
-  return error ? fs::path(path) : target;
+  for (int i = 0; i != MAX_LINKS && fs::is_symlink(target, error); ++i) {
+    const fs::path next = fs::read_symlink(target, error);
+    if (error) return path;
+    target = target.parent_path() / next; // an absolute one stays as it is
+  }
+  return target;
 }
 
 fs::path get_folder(const fs::path& path) {
