@@ -102,8 +102,9 @@ void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
       ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->capture_default_str();
   command
-      .add_option("--stats", options.m_stats,
-                  "Write counters, times and sizes as JSON; - for standard output")
+      .add_option(
+          "--stats", options.m_stats,
+          "Write counters, times and sizes as JSON; - for standard output, where nothing else goes there")
       ->type_name("FILE.json")
       ->check(NOT_EMPTY);
   command.add_flag("--report", options.m_report, "Print the report lines of the library");
