@@ -9,7 +9,7 @@ namespace KEP_REPORT {
 inline std::string group_digits(std::uint64_t number) {
   std::string text = std::to_string(number);
   for (std::size_t i = text.size(); i > 3; i -= 3)
-    text.insert(i - 3, ",");
+    text.insert(i - 3, 1, ',');
   return text;
 }
 
