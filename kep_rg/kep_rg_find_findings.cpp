@@ -21,7 +21,8 @@ namespace {
 /// Calls `look(node, place, findings)` for each node, on any thread, and puts together what was found range
 /// by range: the same for any number of threads.
 template <class LOOK>
-KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, KIND kind, std::size_t max_kept, const LOOK& look) {
+KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, KIND kind, std::size_t max_kept,
+                              KEP_REPORT_PROGRESS* progress, const LOOK& look) {
   constexpr unsigned GRAIN = 10000;
   std::mutex mutex;
   std::vector<std::pair<std::uint32_t, KEP_RG_FINDINGS>> parts; // those with findings, by their first node
@@ -35,6 +36,7 @@ KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, KIND kind, std::size_t max_kep
       KEP_RG_FINDINGS part{kind, 0, {}};
       for (const NODE& node : range)
         look(node, place++, part);
+      if (progress) progress->add(place - first);
       if (part.m_num != 0) {
         const std::lock_guard<std::mutex> lock(mutex);
         parts.emplace_back(first, std::move(part));
@@ -70,16 +72,18 @@ void find_doubled_edges(const NODE& node, std::uint32_t place, std::size_t max_k
 
 } // namespace
 
-KEP_RG_FINDINGS kep_rg_find_hipi_order(const GRAPH& graph, std::size_t max_kept) {
-  return look_at_nodes(graph, KIND::HIPI_ORDER, max_kept,
+KEP_RG_FINDINGS kep_rg_find_hipi_order(const GRAPH& graph, std::size_t max_kept,
+                                       KEP_REPORT_PROGRESS* progress) {
+  return look_at_nodes(graph, KIND::HIPI_ORDER, max_kept, progress,
                        [max_kept](const NODE& node, std::uint32_t place, KEP_RG_FINDINGS& found) {
                          if (KEP_RG_RULES::check_hipi(node) != KEP_RG_RULES::HIPI::HOLDS)
                            found.add({place, 0}, max_kept);
                        });
 }
 
-KEP_RG_FINDINGS kep_rg_find_doubled_edges(const GRAPH& graph, std::size_t max_kept) {
-  return look_at_nodes(graph, KIND::DOUBLED_EDGE, max_kept,
+KEP_RG_FINDINGS kep_rg_find_doubled_edges(const GRAPH& graph, std::size_t max_kept,
+                                          KEP_REPORT_PROGRESS* progress) {
+  return look_at_nodes(graph, KIND::DOUBLED_EDGE, max_kept, progress,
                        [max_kept](const NODE& node, std::uint32_t place, KEP_RG_FINDINGS& found) {
                          find_doubled_edges(node, place, max_kept, found);
                        });
@@ -98,13 +102,15 @@ KEP_RG_FINDINGS kep_rg_find_no_node(const GRAPH& graph) {
   return found;
 }
 
-KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const GRAPH& graph, std::size_t max_kept) {
+KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const GRAPH& graph, std::size_t max_kept,
+                                              KEP_REPORT_PROGRESS* progress) {
   KEP_RG_REACHABILITY reachability(graph);
   reachability.mark_input_nodes();
-  reachability.walk();
+  const std::uint32_t num_told = reachability.walk(progress);
   KEP_RG_FINDINGS found{KIND::UNREACHABLE_NODE, 0, {}};
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
   for (std::uint32_t place = 0; place != num_nodes; ++place)
     if (reachability.is_unreachable(place)) found.add({place, 0}, max_kept);
+  if (progress) progress->add(num_nodes - num_told);
   return found;
 }

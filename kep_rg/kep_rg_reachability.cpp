@@ -49,15 +49,19 @@ std::uint32_t KEP_RG_REACHABILITY::mark_input_nodes() {
   return num_inputs;
 }
 
-void KEP_RG_REACHABILITY::walk() {
+std::uint32_t KEP_RG_REACHABILITY::walk(KEP_REPORT_PROGRESS* progress) {
+  constexpr std::uint32_t NODES_PER_STEP = 100000;
   std::vector<std::uint32_t> fanouts;
   std::uint32_t near = 0;
+  std::uint32_t num_walked = 0;
   for (std::uint32_t place = 0; m_work_list.take(place);) {
+    if (++num_walked % NODES_PER_STEP == 0 && progress) progress->add(NODES_PER_STEP);
     fanouts.clear();
     m_graph.append_real_fanouts(place, near, fanouts);
     for (const std::uint32_t fanout : fanouts)
       reach(fanout);
   }
+  return progress ? num_walked - num_walked % NODES_PER_STEP : 0;
 }
 
 bool KEP_RG_REACHABILITY::is_unreachable(std::uint32_t place) const {

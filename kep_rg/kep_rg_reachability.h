@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_routing_graph.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_pending_places.h"
 
 #include <cstdint>
@@ -17,8 +18,9 @@ public:
 
   /// First this; gives the number of input nodes.
   std::uint32_t mark_input_nodes();
-  /// Then this marks all that they reach.
-  void walk();
+  /// Then this marks all that they reach. It adds nodes to the progress, if one is given, and gives their
+  /// number.
+  std::uint32_t walk(KEP_REPORT_PROGRESS* progress = nullptr);
   /// The node at that place isn't reached and should be: it has edges, and lies in no BLC and in no module
   /// that is also described as one, which are none of the ordinary routing.
   bool is_unreachable(std::uint32_t place) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_routing_graph.h"
+#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_export.h"
 #include "kep_rg/kep_rg_proof.h"
 #include "kep_rg/kep_rg_trace_edge.h"
@@ -82,17 +83,19 @@ struct KEP_RG_FINDINGS {
 /// The rules of KEP_RG_POST_CHECKS, but every finding is counted, nothing is printed or asserted, and a graph
 /// with edges to nowhere does no harm. Each takes time that goes with nodes and edges and, but for the walk
 /// from the input nodes, runs on all threads of the arena; two of them may run at a time. No more than so
-/// many findings are kept.
-KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_hipi_order(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept);
+/// many findings are kept. Those that look at all nodes add their number to the progress, if one is given.
+KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_hipi_order(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept,
+                                                     KEP_REPORT_PROGRESS* progress = nullptr);
 /// One finding for each node and fanout.
-KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_doubled_edges(const KEP_ROUTING::GRAPH& graph,
-                                                        std::size_t max_kept);
+KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_doubled_edges(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept,
+                                                        KEP_REPORT_PROGRESS* progress = nullptr);
 /// At most one, about the graph as a whole.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_few_redundant_edges(const KEP_ROUTING::GRAPH& graph);
 /// One in a graph without nodes, in which there is nothing to check.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_no_node(const KEP_ROUTING::GRAPH& graph);
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const KEP_ROUTING::GRAPH& graph,
-                                                            std::size_t max_kept);
+                                                            std::size_t max_kept,
+                                                            KEP_REPORT_PROGRESS* progress = nullptr);
 
 /// A finding of a post check or of a trace, from one of the places that were kept.
 KEP_RG_EXPORT KEP_RG_FINDING kep_rg_get_finding(const KEP_ROUTING::GRAPH& graph, KEP_RG_FINDING_KIND kind,

@@ -15,7 +15,7 @@
 namespace {
 
 using test_model::EDITED_GRAPH;
-using FIND = KEP_RG_FINDINGS (*)(const KEP_ROUTING::GRAPH&, std::size_t);
+using FIND = KEP_RG_FINDINGS (*)(const KEP_ROUTING::GRAPH&, std::size_t, KEP_REPORT_PROGRESS*);
 
 constexpr std::size_t NUM_ROWS = 250;
 constexpr std::size_t NUM_MUXES = 120; // in a row
@@ -56,13 +56,15 @@ protected:
 
 TEST_F(FindingsThreadsTest, AreTheSameForAnyNumberOfThreads) {
   for (const FIND find : {kep_rg_find_hipi_order, kep_rg_find_doubled_edges, kep_rg_find_unreachable_nodes}) {
-    const KEP_RG_FINDINGS all = tbb::task_arena(1, 1).execute([&] { return find(graph(), 1000000); });
+    const KEP_RG_FINDINGS all =
+        tbb::task_arena(1, 1).execute([&] { return find(graph(), 1000000, nullptr); });
     EXPECT_GT(all.m_num, 1000U);
     EXPECT_EQ(all.m_num, all.m_first.size());
     EXPECT_TRUE(std::is_sorted(all.m_first.begin(), all.m_first.end()));
     for (const int threads : {2, 5})
       for (const std::size_t max : {std::size_t{20}, std::size_t{700}, std::size_t{1000000}}) {
-        const KEP_RG_FINDINGS some = tbb::task_arena(threads, 1).execute([&] { return find(graph(), max); });
+        const KEP_RG_FINDINGS some =
+            tbb::task_arena(threads, 1).execute([&] { return find(graph(), max, nullptr); });
         EXPECT_EQ(some.m_num, all.m_num);
         ASSERT_EQ(some.m_first.size(), std::min(max, all.m_first.size()));
         EXPECT_TRUE(std::equal(some.m_first.begin(), some.m_first.end(), all.m_first.begin()));

@@ -41,15 +41,16 @@ void prove(KEP_DB* db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDING
 void run_post_checks(const KEP_ROUTING::GRAPH& graph, const DEVICE_OPTIONS& device, BUILD_STATS& stats,
                      FINDINGS_REPORT& report, std::ostream& out) {
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "check");
-  const KEP_REPORT_PROGRESS progress("checks");
+  constexpr unsigned NUM_PASSES = 3;
+  KEP_REPORT_PROGRESS progress("checks", NUM_PASSES * graph.get_num_nodes());
   const std::size_t max = report.get_max_shown();
   KEP_RG_FINDINGS hipi_order;
   KEP_RG_FINDINGS doubled;
   KEP_RG_FINDINGS unreachable;
   tbb::task_arena(device.m_num_threads, 1).execute([&] {
-    tbb::parallel_invoke([&] { unreachable = kep_rg_find_unreachable_nodes(graph, max); },
-                         [&] { hipi_order = kep_rg_find_hipi_order(graph, max); },
-                         [&] { doubled = kep_rg_find_doubled_edges(graph, max); });
+    tbb::parallel_invoke([&] { unreachable = kep_rg_find_unreachable_nodes(graph, max, &progress); },
+                         [&] { hipi_order = kep_rg_find_hipi_order(graph, max, &progress); },
+                         [&] { doubled = kep_rg_find_doubled_edges(graph, max, &progress); });
   });
   report.add(graph, hipi_order);
   report.add(graph, doubled);
