@@ -5,6 +5,8 @@
 
 #include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
 bool check_command(const CHECK_OPTIONS& options) {
   keep_stats_off_standard_output(options.m_device);
@@ -16,7 +18,10 @@ bool check_command(const CHECK_OPTIONS& options) {
   build_options.m_report = options.m_device.shows_report();
   build_options.m_verbose = false; // what is to be listed are findings
   build_graph(db.get(), build_options, stats);
-  print_summary(*db, options.m_device, stats, {});
+  std::vector<std::string> files;
+  if (!options.m_device.m_stats.empty())
+    files.push_back(options.m_device.m_stats); // with what the checks take
+  print_summary(*db, options.m_device, stats, files);
   VERIFICATION asked = options.m_verification;
   asked.m_check = true;
   const bool clean = verify_graph(db.get(), options.m_device, asked, stats, std::cout);

@@ -3,7 +3,6 @@
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_io_file.h"
 #include "kep_io/kep_model_reader.h"
-#include "kep_report/kep_report.h"
 #include "tools/kep-rg/atomic_file.h"
 #include "tools/kep-rg/describe_arcs.h"
 #include "tools/kep-rg/describe_headers.h"
@@ -15,6 +14,7 @@
 
 #include <iostream>
 #include <memory>
+#include <unordered_map>
 
 namespace {
 
@@ -73,7 +73,8 @@ void describe(const DESCRIBE_OPTIONS& options) {
     routing.commit();
   }
 
-  const bool is_output_taken = options.m_new_model == "-" || options.m_routing == "-";
+  const bool is_output_taken = options.m_new_model == ATOMIC_FILE::STANDARD_OUTPUT ||
+                               options.m_routing == ATOMIC_FILE::STANDARD_OUTPUT;
   for (std::size_t i = 0; i != patterns.size(); ++i) {
     std::uint64_t count = 0;
     for (const KEP_MODULE* module : findings[i].m_modules)

@@ -10,7 +10,6 @@
 #include <tbb/parallel_invoke.h>
 #include <tbb/task_arena.h>
 
-#include <algorithm>
 #include <limits>
 #include <vector>
 
@@ -69,8 +68,8 @@ void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, F
   if (!device.m_quiet)
     out << get_text(tally)
         << "\nTraces of sound edges may fail: a trace knows nets and arcs alone, so it may miss the way over "
-           "a spare "
-           "row, around a BLC or from an inserted input (docs/verification.md)\n";
+           "a "
+           "spare row, around a BLC or from an inserted input (docs/verification.md)\n";
   for (const KEP_RG_FINDINGS& findings : tally.m_findings)
     report.add(*db.get_routing_template_graph(), findings);
 }
