@@ -11,7 +11,7 @@
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
 #include "kep_rg/kep_rg_post_checks.h"
-#include "tools/kep-rg/generate.h"
+#include "tools/kep-rg/generate/generate.h"
 
 #include <benchmark/benchmark.h>
 

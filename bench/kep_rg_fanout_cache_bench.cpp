@@ -13,7 +13,7 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "tests/support/build_access.h"
-#include "tools/kep-rg/generate.h"
+#include "tools/kep-rg/generate/generate.h"
 
 #include <benchmark/benchmark.h>
 

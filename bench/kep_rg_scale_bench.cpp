@@ -12,9 +12,9 @@
 
 #include "kep/kep_db.h"
 #include "kep_report/kep_report_capture.h"
-#include "tools/kep-rg/generate.h"
-#include "tools/kep-rg/import_icebox.h"
-#include "tools/kep-rg/load_device.h"
+#include "tools/kep-rg/device/load_device.h"
+#include "tools/kep-rg/generate/generate.h"
+#include "tools/kep-rg/import_icebox/import_icebox.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

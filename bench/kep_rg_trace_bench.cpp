@@ -8,7 +8,7 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_trace_edge.h"
-#include "tools/kep-rg/generate.h"
+#include "tools/kep-rg/generate/generate.h"
 
 #include <benchmark/benchmark.h>
 

@@ -2,12 +2,12 @@
 
 #include "kep_report/kep_report_profiler.h"
 #include "kep_report/kep_report_progress.h"
+#include "kep_rg/common/kep_rg_format.h"
+#include "kep_rg/common/kep_rg_report.h"
+#include "kep_rg/edges/kep_rg_process_node.h"
 #include "kep_rg/kep_rg_exception.h"
-#include "kep_rg/kep_rg_format.h"
-#include "kep_rg/kep_rg_mux_outputs.h"
 #include "kep_rg/kep_rg_phase_clock.h"
-#include "kep_rg/kep_rg_process_node.h"
-#include "kep_rg/kep_rg_report.h"
+#include "kep_rg/nodes/kep_rg_mux_outputs.h"
 
 #include <iostream>
 

@@ -3,9 +3,9 @@
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report_assert.h"
+#include "kep_rg/common/kep_rg_report.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/kep_rg_relative_paths.h"
-#include "kep_rg/kep_rg_report.h"
 
 #include <fmt/format.h>
 

@@ -1,12 +1,12 @@
 #include "kep_rg/kep_rg_parse_redundancy.h"
 
+#include "kep/common/kep_tsan.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_profiler.h"
 #include "kep_rg/kep_rg_exception.h"
-#include "kep_rg/kep_rg_redundancy_fixup_tables.h"
-#include "kep_rg/kep_rg_redundancy_tokens.h"
-#include "kep_rg/kep_rg_tsan.h"
+#include "kep_rg/redundancy/kep_rg_redundancy_fixup_tables.h"
+#include "kep_rg/redundancy/kep_rg_redundancy_tokens.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -58,13 +58,13 @@ class APPLY_PARSE_RELATIVE_PORTS {
 public:
   explicit APPLY_PARSE_RELATIVE_PORTS(KEP_RG_PARSE_RELATIVE_PORTS_STATE* state) : m_state(state) {}
   void operator()(const tbb::blocked_range<std::size_t>& lines) const {
-    KEP_RG_TSAN::begin_body();
+    KEP_TSAN::begin_body();
     for (std::size_t i = lines.begin(); i != lines.end(); ++i)
       m_state->m_parsed[i] = m_state->m_relative_ports[i].parse(m_state->m_module, m_state->m_tokens[i],
                                                                 *m_state->m_view_type_rank, nullptr)
                                  ? 1
                                  : 0;
-    KEP_RG_TSAN::end_body();
+    KEP_TSAN::end_body();
   }
 
 private:
@@ -75,9 +75,9 @@ template <class BODY>
 void run_loop(std::size_t size, std::size_t grain, const BODY& body) {
   if (size == 0) return;
   tbb::task_group_context context;
-  KEP_RG_TSAN::before_loop();
+  KEP_TSAN::before_loop();
   tbb::parallel_for(tbb::blocked_range<std::size_t>(0, size, grain), body, tbb::auto_partitioner(), context);
-  KEP_RG_TSAN::after_loop();
+  KEP_TSAN::after_loop();
 }
 
 /// Splits the pairs behind the module's name, chunk by chunk. A token belongs to the chunk in which it
@@ -88,10 +88,10 @@ public:
   explicit PAIRS(std::string_view text)
       : m_text(text), m_tokens_before((text.size() + CHUNK - 1) / CHUNK + 1) {
     run_loop(get_num_chunks(), 1, [this](const tbb::blocked_range<std::size_t>& chunks) {
-      KEP_RG_TSAN::begin_body();
+      KEP_TSAN::begin_body();
       for (std::size_t i = chunks.begin(); i != chunks.end(); ++i)
         m_tokens_before[i + 1] = KEP_RG_REDUNDANCY_TOKENS::count(m_text, i * CHUNK, get_end(i));
-      KEP_RG_TSAN::end_body();
+      KEP_TSAN::end_body();
     });
     std::partial_sum(m_tokens_before.begin(), m_tokens_before.end(), m_tokens_before.begin());
   }
@@ -101,13 +101,13 @@ public:
   /// Stores the second token of each pair; there is room for all.
   void get_second(std::vector<std::string_view>& seconds) const {
     run_loop(get_num_chunks(), 1, [&](const tbb::blocked_range<std::size_t>& chunks) {
-      KEP_RG_TSAN::begin_body();
+      KEP_TSAN::begin_body();
       for (std::size_t i = chunks.begin(); i != chunks.end(); ++i) {
         KEP_RG_REDUNDANCY_TOKENS tokens(m_text, i * CHUNK);
         for (std::size_t token = m_tokens_before[i]; token != m_tokens_before[i + 1]; ++token, tokens.next())
           if (token % 2 == 1) seconds[token / 2] = tokens.get();
       }
-      KEP_RG_TSAN::end_body();
+      KEP_TSAN::end_body();
     });
   }
 

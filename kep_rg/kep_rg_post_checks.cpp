@@ -1,12 +1,12 @@
 #include "kep_rg/kep_rg_post_checks.h"
 
+#include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
-#include "kep_rg/kep_rg_connectivity_check.h"
-#include "kep_rg/kep_rg_format.h"
-#include "kep_rg/kep_rg_report.h"
-#include "kep_rg/kep_rg_rules.h"
-#include "kep_rg/kep_rg_tsan.h"
+#include "kep_rg/checks/kep_rg_connectivity_check.h"
+#include "kep_rg/checks/kep_rg_rules.h"
+#include "kep_rg/common/kep_rg_format.h"
+#include "kep_rg/common/kep_rg_report.h"
 
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
@@ -130,16 +130,16 @@ bool KEP_RG_POST_CHECKS::test_hipi_api() {
   if (nodes.empty()) return true;
   std::atomic<bool> result = true;
   tbb::task_group_context context;
-  KEP_RG_TSAN::before_loop();
+  KEP_TSAN::before_loop();
   tbb::parallel_for(
       nodes,
       [&result](const NODE_ITER_RANGE& range) {
-        KEP_RG_TSAN::begin_body();
+        KEP_TSAN::begin_body();
         if (!check_hipi(range)) result = false;
-        KEP_RG_TSAN::end_body();
+        KEP_TSAN::end_body();
       },
       tbb::auto_partitioner(), context);
-  KEP_RG_TSAN::after_loop();
+  KEP_TSAN::after_loop();
   return result;
 }
 

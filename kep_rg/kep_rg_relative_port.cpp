@@ -1,9 +1,9 @@
 #include "kep_rg/kep_rg_relative_port.h"
 
 #include "kep_report/kep_report_assert.h"
+#include "kep_rg/common/kep_rg_format.h"
+#include "kep_rg/common/kep_rg_report.h"
 #include "kep_rg/kep_rg_exception.h"
-#include "kep_rg/kep_rg_format.h"
-#include "kep_rg/kep_rg_report.h"
 
 #include <algorithm>
 #include <bit>

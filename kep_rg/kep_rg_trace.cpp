@@ -1,12 +1,12 @@
 #include "kep/kep_flat_utils.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
-#include "kep_rg/kep_rg_fanout_observer.h"
-#include "kep_rg/kep_rg_report.h"
-#include "kep_rg/kep_rg_target_observer.h"
+#include "kep_rg/common/kep_rg_report.h"
 #include "kep_rg/kep_rg_trace_edge.h"
-#include "kep_rg/kep_rg_trace_hops.h"
 #include "kep_rg/kep_rg_trace_predicate.h"
+#include "kep_rg/trace/kep_rg_fanout_observer.h"
+#include "kep_rg/trace/kep_rg_target_observer.h"
+#include "kep_rg/trace/kep_rg_trace_hops.h"
 
 #include <algorithm>
 #include <iterator>

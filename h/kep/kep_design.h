@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/kep_iterator.h"
+#include "kep/detail/kep_iterator.h"
 #include "kep/kep_types.h"
 
 #include <cstddef>

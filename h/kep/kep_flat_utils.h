@@ -1,8 +1,8 @@
 #pragma once
 
+#include "kep/detail/kep_unfolded_set.h"
 #include "kep/kep_db.h"
 #include "kep/kep_unfold_observer.h"
-#include "kep/kep_unfolded_set.h"
 #include "kep_report/kep_report_assert.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/kep_edge_tables.h"
+#include "kep/detail/kep_edge_tables.h"
 #include "kep/kep_routing_primitive.h"
 
 #include <tbb/blocked_range.h>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "kep/detail/kep_unfolding.h"
 #include "kep/kep_relative_path.h"
-#include "kep/kep_unfolding.h"
 #include "kep/kep_view_type_rank.h"
 
 #include <functional>
@@ -183,4 +183,4 @@ class KEP_UNFOLDED_NET_PORT_ITER
   using KEP_UNFOLDED_ITER::KEP_UNFOLDED_ITER;
 };
 
-#include "kep/kep_unfolded_inline.h"
+#include "kep/detail/kep_unfolded_inline.h"

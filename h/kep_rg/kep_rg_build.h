@@ -3,14 +3,14 @@
 #include "kep/kep_db_cache.h"
 #include "kep/kep_routing_builder.h"
 #include "kep_report/kep_report_assert.h"
+#include "kep_rg/detail/kep_rg_fanout_cache.h"
+#include "kep_rg/detail/kep_rg_like_places.h"
+#include "kep_rg/detail/kep_rg_redundancy_marks.h"
 #include "kep_rg/kep_rg_creation_stats.h"
-#include "kep_rg/kep_rg_fanout_cache.h"
 #include "kep_rg/kep_rg_instance_is_primitive.h"
-#include "kep_rg/kep_rg_like_places.h"
 #include "kep_rg/kep_rg_outputs_without_node.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/kep_rg_primitives.h"
-#include "kep_rg/kep_rg_redundancy_marks.h"
 #include "kep_rg/kep_rg_trace_predicate.h"
 
 #include <tbb/cache_aligned_allocator.h>

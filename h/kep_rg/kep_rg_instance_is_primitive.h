@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep_report/kep_report_assert.h"
-#include "kep_rg/kep_rg_predicate_utils.h"
+#include "kep_rg/detail/kep_rg_predicate_utils.h"
 
 #include <cstdint>
 #include <unordered_map>

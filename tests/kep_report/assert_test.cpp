@@ -1,8 +1,8 @@
-#include "kep_report/child_process.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_report/kep_report_assertion_handler.h"
 #include "kep_report/kep_report_capture.h"
+#include "tests/kep_report/child_process.h"
 
 #include <gtest/gtest.h>
 

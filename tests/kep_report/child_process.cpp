@@ -1,4 +1,4 @@
-#include "kep_report/child_process.h"
+#include "tests/kep_report/child_process.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_report/kep_report_capture.h"
-#include "support/odd_locale.h"
+#include "tests/support/odd_locale.h"
 
 #include <gtest/gtest.h>
 

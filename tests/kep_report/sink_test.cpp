@@ -1,7 +1,7 @@
-#include "kep_report/child_process.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_capture.h"
 #include "kep_report/kep_report_sink.h"
+#include "tests/kep_report/child_process.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "kep_report/child_process.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_capture.h"
+#include "tests/kep_report/child_process.h"
 
 #include <gtest/gtest.h>
 

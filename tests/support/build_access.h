@@ -1,8 +1,8 @@
 #pragma once
 
-#include "kep/kep_routing_graph_storage.h"
+#include "kep/graph/kep_routing_graph_storage.h"
+#include "kep_rg/edges/kep_rg_plain_nets.h"
 #include "kep_rg/kep_rg_build.h"
-#include "kep_rg/kep_rg_plain_nets.h"
 #include "kep_rg/kep_rg_relative_port.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 

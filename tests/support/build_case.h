@@ -3,9 +3,9 @@
 #include "kep_report/kep_report_capture.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
-#include "support/build_access.h"
-#include "support/graph_text.h"
-#include "support/named_model.h"
+#include "tests/support/build_access.h"
+#include "tests/support/graph_text.h"
+#include "tests/support/named_model.h"
 
 #include <memory>
 #include <sstream>

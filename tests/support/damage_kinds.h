@@ -1,9 +1,9 @@
 #pragma once
 
 #include "kep/kep_routing_primitive_cache.h"
-#include "support/build_case.h"
-#include "support/damaged_graph.h"
-#include "support/random_source.h"
+#include "tests/support/build_case.h"
+#include "tests/support/damaged_graph.h"
+#include "tests/support/random_source.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/kep_routing_builder.h"
-#include "kep/kep_routing_graph_storage.h"
-#include "support/build_access.h"
-#include "support/graph_text.h"
-#include "support/model_fixture.h"
+#include "tests/support/build_access.h"
+#include "tests/support/graph_text.h"
+#include "tests/support/model_fixture.h"
 
 #include <algorithm>
 #include <memory>

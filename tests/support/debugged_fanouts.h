@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep_rg/kep_rg_debug.h"
-#include "support/model_fixture.h"
+#include "tests/support/model_fixture.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep/kep_routing_builder.h"
-#include "support/model_fixture.h"
+#include "tests/support/model_fixture.h"
 
 #include <map>
 #include <memory>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kep/kep_flat_utils.h"
-#include "support/model_fixture.h"
-#include "support/scripted_predicate.h"
+#include "tests/support/model_fixture.h"
+#include "tests/support/scripted_predicate.h"
 
 #include <memory>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
-#include "support/check_report.h"
+#include "tests/support/check_report.h"
 
 #include <cstdint>
 #include <map>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep/kep_unfolded.h"
-#include "support/model_fixture.h"
+#include "tests/support/model_fixture.h"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/random_fabric.h"
+#include "tests/support/random_fabric.h"
 
 #include <algorithm>
 #include <deque>

@@ -2,7 +2,7 @@
 
 #include "kep/kep_flat_utils.h"
 #include "kep_rg/kep_rg_trace_predicate.h"
-#include "support/check_report.h"
+#include "tests/support/check_report.h"
 
 #include <algorithm>
 #include <optional>

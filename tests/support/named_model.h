@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/model_fixture.h"
+#include "tests/support/model_fixture.h"
 
 #include <memory>
 #include <stdexcept>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kep_rg/kep_rg_exception.h"
-#include "support/build_case.h"
-#include "support/random_source.h"
+#include "tests/support/build_case.h"
+#include "tests/support/random_source.h"
 
 #include <cstdint>
 #include <map>

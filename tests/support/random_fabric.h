@@ -2,7 +2,7 @@
 
 #include "kep/kep_db_builder.h"
 #include "kep_rg/kep_rg_parse.h"
-#include "support/random_source.h"
+#include "tests/support/random_source.h"
 
 #include <memory>
 #include <sstream>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "support/graph_fixture.h"
-#include "support/naive_hierarchy.h"
-#include "support/random_model.h"
+#include "tests/support/graph_fixture.h"
+#include "tests/support/naive_hierarchy.h"
+#include "tests/support/random_model.h"
 
 #include <algorithm>
 #include <compare>

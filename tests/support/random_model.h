@@ -1,7 +1,7 @@
 #pragma once
 
-#include "support/model_fixture.h"
-#include "support/random_source.h"
+#include "tests/support/model_fixture.h"
+#include "tests/support/random_source.h"
 
 #include <memory>
 #include <string>

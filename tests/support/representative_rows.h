@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/build_access.h"
+#include "tests/support/build_access.h"
 
 #include <algorithm>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep/kep_flat_utils.h"
-#include "support/model_fixture.h"
+#include "tests/support/model_fixture.h"
 
 #include <map>
 #include <set>

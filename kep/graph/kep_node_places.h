@@ -1,0 +1,101 @@
+#pragma once
+
+#include "kep/detail/kep_unfolding.h"
+#include "kep/unfolding/kep_occurrence_order.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// Where the nodes of a graph stand, in the order of their words: which keys of each module are nodes
+/// somewhere, and which of them at each place of the module. A regular device takes a few words a place; only
+/// where some key is no node the ranks are listed. Read-only once it is made.
+class KEP_NODE_PLACES {
+public:
+  static constexpr std::uint32_t NONE = ~0U;
+
+  struct NODE {
+    std::uint32_t m_place;
+    std::uint32_t m_key;
+  };
+
+  /// Of `num_nodes` nodes in order; `get_node` tells where a node stands.
+  KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_ORDER> order,
+                  std::uint32_t num_nodes, const std::function<NODE(std::uint32_t)>& get_node);
+
+  const KEP_OCCURRENCE_ORDER& get_order() const { return *m_order; }
+
+  std::uint32_t get_num_nodes() const { return m_first_node.back(); }
+  std::uint32_t get_num_places() const { return static_cast<std::uint32_t>(m_first_node.size() - 1); }
+  /// The number of the first node of a place, by place, and one more.
+  const std::vector<std::uint32_t>& get_first_nodes() const { return m_first_node; }
+  std::uint32_t get_num_nodes(std::uint32_t place) const {
+    return m_first_node[place + 1] - m_first_node[place];
+  }
+  /// The keys of the place's module.
+  std::uint32_t get_num_ranks(std::uint32_t place) const {
+    const std::uint32_t module = get_module(place);
+    return m_first_key[module + 1] - m_first_key[module];
+  }
+  std::uint32_t get_key(std::uint32_t place, std::uint32_t rank) const {
+    return m_keys[m_first_key[get_module(place)] + rank];
+  }
+  /// The rank of a key, or NONE. A node need not stand there.
+  std::uint32_t find_rank(std::uint32_t place, std::uint32_t key) const {
+    return find_rank_in(get_module(place), key);
+  }
+  std::uint32_t find_rank(const KEP_MODULE& module, std::uint32_t key) const {
+    return find_rank_in(module.get_number(), key);
+  }
+  /// The number of the node of that rank, or NONE.
+  std::uint32_t find_node(std::uint32_t place, std::uint32_t rank) const {
+    return has_all_ranks(place) ? m_first_node[place] + rank : find_listed_node(place, rank);
+  }
+  /// The rank of a node of the place.
+  std::uint32_t get_rank(std::uint32_t place, std::uint32_t node) const {
+    const std::uint32_t at = node - m_first_node[place];
+    const std::uint32_t listed = m_listed[place];
+    return listed == NONE ? at : m_ranks[listed + at];
+  }
+  /// The ranks of the nodes of the place, in order; null where the place has a node of each rank.
+  const std::uint32_t* find_ranks(std::uint32_t place) const {
+    return m_listed[place] == NONE ? nullptr : m_ranks.data() + m_listed[place];
+  }
+  /// A node of each rank stands at the place.
+  bool has_all_ranks(std::uint32_t place) const {
+    return m_listed[place] == NONE && m_first_node[place] != m_first_node[place + 1];
+  }
+  /// The place of a node, by search.
+  std::uint32_t find_place(std::uint32_t node) const;
+
+  /// Some node is a hipi twin.
+  bool has_hipi() const { return m_has_hipi; }
+  std::uint64_t get_memory_bytes() const;
+
+private:
+  static constexpr std::uint32_t BUCKET_BITS = 6;
+
+  /// The number of the module; boundary nodes have one of their own.
+  std::uint32_t get_module(std::uint32_t place) const {
+    const std::uint32_t occurrence = m_order->get_occurrence(place);
+    return occurrence == KEP_UNFOLDING::ABOVE_TOP ? m_boundary_module
+                                                  : m_unfolding->get(occurrence).m_module->get_number();
+  }
+  std::uint32_t find_listed_node(std::uint32_t place, std::uint32_t rank) const;
+  std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
+  void add_keys(const std::vector<bool>& is_key);
+  void list_ranks(std::uint32_t place, const std::function<NODE(std::uint32_t)>& get_node);
+
+  const KEP_UNFOLDING* m_unfolding;
+  std::shared_ptr<const KEP_OCCURRENCE_ORDER> m_order;
+  std::uint32_t m_boundary_module;
+  bool m_has_hipi = false;
+  std::vector<std::uint32_t> m_first_node;   // by place, and one more
+  std::vector<std::uint32_t> m_listed;       // by place: where its ranks are listed, or NONE for all
+  std::vector<std::uint32_t> m_ranks;        // of the nodes of such places
+  std::vector<std::uint32_t> m_first_key;    // by module, and one more
+  std::vector<std::uint32_t> m_keys;         // sorted within a module
+  std::vector<std::uint32_t> m_first_bucket; // by module, and one more
+  std::vector<std::uint32_t> m_buckets;      // of keys with equal upper bits: the first rank; and one more
+};

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "kep/detail/kep_unfolding.h"
+
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+/// Finds the number of a node from the place where it stands, with two loads and no hash: each module gives
+/// the inst ports that became nodes somewhere a rank, and each inner occurrence that has nodes a page of node
+/// numbers by rank. Plain nodes and hipi twins have tables of their own. Boundary nodes are few and are found
+/// by hash.
+class KEP_NODE_INDEX {
+public:
+  static constexpr std::uint32_t NO_NODE = ~0U;
+
+  explicit KEP_NODE_INDEX(const KEP_UNFOLDING& unfolding) : m_plain(unfolding), m_hipi(unfolding) {}
+
+  /// False when a node stands there already.
+  bool add(std::uint32_t occurrence, std::uint32_t inst_port, bool is_hipi, std::uint32_t node) {
+    return (is_hipi ? m_hipi : m_plain).add(occurrence, inst_port, node);
+  }
+  bool add_boundary(std::uint32_t port_number, std::uint32_t node) {
+    return m_boundary.emplace(port_number, node).second;
+  }
+
+  std::uint32_t find(std::uint32_t occurrence, std::uint32_t inst_port, bool is_hipi) const {
+    return (is_hipi ? m_hipi : m_plain).find(occurrence, inst_port);
+  }
+  std::uint32_t find_boundary(std::uint32_t port_number) const {
+    const auto found = m_boundary.find(port_number);
+    return found == m_boundary.end() ? NO_NODE : found->second;
+  }
+
+private:
+  class TABLE {
+  public:
+    explicit TABLE(const KEP_UNFOLDING& unfolding) : m_unfolding(unfolding) {}
+    bool add(std::uint32_t occurrence, std::uint32_t inst_port, std::uint32_t node);
+    std::uint32_t find(std::uint32_t occurrence, std::uint32_t inst_port) const {
+      if (m_pages.empty()) return NO_NODE;
+      const PAGE& page = m_pages[occurrence];
+      if (page.m_size == 0) return NO_NODE;
+      const std::uint32_t rank =
+          m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
+      return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
+    }
+
+  private:
+    static constexpr std::uint32_t NO_RANK = ~0U;
+    static constexpr std::size_t CHUNK = 1 << 14;
+    struct RANKS {
+      std::vector<std::uint32_t> m_rank_by_inst_port; // empty until the module has a node
+      std::uint32_t m_num_ranks = 0;
+    };
+    struct PAGE {
+      std::uint32_t* m_nodes = nullptr;
+      std::uint32_t m_size = 0;
+    };
+    void grow(PAGE& page, std::uint32_t size);
+
+    const KEP_UNFOLDING& m_unfolding;
+    std::vector<RANKS> m_ranks; // by module number
+    std::vector<PAGE> m_pages;  // by occurrence
+    std::vector<std::unique_ptr<std::uint32_t[]>> m_chunks;
+    std::uint32_t* m_free = nullptr;
+    std::size_t m_num_free = 0;
+    std::uint64_t m_num_allocated = 0;
+  };
+
+  TABLE m_plain;
+  TABLE m_hipi;
+  std::unordered_map<std::uint32_t, std::uint32_t> m_boundary; // port number to node
+};

@@ -1,0 +1,213 @@
+#include "kep/graph/kep_node_word.h"
+#include "kep/graph/kep_routing_graph_storage.h"
+#include "kep/graph_building/kep_routing_builder_state.h"
+#include "kep/kep_db.h"
+#include "kep/kep_routing_builder.h"
+#include "kep_report/kep_report_assert.h"
+
+#include <limits>
+#include <string>
+
+namespace {
+
+constexpr std::size_t MAX_EDGES = std::numeric_limits<unsigned short>::max();
+
+/// How the ends of edges look from the place of one node.
+class SIGHT {
+public:
+  /// An occurrence at which ends of edges stand.
+  struct PLACE {
+    std::uint32_t m_occurrence;
+    std::uint32_t m_first_node;
+    const std::uint32_t* m_ranks;           // of its nodes; null where they have all ranks
+    const KEP_INST_PORT* m_first_inst_port; // null above the tops
+    std::uint64_t m_begin;                  // its words as they are seen begin behind this
+
+    KEP_SEEN_WORD see_node(std::uint32_t node) const {
+      const std::uint32_t at = node - m_first_node;
+      return {m_begin + (m_ranks ? m_ranks[at] : at) + 1};
+    }
+    KEP_SEEN_WORD see_inst_port(const KEP_INST_PORT* inst_port) const {
+      return {m_begin + static_cast<std::uint64_t>(inst_port - m_first_inst_port) + 1};
+    }
+  };
+
+  SIGHT(const KEP_NODE_PLACES& places, const KEP_UNFOLDING& unfolding, std::uint32_t num_top_occurrences,
+        std::uint32_t occurrence)
+      : m_places(places), m_unfolding(unfolding), m_num_top_occurrences(num_top_occurrences),
+        m_own(places.get_order().get_place(occurrence)) {}
+
+  PLACE get_place(std::uint32_t occurrence) const {
+    const std::uint32_t place = m_places.get_order().get_place(occurrence);
+    const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
+    return {occurrence, m_places.get_first_nodes()[place], m_places.find_ranks(place),
+            module ? module->get_inst_port_by_number(0) : nullptr, see_place(occurrence, place)};
+  }
+  /// What stands in the top is seen from everywhere, and by a difference from nowhere else.
+  std::uint64_t see_place(std::uint32_t occurrence, std::uint32_t place) const {
+    const std::uint64_t word = std::uint64_t{place} << 32;
+    return occurrence > m_num_top_occurrences ? KEP_SEEN_WORD::see(word, m_own).m_bits
+                                              : word | KEP_SEEN_WORD::ABSOLUTE;
+  }
+
+  using BUILDER = KEP_ROUTING_BUILDER_EDGE_BUILDER;
+  /// Writes the entries of the fanouts of the run and gives the end of them. Leaves out `own`, the node as it
+  /// is seen from itself, and targets that do not stand at the place, which are counted.
+  KEP_FANOUT_ENTRY* write_run(const BUILDER::FANOUT_RUN& run, KEP_SEEN_WORD own, KEP_FANOUT_ENTRY* entry,
+                              std::size_t& num_missing) const {
+    const std::uint32_t place = m_places.get_order().get_place(run.m_occurrence);
+    const std::uint64_t begin = see_place(run.m_occurrence, place);
+    const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
+    const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;
+    if (!m_places.has_all_ranks(place) || place == m_own) {
+      for (; fanout != end; ++fanout) {
+        const KEP_FANOUT_ENTRY each = see(*fanout, begin);
+        if (each.m_node.m_bits == own.m_bits) continue;
+        if (m_places.find_node(place, fanout->m_target - 1) == KEP_NODE_PLACES::NONE)
+          ++num_missing;
+        else
+          *entry++ = each;
+      }
+      return entry;
+    }
+    for (; fanout != end; ++fanout)
+      *entry++ = see(*fanout, begin);
+    return entry;
+  }
+
+private:
+  static KEP_FANOUT_ENTRY see(const BUILDER::FOLDED_FANOUT& fanout, std::uint64_t begin) {
+    return {{begin + fanout.m_target},
+            {fanout.m_mux_input != 0 ? begin + fanout.m_mux_input : KEP_SEEN_WORD().m_bits}};
+  }
+
+  const KEP_NODE_PLACES& m_places;
+  const KEP_UNFOLDING& m_unfolding;
+  std::uint32_t m_num_top_occurrences;
+  std::uint32_t m_own;
+};
+
+[[noreturn]] void refuse(const KEP_ROUTING_BUILDER_NODE& node, std::size_t count, const char* kind) {
+  throw KEP_DB_ERROR("node " + node.get_name(KEP_NAME_STYLE()) + " has " + std::to_string(count) + " " +
+                     kind + ", more than the " + std::to_string(MAX_EDGES) + " that a node can have");
+}
+
+/// What a thread works with; the lists keep their capacity from node to node.
+struct WORK {
+  std::vector<KEP_FANOUT_ENTRY> m_entries;
+  KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY>::RECENT m_recent;
+};
+
+WORK& get_work() {
+  thread_local WORK work;
+  return work;
+}
+
+void check_counts(const KEP_ROUTING_BUILDER_NODE& node, std::size_t num_real, std::size_t num_redundant) {
+  if (num_real > MAX_EDGES) refuse(node, num_real, "real fanouts");
+  if (num_redundant > MAX_EDGES) refuse(node, num_redundant, "redundant fanouts");
+  if (num_real + num_redundant > MAX_EDGES) refuse(node, num_real + num_redundant, "fanouts");
+}
+
+} // namespace
+
+KEP_ROUTING_BUILDER_EDGE_BUILDER::KEP_ROUTING_BUILDER_EDGE_BUILDER(KEP_ROUTING_BUILDER_GRAPH* graph, int)
+    : m_graph(graph) {
+  graph->m_state->m_fanouts_of_nodes.assign(graph->get_node_count(),
+                                            KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT);
+}
+
+void KEP_ROUTING_BUILDER_EDGE_BUILDER::sort_nodes_for_templating(KEP_LEGACY_API*) const {
+  m_graph->sort_nodes();
+}
+
+/// A second call for a node would leave a template that nobody uses; there is none in a build.
+void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
+                                                  const std::vector<FANOUT>& fanouts,
+                                                  const std::vector<FANOUT>& redundant_fanouts, tbb::mutex&,
+                                                  bool) {
+  check_counts(*node, fanouts.size(), redundant_fanouts.size());
+  const std::size_t count = fanouts.size() + redundant_fanouts.size();
+  if (count == 0) return;
+
+  KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
+  KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
+  const SIGHT sight(*state.m_places, m_graph->get_db()->get_unfolding(), state.m_num_top_occurrences,
+                    node->get_occurrence());
+  SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
+  WORK& work = get_work();
+  work.m_entries.resize(count);
+  KEP_FANOUT_ENTRY* entry = work.m_entries.data();
+  for (const std::vector<FANOUT>* list : {&fanouts, &redundant_fanouts})
+    for (const FANOUT& fanout : *list) {
+      const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
+      if (target.get_occurrence() != near.m_occurrence) near = sight.get_place(target.get_occurrence());
+      entry->m_node = near.see_node(target.get_index());
+      entry->m_mux = {};
+      if (const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input) {
+        const auto occurrence = static_cast<std::uint32_t>(mux_input.m_position);
+        if (occurrence != near.m_occurrence) near = sight.get_place(occurrence);
+        entry->m_mux = near.see_inst_port(mux_input.m_object);
+      }
+      ++entry;
+    }
+  state.m_fanouts_of_nodes[node->get_index()] = state.m_fanouts.add(
+      {work.m_entries.data(), static_cast<std::uint16_t>(fanouts.size()), static_cast<std::uint16_t>(count)},
+      work.m_recent);
+}
+
+std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::find_target(const KEP_INST_PORT& inst_port) const {
+  const std::uint32_t rank = m_graph->m_state->m_places->find_rank(
+      *inst_port.get_inst()->get_parent(), KEP_NODE_WORD::make_key(inst_port.get_number(), false));
+  return rank == KEP_NODE_PLACES::NONE ? NO_TARGET : rank + 1;
+}
+
+bool KEP_ROUTING_BUILDER_EDGE_BUILDER::has_all_nodes(std::uint32_t occurrence) const {
+  const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
+  const std::uint32_t place = places.get_order().get_place(occurrence);
+  return places.get_num_nodes(place) == places.get_num_ranks(place);
+}
+
+KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_COUNTS
+KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
+                                             const std::vector<FANOUT_RUN>& fanouts,
+                                             const std::vector<FANOUT_RUN>& redundant_fanouts) {
+  KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
+  KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
+  const SIGHT sight(*state.m_places, m_graph->get_db()->get_unfolding(), state.m_num_top_occurrences,
+                    node->get_occurrence());
+  const KEP_SEEN_WORD own = sight.get_place(node->get_occurrence()).see_node(node->get_index());
+  std::size_t most = 0;
+  for (const std::vector<FANOUT_RUN>* list : {&fanouts, &redundant_fanouts})
+    for (const FANOUT_RUN& run : *list)
+      most += run.m_num_fanouts;
+  WORK& work = get_work();
+  if (work.m_entries.size() < most) work.m_entries.resize(most);
+  KEP_FANOUT_ENTRY* const first = work.m_entries.data();
+  KEP_FANOUT_ENTRY* entry = first;
+  FANOUT_COUNTS counts{};
+  for (const FANOUT_RUN& run : fanouts)
+    entry = sight.write_run(run, own, entry, counts.m_num_missing);
+  counts.m_num_real = static_cast<std::size_t>(entry - first);
+  for (const FANOUT_RUN& run : redundant_fanouts)
+    entry = sight.write_run(run, own, entry, counts.m_num_missing);
+  const auto count = static_cast<std::size_t>(entry - first);
+  counts.m_num_redundant = count - counts.m_num_real;
+  check_counts(*node, counts.m_num_real, counts.m_num_redundant);
+  if (count != 0)
+    state.m_fanouts_of_nodes[node->get_index()] = state.m_fanouts.add(
+        {first, static_cast<std::uint16_t>(counts.m_num_real), static_cast<std::uint16_t>(count)},
+        work.m_recent);
+  return counts;
+}
+
+int KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_templates() const {
+  const KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
+  return static_cast<int>(state.m_num_templates + state.m_fanouts.size());
+}
+
+void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool) {
+  graph->sort_nodes_if_needed();
+  graph->get_db()->get_routing_template_graph()->publish(
+      std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*graph));
+}

@@ -1,0 +1,162 @@
+#pragma once
+
+#include "kep/graph/kep_template_entries.h"
+
+#include <tbb/spin_mutex.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+/// Templates while they are found: each distinct list of entries once, under a number. Any number of threads
+/// may add at a time; numbers then depend on who came first and are given anew in the end.
+template <class ENTRY>
+class KEP_TEMPLATE_TABLE {
+public:
+  struct LIST {
+    const ENTRY* m_entries;
+    std::uint16_t m_num_real;
+    std::uint16_t m_num_edges;
+  };
+
+  /// What a thread added last, so that it need not wait for others to learn the number of a list that comes
+  /// again. One object may go from table to table.
+  class RECENT {
+    friend class KEP_TEMPLATE_TABLE;
+    struct ENTRY_OF_HASH {
+      std::uint64_t m_hash = 0;
+      LIST m_list{nullptr, 0, 0};
+      std::uint32_t m_number = 0;
+    };
+    static constexpr std::size_t SIZE = 1024;
+    std::uint64_t m_table = 0;
+    std::vector<ENTRY_OF_HASH> m_entries;
+  };
+
+  /// The number of the list, which is copied if it is new. It must not be empty.
+  std::uint32_t add(const LIST& list, RECENT& recent) {
+    if (recent.m_table != m_id) {
+      recent.m_entries.assign(RECENT::SIZE, {});
+      recent.m_table = m_id;
+    }
+    const std::uint64_t hash = make_hash(list);
+    auto& entry = recent.m_entries[hash / NUM_SHARDS % RECENT::SIZE];
+    if (entry.m_hash == hash && is_equal(entry.m_list, list)) return entry.m_number;
+    const auto shard = static_cast<std::uint32_t>(hash % NUM_SHARDS);
+    const auto [known, number] = m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32));
+    entry = {hash, known, number * NUM_SHARDS + shard};
+    return entry.m_number;
+  }
+  // Not while templates are added.
+  const LIST& get(std::uint32_t number) const {
+    return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;
+  }
+  /// To be used up: no list is found any more.
+  ENTRY* use_entries(std::uint32_t number) { return const_cast<ENTRY*>(get(number).m_entries); }
+  /// Gives the memory back. Nothing is added behind that.
+  void clear() {
+    for (SHARD& shard : m_shards) {
+      std::vector<std::uint32_t>().swap(shard.m_slots);
+      std::vector<KNOWN>().swap(shard.m_lists);
+      std::vector<std::unique_ptr<ENTRY[]>>().swap(shard.m_chunks);
+    }
+  }
+  std::uint32_t size() const {
+    std::size_t size = 0;
+    for (const SHARD& shard : m_shards)
+      size += shard.m_lists.size();
+    return static_cast<std::uint32_t>(size);
+  }
+  /// Numbers are below this.
+  std::uint32_t get_number_limit() const {
+    std::size_t largest = 0;
+    for (const SHARD& shard : m_shards)
+      largest = std::max(largest, shard.m_lists.size());
+    return static_cast<std::uint32_t>(largest * NUM_SHARDS);
+  }
+
+private:
+  static constexpr std::uint32_t NUM_SHARDS = 64;
+  static constexpr std::size_t MAX_CHUNK = 4096; // entries
+
+  struct KNOWN {
+    LIST m_list;
+    std::uint32_t m_hash;
+  };
+  struct alignas(64) SHARD {
+    std::pair<LIST, std::uint32_t> add(const LIST& list, std::uint32_t hash) {
+      const tbb::spin_mutex::scoped_lock lock(m_mutex);
+      if (m_lists.size() * 2 >= m_slots.size()) grow();
+      const std::size_t mask = m_slots.size() - 1;
+      std::size_t slot = hash & mask;
+      for (; m_slots[slot] != 0; slot = (slot + 1) & mask)
+        if (const KNOWN& known = m_lists[m_slots[slot] - 1];
+            known.m_hash == hash && is_equal(known.m_list, list))
+          return {known.m_list, m_slots[slot] - 1};
+      m_lists.push_back({{copy(list), list.m_num_real, list.m_num_edges}, hash});
+      m_slots[slot] = static_cast<std::uint32_t>(m_lists.size());
+      return {m_lists.back().m_list, m_slots[slot] - 1};
+    }
+    void grow() {
+      std::vector<std::uint32_t> slots(std::max<std::size_t>(64, m_slots.size() * 2));
+      for (std::uint32_t i = 0; i != m_lists.size(); ++i) {
+        std::size_t slot = m_lists[i].m_hash & (slots.size() - 1);
+        while (slots[slot] != 0)
+          slot = (slot + 1) & (slots.size() - 1);
+        slots[slot] = i + 1;
+      }
+      m_slots = std::move(slots);
+    }
+    const ENTRY* copy(const LIST& list) {
+      const std::size_t count = list.m_num_edges;
+      if (count > m_num_free) {
+        m_chunk = std::min(m_chunk * 2, MAX_CHUNK);
+        m_num_free = std::max(count, m_chunk);
+        m_chunks.push_back(std::make_unique_for_overwrite<ENTRY[]>(m_num_free));
+        m_free = m_chunks.back().get();
+      }
+      ENTRY* entries = std::exchange(m_free, m_free + count);
+      m_num_free -= count;
+      std::copy_n(list.m_entries, count, entries);
+      return entries;
+    }
+
+    tbb::spin_mutex m_mutex;
+    std::vector<std::uint32_t> m_slots; // number in the shard plus one, or 0; found by hash
+    std::vector<KNOWN> m_lists;
+    std::vector<std::unique_ptr<ENTRY[]>> m_chunks;
+    ENTRY* m_free = nullptr;
+    std::size_t m_num_free = 0;
+    std::size_t m_chunk = 16;
+  };
+
+  static bool is_equal(const LIST& left, const LIST& right) {
+    return left.m_num_edges == right.m_num_edges && left.m_num_real == right.m_num_real &&
+           std::memcmp(left.m_entries, right.m_entries, left.m_num_edges * sizeof(ENTRY)) == 0;
+  }
+  static std::uint64_t make_id() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+  }
+  /// Two lanes, since a step waits for the one before.
+  static std::uint64_t make_hash(const LIST& list) {
+    std::uint64_t even = std::uint64_t{list.m_num_real} << 16 | list.m_num_edges;
+    std::uint64_t odd = KEP_TEMPLATE_HASH::SEED;
+    std::size_t i = 0;
+    for (; i + 1 < list.m_num_edges; i += 2) {
+      even = list.m_entries[i].hash(even);
+      odd = list.m_entries[i + 1].hash(odd);
+    }
+    if (i != list.m_num_edges) even = list.m_entries[i].hash(even);
+    return KEP_TEMPLATE_HASH::mix(even, odd);
+  }
+
+  const std::uint64_t m_id = make_id(); // no other table has it
+  std::array<SHARD, NUM_SHARDS> m_shards;
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "kep/database/kep_db_storage.h"
+#include "kep/model_building/kep_builder_model.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Turns what a builder gathered into a database, in one pass over the model for each step: make the folded
+/// objects, join them, check, number, lay out. Steps throw KEP_DB_ERROR; the database is handed out only when
+/// all are done.
+class KEP_MODEL_FREEZER {
+public:
+  explicit KEP_MODEL_FREEZER(KEP_DB_BUILDER::MODEL& model) : m_model(model) {}
+  std::unique_ptr<KEP_DB> freeze();
+
+private:
+  using MODEL = KEP_DB_BUILDER::MODEL;
+
+  // kep_model_freezer.cpp: the folded model.
+  void make_modules();
+  void make_ports(const MODEL::MODULE& from, KEP_MODULE& module);
+  void make_instances(const MODEL::MODULE& from, KEP_MODULE& module);
+  void make_nets(const MODEL::MODULE& from, KEP_MODULE& module);
+  void fill_nets(const MODEL::MODULE& from, KEP_MODULE& module,
+                 const std::vector<std::uint32_t>& net_numbers);
+  void index_names(KEP_MODULE& module);
+  void join_equivalents();
+  void find_top();
+
+  // kep_model_freezer_unfold.cpp: slots, numbers, occurrences.
+  void make_slots(KEP_MODULE& module);
+  std::vector<KEP_MODULE*> order_bottom_up();
+  void number_slots();
+  void lay_out_occurrences();
+
+  KEP_MODULE& get_module(std::uint32_t number) { return *m_storage->m_owned[number]; }
+
+  MODEL& m_model;
+  std::unique_ptr<KEP_DB> m_db;
+  KEP_DB::STORAGE* m_storage = nullptr;
+  std::vector<std::uint64_t> m_num_inner; // by module number: inner occurrences at and below one occurrence
+};

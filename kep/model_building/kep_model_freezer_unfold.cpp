@@ -1,0 +1,168 @@
+#include "kep/model_building/kep_model_freezer.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+/// Walks over the hierarchy go down by recursion. Real devices are a dozen levels deep.
+constexpr unsigned MAX_LEVELS = 2048;
+
+constexpr std::uint64_t TOO_MANY = std::numeric_limits<std::uint64_t>::max();
+
+std::uint64_t add_up(std::uint64_t left, std::uint64_t right) {
+  return left > TOO_MANY - right ? TOO_MANY : left + right;
+}
+
+/// Refuses what could not be numbered or held, so that a small file that describes far too much is told in
+/// words.
+void check_num_occurrences(std::uint64_t num_occurrences) {
+  const std::uint64_t limit = std::numeric_limits<std::int32_t>::max(); // differences of two fit in 32 bits
+  const std::uint64_t memory =
+      static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t num_held = memory / sizeof(KEP_OCCURRENCE);
+  if (num_occurrences <= std::min(limit, num_held)) return;
+  const std::string number =
+      num_occurrences == TOO_MANY ? std::string("more than 2^64") : std::to_string(num_occurrences);
+  throw KEP_DB_ERROR("modules: the unfolded hierarchy has " + number +
+                     " occurrences of modules with contents, more than the " +
+                     std::to_string(std::min(limit, num_held)) +
+                     (num_held < limit ? " that the memory of this machine holds" : " that can be numbered"));
+}
+
+} // namespace
+
+/// An instance has one slot for each view in which its master exists: the plain master's first.
+void KEP_MODEL_FREEZER::make_slots(KEP_MODULE& module) {
+  const auto for_each_view = [](const KEP_MODULE& master, auto use) {
+    use(static_cast<unsigned>(master.m_view_type));
+    for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+      if (master.m_views[view] && master.m_views[view] != &master) use(view);
+  };
+  unsigned char num_views = 0;
+  for_each_view(module, [&](unsigned view) { module.m_view_slots[view] = num_views++; });
+  module.m_view_slots[static_cast<unsigned>(KEP_VIEW_TYPE::DEFAULT_VIEW)] = 0;
+
+  std::uint64_t num_slots = 0;
+  for (unsigned i = 0; i != module.m_num_instances; ++i)
+    for_each_view(*module.m_instances[i].m_module, [&](unsigned) { ++num_slots; });
+  if (num_slots >= std::numeric_limits<unsigned>::max())
+    throw KEP_DB_ERROR(std::string("modules.") + module.m_key + ": the cells have " +
+                       std::to_string(num_slots) +
+                       " masters in all views, more than the 4294967294 that a module can have");
+  module.m_slots = std::make_unique<KEP_SLOT[]>(num_slots);
+  unsigned inner_rank = 0;
+  for (unsigned i = 0; i != module.m_num_instances; ++i) {
+    KEP_INSTANCE& instance = module.m_instances[i];
+    instance.m_first_slot = module.m_num_slots;
+    for_each_view(*instance.m_module, [&](unsigned view) {
+      KEP_SLOT& slot = module.m_slots[module.m_num_slots++];
+      slot.m_module = instance.m_module->m_views[view];
+      slot.m_instance = i;
+      if (slot.m_module->is_inner()) slot.m_inner_rank = inner_rank++;
+    });
+  }
+}
+
+/// All modules, each behind those that stand in its slots. A hierarchy that contains itself has no such
+/// order.
+std::vector<KEP_MODULE*> KEP_MODEL_FREEZER::order_bottom_up() {
+  enum class STATE : unsigned char { NEW, OPEN, DONE };
+  struct VISIT {
+    KEP_MODULE* m_module;
+    unsigned m_next_slot;
+  };
+  std::vector<KEP_MODULE*> order;
+  std::vector<STATE> states(m_storage->m_owned.size(), STATE::NEW);
+  std::vector<VISIT> stack;
+  for (const auto& start : m_storage->m_owned) {
+    if (states[start->m_number] != STATE::NEW) continue;
+    states[start->m_number] = STATE::OPEN;
+    stack.push_back({start.get(), 0});
+    while (!stack.empty()) {
+      VISIT& visit = stack.back();
+      if (visit.m_next_slot == visit.m_module->m_num_slots) {
+        states[visit.m_module->m_number] = STATE::DONE;
+        order.push_back(visit.m_module);
+        stack.pop_back();
+        continue;
+      }
+      const KEP_SLOT& slot = visit.m_module->m_slots[visit.m_next_slot++];
+      STATE& state = states[slot.m_module->m_number];
+      if (state == STATE::OPEN)
+        throw KEP_DB_ERROR(std::string("modules.") + visit.m_module->m_key + ".cells." +
+                           visit.m_module->m_instances[slot.m_instance].m_name +
+                           ": the hierarchy contains itself: this cell leads back to module \"" +
+                           slot.m_module->m_key + "\"");
+      if (state == STATE::DONE) continue;
+      state = STATE::OPEN;
+      stack.push_back({slot.m_module, 0});
+    }
+  }
+  return order;
+}
+
+void KEP_MODEL_FREEZER::number_slots() {
+  for (const auto& module : m_storage->m_owned)
+    make_slots(*module);
+  m_num_inner.assign(m_storage->m_owned.size(), 0);
+  std::vector<unsigned> num_levels(m_storage->m_owned.size(), 1); // at and below a module
+  for (KEP_MODULE* module : order_bottom_up()) {
+    std::uint64_t size = 1;
+    std::uint64_t num_inner = module->is_inner() ? 1 : 0;
+    for (unsigned i = 0; i != module->m_num_slots; ++i) {
+      KEP_SLOT& slot = module->m_slots[i];
+      slot.m_number = size;
+      size = add_up(size, slot.m_module->m_size);
+      num_inner = add_up(num_inner, m_num_inner[slot.m_module->m_number]);
+      num_levels[module->m_number] =
+          std::max(num_levels[module->m_number], num_levels[slot.m_module->m_number] + 1);
+    }
+    module->m_size = size;
+    m_num_inner[module->m_number] = num_inner;
+  }
+  const auto deepest = std::max_element(num_levels.begin(), num_levels.end());
+  if (deepest != num_levels.end() && *deepest > MAX_LEVELS)
+    throw KEP_DB_ERROR(std::string("modules.") +
+                       m_storage->m_owned[static_cast<std::size_t>(deepest - num_levels.begin())]->m_key +
+                       ": the hierarchy from here down has " + std::to_string(*deepest) +
+                       " levels, more than the " + std::to_string(MAX_LEVELS) + " that a model can have");
+}
+
+/// Breadth first, so that the inner children of an occurrence stand side by side.
+void KEP_MODEL_FREEZER::lay_out_occurrences() {
+  KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  const KEP_MODULE& top = *m_storage->m_top;
+  std::uint64_t num_occurrences = 1;
+  std::uint64_t number = 0;
+  unsigned inner_rank = 0;
+  const auto add_top = [&](KEP_MODULE* module) {
+    KEP_SLOT slot;
+    slot.m_module = module;
+    slot.m_number = number;
+    if (module->is_inner()) slot.m_inner_rank = inner_rank++;
+    number = add_up(number, module->m_size);
+    num_occurrences = add_up(num_occurrences, m_num_inner[module->m_number]);
+    unfolding.m_top_slots.push_back(slot);
+  };
+  add_top(m_storage->m_top);
+  for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+    if (top.m_views[view] && top.m_views[view] != &top) add_top(top.m_views[view]);
+  check_num_occurrences(number == TOO_MANY ? TOO_MANY : num_occurrences);
+
+  auto& occurrences = unfolding.m_occurrences;
+  occurrences.reserve(num_occurrences);
+  occurrences.emplace_back();
+  const auto add_children = [&](std::uint32_t parent, const KEP_SLOT* slots, std::size_t num_slots) {
+    occurrences[parent].m_first_child = static_cast<std::uint32_t>(occurrences.size());
+    for (std::size_t i = 0; i != num_slots; ++i)
+      if (slots[i].m_inner_rank != KEP_SLOT::NOT_INNER)
+        occurrences.push_back({slots[i].m_module, occurrences[parent].m_number + slots[i].m_number, parent,
+                               static_cast<std::uint32_t>(i), 0});
+  };
+  add_children(KEP_UNFOLDING::ABOVE_TOP, unfolding.m_top_slots.data(), unfolding.m_top_slots.size());
+  for (std::uint32_t i = 1; i < occurrences.size(); ++i)
+    add_children(i, occurrences[i].m_module->m_slots.get(), occurrences[i].m_module->m_num_slots);
+}

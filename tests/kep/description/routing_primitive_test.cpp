@@ -1,0 +1,448 @@
+#include "kep/kep_routing_graph.h"
+#include "kep/kep_routing_primitive_cache.h"
+#include "tests/support/naive_hierarchy.h"
+#include "tests/support/random_model.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+using test_model::instance;
+using test_model::make_db;
+using test_model::module;
+using test_model::NAIVE_HIERARCHY;
+using test_model::NAIVE_OCCURRENCE;
+using test_model::port;
+using test_model::uip;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char* const DEVICE = R"(
+  module MUX
+    ports >a >b <y <z
+  module OTHER
+    ports >a <z
+  module TILE
+    ports >in
+    inst m MUX
+    inst k MUX
+  module TOP top
+    inst t TILE
+    inst u TILE
+)";
+
+class RoutingPrimitive : public testing::Test {
+protected:
+  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
+  KEP_ROUTING_PRIMITIVE& store = *db->get_routing_template_graph()->get_routing_primitive();
+  KEP_MODULE* const mux = module(*db, "MUX");
+  KEP_PORT* const a = port(*db, "MUX", "a");
+  KEP_PORT* const b = port(*db, "MUX", "b");
+  KEP_PORT* const y = port(*db, "MUX", "y");
+  KEP_PORT* const z = port(*db, "MUX", "z");
+  KEP_INSTANCE* const m = instance(*db, "TILE", "m");
+  KEP_INSTANCE* const k = instance(*db, "TILE", "k");
+};
+
+template <class RANGE>
+auto pointers(const RANGE& range) {
+  return std::vector(range.begin(), range.end());
+}
+
+} // namespace
+
+TEST_F(RoutingPrimitive, of_a_new_database_is_there_and_empty) {
+  const KEP_ROUTING::GRAPH* graph = db->get_routing_template_graph();
+  ASSERT_NE(graph, nullptr);
+  EXPECT_EQ(graph->find_routing_primitive(), &store);
+  EXPECT_FALSE(store.is_initialized());
+  EXPECT_EQ(store.get_non_template_mux_skip_path_inst_name_pattern(), "");
+  EXPECT_THAT(pointers(store.iter_routing_roots(false)), IsEmpty());
+  EXPECT_THAT(pointers(store.iter_routing_muxes(false)), IsEmpty());
+  EXPECT_THAT(pointers(store.iter_routing_arcs(false)), IsEmpty());
+  EXPECT_THAT(pointers(store.iter_routing_flyovers(false)), IsEmpty());
+  EXPECT_FALSE(store.is_insert_node(a));
+  EXPECT_FALSE(store.is_remove_node(a));
+  EXPECT_FALSE(store.is_merge_disabled(a));
+  EXPECT_FALSE(store.is_not_template(mux));
+  EXPECT_EQ(store.find_insert_node_name(a), nullptr);
+  EXPECT_EQ(store.get_hipi_type(a), KEP_ROUTING_PRIMITIVE_HIPI::NONE);
+  EXPECT_EQ(store.get_tunnel_type(mux), KEP_ROUTING_PRIMITIVE_TUNNEL::NONE);
+  EXPECT_EQ(store.get_tunnel_type(nullptr), KEP_ROUTING_PRIMITIVE_TUNNEL::NONE);
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a")), nullptr);
+  EXPECT_EQ(store.find_wire_type(mux, KEP_RELATIVE_PATH::create({}, a)), nullptr);
+}
+
+TEST_F(RoutingPrimitive, is_initialized_by_anything_written) {
+  const auto after = [](auto write) {
+    const auto fresh = make_db(DEVICE);
+    KEP_ROUTING_PRIMITIVE& written = *fresh->get_routing_template_graph()->get_routing_primitive();
+    write(*fresh, written);
+    return written.is_initialized();
+  };
+  EXPECT_FALSE(after([](KEP_DB&, KEP_ROUTING_PRIMITIVE&) {}));
+  EXPECT_TRUE(after([](KEP_DB&, KEP_ROUTING_PRIMITIVE& s) { s.initialize(); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) { s.add_routing_root(module(d, "MUX")); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) { s.add_insert_node(port(d, "MUX", "a"), ""); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) { s.add_remove_node(port(d, "MUX", "a")); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) { s.add_is_not_template(module(d, "MUX")); }));
+  EXPECT_TRUE(
+      after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) { s.add_is_merge_disabled(port(d, "MUX", "a")); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) {
+    s.add_hipi(port(d, "MUX", "a"), KEP_ROUTING_PRIMITIVE_HIPI::M);
+  }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) {
+    s.add_tunnel_type(module(d, "MUX"), KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
+  }));
+  EXPECT_TRUE(after(
+      [](KEP_DB&, KEP_ROUTING_PRIMITIVE& s) { s.set_non_template_mux_skip_path_inst_name_pattern("x"); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE& s) {
+    s.add_wire_type(KEP_RELATIVE_PATH::create({}, port(d, "MUX", "a")), "w", 0);
+  }));
+  EXPECT_TRUE(after(
+      [](KEP_DB& d, KEP_ROUTING_PRIMITIVE&) { KEP_ROUTING_MUX::allocate(&d, module(d, "MUX"), false); }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE&) {
+    KEP_ROUTING_ARC::allocate(&d, port(d, "MUX", "a"), port(d, "MUX", "z"), nullptr);
+  }));
+  EXPECT_TRUE(after([](KEP_DB& d, KEP_ROUTING_PRIMITIVE&) {
+    KEP_ROUTING_FLYOVER::allocate(&d, port(d, "MUX", "a"), port(d, "MUX", "z"));
+  }));
+}
+
+TEST_F(RoutingPrimitive, knows_the_exception_instances_of_a_mux_in_their_order_however_often_they_came) {
+  KEP_ROUTING_MUX* own = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  KEP_ROUTING_MUX* other = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, own);
+  EXPECT_FALSE(own->is_skip_exception_instance(m));
+  for (KEP_INSTANCE* each : {k, m, k})
+    own->add_skip_exception_instance(each);
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), ElementsAre(k, m, k));
+  EXPECT_EQ(own->get_num_skip_exception_instance(), 3U);
+  EXPECT_TRUE(own->is_skip_exception_instance(m));
+  EXPECT_TRUE(own->is_skip_exception_instance(k));
+  EXPECT_FALSE(other->is_skip_exception_instance(k)) << "each mux has its own";
+  EXPECT_TRUE(arc->is_skip(k));
+  own->set_skip(true);
+  EXPECT_FALSE(arc->is_skip(k));
+  own->remove_skip_exception_instances();
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), IsEmpty());
+  EXPECT_EQ(own->get_num_skip_exception_instance(), 0U);
+  EXPECT_FALSE(own->has_skip_exception_instances());
+  EXPECT_FALSE(own->is_skip_exception_instance(k));
+  EXPECT_TRUE(arc->is_skip(k));
+  own->add_skip_exception_instance(m);
+  EXPECT_THAT(pointers(own->iter_skip_exception_instances()), ElementsAre(m));
+}
+
+TEST_F(RoutingPrimitive, is_walked_as_blc_and_then_in_the_logical_view) {
+  const KEP_VIEW_TYPE_RANK& rank = KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank;
+  ASSERT_EQ(rank.size(), 2);
+  EXPECT_EQ(rank.get_view_type(0), KEP_VIEW_TYPE::BLC);
+  EXPECT_EQ(rank.get_view_type(1), KEP_VIEW_TYPE::LOGICAL);
+  EXPECT_EQ(store.get_view_type_rank().size(), 2);
+  EXPECT_EQ(store.get_view_type_rank().get_view_type(0), KEP_VIEW_TYPE::BLC);
+}
+
+TEST_F(RoutingPrimitive, keeps_each_routing_root_once_in_order) {
+  KEP_MODULE* tile = module(*db, "TILE");
+  store.add_routing_root(tile);
+  store.add_routing_root(mux);
+  store.add_routing_root(tile);
+  EXPECT_THAT(pointers(store.iter_routing_roots(false)), ElementsAre(tile, mux));
+}
+
+TEST_F(RoutingPrimitive, keeps_the_marks_of_ports_apart) {
+  store.add_insert_node(a, "name");
+  store.add_remove_node(b);
+  store.add_is_merge_disabled(y);
+  store.add_hipi(z, KEP_ROUTING_PRIMITIVE_HIPI::P);
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  for (const KEP_PORT* each : mux->iter_ports()) {
+    EXPECT_EQ(store.is_insert_node(each), each == a);
+    EXPECT_EQ(store.is_remove_node(each), each == b);
+    EXPECT_EQ(store.is_merge_disabled(each), each == y);
+    EXPECT_EQ(store.get_hipi_type(each),
+              each == z ? KEP_ROUTING_PRIMITIVE_HIPI::P : KEP_ROUTING_PRIMITIVE_HIPI::NONE);
+    EXPECT_EQ(cache.is_insert_node(each), each == a);
+    EXPECT_EQ(cache.is_remove_node(each), each == b);
+    EXPECT_EQ(cache.is_merge_disabled(each), each == y);
+    EXPECT_EQ(cache.is_hipi(each, KEP_ROUTING_PRIMITIVE_HIPI::P), each == z);
+    EXPECT_EQ(cache.is_hipi(each, KEP_ROUTING_PRIMITIVE_HIPI::M), false);
+    EXPECT_EQ(cache.get_hipi_type(each), store.get_hipi_type(each));
+  }
+  EXPECT_FALSE(store.is_insert_node(port(*db, "OTHER", "a")));
+  ASSERT_NE(store.find_insert_node_name(a), nullptr);
+  EXPECT_EQ(*store.find_insert_node_name(a), "name");
+  EXPECT_EQ(store.find_insert_node_name(b), nullptr);
+}
+
+TEST_F(RoutingPrimitive, takes_all_marks_on_one_port_together) {
+  store.add_hipi(a, KEP_ROUTING_PRIMITIVE_HIPI::P);
+  store.add_insert_node(a, "n");
+  store.add_remove_node(a);
+  store.add_is_merge_disabled(a);
+  store.add_wire_type(KEP_RELATIVE_PATH::create({}, a), "w", 0);
+  store.add_hipi(a, KEP_ROUTING_PRIMITIVE_HIPI::M);
+  EXPECT_TRUE(store.is_insert_node(a) && store.is_remove_node(a) && store.is_merge_disabled(a));
+  EXPECT_EQ(store.get_hipi_type(a), KEP_ROUTING_PRIMITIVE_HIPI::M) << "the later type replaces the earlier";
+}
+
+TEST_F(RoutingPrimitive, keeps_marks_of_modules) {
+  store.add_is_not_template(mux);
+  store.add_tunnel_type(mux, KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE);
+  store.add_tunnel_type(mux, KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  for (const KEP_MODULE* each : db->iter_modules(true)) {
+    EXPECT_EQ(store.is_not_template(each), each == mux);
+    EXPECT_EQ(cache.is_not_template(each), each == mux);
+    EXPECT_EQ(static_cast<int>(store.get_tunnel_type(each)), each == mux ? 2 : 0);
+  }
+}
+
+TEST_F(RoutingPrimitive, keeps_the_pattern_last_set) {
+  store.set_non_template_mux_skip_path_inst_name_pattern("first");
+  store.set_non_template_mux_skip_path_inst_name_pattern(".*_x");
+  EXPECT_EQ(store.get_non_template_mux_skip_path_inst_name_pattern(), ".*_x");
+}
+
+TEST_F(RoutingPrimitive, a_mux_has_its_module_flag_and_arcs) {
+  KEP_ROUTING_MUX* skipping = KEP_ROUTING_MUX::allocate(db.get(), mux, true);
+  KEP_ROUTING_MUX* plain = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  EXPECT_EQ(skipping->get_module(), mux);
+  EXPECT_TRUE(skipping->get_skip());
+  EXPECT_FALSE(plain->get_skip());
+  plain->set_skip(true);
+  EXPECT_TRUE(plain->get_skip());
+  plain->set_skip(false);
+  EXPECT_FALSE(plain->get_skip());
+  KEP_ROUTING_ARC* b_z = KEP_ROUTING_ARC::allocate(db.get(), b, z, plain);
+  KEP_ROUTING_ARC* a_z = KEP_ROUTING_ARC::allocate(db.get(), a, z, plain);
+  KEP_ROUTING_ARC* a_y = KEP_ROUTING_ARC::allocate(db.get(), a, y, skipping);
+  KEP_ROUTING_ARC* alone = KEP_ROUTING_ARC::allocate(db.get(), b, y, nullptr);
+  EXPECT_THAT(pointers(plain->iter_routing_arcs()), ElementsAre(b_z, a_z));
+  EXPECT_THAT(pointers(skipping->iter_routing_arcs()), ElementsAre(a_y));
+  EXPECT_EQ(plain->find_routing_arc(a, z), a_z);
+  EXPECT_EQ(plain->find_routing_arc(a, y), nullptr) << "an arc of the other mux";
+  EXPECT_EQ(plain->find_routing_arc(z, a), nullptr);
+  EXPECT_EQ(a_z->get_input(), a);
+  EXPECT_EQ(a_z->get_output(), z);
+  EXPECT_EQ(a_z->get_parent(), plain);
+  EXPECT_EQ(alone->get_parent(), nullptr);
+  EXPECT_THAT(pointers(store.iter_routing_muxes(false)), ElementsAre(skipping, plain));
+  EXPECT_THAT(pointers(store.iter_routing_arcs(false)), ElementsAre(b_z, a_z, a_y, alone));
+}
+
+TEST_F(RoutingPrimitive, a_flyover_joins_two_ports) {
+  KEP_ROUTING_FLYOVER* flyover = KEP_ROUTING_FLYOVER::allocate(db.get(), a, z);
+  EXPECT_EQ(flyover->get_input(), a);
+  EXPECT_EQ(flyover->get_output(), z);
+  EXPECT_THAT(pointers(store.iter_routing_flyovers(false)), ElementsAre(flyover));
+}
+
+TEST_F(RoutingPrimitive, skip_exceptions_come_and_go) {
+  KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  EXPECT_FALSE(made->has_skip_exception_instances());
+  EXPECT_EQ(made->get_num_skip_exception_instance(), 0U);
+  EXPECT_THAT(pointers(made->iter_skip_exception_instances()), IsEmpty());
+  made->add_skip_exception_instance(k);
+  made->add_skip_exception_instance(m);
+  EXPECT_TRUE(made->has_skip_exception_instances());
+  EXPECT_EQ(made->get_num_skip_exception_instance(), 2U);
+  EXPECT_THAT(pointers(made->iter_skip_exception_instances()), ElementsAre(k, m));
+  made->remove_skip_exception_instances();
+  EXPECT_FALSE(made->has_skip_exception_instances());
+  EXPECT_EQ(made->get_num_skip_exception_instance(), 0U);
+  EXPECT_THAT(pointers(made->iter_skip_exception_instances()), IsEmpty());
+}
+
+TEST_F(RoutingPrimitive, an_arc_is_a_skip_path_by_the_flag_inverted_on_exceptions) {
+  for (const bool flag : {false, true}) {
+    KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, flag);
+    const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, made);
+    EXPECT_EQ(arc->is_skip(m), flag);
+    EXPECT_EQ(arc->is_always_skip(), flag);
+    made->add_skip_exception_instance(m);
+    made->add_skip_exception_instance(m);
+    EXPECT_EQ(arc->is_skip(m), !flag) << "entered twice, inverted once";
+    EXPECT_EQ(arc->is_skip(k), flag);
+    EXPECT_FALSE(arc->is_always_skip());
+    made->set_skip(!flag);
+    EXPECT_EQ(arc->is_skip(m), flag);
+    made->remove_skip_exception_instances();
+    EXPECT_EQ(arc->is_skip(m), !flag);
+    EXPECT_EQ(arc->is_always_skip(), !flag);
+  }
+}
+
+TEST_F(RoutingPrimitive, an_arc_without_a_mux_is_no_skip_path) {
+  const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, nullptr);
+  EXPECT_FALSE(arc->is_skip(m));
+  EXPECT_FALSE(arc->is_always_skip());
+}
+
+TEST_F(RoutingPrimitive, a_cache_sees_what_stood_in_the_store_when_it_was_made) {
+  KEP_ROUTING_MUX* first = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  KEP_ROUTING_MUX* second = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  const KEP_ROUTING_ARC* b_z = KEP_ROUTING_ARC::allocate(db.get(), b, z, second);
+  KEP_ROUTING_ARC* a_z = KEP_ROUTING_ARC::allocate(db.get(), a, z, first);
+  const KEP_ROUTING_ARC* a_y = KEP_ROUTING_ARC::allocate(db.get(), a, y, first);
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  EXPECT_TRUE(cache.has_routing_muxes(mux));
+  EXPECT_FALSE(cache.has_routing_muxes(module(*db, "OTHER")));
+  EXPECT_FALSE(cache.has_routing_muxes(nullptr));
+  EXPECT_THAT(pointers(cache.iter_routing_muxes(mux)), ElementsAre(first, second));
+  EXPECT_TRUE(cache.iter_routing_muxes(module(*db, "OTHER")).empty());
+  ASSERT_NE(cache.find_arc_outputs(a), nullptr);
+  EXPECT_THAT(*cache.find_arc_outputs(a), ElementsAre(a_z, a_y));
+  EXPECT_THAT(*cache.find_arc_inputs(z), ElementsAre(b_z, a_z));
+  EXPECT_EQ(cache.find_arc_outputs(z), nullptr) << "an output is no arc input";
+  EXPECT_EQ(cache.find_arc_inputs(a), nullptr);
+  EXPECT_EQ(cache.find_arc_outputs(nullptr), nullptr);
+  EXPECT_EQ(cache.find_arc_outputs(port(*db, "OTHER", "a")), nullptr);
+  EXPECT_TRUE(cache.is_arc_input(a) && cache.is_arc_input(b) && !cache.is_arc_input(z));
+  EXPECT_TRUE(cache.is_arc_output(z) && cache.is_arc_output(y) && !cache.is_arc_output(a));
+  EXPECT_EQ(cache.find_routing_arc(a, z), a_z);
+  EXPECT_EQ(cache.find_routing_arc(b, y), nullptr);
+  EXPECT_EQ(cache.find_routing_arc(z, a), nullptr);
+}
+
+TEST_F(RoutingPrimitive, a_cache_learns_what_is_added_to_it) {
+  KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
+  KEP_ROUTING_ARC* first = KEP_ROUTING_ARC::allocate(db.get(), a, z, made);
+  EXPECT_FALSE(cache.has_routing_muxes(mux)) << "allocated in the store, not added to the cache";
+  EXPECT_FALSE(cache.is_arc_input(a));
+  EXPECT_EQ(cache.find_routing_arc(a, z), nullptr);
+  cache.add_routing_mux(made);
+  cache.add_routing_arc(first);
+  cache.add_routing_flyover(KEP_ROUTING_FLYOVER::allocate(db.get(), b, y));
+  EXPECT_TRUE(cache.has_routing_muxes(mux));
+  EXPECT_THAT(pointers(cache.iter_routing_muxes(mux)), ElementsAre(made));
+  EXPECT_TRUE(cache.is_arc_input(a) && cache.is_arc_output(z));
+  EXPECT_EQ(cache.find_routing_arc(a, z), first);
+  EXPECT_FALSE(cache.is_arc_input(b)) << "a flyover is no arc";
+  KEP_ROUTING_ARC* second = KEP_ROUTING_ARC::allocate(db.get(), a, z, nullptr);
+  cache.add_routing_arc(second);
+  EXPECT_THAT(*cache.find_arc_outputs(a), ElementsAre(first, second));
+  EXPECT_EQ(cache.find_routing_arc(a, z), first) << "the first arc that joins the two";
+}
+
+TEST_F(RoutingPrimitive, a_cache_reads_marks_that_came_after_it) {
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  store.add_remove_node(a);
+  store.add_is_not_template(mux);
+  EXPECT_TRUE(cache.is_remove_node(a));
+  EXPECT_TRUE(cache.is_not_template(mux));
+}
+
+TEST_F(RoutingPrimitive, iterators_of_whole_tables_have_a_virtual_destructor) {
+  static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_MUX_ITER>);
+  static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_ARC_ITER>);
+  static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_FLYOVER_ITER>);
+  static_assert(std::is_copy_constructible_v<KEP_ROUTING_MUX_ROUTING_ARC_ITER>);
+  static_assert(sizeof(KEP_ROUTING_PRIMITIVE_HIPI) == 1 && sizeof(KEP_ROUTING_PRIMITIVE_TUNNEL) == 1);
+}
+
+TEST_F(RoutingPrimitive, the_wire_type_of_a_port_alone_holds_everywhere) {
+  store.add_wire_type(KEP_RELATIVE_PATH::create({}, a), "wire", 2);
+  const KEP_WIRE_TYPE* found = store.find_wire_type(uip(*db, "u/k:a"));
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->get_name(), "wire");
+  EXPECT_EQ(found->get_flags(), 2);
+  EXPECT_EQ(store.find_wire_type(uip(*db, "u/k:b")), nullptr);
+  EXPECT_EQ(store.find_wire_type(mux, KEP_RELATIVE_PATH::create({}, a)), found);
+  EXPECT_EQ(store.find_wire_type(KEP_UNFOLDED_INST_PORT()), nullptr);
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  EXPECT_TRUE(cache.has_wire_type(a));
+  EXPECT_EQ(cache.get_wire_type(a), "wire");
+  EXPECT_FALSE(cache.has_wire_type(b));
+  EXPECT_EQ(cache.get_wire_type(b), "");
+}
+
+TEST_F(RoutingPrimitive, the_wire_type_of_the_longest_path_holds) {
+  KEP_INSTANCE* t = instance(*db, "TOP", "t");
+  store.add_wire_type(KEP_RELATIVE_PATH::create({t, m}, a), "from top", 0);
+  store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "from tile", 0);
+  store.add_wire_type(KEP_RELATIVE_PATH::create({}, a), "alone", 0);
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_name(), "from top");
+  EXPECT_EQ(store.find_wire_type(uip(*db, "u/m:a"))->get_name(), "from tile");
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/k:a"))->get_name(), "alone");
+  EXPECT_EQ(store.find_wire_type(module(*db, "TILE"), KEP_RELATIVE_PATH::create({m}, a))->get_name(),
+            "from tile");
+  EXPECT_EQ(store.find_wire_type(module(*db, "TILE"), KEP_RELATIVE_PATH::create({k}, a)), nullptr)
+      << "a path is asked for as it is";
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  EXPECT_EQ(cache.get_wire_type(a), "alone");
+}
+
+TEST_F(RoutingPrimitive, a_wire_type_below_a_module_says_nothing_of_the_port_alone) {
+  store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "from tile", 0);
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
+  EXPECT_FALSE(cache.has_wire_type(a));
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/k:a")), nullptr);
+  EXPECT_NE(store.find_wire_type(uip(*db, "u/m:a")), nullptr);
+}
+
+TEST_F(RoutingPrimitive, of_two_wire_types_on_one_path_the_later_holds) {
+  store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "first", 1);
+  store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "second", 2);
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_name(), "second");
+  EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_flags(), 2);
+}
+
+TEST(RandomWireTypes, are_found_from_the_top_down_and_last_on_the_port_alone) {
+  std::size_t from_above = 0, alone = 0, none = 0;
+  for (std::uint64_t seed = 0; seed != 1000; ++seed) {
+    const auto db = test_model::make_random_db(seed);
+    test_model::RANDOM_SOURCE random(seed + 2000000);
+    KEP_ROUTING_PRIMITIVE& store = *db->get_routing_template_graph()->get_routing_primitive();
+    const NAIVE_HIERARCHY naive(*db);
+    using KEY = std::tuple<const KEP_MODULE*, std::vector<KEP_INSTANCE*>, const KEP_PORT*>;
+    std::map<KEY, std::string> types;
+    for (unsigned i = random.below(12); i; --i) {
+      const NAIVE_OCCURRENCE* at = random.pick(naive.all());
+      if (at->m_module->get_num_ports() == 0) continue;
+      const KEP_PORT* port = at->m_module->get_port_by_index(random.below(at->m_module->get_num_ports()));
+      const KEP_MODULE* start = at->m_module;
+      std::vector<KEP_INSTANCE*> chain;
+      for (; at->m_parent && random.percent(50); at = at->m_parent) {
+        chain.insert(chain.begin(), at->m_instance);
+        start = at->m_parent->m_module;
+      }
+      const std::string name = "type" + std::to_string(i);
+      store.add_wire_type(KEP_RELATIVE_PATH::create(chain, port), name, 0);
+      types[{start, chain, port}] = name;
+    }
+    for (const NAIVE_OCCURRENCE* at : naive.all())
+      for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
+        for (const KEP_UNFOLDED_INST_PORT& uip : instance.iter_inst_ports()) {
+          const KEP_PORT* port = uip.m_object->get_port();
+          std::vector<KEP_INSTANCE*> chain{instance.m_object};
+          std::string expected;
+          if (const auto own = types.find({port->get_parent(), {}, port}); own != types.end())
+            expected = own->second;
+          bool is_alone = !expected.empty();
+          for (const NAIVE_OCCURRENCE* above = at; above; above = above->m_parent) {
+            if (const auto found = types.find({above->m_module, chain, port}); found != types.end()) {
+              expected = found->second; // a higher one replaces it
+              is_alone = false;
+            }
+            if (above->m_instance) chain.insert(chain.begin(), above->m_instance);
+          }
+          const KEP_WIRE_TYPE* found = store.find_wire_type(uip);
+          EXPECT_EQ(found ? found->get_name() : "", expected) << uip.get_name(KEP_NAME_STYLE());
+          ++(expected.empty() ? none : is_alone ? alone : from_above);
+        }
+    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
+  }
+  EXPECT_GT(from_above, 1000U);
+  EXPECT_GT(alone, 1000U);
+  EXPECT_GT(none, 1000U);
+}

@@ -1,0 +1,116 @@
+// What a finished graph takes in memory, to the byte: what is alike is kept once.
+
+#include "kep/graph/kep_routing_graph_storage.h"
+#include "tests/support/graph_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+using test_model::FANOUTS;
+using test_model::GRAPH_BUILD;
+using test_model::make_db;
+using test_model::uip;
+
+namespace {
+
+constexpr unsigned NUM_DRIVERS = 10;
+constexpr unsigned NUM_MUXES = 12; // the last two have no edges
+
+/// Sixteen like tiles, in pairs of pairs: six modules.
+std::string device() {
+  std::string text = "module MUX\nports >a >b <z\nmodule TILE\n";
+  for (unsigned i = 0; i != NUM_MUXES; ++i)
+    text += "inst m" + std::to_string(i) + " MUX\n";
+  std::string below = "TILE";
+  for (const std::string key : {"PAIR", "BLOCK", "ROW", "TOP"}) {
+    text +=
+        "module " + key + (key == "TOP" ? " top\n" : "\n") + "inst l " + below + "\ninst r " + below + "\n";
+    below = key;
+  }
+  return text;
+}
+
+std::vector<std::string> tiles() {
+  std::vector<std::string> tiles;
+  for (unsigned i = 0; i != 16; ++i) {
+    std::string path;
+    for (unsigned bit = 8; bit != 0; bit /= 2)
+      path += (i & bit) != 0 ? "r/" : "l/";
+    tiles.push_back(path);
+  }
+  return tiles;
+}
+
+} // namespace
+
+TEST(GraphBytes, are_those_of_its_tables_in_which_like_things_stand_once) {
+  const auto db = make_db(device());
+  GRAPH_BUILD made(*db);
+  const auto name = [](const std::string& tile, unsigned mux, const char* port) {
+    return tile + "m" + std::to_string(mux) + ":" + port;
+  };
+  for (const std::string& tile : tiles())
+    for (unsigned mux = 0; mux != NUM_MUXES; ++mux)
+      made.add(name(tile, mux, "z").c_str());
+  made.sort();
+  for (const std::string& tile : tiles())
+    for (unsigned driver = 0; driver != NUM_DRIVERS; ++driver) {
+      FANOUTS fanouts;
+      for (unsigned mux = 0; mux != NUM_DRIVERS; ++mux)
+        if (mux != driver)
+          fanouts.push_back(
+              {made.find(name(tile, mux, "z").c_str()), uip(*db, name(tile, mux, "a").c_str())});
+      made.set(made.find(name(tile, driver, "z").c_str()), fanouts);
+    }
+  made.publish();
+
+  // Above the tops, the top, 2 rows, 4 blocks, 8 pairs and 16 tiles.
+  const std::uint64_t places = 1 + 1 + 2 + 4 + 8 + 16;
+  const std::uint64_t words_of_places = 2 * places   // the order of places and back
+                                        + places + 1 // the first node of each, and the end
+                                        + places     // no list of ranks: each tile has all nodes
+                                        + places;    // and the page of each
+  // Six modules, what stands above the tops, and the end: where the keys and the buckets of each begin.
+  const std::uint64_t words_of_modules = 2 * (6 + 1 + 1);
+  const std::uint64_t words_of_keys = NUM_MUXES;
+  // A key is an inst port and a bit; 36 inst ports have 72 keys, in two buckets of 64, and the end.
+  const std::uint64_t words_of_buckets = 2 + 1;
+  // One page: a byte for each mux, and room to read four.
+  const std::uint64_t bytes_of_pages = NUM_MUXES + 4;
+  // Where no node stands, a shape for each driver, and one that both muxes without edges share.
+  const std::uint64_t shapes = 1 + NUM_DRIVERS + 1;
+  // Each driver drives the nine others, at all sixteen places by the same words.
+  const std::uint64_t fanouts = NUM_DRIVERS * (NUM_DRIVERS - 1);
+  // Among the mux inputs are but ten words, and so among the fanins: a byte tells which.
+  const std::uint64_t bytes_of_folded_words = NUM_DRIVERS * sizeof(KEP_SEEN_WORD) + fanouts + 4;
+
+  EXPECT_EQ(db->get_routing_template_graph()->get_memory_bytes(),
+            sizeof(KEP_ROUTING_GRAPH_STORAGE) + sizeof(KEP_NODE_PLACES) +
+                sizeof(std::uint32_t) *
+                    (words_of_places + words_of_modules + words_of_keys + words_of_buckets) +
+                bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) + fanouts * sizeof(KEP_SEEN_WORD) +
+                2 * bytes_of_folded_words);
+}
+
+TEST(GraphBytes, tell_of_each_place_that_lacks_a_node_which_ones_it_has) {
+  const auto bytes = [](unsigned num_lacking) {
+    const auto db = make_db(device());
+    GRAPH_BUILD made(*db);
+    for (const std::string& tile : tiles()) {
+      for (const char* mux : {"m0:z", "m2:z"})
+        made.add((tile + mux).c_str());
+      if (num_lacking == 0)
+        made.add((tile + "m1:z").c_str());
+      else
+        --num_lacking;
+    }
+    made.sort();
+    made.publish();
+    return db->get_routing_template_graph()->get_memory_bytes();
+  };
+  // The ranks of the two nodes that stand at each, and one page for them all: a byte for each of three ranks.
+  EXPECT_EQ(bytes(3), bytes(0) + 3 * 2 * sizeof(std::uint32_t) + 3);
+}

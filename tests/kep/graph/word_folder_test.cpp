@@ -1,0 +1,87 @@
+#include "kep/graph/kep_word_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace {
+
+/// Numbers below the bound, its largest among them.
+std::vector<std::uint32_t> make_numbers(std::uint32_t bound) {
+  std::mt19937 random(bound);
+  std::vector<std::uint32_t> numbers{bound - 1, 0};
+  for (int i = 0; i != 100; ++i)
+    numbers.push_back(static_cast<std::uint32_t>(random()) % bound);
+  numbers.push_back(bound - 1);
+  return numbers;
+}
+
+} // namespace
+
+TEST(PackedNumbers, take_as_few_bytes_as_their_bound_allows) {
+  const std::vector<std::pair<std::uint32_t, std::uint32_t>> cases{
+      {1, 1},     {2, 1},        {256, 1},      {257, 2},        {65536, 2},
+      {65537, 3}, {16777216, 3}, {16777217, 4}, {0xffffffffU, 4}};
+  for (const auto& [bound, width] : cases) {
+    const std::vector<std::uint32_t> numbers = make_numbers(bound);
+    const KEP_PACKED_NUMBER_LIST list(numbers, bound);
+    EXPECT_EQ(list.get_view().m_width, width) << bound;
+    EXPECT_EQ(list.get_memory_bytes(), numbers.size() * width + 4) << bound;
+    for (std::size_t i = 0; i != numbers.size(); ++i)
+      ASSERT_EQ(list.get_view().get(i), numbers[i]) << "number " << i << " of those below " << bound;
+  }
+}
+
+TEST(PackedNumbers, may_be_none) {
+  const KEP_PACKED_NUMBER_LIST list({}, 0);
+  EXPECT_EQ(list.get_view().m_width, 1U);
+}
+
+TEST(SeenWords, are_told_from_the_place_that_sees_them_unless_they_are_absolute) {
+  constexpr std::uint64_t WORD = std::uint64_t{7} << 32 | 5;
+  for (const std::uint32_t own : {0U, 6U, 7U, 8U, 0xfffffff0U}) {
+    const KEP_SEEN_WORD seen = KEP_SEEN_WORD::see(WORD, own);
+    EXPECT_FALSE(seen.is_absolute());
+    EXPECT_EQ(seen.get_word(own), WORD) << own;
+    EXPECT_EQ(seen.get_word(own + 3), WORD + (std::uint64_t{3} << 32)) << own;
+    EXPECT_EQ(KEP_SEEN_WORD{WORD | KEP_SEEN_WORD::ABSOLUTE}.get_word(own), WORD);
+  }
+  EXPECT_EQ(KEP_SEEN_WORD{}.get_word(9), 0U);
+}
+
+TEST(FoldedWords, keep_each_word_once_and_give_every_position_its_own) {
+  std::mt19937_64 random(1);
+  std::vector<KEP_SEEN_WORD> words;
+  for (int i = 0; i != 1000; ++i) {
+    const std::uint64_t place = random() % 20;
+    const std::uint64_t low = 1 + random() % 10;
+    words.push_back(random() % 4 == 0 ? KEP_SEEN_WORD{place << 32 | low | KEP_SEEN_WORD::ABSOLUTE}
+                                      : KEP_SEEN_WORD::see(place << 32 | low, 10));
+  }
+  const KEP_FOLDED_WORD_LIST list(words);
+  for (std::uint32_t i = 0; i != words.size(); ++i)
+    ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i;
+  EXPECT_EQ(list.get_view().m_numbers.m_width, 2U); // near all of 20 places, 10 words and two ways of telling
+  EXPECT_LE(list.get_memory_bytes(), 2 * words.size() + 3 + 400 * sizeof(KEP_SEEN_WORD));
+}
+
+TEST(FoldedWords, are_kept_as_they_are_where_few_come_again) {
+  std::vector<KEP_SEEN_WORD> words;
+  for (std::uint64_t i = 0; i != 1000; ++i)
+    words.push_back({(i * 7919 % 1000) << 32 | 1});
+  const KEP_FOLDED_WORD_LIST list(words);
+  EXPECT_EQ(list.get_memory_bytes(), words.size() * sizeof(KEP_SEEN_WORD));
+  for (std::uint32_t i = 0; i != words.size(); ++i)
+    ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i;
+}
+
+TEST(FoldedWords, have_numbers_that_hang_on_the_words_alone_and_not_on_their_order) {
+  const std::vector<KEP_SEEN_WORD> words{{30}, {10}, {20}, {10}};
+  const std::vector<KEP_SEEN_WORD> turned{{10}, {20}, {10}, {30}};
+  const KEP_FOLDED_WORD_LIST list(words);
+  const KEP_FOLDED_WORD_LIST other(turned);
+  for (std::size_t i = 0; i != words.size(); ++i)
+    EXPECT_EQ(list.get_view().m_numbers.get(i), other.get_view().m_numbers.get(words.size() - 1 - i));
+}

@@ -1,0 +1,502 @@
+#include "kep/kep_view_type_rank.h"
+#include "tests/support/model_fixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+using test_model::instance;
+using test_model::make_db;
+using test_model::module;
+using test_model::port;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr KEP_VIEW_TYPE LOGICAL = KEP_VIEW_TYPE::LOGICAL;
+constexpr KEP_VIEW_TYPE VIEW_1 = KEP_VIEW_TYPE::VIEW_1;
+constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
+constexpr KEP_VIEW_TYPE TWIN = KEP_VIEW_TYPE::LOGICAL_TWIN;
+constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+
+/// The plain names of what a range yields.
+template <class RANGE>
+std::vector<std::string> names(const RANGE& range) {
+  std::vector<std::string> found;
+  for (const auto* element : range)
+    found.emplace_back(element->get_plain_name());
+  return found;
+}
+
+std::vector<std::string> keys(const std::vector<KEP_MODULE*>& modules) {
+  std::vector<std::string> found;
+  for (const KEP_MODULE* element : modules)
+    found.emplace_back(element->get_key());
+  return found;
+}
+
+const char* const DEVICE = R"(
+  module MUX group=mux name=mux
+    ports >a >b <z
+  module MUX_BLC view=BLC group=mux name=mux trait_0
+    ports >a >b <z
+    inst x ATOM atom trait_0
+    net n a x.i
+  module MUX_TWIN view=LOGICAL_TWIN group=mux name=mux
+    ports >a >b <z
+  module MUX_BLC_2 view=BLC group=mux name=other bidir_buffer
+    ports >a >b <z
+  module ATOM
+    ports >i
+  module EMPTY
+  module TILE ip_root
+    ports >in =io <out
+    inst m MUX header
+    inst k MUX buffer
+    net w in m.a k.b
+    net o m.z out
+  module TOP top device_top type=1
+    ports >p
+    inst t TILE
+    inst u TILE
+    net n u.in p t.out t.in
+)";
+
+class FoldedModel : public testing::Test {
+protected:
+  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
+  const KEP_NAME_STYLE style;
+};
+
+} // namespace
+
+TEST(Views, have_the_numbers_that_files_and_tools_use) {
+  EXPECT_EQ(static_cast<int>(LOGICAL), 0);
+  EXPECT_EQ(static_cast<int>(BLC), 2);
+  EXPECT_EQ(static_cast<int>(TWIN), 3);
+  EXPECT_EQ(static_cast<int>(DEFAULT), 4);
+  EXPECT_EQ(sizeof(KEP_VIEW_TYPE), 1U);
+  EXPECT_EQ(static_cast<int>(KEP_DB_TYPE::NO_REDUNDANCY), 0);
+  EXPECT_EQ(static_cast<int>(KEP_DB_TYPE::TOP_PORTS_ROUTED), 1);
+  EXPECT_EQ(sizeof(KEP_DB_TYPE), 1U);
+  EXPECT_EQ(static_cast<int>(KEP_MODULE::TRAIT::TRAIT_0), 0);
+  EXPECT_EQ(static_cast<int>(KEP_MODULE::TRAIT::IP_ROOT), 5);
+  EXPECT_EQ(static_cast<int>(KEP_INSTANCE::TRAIT::TRAIT_0), 0);
+}
+
+TEST(Views, have_printable_names) {
+  EXPECT_STREQ(kep_get_name_of_view_type(LOGICAL), "logical");
+  EXPECT_STREQ(kep_get_name_of_view_type(VIEW_1), "view_1");
+  EXPECT_STREQ(kep_get_name_of_view_type(BLC), "blc");
+  EXPECT_STREQ(kep_get_name_of_view_type(TWIN), "logical_twin");
+  EXPECT_STREQ(kep_get_name_of_view_type(DEFAULT), "default");
+}
+
+TEST(NameStyle, is_seven_option_bytes_and_two_separators) {
+  EXPECT_EQ(sizeof(KEP_NAME_STYLE), 9U);
+  const KEP_NAME_STYLE style;
+  EXPECT_THAT(style.m_options, testing::Each(false));
+  EXPECT_EQ(style.m_hierarchy_separator, '/');
+  EXPECT_EQ(style.m_port_separator, ':');
+}
+
+TEST_F(FoldedModel, the_default_top_is_the_designated_one_and_other_views_have_no_top) {
+  EXPECT_EQ(db->get_top_module(DEFAULT), module(*db, "TOP"));
+  EXPECT_EQ(db->get_top_module(LOGICAL), module(*db, "TOP"));
+  EXPECT_EQ(db->get_top_module(BLC), nullptr);
+  EXPECT_EQ(db->get_top_module(VIEW_1), nullptr);
+  EXPECT_EQ(db->get_db_type(), KEP_DB_TYPE::TOP_PORTS_ROUTED);
+  EXPECT_TRUE(db->is_device_top());
+}
+
+TEST(Top, in_a_view_is_the_top_itself_or_its_first_equivalent_there) {
+  const auto db = make_db(R"(
+    module A_BLC_1 view=BLC group=a
+    module A view=VIEW_1 group=a top
+    module A_BLC_2 view=BLC group=a
+  )");
+  EXPECT_EQ(db->get_top_module(DEFAULT), module(*db, "A"));
+  EXPECT_EQ(db->get_top_module(VIEW_1), module(*db, "A"));
+  EXPECT_EQ(db->get_top_module(BLC), module(*db, "A_BLC_1"));
+  EXPECT_EQ(db->get_top_module(LOGICAL), nullptr);
+  EXPECT_TRUE(module(*db, "A")->is_top_module_or_equiv());
+  EXPECT_TRUE(module(*db, "A_BLC_1")->is_top_module_or_equiv());
+}
+
+TEST(Top, properties_are_read_on_the_top_module_alone) {
+  const auto db = make_db(R"(
+    module A device_top type=0
+    module T top
+      inst a A
+  )");
+  EXPECT_EQ(db->get_db_type(), KEP_DB_TYPE::REDUNDANCY);
+  EXPECT_FALSE(db->is_device_top());
+  EXPECT_FALSE(module(*db, "A")->is_top_module_or_equiv());
+}
+
+TEST_F(FoldedModel, modules_come_in_the_order_in_which_they_were_added) {
+  EXPECT_THAT(names(db->iter_modules(true)),
+              ElementsAre("mux", "mux", "mux", "other", "ATOM", "EMPTY", "TILE", "TOP"));
+  unsigned number = 0;
+  for (const KEP_MODULE* each : db->iter_modules(true))
+    EXPECT_EQ(each->get_number(), number++);
+}
+
+TEST_F(FoldedModel, modules_are_found_by_name_and_view) {
+  EXPECT_THAT(keys(db->find_modules("mux", LOGICAL, true)), ElementsAre("MUX"));
+  EXPECT_THAT(keys(db->find_modules("mux", BLC, true)), ElementsAre("MUX_BLC"));
+  EXPECT_THAT(keys(db->find_modules("other", BLC, true)), ElementsAre("MUX_BLC_2"));
+  EXPECT_THAT(db->find_modules("mux", VIEW_1, true), IsEmpty());
+  EXPECT_THAT(db->find_modules("MUX", LOGICAL, true), IsEmpty()) << "a key is not a name";
+  EXPECT_THAT(db->find_modules("nothing", LOGICAL, true), IsEmpty());
+  EXPECT_THAT(db->find_modules("", LOGICAL, true), IsEmpty());
+  EXPECT_THAT(db->find_modules("mux", DEFAULT, true), IsEmpty());
+}
+
+TEST(Modules, of_one_name_and_view_are_all_found_in_order) {
+  const auto db = make_db(R"(
+    module B name=x
+    module T top
+    module A name=x
+  )");
+  EXPECT_THAT(keys(db->find_modules("x", LOGICAL, true)), ElementsAre("B", "A"));
+}
+
+TEST_F(FoldedModel, a_module_tells_its_name_view_and_marks) {
+  const KEP_MODULE* blc = module(*db, "MUX_BLC");
+  EXPECT_EQ(blc->get_name(style), "mux");
+  std::string name = "before";
+  blc->get_name(name, style);
+  EXPECT_EQ(name, "mux");
+  EXPECT_EQ(module(*db, "TILE")->get_name(style), "TILE") << "without a name of its own the key is the name";
+  EXPECT_EQ(blc->get_view_type(), BLC);
+  EXPECT_EQ(module(*db, "TILE")->get_view_type(), LOGICAL);
+  EXPECT_TRUE(blc->has_trait(KEP_MODULE::TRAIT::TRAIT_0));
+  EXPECT_FALSE(blc->has_trait(KEP_MODULE::TRAIT::IP_ROOT));
+  EXPECT_FALSE(module(*db, "TILE")->has_trait(KEP_MODULE::TRAIT::TRAIT_0));
+  EXPECT_TRUE(module(*db, "TILE")->has_trait(KEP_MODULE::TRAIT::IP_ROOT));
+  EXPECT_FALSE(blc->get_is_blc_bidir_buffer());
+  EXPECT_TRUE(module(*db, "MUX_BLC_2")->get_is_blc_bidir_buffer());
+  EXPECT_FALSE(blc->is_top_module_or_equiv());
+  EXPECT_TRUE(module(*db, "TOP")->is_top_module_or_equiv());
+  EXPECT_EQ(blc->get_db(), db.get());
+}
+
+TEST_F(FoldedModel, an_empty_module_gives_empty_ranges) {
+  const KEP_MODULE* empty = module(*db, "EMPTY");
+  EXPECT_EQ(empty->get_num_ports(), 0U);
+  EXPECT_EQ(empty->get_num_instances(), 0U);
+  EXPECT_EQ(empty->iter_ports().begin(), empty->iter_ports().end());
+  EXPECT_EQ(empty->iter_instances().begin(), empty->iter_instances().end());
+  EXPECT_EQ(empty->iter_nets().begin(), empty->iter_nets().end());
+  EXPECT_EQ(empty->find_port("a"), nullptr);
+  EXPECT_EQ(empty->find_instance("a"), nullptr);
+  EXPECT_EQ(empty->get_port_by_index(0), nullptr);
+}
+
+TEST_F(FoldedModel, ports_are_found_by_name_and_index_in_order) {
+  const KEP_MODULE* tile = module(*db, "TILE");
+  EXPECT_EQ(tile->get_num_ports(), 3U);
+  EXPECT_THAT(names(tile->iter_ports()), ElementsAre("in", "io", "out"));
+  for (unsigned i = 0; i != 3; ++i) {
+    KEP_PORT* each = tile->get_port_by_index(i);
+    EXPECT_EQ(each->get_index(), i);
+    EXPECT_EQ(each->get_parent(), tile);
+    EXPECT_EQ(tile->find_port(each->get_plain_name()), each);
+    EXPECT_EQ(each->get_name(style), each->get_plain_name());
+  }
+  EXPECT_EQ(tile->get_port_by_index(3), nullptr);
+  EXPECT_EQ(tile->find_port("m"), nullptr);
+  EXPECT_EQ(tile->find_port(""), nullptr);
+}
+
+TEST(Names, that_are_absent_are_not_found_whatever_the_size_of_the_module) {
+  for (unsigned size = 0; size != 70; ++size) {
+    SCOPED_TRACE(size);
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID master = builder.add_module("A", {});
+    const KEP_MODULE_ID top = builder.add_module("T", {});
+    builder.add_instance(top, "x", master, {});
+    for (unsigned i = 0; i != size; ++i) {
+      builder.add_port(top, "p" + std::to_string(i), KEP_PORT_DIRECTION::INPUT);
+      builder.add_instance(top, "i" + std::to_string(i), master, {});
+      builder.add_port(master, "q" + std::to_string(i), KEP_PORT_DIRECTION::INPUT);
+    }
+    const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+    const KEP_MODULE* module_t = module(*db, "T");
+    for (unsigned i = 0; i != size; ++i) {
+      EXPECT_EQ(module_t->find_port(("p" + std::to_string(i)).c_str()), module_t->get_port_by_index(i));
+      EXPECT_EQ(module_t->find_instance(("i" + std::to_string(i)).c_str()),
+                module_t->get_instance_by_index(i + 1));
+    }
+    for (unsigned i = 0; i != 100; ++i) {
+      EXPECT_EQ(module_t->find_port(("absent" + std::to_string(i)).c_str()), nullptr);
+      EXPECT_EQ(module_t->find_instance(("absent" + std::to_string(i)).c_str()), nullptr);
+    }
+  }
+}
+
+TEST_F(FoldedModel, ports_have_exactly_one_direction) {
+  const KEP_PORT* in = port(*db, "TILE", "in");
+  const KEP_PORT* io = port(*db, "TILE", "io");
+  const KEP_PORT* out = port(*db, "TILE", "out");
+  EXPECT_TRUE(in->is_input() && !in->is_output() && !in->is_bidir());
+  EXPECT_TRUE(!io->is_input() && !io->is_output() && io->is_bidir());
+  EXPECT_TRUE(!out->is_input() && out->is_output() && !out->is_bidir());
+}
+
+TEST_F(FoldedModel, an_ordinary_port_has_no_blc_index_and_no_icd_name) {
+  EXPECT_EQ(port(*db, "TILE", "in")->get_blc_re_index(), -1);
+  EXPECT_EQ(port(*db, "TILE", "in")->get_blc_icd_port_name(), "");
+}
+
+TEST(Ports, keep_the_blc_index_and_icd_name_that_they_were_given) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID top = builder.add_module("T", {});
+  EXPECT_EQ(builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT, 7, "icd"), 0U);
+  EXPECT_EQ(builder.add_port(top, "q", KEP_PORT_DIRECTION::INPUT), 1U);
+  EXPECT_EQ(builder.add_port(top, "r", KEP_PORT_DIRECTION::INPUT, 0), 2U);
+  builder.set_port_blc(top, 1, 12, "later");
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  EXPECT_EQ(port(*db, "T", "p")->get_blc_re_index(), 7);
+  EXPECT_EQ(port(*db, "T", "p")->get_blc_icd_port_name(), "icd");
+  EXPECT_EQ(port(*db, "T", "q")->get_blc_re_index(), 12);
+  EXPECT_EQ(port(*db, "T", "q")->get_blc_icd_port_name(), "later");
+  EXPECT_EQ(port(*db, "T", "r")->get_blc_re_index(), 0);
+}
+
+TEST_F(FoldedModel, an_instance_tells_its_place_master_and_marks) {
+  const KEP_INSTANCE* m = instance(*db, "TILE", "m");
+  EXPECT_EQ(m->get_name(style), "m");
+  EXPECT_EQ(m->get_parent(), module(*db, "TILE"));
+  EXPECT_EQ(m->get_module(), module(*db, "MUX"));
+  EXPECT_EQ(m->get_index(), 0U);
+  EXPECT_EQ(instance(*db, "TILE", "k")->get_index(), 1U);
+  EXPECT_TRUE(m->module_in_same_db());
+  EXPECT_NE(m->get_inst_header(), nullptr);
+  EXPECT_FALSE(m->has_trait(KEP_INSTANCE::TRAIT::TRAIT_0));
+  EXPECT_FALSE(m->is_blc_atom());
+  EXPECT_FALSE(m->get_blc_is_inserted_buffer());
+
+  const KEP_INSTANCE* x = instance(*db, "MUX_BLC", "x");
+  EXPECT_EQ(x->get_inst_header(), nullptr);
+  EXPECT_TRUE(x->has_trait(KEP_INSTANCE::TRAIT::TRAIT_0));
+  EXPECT_TRUE(x->is_blc_atom());
+  EXPECT_TRUE(instance(*db, "TILE", "k")->get_blc_is_inserted_buffer());
+  EXPECT_THAT(names(module(*db, "TILE")->iter_instances()), ElementsAre("m", "k"));
+  EXPECT_EQ(module(*db, "TILE")->find_instance("w"), nullptr);
+}
+
+TEST_F(FoldedModel, a_master_in_a_view_is_the_plain_one_or_the_first_equivalent_or_null) {
+  const KEP_INSTANCE* m = instance(*db, "TILE", "m");
+  EXPECT_EQ(m->get_module(LOGICAL), module(*db, "MUX"));
+  EXPECT_EQ(m->get_module(BLC), module(*db, "MUX_BLC"));
+  EXPECT_EQ(m->get_module(TWIN), module(*db, "MUX_TWIN"));
+  EXPECT_EQ(m->get_module(VIEW_1), nullptr);
+  EXPECT_EQ(m->get_module(DEFAULT), module(*db, "MUX"));
+}
+
+TEST(Masters, of_the_second_module_in_a_view_stay_themselves) {
+  const auto db = make_db(R"(
+    module A group=g
+    module B group=g
+    module A_BLC view=BLC group=g
+    module T top
+      inst b B
+  )");
+  EXPECT_EQ(instance(*db, "T", "b")->get_module(LOGICAL), module(*db, "B"));
+  EXPECT_EQ(instance(*db, "T", "b")->get_module(DEFAULT), module(*db, "B"));
+  EXPECT_EQ(module(*db, "A_BLC")->find_view(LOGICAL), module(*db, "A"));
+}
+
+TEST_F(FoldedModel, inst_ports_mirror_the_ports_of_the_master_by_index) {
+  const KEP_INSTANCE* m = instance(*db, "TILE", "m");
+  for (unsigned i = 0; i != 3; ++i) {
+    KEP_INST_PORT* each = m->get_inst_port_by_index(i);
+    KEP_PORT* mirrored = m->get_module()->get_port_by_index(i);
+    EXPECT_EQ(each->get_inst(), m);
+    EXPECT_EQ(each->get_port(), mirrored);
+    EXPECT_EQ(each->get_index(), i);
+    EXPECT_EQ(m->get_inst_port_for_port(mirrored), each);
+    EXPECT_EQ(each->is_input(), mirrored->is_input());
+    EXPECT_EQ(each->is_output(), mirrored->is_output());
+    EXPECT_EQ(each->is_bidir(), mirrored->is_bidir());
+    EXPECT_EQ(m->get_parent()->get_inst_port_by_number(each->get_number()), each);
+  }
+  EXPECT_EQ(m->get_inst_port_for_port(port(*db, "MUX_BLC", "b")), m->get_inst_port_by_index(1))
+      << "the port of an equivalent is mirrored by the same inst port";
+  EXPECT_EQ(instance(*db, "TILE", "k")->get_inst_port_by_index(0)->get_number(), 3U);
+  EXPECT_EQ(module(*db, "TILE")->get_num_inst_ports(), 6U);
+}
+
+TEST_F(FoldedModel, the_net_of_a_port_holds_it_and_nothing_behind_a_port_is_null) {
+  const KEP_NET* w = port(*db, "TILE", "in")->get_net();
+  ASSERT_NE(w, nullptr);
+  EXPECT_EQ(w->get_name(style), "w");
+  EXPECT_EQ(w->get_parent(), module(*db, "TILE"));
+  EXPECT_EQ(port(*db, "TILE", "io")->get_net(), nullptr);
+  EXPECT_EQ(port(*db, "MUX", "a")->get_net(), nullptr);
+  EXPECT_EQ(instance(*db, "TILE", "m")->get_inst_port_by_index(0)->get_net(), w);
+  EXPECT_EQ(instance(*db, "TILE", "m")->get_inst_port_by_index(1)->get_net(), nullptr);
+  EXPECT_THAT(names(module(*db, "TILE")->iter_nets()), ElementsAre("w", "o"));
+}
+
+TEST_F(FoldedModel, members_of_a_net_stand_in_the_order_of_the_model) {
+  const KEP_NET* n = port(*db, "TOP", "p")->get_net();
+  EXPECT_THAT(names(n->iter_ports()), ElementsAre("p"));
+  std::vector<std::string> members;
+  for (const KEP_INST_PORT* each : n->iter_inst_ports())
+    members.push_back(each->get_inst()->get_name(style) + "." + each->get_port()->get_name(style));
+  EXPECT_THAT(members, ElementsAre("t.in", "t.out", "u.in"));
+  EXPECT_EQ(n->get_num_ports(), 1U);
+  EXPECT_EQ(n->get_num_inst_ports(), 3U);
+}
+
+TEST_F(FoldedModel, equivalents_leave_out_the_module_and_the_view_of_a_module_gives_it) {
+  const KEP_MODULE* mux = module(*db, "MUX");
+  EXPECT_EQ(mux->find_view(LOGICAL), mux);
+  EXPECT_EQ(mux->find_view(BLC), module(*db, "MUX_BLC"));
+  EXPECT_EQ(mux->find_view(VIEW_1), nullptr);
+  EXPECT_EQ(mux->find_view(DEFAULT), mux);
+  EXPECT_EQ(module(*db, "MUX_BLC_2")->find_view(BLC), module(*db, "MUX_BLC_2"));
+  EXPECT_THAT(mux->get_equivalent_modules(LOGICAL), IsEmpty());
+  EXPECT_EQ(mux->get_num_equivalent_modules(LOGICAL), 0U);
+  EXPECT_THAT(keys(mux->get_equivalent_modules(BLC)), ElementsAre("MUX_BLC", "MUX_BLC_2"));
+  EXPECT_EQ(mux->get_num_equivalent_modules(BLC), 2U);
+  EXPECT_THAT(keys(module(*db, "MUX_BLC")->get_equivalent_modules(BLC)), ElementsAre("MUX_BLC_2"));
+  EXPECT_EQ(module(*db, "MUX_BLC")->get_num_equivalent_modules(BLC), 1U);
+  EXPECT_THAT(mux->get_equivalent_modules(VIEW_1), IsEmpty());
+  EXPECT_THAT(module(*db, "TILE")->get_equivalent_modules(BLC), IsEmpty()) << "a module without a group";
+  EXPECT_EQ(module(*db, "TILE")->get_num_equivalent_modules(BLC), 0U);
+}
+
+TEST_F(FoldedModel, equal_indices_lead_from_view_to_view) {
+  for (const KEP_PORT* each : module(*db, "MUX")->iter_ports()) {
+    const KEP_PORT* like = module(*db, "MUX_BLC")->get_port_by_index(each->get_index());
+    EXPECT_EQ(like->get_name(style), each->get_name(style));
+    EXPECT_EQ(like->is_input(), each->is_input());
+  }
+}
+
+TEST_F(FoldedModel, slots_stand_instance_by_instance_with_the_plain_master_first) {
+  const KEP_MODULE* tile = module(*db, "TILE");
+  std::vector<std::string> found;
+  for (unsigned i = 0; i != tile->get_num_slots(); ++i)
+    found.push_back(std::to_string(tile->get_slots()[i].m_instance) +
+                    tile->get_slots()[i].m_module->get_key());
+  ASSERT_EQ(found.size(), 6U);
+  EXPECT_EQ(found[0], "0MUX");
+  EXPECT_EQ(found[3], "1MUX");
+  EXPECT_THAT(
+      found, testing::UnorderedElementsAre("0MUX", "0MUX_BLC", "0MUX_TWIN", "1MUX", "1MUX_BLC", "1MUX_TWIN"));
+  EXPECT_EQ(module(*db, "ATOM")->get_size(), 1U);
+  EXPECT_EQ(module(*db, "MUX_BLC")->get_size(), 2U);
+  EXPECT_EQ(tile->get_size(), 1U + 2 * (1 + 2 + 1));
+  EXPECT_TRUE(tile->is_inner());
+  EXPECT_TRUE(module(*db, "MUX_BLC")->is_inner());
+  EXPECT_FALSE(module(*db, "MUX")->is_inner());
+}
+
+TEST(ViewTypeRank, is_three_bytes_and_tries_its_views_in_order) {
+  EXPECT_EQ(sizeof(KEP_VIEW_TYPE_RANK), 3U);
+  EXPECT_TRUE(std::is_trivially_copyable_v<KEP_VIEW_TYPE_RANK>);
+  const auto db = make_db(DEVICE);
+  const KEP_MODULE* mux = module(*db, "MUX");
+  const KEP_VIEW_TYPE_RANK one(BLC);
+  EXPECT_EQ(one.size(), 1);
+  EXPECT_EQ(one.get_view_type(0), BLC);
+  EXPECT_EQ(one.find_view(mux, true, nullptr), module(*db, "MUX_BLC"));
+  KEP_VIEW_TYPE_RANK two(VIEW_1, TWIN);
+  EXPECT_EQ(two.size(), 2);
+  EXPECT_EQ(two.get_view_type(0), VIEW_1);
+  EXPECT_EQ(two.get_view_type(1), TWIN);
+  EXPECT_EQ(two.find_view(mux, true, nullptr), module(*db, "MUX_TWIN"));
+  two = one;
+  EXPECT_EQ(two.size(), 1);
+  EXPECT_EQ(KEP_VIEW_TYPE_RANK(LOGICAL, BLC).find_view(mux), mux);
+  EXPECT_EQ(KEP_VIEW_TYPE_RANK(DEFAULT).find_view(mux), mux);
+  EXPECT_EQ(KEP_VIEW_TYPE_RANK(VIEW_1).find_view(mux, true, nullptr), nullptr);
+  EXPECT_EQ(KEP_VIEW_TYPE_RANK().size(), 0);
+  EXPECT_EQ(KEP_VIEW_TYPE_RANK().find_view(mux), nullptr);
+}
+
+TEST(PortIndexCompare, orders_by_index_and_then_by_module) {
+  const auto db = make_db(DEVICE);
+  const KEP_PORT_INDEX_COMPARE less;
+  const KEP_PORT* mux_b = port(*db, "MUX", "b");
+  const KEP_PORT* blc_a = port(*db, "MUX_BLC", "a");
+  const KEP_PORT* mux_a = port(*db, "MUX", "a");
+  EXPECT_TRUE(less(mux_a, mux_b));
+  EXPECT_TRUE(less(blc_a, mux_b)) << "the index goes before the module";
+  EXPECT_TRUE(less(mux_a, blc_a));
+  EXPECT_FALSE(less(blc_a, mux_a));
+  EXPECT_FALSE(less(mux_a, mux_a));
+}
+
+TEST(PortIndexCompare, keeps_every_port_of_every_module_in_a_set) {
+  const auto db = make_db(DEVICE);
+  std::set<const KEP_PORT*, KEP_PORT_INDEX_COMPARE> set;
+  std::size_t count = 0;
+  for (const KEP_MODULE* each : db->iter_modules(true))
+    for (const KEP_PORT* member : each->iter_ports()) {
+      EXPECT_TRUE(set.insert(member).second);
+      EXPECT_FALSE(set.insert(member).second);
+      ++count;
+    }
+  EXPECT_EQ(set.size(), count);
+  EXPECT_GT(count, 15U);
+}
+
+TEST(Iterators, are_copied_compared_and_held_by_their_base) {
+  const auto db = make_db(DEVICE);
+  auto modules = db->iter_modules(true);
+  KEP_DB_MODULE_ITER first = modules.begin();
+  KEP_DB_MODULE_ITER copy(first);
+  EXPECT_TRUE(copy == first);
+  ++copy;
+  EXPECT_TRUE(copy != first);
+  EXPECT_EQ(*first, module(*db, "MUX"));
+  const std::unique_ptr<KEP_HIER_TABLE_ITER<KEP_DB_MODULE_ITER, KEP_MODULE>> base =
+      std::make_unique<KEP_DB_MODULE_ITER>(first);
+  EXPECT_EQ(**base, *first);
+  EXPECT_TRUE((std::has_virtual_destructor_v<KEP_DB_MODULE_ITER>));
+  using CATEGORY = std::iterator_traits<KEP_MODULE_PORT_ITER>::iterator_category;
+  static_assert(std::is_convertible_v<boost::iterator_traversal<KEP_MODULE_PORT_ITER>::type,
+                                      boost::forward_traversal_tag>);
+  static_assert(std::is_convertible_v<CATEGORY, std::input_iterator_tag>);
+}
+
+TEST(ForeignModules, lie_in_a_database_of_their_own) {
+  const auto db = make_db(R"(
+    module LOCAL
+    module FAR foreign name=far
+      ports >a
+      inst l DEEP
+    module DEEP foreign
+    module T top
+      inst f FAR
+      inst l LOCAL
+  )");
+  KEP_DB* far = module(*db, "FAR")->get_db();
+  EXPECT_NE(far, db.get());
+  ASSERT_NE(far, nullptr);
+  EXPECT_EQ(module(*db, "DEEP")->get_db(), far);
+  EXPECT_EQ(module(*db, "LOCAL")->get_db(), db.get());
+  EXPECT_FALSE(instance(*db, "T", "f")->module_in_same_db());
+  EXPECT_TRUE(instance(*db, "T", "l")->module_in_same_db());
+  EXPECT_TRUE(instance(*db, "FAR", "l")->module_in_same_db()) << "the databases of the two are compared";
+  EXPECT_THAT(names(db->iter_modules(true)), ElementsAre("LOCAL", "far", "DEEP", "T"));
+  EXPECT_THAT(names(db->iter_modules(false)), ElementsAre("LOCAL", "T"));
+  EXPECT_THAT(keys(db->find_modules("far", LOGICAL, true)), ElementsAre("FAR"));
+  EXPECT_THAT(db->find_modules("far", LOGICAL, false), IsEmpty());
+  EXPECT_THAT(keys(db->find_modules("LOCAL", LOGICAL, false)), ElementsAre("LOCAL"));
+  EXPECT_EQ(far->get_routing_template_graph(), db->get_routing_template_graph());
+  EXPECT_EQ(&far->get_unfolding(), &db->get_unfolding());
+}

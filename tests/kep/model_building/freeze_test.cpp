@@ -1,0 +1,420 @@
+#include "tests/support/model_fixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+using test_model::instance;
+using test_model::make_db;
+using test_model::module;
+using test_model::port;
+using test_model::TEXT_MODEL;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+/// Why the model is refused; a model that is not fails the test.
+std::string refusal(KEP_DB_BUILDER&& builder) {
+  try {
+    const std::unique_ptr<KEP_DB> db = KEP_DB_BUILDER::freeze(std::move(builder));
+  } catch (const KEP_DB_ERROR& error) {
+    const std::string text = error.what();
+    EXPECT_THAT(text, Not(HasSubstr("\n"))) << "a reason is one line";
+    return text;
+  }
+  ADD_FAILURE() << "the model was taken";
+  return {};
+}
+
+std::string refusal(const char* text) {
+  TEXT_MODEL model(text);
+  return refusal(std::move(model.builder()));
+}
+
+KEP_MODULE_PROPERTIES as_top() {
+  KEP_MODULE_PROPERTIES properties;
+  properties.m_is_designated_top = true;
+  return properties;
+}
+
+/// The modules 0 ... depth - 1, each with `width` instances of the one before; the last is the top.
+KEP_DB_BUILDER nested(unsigned depth, unsigned width) {
+  KEP_DB_BUILDER builder;
+  KEP_MODULE_ID below{};
+  for (unsigned level = 0; level != depth; ++level) {
+    const KEP_MODULE_ID here = builder.add_module("L" + std::to_string(level), {});
+    if (level)
+      for (unsigned i = 0; i != width; ++i)
+        builder.add_instance(here, "i" + std::to_string(i), below, {});
+    below = here;
+  }
+  return builder;
+}
+
+} // namespace
+
+TEST(Freeze, refuses_a_key_twice) {
+  KEP_DB_BUILDER builder;
+  builder.add_module("SAME_KEY", as_top());
+  builder.add_module("SAME_KEY", {});
+  EXPECT_THAT(refusal(std::move(builder)), HasSubstr("SAME_KEY"));
+}
+
+TEST(Freeze, refuses_a_port_twice) {
+  EXPECT_THAT(refusal("module TTT \n ports >ppp <ppp"), AllOf(HasSubstr("TTT"), HasSubstr("ppp")));
+}
+
+TEST(Freeze, refuses_an_instance_twice) {
+  EXPECT_THAT(refusal("module AAA \n module TTT top \n inst iii AAA \n inst iii AAA"),
+              AllOf(HasSubstr("TTT"), HasSubstr("iii")));
+}
+
+TEST(Freeze, takes_equal_names_of_a_port_an_instance_and_a_net) {
+  EXPECT_NO_THROW(make_db("module A \n ports >x \n module T top \n ports >x \n inst x A \n net x x x.x"));
+}
+
+TEST(Freeze, takes_modules_of_equal_name_under_different_keys) {
+  EXPECT_NO_THROW(make_db("module A name=n \n module T name=n top"));
+}
+
+TEST(Freeze, refuses_empty_names) {
+  {
+    KEP_DB_BUILDER builder;
+    builder.add_module("", {});
+    refusal(std::move(builder));
+  }
+  {
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID top = builder.add_module("TTT", {});
+    builder.add_port(top, "", KEP_PORT_DIRECTION::INPUT);
+    EXPECT_THAT(refusal(std::move(builder)), HasSubstr("TTT"));
+  }
+  {
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID master = builder.add_module("MMM", {});
+    const KEP_MODULE_ID top = builder.add_module("TTT", {});
+    builder.add_instance(top, "", master, {});
+    EXPECT_THAT(refusal(std::move(builder)), HasSubstr("TTT"));
+  }
+}
+
+TEST(Freeze, refuses_names_that_hold_a_separator) {
+  for (const char* name : {"a/b", "a:b", "/", ":", "end/", ":begin"}) {
+    SCOPED_TRACE(name);
+    {
+      KEP_DB_BUILDER builder;
+      KEP_MODULE_PROPERTIES properties;
+      properties.m_name = name;
+      builder.add_module("KKK", properties);
+      EXPECT_THAT(refusal(std::move(builder)), HasSubstr(name));
+    }
+    {
+      KEP_DB_BUILDER builder;
+      builder.add_module(name, {});
+      EXPECT_THAT(refusal(std::move(builder)), HasSubstr(name));
+    }
+    {
+      KEP_DB_BUILDER builder;
+      const KEP_MODULE_ID top = builder.add_module("TTT", {});
+      builder.add_port(top, name, KEP_PORT_DIRECTION::INPUT);
+      EXPECT_THAT(refusal(std::move(builder)), AllOf(HasSubstr("TTT"), HasSubstr(name)));
+    }
+    {
+      KEP_DB_BUILDER builder;
+      const KEP_MODULE_ID master = builder.add_module("MMM", {});
+      const KEP_MODULE_ID top = builder.add_module("TTT", {});
+      builder.add_instance(top, name, master, {});
+      EXPECT_THAT(refusal(std::move(builder)), AllOf(HasSubstr("TTT"), HasSubstr(name)));
+    }
+  }
+}
+
+TEST(Freeze, refuses_a_net_whose_name_is_empty_or_holds_a_separator) {
+  for (const char* name : {"", "a/b", "a:b"}) {
+    KEP_DB_BUILDER builder;
+    const KEP_MODULE_ID top = builder.add_module("TTT", {});
+    builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT);
+    builder.add_port(top, "q", KEP_PORT_DIRECTION::INPUT);
+    const KEP_NET_ID net = builder.add_net(top, name);
+    builder.connect(top, 0, net);
+    builder.connect(top, 1, net);
+    EXPECT_THAT(refusal(std::move(builder)), AllOf(HasSubstr("TTT"), HasSubstr(name)));
+  }
+}
+
+TEST(Freeze, takes_any_other_character_in_a_name) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID top = builder.add_module("T \\top[3].x", {});
+  builder.add_port(top, "p[0]", KEP_PORT_DIRECTION::INPUT);
+  builder.add_port(top, "%s", KEP_PORT_DIRECTION::INPUT);
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  EXPECT_NE(port(*db, "T \\top[3].x", "p[0]"), nullptr);
+  EXPECT_NE(port(*db, "T \\top[3].x", "%s"), nullptr);
+}
+
+TEST(Freeze, refuses_a_hierarchy_that_contains_itself) {
+  EXPECT_THAT(refusal("module TTT top \n inst iii TTT"), HasSubstr("TTT"));
+  EXPECT_THAT(refusal(R"(
+    module AAA
+      inst bbb BBB
+    module BBB
+      inst aaa AAA
+    module TTT top
+      inst aaa AAA
+  )"),
+              testing::AnyOf(HasSubstr("AAA"), HasSubstr("BBB")));
+}
+
+TEST(Freeze, refuses_a_cycle_that_the_top_does_not_reach) {
+  refusal("module A \n inst b B \n module B \n inst a A \n module T top");
+}
+
+TEST(Freeze, refuses_a_hierarchy_that_contains_itself_through_a_view) {
+  EXPECT_THAT(refusal(R"(
+    module AAA
+      inst b BBB
+    module BBB group=b
+    module BBB_BLC group=b view=BLC
+      inst a AAA
+    module TTT top
+      inst a AAA
+  )"),
+              testing::AnyOf(HasSubstr("AAA"), HasSubstr("BBB")));
+}
+
+TEST(Freeze, refuses_a_module_inside_its_own_equivalent) {
+  refusal(R"(
+    module A group=a
+    module A_BLC group=a view=BLC
+      inst a A
+    module T top
+      inst a A
+  )");
+}
+
+TEST(Freeze, takes_an_equivalent_inside_a_module_that_no_instance_can_lead_back_to) {
+  // An instance of A2 gives A2 itself in the logical view, and A1 has no other way down.
+  const auto db = make_db(R"(
+    module A2 group=a view=VIEW_1
+    module LEAF
+    module A1 group=a
+      inst l LEAF
+    module T top
+      inst a A2
+  )");
+  EXPECT_EQ(instance(*db, "T", "a")->get_module(KEP_VIEW_TYPE::LOGICAL), module(*db, "A1"));
+}
+
+TEST(Freeze, refuses_a_model_without_a_top) {
+  refusal(KEP_DB_BUILDER());
+}
+
+TEST(Freeze, refuses_several_tops) {
+  EXPECT_THAT(refusal("module AAA top \n module BBB top"), AllOf(HasSubstr("AAA"), HasSubstr("BBB")));
+  refusal("module A \n module B");
+}
+
+TEST(Freeze, takes_the_one_module_that_nothing_instantiates_as_the_top) {
+  const auto db = make_db("module A \n module T \n inst b B \n inst a A \n module B \n inst a A");
+  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
+}
+
+TEST(Freeze, takes_a_designated_top_that_is_instantiated_or_one_of_several_roots) {
+  const auto db = make_db("module A \n module T top \n inst a A \n module OTHER \n inst t T");
+  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
+}
+
+TEST(Freeze, refuses_equivalents_whose_ports_differ) {
+  const auto group = [](const std::string& ports, const char* view) {
+    return "module T top \n module AAA group=ggg \n ports >x <y \n module BBB group=ggg view=" +
+           std::string(view) + " \n ports " + ports;
+  };
+  for (const char* view : {"BLC", "LOGICAL_TWIN", "LOGICAL"})
+    for (const char* ports : {">x", ">x <y >z", ">x <z", "<y >x", ">x >y", ">x =y"}) {
+      SCOPED_TRACE(std::string(view) + " " + ports);
+      EXPECT_THAT(refusal(group(ports, view).c_str()),
+                  testing::AnyOf(HasSubstr("AAA"), HasSubstr("BBB"), HasSubstr("ggg")));
+    }
+  EXPECT_NO_THROW(make_db(group(">x <y", "BLC")));
+  EXPECT_NO_THROW(make_db(group(">x <y", "LOGICAL")));
+}
+
+TEST(Freeze, refuses_a_doubling_hierarchy_in_words_and_at_once) {
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_THAT(refusal(nested(71, 2)), Not(testing::IsEmpty()));
+  EXPECT_THAT(refusal(nested(65, 2)), Not(testing::IsEmpty())); // just past 64 bits
+  EXPECT_THAT(refusal(nested(45, 2)), Not(testing::IsEmpty())); // numbers would do, memory would not
+  EXPECT_THAT(refusal(nested(2000, 3)), Not(testing::IsEmpty()));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(Freeze, refuses_what_doubles_through_views_and_not_through_instances) {
+  KEP_DB_BUILDER builder;
+  KEP_MODULE_ID below{};
+  for (unsigned level = 0; level != 70; ++level) {
+    const std::string name = "L" + std::to_string(level);
+    KEP_MODULE_PROPERTIES properties;
+    properties.m_equivalents = name;
+    properties.m_is_designated_top = level == 69;
+    const KEP_MODULE_ID here = builder.add_module(name, properties);
+    properties.m_view_type = KEP_VIEW_TYPE::BLC;
+    properties.m_is_designated_top = false;
+    const KEP_MODULE_ID blc = builder.add_module(name + "_BLC", properties);
+    if (level)
+      for (const KEP_MODULE_ID parent : {here, blc})
+        builder.add_instance(parent, "i", below, {});
+    below = here;
+  }
+  EXPECT_THAT(refusal(std::move(builder)), Not(testing::IsEmpty()));
+}
+
+TEST(Freeze, takes_a_hierarchy_of_2048_levels_and_refuses_a_deeper_one) {
+  const auto db = KEP_DB_BUILDER::freeze(nested(2048, 1));
+  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_size(), 2048U);
+  EXPECT_EQ(refusal(nested(2049, 1)),
+            "modules.L2048: the hierarchy from here down has 2049 levels, more than "
+            "the 2048 that a model can have");
+  EXPECT_EQ(refusal(nested(200000, 1)),
+            "modules.L199999: the hierarchy from here down has 200000 levels, more "
+            "than the 2048 that a model can have");
+}
+
+TEST(Freeze, tells_how_many_occurrences_are_too_many) {
+  // 31 levels with contents, each twice in the one above, and one entry above the top.
+  EXPECT_THAT(refusal(nested(32, 2)),
+              testing::MatchesRegex(
+                  "modules: the unfolded hierarchy has 2147483648 occurrences of modules with contents, "
+                  "more than the (2147483647 that can be numbered|[0-9]+ that the memory of this "
+                  "machine holds)"));
+  EXPECT_THAT(refusal(nested(70, 2)), HasSubstr("has more than 2^64 occurrences"));
+}
+
+TEST(Freeze, refuses_control_characters_in_names) {
+  for (const std::string bad : {"a\tb", "a\nb", "a\rb", "\x1b[1m", "a\x7f", "a\xc2\x85"}) {
+    const std::string reason = "the name \"" + bad + "\" holds a control character";
+    const auto refuses = [&](const char* place, const auto& name_one) {
+      KEP_DB_BUILDER builder;
+      const KEP_MODULE_ID leaf = builder.add_module("LEAF", {});
+      builder.add_port(leaf, "p", KEP_PORT_DIRECTION::INPUT);
+      const KEP_MODULE_ID top = builder.add_module("TOP", as_top());
+      name_one(builder, leaf, top);
+      try {
+        KEP_DB_BUILDER::freeze(std::move(builder));
+        ADD_FAILURE() << place << " was taken";
+      } catch (const KEP_DB_ERROR& error) {
+        EXPECT_EQ(error.what(), std::string("modules.") + place + ": " + reason);
+      }
+    };
+    refuses("LEAF.ports", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID) {
+      builder.add_port(leaf, bad, KEP_PORT_DIRECTION::INPUT);
+    });
+    refuses("TOP.cells", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID top) {
+      builder.add_instance(top, bad, leaf, {});
+    });
+    refuses("TOP.netnames", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID leaf, KEP_MODULE_ID top) {
+      builder.connect(top, builder.add_instance(top, "i", leaf, {}), 0, builder.add_net(top, bad));
+    });
+    refuses("KEY", [&](KEP_DB_BUILDER& builder, KEP_MODULE_ID, KEP_MODULE_ID) {
+      KEP_MODULE_PROPERTIES properties;
+      properties.m_name = bad;
+      builder.add_module("KEY", properties);
+    });
+  }
+  EXPECT_NO_THROW(make_db("module \xc3\xa4\xe2\x82\xac top")) << "what lies beyond ASCII is a letter";
+}
+
+TEST(Freeze, drops_a_net_with_one_port_only_and_one_without_members) {
+  const auto db = make_db(R"(
+    module A
+      ports >i
+    module T top
+      ports >p >q >r
+      inst a A
+      inst b A
+      net alone p
+      net none
+      net single a.i
+      net two q r
+  )");
+  EXPECT_EQ(port(*db, "T", "p")->get_net(), nullptr) << "nothing is behind the port";
+  ASSERT_NE(port(*db, "T", "q")->get_net(), nullptr);
+  EXPECT_EQ(port(*db, "T", "q")->get_net(), port(*db, "T", "r")->get_net());
+  const KEP_NET* single = instance(*db, "T", "a")->get_inst_port_by_index(0)->get_net();
+  ASSERT_NE(single, nullptr) << "a net with one inst port is a net";
+  EXPECT_EQ(single->get_name(KEP_NAME_STYLE()), "single");
+  EXPECT_EQ(module(*db, "T")->get_num_nets(), 2U);
+}
+
+TEST(Freeze, drops_a_net_whose_members_were_moved_away) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID top = builder.add_module("T", {});
+  builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT);
+  builder.add_port(top, "q", KEP_PORT_DIRECTION::INPUT);
+  const KEP_NET_ID first = builder.add_net(top, "first");
+  const KEP_NET_ID second = builder.add_net(top, "second");
+  builder.connect(top, 0, first);
+  builder.connect(top, 1, first);
+  builder.connect(top, 0, second);
+  builder.connect(top, 1, second);
+  builder.set_net_name(top, second, "renamed");
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  EXPECT_EQ(module(*db, "T")->get_num_nets(), 1U);
+  EXPECT_STREQ(port(*db, "T", "p")->get_net()->get_plain_name(), "renamed");
+}
+
+TEST(Freeze, moves_an_inst_port_that_is_connected_again) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID master = builder.add_module("A", {});
+  builder.add_port(master, "i", KEP_PORT_DIRECTION::INPUT);
+  const KEP_MODULE_ID top = builder.add_module("T", {});
+  const KEP_INSTANCE_ID a = builder.add_instance(top, "a", master, {});
+  const KEP_NET_ID first = builder.add_net(top, "first");
+  const KEP_NET_ID second = builder.add_net(top, "second");
+  builder.connect(top, a, 0, first);
+  builder.connect(top, a, 0, second);
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  const KEP_NET* net = instance(*db, "T", "a")->get_inst_port_by_index(0)->get_net();
+  EXPECT_STREQ(net->get_plain_name(), "second");
+  EXPECT_EQ(net->get_num_inst_ports(), 1U);
+  EXPECT_EQ(module(*db, "T")->get_num_nets(), 1U);
+}
+
+TEST(Freeze, keeps_what_was_added_first_and_connected_last_in_the_order_of_the_model) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID top = builder.add_module("T", as_top());
+  const KEP_MODULE_ID master = builder.add_module("A", {});
+  const KEP_INSTANCE_ID a = builder.add_instance(top, "a", master, {});
+  const KEP_INSTANCE_ID b = builder.add_instance(top, "b", master, {});
+  builder.add_port(master, "i", KEP_PORT_DIRECTION::INPUT);
+  builder.add_port(master, "j", KEP_PORT_DIRECTION::INPUT);
+  const KEP_NET_ID net = builder.add_net(top, "n");
+  builder.connect(top, b, 1, net);
+  builder.connect(top, b, 0, net);
+  builder.connect(top, a, 1, net);
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  std::string members;
+  for (const KEP_INST_PORT* each : module(*db, "T")->iter_nets().front()->iter_inst_ports())
+    members += std::string(each->get_inst()->get_plain_name()) + each->get_port()->get_plain_name() + " ";
+  EXPECT_EQ(members, "aj bi bj ");
+}
+
+TEST(Freeze, needs_a_designated_top_where_an_equivalent_is_the_master_of_nothing) {
+  const std::string model = R"(
+    module A group=a
+    module A_BLC group=a view=BLC
+    module T %
+      inst a A
+  )";
+  std::string designated = model;
+  designated.replace(model.find('%'), 1, "top");
+  std::string undesignated = model;
+  undesignated.replace(model.find('%'), 1, "");
+  EXPECT_THAT(refusal(undesignated.c_str()), AllOf(HasSubstr("A_BLC"), HasSubstr("T")));
+  const auto db = make_db(designated);
+  EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
+}

@@ -1,0 +1,437 @@
+#include "kep_report/kep_report_capture.h"
+#include "tests/support/leaf_search_case.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// The leaf search with predicates that are written for each test: what is reported, in which order, and what
+/// is found.
+
+using test_model::name_of;
+using test_model::SCRIPTED_PREDICATE;
+using test_model::uip;
+using test_model::unfolded_instance;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using SEARCH = test_model::LEAF_SEARCH_CASE;
+
+namespace {
+
+constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+const KEP_NAME_STYLE STYLE;
+
+// A driver and three loads on one net: a leaf, a block to go down into, and one with nothing behind its port.
+const char* const FLAT = R"(
+  module LEAF
+    ports >i <o
+  module BLOCK
+    ports >i
+    inst x LEAF
+    inst y LEAF
+    net in i x.i y.i
+  module OPEN
+    ports >i
+  module TOP top
+    ports >p <q
+    inst d LEAF
+    inst l LEAF
+    inst b BLOCK
+    inst e OPEN
+    net n d.o l.i b.i e.i q
+)";
+
+} // namespace
+
+TEST(VisitTypes, have_binding_values_and_names_for_the_log) {
+  using TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
+  EXPECT_EQ(static_cast<int>(TYPE::SKIP), 8);
+  EXPECT_EQ(static_cast<int>(TYPE::TERMINATING), 10);
+  EXPECT_EQ(static_cast<int>(TYPE::END), 11);
+  EXPECT_EQ(static_cast<int>(TYPE::SEARCH), 12);
+  EXPECT_EQ(static_cast<int>(TYPE::CROSS), 13);
+  const char* const names[] = {"",           "start", "target", "walk", "found",       "mux_input",
+                               "mux_output", "",      "skip",   "",     "terminating", "end",
+                               "search",     "cross", "",       ""};
+  for (int i = 0; i != 16; ++i)
+    EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(i)), names[i]) << i;
+  EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(-1)), "");
+  EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(1000)), "");
+}
+
+TEST(UnfoldObserver, does_nothing_by_itself) {
+  KEP_UNFOLD_OBSERVER observer;
+  observer.start_uip({});
+  observer.start_net({});
+  observer.visit(KEP_UNFOLDED_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END);
+  observer.visit(KEP_UNFOLDED_INST_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END);
+  observer.finish_uip();
+  observer.close();
+  SEARCH search(FLAT);
+  const KEP_LEAF_SEARCH<SCRIPTED_PREDICATE> silent(SCRIPTED_PREDICATE(&search.script), &observer);
+  silent.find_leaves(uip(*search.db, "d:o"), {}, search.results, search.params, {}, {});
+  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
+}
+
+TEST(LeafSearch, from_nowhere_returns_at_once) {
+  SEARCH search(FLAT);
+  search.run({}, {}, {}, {});
+  EXPECT_THAT(search.found(), IsEmpty());
+  EXPECT_THAT(search.top_ports(), IsEmpty());
+  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.results.m_top_module, KEP_UNFOLDED_MODULE());
+  EXPECT_THAT(search.log(), IsEmpty());
+}
+
+TEST(LeafSearch, from_a_uip_and_a_port_at_once_is_an_assertion) {
+  SEARCH search(FLAT);
+  KEP_REPORT_CAPTURE capture;
+  try {
+    search.run(uip(*search.db, "d:o"), search.port("", "p"), {}, {});
+    FAIL() << "no assertion";
+  } catch (const KEP_REPORT_ASSERTION_FAILURE& failure) {
+    EXPECT_EQ(failure.get_assertion().get_expression(), "!cur_unfolded_port");
+    EXPECT_THAT(failure.get_assertion().get_file(), testing::StrEq("h/kep/kep_flat_utils.h"));
+  }
+  EXPECT_THAT(search.log(), IsEmpty());
+}
+
+TEST(LeafSearch, goes_from_a_driver_to_its_loads) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"l:i", "b/x:i", "b/y:i"};
+  search.from("d:o");
+  EXPECT_THAT(search.found(), ElementsAre("l:i", "b/x:i", "b/y:i"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":q"));
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 d:o", "net n", //
+                          "11 l:i",          // a leaf; d:o is where the search stands
+                          "13 b:i", "12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i", "11 e:i", //
+                          "13 port :q", "11 port :q"));
+  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+}
+
+TEST(LeafSearch, from_a_net_walked_before_returns_after_its_own_visit) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"l:i"};
+  search.from("l:i");
+  const std::size_t nets = search.results.m_visited_nets.size();
+  const auto found = search.found();
+  search.observer.clear();
+  search.from("d:o");
+  EXPECT_THAT(search.log(), ElementsAre("12 d:o"));
+  EXPECT_EQ(search.found(), found);
+  EXPECT_EQ(search.results.m_visited_nets.size(), nets);
+}
+
+TEST(LeafSearch, notes_the_module_even_where_the_net_was_walked_before) {
+  SEARCH search(FLAT);
+  search.from(search.port("b", "i"));
+  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT));
+  search.results.m_top_module = {};
+  search.observer.clear();
+  search.from(search.port("b", "i"));
+  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT));
+  EXPECT_THAT(search.log(), ElementsAre("12 port b:i"));
+}
+
+TEST(LeafSearch, of_a_point_without_a_net_ends_after_its_visit) {
+  SEARCH search("module A \n ports >i <o \n module T top \n ports >p \n inst a A");
+  search.from("a:o");
+  search.from(search.port("", "p"));
+  EXPECT_THAT(search.log(), ElementsAre("12 a:o", "12 port :p"));
+  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
+}
+
+TEST(LeafSearch, starts_at_a_terminating_point_and_ends_there) {
+  SEARCH search(FLAT);
+  search.script.m_terminating = {"d:o", "l:i"};
+  search.from("d:o");
+  EXPECT_THAT(search.found(), ElementsAre("d:o"));
+  EXPECT_THAT(search.log(), ElementsAre("10 d:o"));
+  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+}
+
+TEST(LeafSearch, a_terminating_start_that_is_excluded_is_none) {
+  SEARCH search(FLAT);
+  search.script.m_terminating = {"d:o", "l:i"};
+  search.from(uip(*search.db, "d:o"), uip(*search.db, "d:o"));
+  EXPECT_THAT(search.found(), ElementsAre("l:i"));
+  EXPECT_THAT(search.log(), testing::Contains("12 d:o"));
+  EXPECT_THAT(search.log(), testing::Not(testing::Contains("10 d:o")));
+}
+
+TEST(LeafSearch, stops_at_a_terminating_point_before_it_asks_for_a_way_through) {
+  SEARCH search(FLAT);
+  search.script.m_terminating = {"l:i"};
+  search.script.m_through["l:i"] = {"l:o"};
+  search.from("d:o");
+  EXPECT_THAT(search.found(), ElementsAre("l:i"));
+  EXPECT_THAT(search.log(), testing::Contains("10 l:i"));
+  EXPECT_THAT(search.script.m_asked_through, testing::Not(testing::Contains("l:i")));
+}
+
+TEST(LeafSearch, passes_an_excluded_uip_in_silence) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"l:i"};
+  search.script.m_terminating = {"l:i"};
+  search.from(uip(*search.db, "d:o"), uip(*search.db, "l:i"));
+  EXPECT_THAT(search.found(), IsEmpty());
+  for (const std::string& line : search.log())
+    EXPECT_THAT(line, testing::Not(testing::HasSubstr("l:i")));
+}
+
+TEST(LeafSearch, tells_an_ignored_point_as_an_end_and_does_not_find_it) {
+  SEARCH search(FLAT);
+  search.script.m_ignored = {"l:i", "b:i", "e:i"};
+  search.script.m_leaf = {"l:i"};
+  search.script.m_terminating = {"e:i"};
+  search.script.m_through["l:i"] = {"l:o"};
+  search.from("d:o");
+  EXPECT_THAT(search.found(), IsEmpty());
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 d:o", "net n", "11 l:i", "11 b:i", "10 e:i", "13 port :q", "11 port :q"));
+  EXPECT_THAT(search.script.m_asked_through, IsEmpty());
+}
+
+TEST(LeafSearch, hands_the_excludes_and_the_point_at_hand_to_the_ignore_test) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"l:i"};
+  search.from(uip(*search.db, "d:o"), uip(*search.db, "e:i"), search.port("", "p"));
+  EXPECT_THAT(search.script.m_asked_ignore,
+              ElementsAre("d:o e:i :p d:o ", "l:i e:i :p d:o ", "b:i e:i :p d:o ", "b/x:i    b:i",
+                          "b/y:i    b:i", "e:i e:i :p d:o "))
+      << "below the start the excludes are empty";
+}
+
+TEST(LeafSearch, in_direction_0_passes_outputs_of_instances_and_inputs_of_modules) {
+  SEARCH search(R"(
+    module LEAF
+      ports >i <o =z
+    module TOP top
+      ports >p <q =r
+      inst a LEAF
+      inst b LEAF
+      net n a.i a.o a.z b.i b.o b.z p q r
+  )");
+  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.script.m_terminating = {"b:o"};
+  search.from("a:o"); // the start point is not terminating here
+  EXPECT_THAT(search.found(), ElementsAre("a:i", "a:z", "b:i", "b:z")) << "not even a terminating output";
+  EXPECT_THAT(search.top_ports(), ElementsAre(":q", ":r"));
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 a:o", "net n", "11 a:i", "11 a:z", "11 b:i", "10 b:o", "11 b:z", "11 port :p",
+                          "13 port :q", "11 port :q", "13 port :r", "11 port :r"));
+}
+
+TEST(LeafSearch, in_direction_1_passes_inputs_of_instances_and_outputs_of_modules) {
+  SEARCH search(R"(
+    module LEAF
+      ports >i <o =z
+    module TOP top
+      ports >p <q =r
+      inst a LEAF
+      inst b LEAF
+      net n a.i a.o a.z b.i b.o b.z p q r
+  )");
+  search.params.m_direction = KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS;
+  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.from("a:i");
+  EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:o", "b:z"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":r"));
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 a:i", "net n", "11 a:o", "11 a:z", "11 b:i", "11 b:o", "11 b:z", "13 port :p",
+                          "11 port :p", "11 port :q", "13 port :r", "11 port :r"));
+}
+
+TEST(LeafSearch, in_direction_2_passes_nothing) {
+  SEARCH search(R"(
+    module LEAF
+      ports >i <o =z
+    module TOP top
+      ports >p <q =r
+      inst a LEAF
+      inst b LEAF
+      net n a.i a.o a.z b.i b.o b.z p q r
+  )");
+  search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
+  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.from("a:i");
+  EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:i", "b:o", "b:z"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":q", ":r"));
+  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::DRIVER_TO_LOADS), 0);
+  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS), 1);
+  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::BOTH), 2);
+}
+
+TEST(LeafSearch, a_leaf_on_which_it_stands_is_passed_over) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"l:i", "d:o"};
+  search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
+  search.from("l:i");
+  EXPECT_THAT(search.found(), ElementsAre("d:o"));
+  EXPECT_THAT(search.log(), testing::Contains("12 l:i"));
+  EXPECT_THAT(search.log(), testing::Not(testing::Contains("11 l:i")));
+}
+
+TEST(LeafSearch, goes_down_in_the_first_view_of_the_rank_that_the_master_has) {
+  const char* const model = R"(
+    module LEAF
+      ports >i
+    module BLOCK group=b
+      ports >i
+      inst x LEAF
+      net in i x.i
+    module BLOCK_BLC group=b view=BLC
+      ports >i
+      inst y LEAF
+      net in i y.i
+    module TOP top
+      ports >p
+      inst b BLOCK
+      net n p b.i
+  )";
+  const auto found = [&](const KEP_VIEW_TYPE_RANK& rank) {
+    SEARCH search(model);
+    search.params.m_view_type_rank = rank;
+    search.script.m_leaf = {"b/x:i", "b/y:i"};
+    search.from(search.port("", "p"));
+    return search.found();
+  };
+  using V = KEP_VIEW_TYPE;
+  EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::LOGICAL)), ElementsAre("b/x:i"));
+  EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::BLC, V::LOGICAL)), ElementsAre("b/y:i"));
+  EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::VIEW_1, V::BLC)), ElementsAre("b/y:i"));
+  EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::DEFAULT_VIEW)), ElementsAre("b/x:i"));
+  SEARCH silent(model);
+  silent.params.m_view_type_rank = KEP_VIEW_TYPE_RANK(V::VIEW_1);
+  silent.from(silent.port("", "p"));
+  EXPECT_THAT(silent.log(), ElementsAre("12 port :p", "net n")) << "without a view the uip ends in silence";
+}
+
+TEST(LeafSearch, climbs_out_of_modules_and_down_again_depth_first) {
+  SEARCH search(R"(
+    module LEAF
+      ports >i <o
+    module DEEP
+      ports <o
+      inst d LEAF
+      net n d.o o
+    module MID
+      ports <o >i
+      inst deep DEEP
+      inst here LEAF
+      inst sink LEAF
+      net n deep.o here.i o
+      net m i sink.i
+    module TOP top
+      ports <q
+      inst a MID
+      inst b MID
+      net n a.o b.i q
+  )");
+  search.script.m_leaf = {"a/here:i", "b/sink:i"};
+  search.from("a/deep/d:o");
+  EXPECT_THAT(search.found(), ElementsAre("a/here:i", "b/sink:i"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":q"));
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 a/deep/d:o", "net a/deep/n", "13 port a/deep:o",                  //
+                          "12 a/deep:o", "net a/n", "11 a/here:i", "13 port a:o",               //
+                          "12 a:o", "net n", "13 b:i", "12 port b:i", "net b/m", "11 b/sink:i", //
+                          "13 port :q", "11 port :q"));
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+}
+
+TEST(LeafSearch, ends_at_a_terminating_point_on_the_outside_of_a_port) {
+  SEARCH search(R"(
+    module LEAF
+      ports <o
+    module MID
+      ports <o
+      inst d LEAF
+      net n d.o o
+    module TOP top
+      inst a MID
+      net n a.o
+  )");
+  search.script.m_terminating = {"a:o"};
+  search.from("a/d:o");
+  EXPECT_THAT(search.found(), ElementsAre("a:o")) << "only the start of a call escapes the direction";
+  EXPECT_THAT(search.log(), ElementsAre("12 a/d:o", "net a/n", "13 port a:o", "10 a:o"));
+  EXPECT_EQ(search.results.m_visited_nets.size(), 1U);
+}
+
+TEST(LeafSearch, does_not_climb_out_where_it_came_in) {
+  SEARCH search(R"(
+    module LEAF
+      ports =z
+    module MID
+      ports =io =other
+      inst l LEAF
+      net n io other l.z
+    module TOP top
+      ports =p
+      inst a MID
+      net n p a.io
+      net m a.other
+  )");
+  search.script.m_leaf = {"a/l:z"};
+  search.from(search.port("a", "io"));
+  EXPECT_THAT(search.found(), ElementsAre("a/l:z"));
+  EXPECT_THAT(search.log(),
+              ElementsAre("12 port a:io", "net a/n", "11 a/l:z", "13 port a:other", "12 a:other", "net m"))
+      << "no visit for the port on which it stands";
+}
+
+TEST(LeafSearch, passes_an_excluded_port_in_silence) {
+  SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
+  search.from(uip(*search.db, "d:o"), {}, search.port("", "q"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":r"));
+  EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "13 port :r", "11 port :r"));
+}
+
+TEST(LeafSearch, tells_an_ignored_port_as_an_end) {
+  SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
+  search.script.m_ignored_ports = {":q"};
+  search.from("d:o");
+  EXPECT_THAT(search.top_ports(), ElementsAre(":r"));
+  EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "11 port :q", "13 port :r", "11 port :r"));
+}
+
+TEST(LeafSearch, finds_the_top_port_from_which_it_starts_without_a_visit) {
+  SEARCH search("module L \n ports >i \n module T top \n ports =q =r \n inst d L \n net n d.i q r");
+  search.script.m_leaf = {"d:i"};
+  search.from(search.port("", "q"));
+  EXPECT_THAT(search.found(), ElementsAre("d:i"));
+  EXPECT_THAT(search.top_ports(), ElementsAre(":q", ":r"));
+  EXPECT_THAT(search.log(), ElementsAre("12 port :q", "net n", "11 d:i", "13 port :r", "11 port :r"));
+}
+
+TEST(LeafSearch, an_input_of_the_module_on_which_it_stands_gets_no_visit) {
+  SEARCH search(FLAT);
+  search.script.m_leaf = {"b/x:i", "b/y:i"};
+  search.from(search.port("b", "i"));
+  EXPECT_THAT(search.log(), ElementsAre("12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i"));
+}
+
+TEST(LeafSearch, leaves_equivalents_of_the_top_at_their_ports) {
+  SEARCH search(R"(
+    module L
+      ports <o
+    module T top group=t
+      ports <q
+    module T_BLC group=t view=BLC
+      ports <q
+      inst d L
+      net n d.o q
+  )");
+  search.from(uip(*search.db, "d:o", KEP_VIEW_TYPE::BLC));
+  ASSERT_EQ(search.results.m_top_ports.size(), 1U);
+  EXPECT_EQ(search.results.m_top_ports[0].get_parent(),
+            search.db->get_top_unfolded_module(KEP_VIEW_TYPE::BLC));
+}

@@ -1,0 +1,292 @@
+#include "kep/kep_unfolded.h"
+#include "tests/support/model_fixture.h"
+
+#include <boost/container_hash/hash.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <unordered_set>
+#include <vector>
+
+using test_model::instance;
+using test_model::make_db;
+using test_model::module;
+using test_model::port;
+using test_model::unfolded_instance;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
+
+const char* const DEVICE = R"(
+  module MUX group=mux
+    ports >a >b <z
+  module MUX_BLC view=BLC group=mux
+    ports >a >b <z
+    inst x ATOM
+  module ATOM
+    ports >i
+  module TILE
+    ports >in
+    inst m MUX
+    inst k MUX
+  module FAR foreign
+    ports >f
+    inst a ATOM
+  module TOP top
+    ports >p
+    inst t TILE
+    inst u TILE
+    inst f FAR
+)";
+
+class RelativePath : public testing::Test {
+protected:
+  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
+  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
+  KEP_INSTANCE* const t = instance(*db, "TOP", "t");
+  KEP_INSTANCE* const u = instance(*db, "TOP", "u");
+  KEP_INSTANCE* const m = instance(*db, "TILE", "m");
+  KEP_INSTANCE* const k = instance(*db, "TILE", "k");
+  KEP_INSTANCE* const x = instance(*db, "MUX_BLC", "x");
+  KEP_PORT* const mux_b = port(*db, "MUX", "b");
+};
+
+} // namespace
+
+TEST(RelativePathValue, is_four_words_and_invalid_by_default) {
+  static_assert(sizeof(KEP_RELATIVE_PATH) == 4 * sizeof(std::uint32_t));
+  static_assert(std::is_trivially_copyable_v<KEP_RELATIVE_PATH>);
+  const KEP_RELATIVE_PATH path;
+  EXPECT_FALSE(path);
+  EXPECT_EQ(path, KEP_RELATIVE_PATH());
+  EXPECT_THAT(path.get_words(), ElementsAre(0U, 0U, 0U, 0U));
+  const auto db = make_db(DEVICE);
+  EXPECT_EQ(path.get_port(db.get()), nullptr);
+  EXPECT_EQ(path.get_module(db.get()), nullptr);
+  EXPECT_THAT(path.get_instances(db.get()), IsEmpty());
+  EXPECT_EQ(db->get_top_unfolded_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
+}
+
+TEST_F(RelativePath, of_an_empty_chain_names_a_port_of_the_module_itself) {
+  for (const KEP_MODULE* each : db->iter_modules(true))
+    for (const KEP_PORT* own : each->iter_ports()) {
+      const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({}, own);
+      ASSERT_TRUE(path);
+      EXPECT_EQ(path.get_port(db.get()), own);
+      EXPECT_EQ(path.get_module(db.get()), each);
+      EXPECT_THAT(path.get_instances(db.get()), IsEmpty());
+    }
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT);
+  EXPECT_EQ(tile + KEP_RELATIVE_PATH::create({}, port(*db, "TILE", "in")), tile);
+  EXPECT_EQ(top + KEP_RELATIVE_PATH::create({}, port(*db, "TOP", "p")), top);
+}
+
+TEST_F(RelativePath, leads_from_a_module_down_its_chain) {
+  const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, k}, mux_b);
+  ASSERT_TRUE(path);
+  EXPECT_EQ(path.get_port(db.get()), mux_b);
+  EXPECT_EQ(path.get_module(db.get()), module(*db, "TOP"));
+  EXPECT_THAT(path.get_instances(db.get()), ElementsAre(t, k));
+  EXPECT_EQ(top + path, unfolded_instance(*db, "t/k").get_module(DEFAULT));
+}
+
+TEST_F(RelativePath, goes_through_the_view_that_holds_the_next_instance) {
+  const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, m, x}, port(*db, "ATOM", "i"));
+  ASSERT_TRUE(path);
+  EXPECT_EQ(top + path, unfolded_instance(*db, "t/m@BLC/x").get_module(DEFAULT));
+  EXPECT_THAT(path.get_instances(db.get()), ElementsAre(t, m, x));
+}
+
+TEST_F(RelativePath, ends_in_the_view_that_owns_the_port) {
+  const KEP_PORT* blc_b = port(*db, "MUX_BLC", "b");
+  const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, m}, blc_b);
+  EXPECT_EQ(path.get_port(db.get()), blc_b);
+  EXPECT_EQ(top + path, unfolded_instance(*db, "t/m").get_module(BLC));
+  EXPECT_FALSE(path == KEP_RELATIVE_PATH::create({t, m}, mux_b));
+}
+
+TEST_F(RelativePath, is_invalid_for_a_chain_that_does_not_hang_together) {
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({m, t}, mux_b)) << "out of order";
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({t, t}, mux_b)) << "not held by the master before";
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({t, x}, port(*db, "ATOM", "i"))) << "a level left out";
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({t}, mux_b)) << "the port is of another module";
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({t, m}, port(*db, "TILE", "in")));
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({t}, nullptr));
+  EXPECT_FALSE(KEP_RELATIVE_PATH::create({}, nullptr));
+}
+
+TEST_F(RelativePath, is_the_difference_of_a_port_and_a_module_above) {
+  const KEP_UNFOLDED_PORT deep =
+      unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT);
+  EXPECT_EQ(deep - top, KEP_RELATIVE_PATH::create({u, k}, mux_b));
+  EXPECT_EQ(deep - tile, KEP_RELATIVE_PATH::create({k}, mux_b));
+  EXPECT_EQ(deep - deep.get_parent(), KEP_RELATIVE_PATH::create({}, mux_b));
+  EXPECT_EQ(top + (deep - top), deep.get_parent());
+}
+
+TEST_F(RelativePath, is_equal_at_every_occurrence_of_the_module) {
+  const auto difference = [&](const char* tile, const char* mux) {
+    return unfolded_instance(*db, std::string(tile) + "/" + mux)
+               .get_module(DEFAULT)
+               .get_unfolded_port_by_index(0) -
+           unfolded_instance(*db, tile).get_module(DEFAULT);
+  };
+  EXPECT_EQ(difference("t", "m"), difference("u", "m"));
+  EXPECT_EQ(difference("t", "m").get_words(), difference("u", "m").get_words());
+  EXPECT_FALSE(difference("t", "m") == difference("t", "k"));
+}
+
+TEST_F(RelativePath, from_a_module_that_is_not_above_the_port_is_invalid) {
+  const KEP_UNFOLDED_PORT deep =
+      unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
+  EXPECT_FALSE(deep - unfolded_instance(*db, "t").get_module(DEFAULT)) << "beside";
+  EXPECT_FALSE(deep - unfolded_instance(*db, "u/m").get_module(DEFAULT));
+  EXPECT_FALSE(deep - unfolded_instance(*db, "u/k").get_module(BLC)) << "the same instance in another view";
+  EXPECT_FALSE(deep - KEP_UNFOLDED_MODULE());
+  const KEP_UNFOLDED_PORT own = top.get_unfolded_port_by_index(0);
+  EXPECT_FALSE(own - unfolded_instance(*db, "u").get_module(DEFAULT)) << "below the port";
+}
+
+TEST_F(RelativePath, below_a_module_in_which_it_does_not_start_leads_nowhere) {
+  const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({k}, mux_b);
+  EXPECT_EQ(top + path, KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(unfolded_instance(*db, "u/k").get_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
+}
+
+TEST_F(RelativePath, carries_a_fact_to_a_like_place) {
+  // The way of a redundant port: path, module below another occurrence, instance, inst port, uip.
+  const KEP_UNFOLDED_PORT known =
+      unfolded_instance(*db, "t/m").get_module(DEFAULT).get_unfolded_port_by_index(1);
+  const KEP_RELATIVE_PATH path = known - unfolded_instance(*db, "t").get_module(DEFAULT);
+  const KEP_UNFOLDED_INSTANCE like =
+      (unfolded_instance(*db, "u").get_module(DEFAULT) + path).get_unfolded_instance();
+  KEP_INST_PORT* inst_port = like.m_object->get_inst_port_for_port(path.get_port(db.get()));
+  EXPECT_EQ(like.get_unfolding_of_inst_port(inst_port), test_model::uip(*db, "u/m:b"));
+}
+
+TEST_F(RelativePath, into_a_foreign_module_is_decoded_by_either_database) {
+  KEP_PORT* i = port(*db, "ATOM", "i");
+  const KEP_RELATIVE_PATH path =
+      KEP_RELATIVE_PATH::create({instance(*db, "TOP", "f"), instance(*db, "FAR", "a")}, i);
+  ASSERT_TRUE(path);
+  EXPECT_EQ(path.get_port(db.get()), i);
+  EXPECT_EQ(path.get_port(module(*db, "FAR")->get_db()), i);
+  EXPECT_EQ(top + path, unfolded_instance(*db, "f/a").get_module(DEFAULT));
+}
+
+TEST_F(RelativePath, hashes_its_four_words_in_order) {
+  const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, k}, mux_b);
+  std::size_t expected = 0;
+  for (const std::uint32_t word : path.get_words())
+    boost::hash_combine(expected, word);
+  EXPECT_EQ(hash_value(path), expected);
+  EXPECT_EQ(boost::hash<KEP_RELATIVE_PATH>()(path), expected);
+  EXPECT_EQ(std::hash<KEP_RELATIVE_PATH>()(path), expected);
+  const std::unordered_set<KEP_RELATIVE_PATH> set{path, KEP_RELATIVE_PATH::create({t, k}, mux_b),
+                                                  KEP_RELATIVE_PATH::create({t, m}, mux_b)};
+  EXPECT_EQ(set.size(), 2U);
+}
+
+TEST_F(RelativePath, tables_are_created_only_when_asked_to) {
+  EXPECT_FALSE(db->get_relative_paths("wanted").valid());
+  EXPECT_FALSE(db->get_relative_paths("wanted").valid()) << "asking created nothing";
+  EXPECT_TRUE(db->find_or_create_relative_paths("wanted").valid());
+  EXPECT_TRUE(db->get_relative_paths("wanted").valid());
+  EXPECT_FALSE(db->get_relative_paths("other").valid());
+  EXPECT_THAT(db->get_relative_paths("wanted").get_modules(), IsEmpty());
+}
+
+TEST_F(RelativePath, maps_of_a_module_are_created_only_when_asked_to) {
+  KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("table");
+  const KEP_MODULE* tile = module(*db, "TILE");
+  EXPECT_FALSE(table.find_path_mappings_for_module(tile).exists());
+  EXPECT_FALSE(table.find_path_mappings_for_module(tile).exists());
+  EXPECT_TRUE(table.find_or_create_paths_for_module(tile).exists());
+  EXPECT_TRUE(table.find_path_mappings_for_module(tile).exists());
+  EXPECT_FALSE(table.find_path_mappings_for_module(module(*db, "TOP")).exists());
+  EXPECT_FALSE(table.find_or_create_paths_for_module(nullptr).exists());
+  EXPECT_FALSE(table.find_path_mappings_for_module(nullptr).exists());
+  EXPECT_THAT(table.get_modules(), ElementsAre(tile));
+}
+
+TEST_F(RelativePath, tables_keep_paths_in_order_and_each_once) {
+  KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("table");
+  KEP_MODULE_RELATIVE_PATH_MAP map = table.find_or_create_paths_for_module(module(*db, "TILE"));
+  map.reserve(10, false);
+  EXPECT_EQ(map.size(), 0U);
+  const KEP_PERSISTENT_RELATIVE_PATH* first = map.add_path({k}, mux_b);
+  const KEP_PERSISTENT_RELATIVE_PATH* own = map.add_path({}, port(*db, "TILE", "in"));
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(own, nullptr);
+  EXPECT_EQ(map.add_path({k}, mux_b), first) << "a path that is there is not stored again";
+  EXPECT_EQ(map.size(), 2U);
+  EXPECT_EQ(map.get_path(0)->get_path(), KEP_RELATIVE_PATH::create({k}, mux_b));
+  EXPECT_EQ(map.get_path(1)->get_path(), KEP_RELATIVE_PATH::create({}, port(*db, "TILE", "in")));
+}
+
+TEST_F(RelativePath, tables_refuse_a_path_that_starts_elsewhere_or_does_not_hang_together) {
+  KEP_MODULE_RELATIVE_PATH_MAP map =
+      db->find_or_create_relative_paths("table").find_or_create_paths_for_module(module(*db, "TILE"));
+  EXPECT_EQ(map.add_path({t, k}, mux_b), nullptr);
+  EXPECT_EQ(map.add_path({}, port(*db, "TOP", "p")), nullptr);
+  EXPECT_EQ(map.add_path({k}, port(*db, "TOP", "p")), nullptr);
+  EXPECT_EQ(map.size(), 0U);
+}
+
+TEST_F(RelativePath, tables_outlive_their_handles_and_are_apart_by_name) {
+  {
+    KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("one");
+    table.find_or_create_paths_for_module(module(*db, "TOP")).add_path({u}, port(*db, "TILE", "in"));
+    table.find_or_create_paths_for_module(module(*db, "TILE")).add_path({k}, mux_b);
+  }
+  db->find_or_create_relative_paths("two").find_or_create_paths_for_module(module(*db, "TOP"));
+  const KEP_INDEXED_RELATIVE_PATHS again = db->get_relative_paths("one");
+  EXPECT_EQ(again.find_path_mappings_for_module(module(*db, "TOP")).size(), 1U);
+  EXPECT_THAT(again.get_modules(), ElementsAre(module(*db, "TOP"), module(*db, "TILE")));
+  EXPECT_EQ(db->get_relative_paths("two").find_path_mappings_for_module(module(*db, "TOP")).size(), 0U);
+  EXPECT_EQ(db->find_or_create_relative_paths("one").find_path_mappings_for_module(module(*db, "TOP")).size(),
+            1U);
+}
+
+TEST(RelativePathTable, keeps_its_paths_where_they_are_while_others_are_added) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID master = builder.add_module("A", {});
+  builder.add_port(master, "p", KEP_PORT_DIRECTION::INPUT);
+  const KEP_MODULE_ID top_id = builder.add_module("T", {});
+  constexpr unsigned COUNT = 5000;
+  for (unsigned i = 0; i != COUNT; ++i)
+    builder.add_instance(top_id, "i" + std::to_string(i), master, {});
+  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  KEP_MODULE_RELATIVE_PATH_MAP map =
+      db->find_or_create_relative_paths("t").find_or_create_paths_for_module(module(*db, "T"));
+  std::vector<const KEP_PERSISTENT_RELATIVE_PATH*> stored;
+  for (KEP_INSTANCE* each : module(*db, "T")->iter_instances())
+    stored.push_back(map.add_path({each}, port(*db, "A", "p")));
+  EXPECT_EQ(map.size(), COUNT);
+  unsigned i = 0;
+  for (KEP_INSTANCE* each : module(*db, "T")->iter_instances()) {
+    EXPECT_EQ(map.get_path(i), stored[i]);
+    EXPECT_EQ(stored[i]->get_path(), KEP_RELATIVE_PATH::create({each}, port(*db, "A", "p")));
+    ++i;
+  }
+}
+
+TEST(RelativePaths, from_a_module_of_another_database_are_invalid) {
+  const auto one = make_db("module A \n ports >p \n module T top \n inst a A");
+  const auto two = make_db("module A \n ports >p \n module T top \n inst a A");
+  const KEP_UNFOLDED_PORT deep =
+      unfolded_instance(*one, "a").get_module(DEFAULT).get_unfolded_port_by_index(0);
+  EXPECT_TRUE(deep - one->get_top_unfolded_module(DEFAULT));
+  EXPECT_FALSE(deep - two->get_top_unfolded_module(DEFAULT));
+  const auto large = make_db(DEVICE);
+  EXPECT_FALSE(deep - unfolded_instance(*large, "u/k").get_module(DEFAULT));
+}

@@ -1,0 +1,97 @@
+// Every node of random devices is walked once more: what comes out are its edges of the graph, in their
+// order.
+
+#include "kep_rg/kep_rg_debug.h"
+#include "tests/support/build_case.h"
+#include "tests/support/debugged_fanouts.h"
+#include "tests/support/random_device.h"
+#include "tests/support/random_fabric.h"
+#include "tests/support/random_model.h"
+#include "tests/support/recorded_walk.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+using test_model::RANDOM_DEVICE;
+using test_model::RANDOM_FABRIC;
+using test_model::RECORDED_WALK;
+
+struct SEEN {
+  std::uint64_t m_real = 0, m_redundant = 0, m_to_twin = 0, m_to_boundary = 0, m_refused = 0;
+};
+
+/// Every second node without an observer.
+void compare(BUILD_CASE& c, SEEN& seen) {
+  const std::string graph = test_model::whole_graph(*c.db());
+  bool watches = false;
+  for (const KEP_ROUTING::NODE& node : c.db()->get_routing_template_graph()->iter_nodes()) {
+    if (node.is_hipi() || node.is_boundary()) continue;
+    std::vector<std::string> expected;
+    test_model::append_edges(node, false, expected);
+    seen.m_real += expected.size();
+    test_model::append_edges(node, true, expected);
+    seen.m_redundant += node.get_num_edges() - node.get_num_real_edges();
+    KEP_RG_DBG_FANOUTS fanouts;
+    RECORDED_WALK walk;
+    const KEP_UNFOLDED_INST_PORT uip = node.get_unfolded_inst_port();
+    watches = !watches;
+    c.report([&] { c.builder().debug_edges(&fanouts, uip, false, watches ? &walk : nullptr); });
+    EXPECT_EQ(test_model::lines_of(uip, fanouts), expected);
+    if (watches) {
+      ASSERT_GE(walk.calls().size(), 5U);
+      EXPECT_EQ(walk.calls().front(), "start_uip " + test_model::name_of(uip));
+      EXPECT_EQ(walk.calls().back(), "close");
+    }
+    for (const KEP_RG_DBG_FANOUT* fanout : fanouts.iter()) {
+      seen.m_to_twin += fanout->get_routing_node()->is_hipi();
+      seen.m_to_boundary += fanout->get_routing_node()->is_boundary();
+    }
+  }
+  EXPECT_EQ(test_model::whole_graph(*c.db()), graph);
+}
+
+TEST(DebugEdgesOfRandomDevicesTest, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOfTheGraph) {
+  SEEN seen;
+  const std::uint64_t seeds = 1000;
+  for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
+    const RANDOM_FABRIC fabric(seed);
+    BUILD_CASE c(fabric.freeze());
+    fabric.describe(*c.db(), c.parse());
+    c.build(KEP_RG_BUILD_PARAMS().set_num_threads(1 + static_cast<int>(seed % 2)));
+    compare(c, seen);
+    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+  }
+  EXPECT_GT(seen.m_real, 10 * seeds);
+  EXPECT_GT(seen.m_redundant, seeds / 4);
+  EXPECT_GT(seen.m_to_twin, seeds / 4);
+  EXPECT_GT(seen.m_to_boundary, seeds / 4);
+}
+
+TEST(DebugEdgesOfRandomDevicesTest, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
+  SEEN seen;
+  const std::uint64_t seeds = 300;
+  for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
+    RANDOM_DEVICE device(seed);
+    BUILD_CASE c(device.text());
+    try {
+      device.describe(c);
+      c.build();
+      compare(c, seen);
+    } catch (const KEP_EXCEPTION&) {
+      ++seen.m_refused;
+    }
+    if (HasFailure()) FAIL() << "seed " << seed << "\n" << device.text();
+  }
+  EXPECT_GT(seen.m_real, 30 * seeds);
+  EXPECT_GT(seen.m_redundant, seeds / 4);
+  EXPECT_GT(seen.m_to_twin, seeds / 4);
+  EXPECT_GT(seen.m_to_boundary, seeds / 4);
+  EXPECT_LT(seen.m_refused, seeds / 4);
+}
+
+} // namespace

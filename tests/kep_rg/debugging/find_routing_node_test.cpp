@@ -1,0 +1,405 @@
+#include "kep_rg/kep_rg_find_routing_node_on_net.h"
+#include "tests/support/damaged_graph.h"
+#include "tests/support/named_model.h"
+#include "tests/support/recorded_walk.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using test_model::RECORDED_WALK;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const KEP_VIEW_TYPE_RANK BLC_FIRST(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
+
+/// A model in which nodes stand where a test puts them.
+class WIRES : public NAMED_MODEL {
+public:
+  WIRES(const char* text, const std::vector<std::string>& nodes) : NAMED_MODEL(text) {
+    test_model::EDITED_GRAPH(*db(), nodes).publish();
+  }
+  /// The node that the search from this one gives, "(none)" for the null node.
+  std::string next(const char* from, const KEP_VIEW_TYPE_RANK& rank = BLC_FIRST) {
+    RECORDED_WALK walk;
+    const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(rank, &walk);
+    const KEP_ROUTING::NODE found = finder.find_routing_node(test_model::node_named(*db(), from));
+    m_visits = walk.calls();
+    return found ? test_model::text_of(found) : "(none)";
+  }
+  /// What the observer was told in the last search.
+  const std::vector<std::string>& visits() const { return m_visits; }
+
+private:
+  std::vector<std::string> m_visits;
+};
+
+const char* const CELLS = R"(
+    module CELL
+      ports >a >b <o
+)";
+
+TEST(FindRoutingNodeTest, GivesTheNodeOnTheFirstNetWithTwoVisits) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+      inst k CELL
+      net n s.o k.a
+  )")
+              .c_str(),
+          {"s:o", "k:a"});
+  EXPECT_EQ(w.next("s:o"), "k:a");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a found"));
+  EXPECT_EQ(w.next("k:a"), "s:o") << "directions do not matter";
+}
+
+TEST(FindRoutingNodeTest, GoesDownIntoAModule) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports >in
+      inst k CELL
+      net n in k.a
+    module TOP top
+      inst s CELL
+      inst t TILE
+      net n s.o t.in
+  )")
+              .c_str(),
+          {"s:o", "t/k:a"});
+  EXPECT_EQ(w.next("s:o"), "t/k:a");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk", "[t:in] walk", "[t:in] walk", "t/k:a found"))
+      << "the port inside is told by the step into it and by the step from it";
+}
+
+TEST(FindRoutingNodeTest, GoesUpOutOfAModule) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out
+      inst s CELL
+      net n s.o out
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a
+  )")
+              .c_str(),
+          {"t/s:o", "k:a"});
+  EXPECT_EQ(w.next("t/s:o"), "k:a");
+  EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out walk", "k:a found"));
+}
+
+TEST(FindRoutingNodeTest, FindsANodeOnTheModuleThatItLeaves) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out
+      inst s CELL
+      net n s.o out
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a
+  )")
+              .c_str(),
+          {"t/s:o", "t:out", "k:a"});
+  EXPECT_EQ(w.next("t/s:o"), "t:out");
+  EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out found"));
+  EXPECT_EQ(w.next("t:out"), "k:a") << "the first net is the one outside";
+  EXPECT_EQ(w.next("k:a"), "t:out") << "a node is not entered";
+}
+
+TEST(FindRoutingNodeTest, GivesTheNullNodeAtOnceForAUipWithoutANet) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+  )")
+              .c_str(),
+          {"s:o"});
+  EXPECT_EQ(w.next("s:o"), "(none)");
+  EXPECT_THAT(w.visits(), IsEmpty());
+}
+
+TEST(FindRoutingNodeTest, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      ports >p
+      inst k CELL
+      net n p k.a
+  )")
+              .c_str(),
+          {":p", "k:a"});
+  EXPECT_EQ(w.next(":p"), "(none)");
+  EXPECT_THAT(w.visits(), IsEmpty());
+  EXPECT_EQ(w.next("no such node"), "(none)");
+  EXPECT_THAT(w.visits(), IsEmpty());
+  EXPECT_EQ(w.next("k:a"), "(none)") << "boundary nodes are not looked for";
+  EXPECT_THAT(w.visits(), ElementsAre("k:a walk", "[:p] walk"));
+}
+
+TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherInstPorts) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out
+      inst s CELL
+      net n s.o out
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a k.b
+  )")
+              .c_str(),
+          {"t/s:o", "k:a", "k:b"});
+  EXPECT_EQ(w.next("t/s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out walk"));
+  EXPECT_EQ(w.next("k:a"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("k:a walk"));
+}
+
+TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherPorts) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out <z
+      inst s CELL
+      net n s.o out z
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a
+      net m t.z
+  )")
+              .c_str(),
+          {"t/s:o", "k:a"});
+  EXPECT_EQ(w.next("t/s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk"));
+  EXPECT_EQ(w.next("k:a"), "t/s:o");
+  EXPECT_THAT(w.visits(),
+              ElementsAre("k:a walk", "t:out walk", "[t:out] walk", "[t:out] walk", "t/s:o found"))
+      << "the inst port is looked at before the ports are counted";
+}
+
+TEST(FindRoutingNodeTest, EndsAtAnInstPortWithNothingInside) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+      inst k CELL
+      net n s.o k.a
+  )")
+              .c_str(),
+          {"s:o"});
+  EXPECT_EQ(w.next("s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
+}
+
+TEST(FindRoutingNodeTest, EndsAtAnInstPortWithoutAViewUnderTheRank) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports >in
+      inst k CELL
+      net n in k.a
+    module TOP top
+      inst s CELL
+      inst t TILE
+      net n s.o t.in
+  )")
+              .c_str(),
+          {"s:o", "t/k:a"});
+  EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::BLC)), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk"));
+}
+
+TEST(FindRoutingNodeTest, EndsOnANetWithNothingElse) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+      net n s.o
+  )")
+              .c_str(),
+          {"s:o"});
+  EXPECT_EQ(w.next("s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk"));
+}
+
+TEST(FindRoutingNodeTest, EndsOutsideAtAPortWithoutANet) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out
+      inst s CELL
+      net n s.o out
+    module TOP top
+      inst t TILE
+  )")
+              .c_str(),
+          {"t/s:o"});
+  EXPECT_EQ(w.next("t/s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk"));
+}
+
+TEST(FindRoutingNodeTest, GoesOnByThePortWhenTheInstPortHasNothingInside) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE
+      ports <out
+      inst s CELL
+      inst dead CELL
+      net n s.o dead.a out
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a
+  )")
+              .c_str(),
+          {"t/s:o", "k:a"});
+  EXPECT_EQ(w.next("t/s:o"), "k:a") << "one inst port and one port are no branch";
+  EXPECT_THAT(w.visits(),
+              ElementsAre("t/s:o walk", "t/dead:a walk", "[t:out] walk", "t:out walk", "k:a found"));
+}
+
+TEST(FindRoutingNodeTest, GivesUpThePortOnceItWentIntoTheInstPort) {
+  WIRES w((std::string(CELLS) + R"(
+    module INNER
+      ports >in
+      inst dead CELL
+      net n in dead.a
+    module TILE
+      ports <out
+      inst s CELL
+      inst i INNER
+      net n s.o i.in out
+    module TOP top
+      inst k CELL
+      inst t TILE
+      net n t.out k.a
+  )")
+              .c_str(),
+          {"t/s:o", "k:a"});
+  EXPECT_EQ(w.next("t/s:o"), "(none)");
+  EXPECT_THAT(w.visits(),
+              ElementsAre("t/s:o walk", "t/i:in walk", "[t/i:in] walk", "[t/i:in] walk", "t/i/dead:a walk"));
+}
+
+const char* const RING = R"(
+    module THROUGH
+      ports <o >i
+      net n o i
+    module TOP top
+      inst s THROUGH
+      inst l THROUGH
+      net n s.o l.i
+      net m l.o s.i
+  )";
+
+TEST(FindRoutingNodeTest, GivesItsStartWhereTheWireIsARing) {
+  WIRES w(RING, {"s:o"});
+  EXPECT_EQ(w.next("s:o"), "s:o");
+  EXPECT_THAT(w.visits(),
+              ElementsAre("s:o walk", "l:i walk", "[l:i] walk", "[l:i] walk", "[l:o] walk", "l:o walk",
+                          "s:i walk", "[s:i] walk", "[s:i] walk", "[s:o] walk", "s:o found"));
+}
+
+TEST(FindRoutingNodeTest, EndsWhenTheWayUpComesBackToANet) {
+  WIRES w(RING, {"s:o*"});
+  EXPECT_EQ(w.next("s:o*"), "(none)") << "a twin is not looked for";
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "l:i walk", "[l:i] walk", "[l:i] walk", "[l:o] walk",
+                                      "l:o walk", "s:i walk", "[s:i] walk", "[s:i] walk", "[s:o] walk"))
+      << "the net of s:o is not entered again";
+}
+
+TEST(FindRoutingNodeTest, EndsWhenTheWayDownComesBackToANet) {
+  WIRES w((std::string(CELLS) + R"(
+    module THROUGH
+      ports >i <j
+      net n i j
+    module R
+      ports <y >z
+      inst s CELL
+      inst c THROUGH
+      net p s.o c.i z
+      net q c.j y
+    module TOP top
+      inst r R
+      net n r.y r.z
+  )")
+              .c_str(),
+          {"r/s:o"});
+  EXPECT_EQ(w.next("r/s:o"), "(none)");
+  EXPECT_THAT(w.visits(),
+              ElementsAre("r/s:o walk", "r/c:i walk", "[r/c:i] walk", "[r/c:i] walk", "[r/c:j] walk",
+                          "r/c:j walk", "[r:y] walk", "r:y walk", "r:z walk", "[r:z] walk"))
+      << "the net of r:z is not entered again";
+}
+
+TEST(FindRoutingNodeTest, GoesDownIntoTheViewOfTheRank) {
+  WIRES w((std::string(CELLS) + R"(
+    module TILE group=tile
+      ports >in
+      inst k CELL
+      net n in k.a
+    module TILE_BLC group=tile view=BLC
+      ports >in
+      inst q CELL
+      net n in q.b
+    module TOP top
+      inst s CELL
+      inst t TILE
+      net n s.o t.in
+  )")
+              .c_str(),
+          {"s:o", "t/k:a", "t@BLC/q:b"});
+  EXPECT_EQ(w.next("s:o", BLC_FIRST), "t/q:b");
+  EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::LOGICAL)), "t/k:a");
+}
+
+TEST(FindRoutingNodeTest, PassesByATwinWithoutAPlainNode) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+      inst k CELL
+      net n s.o k.a
+  )")
+              .c_str(),
+          {"s:o", "k:a*"});
+  EXPECT_EQ(w.next("s:o"), "(none)");
+  EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
+  EXPECT_EQ(w.next("k:a*"), "s:o") << "a twin is a start like any other";
+}
+
+TEST(FindRoutingNodeTest, KeepsNothingBetweenCalls) {
+  WIRES w((std::string(CELLS) + R"(
+    module TOP top
+      inst s CELL
+      inst k CELL
+      net n s.o k.a
+  )")
+              .c_str(),
+          {"s:o", "k:a"});
+  KEP_UNFOLD_OBSERVER observer;
+  const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(BLC_FIRST, &observer);
+  const KEP_ROUTING::NODE start = test_model::node_named(*w.db(), "s:o");
+  for (int i = 0; i != 3; ++i)
+    EXPECT_EQ(finder.find_routing_node(start), test_model::node_named(*w.db(), "k:a"));
+}
+
+TEST(FindRoutingNodeTest, FollowsAWireThatIsLongerThanAStackIsDeep) {
+  const int length = 100000;
+  std::string text = std::string(CELLS) + R"(
+    module THROUGH
+      ports >i <o
+      net n i o
+    module TOP top
+      inst s CELL
+      inst k CELL
+)";
+  for (int i = 0; i != length; ++i)
+    text += " inst t" + std::to_string(i) + " THROUGH\n";
+  text += " net n s.o t0.i\n";
+  for (int i = 1; i != length; ++i)
+    text += " net n" + std::to_string(i) + " t" + std::to_string(i - 1) + ".o t" + std::to_string(i) + ".i\n";
+  text += " net last t" + std::to_string(length - 1) + ".o k.a\n";
+  WIRES w(text.c_str(), {"s:o", "k:a"});
+  EXPECT_EQ(w.next("s:o"), "k:a");
+  EXPECT_EQ(w.visits().size(), 2U + 5U * length);
+}
+
+} // namespace

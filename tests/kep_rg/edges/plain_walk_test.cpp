@@ -1,0 +1,353 @@
+#include "kep_rg/edges/kep_rg_plain_walk.h"
+#include "tests/support/random_device.h"
+#include "tests/support/random_fabric.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using test_model::RANDOM_DEVICE;
+using test_model::RANDOM_FABRIC;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using ACCESS = KEP_RG_TEST_ACCESS;
+
+/// The nets of a device whose graph was built by searching every connection.
+class FOLDED_CASE {
+public:
+  explicit FOLDED_CASE(BUILD_CASE& c) : m_case(c) {
+    ACCESS::search_all(c.builder());
+    c.build();
+    m_nets.emplace(ACCESS::get_plain_device(c.builder()));
+  }
+
+  const KEP_RG_PLAIN_NETS& nets() const { return *m_nets; }
+  bool walk(const KEP_UNFOLDED_INST_PORT& uip) {
+    return m_walk.walk(*m_nets, static_cast<std::uint32_t>(uip.m_position), uip.m_object->get_number());
+  }
+  bool walk(const std::string& name) { return walk(m_case.model().uip(name)); }
+  const KEP_RG_PLAIN_WALK& found() const { return m_walk; }
+  KEP_UNFOLDED_MODULE top() const {
+    const KEP_OCCURRENCE& occurrence = m_nets->get_unfolding().get(m_walk.get_top());
+    return {KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot), occurrence.m_module};
+  }
+  /// "TARGET" or "TARGET via INPUT", whether a node stands there or not.
+  std::vector<std::string> texts(const KEP_RG_PLAIN_WALK::RUNS& runs) const {
+    std::vector<std::string> texts;
+    for (const auto& run : runs)
+      for (std::uint32_t i = 0; i != run.m_num_fanouts; ++i) {
+        KEP_MODULE* module = m_nets->get_unfolding().get(run.m_occurrence).m_module;
+        std::string text;
+        for (unsigned number = 0; number != module->get_num_inst_ports(); ++number) {
+          KEP_INST_PORT* inst_port = module->get_inst_port_by_number(number);
+          if (ACCESS::edge_builder(m_case.builder()).find_target(*inst_port) == run.m_fanouts[i].m_target)
+            text = KEP_UNFOLDED_INST_PORT(run.m_occurrence, inst_port).get_name(KEP_NAME_STYLE());
+        }
+        if (const std::uint32_t mux_input = run.m_fanouts[i].m_mux_input; mux_input != 0)
+          text += " via " +
+                  KEP_UNFOLDED_INST_PORT(run.m_occurrence, module->get_inst_port_by_number(mux_input - 1))
+                      .get_name(KEP_NAME_STYLE());
+        texts.push_back(text);
+      }
+    return texts;
+  }
+
+private:
+  BUILD_CASE& m_case;
+  std::optional<KEP_RG_PLAIN_NETS> m_nets;
+  KEP_RG_PLAIN_WALK m_walk;
+};
+
+const char* const MODULES = R"(
+  module MUX
+    ports >a >b <o
+  module SKIP
+    ports >i <o
+  module BUF bidir_buffer
+    ports =x =y
+  module TUNNEL
+    ports >i <o
+)";
+
+// In the tile m drives n and the port p; outside, p leads into the other tile through q.
+const char* const TILES = R"(
+  module TILE
+    ports <p >q
+    inst m MUX header
+    inst n MUX header
+    net w m.o p n.a
+    net v q n.b
+    net z n.o
+  module TOP top
+    inst t TILE
+    inst u TILE
+    net a t.p u.q
+    net b u.p t.q
+)";
+
+/// A device with the block BLK_BLC; so many of its ports have an index, which makes them nodes.
+std::unique_ptr<KEP_DB> block_with_ports(const std::string& text, unsigned num_ports) {
+  test_model::TEXT_MODEL model(text);
+  for (unsigned port = 0; port != num_ports; ++port)
+    model.builder().set_port_blc(model.id("BLK_BLC"), port, static_cast<int>(port), "");
+  return model.freeze();
+}
+
+class PlainWalkTest : public testing::Test {
+protected:
+  static std::string device(const std::string& text) { return MODULES + text; }
+  static void describe(BUILD_CASE& c) { c.arcs("MUX", {"a", "b"}, "o"); }
+};
+
+TEST_F(PlainWalkTest, FindsFanoutsInTheOrderOfTheSearch) {
+  BUILD_CASE c(device(TILES));
+  describe(c);
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("t/m:o"));
+  EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("t/n:o via t/n:a", "u/n:o via u/n:b"));
+  EXPECT_THAT(folded.found().get_redundant_fanouts(), IsEmpty());
+  EXPECT_EQ(folded.found().get_num_leaves(), 2U);
+  EXPECT_EQ(folded.found().get_num_nowhere(), 0U);
+  EXPECT_STREQ(folded.top().m_object->get_key(), "TOP");
+  EXPECT_FALSE(folded.found().is_kept());
+}
+
+TEST_F(PlainWalkTest, StaysBelowTheModuleThatHoldsTheConnection) {
+  BUILD_CASE c(device(TILES));
+  describe(c);
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("u/n:o"));
+  EXPECT_THAT(folded.found().get_fanouts(), IsEmpty());
+  EXPECT_STREQ(folded.top().m_object->get_key(), "TILE");
+  EXPECT_TRUE(folded.found().is_kept());
+}
+
+TEST_F(PlainWalkTest, FindsRedundantFanoutsApart) {
+  BUILD_CASE c(device(std::string(TILES).replace(std::string(TILES).find("TOP top"), 7, "TOP top type=1")));
+  describe(c);
+  c.mark_redundant("TILE/n:b");
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("t/m:o"));
+  EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("t/n:o via t/n:a"));
+  EXPECT_THAT(folded.texts(folded.found().get_redundant_fanouts()), ElementsAre("u/n:o via u/n:b"));
+}
+
+// Each line replaces what m drives in its tile.
+TEST_F(PlainWalkTest, LeavesToTheSearchWhatTheFoldedModelDoesNotTell) {
+  struct CASE {
+    const char* m_what;
+    const char* m_lines;
+    void (*m_describe)(BUILD_CASE&);
+  };
+  const CASE cases[] = {
+      {"a skip path", "inst s SKIP header\n net w m.o s.i\n net y s.o",
+       [](BUILD_CASE& c) { c.arcs("SKIP", {"i"}, "o", true); }},
+      {"a flyover", "inst s SKIP header\n net w m.o s.i\n net y s.o",
+       [](BUILD_CASE& c) {
+         c.parse().add_routing_flyover(c.model().port("SKIP:i"), c.model().port("SKIP:o"));
+       }},
+      {"a bidirectional buffer", "inst s BUF header\n net w m.o s.x\n net y s.y", [](BUILD_CASE&) {}},
+      {"a tm port", "inst s SKIP header\n net w m.o s.i\n net y s.o",
+       [](BUILD_CASE& c) { c.arcs("SKIP", {"i"}, "o", false, KEP_ROUTING_PRIMITIVE_HIPI::M); }},
+  };
+  for (const CASE& each : cases) {
+    BUILD_CASE c(device(std::string("module TILE\n ports <p\n inst m MUX header\n ") + each.m_lines +
+                        "\nmodule TOP top\n inst t TILE\n"));
+    describe(c);
+    each.m_describe(c);
+    FOLDED_CASE folded(c);
+    EXPECT_FALSE(folded.walk("t/m:o")) << each.m_what;
+  }
+}
+
+TEST_F(PlainWalkTest, LeavesTheEndsOfATunnelToTheSearch) {
+  for (int type = 1; type != 4; ++type) {
+    BUILD_CASE c(
+        device("module TOP top\n inst m MUX header\n inst x TUNNEL header\n net w x.o m.a\n net y m.o\n"));
+    describe(c);
+    c.arcs("TUNNEL", {"i"}, "o");
+    c.parse().add_tunnel_type(c.model().module("TUNNEL"), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(type));
+    FOLDED_CASE folded(c);
+    EXPECT_EQ(folded.walk("x:o"), type == 3) << "tunnel type " << type;
+  }
+}
+
+// At an unconnected input of a block with arcs the search goes through its own arcs, and where it has none,
+// nowhere, not even inside. Here the arc ends at an input, which makes that a node.
+TEST_F(PlainWalkTest, LeavesEveryInputOfABlockWithArcsToTheSearch) {
+  BUILD_CASE c(block_with_ports(R"(
+    module PIN
+      ports >x
+    module BLK group=blk ip_root
+      ports >i >j
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i >j
+      inst p PIN
+      inst k PIN
+      net n i p.x
+      net m j k.x
+    module TOP top
+      inst b BLK header
+      net n b.i
+  )",
+                                2));
+  c.parse().add_routing_root(c.model().module("BLK"), 2);
+  c.arcs("BLK_BLC", {"i"}, "j");
+  FOLDED_CASE folded(c);
+  EXPECT_FALSE(folded.walk("b:i"));
+  EXPECT_FALSE(folded.walk("b:j"));
+  ASSERT_THAT(c.nodes(), ElementsAre("b:i", "b:j", "b/p:x", "b/k:x"));
+  EXPECT_THAT(c.edges(), ElementsAre("b:i -> b/p:x"));
+  c.drop_builder();
+  c.build();
+  EXPECT_THAT(c.edges(), ElementsAre("b:i -> b/p:x"));
+}
+
+// Spare rows keep only nodes with a wire type: in u the port of the block has one, the pin behind it does
+// not.
+TEST_F(PlainWalkTest, LeavesABlockWhoseNodesAreNotAllThereToTheSearch) {
+  BUILD_CASE c(block_with_ports(R"(
+    module PIN
+      ports >x
+    module BLK group=blk ip_root
+      ports >i
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i
+      inst p PIN
+      net n i p.x
+    module TOP top
+      inst t BLK header
+      inst u BLK header
+      net n t.i
+      net m u.i
+  )",
+                                1));
+  c.parse().add_routing_root(c.model().module("BLK"), 2);
+  for (const char* key : {"BLK", "BLK_BLC"})
+    c.store()->add_wire_type(KEP_RELATIVE_PATH::create({}, c.model().port(std::string(key) + ":i")), "w", 2);
+  c.db()->get_legacy_api()->set_spare_row(c.model().unfolded_instance("u"), true);
+  FOLDED_CASE folded(c);
+  ASSERT_THAT(c.nodes(), ElementsAre("t:i", "u:i", "t/p:x"));
+  ASSERT_TRUE(folded.walk("t:i"));
+  EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("t/p:x"));
+  EXPECT_FALSE(folded.walk("u:i"));
+}
+
+TEST_F(PlainWalkTest, LeavesThePortsOfATopThatRoutesThemToTheSearch) {
+  for (const int type : {1, 2}) {
+    BUILD_CASE c(device("module TOP top type=" + std::to_string(type) +
+                        "\n ports <p\n inst m MUX header\n net w m.o p\n"));
+    describe(c);
+    FOLDED_CASE folded(c);
+    EXPECT_EQ(folded.walk("m:o"), c.db()->get_db_type() != KEP_DB_TYPE::TOP_PORTS_ROUTED) << type;
+  }
+}
+
+/// Where a target of folded fanouts stands: its occurrence and number.
+using TARGET = std::tuple<std::uint32_t, std::uint32_t>;
+using EDGE = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
+
+struct SEEN {
+  std::uint64_t m_plain = 0, m_searched = 0, m_edges = 0, m_redundant = 0, m_missing = 0, m_blc = 0;
+};
+
+TARGET target_of(BUILD_CASE& c, const KEP_UNFOLDED_INST_PORT& uip) {
+  return {static_cast<std::uint32_t>(uip.m_position),
+          ACCESS::edge_builder(c.builder()).find_target(*uip.m_object)};
+}
+
+std::vector<EDGE> edges_of(BUILD_CASE& c, const auto& range) {
+  std::vector<EDGE> edges;
+  for (const KEP_ROUTING::FWD_EDGE& edge : range) {
+    const auto [occurrence, target] = target_of(c, edge.get_fanout().get_unfolded_inst_port());
+    const KEP_UNFOLDED_INST_PORT mux_input = edge.get_mux_input();
+    edges.emplace_back(occurrence, target, mux_input ? mux_input.m_object->get_number() + 1 : 0);
+  }
+  return edges;
+}
+
+std::vector<EDGE> edges_of(const KEP_RG_PLAIN_WALK::RUNS& runs, const TARGET& own,
+                           const std::set<TARGET>& nodes, SEEN& seen) {
+  std::vector<EDGE> edges;
+  for (const auto& run : runs)
+    for (std::uint32_t i = 0; i != run.m_num_fanouts; ++i) {
+      const TARGET target(run.m_occurrence, run.m_fanouts[i].m_target);
+      if (target == own) continue;
+      if (nodes.contains(target))
+        edges.emplace_back(run.m_occurrence, run.m_fanouts[i].m_target, run.m_fanouts[i].m_mux_input);
+      else
+        ++seen.m_missing;
+    }
+  return edges;
+}
+
+/// What the walk finds from each node is what the search found.
+void compare(BUILD_CASE& c, SEEN& seen) {
+  FOLDED_CASE folded(c);
+  std::set<TARGET> nodes;
+  const KEP_ROUTING::GRAPH& graph = *c.db()->get_routing_template_graph();
+  for (const KEP_ROUTING::NODE& node : graph.iter_nodes())
+    if (!node.is_boundary() && !node.is_hipi()) nodes.insert(target_of(c, node.get_unfolded_inst_port()));
+  for (const KEP_ROUTING::NODE& node : graph.iter_nodes()) {
+    if (node.is_boundary() || node.is_hipi()) continue;
+    const KEP_UNFOLDED_INST_PORT uip = node.get_unfolded_inst_port();
+    if (!folded.walk(uip)) {
+      ++seen.m_searched;
+      continue;
+    }
+    ++seen.m_plain;
+    const TARGET own = target_of(c, uip);
+    EXPECT_EQ(edges_of(folded.found().get_fanouts(), own, nodes, seen), edges_of(c, node.iter_real_fanout()))
+        << test_model::text_of(node);
+    EXPECT_EQ(edges_of(folded.found().get_redundant_fanouts(), own, nodes, seen),
+              edges_of(c, node.iter_redundant_fanout()))
+        << test_model::text_of(node);
+    seen.m_edges += node.get_num_real_edges();
+    seen.m_redundant += node.get_num_edges() - node.get_num_real_edges();
+    const bool in_blc = uip.m_object->get_inst()->get_parent()->get_view_type() == KEP_VIEW_TYPE::BLC;
+    seen.m_blc += in_blc && node.get_num_edges() != 0;
+  }
+}
+
+TEST(PlainWalkRandomTest, FindsWhatTheSearchFindsOnAnyDevice) {
+  SEEN seen;
+  for (std::uint64_t seed = 1; seed != 400; ++seed) {
+    RANDOM_DEVICE device(seed);
+    BUILD_CASE c(device.text());
+    try {
+      device.describe(c);
+      compare(c, seen);
+    } catch (const KEP_EXCEPTION&) { // a device that is refused
+    }
+    if (HasFailure()) FAIL() << "seed " << seed << "\n" << device.text();
+  }
+  EXPECT_GT(seen.m_plain, 3000U);
+  EXPECT_GT(seen.m_searched, 1000U);
+  EXPECT_GT(seen.m_edges, 1000U);
+  EXPECT_GT(seen.m_redundant, 30U);
+  EXPECT_GT(seen.m_missing, 0U);
+  EXPECT_GT(seen.m_blc, 30U);
+}
+
+TEST(PlainWalkRandomTest, FindsWhatTheSearchFindsOnFabrics) {
+  SEEN seen;
+  for (std::uint64_t seed = 1; seed != 200; ++seed) {
+    const RANDOM_FABRIC fabric(seed);
+    BUILD_CASE c(fabric.freeze());
+    fabric.describe(*c.db(), c.parse());
+    compare(c, seen);
+    if (HasFailure()) FAIL() << "seed " << seed << "\n" << fabric.facts();
+  }
+  EXPECT_GT(seen.m_plain, seen.m_searched);
+  EXPECT_GT(seen.m_edges, 1000U);
+}
+
+} // namespace

@@ -1,0 +1,429 @@
+#include "tests/support/build_case.h"
+#include "tests/support/failure_text.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Not;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+using ACCESS = KEP_RG_TEST_ACCESS;
+
+const KEP_RG_NODE_CREATION_STATS& stats(BUILD_CASE& c) {
+  return c.builder().get_node_stats();
+}
+
+// Tiles of two muxes; every output has a net.
+const char* const TILES = R"(
+  module MUX
+    ports >a >b <o
+  module TILE
+    ports >in <out
+    inst m1 MUX header
+    inst m2 MUX header
+    net n in m1.a
+    net p m1.o m2.a
+    net q m2.o out m1.b
+  module TOP top
+    inst t0 TILE
+    inst t1 TILE
+    net n t0.out t1.in
+    net q t1.out t0.in
+)";
+
+TEST(BuildNodesTest, StandAtTheOutputsOfMuxesInTheOrderOfTheWalk) {
+  BUILD_CASE c(TILES);
+  c.arcs("MUX", {"a", "b"}, "o");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("t0/m1:o", "t0/m2:o", "t1/m1:o", "t1/m2:o"));
+  EXPECT_EQ(stats(c).m_created_num_nodes, 4U);
+  EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 0U);
+}
+
+TEST(BuildNodesTest, NeedAWireTypeWhereTheInstanceHasNoHeader) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a <o <p
+    module TOP top
+      inst bare MUX
+      inst typed MUX
+      inst headed MUX header
+      net n bare.o typed.a
+      net q typed.o headed.a
+      net r headed.o bare.a
+      net np bare.p typed.p headed.p
+  )");
+  c.arcs("MUX", {"a"}, "o");
+  c.arcs("MUX", {"a"}, "p");
+  c.store()->add_wire_type(
+      KEP_RELATIVE_PATH::create({c.model().instance("TOP/typed")}, c.model().port("MUX:o")), "short", 0);
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("typed:o", "headed:o", "headed:p"));
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 0U);
+}
+
+TEST(BuildNodesTest, AreMadeOnceForAPortThatIsInsertedAndAnOutputOfAMux) {
+  BUILD_CASE c(TILES);
+  c.arcs("MUX", {"a", "b"}, "o");
+  c.insert("MUX:o");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("t0/m1:o", "t0/m2:o", "t1/m1:o", "t1/m2:o"));
+  EXPECT_EQ(stats(c).m_created_num_nodes, 4U);
+  EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 4U);
+  EXPECT_EQ(stats(c).m_repeated_num_nodes, 4U);
+}
+
+TEST(BuildNodesTest, GiveTrueWhenMadeAndFalseWhenTheyStandThereAlready) {
+  BUILD_CASE c(TILES);
+  c.arcs("MUX", {"a", "b"}, "o");
+  ACCESS::prepare_nodes(c.builder());
+  const KEP_UNFOLDED_INST_PORT uip = c.model().uip("t0/m1:o");
+  EXPECT_TRUE(ACCESS::create_node(c.builder(), uip, ACCESS::CREATE_TYPE_BLC_TRAIT));
+  EXPECT_FALSE(ACCESS::create_node(c.builder(), uip, ACCESS::CREATE_TYPE_INSERTED));
+  EXPECT_EQ(c.builder().get_builder_graph()->get_node_count(), 1U);
+  EXPECT_EQ(stats(c).m_created_num_nodes, 1U);
+  EXPECT_EQ(stats(c).m_created_num_nodes_blc, 1U);
+  EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 0U);
+  EXPECT_EQ(stats(c).m_repeated_num_nodes, 1U);
+}
+
+TEST(BuildNodesTest, AreEliminatedAtAnUnconnectedPortOnEveryVisit) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a <o
+    module TOP top
+      inst m MUX header
+  )");
+  c.arcs("MUX", {"a"}, "o");
+  c.insert("MUX:o");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), IsEmpty());
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 2U) << "as an inserted port and as an output of the mux";
+  EXPECT_EQ(stats(c).m_repeated_num_nodes, 0U);
+  EXPECT_TRUE(ACCESS::create_node(c.builder(), c.model().uip("m:o"), ACCESS::CREATE_TYPE_PORT))
+      << "an eliminated port counts as a node for the result";
+}
+
+TEST(BuildNodesTest, StandAtAPortWithANetOnTheInsideAlone) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a <o
+    module BLK
+      ports <o <p
+      inst m MUX header
+      net n m.o o m.a
+    module TOP top
+      inst b BLK
+  )");
+  c.arcs("MUX", {"a"}, "o");
+  c.insert("BLK:o");
+  c.insert("BLK:p");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("b:o", "b/m:o"));
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 1U);
+}
+
+TEST(BuildNodesTest, AreLeftOutOnTheArcsOfAnInstanceThatIsASkipPath) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a >b <o
+    module TOP top
+      inst m MUX header
+      inst skipped MUX header
+      net n m.o skipped.a
+      net q skipped.o m.a
+  )");
+  c.arcs("MUX", {"a", "b"}, "o");
+  c.parse().set_skip_paths(c.model().instance("TOP/skipped"), true);
+  c.insert("MUX:a");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("m:a", "m:o"));
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 2U) << "input and output of the skip path";
+}
+
+TEST(BuildNodesTest, AreTriedAtAnIgnoredPortOnlyWhereItIsInsertedOnTheInstance) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a >b <o <p
+    module TOP top
+      inst m MUX header
+      inst exception MUX header
+      net n m.o exception.o m.b exception.b
+      net p m.p exception.p m.a exception.a
+  )");
+  // b leads to o and p through a plain mux, a to o through two skip muxes, one of which has an exception.
+  const auto arc = [&](KEP_ROUTING_MUX* mux, const char* input, const char* output) {
+    KEP_ROUTING_ARC::allocate(c.db(), c.model().port(std::string("MUX:") + input),
+                              c.model().port(std::string("MUX:") + output), mux);
+  };
+  KEP_MODULE* module = c.model().module("MUX");
+  KEP_ROUTING_MUX* plain = KEP_ROUTING_MUX::allocate(c.db(), module, false);
+  KEP_ROUTING_MUX* skip = KEP_ROUTING_MUX::allocate(c.db(), module, true);
+  KEP_ROUTING_MUX* skip_but_one = KEP_ROUTING_MUX::allocate(c.db(), module, true);
+  arc(plain, "b", "p");
+  arc(skip, "a", "o");
+  arc(skip_but_one, "a", "o");
+  skip_but_one->add_skip_exception_instance(c.model().instance("TOP/exception"));
+  arc(plain, "b", "o");
+  c.build_nodes();
+  // o is ignored; on the exception it is listed as inserted, but the arc of the other skip mux eliminates it.
+  EXPECT_THAT(c.built_nodes(), ElementsAre("m:p", "exception:p"));
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 1U);
+}
+
+TEST(BuildNodesTest, AreNotMadeForMuxesWhoseNameHoldsThePatternButForTheirInsertedPorts) {
+  BUILD_CASE c(R"(
+    module MUX
+      ports >a >b <o
+    module TOP top
+      inst m MUX header
+      inst my_skip_1 MUX header
+      net n m.o my_skip_1.a
+      net q my_skip_1.o m.a
+      net r m.b my_skip_1.b
+  )");
+  c.arcs("MUX", {"a", "b"}, "o");
+  c.insert("MUX:b");
+  c.parse().set_non_template_mux_skip_path_inst_name_pattern("skip");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("m:b", "m:o", "my_skip_1:b"));
+}
+
+TEST(BuildNodesTest, StandAtTheTopsPortsOnlyWhereThoseAreRouted) {
+  for (const int type : {0, 1, 2}) {
+    BUILD_CASE c("module TOP top type=" + std::to_string(type) + "\n ports >a <b =c");
+    c.store()->initialize();
+    c.build_nodes();
+    if (type == 1)
+      EXPECT_THAT(c.built_nodes(), ElementsAre(":a", ":b", ":c"));
+    else
+      EXPECT_THAT(c.built_nodes(), IsEmpty()) << type;
+    EXPECT_EQ(stats(c).m_created_num_nodes_boundary, type == 1 ? 3U : 0U);
+    EXPECT_EQ(stats(c).m_created_num_nodes, 0U);
+  }
+}
+
+TEST(BuildNodesTest, AreMadeOnceForAPortOfTheTop) {
+  BUILD_CASE c("module TOP top type=1\n ports >a");
+  c.store()->initialize();
+  c.build_nodes();
+  ACCESS::create_node(c.builder(), c.model().port("TOP:a"));
+  EXPECT_THAT(c.built_nodes(), ElementsAre(":a"));
+  EXPECT_EQ(stats(c).m_repeated_num_nodes, 1U);
+  EXPECT_EQ(stats(c).m_created_num_nodes_boundary, 1U);
+}
+
+TEST(BuildNodesTest, AreSoughtBelowTheFirstTopOfTheRankElseBelowTheDesignatedOne) {
+  const char* const text = R"(
+    module TOP top group=top view=LOGICAL type=1
+      ports >logical
+    module TOP_BLC group=top view=BLC
+      ports >logical
+  )";
+  BUILD_CASE first(text);
+  first.store()->initialize();
+  first.build_nodes();
+  ASSERT_EQ(first.builder().get_builder_graph()->get_node_count(), 1U);
+  EXPECT_EQ(first.builder().get_builder_graph()->get_node(0)->get_port()->get_parent(),
+            first.model().module("TOP_BLC"));
+
+  BUILD_CASE empty_rank(text);
+  empty_rank.store()->initialize();
+  ACCESS::set_view_type_rank(empty_rank.builder(), KEP_VIEW_TYPE_RANK());
+  empty_rank.build_nodes();
+  ASSERT_EQ(empty_rank.builder().get_builder_graph()->get_node_count(), 1U);
+  EXPECT_EQ(empty_rank.builder().get_builder_graph()->get_node(0)->get_port()->get_parent(),
+            empty_rank.model().module("TOP"));
+
+  BUILD_CASE other_view("module TOP top view=VIEW_1 type=1\n ports >a");
+  other_view.store()->initialize();
+  other_view.build_nodes();
+  EXPECT_THAT(other_view.built_nodes(), ElementsAre(":a"));
+}
+
+// A routed IP root with a child that gives nodes, one that gives none, and one whose only port was
+// eliminated.
+const char* const ROOTS = R"(
+  module MUX
+    ports >a <o
+  module FULL
+    inst m MUX header
+    net n m.o m.a
+  module BARREN
+    inst e EMPTY
+  module EMPTY
+    ports >i
+  module GONE
+    inst m MUX header
+  module ROOT ip_root
+    inst full FULL
+    inst barren BARREN
+    inst gone GONE
+  module OTHER ip_root
+    inst barren BARREN
+    inst full FULL
+  module TOP top
+    inst r1 ROOT
+    inst r2 ROOT
+    inst s1 OTHER
+    inst s2 OTHER
+)";
+
+void describe_roots(BUILD_CASE& c) {
+  c.arcs("MUX", {"a"}, "o");
+  c.parse().add_routing_root(c.model().module("ROOT"), 0);
+  c.parse().add_routing_root(c.model().module("OTHER"), 0);
+}
+
+TEST(BuildNodesOfRootsTest, AreMadeInEveryInstance) {
+  BUILD_CASE c(ROOTS);
+  describe_roots(c);
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("r1/full/m:o", "r2/full/m:o", "s1/full/m:o", "s2/full/m:o"));
+  EXPECT_EQ(stats(c).m_eliminated_num_nodes, 2U) << "a child that gave eliminated ports is walked again";
+}
+
+TEST(BuildNodesOfRootsTest, AreRememberedByRootAndChild) {
+  BUILD_CASE c(ROOTS);
+  describe_roots(c);
+  c.build_nodes();
+  const auto& known = ACCESS::module_has_nodes(c.builder());
+  const auto module = [&](const char* key) { return c.model().module(key); };
+  EXPECT_THAT(known,
+              UnorderedElementsAre(
+                  Pair(module("ROOT"),
+                       UnorderedElementsAre(Pair(module("ROOT"), true), Pair(module("FULL"), true),
+                                            Pair(module("BARREN"), false), Pair(module("EMPTY"), false),
+                                            Pair(module("GONE"), true))),
+                  Pair(module("OTHER"),
+                       UnorderedElementsAre(Pair(module("OTHER"), true), Pair(module("FULL"), true),
+                                            Pair(module("BARREN"), false), Pair(module("EMPTY"), false)))))
+      << "muxes are never entered, and never skipped";
+}
+
+TEST(BuildNodesOfRootsTest, AreMadeInEveryBlockOfEveryInstance) {
+  BUILD_CASE c(R"(
+    module PIN
+      ports >x <y
+    module BLK group=blk ip_root
+      ports >i <o
+    module BLK_BLC group=blk view=BLC ip_root
+      ports >i <o
+      inst p PIN
+      net n i p.x
+      net q p.y o
+    module BARE group=bare ip_root
+    module BARE_BLC group=bare view=BLC ip_root
+    module HOLDER
+      inst b BLK header
+      net n b.o b.i
+    module BARREN
+      inst b BARE header
+    module ROOT ip_root
+      inst h HOLDER
+      inst e BARREN
+    module TOP top
+      inst r ROOT
+      inst s ROOT
+  )");
+  for (const char* key : {"BLK", "BARE"})
+    c.parse().add_routing_root(c.model().module(key), 2);
+  c.parse().add_routing_root(c.model().module("ROOT"), 0);
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("r/h/b/p:x", "r/h/b/p:y", "s/h/b/p:x", "s/h/b/p:y"));
+  const auto module = [&](const char* key) { return c.model().module(key); };
+  EXPECT_THAT(
+      ACCESS::module_has_nodes(c.builder()),
+      UnorderedElementsAre(
+          Pair(module("ROOT"), UnorderedElementsAre(Pair(module("ROOT"), true), Pair(module("HOLDER"), true),
+                                                    Pair(module("BARREN"), false)))));
+}
+
+TEST(BuildNodesOfRootsTest, AreNotSoughtAgainInAChildThatGaveNothing) {
+  BUILD_CASE c(ROOTS);
+  describe_roots(c);
+  ACCESS::prepare_nodes(c.builder());
+  testing::internal::CaptureStdout();
+  c.report([&] { ACCESS::add_nodes(c.builder(), true); });
+  const std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(out, " skipped due to no nodes\n skipped due to no nodes\n")
+      << "the barren child of the second instance of each root";
+  EXPECT_THAT(c.debug_lines(), Not(testing::Contains(testing::HasSubstr("skipped"))));
+}
+
+TEST(BuildNodesOfRootsTest, SkipInSilenceWithoutDebug) {
+  BUILD_CASE c(ROOTS);
+  describe_roots(c);
+  ACCESS::prepare_nodes(c.builder());
+  testing::internal::CaptureStdout();
+  c.report([&] { ACCESS::add_nodes(c.builder(), false); });
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_THAT(c.debug_lines(), IsEmpty());
+}
+
+TEST(BuildNodesOfRootsTest, AreMissedInAChildWhoseFirstWalkGaveOnlyRepeatedPorts) {
+  BUILD_CASE c(ROOTS);
+  describe_roots(c);
+  ACCESS::prepare_nodes(c.builder());
+  ACCESS::create_node(c.builder(), c.model().uip("r1/full/m:o"), ACCESS::CREATE_TYPE_PORT);
+  c.report([&] { ACCESS::add_nodes(c.builder(), false); });
+  EXPECT_THAT(c.built_nodes(), ElementsAre("r1/full/m:o", "s1/full/m:o", "s2/full/m:o"));
+  EXPECT_EQ(stats(c).m_repeated_num_nodes, 1U);
+}
+
+TEST(BuildNodesOfRootsTest, RefuseARootBelowARoot) {
+  BUILD_CASE c(R"(
+    module INNER ip_root
+      ports >i
+    module PLAIN
+      inst i INNER
+    module OUTER ip_root
+      inst p PLAIN
+    module TOP top
+      inst o OUTER
+  )");
+  c.parse().add_routing_root(c.model().module("INNER"), 0);
+  c.parse().add_routing_root(c.model().module("OUTER"), 0);
+  const std::string text = assertion_text([&] { c.builder().build_nodes(); });
+  EXPECT_EQ(text, "Assertion failed: !has_nodes in kep_rg/kep_rg_build.cpp@LINE");
+}
+
+TEST(BuildNodesOfRootsTest, AreOnlyInsertedOnesOnAnUnroutedRootWithoutAHeader) {
+  const char* const text = R"(
+    module MUX
+      ports >a <o
+    module IP view=BLC ip_root
+      ports >i <o <p
+      inst m MUX header
+      net n m.o m.a
+    module PLAIN_IP ip_root
+      ports >i <q
+      inst m MUX header
+    module TOP top
+      inst bare IP
+      inst headed IP header
+      inst plain PLAIN_IP
+      net n bare.i headed.o bare.p
+      net q headed.i bare.o headed.p
+      net r plain.q
+  )";
+  BUILD_CASE c(text);
+  c.arcs("MUX", {"a"}, "o");
+  // Ports that take part, on a module that stops no walk: arcs of an IP root in another view than LOGICAL.
+  c.arcs("IP", {"i"}, "o");
+  c.insert("PLAIN_IP:q");
+  c.build_nodes();
+  EXPECT_THAT(c.built_nodes(), ElementsAre("headed:i", "headed:o", "plain:q"))
+      << "nothing is looked for inside, and an arc input counts too";
+  EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 1U);
+}
+
+} // namespace

@@ -1,0 +1,57 @@
+// KEP_RG_PROOF on devices where the order of a signal's way has a say: such nodes are followed twice.
+
+#include "kep_rg/kep_rg_proof.h"
+#include "tests/support/build_case.h"
+#include "tests/support/random_device.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace {
+
+using test_model::RANDOM_DEVICE;
+using testing::ElementsAre;
+
+KEP_RG_PROOF::RESULT prove(KEP_DB& db) {
+  return KEP_RG_PROOF(&db).run(1);
+}
+
+TEST(ProofWays, find_a_port_of_the_top_once_before_a_skip_path_to_a_two_way_port) {
+  BUILD_CASE c(R"(
+    module BOTH
+      ports >c =io
+    module TOP top type=1
+      ports >t <z
+      inst s BOTH
+      net n t z s.c
+  )");
+  c.arcs("BOTH", {"c"}, "io");
+  c.parse().set_skip_paths(c.model().instance("TOP/s"), true);
+  c.build();
+  ASSERT_THAT(c.edges(), ElementsAre(":t -> :z"));
+  const KEP_RG_PROOF::RESULT result = prove(*c.db());
+  EXPECT_EQ(result.m_num_edges, 1U);
+  EXPECT_TRUE(result.is_sound());
+}
+
+TEST(ProofWays, agree_with_builds_of_random_devices_of_everything_that_a_search_meets) {
+  std::uint64_t num_edges = 0;
+  for (std::uint64_t seed = 1; seed <= 500; ++seed) {
+    RANDOM_DEVICE device(seed);
+    BUILD_CASE c(device.text());
+    try {
+      device.describe(c);
+      c.build();
+    } catch (const KEP_EXCEPTION&) { // a device that is refused
+      continue;
+    }
+    const KEP_RG_PROOF::RESULT result = prove(*c.db());
+    ASSERT_TRUE(result.is_sound()) << "seed " << seed << "\n" << device.text();
+    num_edges += result.m_num_edges;
+  }
+  EXPECT_GT(num_edges, 10000U);
+}
+
+} // namespace

@@ -1,0 +1,466 @@
+#include "kep_rg/kep_rg_relative_port.h"
+#include "tests/support/build_access.h"
+#include "tests/support/failure_text.h"
+#include "tests/support/named_model.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using ACCESS = KEP_RG_TEST_ACCESS;
+
+static_assert(std::is_default_constructible_v<KEP_RG_RELATIVE_PORT>);
+static_assert(std::is_nothrow_move_constructible_v<KEP_RG_RELATIVE_PORT>);
+static_assert(std::is_nothrow_move_assignable_v<KEP_RG_RELATIVE_PORT>);
+static_assert(!std::is_polymorphic_v<KEP_RG_RELATIVE_PORT>);
+
+namespace {
+
+const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
+
+const char* const DEVICE = R"(
+  module LEAF
+    ports >p <q
+  module MID
+    ports >p <q =x
+    inst x LEAF
+    inst y LEAF
+  module IP ip_root group=ip
+    ports >p <q
+    inst plain LEAF
+  module IP_BLC view=BLC group=ip ip_root
+    ports >p <q
+    inst u LEAF
+    inst m MID
+  module TOP top
+    ports >a >p <q"r
+    inst a MID
+    inst b MID
+    inst l LEAF
+    inst i IP
+)";
+
+class RelativePort : public testing::Test {
+protected:
+  KEP_RG_RELATIVE_PORT parsed(const std::string& text) const {
+    KEP_RG_RELATIVE_PORT result;
+    EXPECT_TRUE(result.parse(top, text, RANK, nullptr)) << text;
+    return result;
+  }
+  bool fails(const std::string& text) const {
+    KEP_RG_RELATIVE_PORT result;
+    const bool found = result.parse(top, text, RANK, nullptr);
+    EXPECT_EQ(result.get_port() != nullptr, found) << text;
+    return !found;
+  }
+  KEP_RG_RELATIVE_PORT make(const std::vector<KEP_INSTANCE*>& chain, KEP_PORT* port = nullptr) const {
+    return ACCESS::relative_port(chain, port);
+  }
+
+  const NAMED_MODEL model{DEVICE};
+  KEP_MODULE* const top = model.module("TOP");
+  KEP_INSTANCE* const a = model.instance("TOP/a");
+  KEP_INSTANCE* const b = model.instance("TOP/b");
+  KEP_INSTANCE* const x = model.instance("MID/x");
+  KEP_INSTANCE* const y = model.instance("MID/y");
+  KEP_PORT* const leaf_p = model.port("LEAF:p");
+  KEP_PORT* const leaf_q = model.port("LEAF:q");
+};
+
+// --- text -------------------------------------------------------------------------------------------------
+
+TEST_F(RelativePort, ReadsAChainOfInstancesAndAPort) {
+  const KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
+  EXPECT_THAT(*port.get_instances(), ElementsAre(a, x));
+  EXPECT_EQ(port.get_port(), leaf_q);
+  EXPECT_EQ(port.size(), 2U);
+  EXPECT_EQ(port.get_name(), "a/x:q");
+}
+
+TEST_F(RelativePort, ReadsBothSeparatorsAndAnyRunOfThemAlike) {
+  const KEP_RG_RELATIVE_PORT wanted = parsed("a/x:q");
+  for (const char* text : {"a/x/q", "a:x/q", "a:x:q", "a//x::q", ":a/x/q/", "/:/:a:/:x/:q:::", "::a:x:q"})
+    EXPECT_EQ(parsed(text), wanted) << text;
+}
+
+TEST_F(RelativePort, ReadsNothingFromAnEmptyTextOrOneOfSeparatorsAlone) {
+  for (const char* text : {"", "/", ":", "//", "::", "/:/::/"}) {
+    EXPECT_TRUE(fails(text)) << text;
+    EXPECT_TRUE(fails(std::string(text) + std::string(text))) << text;
+  }
+}
+
+TEST_F(RelativePort, ReadsASingleSegmentAsAPortOfTheTopAndNamesItWithAColonInFront) {
+  const KEP_RG_RELATIVE_PORT port = parsed("p");
+  EXPECT_THAT(*port.get_instances(), IsEmpty());
+  EXPECT_EQ(port.get_port(), model.port("TOP:p"));
+  EXPECT_EQ(port.get_name(), ":p");
+  EXPECT_EQ(parsed(port.get_name()), port);
+}
+
+TEST_F(RelativePort, TriesInstancesFirstSoThatAPortOfTheSameNameIsOutOfReach) {
+  ASSERT_NE(top->find_port("a"), nullptr);
+  EXPECT_TRUE(fails("a"));
+  ASSERT_NE(model.module("MID")->find_port("x"), nullptr);
+  EXPECT_TRUE(fails("a/x"));
+  EXPECT_TRUE(fails("b:x"));
+}
+
+TEST_F(RelativePort, FailsAtASegmentThatNamesNoInstanceAndIsNotTheLast) {
+  // p is a port of MID and the name behind it one too; neither makes the text good.
+  EXPECT_TRUE(fails("a/p/q"));
+  EXPECT_TRUE(fails("a/nothing/q"));
+  EXPECT_TRUE(fails("p/q"));
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_FALSE(port.parse(top, "a/p/q", RANK, nullptr));
+  EXPECT_THAT(*port.get_instances(), ElementsAre(a)) << "the chain as far as it was built";
+  EXPECT_EQ(port.get_port(), nullptr);
+}
+
+TEST_F(RelativePort, FailsAtAnUnknownPort) {
+  EXPECT_TRUE(fails("nothing"));
+  EXPECT_TRUE(fails("a:nothing"));
+  EXPECT_TRUE(fails("a/x:nothing"));
+}
+
+TEST_F(RelativePort, TakesACarriageReturnAndABlankAndAQuoteForPartsOfASegment) {
+  EXPECT_TRUE(fails("a/x:q\r"));
+  EXPECT_TRUE(fails("a\r/x:q"));
+  EXPECT_TRUE(fails("a/x:q "));
+  EXPECT_TRUE(fails(" a/x:q"));
+  EXPECT_TRUE(fails("a/x: q"));
+  EXPECT_TRUE(fails("\"a/x:q\""));
+  EXPECT_EQ(parsed("q\"r").get_port(), model.port("TOP:q\"r"));
+}
+
+TEST_F(RelativePort, TakesANulForACharacterLikeAnyOther) {
+  EXPECT_TRUE(fails(std::string("a/x:q\0", 6)));
+  EXPECT_TRUE(fails(std::string("\0a/x:q", 6)));
+  EXPECT_TRUE(fails(std::string("a\0/x:q", 6)));
+  EXPECT_TRUE(fails(std::string(1, '\0')));
+}
+
+TEST_F(RelativePort, ReplacesWhatItHeldWhenItReads) {
+  KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
+  EXPECT_TRUE(port.parse(top, "b:p", RANK, nullptr));
+  EXPECT_THAT(*port.get_instances(), ElementsAre(b));
+  EXPECT_EQ(port.get_port(), model.port("MID:p"));
+  EXPECT_FALSE(port.parse(top, "", RANK, nullptr));
+  EXPECT_THAT(*port.get_instances(), IsEmpty());
+  EXPECT_EQ(port.get_port(), nullptr);
+}
+
+TEST_F(RelativePort, ReadsTheSameWithACacheOfNames) {
+  KEP_DB_CACHE cache(KEP_VIEW_TYPE::LOGICAL, true);
+  cache.initialize_unfolding(model.db(), "", true);
+  for (const char* text : {"a/x:q", "p", "a", "", "a/p/q", "i/u:p", "i/plain:p", "i:q", "i/m/y/q", "b/y:"}) {
+    KEP_RG_RELATIVE_PORT with;
+    KEP_RG_RELATIVE_PORT without;
+    EXPECT_EQ(with.parse(top, text, RANK, &cache), without.parse(top, text, RANK, nullptr)) << text;
+    EXPECT_EQ(with, without) << text;
+  }
+}
+
+TEST_F(RelativePort, NamesWhatItHoldsSoFar) {
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_EQ(port.get_name(), "");
+  port.add(a, RANK);
+  EXPECT_EQ(port.get_name(), "a");
+  port.add(x, RANK);
+  EXPECT_EQ(port.get_name(), "a/x");
+  port.add(leaf_p);
+  EXPECT_EQ(port.get_name(), "a/x:p");
+}
+
+// --- IP roots ---------------------------------------------------------------------------------------------
+
+TEST_F(RelativePort, FindsTheInstancesBelowAnIpRootInItsViewAndItsPortInThePlainMaster) {
+  EXPECT_THAT(*parsed("i/u:p").get_instances(),
+              ElementsAre(model.instance("TOP/i"), model.instance("IP_BLC/u")));
+  EXPECT_TRUE(fails("i/plain:p"));
+  EXPECT_EQ(parsed("i:p").get_port(), model.port("IP:p"));
+  EXPECT_EQ(parsed("i/m/y:q").get_name(), "i/m/y:q");
+}
+
+TEST_F(RelativePort, FollowsTheRankAndNotTheOrderOfTheModel) {
+  const KEP_VIEW_TYPE_RANK logical(KEP_VIEW_TYPE::LOGICAL);
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_TRUE(port.parse(top, "i/plain:p", logical, nullptr));
+  EXPECT_FALSE(port.parse(top, "i/u:p", logical, nullptr));
+  EXPECT_TRUE(port.parse(top, "i:p", logical, nullptr));
+  EXPECT_EQ(port.get_port(), model.port("IP:p"));
+}
+
+TEST_F(RelativePort, FindsThePortOfATopThatIsAnIpRootInItsView) {
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_TRUE(port.parse(model.module("IP"), "p", RANK, nullptr));
+  EXPECT_EQ(port.get_port(), model.port("IP_BLC:p"));
+  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
+  EXPECT_TRUE(port.parse(model.module("IP"), "u:p", RANK, nullptr));
+  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
+}
+
+TEST_F(RelativePort, LeavesAModuleThatIsNoIpRootInItsOwnView) {
+  const NAMED_MODEL views(R"(
+    module LEAF
+      ports >p
+    module M group=m
+      ports >p
+      inst plain LEAF
+    module M_BLC view=BLC group=m
+      ports >p
+      inst u LEAF
+    module TOP top
+      inst m M
+  )");
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_TRUE(port.parse(views.module("TOP"), "m/plain:p", RANK, nullptr));
+  EXPECT_FALSE(port.parse(views.module("TOP"), "m/u:p", RANK, nullptr));
+}
+
+TEST_F(RelativePort, ReadsOnlyThePortsOfThePlainMasterOfAnIpRootForWhichTheRankHasNoView) {
+  const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1);
+  KEP_RG_RELATIVE_PORT port;
+  EXPECT_FALSE(port.parse(model.module("IP"), "p", none, nullptr));
+  EXPECT_FALSE(port.parse(model.module("IP"), "u:p", none, nullptr));
+  EXPECT_FALSE(port.parse(top, "i/u:p", none, nullptr));
+  EXPECT_TRUE(port.parse(top, "i:p", none, nullptr));
+  EXPECT_TRUE(port.parse(top, "a/x:p", none, nullptr)) << "no IP root on the way";
+}
+
+// --- growing and shortening -------------------------------------------------------------------------------
+
+TEST_F(RelativePort, TakesAnyFirstInstance) {
+  KEP_RG_RELATIVE_PORT port;
+  port.add(x, RANK);
+  EXPECT_THAT(*port.get_instances(), ElementsAre(x));
+  EXPECT_EQ(port.get_top(), model.module("MID"));
+}
+
+TEST_F(RelativePort, AssertsThatAnInstanceLiesInTheMasterOfTheLastOne) {
+  KEP_RG_RELATIVE_PORT port = make({a});
+  EXPECT_EQ(assertion_text([&] { port.add(b, RANK); }),
+            "Assertion failed: top == back in kep_rg/kep_rg_relative_port.cpp@LINE");
+  EXPECT_EQ(assertion_text([&] { port.add(model.instance("IP/plain"), RANK); }),
+            "Assertion failed: top == back in kep_rg/kep_rg_relative_port.cpp@LINE");
+  EXPECT_THAT(*port.get_instances(), ElementsAre(a));
+}
+
+TEST_F(RelativePort, TakesTheInstancesOfAnyViewOfAnIpRootForOnesOfTheRanksView) {
+  // Both modules are taken through the rank, so an instance of the plain master passes as well.
+  KEP_RG_RELATIVE_PORT port = make({model.instance("TOP/i")});
+  port.add(model.instance("IP_BLC/u"), RANK);
+  EXPECT_EQ(port.get_name(), "i/u");
+  port = make({model.instance("TOP/i")});
+  port.add(model.instance("IP/plain"), RANK);
+  EXPECT_EQ(port.get_name(), "i/plain");
+}
+
+TEST_F(RelativePort, TakesOnlyAPortOfThePlainMasterOfTheLastInstance) {
+  KEP_RG_RELATIVE_PORT port = make({a, x}, leaf_p);
+  EXPECT_EQ(failure_text([&] { port.add(model.port("MID:q")); }),
+            "Mismatched top level with instances a (MID)/x (LEAF) adding port q (MID) from function "
+            "KEP_RG_RELATIVE_PORT::add in kep_rg/kep_rg_relative_port.cpp@LINE");
+  EXPECT_EQ(port, make({a, x}, leaf_p)) << "unchanged";
+  port = make({model.instance("TOP/i")});
+  EXPECT_EQ(failure_text([&] { port.add(model.port("IP_BLC:p")); }),
+            "Mismatched top level with instances i (IP) adding port p (IP_BLC) from function "
+            "KEP_RG_RELATIVE_PORT::add in kep_rg/kep_rg_relative_port.cpp@LINE");
+  port.add(model.port("IP:p"));
+  EXPECT_EQ(port.get_name(), "i:p");
+}
+
+TEST_F(RelativePort, SpellsAPercentSignInANameAsItIs) {
+  const NAMED_MODEL percent(R"(
+    module %1%
+      ports >%s
+    module TOP top
+      ports >%2%%s
+      inst %n%1% %1%
+  )");
+  KEP_RG_RELATIVE_PORT port;
+  port.add(percent.instance("TOP/%n%1%"), RANK);
+  EXPECT_EQ(failure_text([&] { port.add(percent.port("TOP:%2%%s")); }),
+            "Mismatched top level with instances %n%1% (%1%) adding port %2%%s (TOP) from function "
+            "KEP_RG_RELATIVE_PORT::add in kep_rg/kep_rg_relative_port.cpp@LINE");
+}
+
+TEST_F(RelativePort, TakesAnyPortWhileTheChainIsEmptyAndAnotherOneLater) {
+  KEP_RG_RELATIVE_PORT port;
+  port.add(leaf_p);
+  EXPECT_EQ(port.get_top(), model.module("LEAF"));
+  port.add(model.port("MID:q"));
+  EXPECT_EQ(port.get_name(), ":q");
+}
+
+TEST_F(RelativePort, KeepsItsStorageWhenItIsClearedOrShortened) {
+  KEP_RG_RELATIVE_PORT port = parsed("i/m/y:q");
+  const std::size_t capacity = port.get_instances()->capacity();
+  KEP_INSTANCE* const* const storage = port.get_instances()->data();
+  ACCESS::pop_back(port, 2, leaf_p);
+  EXPECT_EQ(port.get_instances()->capacity(), capacity);
+  port.clear();
+  EXPECT_EQ(port.get_instances()->capacity(), capacity);
+  EXPECT_EQ(port.get_instances()->data(), storage);
+  EXPECT_EQ(port, KEP_RG_RELATIVE_PORT());
+}
+
+TEST_F(RelativePort, DropsInstancesFromTheEndOfTheChainAndSetsThePort) {
+  KEP_RG_RELATIVE_PORT port = make({a, x}, leaf_p);
+  ACCESS::pop_back(port, 0, leaf_q);
+  EXPECT_EQ(port, make({a, x}, leaf_q));
+  ACCESS::pop_back(port, 1, nullptr);
+  EXPECT_EQ(port, make({a}));
+  ACCESS::pop_back(port, 1, model.port("TOP:p"));
+  EXPECT_EQ(port, make({}, model.port("TOP:p")));
+  port = make({a, x}, leaf_p);
+  ACCESS::pop_back(port, 2, model.port("TOP:p"));
+  EXPECT_EQ(port, make({}, model.port("TOP:p")));
+}
+
+TEST_F(RelativePort, SearchesTheNextInstanceInTheMasterOfTheLastOneOrInTheTopThroughTheRankAtIpRoots) {
+  EXPECT_EQ(ACCESS::back_master(make({}), top, RANK), top);
+  EXPECT_EQ(ACCESS::back_master(make({}), model.module("IP"), RANK), model.module("IP_BLC"));
+  EXPECT_EQ(ACCESS::back_master(make({a}), top, RANK), model.module("MID"));
+  EXPECT_EQ(ACCESS::back_master(make({a, x}), top, RANK), model.module("LEAF"));
+  EXPECT_EQ(ACCESS::back_master(make({model.instance("TOP/i")}), top, RANK), model.module("IP_BLC"));
+  EXPECT_EQ(
+      ACCESS::back_master(make({model.instance("TOP/i")}), top, KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::LOGICAL)),
+      model.module("IP"));
+}
+
+// --- what it stands for -----------------------------------------------------------------------------------
+
+TEST_F(RelativePort, StartsInTheParentOfItsFirstInstanceElseOfItsPortElseNowhere) {
+  EXPECT_EQ(KEP_RG_RELATIVE_PORT().get_top(), nullptr);
+  EXPECT_EQ(make({}, leaf_p).get_top(), model.module("LEAF"));
+  EXPECT_EQ(make({a, x}, leaf_p).get_top(), top);
+  EXPECT_EQ(make({x}).get_top(), model.module("MID"));
+}
+
+TEST_F(RelativePort, StandsForTheInstPortOfItsLastInstance) {
+  EXPECT_EQ(make({a, x}, leaf_q).get_inst_port(), model.inst_port("MID/x:q"));
+  EXPECT_EQ(make({a}, model.port("MID:p")).get_inst_port(), model.inst_port("TOP/a:p"));
+}
+
+TEST_F(RelativePort, StandsForNoInstPortWithoutAChainOrAPort) {
+  EXPECT_EQ(KEP_RG_RELATIVE_PORT().get_inst_port(), nullptr);
+  EXPECT_EQ(make({}, leaf_p).get_inst_port(), nullptr);
+  EXPECT_EQ(make({a, x}).get_inst_port(), nullptr);
+  EXPECT_EQ(make({a, nullptr}, leaf_p).get_inst_port(), nullptr);
+}
+
+TEST_F(RelativePort, WalksItsChainFromTheOutermostInstance) {
+  const KEP_RG_RELATIVE_PORT port = make({a, x}, leaf_p);
+  std::vector<KEP_INSTANCE*> walked;
+  for (KEP_INSTANCE* instance : port.iter_instances())
+    walked.push_back(instance);
+  EXPECT_THAT(walked, ElementsAre(a, x));
+  EXPECT_TRUE(make({}, leaf_p).iter_instances().empty());
+  EXPECT_EQ(KEP_RG_RELATIVE_PORT_INSTANCE_ITER(), KEP_RG_RELATIVE_PORT_INSTANCE_ITER());
+}
+
+// --- comparing --------------------------------------------------------------------------------------------
+
+TEST_F(RelativePort, EqualsOnlyTheSamePortBelowTheSameChain) {
+  EXPECT_TRUE(make({a, x}, leaf_p) == parsed("a/x:p"));
+  EXPECT_FALSE(make({a, x}, leaf_p) == make({a, x}, leaf_q));
+  EXPECT_FALSE(make({a, x}, leaf_p) == make({b, x}, leaf_p));
+  EXPECT_FALSE(make({a, x}, leaf_p) == make({x}, leaf_p));
+  EXPECT_FALSE(make({a, x}, leaf_p) == make({a, x}));
+  EXPECT_TRUE(make({}) == KEP_RG_RELATIVE_PORT());
+}
+
+TEST_F(RelativePort, EndsWithATailOfItsChainThatHasTheSamePort) {
+  const KEP_RG_RELATIVE_PORT port = make({a, x}, leaf_p);
+  EXPECT_TRUE(port.ends_with(port));
+  EXPECT_TRUE(port.ends_with(make({x}, leaf_p)));
+  EXPECT_FALSE(port.ends_with(make({x}, leaf_q)));
+  EXPECT_FALSE(port.ends_with(make({y}, leaf_p)));
+  EXPECT_FALSE(port.ends_with(make({b, x}, leaf_p)));
+  EXPECT_FALSE(port.ends_with(make({a}, leaf_p))) << "the start is no tail";
+  EXPECT_FALSE(make({x}, leaf_p).ends_with(port)) << "longer";
+}
+
+TEST_F(RelativePort, EndsWithTheSamePortBelowAnEmptyChainWhateverItsOwnChain) {
+  for (const auto& chain : {std::vector<KEP_INSTANCE*>{}, {x}, {a, x}}) {
+    EXPECT_TRUE(make(chain, leaf_p).ends_with(make({}, leaf_p)));
+    EXPECT_FALSE(make(chain, leaf_p).ends_with(make({}, leaf_q)));
+    EXPECT_FALSE(make(chain, leaf_p).ends_with(make({})));
+  }
+}
+
+/// The order of the chain's pointers, spelled out.
+bool naive_less(const KEP_RG_RELATIVE_PORT& left, const KEP_RG_RELATIVE_PORT& right) {
+  const std::vector<KEP_INSTANCE*>& l = *left.get_instances();
+  const std::vector<KEP_INSTANCE*>& r = *right.get_instances();
+  if (l.empty() || r.empty() || l == r)
+    return reinterpret_cast<std::uintptr_t>(left.get_port()) <
+           reinterpret_cast<std::uintptr_t>(right.get_port());
+  for (std::size_t i = 0;; ++i) {
+    if (i == l.size()) return true; // a proper start of the other chain
+    if (i == r.size()) return false;
+    if (l[i] != r[i]) return reinterpret_cast<std::uintptr_t>(l[i]) < reinterpret_cast<std::uintptr_t>(r[i]);
+  }
+}
+
+TEST_F(RelativePort, OrdersByThePointersOfTheChainThenByLengthThenByThePort) {
+  KEP_INSTANCE* const instances[] = {a, b, x, y};
+  KEP_PORT* const ports[] = {leaf_p, leaf_q, nullptr};
+  std::vector<KEP_RG_RELATIVE_PORT> all;
+  for (KEP_PORT* port : ports) {
+    all.push_back(make({}, port));
+    for (KEP_INSTANCE* first : instances) {
+      all.push_back(make({first}, port));
+      for (KEP_INSTANCE* second : instances)
+        for (KEP_INSTANCE* third : instances) {
+          all.push_back(make({first, second}, port));
+          all.push_back(make({first, second, third}, port));
+        }
+    }
+  }
+  for (const KEP_RG_RELATIVE_PORT& left : all)
+    for (const KEP_RG_RELATIVE_PORT& right : all)
+      ASSERT_EQ(left < right, naive_less(left, right)) << left.get_name() << " and " << right.get_name();
+}
+
+TEST_F(RelativePort, TiesAnEmptyChainWithEveryChainSoThatOnlyThePortsDecide) {
+  for (const auto& chain : {std::vector<KEP_INSTANCE*>{}, {x}, {a, x}, {b, y}}) {
+    EXPECT_FALSE(make(chain, leaf_p) < make({}, leaf_p));
+    EXPECT_FALSE(make({}, leaf_p) < make(chain, leaf_p));
+    EXPECT_NE(make(chain, leaf_p) < make({}, leaf_q), make({}, leaf_q) < make(chain, leaf_p));
+    EXPECT_EQ(make(chain, leaf_p) < make({}, leaf_q), leaf_p < leaf_q);
+  }
+}
+
+// --- hashing ----------------------------------------------------------------------------------------------
+
+std::uint64_t fnv(const void* pointer) {
+  std::uint64_t hash = 0xcbf29ce484222325U;
+  const auto value = reinterpret_cast<std::uintptr_t>(pointer);
+  for (unsigned shift = 0; shift != 64; shift += 8)
+    hash = (hash ^ (value >> shift & 0xff)) * 0x100000001b3U;
+  return hash;
+}
+
+TEST_F(RelativePort, HashesThePointersOfChainAndPortToThirtyTwoBits) {
+  const auto low = [](std::uint64_t value) { return static_cast<long>(value & 0xffffffffU); };
+  EXPECT_EQ(KEP_RG_RELATIVE_PORT().hash(), 0);
+  EXPECT_EQ(make({}, leaf_p).hash(), low(fnv(leaf_p)));
+  EXPECT_EQ(make({a}).hash(), low(fnv(a)));
+  EXPECT_EQ(make({a, x}, leaf_q).hash(), low(fnv(a) ^ fnv(x) ^ fnv(leaf_q)));
+}
+
+TEST_F(RelativePort, HashesAChainWithoutRegardToOrderAndDoubling) {
+  EXPECT_EQ(make({a, x}, leaf_p).hash(), make({x, a}, leaf_p).hash());
+  EXPECT_EQ(make({a, a, x}, leaf_p).hash(), make({x}, leaf_p).hash());
+  EXPECT_EQ(parsed("a/x:p").hash(), parsed("a:x:p").hash());
+}
+
+} // namespace

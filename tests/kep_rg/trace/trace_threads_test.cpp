@@ -1,0 +1,48 @@
+// Several tracers side by side on one graph, which they only read.
+
+#include "kep_rg/kep_rg_trace_edge.h"
+#include "tests/support/build_case.h"
+#include "tests/support/random_fabric.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+using OUTCOMES = std::vector<KEP_RG_TRACE_EDGE::OUTCOME>;
+using test_model::RANDOM_FABRIC;
+
+/// The outcomes of all edges, node by node, with one tracer for all of them.
+std::vector<OUTCOMES> check_all(const KEP_DB& db, KEP_RG_TRACE_EDGE tracer) {
+  std::vector<OUTCOMES> all;
+  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes())
+    tracer.check_edges(node, all.emplace_back());
+  return all;
+}
+
+TEST(TraceThreadsTest, TracersSideBySideSeeWhatOneAloneSees) {
+  std::size_t num_nodes = 0;
+  for (std::uint64_t seed = 1; seed <= 30; ++seed) {
+    const RANDOM_FABRIC fabric(seed);
+    BUILD_CASE c(fabric.freeze());
+    fabric.describe(*c.db(), c.parse());
+    c.build();
+    const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(c.db());
+    const KEP_RG_TRACE_EDGE tracer(c.db(), cache);
+    const std::vector<OUTCOMES> alone = check_all(*c.db(), tracer);
+    std::vector<std::vector<OUTCOMES>> seen(4);
+    std::vector<std::thread> threads;
+    for (std::vector<OUTCOMES>& own : seen)
+      threads.emplace_back([&] { own = check_all(*c.db(), tracer); });
+    for (std::thread& thread : threads)
+      thread.join();
+    for (const std::vector<OUTCOMES>& own : seen)
+      EXPECT_TRUE(own == alone) << "seed " << seed;
+    num_nodes += alone.size();
+  }
+  EXPECT_GT(num_nodes, 300U);
+}
+
+} // namespace

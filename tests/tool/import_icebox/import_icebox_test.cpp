@@ -1,0 +1,422 @@
+#include "tests/tool/import_icebox/icebox_fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+/// Two tiles side by side: "a" drives "b" in each, and the first tile's "b" is the second one's "a".
+constexpr std::string_view CHAIN = R"(# a comment
+.device tiny 3 2 3
+
+.logic_tile 1 0
+.logic_tile 2 0
+
+.net 0
+1 0 a
+
+.net 1
+1 0 b
+2 0 a
+
+.net 2
+2 0 b
+
+.buffer 1 0 1 B0[1]
+1 0
+
+.buffer 2 0 2 B0[1]
+1 1
+)";
+
+TEST_F(ICEBOX_TEST, a_tile_is_an_instance_named_by_its_place) {
+  import(CHAIN);
+  EXPECT_THAT(keys(module("top")["cells"]), ElementsAre("1_0", "2_0"));
+  EXPECT_EQ(as_text(module("top")["attributes"]), R"({"top":1})");
+  EXPECT_THAT(keys(module("top")["ports"]), IsEmpty());
+}
+
+TEST_F(ICEBOX_TEST, a_net_of_several_tiles_is_a_net_of_the_top) {
+  import(CHAIN);
+  EXPECT_THAT(keys(module("top")["netnames"]), ElementsAre("net.1"));
+  EXPECT_THAT(connections(module("top"), "1_0"), ElementsAre("b=net.1"));
+  EXPECT_THAT(connections(module("top"), "2_0"), ElementsAre("a=net.1"));
+}
+
+TEST_F(ICEBOX_TEST, a_wire_whose_net_stays_in_the_tile_is_a_net_without_a_port) {
+  import(CHAIN);
+  EXPECT_THAT(keys(tile("1_0")["netnames"]), ElementsAre("a", "b"));
+  EXPECT_THAT(ports(tile("1_0")), ElementsAre("b output"));
+  EXPECT_THAT(ports(tile("2_0")), ElementsAre("a input"));
+}
+
+TEST_F(ICEBOX_TEST, a_mux_instance_has_a_header_and_a_master_by_its_number_of_inputs) {
+  import(CHAIN);
+  EXPECT_EQ(as_text(tile("1_0")["cells"]["buffer.b"]["attributes"]), R"({"kep_inst_header":1})");
+  EXPECT_EQ(std::string_view(tile("1_0")["cells"]["buffer.b"]["type"]), "mux.1");
+  EXPECT_THAT(ports(module("mux.1")), ElementsAre("i0 input", "o output"));
+  EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
+}
+
+TEST_F(ICEBOX_TEST, every_mux_input_and_every_pin_has_a_statement) {
+  import(R"(.device tiny 1 1 3
+.logic_tile 0 0
+.net 0
+0 0 lutff_0/out
+.net 1
+0 0 w
+.net 2
+0 0 lutff_0/in_1
+.buffer 0 0 1 B0
+0 0
+1 2
+.routing 0 0 2 B1
+1 1
+)");
+  EXPECT_EQ(read_text(path("routing.jsonl")),
+            R"({"op":"add_port_edge","module":"mux.1","input":"i0","output":"o"}
+{"op":"add_port_edge","module":"mux.2","input":"i0","output":"o"}
+{"op":"add_port_edge","module":"mux.2","input":"i1","output":"o"}
+{"op":"add_inserted_node","module":"bel.lutff.1","port":"out"}
+{"op":"add_inserted_node","module":"bel.lutff.1","port":"in_1"}
+)");
+}
+
+/// Four tiles with two nets of their own each; `tail` holds the muxes.
+std::string four_tiles(std::string_view tail) {
+  return std::string(R"(.device tiny 4 1 8
+.logic_tile 0 0
+.logic_tile 1 0
+.io_tile 2 0
+.logic_tile 3 0
+.net 0
+0 0 a
+.net 1
+0 0 b
+.net 2
+1 0 b
+.net 3
+1 0 a
+.net 4
+2 0 a
+.net 5
+2 0 b
+.net 6
+3 0 a
+.net 7
+3 0 b
+)") + std::string(tail);
+}
+
+TEST_F(ICEBOX_TEST, tiles_with_the_same_muxes_share_a_module_whatever_the_order_of_their_wires) {
+  import(four_tiles(R"(.buffer 0 0 1 B
+1 0
+.buffer 0 0 0 B
+1 1
+.buffer 1 0 3 B
+1 2
+.buffer 1 0 2 B
+1 3
+)"));
+  EXPECT_EQ(tile_type("0_0"), "logic_tile.1");
+  EXPECT_EQ(tile_type("1_0"), "logic_tile.1");
+  EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
+}
+
+TEST_F(ICEBOX_TEST, tiles_of_different_kinds_have_modules_of_their_own) {
+  import(four_tiles(""));
+  EXPECT_EQ(tile_type("0_0"), "logic_tile.1");
+  EXPECT_EQ(tile_type("2_0"), "io_tile.1");
+  EXPECT_EQ(tile_type("3_0"), "logic_tile.1");
+}
+
+TEST_F(ICEBOX_TEST, tiles_whose_muxes_list_their_inputs_in_another_order_have_modules_of_their_own) {
+  import(four_tiles(R"(.buffer 0 0 1 B
+0 0
+1 1
+.buffer 1 0 2 B
+0 2
+1 3
+.buffer 3 0 7 B
+0 6
+1 7
+)"));
+  EXPECT_EQ(tile_type("0_0"), "logic_tile.1");
+  EXPECT_EQ(tile_type("1_0"), "logic_tile.2");
+  EXPECT_EQ(tile_type("3_0"), "logic_tile.1");
+}
+
+TEST_F(ICEBOX_TEST, tiles_that_differ_in_a_ports_direction_alone_have_modules_of_their_own) {
+  import(R"(.device tiny 3 1 2
+.logic_tile 0 0
+.logic_tile 1 0
+.io_tile 2 0
+.net 0
+0 0 w
+2 0 p
+.net 1
+1 0 w
+2 0 q
+.buffer 2 0 0 B
+1 1
+)");
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("w input"));
+  EXPECT_THAT(ports(tile("1_0")), ElementsAre("w input"));
+  EXPECT_EQ(tile_type("0_0"), tile_type("1_0"));
+
+  import(R"(.device tiny 3 1 4
+.logic_tile 0 0
+.logic_tile 1 0
+.io_tile 2 0
+.net 0
+0 0 w
+2 0 p
+.net 1
+1 0 w
+2 0 q
+.net 2
+0 0 v
+.net 3
+1 0 v
+.buffer 0 0 0 B
+1 2
+.buffer 1 0 1 B
+1 3
+.buffer 2 0 1 B
+1 0
+)");
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("w output"));
+  EXPECT_THAT(ports(tile("1_0")), ElementsAre("w inout"));
+  EXPECT_THAT(ports(tile("2_0")), ElementsAre("p input", "q inout"));
+  EXPECT_NE(tile_type("0_0"), tile_type("1_0"));
+}
+
+TEST_F(ICEBOX_TEST, a_mux_is_named_by_its_section_and_the_wire_with_dots_for_slashes) {
+  import(R"(.device tiny 1 1 3
+.logic_tile 0 0
+.net 0
+0 0 a
+.net 1
+0 0 lutff_0/in_0
+.net 2
+0 0 glb2local_0
+.buffer 0 0 1 B
+1 0
+.routing 0 0 1 B
+1 0
+.buffer 0 0 2 B
+1 0
+)");
+  EXPECT_THAT(keys(tile("0_0")["cells"]), ElementsAre("buffer.lutff_0.in_0", "routing.lutff_0.in_0",
+                                                      "buffer.glb2local_0", "bel.lutff_0"));
+}
+
+TEST_F(ICEBOX_TEST, a_further_entry_of_one_kind_for_a_wire_has_its_number_behind_its_name) {
+  import(R"(.device tiny 1 1 2
+.logic_tile 0 0
+.net 0
+0 0 a
+.net 1
+0 0 b
+.buffer 0 0 1 B
+1 0
+.routing 0 0 1 B
+1 0
+.buffer 0 0 1 C
+1 1
+.buffer 0 0 1 D
+1 0
+)");
+  EXPECT_THAT(keys(tile("0_0")["cells"]), ElementsAre("buffer.b", "routing.b", "buffer.b.2", "buffer.b.3"));
+  EXPECT_THAT(connections(tile("0_0"), "buffer.b.2"), ElementsAre("i0=b", "o=b"));
+}
+
+TEST_F(ICEBOX_TEST, inputs_stand_in_file_order_and_a_net_listed_twice_has_two) {
+  import(R"(.device tiny 1 1 3
+.logic_tile 0 0
+.net 0
+0 0 a
+.net 1
+0 0 b
+.net 2
+0 0 c
+.routing 0 0 2 B0 B1
+11 1
+10 0
+01 1
+)");
+  EXPECT_THAT(connections(tile("0_0"), "routing.c"), ElementsAre("i0=b", "i1=a", "i2=b", "o=c"));
+}
+
+TEST_F(ICEBOX_TEST, muxes_use_the_first_name_of_a_net_and_the_others_hang_on_it_outside) {
+  import(R"(.device tiny 2 1 3
+.logic_tile 0 0
+.logic_tile 1 0
+.net 0
+0 0 first
+0 0 second
+.net 1
+0 0 out
+1 0 x
+.net 2
+1 0 y
+.buffer 0 0 0 B
+1 1
+.buffer 0 0 1 B
+1 0
+)");
+  EXPECT_THAT(keys(tile("0_0")["cells"]), ElementsAre("buffer.first", "buffer.out"));
+  EXPECT_THAT(connections(tile("0_0"), "buffer.out"), ElementsAre("i0=first", "o=out"));
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("first output", "second input", "out output"));
+  EXPECT_THAT(connections(module("top"), "0_0"), ElementsAre("first=net.0", "second=net.0", "out=net.1"));
+}
+
+TEST_F(ICEBOX_TEST, a_wire_with_drivers_on_several_sides_is_bidirectional) {
+  import(R"(.device tiny 3 1 2
+.logic_tile 0 0
+.logic_tile 1 0
+.logic_tile 2 0
+.net 0
+0 0 w
+1 0 w
+2 0 w
+.net 1
+0 0 s
+1 0 s
+2 0 s
+.buffer 0 0 0 B
+1 1
+.buffer 1 0 0 B
+1 1
+)");
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("w inout", "s input"));
+  EXPECT_THAT(ports(tile("2_0")), ElementsAre("w input", "s input"));
+  EXPECT_EQ(tile_type("0_0"), tile_type("1_0"));
+  EXPECT_NE(tile_type("0_0"), tile_type("2_0"));
+}
+
+/// Two cells of a family with the same pins, one with a pin less, and a pin that reaches another tile.
+constexpr std::string_view CELLS = R"(.device tiny 2 1 8
+.logic_tile 0 0
+.logic_tile 1 0
+.net 0
+0 0 lutff_0/out
+1 0 neigh
+.net 1
+0 0 lutff_1/out
+.net 2
+0 0 lutff_0/in_0
+.net 3
+0 0 lutff_1/in_0
+.net 4
+0 0 lutff_2/in_0
+.net 5
+0 0 lutff_global/clk
+.net 6
+0 0 io_0/d/0
+.net 7
+0 0 feed
+0 0 io_global/latch
+1 0 io_global/latch
+.buffer 0 0 2 B
+1 0
+.buffer 0 0 3 B
+1 0
+.buffer 0 0 4 B
+1 0
+.buffer 0 0 7 B
+1 0
+)";
+
+TEST_F(ICEBOX_TEST, pins_are_ports_of_cells_inputs_where_a_mux_drives_them_and_outputs_elsewhere) {
+  import(CELLS);
+  EXPECT_THAT(keys(tile("0_0")["cells"]),
+              ElementsAre("buffer.lutff_0.in_0", "buffer.lutff_1.in_0", "buffer.lutff_2.in_0", "buffer.feed",
+                          "bel.lutff_0", "bel.lutff_1", "bel.lutff_2", "bel.lutff_global", "bel.io_0",
+                          "bel.io_global"));
+  EXPECT_THAT(connections(tile("0_0"), "bel.lutff_0"), ElementsAre("out=lutff_0.out", "in_0=lutff_0.in_0"));
+  EXPECT_THAT(ports(module("bel.lutff.1")), ElementsAre("out output", "in_0 input"));
+  EXPECT_EQ(as_text(tile("0_0")["cells"]["bel.lutff_0"]["attributes"]), "{}");
+}
+
+TEST_F(ICEBOX_TEST, cells_of_one_family_with_the_same_ports_share_a_module) {
+  import(CELLS);
+  const auto type = [this](std::string_view cell) {
+    return std::string_view(tile("0_0")["cells"][cell]["type"]);
+  };
+  EXPECT_EQ(type("bel.lutff_0"), "bel.lutff.1");
+  EXPECT_EQ(type("bel.lutff_1"), "bel.lutff.1");
+  EXPECT_EQ(type("bel.lutff_2"), "bel.lutff.2");
+  EXPECT_EQ(type("bel.lutff_global"), "bel.lutff_global.1");
+}
+
+TEST_F(ICEBOX_TEST, a_pin_behind_a_second_slash_keeps_the_rest_as_its_port) {
+  import(CELLS);
+  EXPECT_THAT(connections(tile("0_0"), "bel.io_0"), ElementsAre("d.0=io_0.d.0"));
+}
+
+TEST_F(ICEBOX_TEST, pins_set_the_directions_of_the_tiles_ports_too) {
+  import(CELLS);
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("lutff_0.out output", "feed output", "io_global.latch input"));
+  EXPECT_THAT(ports(tile("1_0")), ElementsAre("neigh input", "io_global.latch input"));
+  EXPECT_THAT(ports(module("bel.io_global.1")), ElementsAre("latch input"));
+}
+
+TEST_F(ICEBOX_TEST, an_undriven_net_with_pins_in_two_tiles_is_bidirectional_in_both) {
+  import(R"(.device tiny 2 1 1
+.logic_tile 0 0
+.logic_tile 1 0
+.net 0
+0 0 ram/a
+1 0 ram/a
+)");
+  EXPECT_THAT(ports(tile("0_0")), ElementsAre("ram.a inout"));
+  EXPECT_THAT(ports(module("bel.ram.1")), ElementsAre("a output"));
+  EXPECT_EQ(tile_type("0_0"), tile_type("1_0"));
+}
+
+TEST_F(ICEBOX_TEST, sections_that_are_not_about_connectivity_are_passed_over) {
+  import(R"(.device tiny 1 1 1
+.pins cm36
+A1 0 7 0
+.gbufin
+0 4 6
+.logic_tile_bits 54 16
+CarryInSet B1[50]
+.extra_cell 0 0 WARMBOOT
+BOOT 6 0 fabout
+.something new here
+with any line
+
+.dsp0_tile 0 0
+.extra_bits
+padin_glb_netwk.0 0 180 78
+.net 0
+0 0 a
+.ieren
+0 1 0 0 1 1
+)");
+  EXPECT_THAT(keys(module("top")["cells"]), ElementsAre("0_0"));
+  EXPECT_EQ(tile_type("0_0"), "dsp0_tile.1");
+}
+
+TEST_F(ICEBOX_TEST, line_ends_of_either_kind_and_a_last_line_without_one_are_read) {
+  import(
+      ".device tiny 1 1 2\r\n.io_tile 0 0\r\n.net 0\r\n0 0 a\r\n.net 1\r\n0 0 b\r\n.buffer 0 0 1 B\r\n1 0");
+  EXPECT_THAT(connections(tile("0_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
+}
+
+TEST_F(ICEBOX_TEST, the_same_text_gives_the_same_bytes_and_leaves_no_other_file) {
+  import(CELLS);
+  const std::string model = read_text(path("model.json"));
+  const std::string routing = read_text(path("routing.jsonl"));
+  import(CELLS);
+  EXPECT_EQ(read_text(path("model.json")), model);
+  EXPECT_EQ(read_text(path("routing.jsonl")), routing);
+  EXPECT_THAT(files(), UnorderedElementsAre("chip.txt", "model.json", "routing.jsonl"));
+}
+
+} // namespace

@@ -1,0 +1,106 @@
+#include "tools/kep-rg/checks/trace_edges.h"
+
+#include "kep/kep_routing_primitive_cache.h"
+#include "kep_report/kep_report_number.h"
+#include "kep_report/kep_report_progress.h"
+#include "tools/kep-rg/checks/findings_report.h"
+
+#include <fmt/format.h>
+#include <tbb/blocked_range.h>
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace {
+
+using KIND = KEP_RG_FINDING_KIND;
+using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
+using PLACE = KEP_RG_FINDINGS::PLACE;
+
+/// A thread's tracer and what it has seen.
+struct WORKER {
+  WORKER(const KEP_RG_TRACE_EDGE& tracer, std::size_t max_kept) : m_tracer(tracer), m_max_kept(max_kept) {}
+
+  /// Of each range the first findings are kept, so the first of all are among them.
+  void trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
+    std::array<std::size_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> num_found{};
+    for (std::uint32_t node = range.begin(); node != range.end(); ++node) {
+      m_tracer.check_edges(graph.get_node(node), m_outcomes);
+      for (std::uint32_t edge = 0; edge != m_outcomes.size(); ++edge) {
+        const OUTCOME outcome = m_outcomes[edge];
+        const auto i = static_cast<std::size_t>(outcome);
+        ++m_num_edges[i];
+        if (kep_rg_find_kind(outcome) && num_found[i]++ < m_max_kept)
+          m_findings.emplace_back(PLACE{node, edge}, outcome);
+      }
+    }
+  }
+
+  KEP_RG_TRACE_EDGE m_tracer;
+  std::size_t m_max_kept;
+  std::vector<OUTCOME> m_outcomes; // of one node
+  std::array<std::uint64_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> m_num_edges{};
+  std::vector<std::pair<PLACE, OUTCOME>> m_findings;
+};
+
+using WORKERS = tbb::enumerable_thread_specific<WORKER>;
+
+TRACE_TALLY add_up(const WORKERS& workers, std::size_t max_kept) {
+  TRACE_TALLY tally;
+  std::vector<std::pair<PLACE, OUTCOME>> found;
+  for (const WORKER& worker : workers) {
+    for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i)
+      tally.m_num_edges[i] += worker.m_num_edges[i];
+    found.insert(found.end(), worker.m_findings.begin(), worker.m_findings.end());
+  }
+  std::sort(found.begin(), found.end());
+  for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i) {
+    const std::optional<KIND> kind = kep_rg_find_kind(static_cast<OUTCOME>(i));
+    if (!kind || tally.m_num_edges[i] == 0) continue;
+    KEP_RG_FINDINGS findings{*kind, tally.m_num_edges[i], {}};
+    for (const auto& [place, outcome] : found)
+      if (static_cast<std::size_t>(outcome) == i && findings.m_first.size() != max_kept)
+        findings.m_first.push_back(place);
+    tally.m_findings.push_back(std::move(findings));
+  }
+  return tally;
+}
+
+} // namespace
+
+TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_kept) {
+  const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
+  const KEP_RG_TRACE_EDGE tracer(&db, cache);
+  const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
+  KEP_REPORT_PROGRESS progress("traces", num_nodes);
+  WORKERS workers([&] { return WORKER(tracer, max_kept); });
+
+  tbb::task_arena arena(num_threads, 1);
+  const std::uint32_t grain = std::clamp<std::uint32_t>(num_nodes / 1000, 100, 10000);
+  arena.execute([&] {
+    tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, num_nodes, grain), [&](const auto& range) {
+      workers.local().trace(graph, range);
+      progress.add(range.end() - range.begin());
+    });
+  });
+  return add_up(workers, max_kept);
+}
+
+std::string get_text(const TRACE_TALLY& tally) {
+  std::uint64_t num_edges = 0;
+  for (const std::uint64_t num : tally.m_num_edges)
+    num_edges += num;
+  std::uint64_t num_failed = 0;
+  for (const KEP_RG_FINDINGS& findings : tally.m_findings)
+    num_failed += findings.m_num;
+  const std::uint64_t num_verified = tally.m_num_edges[static_cast<std::size_t>(OUTCOME::VERIFIED)];
+  return fmt::format("Traced {} edges: {} verified, {} at boundary nodes, {} failed",
+                     KEP_REPORT::group_digits(num_edges), KEP_REPORT::group_digits(num_verified),
+                     KEP_REPORT::group_digits(num_edges - num_verified - num_failed),
+                     KEP_REPORT::group_digits(num_failed));
+}

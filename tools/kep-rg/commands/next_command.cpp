@@ -1,0 +1,132 @@
+#include "tools/kep-rg/commands/next_command.h"
+
+#include "kep/kep_routing_primitive_cache.h"
+#include "kep_report/kep_report.h"
+#include "kep_rg/kep_rg_find_routing_node_on_net.h"
+#include "tools/kep-rg/device/find_plain_node.h"
+
+#include <memory>
+#include <ostream>
+#include <unordered_set>
+#include <vector>
+
+namespace {
+
+using KEP_ROUTING::NODE;
+
+constexpr KEP_NAME_STYLE NAME_STYLE{};
+constexpr std::size_t MAX_WAYS = 10;
+
+std::ostream& info() {
+  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
+}
+
+/// Watches a search: prints each net with the point by which the way leaves it, and knows at the end where
+/// the way stands.
+class WAY : public KEP_UNFOLD_OBSERVER {
+public:
+  void visit(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type) override {
+    const KEP_UNFOLDED_NET net = uip.get_unfolded_net();
+    if (m_net && net == m_net) {
+      m_left_by_uip = uip;
+      if (type == VISIT_TYPE::WALK) return;
+    } else if (type == VISIT_TYPE::WALK) {
+      enter(net, uip, {});
+      return;
+    }
+    print_step(uip.get_name(NAME_STYLE));
+  }
+  void visit(const KEP_UNFOLDED_PORT& port, VISIT_TYPE) override {
+    if (port == m_from_port) return; // told once more
+    const KEP_UNFOLDED_NET net = port.get_unfolded_net();
+    if (net == m_net)
+      m_left_by_port = port;
+    else
+      enter(net, {}, port);
+  }
+  /// Why the way ends where it stands.
+  std::string get_reason(const KEP_DB& db) const;
+
+private:
+  void enter(const KEP_UNFOLDED_NET& net, const KEP_UNFOLDED_INST_PORT& uip, const KEP_UNFOLDED_PORT& port) {
+    if (m_net)
+      print_step((uip ? uip.get_name(NAME_STYLE) : port.get_name(NAME_STYLE)) + (uip ? ", up" : ", down"));
+    m_is_loop = !m_nets.insert(net).second;
+    m_net = net;
+    m_from_uip = uip;
+    m_from_port = port;
+    m_left_by_uip = {};
+    m_left_by_port = {};
+  }
+  void print_step(const std::string& to) const {
+    info() << "  net " << m_net.get_name(NAME_STYLE) << " to " << to << std::endl;
+  }
+
+  std::unordered_set<KEP_UNFOLDED_NET> m_nets;
+  KEP_UNFOLDED_NET m_net;            // on which the way stands
+  KEP_UNFOLDED_INST_PORT m_from_uip; // by which it came there, this or the next
+  KEP_UNFOLDED_PORT m_from_port;
+  KEP_UNFOLDED_INST_PORT m_left_by_uip; // the other inst port and the other port that were tried
+  KEP_UNFOLDED_PORT m_left_by_port;
+  bool m_is_loop = false;
+};
+
+/// The first few points of a net beside the one by which the way came; how many there are.
+template <class RANGE, class POINT>
+std::size_t append_others(const RANGE& points, const POINT& from, std::string& text) {
+  std::size_t count = 0;
+  for (const POINT& point : points) {
+    if (point == from) continue;
+    ++count;
+    if (count <= MAX_WAYS) text += (text.empty() ? "" : ", ") + point.get_name(NAME_STYLE);
+    if (count == MAX_WAYS + 1) text += ", ...";
+  }
+  return count;
+}
+
+std::string WAY::get_reason(const KEP_DB& db) const {
+  if (!m_net) return "it has no net";
+  const std::string name = m_net.get_name(NAME_STYLE);
+  if (m_is_loop) return "the way comes back to net " + name + ", a loop";
+  std::string others;
+  if (append_others(m_net.iter_inst_ports(), m_from_uip, others) > 1)
+    return "net " + name + " branches: " + others;
+  std::string ports;
+  if (append_others(m_net.iter_ports(), m_from_port, ports) > 1)
+    return "net " + name + " branches: " + ports + " of its module";
+  if (m_left_by_port) {
+    const KEP_UNFOLDED_INST_PORT outer = m_left_by_port.get_unfolded_inst_port();
+    const std::string port_name = m_left_by_port.get_name(NAME_STYLE);
+    if (!outer) return "net " + name + " leaves the device at " + port_name;
+    if (!outer.get_unfolded_net())
+      return "net " + name + " ends at " + port_name + ", which has no net outside";
+    return "the way comes back to net " + outer.get_unfolded_net().get_name(NAME_STYLE) + ", a loop";
+  }
+  if (!m_left_by_uip) return "net " + name + " leads nowhere else";
+  const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
+  return "net " + name + " ends at " + others +
+         (cache.is_arc_input(m_left_by_uip.m_object->get_port()) ? ", an input of a mux"
+                                                                 : ", which has no net inside");
+}
+
+} // namespace
+
+bool next_command(const NEXT_OPTIONS& options) {
+  keep_stats_off_standard_output(options.m_device);
+  check_outputs(options.m_device);
+  BUILD_STATS stats;
+  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
+  build_graph(db.get(), options.m_device, stats);
+  const NODE node = find_plain_node(*db, options.m_uip);
+  info() << node.get_name(NAME_STYLE) << std::endl;
+  WAY way;
+  const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, &way);
+  const NODE found = finder.find_routing_node(node);
+  if (found)
+    info() << "Next routing node: " << found.get_name(NAME_STYLE) << (found == node ? ", where it began" : "")
+           << std::endl;
+  else
+    info() << "No next routing node: " << way.get_reason(*db) << std::endl;
+  write_stats(*db, options.m_device, stats);
+  return static_cast<bool>(found);
+}

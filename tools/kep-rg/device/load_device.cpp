@@ -1,0 +1,117 @@
+#include "tools/kep-rg/device/load_device.h"
+
+#include "kep_io/kep_io_error.h"
+#include "kep_io/kep_model_reader.h"
+#include "kep_io/kep_redundancy_reader.h"
+#include "kep_io/kep_routing_reader.h"
+#include "kep_report/kep_report.h"
+#include "kep_rg/kep_rg_build.h"
+#include "kep_rg/kep_rg_parse.h"
+#include "kep_rg/kep_rg_parse_redundancy.h"
+#include "tools/kep-rg/output/atomic_file.h"
+#include "tools/kep-rg/output/check_files.h"
+#include "tools/kep-rg/output/quiet.h"
+
+#include <ostream>
+#include <stdexcept>
+
+void warn(const std::string& line) {
+  KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << KEP_IO_ERROR(line).what() << std::endl;
+}
+
+namespace {
+
+/// Every file into one table; a port that names nothing is told, and the rest is used.
+void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
+  KEP_RG_PARSE_REDUNDANCY parser(db, static_cast<int>(KEP_VIEW_TYPE::LOGICAL),
+                                 KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
+  for (const std::string& path : options.m_redundancy)
+    for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
+      warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" +
+           fault.m_text + "\"");
+}
+
+/// std::runtime_error, with the place in the device, for a device on which no graph can be built; one on
+/// which no node stands is a warning that says what is missing.
+void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
+  const std::string refusal = build.find_refusal();
+  if (!refusal.empty()) throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + refusal);
+  try {
+    build.build();
+  } catch (const KEP_DB_ERROR& error) { // more than a graph can hold
+    throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + error.what());
+  }
+  const std::string missing = build.explain_no_nodes();
+  if (!missing.empty())
+    warn(kep_get_file_name(options.m_model) + ": no port of a cell became a node: " +
+         (options.m_routing.empty() ? "no routing description is given" : missing) +
+         " (docs/model.md says what makes a node)");
+}
+
+} // namespace
+
+std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  const LIBRARY_REPORT report(options.shows_report());
+  stats.m_num_threads = options.m_num_threads;
+  std::unique_ptr<KEP_DB> db = [&] {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
+    std::vector<std::string> warnings;
+    std::unique_ptr<KEP_DB> model = kep_read_model(options.m_model, &warnings);
+    for (const std::string& line : warnings)
+      warn(line);
+    return model;
+  }();
+  {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "describe");
+    KEP_RG_PARSE parse(db.get());
+    kep_describe_no_routing(db.get()); // unless a file says more
+    for (const std::string& path : options.m_routing)
+      for (const std::string& warning : kep_read_routing(db.get(), parse, path))
+        warn(warning);
+  }
+  if (!options.m_redundancy.empty()) {
+    const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "redundancy");
+    read_redundancy(db.get(), options);
+  }
+  return db;
+}
+
+void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  build_and_keep(db, options, stats);
+}
+
+std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  const LIBRARY_REPORT report(options.shows_report());
+  auto build = std::make_unique<KEP_RG_BUILD>(db, KEP_RG_BUILD_PARAMS()
+                                                      .set_num_threads(options.m_num_threads)
+                                                      .set_nodes_per_display(options.m_nodes_per_display)
+                                                      .set_verbose(options.m_verbose));
+  run_build(*build, options);
+  stats.m_nodes = build->get_node_stats();
+  stats.m_without_node = build->get_outputs_without_node();
+  stats.m_edges = build->get_edge_stats();
+  stats.m_counted_n = build->get_counted_n();
+  stats.m_counted_boundary = build->get_counted_boundary();
+  const auto& phases = build->get_phase_seconds();
+  stats.m_phases.insert(stats.m_phases.end(), phases.begin(), phases.end());
+  return build;
+}
+
+void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outputs,
+                   const std::string& made_folder) {
+  std::vector<std::string> inputs{options.m_model};
+  inputs.insert(inputs.end(), options.m_routing.begin(), options.m_routing.end());
+  inputs.insert(inputs.end(), options.m_redundancy.begin(), options.m_redundancy.end());
+  outputs.push_back(options.m_stats);
+  check_files(inputs, outputs, made_folder);
+}
+
+void keep_stats_off_standard_output(const DEVICE_OPTIONS& options) {
+  if (options.m_stats == ATOMIC_FILE::STANDARD_OUTPUT)
+    throw std::runtime_error(
+        "standard output: can't be written: it takes the answer of the command, and no statistics");
+}
+
+void write_stats(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats) {
+  if (!options.m_stats.empty()) write_stats(stats, *db.get_routing_template_graph(), options.m_stats);
+}

@@ -1,0 +1,95 @@
+#include "tools/kep-rg/generate/generate_options.h"
+
+#include "tools/kep-rg/generate/generate_check.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace {
+
+using LIMITS = GENERATE_LIMITS;
+
+CLI::Validator range(std::uint64_t low, std::uint64_t high) {
+  return CLI::Range(low, high);
+}
+
+/// Numbers in one argument, with a comma between them.
+CLI::Option* add_list(CLI::App& app, const std::string& name, std::vector<std::uint32_t>& values,
+                      std::uint32_t high, const std::string& help) {
+  return app.add_option(name, values, help)
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(range(1, high))
+      ->type_name("N[,N...]")
+      ->capture_default_str();
+}
+
+template <class VALUE>
+CLI::Option* add_number(CLI::App& app, const std::string& name, VALUE& value, std::uint64_t low,
+                        std::uint64_t high, const std::string& help) {
+  return app.add_option(name, value, help)->check(range(low, high))->type_name("N")->capture_default_str();
+}
+
+void add_size(CLI::App& app, GENERATE_OPTIONS& options) {
+  CLI::Option* levels = add_number(app, "--levels", options.levels, 1, LIMITS::MAX_LEVELS,
+                                   "levels of copies above the tile; the last is the device");
+  CLI::Option* columns =
+      add_list(app, "--columns", options.columns, LIMITS::MAX_CELLS,
+               "columns of a level, in copies of the level below; one number for all levels or one for "
+               "each, lowest first");
+  CLI::Option* rows = add_list(app, "--rows", options.rows, LIMITS::MAX_CELLS, "rows of a level, likewise");
+  app.add_option("--nodes", options.nodes, "pick levels, columns and rows for about so many routing nodes")
+      ->check(range(1, LIMITS::MAX_NODES))
+      ->type_name("N")
+      ->excludes(levels)
+      ->excludes(columns)
+      ->excludes(rows);
+}
+
+void add_tile(CLI::App& app, GENERATE_OPTIONS& options) {
+  add_number(app, "--width", options.width, LIMITS::MIN_WIDTH, LIMITS::MAX_WIDTH,
+             "wires that start at each side of a tile");
+  add_list(app, "--lengths", options.lengths, LIMITS::MAX_LENGTH,
+           "lengths of the wires in tiles, dealt in turn");
+  add_number(app, "--switch-inputs", options.switch_inputs, LIMITS::MIN_SWITCH_INPUTS, LIMITS::MAX_INPUTS,
+             "inputs of a mux of the switch block");
+  add_number(app, "--connect-inputs", options.connect_inputs, 1, LIMITS::MAX_INPUTS,
+             "inputs of a mux of a connection block; at most --width");
+  add_number(app, "--luts", options.luts, 1, LIMITS::MAX_LUTS,
+             "look-up tables of a logic block, along its carry chain");
+}
+
+void add_features(CLI::App& app, GENERATE_OPTIONS& options) {
+  add_number(app, "--redundant", options.redundant, 0, LIMITS::MAX_REDUNDANT,
+             "percent of the mux inputs that stand twice (ports \"r\"), for redundancy data to mark");
+  add_number(app, "--hipi", options.hipi, 0, 100,
+             "percent of the wires that are driven by a hipi mux, of type 1, 2 and 3 in turn");
+  add_number(
+      app, "--skip", options.skip, 0, 100,
+      "percent of the wires that start behind a skip mux; every third is an exception, a mux with a node");
+  add_number(app, "--tunnels", options.tunnels, 0, LIMITS::MAX_TUNNELS,
+             "chains of a tunnel source, a through module and a target in a tile");
+  add_number(app, "--spare-rows", options.spare_rows, 0, LIMITS::MAX_SPARE_ROWS,
+             "rows of tiles, evenly spread, that the carry chain and three of four vertical wires fly over");
+  app.add_flag("--top-ports", options.top_ports,
+               "make the border tracks routed ports of the top; otherwise they turn back at the border");
+  add_number(app, "--seed", options.seed, 0, UINT64_MAX,
+             "another seed, other connections of the same number");
+}
+
+} // namespace
+
+void add_generate_options(CLI::App& app, GENERATE_OPTIONS& options) {
+  app.add_option("--model", options.model, "file for the device model")->required()->type_name("FILE");
+  app.add_option("--routing", options.routing, "file for the routing description")
+      ->required()
+      ->type_name("FILE");
+  app.add_option("--redundancy", options.redundancy,
+                 "file for redundancy data that marks the second inputs of --redundant")
+      ->type_name("FILE");
+  add_size(app, options);
+  add_tile(app, options);
+  add_features(app, options);
+}

@@ -1,0 +1,53 @@
+#include "tools/kep-rg/import_icebox/import_icebox_bels.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+
+/// "lutff_3" is of the family "lutff", as is every name that differs in the number alone.
+std::string family_of(const std::string& name) {
+  const std::size_t end = name.find_last_not_of("0123456789");
+  const bool is_numbered = end != std::string::npos && end > 0 && end + 1 < name.size() && name[end] == '_';
+  return is_numbered ? name.substr(0, end) : name;
+}
+
+} // namespace
+
+std::string icebox_model_name(std::string_view name) {
+  std::string result(name);
+  std::ranges::replace(result, '/', '.');
+  return result;
+}
+
+std::vector<ICEBOX_BEL> ICEBOX_BELS::bels(const ICEBOX_SHAPE& shape) {
+  std::vector<ICEBOX_BEL> bels;
+  std::map<std::string, std::size_t> positions;
+  for (std::uint32_t wire = 0; wire < shape.wires.size(); ++wire) {
+    const std::string& name = m_chip.names[shape.wires[wire].name];
+    const std::size_t slash = name.find('/');
+    if (slash == std::string::npos) continue;
+    const auto [entry, is_new] = positions.try_emplace(name.substr(0, slash), bels.size());
+    if (is_new) bels.push_back({entry->first});
+    bels[entry->second].pins.emplace_back(icebox_model_name(name.substr(slash + 1)), wire);
+  }
+  for (ICEBOX_BEL& bel : bels)
+    bel.kind = find_kind(shape, bel);
+  return bels;
+}
+
+std::uint32_t ICEBOX_BELS::find_kind(const ICEBOX_SHAPE& shape, const ICEBOX_BEL& bel) {
+  PORTS ports;
+  for (const auto& [port, wire] : bel.pins)
+    ports.emplace_back(port, shape.wires[wire].pin);
+  PORTS sorted = ports;
+  std::ranges::sort(sorted);
+
+  const std::string family = family_of(bel.name);
+  std::map<PORTS, std::uint32_t>& kinds = m_families[family];
+  const auto [entry, is_new] =
+      kinds.try_emplace(std::move(sorted), static_cast<std::uint32_t>(m_kinds.size()));
+  if (is_new) m_kinds.push_back({fmt::format("bel.{}.{}", family, kinds.size()), std::move(ports)});
+  return entry->second;
+}

@@ -1,0 +1,225 @@
+#include "tools/kep-rg/output/atomic_file.h"
+
+#include "tools/kep-rg/output/interrupts.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr mode_t PERMISSIONS = 0666; // less what the user's mask takes away
+
+/// Where the text really goes: a link keeps being a link, and its target is replaced.
+fs::path resolve(const std::string& path) {
+  constexpr int MAX_LINKS = 40; // as the system has it
+  fs::path target = path;
+  std::error_code error;
+  for (int i = 0; i != MAX_LINKS && fs::is_symlink(target, error); ++i) {
+    const fs::path next = fs::read_symlink(target, error);
+    if (error) return path;
+    target = target.parent_path() / next; // an absolute one stays as it is
+  }
+  return target;
+}
+
+fs::path get_folder(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : ".";
+}
+
+bool is_there(const fs::path& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
+
+/// The folder or, where that is still to be made, the one above in which this begins.
+fs::path find_folder_that_is_there(fs::path folder) {
+  while (!is_there(folder) && folder != ".")
+    folder = get_folder(folder);
+  return folder;
+}
+
+/// A name for a moment. What an earlier run left under such a name is no obstacle: the next number is taken.
+std::string make_temporary_name(const std::string& folder) {
+  static unsigned number = 0;
+  return fmt::format("{}/.kep-rg-{}-{}", folder, ::getpid(), ++number);
+}
+
+/// By this name a file without one is linked.
+std::string get_handle_path(int handle) {
+  return fmt::format("/proc/self/fd/{}", handle);
+}
+
+} // namespace
+
+void ATOMIC_FILE::BUFFER::flush() {
+  const char* from = pbase();
+  while (from != pptr()) {
+    const ssize_t count = ::write(m_file.m_handle, from, static_cast<std::size_t>(pptr() - from));
+    if (count > 0)
+      from += count;
+    else if (errno != EINTR)
+      m_file.fail(errno);
+  }
+  reset();
+}
+
+ATOMIC_FILE::BUFFER::int_type ATOMIC_FILE::BUFFER::overflow(int_type byte) {
+  flush();
+  if (traits_type::eq_int_type(byte, traits_type::eof())) return traits_type::not_eof(byte);
+  return sputc(traits_type::to_char_type(byte));
+}
+
+ATOMIC_FILE::ATOMIC_FILE(const std::string& path, bool makes_folder)
+    : m_name(path), m_makes_folder(makes_folder) {
+  m_out.exceptions(std::ios::badbit); // what the buffer throws goes on to the writer
+  if (path == STANDARD_OUTPUT) {
+    m_name = "standard output";
+    std::fflush(stdout);
+    m_handle = STDOUT_FILENO;
+    if ((::fcntl(m_handle, F_GETFL) & O_ACCMODE) == O_RDONLY) fail(EBADF); // stands for a closed one
+    return;
+  }
+  m_path = resolve(path);
+  check_target();
+  fs::path folder = get_folder(m_path);
+  if (m_makes_folder) folder = find_folder_that_is_there(folder);
+  open_unnamed(folder);
+  if (m_handle < 0) open_named(folder);
+}
+
+ATOMIC_FILE::~ATOMIC_FILE() {
+  if (is_standard_output()) return;
+  const INTERRUPT_DELAY delay;
+  remove_traces();
+  if (m_handle >= 0) ::close(m_handle);
+}
+
+/// What could not be written in place is not replaced either.
+void ATOMIC_FILE::check_target() const {
+  struct stat status {};
+  if (::stat(m_path.c_str(), &status) != 0) {
+    if (errno != ENOENT) fail(errno);
+    if (!m_path.has_filename()) fail(m_path.empty() ? ENOENT : EISDIR);
+    return;
+  }
+  if (S_ISDIR(status.st_mode)) fail(EISDIR);
+  if (!S_ISREG(status.st_mode)) fail("not a regular file");
+  const int handle = ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (handle < 0) fail(errno);
+  ::close(handle);
+}
+
+void ATOMIC_FILE::open_unnamed(const std::string& folder) {
+  if (!s_has_unnamed_files) return;
+  m_handle = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, PERMISSIONS);
+  if (m_handle < 0 || ::access(get_handle_path(m_handle).c_str(), F_OK) == 0) return;
+  ::close(std::exchange(m_handle, -1));
+}
+
+void ATOMIC_FILE::open_named(const std::string& folder) {
+  const INTERRUPT_DELAY delay;
+  std::string name;
+  do {
+    name = make_temporary_name(folder);
+    m_handle = ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, PERMISSIONS);
+  } while (m_handle < 0 && errno == EEXIST);
+  if (m_handle < 0) fail(errno);
+  m_temporary = name;
+  remove_on_interrupt(m_temporary);
+}
+
+void ATOMIC_FILE::close() {
+  m_buffer.flush();
+  if (is_standard_output()) return;
+  if (::fsync(m_handle) != 0 && errno != EINVAL) fail(errno); // where nothing can be synchronized, nothing is
+}
+
+void ATOMIC_FILE::commit() {
+  if (is_standard_output()) return;
+  const INTERRUPT_DELAY delay; // the file may have a name of its own for a moment
+  try {
+    take_place();
+    m_made_folders.clear();
+  } catch (...) {
+    remove_traces();
+    throw;
+  }
+}
+
+void ATOMIC_FILE::take_place() {
+  take_over_permissions();
+  if (m_makes_folder) make_folder();
+  if (m_temporary.empty()) {
+    if (link_to(m_path)) return;
+    std::string name;
+    do
+      name = make_temporary_name(get_folder(m_path));
+    while (!link_to(name));
+    m_temporary = name;
+  }
+  if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) fail(errno);
+  keep_on_interrupt(m_temporary);
+  m_temporary.clear();
+}
+
+/// Those of the file that is to be replaced; its owner, too, where that is allowed.
+void ATOMIC_FILE::take_over_permissions() const {
+  struct stat status {};
+  if (::stat(m_path.c_str(), &status) != 0) return;
+  [[maybe_unused]] const int ignored = ::fchown(m_handle, status.st_uid, status.st_gid);
+  if (::fchmod(m_handle, status.st_mode & 07777) != 0) fail(errno);
+}
+
+void ATOMIC_FILE::make_folder() {
+  std::vector<fs::path> missing;
+  for (fs::path folder = get_folder(m_path); !is_there(folder); folder = get_folder(folder))
+    missing.push_back(folder);
+  for (; !missing.empty(); missing.pop_back())
+    if (::mkdir(missing.back().c_str(), 0777) == 0)
+      m_made_folders.push_back(missing.back());
+    else if (errno != EEXIST)
+      fail(errno);
+}
+
+/// False where something stands under that name.
+bool ATOMIC_FILE::link_to(const std::string& path) const {
+  if (::linkat(AT_FDCWD, get_handle_path(m_handle).c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0)
+    return true;
+  if (errno != EEXIST) fail(errno);
+  return false;
+}
+
+/// Its own name, and the folders that it made unless something stands in them.
+void ATOMIC_FILE::remove_traces() {
+  if (!m_temporary.empty()) {
+    ::unlink(m_temporary.c_str());
+    keep_on_interrupt(m_temporary);
+    m_temporary.clear();
+  }
+  for (; !m_made_folders.empty(); m_made_folders.pop_back())
+    ::rmdir(m_made_folders.back().c_str());
+}
+
+void ATOMIC_FILE::fail(int reason) const {
+  fail(std::strerror(reason));
+}
+
+void ATOMIC_FILE::fail(const std::string& reason) const {
+  throw std::runtime_error(fmt::format("{}: can't be written: {}", m_name, reason));
+}
+
+fs::path get_canonical_path(const std::string& path) {
+  std::error_code ignored;
+  return fs::weakly_canonical(fs::absolute(path, ignored), ignored);
+}
