@@ -20,7 +20,7 @@ std::string write_numbers() {
   return text.str();
 }
 
-TEST(OddLocale, changes_numbers_while_it_lives) {
+TEST(OddLocale, ChangesNumbersWhileItLives) {
   {
     const ODD_LOCALE locale;
     EXPECT_EQ(write_numbers(), "4,7,1,1 0;5");
@@ -28,7 +28,7 @@ TEST(OddLocale, changes_numbers_while_it_lives) {
   EXPECT_EQ(write_numbers(), "4711 0.5");
 }
 
-TEST(ReportLocale, changes_no_stream_of_a_thread_old_or_new) {
+TEST(ReportLocale, ChangesNoStreamOfAThreadOldOrNew) {
   const auto write = [] {
     KEP_REPORT::err(KEP_REPORT::PREFIX_VIEW::STANDARD) << 4711 << " " << 0.5 << std::endl;
     KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << 4711 << " " << 0.5 << std::endl;
@@ -44,7 +44,7 @@ TEST(ReportLocale, changes_no_stream_of_a_thread_old_or_new) {
     EXPECT_EQ(capture.text(stream), "4711 0.5\n4711 0.5\n4711 0.5\n");
 }
 
-TEST(ReportLocale, changes_nothing_for_good_where_a_stream_took_it) {
+TEST(ReportLocale, ChangesNothingForGoodWhereAStreamTookIt) {
   KEP_REPORT_CAPTURE capture;
   const ODD_LOCALE locale;
   KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD).imbue(std::locale());
@@ -52,7 +52,7 @@ TEST(ReportLocale, changes_nothing_for_good_where_a_stream_took_it) {
   EXPECT_EQ(capture.text(STREAM::INFO), "4711\n");
 }
 
-TEST(ReportLocale, changes_no_line_in_printf_style_and_no_assertion) {
+TEST(ReportLocale, ChangesNoLineInPrintfStyleAndNoAssertion) {
   KEP_REPORT_CAPTURE capture;
   const ODD_LOCALE locale;
   KEP_REPORT::info("%i %.1f\n", 4711, 0.5);

@@ -12,7 +12,7 @@
 #include <vector>
 
 /// Runs the tool as a user does, in a folder of the test's own.
-class TOOL_TEST : public testing::Test {
+class Tool : public testing::Test {
 protected:
   void SetUp() override {
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();

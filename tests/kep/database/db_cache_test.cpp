@@ -80,7 +80,7 @@ protected:
 
 } // namespace
 
-TEST(DbCache, finds_what_the_module_finds) {
+TEST(DbCache, FindsWhatTheModuleFinds) {
   static_assert(std::has_virtual_destructor_v<KEP_DB_CACHE>);
   const auto db = make_db(DEVICE);
   KEP_DB_CACHE cache(KEP_VIEW_TYPE::LOGICAL, false);
@@ -92,7 +92,7 @@ TEST(DbCache, finds_what_the_module_finds) {
   EXPECT_EQ(cache.find_port(blc, "x"), nullptr);
 }
 
-TEST(UipSet, holds_each_uip_once) {
+TEST(UipSet, HoldsEachUipOnce) {
   const auto db = make_db(DEVICE);
   KEP_UNFOLDED_INST_PORT_USET set;
   EXPECT_EQ(set.size(), 0U);
@@ -108,7 +108,7 @@ TEST(UipSet, holds_each_uip_once) {
               UnorderedElementsAre(uip(*db, "t/m:a"), uip(*db, "t@BLC/m:a"), uip(*db, "g/t/m:a")));
 }
 
-TEST(ParentsCache, gives_the_slots_that_hold_a_module) {
+TEST(ParentsCache, GivesTheSlotsThatHoldAModule) {
   const auto db = make_db(DEVICE);
   KEP_DB_PARENTS_CACHE parents;
   parents.initialize(db.get());
@@ -131,7 +131,7 @@ TEST(ParentsCache, gives_the_slots_that_hold_a_module) {
   EXPECT_THAT(holders("TOP"), UnorderedElementsAre("above the top"));
 }
 
-TEST_F(Redundancy, marks_nothing_without_its_table) {
+TEST_F(Redundancy, MarksNothingWithoutItsTable) {
   EXPECT_THAT(marked(*db, top), IsEmpty());
   db->find_or_create_relative_paths("other")
       .find_or_create_paths_for_module(module(*db, "TILE"))
@@ -141,36 +141,36 @@ TEST_F(Redundancy, marks_nothing_without_its_table) {
   EXPECT_THAT(marked(*db, top), IsEmpty());
 }
 
-TEST_F(Redundancy, marks_a_uip_at_every_occurrence_of_the_module) {
+TEST_F(Redundancy, MarksAUipAtEveryOccurrenceOfTheModule) {
   mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
   EXPECT_THAT(marked(*db, top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"))
       << "the two views of g are two places of one name";
 }
 
-TEST_F(Redundancy, marks_the_outside_of_a_modules_own_port) {
+TEST_F(Redundancy, MarksTheOutsideOfAModulesOwnPort) {
   mark(*db, "MUX", {}, port(*db, "MUX", "b"));
   EXPECT_EQ(marked(*db, top).count("t/m:b"), 2U) << "in both views of t";
   EXPECT_EQ(marked(*db, top).count("g/t/m:b"), 4U);
   EXPECT_EQ(marked(*db, top).size(), 6U);
 }
 
-TEST_F(Redundancy, marks_one_uip_once_though_two_paths_lead_to_it) {
+TEST_F(Redundancy, MarksOneUipOnceThoughTwoPathsLeadToIt) {
   mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
   mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX_BLC", "a"));
   EXPECT_THAT(marked(*db, top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"));
 }
 
-TEST_F(Redundancy, marks_nothing_outside_a_port_of_the_top) {
+TEST_F(Redundancy, MarksNothingOutsideAPortOfTheTop) {
   mark(*db, "TOP", {}, port(*db, "TOP", "p"));
   EXPECT_THAT(marked(*db, top), IsEmpty());
 }
 
-TEST_F(Redundancy, of_no_module_is_nothing) {
+TEST_F(Redundancy, OfNoModuleIsNothing) {
   mark(*db, "TILE", {}, port(*db, "TILE", "in"));
   EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
-TEST(RandomRedundancy, is_what_a_search_of_the_whole_hierarchy_finds) {
+TEST(RandomRedundancy, IsWhatASearchOfTheWholeHierarchyFinds) {
   using UIP = std::pair<std::uint64_t, const KEP_INST_PORT*>;
   std::size_t marks = 0, outside = 0, repeated = 0;
   for (std::uint64_t seed = 0; seed != 1500; ++seed) {
@@ -237,7 +237,7 @@ TEST(RandomRedundancy, is_what_a_search_of_the_whole_hierarchy_finds) {
   EXPECT_GT(repeated, 100U);
 }
 
-TEST_F(Redundancy, stays_below_the_given_module) {
+TEST_F(Redundancy, StaysBelowTheGivenModule) {
   mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
   mark(*db, "TILE", {}, port(*db, "TILE", "in"));
   EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "g").get_module(DEFAULT)),
@@ -249,7 +249,7 @@ TEST_F(Redundancy, stays_below_the_given_module) {
   EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
-TEST_F(Redundancy, below_a_module_counts_marks_that_begin_above_it) {
+TEST_F(Redundancy, BelowAModuleCountsMarksThatBeginAboveIt) {
   mark(*db, "TOP", {instance(*db, "TOP", "t"), instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
   EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
               UnorderedElementsAre("t/m:a"));

@@ -58,7 +58,7 @@ auto pointers(const RANGE& range) {
 
 } // namespace
 
-TEST_F(RoutingPrimitive, of_a_new_database_is_there_and_empty) {
+TEST_F(RoutingPrimitive, OfANewDatabaseIsThereAndEmpty) {
   const KEP_ROUTING::GRAPH* graph = db->get_routing_template_graph();
   ASSERT_NE(graph, nullptr);
   EXPECT_EQ(graph->find_routing_primitive(), &store);
@@ -80,7 +80,7 @@ TEST_F(RoutingPrimitive, of_a_new_database_is_there_and_empty) {
   EXPECT_EQ(store.find_wire_type(mux, KEP_RELATIVE_PATH::create({}, a)), nullptr);
 }
 
-TEST_F(RoutingPrimitive, is_initialized_by_anything_written) {
+TEST_F(RoutingPrimitive, IsInitializedByAnythingWritten) {
   const auto after = [](auto write) {
     const auto fresh = make_db(DEVICE);
     KEP_ROUTING_PRIMITIVE& written = *fresh->get_routing_template_graph()->get_routing_primitive();
@@ -116,7 +116,7 @@ TEST_F(RoutingPrimitive, is_initialized_by_anything_written) {
   }));
 }
 
-TEST_F(RoutingPrimitive, knows_the_exception_instances_of_a_mux_in_their_order_however_often_they_came) {
+TEST_F(RoutingPrimitive, KnowsTheExceptionInstancesOfAMuxInTheirOrderHoweverOftenTheyCame) {
   KEP_ROUTING_MUX* own = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   KEP_ROUTING_MUX* other = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, own);
@@ -141,7 +141,7 @@ TEST_F(RoutingPrimitive, knows_the_exception_instances_of_a_mux_in_their_order_h
   EXPECT_THAT(pointers(own->iter_skip_exception_instances()), ElementsAre(m));
 }
 
-TEST_F(RoutingPrimitive, is_walked_as_blc_and_then_in_the_logical_view) {
+TEST_F(RoutingPrimitive, IsWalkedAsBlcAndThenInTheLogicalView) {
   const KEP_VIEW_TYPE_RANK& rank = KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank;
   ASSERT_EQ(rank.size(), 2);
   EXPECT_EQ(rank.get_view_type(0), KEP_VIEW_TYPE::BLC);
@@ -150,7 +150,7 @@ TEST_F(RoutingPrimitive, is_walked_as_blc_and_then_in_the_logical_view) {
   EXPECT_EQ(store.get_view_type_rank().get_view_type(0), KEP_VIEW_TYPE::BLC);
 }
 
-TEST_F(RoutingPrimitive, keeps_each_routing_root_once_in_order) {
+TEST_F(RoutingPrimitive, KeepsEachRoutingRootOnceInOrder) {
   KEP_MODULE* tile = module(*db, "TILE");
   store.add_routing_root(tile);
   store.add_routing_root(mux);
@@ -158,7 +158,7 @@ TEST_F(RoutingPrimitive, keeps_each_routing_root_once_in_order) {
   EXPECT_THAT(pointers(store.iter_routing_roots(false)), ElementsAre(tile, mux));
 }
 
-TEST_F(RoutingPrimitive, keeps_the_marks_of_ports_apart) {
+TEST_F(RoutingPrimitive, KeepsTheMarksOfPortsApart) {
   store.add_insert_node(a, "name");
   store.add_remove_node(b);
   store.add_is_merge_disabled(y);
@@ -183,7 +183,7 @@ TEST_F(RoutingPrimitive, keeps_the_marks_of_ports_apart) {
   EXPECT_EQ(store.find_insert_node_name(b), nullptr);
 }
 
-TEST_F(RoutingPrimitive, takes_all_marks_on_one_port_together) {
+TEST_F(RoutingPrimitive, TakesAllMarksOnOnePortTogether) {
   store.add_hipi(a, KEP_ROUTING_PRIMITIVE_HIPI::P);
   store.add_insert_node(a, "n");
   store.add_remove_node(a);
@@ -194,7 +194,7 @@ TEST_F(RoutingPrimitive, takes_all_marks_on_one_port_together) {
   EXPECT_EQ(store.get_hipi_type(a), KEP_ROUTING_PRIMITIVE_HIPI::M) << "the later type replaces the earlier";
 }
 
-TEST_F(RoutingPrimitive, keeps_marks_of_modules) {
+TEST_F(RoutingPrimitive, KeepsMarksOfModules) {
   store.add_is_not_template(mux);
   store.add_tunnel_type(mux, KEP_ROUTING_PRIMITIVE_TUNNEL::SOURCE);
   store.add_tunnel_type(mux, KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
@@ -206,13 +206,13 @@ TEST_F(RoutingPrimitive, keeps_marks_of_modules) {
   }
 }
 
-TEST_F(RoutingPrimitive, keeps_the_pattern_last_set) {
+TEST_F(RoutingPrimitive, KeepsThePatternLastSet) {
   store.set_non_template_mux_skip_path_inst_name_pattern("first");
   store.set_non_template_mux_skip_path_inst_name_pattern(".*_x");
   EXPECT_EQ(store.get_non_template_mux_skip_path_inst_name_pattern(), ".*_x");
 }
 
-TEST_F(RoutingPrimitive, a_mux_has_its_module_flag_and_arcs) {
+TEST_F(RoutingPrimitive, AMuxHasItsModuleFlagAndArcs) {
   KEP_ROUTING_MUX* skipping = KEP_ROUTING_MUX::allocate(db.get(), mux, true);
   KEP_ROUTING_MUX* plain = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   EXPECT_EQ(skipping->get_module(), mux);
@@ -239,14 +239,14 @@ TEST_F(RoutingPrimitive, a_mux_has_its_module_flag_and_arcs) {
   EXPECT_THAT(pointers(store.iter_routing_arcs(false)), ElementsAre(b_z, a_z, a_y, alone));
 }
 
-TEST_F(RoutingPrimitive, a_flyover_joins_two_ports) {
+TEST_F(RoutingPrimitive, AFlyoverJoinsTwoPorts) {
   KEP_ROUTING_FLYOVER* flyover = KEP_ROUTING_FLYOVER::allocate(db.get(), a, z);
   EXPECT_EQ(flyover->get_input(), a);
   EXPECT_EQ(flyover->get_output(), z);
   EXPECT_THAT(pointers(store.iter_routing_flyovers(false)), ElementsAre(flyover));
 }
 
-TEST_F(RoutingPrimitive, skip_exceptions_come_and_go) {
+TEST_F(RoutingPrimitive, SkipExceptionsComeAndGo) {
   KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   EXPECT_FALSE(made->has_skip_exception_instances());
   EXPECT_EQ(made->get_num_skip_exception_instance(), 0U);
@@ -262,7 +262,7 @@ TEST_F(RoutingPrimitive, skip_exceptions_come_and_go) {
   EXPECT_THAT(pointers(made->iter_skip_exception_instances()), IsEmpty());
 }
 
-TEST_F(RoutingPrimitive, an_arc_is_a_skip_path_by_the_flag_inverted_on_exceptions) {
+TEST_F(RoutingPrimitive, AnArcIsASkipPathByTheFlagInvertedOnExceptions) {
   for (const bool flag : {false, true}) {
     KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, flag);
     const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, made);
@@ -281,13 +281,13 @@ TEST_F(RoutingPrimitive, an_arc_is_a_skip_path_by_the_flag_inverted_on_exception
   }
 }
 
-TEST_F(RoutingPrimitive, an_arc_without_a_mux_is_no_skip_path) {
+TEST_F(RoutingPrimitive, AnArcWithoutAMuxIsNoSkipPath) {
   const KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(db.get(), a, z, nullptr);
   EXPECT_FALSE(arc->is_skip(m));
   EXPECT_FALSE(arc->is_always_skip());
 }
 
-TEST_F(RoutingPrimitive, a_cache_sees_what_stood_in_the_store_when_it_was_made) {
+TEST_F(RoutingPrimitive, ACacheSeesWhatStoodInTheStoreWhenItWasMade) {
   KEP_ROUTING_MUX* first = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   KEP_ROUTING_MUX* second = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   const KEP_ROUTING_ARC* b_z = KEP_ROUTING_ARC::allocate(db.get(), b, z, second);
@@ -313,7 +313,7 @@ TEST_F(RoutingPrimitive, a_cache_sees_what_stood_in_the_store_when_it_was_made) 
   EXPECT_EQ(cache.find_routing_arc(z, a), nullptr);
 }
 
-TEST_F(RoutingPrimitive, a_cache_learns_what_is_added_to_it) {
+TEST_F(RoutingPrimitive, ACacheLearnsWhatIsAddedToIt) {
   KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
   KEP_ROUTING_MUX* made = KEP_ROUTING_MUX::allocate(db.get(), mux, false);
   KEP_ROUTING_ARC* first = KEP_ROUTING_ARC::allocate(db.get(), a, z, made);
@@ -334,7 +334,7 @@ TEST_F(RoutingPrimitive, a_cache_learns_what_is_added_to_it) {
   EXPECT_EQ(cache.find_routing_arc(a, z), first) << "the first arc that joins the two";
 }
 
-TEST_F(RoutingPrimitive, a_cache_reads_marks_that_came_after_it) {
+TEST_F(RoutingPrimitive, ACacheReadsMarksThatCameAfterIt) {
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
   store.add_remove_node(a);
   store.add_is_not_template(mux);
@@ -342,7 +342,7 @@ TEST_F(RoutingPrimitive, a_cache_reads_marks_that_came_after_it) {
   EXPECT_TRUE(cache.is_not_template(mux));
 }
 
-TEST_F(RoutingPrimitive, iterators_of_whole_tables_have_a_virtual_destructor) {
+TEST_F(RoutingPrimitive, IteratorsOfWholeTablesHaveAVirtualDestructor) {
   static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_MUX_ITER>);
   static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_ARC_ITER>);
   static_assert(std::has_virtual_destructor_v<KEP_ROUTING_PRIMITIVE_ROUTING_FLYOVER_ITER>);
@@ -350,7 +350,7 @@ TEST_F(RoutingPrimitive, iterators_of_whole_tables_have_a_virtual_destructor) {
   static_assert(sizeof(KEP_ROUTING_PRIMITIVE_HIPI) == 1 && sizeof(KEP_ROUTING_PRIMITIVE_TUNNEL) == 1);
 }
 
-TEST_F(RoutingPrimitive, the_wire_type_of_a_port_alone_holds_everywhere) {
+TEST_F(RoutingPrimitive, TheWireTypeOfAPortAloneHoldsEverywhere) {
   store.add_wire_type(KEP_RELATIVE_PATH::create({}, a), "wire", 2);
   const KEP_WIRE_TYPE* found = store.find_wire_type(uip(*db, "u/k:a"));
   ASSERT_NE(found, nullptr);
@@ -366,7 +366,7 @@ TEST_F(RoutingPrimitive, the_wire_type_of_a_port_alone_holds_everywhere) {
   EXPECT_EQ(cache.get_wire_type(b), "");
 }
 
-TEST_F(RoutingPrimitive, the_wire_type_of_the_longest_path_holds) {
+TEST_F(RoutingPrimitive, TheWireTypeOfTheLongestPathHolds) {
   KEP_INSTANCE* t = instance(*db, "TOP", "t");
   store.add_wire_type(KEP_RELATIVE_PATH::create({t, m}, a), "from top", 0);
   store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "from tile", 0);
@@ -382,7 +382,7 @@ TEST_F(RoutingPrimitive, the_wire_type_of_the_longest_path_holds) {
   EXPECT_EQ(cache.get_wire_type(a), "alone");
 }
 
-TEST_F(RoutingPrimitive, a_wire_type_below_a_module_says_nothing_of_the_port_alone) {
+TEST_F(RoutingPrimitive, AWireTypeBelowAModuleSaysNothingOfThePortAlone) {
   store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "from tile", 0);
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
   EXPECT_FALSE(cache.has_wire_type(a));
@@ -390,14 +390,14 @@ TEST_F(RoutingPrimitive, a_wire_type_below_a_module_says_nothing_of_the_port_alo
   EXPECT_NE(store.find_wire_type(uip(*db, "u/m:a")), nullptr);
 }
 
-TEST_F(RoutingPrimitive, of_two_wire_types_on_one_path_the_later_holds) {
+TEST_F(RoutingPrimitive, OfTwoWireTypesOnOnePathTheLaterHolds) {
   store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "first", 1);
   store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "second", 2);
   EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_name(), "second");
   EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_flags(), 2);
 }
 
-TEST(RandomWireTypes, are_found_from_the_top_down_and_last_on_the_port_alone) {
+TEST(RandomWireTypes, AreFoundFromTheTopDownAndLastOnThePortAlone) {
   std::size_t from_above = 0, alone = 0, none = 0;
   for (std::uint64_t seed = 0; seed != 1000; ++seed) {
     const auto db = test_model::make_random_db(seed);

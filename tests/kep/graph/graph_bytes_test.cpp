@@ -46,7 +46,7 @@ std::vector<std::string> tiles() {
 
 } // namespace
 
-TEST(GraphBytes, are_those_of_its_tables_in_which_like_things_stand_once) {
+TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
   const auto db = make_db(device());
   GRAPH_BUILD made(*db);
   const auto name = [](const std::string& tile, unsigned mux, const char* port) {
@@ -95,7 +95,7 @@ TEST(GraphBytes, are_those_of_its_tables_in_which_like_things_stand_once) {
                 2 * bytes_of_folded_words);
 }
 
-TEST(GraphBytes, tell_of_each_place_that_lacks_a_node_which_ones_it_has) {
+TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {
   const auto bytes = [](unsigned num_lacking) {
     const auto db = make_db(device());
     GRAPH_BUILD made(*db);

@@ -154,7 +154,7 @@ void build_one_by_one(KEP_DB& db, const RANDOM_GRAPH& graph, std::uint64_t order
 
 } // namespace
 
-TEST(RandomGraphs, are_read_back_edge_by_edge) {
+TEST(RandomGraphs, AreReadBackEdgeByEdge) {
   COUNTS counts;
   for (std::uint64_t seed = 0; seed != 1200; ++seed) {
     test_model::RANDOM_MODEL_LIMITS limits;
@@ -182,7 +182,7 @@ TEST(RandomGraphs, are_read_back_edge_by_edge) {
   EXPECT_GT(counts.m_templates, 1000U);
 }
 
-TEST(RandomGraphs, show_visitors_of_any_range_the_edges_that_iterators_give) {
+TEST(RandomGraphs, ShowVisitorsOfAnyRangeTheEdgesThatIteratorsGive) {
   std::size_t edges = 0, splits = 0;
   std::uint64_t templates = 0;
   for (std::uint64_t seed = 0; seed != 203; ++seed) {
@@ -212,7 +212,7 @@ TEST(RandomGraphs, show_visitors_of_any_range_the_edges_that_iterators_give) {
   EXPECT_GT(templates, 300U);
 }
 
-TEST(RandomGraphs, are_the_same_however_many_fanins_are_gathered_at_a_time) {
+TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
   std::size_t lines = 0;
   for (std::uint64_t seed = 0; seed != 104; ++seed) {
     test_model::RANDOM_MODEL_LIMITS limits;
@@ -239,7 +239,7 @@ TEST(RandomGraphs, are_the_same_however_many_fanins_are_gathered_at_a_time) {
   EXPECT_GT(lines, 2000U);
 }
 
-TEST(RandomGraphs, do_not_show_the_order_of_allocation_the_number_of_threads_or_the_database) {
+TEST(RandomGraphs, DoNotShowTheOrderOfAllocationTheNumberOfThreadsOrTheDatabase) {
   std::size_t lines = 0;
   for (std::uint64_t seed = 0; seed != 60; ++seed) {
     test_model::RANDOM_MODEL_LIMITS limits;

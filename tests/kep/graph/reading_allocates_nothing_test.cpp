@@ -58,7 +58,7 @@ void read(const KEP_ROUTING::GRAPH& graph, SEEN& seen) {
 
 } // namespace
 
-TEST(FinishedGraph, is_read_without_an_allocation) {
+TEST(FinishedGraph, IsReadWithoutAnAllocation) {
   SEEN seen;
   for (std::uint64_t seed = 0; seed != 50; ++seed) {
     const auto db = test_model::make_random_db(seed, {});

@@ -85,7 +85,7 @@ std::vector<std::string> fanins(const KEP_ROUTING::NODE& node) {
 
 } // namespace
 
-TEST_F(RoutingGraph, values_are_small_and_copied_as_plain_memory) {
+TEST_F(RoutingGraph, ValuesAreSmallAndCopiedAsPlainMemory) {
   static_assert(sizeof(KEP_ROUTING::BASE_NODE) == 8 && sizeof(KEP_ROUTING::NODE) == 16);
   static_assert(std::is_base_of_v<KEP_ROUTING::BASE_NODE, KEP_ROUTING::NODE>);
   static_assert(std::is_trivially_copyable_v<KEP_ROUTING::NODE>);
@@ -96,7 +96,7 @@ TEST_F(RoutingGraph, values_are_small_and_copied_as_plain_memory) {
   static_assert(std::is_same_v<decltype(KEP_ROUTING::NODE().get_num_edges()), unsigned short>);
 }
 
-TEST_F(RoutingGraph, without_nodes_is_an_empty_range) {
+TEST_F(RoutingGraph, WithoutNodesIsAnEmptyRange) {
   EXPECT_TRUE(graph.iter_nodes().begin() == graph.iter_nodes().end());
   EXPECT_TRUE(graph.iter_nodes_with_grain(10000).empty());
   EXPECT_FALSE(graph.iter_nodes_with_grain(10000).is_divisible());
@@ -107,7 +107,7 @@ TEST_F(RoutingGraph, without_nodes_is_an_empty_range) {
   EXPECT_FALSE(KEP_ROUTING::NODE(p));
 }
 
-TEST_F(RoutingGraph, the_null_node_is_false_and_equals_itself) {
+TEST_F(RoutingGraph, TheNullNodeIsFalseAndEqualsItself) {
   const KEP_ROUTING::NODE null;
   EXPECT_FALSE(null);
   EXPECT_EQ(null.m_graph, nullptr);
@@ -121,7 +121,7 @@ TEST_F(RoutingGraph, the_null_node_is_false_and_equals_itself) {
   EXPECT_EQ(null.hash(), KEP_ROUTING::NODE(nullptr).hash());
 }
 
-TEST_F(RoutingGraph, nodes_are_found_where_they_stand) {
+TEST_F(RoutingGraph, NodesAreFoundWhereTheyStand) {
   build();
   EXPECT_TRUE(node("t/m:z"));
   EXPECT_EQ(node("t/m:z").m_graph, &graph);
@@ -145,7 +145,7 @@ TEST_F(RoutingGraph, nodes_are_found_where_they_stand) {
   EXPECT_FALSE(KEP_ROUTING::NODE(port(*db, "TILE", "in"))) << "no port of a top";
 }
 
-TEST_F(RoutingGraph, edges_stand_in_the_order_in_which_they_were_set) {
+TEST_F(RoutingGraph, EdgesStandInTheOrderInWhichTheyWereSet) {
   build();
   EXPECT_THAT(fanouts(KEP_ROUTING::NODE(p).iter_real_fanout()), ElementsAre("t/m:z t/m:b", "t/m:z t/m:a"));
   const KEP_ROUTING::NODE z = node("t/m:z");
@@ -163,7 +163,7 @@ TEST_F(RoutingGraph, edges_stand_in_the_order_in_which_they_were_set) {
   EXPECT_GT(graph.get_memory_bytes(), 0U);
 }
 
-TEST_F(RoutingGraph, a_hipi_fanin_stands_first) {
+TEST_F(RoutingGraph, AHipiFaninStandsFirst) {
   build();
   EXPECT_THAT(fanins(node("t/k:z")), ElementsAre("t/k:z^", "t/m:z", "u/m:z"));
   EXPECT_EQ(node("t/k:z").get_hipi_node(), node("t/k:z", true));
@@ -176,7 +176,7 @@ TEST_F(RoutingGraph, a_hipi_fanin_stands_first) {
   EXPECT_THAT(fanins(KEP_ROUTING::NODE(q)), ElementsAre("t/m:z"));
 }
 
-TEST_F(RoutingGraph, a_node_without_edges_gives_empty_ranges) {
+TEST_F(RoutingGraph, ANodeWithoutEdgesGivesEmptyRanges) {
   build();
   const KEP_ROUTING::NODE alone = node("u/k:z");
   EXPECT_TRUE(alone.iter_real_fanout().empty());
@@ -188,7 +188,7 @@ TEST_F(RoutingGraph, a_node_without_edges_gives_empty_ranges) {
   EXPECT_EQ(alone.get_num_fanin(), 0U);
 }
 
-TEST_F(RoutingGraph, every_node_comes_once_and_always_in_the_same_order) {
+TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
   build();
   const auto names = [&](const KEP_ROUTING::NODE_ITER_RANGE& range) {
     std::vector<std::string> found;
@@ -207,7 +207,7 @@ TEST_F(RoutingGraph, every_node_comes_once_and_always_in_the_same_order) {
   EXPECT_EQ(set.count(KEP_ROUTING::NODE()), 0U);
 }
 
-TEST_F(RoutingGraph, ranges_of_nodes_divide_down_to_their_grain) {
+TEST_F(RoutingGraph, RangesOfNodesDivideDownToTheirGrain) {
   build();
   using RANGE = KEP_ROUTING::NODE_ITER_RANGE;
   EXPECT_TRUE(graph.iter_nodes_with_grain(6).is_divisible());
@@ -227,7 +227,7 @@ TEST_F(RoutingGraph, ranges_of_nodes_divide_down_to_their_grain) {
   EXPECT_EQ(nodes, 7);
 }
 
-TEST_F(RoutingGraph, names_follow_the_style) {
+TEST_F(RoutingGraph, NamesFollowTheStyle) {
   build();
   KEP_NAME_STYLE style;
   style.m_hierarchy_separator = '.';
@@ -236,7 +236,7 @@ TEST_F(RoutingGraph, names_follow_the_style) {
   EXPECT_EQ(KEP_ROUTING::NODE(q).get_name(style), "#q");
 }
 
-TEST(RoutingGraphs, of_two_databases_have_different_nodes) {
+TEST(RoutingGraphs, OfTwoDatabasesHaveDifferentNodes) {
   const auto one = make_db(DEVICE);
   const auto two = make_db(DEVICE);
   for (KEP_DB* db : {one.get(), two.get()}) {
@@ -251,7 +251,7 @@ TEST(RoutingGraphs, of_two_databases_have_different_nodes) {
   EXPECT_TRUE(first != second);
 }
 
-TEST(RoutingGraphs, keep_the_boundary_nodes_of_ports_of_every_top) {
+TEST(RoutingGraphs, KeepTheBoundaryNodesOfPortsOfEveryTop) {
   const auto db = make_db(R"(
     module T top group=t
       ports >p <q

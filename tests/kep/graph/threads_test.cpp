@@ -82,7 +82,7 @@ std::unique_ptr<KEP_DB> make_large_db(std::uint64_t seed) {
 
 } // namespace
 
-TEST(Threads, read_one_database_at_once) {
+TEST(Threads, ReadOneDatabaseAtOnce) {
   std::size_t read = 0;
   for (std::uint64_t seed = 0; seed != 20; ++seed) {
     const auto db = make_large_db(seed);
@@ -95,7 +95,7 @@ TEST(Threads, read_one_database_at_once) {
   EXPECT_GT(read, 1000U);
 }
 
-TEST(Threads, search_with_one_leaf_search) {
+TEST(Threads, SearchWithOneLeafSearch) {
   std::size_t found = 0;
   for (std::uint64_t seed = 0; seed != 20; ++seed) {
     const auto db = make_large_db(seed);
@@ -123,7 +123,7 @@ TEST(Threads, search_with_one_leaf_search) {
   EXPECT_GT(found, 10U);
 }
 
-TEST(Threads, set_fanouts_and_look_nodes_up_at_once) {
+TEST(Threads, SetFanoutsAndLookNodesUpAtOnce) {
   for (std::uint64_t seed = 0; seed != 20; ++seed) {
     const auto db = make_large_db(seed);
     RANDOM_GRAPH graph(*db, seed, {});
@@ -152,7 +152,7 @@ TEST(Threads, set_fanouts_and_look_nodes_up_at_once) {
   }
 }
 
-TEST(Threads, read_one_finished_graph_at_once) {
+TEST(Threads, ReadOneFinishedGraphAtOnce) {
   std::size_t lines = 0;
   for (std::uint64_t seed = 0; seed != 10; ++seed) {
     const auto db = make_large_db(seed);

@@ -20,7 +20,7 @@ std::vector<std::uint32_t> make_numbers(std::uint32_t bound) {
 
 } // namespace
 
-TEST(PackedNumbers, take_as_few_bytes_as_their_bound_allows) {
+TEST(PackedNumbers, TakeAsFewBytesAsTheirBoundAllows) {
   const std::vector<std::pair<std::uint32_t, std::uint32_t>> cases{
       {1, 1},     {2, 1},        {256, 1},      {257, 2},        {65536, 2},
       {65537, 3}, {16777216, 3}, {16777217, 4}, {0xffffffffU, 4}};
@@ -34,12 +34,12 @@ TEST(PackedNumbers, take_as_few_bytes_as_their_bound_allows) {
   }
 }
 
-TEST(PackedNumbers, may_be_none) {
+TEST(PackedNumbers, MayBeNone) {
   const KEP_PACKED_NUMBER_LIST list({}, 0);
   EXPECT_EQ(list.get_view().m_width, 1U);
 }
 
-TEST(SeenWords, are_told_from_the_place_that_sees_them_unless_they_are_absolute) {
+TEST(SeenWords, AreToldFromThePlaceThatSeesThemUnlessTheyAreAbsolute) {
   constexpr std::uint64_t WORD = std::uint64_t{7} << 32 | 5;
   for (const std::uint32_t own : {0U, 6U, 7U, 8U, 0xfffffff0U}) {
     const KEP_SEEN_WORD seen = KEP_SEEN_WORD::see(WORD, own);
@@ -51,7 +51,7 @@ TEST(SeenWords, are_told_from_the_place_that_sees_them_unless_they_are_absolute)
   EXPECT_EQ(KEP_SEEN_WORD{}.get_word(9), 0U);
 }
 
-TEST(FoldedWords, keep_each_word_once_and_give_every_position_its_own) {
+TEST(FoldedWords, KeepEachWordOnceAndGiveEveryPositionItsOwn) {
   std::mt19937_64 random(1);
   std::vector<KEP_SEEN_WORD> words;
   for (int i = 0; i != 1000; ++i) {
@@ -67,7 +67,7 @@ TEST(FoldedWords, keep_each_word_once_and_give_every_position_its_own) {
   EXPECT_LE(list.get_memory_bytes(), 2 * words.size() + 3 + 400 * sizeof(KEP_SEEN_WORD));
 }
 
-TEST(FoldedWords, are_kept_as_they_are_where_few_come_again) {
+TEST(FoldedWords, AreKeptAsTheyAreWhereFewComeAgain) {
   std::vector<KEP_SEEN_WORD> words;
   for (std::uint64_t i = 0; i != 1000; ++i)
     words.push_back({(i * 7919 % 1000) << 32 | 1});
@@ -77,7 +77,7 @@ TEST(FoldedWords, are_kept_as_they_are_where_few_come_again) {
     ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i;
 }
 
-TEST(FoldedWords, have_numbers_that_hang_on_the_words_alone_and_not_on_their_order) {
+TEST(FoldedWords, HaveNumbersThatHangOnTheWordsAloneAndNotOnTheirOrder) {
   const std::vector<KEP_SEEN_WORD> words{{30}, {10}, {20}, {10}};
   const std::vector<KEP_SEEN_WORD> turned{{10}, {20}, {10}, {30}};
   const KEP_FOLDED_WORD_LIST list(words);

@@ -72,7 +72,7 @@ std::vector<std::string> nodes(KEP_ROUTING_BUILDER_GRAPH* graph) {
 
 } // namespace
 
-TEST_F(RoutingBuilder, a_new_graph_is_empty) {
+TEST_F(RoutingBuilder, ANewGraphIsEmpty) {
   for (const std::size_t init_size : {0U, 1U, 64U}) {
     KEP_ROUTING_BUILDER_GRAPH* graph = KEP_ROUTING_BUILDER_GRAPH::create(db.get(), init_size);
     EXPECT_EQ(graph->get_node_count(), 0U);
@@ -85,7 +85,7 @@ TEST_F(RoutingBuilder, a_new_graph_is_empty) {
   }
 }
 
-TEST_F(RoutingBuilder, a_node_knows_at_what_it_stands) {
+TEST_F(RoutingBuilder, ANodeKnowsAtWhatItStands) {
   GRAPH_BUILD build(*db);
   const BUILDER_NODE* boundary = build.add(p);
   const BUILDER_NODE* plain = build.add("t/m:z");
@@ -109,7 +109,7 @@ TEST_F(RoutingBuilder, a_node_knows_at_what_it_stands) {
   EXPECT_EQ(build.graph()->get_node(plain->get_index()), plain);
 }
 
-TEST_F(RoutingBuilder, the_cache_finds_plain_and_hipi_and_boundary_nodes) {
+TEST_F(RoutingBuilder, TheCacheFindsPlainAndHipiAndBoundaryNodes) {
   GRAPH_BUILD build(*db);
   const auto expect_found = [&](const char* when) {
     SCOPED_TRACE(when);
@@ -139,7 +139,7 @@ TEST_F(RoutingBuilder, the_cache_finds_plain_and_hipi_and_boundary_nodes) {
   expect_found("after the sort");
 }
 
-TEST_F(RoutingBuilder, the_cache_keeps_the_first_of_two_nodes_at_one_place) {
+TEST_F(RoutingBuilder, TheCacheKeepsTheFirstOfTwoNodesAtOnePlace) {
   GRAPH_BUILD build(*db);
   BUILDER_NODE* first = BUILDER_NODE::allocate(build.graph(), uip(*db, "t/m:z"));
   BUILDER_NODE* second = BUILDER_NODE::allocate(build.graph(), uip(*db, "t/m:z"));
@@ -152,7 +152,7 @@ TEST_F(RoutingBuilder, the_cache_keeps_the_first_of_two_nodes_at_one_place) {
   EXPECT_EQ(build.find(p), boundary);
 }
 
-TEST_F(RoutingBuilder, nodes_allocated_during_a_walk_are_not_visited) {
+TEST_F(RoutingBuilder, NodesAllocatedDuringAWalkAreNotVisited) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
   build.add("t/k:z");
@@ -165,7 +165,7 @@ TEST_F(RoutingBuilder, nodes_allocated_during_a_walk_are_not_visited) {
   EXPECT_EQ(build.graph()->get_node_count(), 4U);
 }
 
-TEST_F(RoutingBuilder, the_sort_puts_boundary_nodes_first_and_twins_behind_their_plain_nodes) {
+TEST_F(RoutingBuilder, TheSortPutsBoundaryNodesFirstAndTwinsBehindTheirPlainNodes) {
   GRAPH_BUILD build(*db);
   build.add("u/k:z");
   build.add_hipi(uip(*db, "u/k:z"));
@@ -186,7 +186,7 @@ TEST_F(RoutingBuilder, the_sort_puts_boundary_nodes_first_and_twins_behind_their
   }
 }
 
-TEST(RoutingBuilderRanges, split_into_pieces_that_hold_every_node_once) {
+TEST(RoutingBuilderRanges, SplitIntoPiecesThatHoldEveryNodeOnce) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID mux = builder.add_module("MUX", {});
   builder.add_port(mux, "z", KEP_PORT_DIRECTION::OUTPUT);
@@ -233,7 +233,7 @@ TEST(RoutingBuilderRanges, split_into_pieces_that_hold_every_node_once) {
     ASSERT_EQ(each, 1);
 }
 
-TEST_F(RoutingBuilder, refuses_more_than_65535_edges_of_one_kind_by_name) {
+TEST_F(RoutingBuilder, RefusesMoreThan65535EdgesOfOneKindByName) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
   build.add("u/m:z");
@@ -257,7 +257,7 @@ TEST_F(RoutingBuilder, refuses_more_than_65535_edges_of_one_kind_by_name) {
       << "the count of all edges must not wrap around";
 }
 
-TEST_F(RoutingBuilder, takes_fanouts_as_runs_of_what_the_places_of_a_module_have) {
+TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
   GRAPH_BUILD build(*db);
   for (const char* name : {"t/m:z", "t/k:z", "u/k:z"})
     build.add(name);
@@ -283,7 +283,7 @@ TEST_F(RoutingBuilder, takes_fanouts_as_runs_of_what_the_places_of_a_module_have
                           "  < t/m:z", "u/k:z", "  < t/m:z", "  < t/m:z"));
 }
 
-TEST_F(RoutingBuilder, publishes_the_nodes_of_a_graph_that_was_never_sorted_in_their_order) {
+TEST_F(RoutingBuilder, PublishesTheNodesOfAGraphThatWasNeverSortedInTheirOrder) {
   const auto publish = [this](bool sorts) {
     GRAPH_BUILD build(*db);
     for (const char* name : {"u/k:z", "t/k:z", "u/m:z", "t/m:z"})
@@ -298,7 +298,7 @@ TEST_F(RoutingBuilder, publishes_the_nodes_of_a_graph_that_was_never_sorted_in_t
   EXPECT_EQ(unsorted, publish(true));
 }
 
-TEST_F(RoutingBuilder, folds_fanouts_however_they_were_told) {
+TEST_F(RoutingBuilder, FoldsFanoutsHoweverTheyWereTold) {
   GRAPH_BUILD build(*db);
   for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})
     build.add(name);
@@ -316,7 +316,7 @@ TEST_F(RoutingBuilder, folds_fanouts_however_they_were_told) {
                                                  "  > u/k:z u/k:a", "u/k:z", "  < u/m:z"));
 }
 
-TEST_F(RoutingBuilder, refuses_too_many_fanouts_of_runs_by_name) {
+TEST_F(RoutingBuilder, RefusesTooManyFanoutsOfRunsByName) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
   build.add("u/m:z");
@@ -335,7 +335,7 @@ TEST_F(RoutingBuilder, refuses_too_many_fanouts_of_runs_by_name) {
     }
 }
 
-TEST_F(RoutingBuilder, makes_no_nodes_behind_the_sort) {
+TEST_F(RoutingBuilder, MakesNoNodesBehindTheSort) {
   const KEP_REPORT_CAPTURE capture;
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
@@ -343,7 +343,7 @@ TEST_F(RoutingBuilder, makes_no_nodes_behind_the_sort) {
   EXPECT_THROW(build.add("u/m:z"), KEP_REPORT_ASSERTION_FAILURE);
 }
 
-TEST_F(RoutingBuilder, two_empty_lists_of_fanouts_change_nothing) {
+TEST_F(RoutingBuilder, TwoEmptyListsOfFanoutsChangeNothing) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
   build.add("u/m:z");
@@ -356,7 +356,7 @@ TEST_F(RoutingBuilder, two_empty_lists_of_fanouts_change_nothing) {
   EXPECT_EQ(db->get_routing_template_graph()->get_num_templates(), 1U);
 }
 
-TEST_F(RoutingBuilder, takes_65535_edges) {
+TEST_F(RoutingBuilder, Takes65535Edges) {
   GRAPH_BUILD build(*db);
   build.add("t/m:z");
   build.add("u/m:z");
@@ -371,7 +371,7 @@ TEST_F(RoutingBuilder, takes_65535_edges) {
   EXPECT_EQ(std::distance(node.iter_real_fanout().begin(), node.iter_real_fanout().end()), 65535);
 }
 
-TEST_F(RoutingBuilder, refuses_more_than_65535_fanins_by_name_and_keeps_the_old_graph) {
+TEST_F(RoutingBuilder, RefusesMoreThan65535FaninsByNameAndKeepsTheOldGraph) {
   {
     GRAPH_BUILD build(*db);
     build.add("t/k:z");
@@ -394,7 +394,7 @@ TEST_F(RoutingBuilder, refuses_more_than_65535_fanins_by_name_and_keeps_the_old_
   EXPECT_THAT(test_model::dump(*db), ElementsAre("t/k:z"));
 }
 
-TEST_F(RoutingBuilder, the_old_graph_shows_until_the_reverse_edges_are_added) {
+TEST_F(RoutingBuilder, TheOldGraphShowsUntilTheReverseEdgesAreAdded) {
   {
     GRAPH_BUILD build(*db);
     EXPECT_THAT(test_model::dump(*db), IsEmpty()) << "before the first build there is no node";
@@ -424,7 +424,7 @@ TEST_F(RoutingBuilder, the_old_graph_shows_until_the_reverse_edges_are_added) {
   EXPECT_EQ(db->get_routing_template_graph(), graph) << "the object stays the same";
 }
 
-TEST_F(RoutingBuilder, the_description_stays_while_graphs_come_and_go) {
+TEST_F(RoutingBuilder, TheDescriptionStaysWhileGraphsComeAndGo) {
   KEP_ROUTING_PRIMITIVE* store = db->get_routing_template_graph()->get_routing_primitive();
   store->add_routing_root(module(*db, "TILE"));
   GRAPH_BUILD build(*db);
@@ -435,7 +435,7 @@ TEST_F(RoutingBuilder, the_description_stays_while_graphs_come_and_go) {
   EXPECT_FALSE(store->iter_routing_roots(false).empty());
 }
 
-TEST_F(RoutingBuilder, an_empty_build_publishes_an_empty_graph) {
+TEST_F(RoutingBuilder, AnEmptyBuildPublishesAnEmptyGraph) {
   GRAPH_BUILD build(*db);
   build.sort();
   build.publish();
@@ -443,7 +443,7 @@ TEST_F(RoutingBuilder, an_empty_build_publishes_an_empty_graph) {
   EXPECT_TRUE(db->get_routing_template_graph()->iter_nodes_with_grain(10000).empty());
 }
 
-TEST_F(RoutingBuilder, counts_the_distinct_lists_of_fanouts_as_seen_from_their_nodes) {
+TEST_F(RoutingBuilder, CountsTheDistinctListsOfFanoutsAsSeenFromTheirNodes) {
   GRAPH_BUILD build(*db);
   for (const char* name : {"t/m:a", "t/m:z", "t/k:a", "t/k:z", "u/m:a", "u/m:z", "u/k:a", "u/k:z"})
     build.add(name);
@@ -459,7 +459,7 @@ TEST_F(RoutingBuilder, counts_the_distinct_lists_of_fanouts_as_seen_from_their_n
   EXPECT_EQ(test_model::dump(*db).size(), 8U + 4U + 4U);
 }
 
-TEST_F(RoutingBuilder, a_representative_is_the_node_at_the_first_occurrence_of_a_module) {
+TEST_F(RoutingBuilder, ARepresentativeIsTheNodeAtTheFirstOccurrenceOfAModule) {
   GRAPH_BUILD build(*db);
   for (const char* name : {"t/m:z", "u/m:z", "t/k:z", "u/k:z"})
     build.add(name);
@@ -496,7 +496,7 @@ TEST_F(RoutingBuilder, a_representative_is_the_node_at_the_first_occurrence_of_a
   EXPECT_EQ(representatives.find_representative(ENTRY()), nullptr);
 }
 
-TEST(RandomNodes, are_found_as_in_a_map_before_and_after_the_sort) {
+TEST(RandomNodes, AreFoundAsInAMapBeforeAndAfterTheSort) {
   std::size_t plain_nodes = 0, twins = 0, boundaries = 0, misses = 0;
   for (std::uint64_t seed = 0; seed != 800; ++seed) {
     const auto db = test_model::make_random_db(seed);

@@ -17,7 +17,7 @@ TABLE::LIST list_of(const std::vector<KEP_FANIN_ENTRY>& entries, std::uint16_t n
 } // namespace
 
 // Far more lists than a thread keeps at hand, in two tables at a time that both have every list.
-TEST(TemplateTable, gives_equal_lists_one_number_and_unlike_ones_different_numbers) {
+TEST(TemplateTable, GivesEqualListsOneNumberAndUnlikeOnesDifferentNumbers) {
   std::mt19937_64 random(1);
   std::vector<std::vector<KEP_FANIN_ENTRY>> lists;
   for (std::uint64_t i = 0; i != 5000; ++i) {
@@ -46,7 +46,7 @@ TEST(TemplateTable, gives_equal_lists_one_number_and_unlike_ones_different_numbe
   EXPECT_LT(first.size(), 5000U);
 }
 
-TEST(TemplateTable, tells_lists_apart_by_how_many_of_their_edges_are_real) {
+TEST(TemplateTable, TellsListsApartByHowManyOfTheirEdgesAreReal) {
   TABLE table;
   TABLE::RECENT recent;
   const std::vector<KEP_FANIN_ENTRY> entries{{{1}}, {{2}}};

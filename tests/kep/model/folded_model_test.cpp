@@ -77,7 +77,7 @@ protected:
 
 } // namespace
 
-TEST(Views, have_the_numbers_that_files_and_tools_use) {
+TEST(Views, HaveTheNumbersThatFilesAndToolsUse) {
   EXPECT_EQ(static_cast<int>(LOGICAL), 0);
   EXPECT_EQ(static_cast<int>(BLC), 2);
   EXPECT_EQ(static_cast<int>(TWIN), 3);
@@ -91,7 +91,7 @@ TEST(Views, have_the_numbers_that_files_and_tools_use) {
   EXPECT_EQ(static_cast<int>(KEP_INSTANCE::TRAIT::TRAIT_0), 0);
 }
 
-TEST(Views, have_printable_names) {
+TEST(Views, HavePrintableNames) {
   EXPECT_STREQ(kep_get_name_of_view_type(LOGICAL), "logical");
   EXPECT_STREQ(kep_get_name_of_view_type(VIEW_1), "view_1");
   EXPECT_STREQ(kep_get_name_of_view_type(BLC), "blc");
@@ -99,7 +99,7 @@ TEST(Views, have_printable_names) {
   EXPECT_STREQ(kep_get_name_of_view_type(DEFAULT), "default");
 }
 
-TEST(NameStyle, is_seven_option_bytes_and_two_separators) {
+TEST(NameStyle, IsSevenOptionBytesAndTwoSeparators) {
   EXPECT_EQ(sizeof(KEP_NAME_STYLE), 9U);
   const KEP_NAME_STYLE style;
   EXPECT_THAT(style.m_options, testing::Each(false));
@@ -107,7 +107,7 @@ TEST(NameStyle, is_seven_option_bytes_and_two_separators) {
   EXPECT_EQ(style.m_port_separator, ':');
 }
 
-TEST_F(FoldedModel, the_default_top_is_the_designated_one_and_other_views_have_no_top) {
+TEST_F(FoldedModel, TheDefaultTopIsTheDesignatedOneAndOtherViewsHaveNoTop) {
   EXPECT_EQ(db->get_top_module(DEFAULT), module(*db, "TOP"));
   EXPECT_EQ(db->get_top_module(LOGICAL), module(*db, "TOP"));
   EXPECT_EQ(db->get_top_module(BLC), nullptr);
@@ -116,7 +116,7 @@ TEST_F(FoldedModel, the_default_top_is_the_designated_one_and_other_views_have_n
   EXPECT_TRUE(db->is_device_top());
 }
 
-TEST(Top, in_a_view_is_the_top_itself_or_its_first_equivalent_there) {
+TEST(Top, InAViewIsTheTopItselfOrItsFirstEquivalentThere) {
   const auto db = make_db(R"(
     module A_BLC_1 view=BLC group=a
     module A view=VIEW_1 group=a top
@@ -130,7 +130,7 @@ TEST(Top, in_a_view_is_the_top_itself_or_its_first_equivalent_there) {
   EXPECT_TRUE(module(*db, "A_BLC_1")->is_top_module_or_equiv());
 }
 
-TEST(Top, properties_are_read_on_the_top_module_alone) {
+TEST(Top, PropertiesAreReadOnTheTopModuleAlone) {
   const auto db = make_db(R"(
     module A device_top type=0
     module T top
@@ -141,7 +141,7 @@ TEST(Top, properties_are_read_on_the_top_module_alone) {
   EXPECT_FALSE(module(*db, "A")->is_top_module_or_equiv());
 }
 
-TEST_F(FoldedModel, modules_come_in_the_order_in_which_they_were_added) {
+TEST_F(FoldedModel, ModulesComeInTheOrderInWhichTheyWereAdded) {
   EXPECT_THAT(names(db->iter_modules(true)),
               ElementsAre("mux", "mux", "mux", "other", "ATOM", "EMPTY", "TILE", "TOP"));
   unsigned number = 0;
@@ -149,7 +149,7 @@ TEST_F(FoldedModel, modules_come_in_the_order_in_which_they_were_added) {
     EXPECT_EQ(each->get_number(), number++);
 }
 
-TEST_F(FoldedModel, modules_are_found_by_name_and_view) {
+TEST_F(FoldedModel, ModulesAreFoundByNameAndView) {
   EXPECT_THAT(keys(db->find_modules("mux", LOGICAL, true)), ElementsAre("MUX"));
   EXPECT_THAT(keys(db->find_modules("mux", BLC, true)), ElementsAre("MUX_BLC"));
   EXPECT_THAT(keys(db->find_modules("other", BLC, true)), ElementsAre("MUX_BLC_2"));
@@ -160,7 +160,7 @@ TEST_F(FoldedModel, modules_are_found_by_name_and_view) {
   EXPECT_THAT(db->find_modules("mux", DEFAULT, true), IsEmpty());
 }
 
-TEST(Modules, of_one_name_and_view_are_all_found_in_order) {
+TEST(Modules, OfOneNameAndViewAreAllFoundInOrder) {
   const auto db = make_db(R"(
     module B name=x
     module T top
@@ -169,7 +169,7 @@ TEST(Modules, of_one_name_and_view_are_all_found_in_order) {
   EXPECT_THAT(keys(db->find_modules("x", LOGICAL, true)), ElementsAre("B", "A"));
 }
 
-TEST_F(FoldedModel, a_module_tells_its_name_view_and_marks) {
+TEST_F(FoldedModel, AModuleTellsItsNameViewAndMarks) {
   const KEP_MODULE* blc = module(*db, "MUX_BLC");
   EXPECT_EQ(blc->get_name(style), "mux");
   std::string name = "before";
@@ -189,7 +189,7 @@ TEST_F(FoldedModel, a_module_tells_its_name_view_and_marks) {
   EXPECT_EQ(blc->get_db(), db.get());
 }
 
-TEST_F(FoldedModel, an_empty_module_gives_empty_ranges) {
+TEST_F(FoldedModel, AnEmptyModuleGivesEmptyRanges) {
   const KEP_MODULE* empty = module(*db, "EMPTY");
   EXPECT_EQ(empty->get_num_ports(), 0U);
   EXPECT_EQ(empty->get_num_instances(), 0U);
@@ -201,7 +201,7 @@ TEST_F(FoldedModel, an_empty_module_gives_empty_ranges) {
   EXPECT_EQ(empty->get_port_by_index(0), nullptr);
 }
 
-TEST_F(FoldedModel, ports_are_found_by_name_and_index_in_order) {
+TEST_F(FoldedModel, PortsAreFoundByNameAndIndexInOrder) {
   const KEP_MODULE* tile = module(*db, "TILE");
   EXPECT_EQ(tile->get_num_ports(), 3U);
   EXPECT_THAT(names(tile->iter_ports()), ElementsAre("in", "io", "out"));
@@ -217,7 +217,7 @@ TEST_F(FoldedModel, ports_are_found_by_name_and_index_in_order) {
   EXPECT_EQ(tile->find_port(""), nullptr);
 }
 
-TEST(Names, that_are_absent_are_not_found_whatever_the_size_of_the_module) {
+TEST(Names, ThatAreAbsentAreNotFoundWhateverTheSizeOfTheModule) {
   for (unsigned size = 0; size != 70; ++size) {
     SCOPED_TRACE(size);
     KEP_DB_BUILDER builder;
@@ -243,7 +243,7 @@ TEST(Names, that_are_absent_are_not_found_whatever_the_size_of_the_module) {
   }
 }
 
-TEST_F(FoldedModel, ports_have_exactly_one_direction) {
+TEST_F(FoldedModel, PortsHaveExactlyOneDirection) {
   const KEP_PORT* in = port(*db, "TILE", "in");
   const KEP_PORT* io = port(*db, "TILE", "io");
   const KEP_PORT* out = port(*db, "TILE", "out");
@@ -252,12 +252,12 @@ TEST_F(FoldedModel, ports_have_exactly_one_direction) {
   EXPECT_TRUE(!out->is_input() && out->is_output() && !out->is_bidir());
 }
 
-TEST_F(FoldedModel, an_ordinary_port_has_no_blc_index_and_no_icd_name) {
+TEST_F(FoldedModel, AnOrdinaryPortHasNoBlcIndexAndNoIcdName) {
   EXPECT_EQ(port(*db, "TILE", "in")->get_blc_re_index(), -1);
   EXPECT_EQ(port(*db, "TILE", "in")->get_blc_icd_port_name(), "");
 }
 
-TEST(Ports, keep_the_blc_index_and_icd_name_that_they_were_given) {
+TEST(Ports, KeepTheBlcIndexAndIcdNameThatTheyWereGiven) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID top = builder.add_module("T", {});
   EXPECT_EQ(builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT, 7, "icd"), 0U);
@@ -272,7 +272,7 @@ TEST(Ports, keep_the_blc_index_and_icd_name_that_they_were_given) {
   EXPECT_EQ(port(*db, "T", "r")->get_blc_re_index(), 0);
 }
 
-TEST_F(FoldedModel, an_instance_tells_its_place_master_and_marks) {
+TEST_F(FoldedModel, AnInstanceTellsItsPlaceMasterAndMarks) {
   const KEP_INSTANCE* m = instance(*db, "TILE", "m");
   EXPECT_EQ(m->get_name(style), "m");
   EXPECT_EQ(m->get_parent(), module(*db, "TILE"));
@@ -294,7 +294,7 @@ TEST_F(FoldedModel, an_instance_tells_its_place_master_and_marks) {
   EXPECT_EQ(module(*db, "TILE")->find_instance("w"), nullptr);
 }
 
-TEST_F(FoldedModel, a_master_in_a_view_is_the_plain_one_or_the_first_equivalent_or_null) {
+TEST_F(FoldedModel, AMasterInAViewIsThePlainOneOrTheFirstEquivalentOrNull) {
   const KEP_INSTANCE* m = instance(*db, "TILE", "m");
   EXPECT_EQ(m->get_module(LOGICAL), module(*db, "MUX"));
   EXPECT_EQ(m->get_module(BLC), module(*db, "MUX_BLC"));
@@ -303,7 +303,7 @@ TEST_F(FoldedModel, a_master_in_a_view_is_the_plain_one_or_the_first_equivalent_
   EXPECT_EQ(m->get_module(DEFAULT), module(*db, "MUX"));
 }
 
-TEST(Masters, of_the_second_module_in_a_view_stay_themselves) {
+TEST(Masters, OfTheSecondModuleInAViewStayThemselves) {
   const auto db = make_db(R"(
     module A group=g
     module B group=g
@@ -316,7 +316,7 @@ TEST(Masters, of_the_second_module_in_a_view_stay_themselves) {
   EXPECT_EQ(module(*db, "A_BLC")->find_view(LOGICAL), module(*db, "A"));
 }
 
-TEST_F(FoldedModel, inst_ports_mirror_the_ports_of_the_master_by_index) {
+TEST_F(FoldedModel, InstPortsMirrorThePortsOfTheMasterByIndex) {
   const KEP_INSTANCE* m = instance(*db, "TILE", "m");
   for (unsigned i = 0; i != 3; ++i) {
     KEP_INST_PORT* each = m->get_inst_port_by_index(i);
@@ -336,7 +336,7 @@ TEST_F(FoldedModel, inst_ports_mirror_the_ports_of_the_master_by_index) {
   EXPECT_EQ(module(*db, "TILE")->get_num_inst_ports(), 6U);
 }
 
-TEST_F(FoldedModel, the_net_of_a_port_holds_it_and_nothing_behind_a_port_is_null) {
+TEST_F(FoldedModel, TheNetOfAPortHoldsItAndNothingBehindAPortIsNull) {
   const KEP_NET* w = port(*db, "TILE", "in")->get_net();
   ASSERT_NE(w, nullptr);
   EXPECT_EQ(w->get_name(style), "w");
@@ -348,7 +348,7 @@ TEST_F(FoldedModel, the_net_of_a_port_holds_it_and_nothing_behind_a_port_is_null
   EXPECT_THAT(names(module(*db, "TILE")->iter_nets()), ElementsAre("w", "o"));
 }
 
-TEST_F(FoldedModel, members_of_a_net_stand_in_the_order_of_the_model) {
+TEST_F(FoldedModel, MembersOfANetStandInTheOrderOfTheModel) {
   const KEP_NET* n = port(*db, "TOP", "p")->get_net();
   EXPECT_THAT(names(n->iter_ports()), ElementsAre("p"));
   std::vector<std::string> members;
@@ -359,7 +359,7 @@ TEST_F(FoldedModel, members_of_a_net_stand_in_the_order_of_the_model) {
   EXPECT_EQ(n->get_num_inst_ports(), 3U);
 }
 
-TEST_F(FoldedModel, equivalents_leave_out_the_module_and_the_view_of_a_module_gives_it) {
+TEST_F(FoldedModel, EquivalentsLeaveOutTheModuleAndTheViewOfAModuleGivesIt) {
   const KEP_MODULE* mux = module(*db, "MUX");
   EXPECT_EQ(mux->find_view(LOGICAL), mux);
   EXPECT_EQ(mux->find_view(BLC), module(*db, "MUX_BLC"));
@@ -377,7 +377,7 @@ TEST_F(FoldedModel, equivalents_leave_out_the_module_and_the_view_of_a_module_gi
   EXPECT_EQ(module(*db, "TILE")->get_num_equivalent_modules(BLC), 0U);
 }
 
-TEST_F(FoldedModel, equal_indices_lead_from_view_to_view) {
+TEST_F(FoldedModel, EqualIndicesLeadFromViewToView) {
   for (const KEP_PORT* each : module(*db, "MUX")->iter_ports()) {
     const KEP_PORT* like = module(*db, "MUX_BLC")->get_port_by_index(each->get_index());
     EXPECT_EQ(like->get_name(style), each->get_name(style));
@@ -385,7 +385,7 @@ TEST_F(FoldedModel, equal_indices_lead_from_view_to_view) {
   }
 }
 
-TEST_F(FoldedModel, slots_stand_instance_by_instance_with_the_plain_master_first) {
+TEST_F(FoldedModel, SlotsStandInstanceByInstanceWithThePlainMasterFirst) {
   const KEP_MODULE* tile = module(*db, "TILE");
   std::vector<std::string> found;
   for (unsigned i = 0; i != tile->get_num_slots(); ++i)
@@ -404,7 +404,7 @@ TEST_F(FoldedModel, slots_stand_instance_by_instance_with_the_plain_master_first
   EXPECT_FALSE(module(*db, "MUX")->is_inner());
 }
 
-TEST(ViewTypeRank, is_three_bytes_and_tries_its_views_in_order) {
+TEST(ViewTypeRank, IsThreeBytesAndTriesItsViewsInOrder) {
   EXPECT_EQ(sizeof(KEP_VIEW_TYPE_RANK), 3U);
   EXPECT_TRUE(std::is_trivially_copyable_v<KEP_VIEW_TYPE_RANK>);
   const auto db = make_db(DEVICE);
@@ -427,7 +427,7 @@ TEST(ViewTypeRank, is_three_bytes_and_tries_its_views_in_order) {
   EXPECT_EQ(KEP_VIEW_TYPE_RANK().find_view(mux), nullptr);
 }
 
-TEST(PortIndexCompare, orders_by_index_and_then_by_module) {
+TEST(PortIndexCompare, OrdersByIndexAndThenByModule) {
   const auto db = make_db(DEVICE);
   const KEP_PORT_INDEX_COMPARE less;
   const KEP_PORT* mux_b = port(*db, "MUX", "b");
@@ -440,7 +440,7 @@ TEST(PortIndexCompare, orders_by_index_and_then_by_module) {
   EXPECT_FALSE(less(mux_a, mux_a));
 }
 
-TEST(PortIndexCompare, keeps_every_port_of_every_module_in_a_set) {
+TEST(PortIndexCompare, KeepsEveryPortOfEveryModuleInASet) {
   const auto db = make_db(DEVICE);
   std::set<const KEP_PORT*, KEP_PORT_INDEX_COMPARE> set;
   std::size_t count = 0;
@@ -454,7 +454,7 @@ TEST(PortIndexCompare, keeps_every_port_of_every_module_in_a_set) {
   EXPECT_GT(count, 15U);
 }
 
-TEST(Iterators, are_copied_compared_and_held_by_their_base) {
+TEST(Iterators, AreCopiedComparedAndHeldByTheirBase) {
   const auto db = make_db(DEVICE);
   auto modules = db->iter_modules(true);
   KEP_DB_MODULE_ITER first = modules.begin();
@@ -473,7 +473,7 @@ TEST(Iterators, are_copied_compared_and_held_by_their_base) {
   static_assert(std::is_convertible_v<CATEGORY, std::input_iterator_tag>);
 }
 
-TEST(ForeignModules, lie_in_a_database_of_their_own) {
+TEST(ForeignModules, LieInADatabaseOfTheirOwn) {
   const auto db = make_db(R"(
     module LOCAL
     module FAR foreign name=far

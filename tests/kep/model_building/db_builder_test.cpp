@@ -36,7 +36,7 @@ struct BUILT {
   KEP_NET_ID m_net = m_builder.add_net(m_tile, "n");
 };
 
-TEST(DbBuilder, takes_no_module_of_another_builder_or_none) {
+TEST(DbBuilder, TakesNoModuleOfAnotherBuilderOrNone) {
   BUILT own;
   BUILT other;
   KEP_DB_BUILDER& b = own.m_builder;
@@ -57,7 +57,7 @@ TEST(DbBuilder, takes_no_module_of_another_builder_or_none) {
   }
 }
 
-TEST(DbBuilder, takes_no_instance_or_net_of_another_module_or_none) {
+TEST(DbBuilder, TakesNoInstanceOrNetOfAnotherModuleOrNone) {
   BUILT own;
   BUILT other;
   KEP_DB_BUILDER& b = own.m_builder;
@@ -79,7 +79,7 @@ TEST(DbBuilder, takes_no_instance_or_net_of_another_module_or_none) {
               "KEP_DB_BUILDER::connect: the instance is not of the module TILE");
 }
 
-TEST(DbBuilder, takes_no_port_that_is_not_there) {
+TEST(DbBuilder, TakesNoPortThatIsNotThere) {
   BUILT own;
   KEP_DB_BUILDER& b = own.m_builder;
   EXPECT_EQ(explanation_of([&] { b.set_port_blc(own.m_mux, 1, 0, ""); }),
@@ -94,7 +94,7 @@ TEST(DbBuilder, takes_no_port_that_is_not_there) {
       << "the ports come before the first connection";
 }
 
-TEST(DbBuilder, is_used_once) {
+TEST(DbBuilder, IsUsedOnce) {
   BUILT own;
   KEP_DB_BUILDER& b = own.m_builder;
   const KEP_DB_BUILDER moved(std::move(b));
@@ -113,7 +113,7 @@ TEST(DbBuilder, is_used_once) {
   is_refused("freeze", [&] { KEP_DB_BUILDER::freeze(std::move(b)); });
 }
 
-TEST(DbBuilder, keeps_its_ids_where_it_moves) {
+TEST(DbBuilder, KeepsItsIdsWhereItMoves) {
   BUILT own;
   KEP_DB_BUILDER moved(std::move(own.m_builder));
   moved.connect(own.m_tile, own.m_m, own.m_i, own.m_net);

@@ -58,31 +58,31 @@ KEP_DB_BUILDER nested(unsigned depth, unsigned width) {
 
 } // namespace
 
-TEST(Freeze, refuses_a_key_twice) {
+TEST(Freeze, RefusesAKeyTwice) {
   KEP_DB_BUILDER builder;
   builder.add_module("SAME_KEY", as_top());
   builder.add_module("SAME_KEY", {});
   EXPECT_THAT(refusal(std::move(builder)), HasSubstr("SAME_KEY"));
 }
 
-TEST(Freeze, refuses_a_port_twice) {
+TEST(Freeze, RefusesAPortTwice) {
   EXPECT_THAT(refusal("module TTT \n ports >ppp <ppp"), AllOf(HasSubstr("TTT"), HasSubstr("ppp")));
 }
 
-TEST(Freeze, refuses_an_instance_twice) {
+TEST(Freeze, RefusesAnInstanceTwice) {
   EXPECT_THAT(refusal("module AAA \n module TTT top \n inst iii AAA \n inst iii AAA"),
               AllOf(HasSubstr("TTT"), HasSubstr("iii")));
 }
 
-TEST(Freeze, takes_equal_names_of_a_port_an_instance_and_a_net) {
+TEST(Freeze, TakesEqualNamesOfAPortAnInstanceAndANet) {
   EXPECT_NO_THROW(make_db("module A \n ports >x \n module T top \n ports >x \n inst x A \n net x x x.x"));
 }
 
-TEST(Freeze, takes_modules_of_equal_name_under_different_keys) {
+TEST(Freeze, TakesModulesOfEqualNameUnderDifferentKeys) {
   EXPECT_NO_THROW(make_db("module A name=n \n module T name=n top"));
 }
 
-TEST(Freeze, refuses_empty_names) {
+TEST(Freeze, RefusesEmptyNames) {
   {
     KEP_DB_BUILDER builder;
     builder.add_module("", {});
@@ -103,7 +103,7 @@ TEST(Freeze, refuses_empty_names) {
   }
 }
 
-TEST(Freeze, refuses_names_that_hold_a_separator) {
+TEST(Freeze, RefusesNamesThatHoldASeparator) {
   for (const char* name : {"a/b", "a:b", "/", ":", "end/", ":begin"}) {
     SCOPED_TRACE(name);
     {
@@ -134,7 +134,7 @@ TEST(Freeze, refuses_names_that_hold_a_separator) {
   }
 }
 
-TEST(Freeze, refuses_a_net_whose_name_is_empty_or_holds_a_separator) {
+TEST(Freeze, RefusesANetWhoseNameIsEmptyOrHoldsASeparator) {
   for (const char* name : {"", "a/b", "a:b"}) {
     KEP_DB_BUILDER builder;
     const KEP_MODULE_ID top = builder.add_module("TTT", {});
@@ -147,7 +147,7 @@ TEST(Freeze, refuses_a_net_whose_name_is_empty_or_holds_a_separator) {
   }
 }
 
-TEST(Freeze, takes_any_other_character_in_a_name) {
+TEST(Freeze, TakesAnyOtherCharacterInAName) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID top = builder.add_module("T \\top[3].x", {});
   builder.add_port(top, "p[0]", KEP_PORT_DIRECTION::INPUT);
@@ -157,7 +157,7 @@ TEST(Freeze, takes_any_other_character_in_a_name) {
   EXPECT_NE(port(*db, "T \\top[3].x", "%s"), nullptr);
 }
 
-TEST(Freeze, refuses_a_hierarchy_that_contains_itself) {
+TEST(Freeze, RefusesAHierarchyThatContainsItself) {
   EXPECT_THAT(refusal("module TTT top \n inst iii TTT"), HasSubstr("TTT"));
   EXPECT_THAT(refusal(R"(
     module AAA
@@ -170,11 +170,11 @@ TEST(Freeze, refuses_a_hierarchy_that_contains_itself) {
               testing::AnyOf(HasSubstr("AAA"), HasSubstr("BBB")));
 }
 
-TEST(Freeze, refuses_a_cycle_that_the_top_does_not_reach) {
+TEST(Freeze, RefusesACycleThatTheTopDoesNotReach) {
   refusal("module A \n inst b B \n module B \n inst a A \n module T top");
 }
 
-TEST(Freeze, refuses_a_hierarchy_that_contains_itself_through_a_view) {
+TEST(Freeze, RefusesAHierarchyThatContainsItselfThroughAView) {
   EXPECT_THAT(refusal(R"(
     module AAA
       inst b BBB
@@ -187,7 +187,7 @@ TEST(Freeze, refuses_a_hierarchy_that_contains_itself_through_a_view) {
               testing::AnyOf(HasSubstr("AAA"), HasSubstr("BBB")));
 }
 
-TEST(Freeze, refuses_a_module_inside_its_own_equivalent) {
+TEST(Freeze, RefusesAModuleInsideItsOwnEquivalent) {
   refusal(R"(
     module A group=a
     module A_BLC group=a view=BLC
@@ -197,7 +197,7 @@ TEST(Freeze, refuses_a_module_inside_its_own_equivalent) {
   )");
 }
 
-TEST(Freeze, takes_an_equivalent_inside_a_module_that_no_instance_can_lead_back_to) {
+TEST(Freeze, TakesAnEquivalentInsideAModuleThatNoInstanceCanLeadBackTo) {
   // An instance of A2 gives A2 itself in the logical view, and A1 has no other way down.
   const auto db = make_db(R"(
     module A2 group=a view=VIEW_1
@@ -210,26 +210,26 @@ TEST(Freeze, takes_an_equivalent_inside_a_module_that_no_instance_can_lead_back_
   EXPECT_EQ(instance(*db, "T", "a")->get_module(KEP_VIEW_TYPE::LOGICAL), module(*db, "A1"));
 }
 
-TEST(Freeze, refuses_a_model_without_a_top) {
+TEST(Freeze, RefusesAModelWithoutATop) {
   refusal(KEP_DB_BUILDER());
 }
 
-TEST(Freeze, refuses_several_tops) {
+TEST(Freeze, RefusesSeveralTops) {
   EXPECT_THAT(refusal("module AAA top \n module BBB top"), AllOf(HasSubstr("AAA"), HasSubstr("BBB")));
   refusal("module A \n module B");
 }
 
-TEST(Freeze, takes_the_one_module_that_nothing_instantiates_as_the_top) {
+TEST(Freeze, TakesTheOneModuleThatNothingInstantiatesAsTheTop) {
   const auto db = make_db("module A \n module T \n inst b B \n inst a A \n module B \n inst a A");
   EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
 }
 
-TEST(Freeze, takes_a_designated_top_that_is_instantiated_or_one_of_several_roots) {
+TEST(Freeze, TakesADesignatedTopThatIsInstantiatedOrOneOfSeveralRoots) {
   const auto db = make_db("module A \n module T top \n inst a A \n module OTHER \n inst t T");
   EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
 }
 
-TEST(Freeze, refuses_equivalents_whose_ports_differ) {
+TEST(Freeze, RefusesEquivalentsWhosePortsDiffer) {
   const auto group = [](const std::string& ports, const char* view) {
     return "module T top \n module AAA group=ggg \n ports >x <y \n module BBB group=ggg view=" +
            std::string(view) + " \n ports " + ports;
@@ -244,7 +244,7 @@ TEST(Freeze, refuses_equivalents_whose_ports_differ) {
   EXPECT_NO_THROW(make_db(group(">x <y", "LOGICAL")));
 }
 
-TEST(Freeze, refuses_a_doubling_hierarchy_in_words_and_at_once) {
+TEST(Freeze, RefusesADoublingHierarchyInWordsAndAtOnce) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_THAT(refusal(nested(71, 2)), Not(testing::IsEmpty()));
   EXPECT_THAT(refusal(nested(65, 2)), Not(testing::IsEmpty())); // just past 64 bits
@@ -253,7 +253,7 @@ TEST(Freeze, refuses_a_doubling_hierarchy_in_words_and_at_once) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
-TEST(Freeze, refuses_what_doubles_through_views_and_not_through_instances) {
+TEST(Freeze, RefusesWhatDoublesThroughViewsAndNotThroughInstances) {
   KEP_DB_BUILDER builder;
   KEP_MODULE_ID below{};
   for (unsigned level = 0; level != 70; ++level) {
@@ -273,7 +273,7 @@ TEST(Freeze, refuses_what_doubles_through_views_and_not_through_instances) {
   EXPECT_THAT(refusal(std::move(builder)), Not(testing::IsEmpty()));
 }
 
-TEST(Freeze, takes_a_hierarchy_of_2048_levels_and_refuses_a_deeper_one) {
+TEST(Freeze, TakesAHierarchyOf2048LevelsAndRefusesADeeperOne) {
   const auto db = KEP_DB_BUILDER::freeze(nested(2048, 1));
   EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_size(), 2048U);
   EXPECT_EQ(refusal(nested(2049, 1)),
@@ -284,7 +284,7 @@ TEST(Freeze, takes_a_hierarchy_of_2048_levels_and_refuses_a_deeper_one) {
             "than the 2048 that a model can have");
 }
 
-TEST(Freeze, tells_how_many_occurrences_are_too_many) {
+TEST(Freeze, TellsHowManyOccurrencesAreTooMany) {
   // 31 levels with contents, each twice in the one above, and one entry above the top.
   EXPECT_THAT(refusal(nested(32, 2)),
               testing::MatchesRegex(
@@ -294,7 +294,7 @@ TEST(Freeze, tells_how_many_occurrences_are_too_many) {
   EXPECT_THAT(refusal(nested(70, 2)), HasSubstr("has more than 2^64 occurrences"));
 }
 
-TEST(Freeze, refuses_control_characters_in_names) {
+TEST(Freeze, RefusesControlCharactersInNames) {
   for (const std::string bad : {"a\tb", "a\nb", "a\rb", "\x1b[1m", "a\x7f", "a\xc2\x85"}) {
     const std::string reason = "the name \"" + bad + "\" holds a control character";
     const auto refuses = [&](const char* place, const auto& name_one) {
@@ -328,7 +328,7 @@ TEST(Freeze, refuses_control_characters_in_names) {
   EXPECT_NO_THROW(make_db("module \xc3\xa4\xe2\x82\xac top")) << "what lies beyond ASCII is a letter";
 }
 
-TEST(Freeze, drops_a_net_with_one_port_only_and_one_without_members) {
+TEST(Freeze, DropsANetWithOnePortOnlyAndOneWithoutMembers) {
   const auto db = make_db(R"(
     module A
       ports >i
@@ -350,7 +350,7 @@ TEST(Freeze, drops_a_net_with_one_port_only_and_one_without_members) {
   EXPECT_EQ(module(*db, "T")->get_num_nets(), 2U);
 }
 
-TEST(Freeze, drops_a_net_whose_members_were_moved_away) {
+TEST(Freeze, DropsANetWhoseMembersWereMovedAway) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID top = builder.add_module("T", {});
   builder.add_port(top, "p", KEP_PORT_DIRECTION::INPUT);
@@ -367,7 +367,7 @@ TEST(Freeze, drops_a_net_whose_members_were_moved_away) {
   EXPECT_STREQ(port(*db, "T", "p")->get_net()->get_plain_name(), "renamed");
 }
 
-TEST(Freeze, moves_an_inst_port_that_is_connected_again) {
+TEST(Freeze, MovesAnInstPortThatIsConnectedAgain) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID master = builder.add_module("A", {});
   builder.add_port(master, "i", KEP_PORT_DIRECTION::INPUT);
@@ -384,7 +384,7 @@ TEST(Freeze, moves_an_inst_port_that_is_connected_again) {
   EXPECT_EQ(module(*db, "T")->get_num_nets(), 1U);
 }
 
-TEST(Freeze, keeps_what_was_added_first_and_connected_last_in_the_order_of_the_model) {
+TEST(Freeze, KeepsWhatWasAddedFirstAndConnectedLastInTheOrderOfTheModel) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID top = builder.add_module("T", as_top());
   const KEP_MODULE_ID master = builder.add_module("A", {});
@@ -403,7 +403,7 @@ TEST(Freeze, keeps_what_was_added_first_and_connected_last_in_the_order_of_the_m
   EXPECT_EQ(members, "aj bi bj ");
 }
 
-TEST(Freeze, needs_a_designated_top_where_an_equivalent_is_the_master_of_nothing) {
+TEST(Freeze, NeedsADesignatedTopWhereAnEquivalentIsTheMasterOfNothing) {
   const std::string model = R"(
     module A group=a
     module A_BLC group=a view=BLC

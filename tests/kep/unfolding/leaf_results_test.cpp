@@ -15,7 +15,7 @@ constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
 
 } // namespace
 
-TEST(LeafResults, note_the_highest_module) {
+TEST(LeafResults, NoteTheHighestModule) {
   const auto db = make_db(R"(
     module C
     module B
@@ -46,7 +46,7 @@ TEST(LeafResults, note_the_highest_module) {
   EXPECT_EQ(results.m_top_module, db->get_top_unfolded_module(DEFAULT));
 }
 
-TEST(NetSet, holds_each_net_once_in_order_and_can_be_emptied) {
+TEST(NetSet, HoldsEachNetOnceInOrderAndCanBeEmptied) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID master = builder.add_module("A", {});
   builder.add_port(master, "p", KEP_PORT_DIRECTION::INPUT);

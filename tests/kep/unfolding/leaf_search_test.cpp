@@ -47,7 +47,7 @@ const char* const FLAT = R"(
 
 } // namespace
 
-TEST(VisitTypes, have_binding_values_and_names_for_the_log) {
+TEST(VisitTypes, HaveBindingValuesAndNamesForTheLog) {
   using TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
   EXPECT_EQ(static_cast<int>(TYPE::SKIP), 8);
   EXPECT_EQ(static_cast<int>(TYPE::TERMINATING), 10);
@@ -63,7 +63,7 @@ TEST(VisitTypes, have_binding_values_and_names_for_the_log) {
   EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(1000)), "");
 }
 
-TEST(UnfoldObserver, does_nothing_by_itself) {
+TEST(UnfoldObserver, DoesNothingByItself) {
   KEP_UNFOLD_OBSERVER observer;
   observer.start_uip({});
   observer.start_net({});
@@ -77,7 +77,7 @@ TEST(UnfoldObserver, does_nothing_by_itself) {
   EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
 }
 
-TEST(LeafSearch, from_nowhere_returns_at_once) {
+TEST(LeafSearch, FromNowhereReturnsAtOnce) {
   SEARCH search(FLAT);
   search.run({}, {}, {}, {});
   EXPECT_THAT(search.found(), IsEmpty());
@@ -87,7 +87,7 @@ TEST(LeafSearch, from_nowhere_returns_at_once) {
   EXPECT_THAT(search.log(), IsEmpty());
 }
 
-TEST(LeafSearch, from_a_uip_and_a_port_at_once_is_an_assertion) {
+TEST(LeafSearch, FromAUipAndAPortAtOnceIsAnAssertion) {
   SEARCH search(FLAT);
   KEP_REPORT_CAPTURE capture;
   try {
@@ -100,7 +100,7 @@ TEST(LeafSearch, from_a_uip_and_a_port_at_once_is_an_assertion) {
   EXPECT_THAT(search.log(), IsEmpty());
 }
 
-TEST(LeafSearch, goes_from_a_driver_to_its_loads) {
+TEST(LeafSearch, GoesFromADriverToItsLoads) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"l:i", "b/x:i", "b/y:i"};
   search.from("d:o");
@@ -115,7 +115,7 @@ TEST(LeafSearch, goes_from_a_driver_to_its_loads) {
   EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
 }
 
-TEST(LeafSearch, from_a_net_walked_before_returns_after_its_own_visit) {
+TEST(LeafSearch, FromANetWalkedBeforeReturnsAfterItsOwnVisit) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"l:i"};
   search.from("l:i");
@@ -128,7 +128,7 @@ TEST(LeafSearch, from_a_net_walked_before_returns_after_its_own_visit) {
   EXPECT_EQ(search.results.m_visited_nets.size(), nets);
 }
 
-TEST(LeafSearch, notes_the_module_even_where_the_net_was_walked_before) {
+TEST(LeafSearch, NotesTheModuleEvenWhereTheNetWasWalkedBefore) {
   SEARCH search(FLAT);
   search.from(search.port("b", "i"));
   EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT));
@@ -139,7 +139,7 @@ TEST(LeafSearch, notes_the_module_even_where_the_net_was_walked_before) {
   EXPECT_THAT(search.log(), ElementsAre("12 port b:i"));
 }
 
-TEST(LeafSearch, of_a_point_without_a_net_ends_after_its_visit) {
+TEST(LeafSearch, OfAPointWithoutANetEndsAfterItsVisit) {
   SEARCH search("module A \n ports >i <o \n module T top \n ports >p \n inst a A");
   search.from("a:o");
   search.from(search.port("", "p"));
@@ -147,7 +147,7 @@ TEST(LeafSearch, of_a_point_without_a_net_ends_after_its_visit) {
   EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
 }
 
-TEST(LeafSearch, starts_at_a_terminating_point_and_ends_there) {
+TEST(LeafSearch, StartsAtATerminatingPointAndEndsThere) {
   SEARCH search(FLAT);
   search.script.m_terminating = {"d:o", "l:i"};
   search.from("d:o");
@@ -157,7 +157,7 @@ TEST(LeafSearch, starts_at_a_terminating_point_and_ends_there) {
   EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
 }
 
-TEST(LeafSearch, a_terminating_start_that_is_excluded_is_none) {
+TEST(LeafSearch, ATerminatingStartThatIsExcludedIsNone) {
   SEARCH search(FLAT);
   search.script.m_terminating = {"d:o", "l:i"};
   search.from(uip(*search.db, "d:o"), uip(*search.db, "d:o"));
@@ -166,7 +166,7 @@ TEST(LeafSearch, a_terminating_start_that_is_excluded_is_none) {
   EXPECT_THAT(search.log(), testing::Not(testing::Contains("10 d:o")));
 }
 
-TEST(LeafSearch, stops_at_a_terminating_point_before_it_asks_for_a_way_through) {
+TEST(LeafSearch, StopsAtATerminatingPointBeforeItAsksForAWayThrough) {
   SEARCH search(FLAT);
   search.script.m_terminating = {"l:i"};
   search.script.m_through["l:i"] = {"l:o"};
@@ -176,7 +176,7 @@ TEST(LeafSearch, stops_at_a_terminating_point_before_it_asks_for_a_way_through) 
   EXPECT_THAT(search.script.m_asked_through, testing::Not(testing::Contains("l:i")));
 }
 
-TEST(LeafSearch, passes_an_excluded_uip_in_silence) {
+TEST(LeafSearch, PassesAnExcludedUipInSilence) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"l:i"};
   search.script.m_terminating = {"l:i"};
@@ -186,7 +186,7 @@ TEST(LeafSearch, passes_an_excluded_uip_in_silence) {
     EXPECT_THAT(line, testing::Not(testing::HasSubstr("l:i")));
 }
 
-TEST(LeafSearch, tells_an_ignored_point_as_an_end_and_does_not_find_it) {
+TEST(LeafSearch, TellsAnIgnoredPointAsAnEndAndDoesNotFindIt) {
   SEARCH search(FLAT);
   search.script.m_ignored = {"l:i", "b:i", "e:i"};
   search.script.m_leaf = {"l:i"};
@@ -199,7 +199,7 @@ TEST(LeafSearch, tells_an_ignored_point_as_an_end_and_does_not_find_it) {
   EXPECT_THAT(search.script.m_asked_through, IsEmpty());
 }
 
-TEST(LeafSearch, hands_the_excludes_and_the_point_at_hand_to_the_ignore_test) {
+TEST(LeafSearch, HandsTheExcludesAndThePointAtHandToTheIgnoreTest) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"l:i"};
   search.from(uip(*search.db, "d:o"), uip(*search.db, "e:i"), search.port("", "p"));
@@ -209,7 +209,7 @@ TEST(LeafSearch, hands_the_excludes_and_the_point_at_hand_to_the_ignore_test) {
       << "below the start the excludes are empty";
 }
 
-TEST(LeafSearch, in_direction_0_passes_outputs_of_instances_and_inputs_of_modules) {
+TEST(LeafSearch, InDirection0PassesOutputsOfInstancesAndInputsOfModules) {
   SEARCH search(R"(
     module LEAF
       ports >i <o =z
@@ -229,7 +229,7 @@ TEST(LeafSearch, in_direction_0_passes_outputs_of_instances_and_inputs_of_module
                           "13 port :q", "11 port :q", "13 port :r", "11 port :r"));
 }
 
-TEST(LeafSearch, in_direction_1_passes_inputs_of_instances_and_outputs_of_modules) {
+TEST(LeafSearch, InDirection1PassesInputsOfInstancesAndOutputsOfModules) {
   SEARCH search(R"(
     module LEAF
       ports >i <o =z
@@ -249,7 +249,7 @@ TEST(LeafSearch, in_direction_1_passes_inputs_of_instances_and_outputs_of_module
                           "11 port :p", "11 port :q", "13 port :r", "11 port :r"));
 }
 
-TEST(LeafSearch, in_direction_2_passes_nothing) {
+TEST(LeafSearch, InDirection2PassesNothing) {
   SEARCH search(R"(
     module LEAF
       ports >i <o =z
@@ -269,7 +269,7 @@ TEST(LeafSearch, in_direction_2_passes_nothing) {
   EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::BOTH), 2);
 }
 
-TEST(LeafSearch, a_leaf_on_which_it_stands_is_passed_over) {
+TEST(LeafSearch, ALeafOnWhichItStandsIsPassedOver) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"l:i", "d:o"};
   search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
@@ -279,7 +279,7 @@ TEST(LeafSearch, a_leaf_on_which_it_stands_is_passed_over) {
   EXPECT_THAT(search.log(), testing::Not(testing::Contains("11 l:i")));
 }
 
-TEST(LeafSearch, goes_down_in_the_first_view_of_the_rank_that_the_master_has) {
+TEST(LeafSearch, GoesDownInTheFirstViewOfTheRankThatTheMasterHas) {
   const char* const model = R"(
     module LEAF
       ports >i
@@ -314,7 +314,7 @@ TEST(LeafSearch, goes_down_in_the_first_view_of_the_rank_that_the_master_has) {
   EXPECT_THAT(silent.log(), ElementsAre("12 port :p", "net n")) << "without a view the uip ends in silence";
 }
 
-TEST(LeafSearch, climbs_out_of_modules_and_down_again_depth_first) {
+TEST(LeafSearch, ClimbsOutOfModulesAndDownAgainDepthFirst) {
   SEARCH search(R"(
     module LEAF
       ports >i <o
@@ -347,7 +347,7 @@ TEST(LeafSearch, climbs_out_of_modules_and_down_again_depth_first) {
   EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
 }
 
-TEST(LeafSearch, ends_at_a_terminating_point_on_the_outside_of_a_port) {
+TEST(LeafSearch, EndsAtATerminatingPointOnTheOutsideOfAPort) {
   SEARCH search(R"(
     module LEAF
       ports <o
@@ -366,7 +366,7 @@ TEST(LeafSearch, ends_at_a_terminating_point_on_the_outside_of_a_port) {
   EXPECT_EQ(search.results.m_visited_nets.size(), 1U);
 }
 
-TEST(LeafSearch, does_not_climb_out_where_it_came_in) {
+TEST(LeafSearch, DoesNotClimbOutWhereItCameIn) {
   SEARCH search(R"(
     module LEAF
       ports =z
@@ -388,14 +388,14 @@ TEST(LeafSearch, does_not_climb_out_where_it_came_in) {
       << "no visit for the port on which it stands";
 }
 
-TEST(LeafSearch, passes_an_excluded_port_in_silence) {
+TEST(LeafSearch, PassesAnExcludedPortInSilence) {
   SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
   search.from(uip(*search.db, "d:o"), {}, search.port("", "q"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":r"));
   EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "13 port :r", "11 port :r"));
 }
 
-TEST(LeafSearch, tells_an_ignored_port_as_an_end) {
+TEST(LeafSearch, TellsAnIgnoredPortAsAnEnd) {
   SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
   search.script.m_ignored_ports = {":q"};
   search.from("d:o");
@@ -403,7 +403,7 @@ TEST(LeafSearch, tells_an_ignored_port_as_an_end) {
   EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "11 port :q", "13 port :r", "11 port :r"));
 }
 
-TEST(LeafSearch, finds_the_top_port_from_which_it_starts_without_a_visit) {
+TEST(LeafSearch, FindsTheTopPortFromWhichItStartsWithoutAVisit) {
   SEARCH search("module L \n ports >i \n module T top \n ports =q =r \n inst d L \n net n d.i q r");
   search.script.m_leaf = {"d:i"};
   search.from(search.port("", "q"));
@@ -412,14 +412,14 @@ TEST(LeafSearch, finds_the_top_port_from_which_it_starts_without_a_visit) {
   EXPECT_THAT(search.log(), ElementsAre("12 port :q", "net n", "11 d:i", "13 port :r", "11 port :r"));
 }
 
-TEST(LeafSearch, an_input_of_the_module_on_which_it_stands_gets_no_visit) {
+TEST(LeafSearch, AnInputOfTheModuleOnWhichItStandsGetsNoVisit) {
   SEARCH search(FLAT);
   search.script.m_leaf = {"b/x:i", "b/y:i"};
   search.from(search.port("b", "i"));
   EXPECT_THAT(search.log(), ElementsAre("12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i"));
 }
 
-TEST(LeafSearch, leaves_equivalents_of_the_top_at_their_ports) {
+TEST(LeafSearch, LeavesEquivalentsOfTheTopAtTheirPorts) {
   SEARCH search(R"(
     module L
       ports <o

@@ -37,7 +37,7 @@ const char* const SKIPS = R"(
 
 } // namespace
 
-TEST(LeafSearch, goes_across_skip_paths_in_the_order_of_their_outputs) {
+TEST(LeafSearch, GoesAcrossSkipPathsInTheOrderOfTheirOutputs) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
   search.script.m_through["a:i"] = {"a:z", "a:o"};
@@ -47,7 +47,7 @@ TEST(LeafSearch, goes_across_skip_paths_in_the_order_of_their_outputs) {
                                         "12 a:o", "net m", "11 b:i", "11 s:i", "11 u:i"));
 }
 
-TEST(LeafSearch, takes_an_input_behind_a_skip_path_as_a_result) {
+TEST(LeafSearch, TakesAnInputBehindASkipPathAsAResult) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"u:i"};
   search.script.m_through["a:i"] = {"a:far", "a:o"};
@@ -57,7 +57,7 @@ TEST(LeafSearch, takes_an_input_behind_a_skip_path_as_a_result) {
   EXPECT_THAT(search.log(), ElementsAre("12 port :p", "net n", "8 a:i", "10 a:far", "10 a:o", "11 u:i"));
 }
 
-TEST(LeafSearch, finds_an_output_of_two_skip_paths_twice) {
+TEST(LeafSearch, FindsAnOutputOfTwoSkipPathsTwice) {
   SEARCH search(SKIPS);
   search.script.m_through["a:i"] = {"a:far"};
   search.script.m_through["u:i"] = {"a:far"};
@@ -65,7 +65,7 @@ TEST(LeafSearch, finds_an_output_of_two_skip_paths_twice) {
   EXPECT_THAT(search.found(), ElementsAre("a:far", "a:far")) << "results are not made unique";
 }
 
-TEST(LeafSearch, prefers_the_way_through_to_a_leaf) {
+TEST(LeafSearch, PrefersTheWayThroughToALeaf) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"a:i", "s:i"};
   search.script.m_through["a:i"] = {"a:o"};
@@ -73,7 +73,7 @@ TEST(LeafSearch, prefers_the_way_through_to_a_leaf) {
   EXPECT_THAT(search.found(), ElementsAre("s:i"));
 }
 
-TEST(LeafSearch, walks_through_the_point_on_which_it_stands) {
+TEST(LeafSearch, WalksThroughThePointOnWhichItStands) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"s:i", "u:i"};
   search.script.m_through["a:i"] = {"a:o"};
@@ -82,7 +82,7 @@ TEST(LeafSearch, walks_through_the_point_on_which_it_stands) {
                                         "11 u:i", "11 port :p"));
 }
 
-TEST(LeafSearch, walks_a_cycle_once) {
+TEST(LeafSearch, WalksACycleOnce) {
   SEARCH search(R"(
     module MUX
       ports >i <o
@@ -100,7 +100,7 @@ TEST(LeafSearch, walks_a_cycle_once) {
   EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
 }
 
-TEST(LeafSearch, shares_visited_nets_between_searches_of_one_record) {
+TEST(LeafSearch, SharesVisitedNetsBetweenSearchesOfOneRecord) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
   search.from("a:o");
@@ -116,7 +116,7 @@ TEST(LeafSearch, shares_visited_nets_between_searches_of_one_record) {
   EXPECT_THAT(search.found(), ElementsAre("t:i", "b:i", "s:i", "u:i"));
 }
 
-TEST(LeafSearch, lets_a_failure_of_the_predicate_through_and_can_be_used_again) {
+TEST(LeafSearch, LetsAFailureOfThePredicateThroughAndCanBeUsedAgain) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
   search.script.m_through["a:i"] = {"a:z", "a:o"};
@@ -130,7 +130,7 @@ TEST(LeafSearch, lets_a_failure_of_the_predicate_through_and_can_be_used_again) 
   EXPECT_EQ(search.log().back(), "11 u:i");
 }
 
-TEST(LeafSearch, takes_a_start_that_stands_in_its_own_results) {
+TEST(LeafSearch, TakesAStartThatStandsInItsOwnResults) {
   SEARCH search(SKIPS);
   search.script.m_terminating = {"a:o"};
   search.results.m_uips.push_back(uip(*search.db, "a:o"));
@@ -139,7 +139,7 @@ TEST(LeafSearch, takes_a_start_that_stands_in_its_own_results) {
   EXPECT_THAT(search.found(), ElementsAre("a:o", "a:o"));
 }
 
-TEST(LeafSearch, follows_200000_skip_paths_without_a_deep_stack) {
+TEST(LeafSearch, Follows200000SkipPathsWithoutADeepStack) {
   constexpr unsigned HOPS = 200000;
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID mux = builder.add_module("MUX", {});
@@ -185,7 +185,7 @@ TEST(LeafSearch, follows_200000_skip_paths_without_a_deep_stack) {
   EXPECT_EQ(results.m_visited_nets.size(), HOPS);
 }
 
-TEST(LeafSearch, gives_every_question_for_a_way_through_an_empty_list) {
+TEST(LeafSearch, GivesEveryQuestionForAWayThroughAnEmptyList) {
   SEARCH search(SKIPS);
   search.script.m_leaf = {"s:i", "t:i", "u:i"};
   search.script.m_through["a:i"] = {"a:z", "a:o"};
@@ -195,7 +195,7 @@ TEST(LeafSearch, gives_every_question_for_a_way_through_an_empty_list) {
   EXPECT_EQ(search.script.m_lists_not_empty, 0U);
 }
 
-TEST(LeafSearch, takes_the_list_of_a_predicate_that_replaces_it) {
+TEST(LeafSearch, TakesTheListOfAPredicateThatReplacesIt) {
   SEARCH search(SKIPS);
   search.script.m_replaces_list = true;
   search.script.m_leaf = {"s:i", "t:i", "u:i"};

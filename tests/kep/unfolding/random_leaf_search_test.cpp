@@ -286,7 +286,7 @@ private:
 
 } // namespace
 
-TEST(RandomLeafSearch, does_what_plain_recursion_does) {
+TEST(RandomLeafSearch, DoesWhatPlainRecursionDoes) {
   COUNTS counts;
   test_model::RANDOM_MODEL_LIMITS limits;
   limits.m_max_size = 120;

@@ -322,7 +322,7 @@ private:
 
 } // namespace
 
-TEST(RandomHierarchies, unfold_as_they_do_when_spelled_out) {
+TEST(RandomHierarchies, UnfoldAsTheyDoWhenSpelledOut) {
   COUNTS counts;
   test_model::RANDOM_MODEL_LIMITS limits;
   limits.m_max_size = 80;
@@ -345,7 +345,7 @@ TEST(RandomHierarchies, unfold_as_they_do_when_spelled_out) {
   EXPECT_GT(counts.m_foreign_modules, 1000U);
 }
 
-TEST(RandomHierarchies, give_every_view_of_a_path_of_names) {
+TEST(RandomHierarchies, GiveEveryViewOfAPathOfNames) {
   std::size_t several = 0, none = 0;
   for (std::uint64_t seed = 0; seed != SEEDS; ++seed) {
     const auto db = test_model::make_random_db(seed);

@@ -61,7 +61,7 @@ protected:
 
 } // namespace
 
-TEST(RelativePathValue, is_four_words_and_invalid_by_default) {
+TEST(RelativePathValue, IsFourWordsAndInvalidByDefault) {
   static_assert(sizeof(KEP_RELATIVE_PATH) == 4 * sizeof(std::uint32_t));
   static_assert(std::is_trivially_copyable_v<KEP_RELATIVE_PATH>);
   const KEP_RELATIVE_PATH path;
@@ -75,7 +75,7 @@ TEST(RelativePathValue, is_four_words_and_invalid_by_default) {
   EXPECT_EQ(db->get_top_unfolded_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
 }
 
-TEST_F(RelativePath, of_an_empty_chain_names_a_port_of_the_module_itself) {
+TEST_F(RelativePath, OfAnEmptyChainNamesAPortOfTheModuleItself) {
   for (const KEP_MODULE* each : db->iter_modules(true))
     for (const KEP_PORT* own : each->iter_ports()) {
       const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({}, own);
@@ -89,7 +89,7 @@ TEST_F(RelativePath, of_an_empty_chain_names_a_port_of_the_module_itself) {
   EXPECT_EQ(top + KEP_RELATIVE_PATH::create({}, port(*db, "TOP", "p")), top);
 }
 
-TEST_F(RelativePath, leads_from_a_module_down_its_chain) {
+TEST_F(RelativePath, LeadsFromAModuleDownItsChain) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, k}, mux_b);
   ASSERT_TRUE(path);
   EXPECT_EQ(path.get_port(db.get()), mux_b);
@@ -98,14 +98,14 @@ TEST_F(RelativePath, leads_from_a_module_down_its_chain) {
   EXPECT_EQ(top + path, unfolded_instance(*db, "t/k").get_module(DEFAULT));
 }
 
-TEST_F(RelativePath, goes_through_the_view_that_holds_the_next_instance) {
+TEST_F(RelativePath, GoesThroughTheViewThatHoldsTheNextInstance) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, m, x}, port(*db, "ATOM", "i"));
   ASSERT_TRUE(path);
   EXPECT_EQ(top + path, unfolded_instance(*db, "t/m@BLC/x").get_module(DEFAULT));
   EXPECT_THAT(path.get_instances(db.get()), ElementsAre(t, m, x));
 }
 
-TEST_F(RelativePath, ends_in_the_view_that_owns_the_port) {
+TEST_F(RelativePath, EndsInTheViewThatOwnsThePort) {
   const KEP_PORT* blc_b = port(*db, "MUX_BLC", "b");
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, m}, blc_b);
   EXPECT_EQ(path.get_port(db.get()), blc_b);
@@ -113,7 +113,7 @@ TEST_F(RelativePath, ends_in_the_view_that_owns_the_port) {
   EXPECT_FALSE(path == KEP_RELATIVE_PATH::create({t, m}, mux_b));
 }
 
-TEST_F(RelativePath, is_invalid_for_a_chain_that_does_not_hang_together) {
+TEST_F(RelativePath, IsInvalidForAChainThatDoesNotHangTogether) {
   EXPECT_FALSE(KEP_RELATIVE_PATH::create({m, t}, mux_b)) << "out of order";
   EXPECT_FALSE(KEP_RELATIVE_PATH::create({t, t}, mux_b)) << "not held by the master before";
   EXPECT_FALSE(KEP_RELATIVE_PATH::create({t, x}, port(*db, "ATOM", "i"))) << "a level left out";
@@ -123,7 +123,7 @@ TEST_F(RelativePath, is_invalid_for_a_chain_that_does_not_hang_together) {
   EXPECT_FALSE(KEP_RELATIVE_PATH::create({}, nullptr));
 }
 
-TEST_F(RelativePath, is_the_difference_of_a_port_and_a_module_above) {
+TEST_F(RelativePath, IsTheDifferenceOfAPortAndAModuleAbove) {
   const KEP_UNFOLDED_PORT deep =
       unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
   const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT);
@@ -133,7 +133,7 @@ TEST_F(RelativePath, is_the_difference_of_a_port_and_a_module_above) {
   EXPECT_EQ(top + (deep - top), deep.get_parent());
 }
 
-TEST_F(RelativePath, is_equal_at_every_occurrence_of_the_module) {
+TEST_F(RelativePath, IsEqualAtEveryOccurrenceOfTheModule) {
   const auto difference = [&](const char* tile, const char* mux) {
     return unfolded_instance(*db, std::string(tile) + "/" + mux)
                .get_module(DEFAULT)
@@ -145,7 +145,7 @@ TEST_F(RelativePath, is_equal_at_every_occurrence_of_the_module) {
   EXPECT_FALSE(difference("t", "m") == difference("t", "k"));
 }
 
-TEST_F(RelativePath, from_a_module_that_is_not_above_the_port_is_invalid) {
+TEST_F(RelativePath, FromAModuleThatIsNotAboveThePortIsInvalid) {
   const KEP_UNFOLDED_PORT deep =
       unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
   EXPECT_FALSE(deep - unfolded_instance(*db, "t").get_module(DEFAULT)) << "beside";
@@ -156,13 +156,13 @@ TEST_F(RelativePath, from_a_module_that_is_not_above_the_port_is_invalid) {
   EXPECT_FALSE(own - unfolded_instance(*db, "u").get_module(DEFAULT)) << "below the port";
 }
 
-TEST_F(RelativePath, below_a_module_in_which_it_does_not_start_leads_nowhere) {
+TEST_F(RelativePath, BelowAModuleInWhichItDoesNotStartLeadsNowhere) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({k}, mux_b);
   EXPECT_EQ(top + path, KEP_UNFOLDED_MODULE());
   EXPECT_EQ(unfolded_instance(*db, "u/k").get_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
 }
 
-TEST_F(RelativePath, carries_a_fact_to_a_like_place) {
+TEST_F(RelativePath, CarriesAFactToALikePlace) {
   // The way of a redundant port: path, module below another occurrence, instance, inst port, uip.
   const KEP_UNFOLDED_PORT known =
       unfolded_instance(*db, "t/m").get_module(DEFAULT).get_unfolded_port_by_index(1);
@@ -173,7 +173,7 @@ TEST_F(RelativePath, carries_a_fact_to_a_like_place) {
   EXPECT_EQ(like.get_unfolding_of_inst_port(inst_port), test_model::uip(*db, "u/m:b"));
 }
 
-TEST_F(RelativePath, into_a_foreign_module_is_decoded_by_either_database) {
+TEST_F(RelativePath, IntoAForeignModuleIsDecodedByEitherDatabase) {
   KEP_PORT* i = port(*db, "ATOM", "i");
   const KEP_RELATIVE_PATH path =
       KEP_RELATIVE_PATH::create({instance(*db, "TOP", "f"), instance(*db, "FAR", "a")}, i);
@@ -183,7 +183,7 @@ TEST_F(RelativePath, into_a_foreign_module_is_decoded_by_either_database) {
   EXPECT_EQ(top + path, unfolded_instance(*db, "f/a").get_module(DEFAULT));
 }
 
-TEST_F(RelativePath, hashes_its_four_words_in_order) {
+TEST_F(RelativePath, HashesItsFourWordsInOrder) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, k}, mux_b);
   std::size_t expected = 0;
   for (const std::uint32_t word : path.get_words())
@@ -196,7 +196,7 @@ TEST_F(RelativePath, hashes_its_four_words_in_order) {
   EXPECT_EQ(set.size(), 2U);
 }
 
-TEST_F(RelativePath, tables_are_created_only_when_asked_to) {
+TEST_F(RelativePath, TablesAreCreatedOnlyWhenAskedTo) {
   EXPECT_FALSE(db->get_relative_paths("wanted").valid());
   EXPECT_FALSE(db->get_relative_paths("wanted").valid()) << "asking created nothing";
   EXPECT_TRUE(db->find_or_create_relative_paths("wanted").valid());
@@ -205,7 +205,7 @@ TEST_F(RelativePath, tables_are_created_only_when_asked_to) {
   EXPECT_THAT(db->get_relative_paths("wanted").get_modules(), IsEmpty());
 }
 
-TEST_F(RelativePath, maps_of_a_module_are_created_only_when_asked_to) {
+TEST_F(RelativePath, MapsOfAModuleAreCreatedOnlyWhenAskedTo) {
   KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("table");
   const KEP_MODULE* tile = module(*db, "TILE");
   EXPECT_FALSE(table.find_path_mappings_for_module(tile).exists());
@@ -218,7 +218,7 @@ TEST_F(RelativePath, maps_of_a_module_are_created_only_when_asked_to) {
   EXPECT_THAT(table.get_modules(), ElementsAre(tile));
 }
 
-TEST_F(RelativePath, tables_keep_paths_in_order_and_each_once) {
+TEST_F(RelativePath, TablesKeepPathsInOrderAndEachOnce) {
   KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("table");
   KEP_MODULE_RELATIVE_PATH_MAP map = table.find_or_create_paths_for_module(module(*db, "TILE"));
   map.reserve(10, false);
@@ -233,7 +233,7 @@ TEST_F(RelativePath, tables_keep_paths_in_order_and_each_once) {
   EXPECT_EQ(map.get_path(1)->get_path(), KEP_RELATIVE_PATH::create({}, port(*db, "TILE", "in")));
 }
 
-TEST_F(RelativePath, tables_refuse_a_path_that_starts_elsewhere_or_does_not_hang_together) {
+TEST_F(RelativePath, TablesRefuseAPathThatStartsElsewhereOrDoesNotHangTogether) {
   KEP_MODULE_RELATIVE_PATH_MAP map =
       db->find_or_create_relative_paths("table").find_or_create_paths_for_module(module(*db, "TILE"));
   EXPECT_EQ(map.add_path({t, k}, mux_b), nullptr);
@@ -242,7 +242,7 @@ TEST_F(RelativePath, tables_refuse_a_path_that_starts_elsewhere_or_does_not_hang
   EXPECT_EQ(map.size(), 0U);
 }
 
-TEST_F(RelativePath, tables_outlive_their_handles_and_are_apart_by_name) {
+TEST_F(RelativePath, TablesOutliveTheirHandlesAndAreApartByName) {
   {
     KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("one");
     table.find_or_create_paths_for_module(module(*db, "TOP")).add_path({u}, port(*db, "TILE", "in"));
@@ -257,7 +257,7 @@ TEST_F(RelativePath, tables_outlive_their_handles_and_are_apart_by_name) {
             1U);
 }
 
-TEST(RelativePathTable, keeps_its_paths_where_they_are_while_others_are_added) {
+TEST(RelativePathTable, KeepsItsPathsWhereTheyAreWhileOthersAreAdded) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID master = builder.add_module("A", {});
   builder.add_port(master, "p", KEP_PORT_DIRECTION::INPUT);
@@ -280,7 +280,7 @@ TEST(RelativePathTable, keeps_its_paths_where_they_are_while_others_are_added) {
   }
 }
 
-TEST(RelativePaths, from_a_module_of_another_database_are_invalid) {
+TEST(RelativePaths, FromAModuleOfAnotherDatabaseAreInvalid) {
   const auto one = make_db("module A \n ports >p \n module T top \n inst a A");
   const auto two = make_db("module A \n ports >p \n module T top \n inst a A");
   const KEP_UNFOLDED_PORT deep =

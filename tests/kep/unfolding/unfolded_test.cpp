@@ -80,7 +80,7 @@ void expect_two_plain_words() {
 
 } // namespace
 
-TEST(UnfoldedValues, are_two_words_and_empty_by_default) {
+TEST(UnfoldedValues, AreTwoWordsAndEmptyByDefault) {
   expect_two_plain_words<KEP_UNFOLDED_MODULE>();
   expect_two_plain_words<KEP_UNFOLDED_INSTANCE>();
   expect_two_plain_words<KEP_UNFOLDED_PORT>();
@@ -88,7 +88,7 @@ TEST(UnfoldedValues, are_two_words_and_empty_by_default) {
   expect_two_plain_words<KEP_UNFOLDED_NET>();
 }
 
-TEST(UnfoldedValues, are_copied_as_plain_memory) {
+TEST(UnfoldedValues, AreCopiedAsPlainMemory) {
   const auto db = make_db(DEVICE);
   const KEP_UNFOLDED_INST_PORT original = uip(*db, "a/t:in");
   KEP_UNFOLDED_INST_PORT copy;
@@ -98,7 +98,7 @@ TEST(UnfoldedValues, are_copied_as_plain_memory) {
   EXPECT_EQ(copy.get_name(STYLE), "a/t:in");
 }
 
-TEST(EmptyValues, have_total_operations) {
+TEST(EmptyValues, HaveTotalOperations) {
   const KEP_VIEW_TYPE_RANK rank(LOGICAL);
   const auto db = make_db(DEVICE);
 
@@ -145,14 +145,14 @@ TEST(EmptyValues, have_total_operations) {
   EXPECT_FALSE(net < KEP_UNFOLDED_NET());
 }
 
-TEST_F(Unfolded, a_view_without_a_top_gives_an_empty_module) {
+TEST_F(Unfolded, AViewWithoutATopGivesAnEmptyModule) {
   EXPECT_EQ(top.m_object, module(*db, "TOP"));
   EXPECT_EQ(db->get_top_unfolded_module(LOGICAL), top);
   EXPECT_EQ(db->get_top_unfolded_module(BLC).m_object, module(*db, "TOP_BLC"));
   EXPECT_EQ(db->get_top_unfolded_module(KEP_VIEW_TYPE::VIEW_1), KEP_UNFOLDED_MODULE());
 }
 
-TEST_F(Unfolded, a_walk_upward_ends_at_the_top) {
+TEST_F(Unfolded, AWalkUpwardEndsAtTheTop) {
   KEP_UNFOLDED_MODULE at = unfolded_instance(*db, "a/t/m").get_module(BLC);
   std::vector<std::string> seen;
   while (true) {
@@ -165,7 +165,7 @@ TEST_F(Unfolded, a_walk_upward_ends_at_the_top) {
   EXPECT_EQ(at, top);
 }
 
-TEST_F(Unfolded, names_leave_out_the_top) {
+TEST_F(Unfolded, NamesLeaveOutTheTop) {
   EXPECT_EQ(unfolded_instance(*db, "a").get_name(STYLE), "a");
   EXPECT_EQ(unfolded_instance(*db, "a/t/m@BLC/x").get_name(STYLE), "a/t/m/x");
   EXPECT_EQ(uip(*db, "a/t/m:z").get_name(STYLE), "a/t/m:z");
@@ -181,7 +181,7 @@ TEST_F(Unfolded, names_leave_out_the_top) {
   EXPECT_EQ(top.get_unfolded_port_by_index(0).get_name(other), "#p");
 }
 
-TEST_F(Unfolded, the_same_object_at_two_places_is_two_values) {
+TEST_F(Unfolded, TheSameObjectAtTwoPlacesIsTwoValues) {
   EXPECT_FALSE(uip(*db, "a/t:in") == uip(*db, "b/t:in"));
   EXPECT_EQ(uip(*db, "a/t:in").m_object, uip(*db, "b/t:in").m_object);
   EXPECT_FALSE(uip(*db, "a/t:in") == uip(*db, "a/u:in"));
@@ -189,7 +189,7 @@ TEST_F(Unfolded, the_same_object_at_two_places_is_two_values) {
                unfolded_instance(*db, "a/t/m").get_module(LOGICAL));
 }
 
-TEST_F(Unfolded, an_unconnected_port_has_no_net) {
+TEST_F(Unfolded, AnUnconnectedPortHasNoNet) {
   EXPECT_EQ(uip(*db, "s:open").get_unfolded_net().m_object, nullptr);
   EXPECT_EQ(uip(*db, "s:in").get_unfolded_net().m_object, nullptr);
   const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "s").get_module(DEFAULT);
@@ -197,7 +197,7 @@ TEST_F(Unfolded, an_unconnected_port_has_no_net) {
   EXPECT_NE(tile.get_unfolded_port_by_index(0).get_unfolded_net().m_object, nullptr);
 }
 
-TEST_F(Unfolded, a_net_has_the_ports_and_uips_of_its_place) {
+TEST_F(Unfolded, ANetHasThePortsAndUipsOfItsPlace) {
   const KEP_UNFOLDED_NET net = uip(*db, "b/t:in").get_unfolded_net();
   std::vector<std::string> members;
   for (const KEP_UNFOLDED_PORT& each : net.iter_ports())
@@ -209,7 +209,7 @@ TEST_F(Unfolded, a_net_has_the_ports_and_uips_of_its_place) {
   EXPECT_EQ((*net.iter_ports().begin()).get_unfolded_inst_port(), uip(*db, "b:g"));
 }
 
-TEST_F(Unfolded, nets_are_keys_of_ordered_and_hashed_sets) {
+TEST_F(Unfolded, NetsAreKeysOfOrderedAndHashedSets) {
   std::set<KEP_UNFOLDED_NET> ordered;
   std::unordered_set<KEP_UNFOLDED_NET> hashed;
   for (const char* name : {"a:g", "b:g", "a/t:in", "a/t:out", "a/u:in", "b/t:in", "b/u:in", "a/t/m:a"}) {
@@ -220,14 +220,14 @@ TEST_F(Unfolded, nets_are_keys_of_ordered_and_hashed_sets) {
   EXPECT_EQ(hashed.size(), 6U);
 }
 
-TEST_F(Unfolded, the_ip_root_instance_is_the_innermost_one_itself_included) {
+TEST_F(Unfolded, TheIpRootInstanceIsTheInnermostOneItselfIncluded) {
   EXPECT_EQ(unfolded_instance(*db, "a/t/m").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
   EXPECT_EQ(unfolded_instance(*db, "a/t/m@BLC/x").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
   EXPECT_EQ(unfolded_instance(*db, "a/t").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
   EXPECT_EQ(unfolded_instance(*db, "a").get_ip_root_instance().m_object, nullptr);
 }
 
-TEST(IpRootInstance, asks_the_plain_master_whatever_view_was_entered) {
+TEST(IpRootInstance, AsksThePlainMasterWhateverViewWasEntered) {
   const auto db = make_db(R"(
     module CELL
     module PLAIN group=r ip_root
@@ -246,7 +246,7 @@ TEST(IpRootInstance, asks_the_plain_master_whatever_view_was_entered) {
   EXPECT_EQ(unfolded_instance(*db, "b@BLC/c").get_ip_root_instance().m_object, nullptr);
 }
 
-TEST_F(Unfolded, a_rank_that_finds_no_view_gives_an_empty_value) {
+TEST_F(Unfolded, ARankThatFindsNoViewGivesAnEmptyValue) {
   const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1, KEP_VIEW_TYPE::LOGICAL_TWIN);
   EXPECT_EQ(unfolded_instance(*db, "a").get_module(none), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(uip(*db, "a:g").get_unfolded_port(none), KEP_UNFOLDED_PORT());
@@ -257,7 +257,7 @@ TEST_F(Unfolded, a_rank_that_finds_no_view_gives_an_empty_value) {
             module(*db, "TILE"));
 }
 
-TEST_F(Unfolded, the_ports_of_every_top_have_nothing_outside) {
+TEST_F(Unfolded, ThePortsOfEveryTopHaveNothingOutside) {
   for (const KEP_VIEW_TYPE view : {LOGICAL, BLC}) {
     const KEP_UNFOLDED_MODULE each = db->get_top_unfolded_module(view);
     EXPECT_EQ(each.get_unfolded_instance().m_object, nullptr);
@@ -267,18 +267,18 @@ TEST_F(Unfolded, the_ports_of_every_top_have_nothing_outside) {
   EXPECT_FALSE(db->get_top_unfolded_module(LOGICAL) == db->get_top_unfolded_module(BLC));
 }
 
-TEST_F(Unfolded, a_uip_knows_its_database) {
+TEST_F(Unfolded, AUipKnowsItsDatabase) {
   EXPECT_EQ(uip(*db, "a/t/m:z").get_db(), db.get());
 }
 
-TEST_F(Unfolded, instances_are_found_by_path_in_every_view_of_the_masters) {
+TEST_F(Unfolded, InstancesAreFoundByPathInEveryViewOfTheMasters) {
   EXPECT_THAT(db->find_unfolded_instances("a/t"), ElementsAre(unfolded_instance(*db, "a/t")));
   EXPECT_THAT(db->find_unfolded_instances("a/t/m/x"), ElementsAre(unfolded_instance(*db, "a/t/m@BLC/x")));
   EXPECT_THAT(db->find_unfolded_instances("a/t/none"), testing::IsEmpty());
   EXPECT_THAT(db->find_unfolded_instances(""), testing::IsEmpty());
 }
 
-TEST_F(Unfolded, attributes_are_those_of_one_position) {
+TEST_F(Unfolded, AttributesAreThoseOfOnePosition) {
   KEP_LEGACY_API* api = db->get_legacy_api();
   ASSERT_NE(api, nullptr);
   EXPECT_EQ(db->get_legacy_api(), api);
@@ -296,7 +296,7 @@ TEST_F(Unfolded, attributes_are_those_of_one_position) {
   EXPECT_TRUE(!after || !after->is_spare_row());
 }
 
-TEST(UnfoldedValues, step_through_a_hierarchy_of_many_levels) {
+TEST(UnfoldedValues, StepThroughAHierarchyOfManyLevels) {
   constexpr unsigned DEPTH = 2000;
   KEP_DB_BUILDER builder;
   KEP_MODULE_ID below{};

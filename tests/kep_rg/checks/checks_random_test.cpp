@@ -134,7 +134,7 @@ void compare(KEP_DB& db, SEEN& seen) {
   ++seen.m_graphs;
 }
 
-TEST(ChecksBesideANaiveModelTest, SayTheSameOfRandomDevices) {
+TEST(ChecksBesideANaiveModel, SayTheSameOfRandomDevices) {
   SEEN seen;
   const std::uint64_t seeds = 400;
   for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
@@ -188,7 +188,7 @@ EDITED_GRAPH random_graph(KEP_DB& db, std::uint64_t seed, unsigned most_edges = 
   return graph;
 }
 
-TEST(ChecksBesideANaiveModelTest, SayTheSameOfRandomGraphsOnRandomModels) {
+TEST(ChecksBesideANaiveModel, SayTheSameOfRandomGraphsOnRandomModels) {
   SEEN seen;
   const std::uint64_t seeds = 1500;
   for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
@@ -205,7 +205,7 @@ TEST(ChecksBesideANaiveModelTest, SayTheSameOfRandomGraphsOnRandomModels) {
   EXPECT_GT(seen.m_connected, seeds / 10);
 }
 
-TEST(ChecksBesideANaiveModelTest, SayTheSameOfDenseGraphsWithSeveralDoubledEdges) {
+TEST(ChecksBesideANaiveModel, SayTheSameOfDenseGraphsWithSeveralDoubledEdges) {
   SEEN seen;
   const std::uint64_t seeds = 300;
   for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
@@ -296,7 +296,7 @@ void damage(EDITED_GRAPH& graph, RANDOM_SOURCE& random) {
     }
 }
 
-TEST(TracesBesideANaiveModelTest, AreTheSameForRandomDevicesSoundAndDamaged) {
+TEST(TracesBesideANaiveModel, AreTheSameForRandomDevicesSoundAndDamaged) {
   TRACES_SEEN seen;
   const std::uint64_t seeds = 250;
   for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {

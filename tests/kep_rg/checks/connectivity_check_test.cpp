@@ -55,7 +55,7 @@ std::string statistic(const std::string& inputs, const std::string& percentage, 
          " % of the total nodes ('" + total + "') in the graph.";
 }
 
-class ConnectivityCheckTest : public testing::Test {
+class ConnectivityCheck : public testing::Test {
 protected:
   void publish(const std::vector<std::string>& lines) { EDITED_GRAPH(*m_db, lines).publish(); }
   CHECK_REPORT check(bool verbose) {
@@ -93,7 +93,7 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(MODEL);
 };
 
-TEST_F(ConnectivityCheckTest, PassesAGraphWithoutNodes) {
+TEST_F(ConnectivityCheck, PassesAGraphWithoutNodes) {
   EXPECT_THAT(unreachable(), IsEmpty()) << "never built";
   publish({});
   EXPECT_THAT(unreachable(), IsEmpty());
@@ -101,14 +101,14 @@ TEST_F(ConnectivityCheckTest, PassesAGraphWithoutNodes) {
                                              "total nodes \\('0'\\) in the graph\\."));
 }
 
-TEST_F(ConnectivityCheckTest, PassesWhatTheInputNodesReachOverRealEdges) {
+TEST_F(ConnectivityCheck, PassesWhatTheInputNodesReachOverRealEdges) {
   publish({"a:o -> b:o", "b:o -> c:o", "c:o -> b:o", "b:o -> d:o", "c:o -> d:o", ":in -> e:o", "e:o -> t/m:o",
            "t/m:o -> :out", "c:o* -> c:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
   EXPECT_EQ(statistic_line(), statistic("3", "33.333", "9")) << "a:o, :in and the twin of c:o";
 }
 
-TEST_F(ConnectivityCheckTest, SaysTheRuleAsAnErrorWithTheCount) {
+TEST_F(ConnectivityCheck, SaysTheRuleAsAnErrorWithTheCount) {
   publish({"a:o -> b:o", "c:o -> d:o", "d:o -> c:o"});
   const CHECK_REPORT report = check(true);
   EXPECT_FALSE(report.m_result);
@@ -119,7 +119,7 @@ TEST_F(ConnectivityCheckTest, SaysTheRuleAsAnErrorWithTheCount) {
           "RG-UNREACHABLE-ROUTING-NODES: routing nodes that the input nodes do not reach: 2"));
 }
 
-TEST_F(ConnectivityCheckTest, ReportsEveryNodeOfACycleWithoutAWayIn) {
+TEST_F(ConnectivityCheck, ReportsEveryNodeOfACycleWithoutAWayIn) {
   publish({"a:o -> b:o", "e:o -> c:o", "c:o -> t/m:o", "t/m:o -> e:o"});
   EXPECT_THAT(unreachable(), ElementsAre("c:o", "e:o", "t/m:o")) << "in the order of the graph";
   EXPECT_EQ(statistic_line(), statistic("1", "20.000", "5"));
@@ -128,69 +128,69 @@ TEST_F(ConnectivityCheckTest, ReportsEveryNodeOfACycleWithoutAWayIn) {
   EXPECT_EQ(statistic_line(), statistic("0", "0.000", "1"));
 }
 
-TEST_F(ConnectivityCheckTest, ReportsWhatACycleWithoutAWayInLeadsTo) {
+TEST_F(ConnectivityCheck, ReportsWhatACycleWithoutAWayInLeadsTo) {
   publish({"a:o -> b:o", "c:o -> d:o", "d:o -> c:o", "d:o -> e:o", "d:o -> b:o"});
   EXPECT_THAT(unreachable(), ElementsAre("c:o", "d:o", "e:o"));
 }
 
-TEST_F(ConnectivityCheckTest, DoesNotStartAtANodeWithRedundantFanoutAlone) {
+TEST_F(ConnectivityCheck, DoesNotStartAtANodeWithRedundantFanoutAlone) {
   publish({"a:o ~> b:o", "c:o -> b:o"});
   EXPECT_THAT(unreachable(), ElementsAre("a:o"));
   EXPECT_EQ(statistic_line(), statistic("1", "33.333", "3"));
 }
 
-TEST_F(ConnectivityCheckTest, DoesNotFollowRedundantEdges) {
+TEST_F(ConnectivityCheck, DoesNotFollowRedundantEdges) {
   publish({"a:o -> b:o", "a:o ~> c:o", "b:o ~> d:o", "d:o -> e:o"});
   EXPECT_THAT(unreachable(), ElementsAre("c:o", "d:o", "e:o"));
 }
 
-TEST_F(ConnectivityCheckTest, StartsAtANodeWithRedundantFanoutBesideARealOne) {
+TEST_F(ConnectivityCheck, StartsAtANodeWithRedundantFanoutBesideARealOne) {
   publish({"a:o -> b:o", "a:o ~> b:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
   EXPECT_EQ(statistic_line(), statistic("1", "50.000", "2"));
 }
 
-TEST_F(ConnectivityCheckTest, NeverReportsANodeWithoutEdges) {
+TEST_F(ConnectivityCheck, NeverReportsANodeWithoutEdges) {
   publish({"a:o", "b:o*", ":in", "t/m:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
   EXPECT_EQ(statistic_line(), statistic("0", "0.000", "4"));
 }
 
-TEST_F(ConnectivityCheckTest, ExemptsPortsOfABlc) {
+TEST_F(ConnectivityCheck, ExemptsPortsOfABlc) {
   publish({"blc:o -> blc:a", "blc:a -> blc:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
   publish({"blc:o -> blc:a", "blc:a -> blc:o", "blc:o -> b:o", "blc:o -> blc/m:o"});
   EXPECT_THAT(unreachable(), ElementsAre("b:o", "blc/m:o")) << "a plain instance inside is none";
 }
 
-TEST_F(ConnectivityCheckTest, ExemptsPortsOfAModuleWithABlcEquivalent) {
+TEST_F(ConnectivityCheck, ExemptsPortsOfAModuleWithABlcEquivalent) {
   publish({"root:o -> root:a", "root:a -> root:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
   publish({"root:a ~> root:o", "root:o -> b:o", "root:o -> root/m:o"});
   EXPECT_THAT(unreachable(), ElementsAre("b:o", "root/m:o"));
 }
 
-TEST_F(ConnectivityCheckTest, ReachesThroughExemptNodes) {
+TEST_F(ConnectivityCheck, ReachesThroughExemptNodes) {
   publish({"a:o -> blc:a", "blc:a -> root:o", "root:o -> b:o"});
   EXPECT_THAT(unreachable(), IsEmpty());
 }
 
-TEST_F(ConnectivityCheckTest, NamesABoundaryNodeByTheUipThatItHasNot) {
+TEST_F(ConnectivityCheck, NamesABoundaryNodeByTheUipThatItHasNot) {
   publish({"a:o ~> :out", "b:o -> c:o"});
   EXPECT_THAT(unreachable(), ElementsAre("", "a:o"));
 }
 
-TEST_F(ConnectivityCheckTest, NamesATwinByItsUip) {
+TEST_F(ConnectivityCheck, NamesATwinByItsUip) {
   publish({"a:o* ~> a:o"});
   EXPECT_THAT(unreachable(), ElementsAre("a:o", "a:o"));
 }
 
-TEST_F(ConnectivityCheckTest, NamesNodesInAStyleOfItsOwn) {
+TEST_F(ConnectivityCheck, NamesNodesInAStyleOfItsOwn) {
   publish({"t/m:o ~> a:o", "b:o -> c:o"});
   EXPECT_THAT(unreachable(), ElementsAre("a:o", "t/m:o"));
 }
 
-TEST_F(ConnectivityCheckTest, ExemptsBoundaryNodesOfATopWithABlcEquivalent) {
+TEST_F(ConnectivityCheck, ExemptsBoundaryNodesOfATopWithABlcEquivalent) {
   const auto db = test_model::make_db(R"(
     module MUX
       ports >a <o
@@ -207,7 +207,7 @@ TEST_F(ConnectivityCheckTest, ExemptsBoundaryNodesOfATopWithABlcEquivalent) {
   EXPECT_EQ(report.m_infos[3], "a:o");
 }
 
-TEST_F(ConnectivityCheckTest, FollowsAPathAsLongAsTheGraph) {
+TEST_F(ConnectivityCheck, FollowsAPathAsLongAsTheGraph) {
   constexpr int LENGTH = 30000;
   std::string text = "module MUX\n ports >a <o\nmodule TOP top\n";
   for (int i = 0; i != LENGTH; ++i)
@@ -229,7 +229,7 @@ TEST_F(ConnectivityCheckTest, FollowsAPathAsLongAsTheGraph) {
   EXPECT_FALSE(is_connected());
 }
 
-TEST_F(ConnectivityCheckTest, CarriesNothingFromOneCallToTheNext) {
+TEST_F(ConnectivityCheck, CarriesNothingFromOneCallToTheNext) {
   publish({"a:o -> b:o", "c:o -> d:o", "d:o -> c:o"});
   KEP_RG_POST_CHECKS checks(m_db.get(), false);
   const auto run = [&] { return test_model::report_of([&] { return checks.test_graph_connectivity(); }); };

@@ -35,7 +35,7 @@ const char* const MODEL = R"(
     inst d MUX
 )";
 
-class FindingsTest : public testing::Test {
+class Findings : public testing::Test {
 protected:
   void publish(const std::vector<std::string>& lines) { EDITED_GRAPH(*m_db, lines).publish(); }
   const KEP_ROUTING::GRAPH& graph() const { return *m_db->get_routing_template_graph(); }
@@ -50,7 +50,7 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(MODEL);
 };
 
-TEST_F(FindingsTest, HaveIdsInLowerCaseWithHyphensEachOfItsOwn) {
+TEST_F(Findings, HaveIdsInLowerCaseWithHyphensEachOfItsOwn) {
   std::set<std::string> ids;
   for (unsigned i = 0; i != KEP_RG_NUM_FINDING_KINDS; ++i) {
     EXPECT_THAT(kep_rg_get_id(static_cast<KIND>(i)), MatchesRegex("[a-z]+(-[a-z]+)+"));
@@ -61,7 +61,7 @@ TEST_F(FindingsTest, HaveIdsInLowerCaseWithHyphensEachOfItsOwn) {
   EXPECT_STREQ(kep_rg_get_id(KIND::TRACE_LATER_NET), "trace-later-net");
 }
 
-TEST_F(FindingsTest, HaveAKindForEachOutcomeOfATraceThatIsOne) {
+TEST_F(Findings, HaveAKindForEachOutcomeOfATraceThatIsOne) {
   std::set<KIND> kinds;
   for (unsigned i = 0; i != KEP_RG_TRACE_EDGE::NUM_OUTCOMES; ++i) {
     const auto outcome = static_cast<OUTCOME>(i);
@@ -77,7 +77,7 @@ TEST_F(FindingsTest, HaveAKindForEachOutcomeOfATraceThatIsOne) {
   EXPECT_EQ(kinds.size(), KEP_RG_TRACE_EDGE::NUM_OUTCOMES - 3);
 }
 
-TEST_F(FindingsTest, CountEachNodeAndFanoutOfDoubledEdges) {
+TEST_F(Findings, CountEachNodeAndFanoutOfDoubledEdges) {
   publish({"a:o -> b:o", "a:o -> c:o", "a:o -> c:o", "a:o -> b:o", "a:o -> b:o", "a:o ~> c:o", "b:o -> c:o",
            "b:o -> c:o", "c:o -> d:o*", "c:o -> d:o*", "c:o ~> b:o", "d:o -> a:o", "d:o ~> a:o"});
   const KEP_RG_FINDINGS found = kep_rg_find_doubled_edges(graph(), 10);
@@ -91,7 +91,7 @@ TEST_F(FindingsTest, CountEachNodeAndFanoutOfDoubledEdges) {
   EXPECT_EQ(second.m_to, node("c:o"));
 }
 
-TEST_F(FindingsTest, KeepTheFirstOnesAndCountAll) {
+TEST_F(Findings, KeepTheFirstOnesAndCountAll) {
   publish({"a:o -> b:o", "b:o -> a:o", "c:o -> d:o", "d:o -> c:o"});
   const KEP_RG_FINDINGS found = kep_rg_find_unreachable_nodes(graph(), 3);
   EXPECT_EQ(found.m_num, 4U);
@@ -101,7 +101,7 @@ TEST_F(FindingsTest, KeepTheFirstOnesAndCountAll) {
   EXPECT_EQ(kep_rg_find_hipi_order(graph(), 0).m_num, 0U);
 }
 
-TEST_F(FindingsTest, TellHowAHipiNodeBreaksItsRule) {
+TEST_F(Findings, TellHowAHipiNodeBreaksItsRule) {
   publish({"a:o* -> b:o", "c:o* -> c:o", "d:o* -> c:o", "d:o"});
   EXPECT_THAT(texts(kep_rg_find_hipi_order(graph(), 10)),
               ElementsAre("A hipi node that stands elsewhere drives b:o",
@@ -109,7 +109,7 @@ TEST_F(FindingsTest, TellHowAHipiNodeBreaksItsRule) {
                           "The hipi node of d:o does not drive it"));
 }
 
-TEST_F(FindingsTest, CountTheShareOfRedundantEdges) {
+TEST_F(Findings, CountTheShareOfRedundantEdges) {
   std::vector<std::string> lines{"a:o ~> b:o"};
   for (int i = 0; i != 19; ++i)
     lines.push_back("a:o -> c:o");
@@ -124,13 +124,13 @@ TEST_F(FindingsTest, CountTheShareOfRedundantEdges) {
               ElementsAre("0 of 0 edges are redundant, no more than a twentieth"));
 }
 
-TEST_F(FindingsTest, AreNoneInAGraphThatWasNeverBuilt) {
+TEST_F(Findings, AreNoneInAGraphThatWasNeverBuilt) {
   EXPECT_EQ(kep_rg_find_hipi_order(graph(), 1).m_num, 0U);
   EXPECT_EQ(kep_rg_find_doubled_edges(graph(), 1).m_num, 0U);
   EXPECT_EQ(kep_rg_find_unreachable_nodes(graph(), 1).m_num, 0U);
 }
 
-TEST_F(FindingsTest, TellNodesAndEdgesOfTheProofByName) {
+TEST_F(Findings, TellNodesAndEdgesOfTheProofByName) {
   publish({"a:o -> b:o*", ":in -> a:o"});
   const KEP_UNFOLDED_INST_PORT c = test_model::uip(*m_db, "c:o");
   const KEP_UNFOLDED_INST_PORT b = test_model::uip(*m_db, "b:o");
@@ -160,7 +160,7 @@ TEST_F(FindingsTest, TellNodesAndEdgesOfTheProofByName) {
   EXPECT_EQ(kep_rg_get_finding(EDGE{false, false, node("a:o"), {}, {}}).m_kind, KIND::SURPLUS_EDGE);
 }
 
-TEST_F(FindingsTest, AreMadeOfGraphsWithEdgesToNowhere) {
+TEST_F(Findings, AreMadeOfGraphsWithEdgesToNowhere) {
   publish({":in -> a:o", "a:o -> d:o", "a:o -> d:o", "a:o ~> b:o", "b:o ~> d:o", "b:o -> c:o", "c:o -> b:o",
            "d:o -> b:o"});
   STORAGE_DAMAGE(*m_db).empty_last_node();
@@ -173,7 +173,7 @@ TEST_F(FindingsTest, AreMadeOfGraphsWithEdgesToNowhere) {
   EXPECT_EQ(kep_rg_find_few_redundant_edges(graph()).m_num, 0U);
 }
 
-TEST_F(FindingsTest, AreNoneForTheClassesEitherThatAnEdgeToNowhereWouldStop) {
+TEST_F(Findings, AreNoneForTheClassesEitherThatAnEdgeToNowhereWouldStop) {
   publish({":in -> a:o", "a:o -> d:o", "a:o -> d:o", "a:o ~> b:o", "b:o -> c:o", "c:o* -> c:o"});
   STORAGE_DAMAGE(*m_db).empty_last_node();
   const auto check = [this](test_model::POST_CHECK each) { return test_model::run_check(*m_db, each, true); };

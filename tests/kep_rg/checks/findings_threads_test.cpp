@@ -21,9 +21,9 @@ constexpr std::size_t NUM_ROWS = 250;
 constexpr std::size_t NUM_MUXES = 120; // in a row
 
 /// More nodes than two ranges hold, with findings in each.
-class FindingsThreadsTest : public testing::Test {
+class FindingsThreads : public testing::Test {
 protected:
-  FindingsThreadsTest() {
+  FindingsThreads() {
     EDITED_GRAPH graph(*m_db);
     std::vector<EDITED_GRAPH::NODE>& nodes = graph.nodes();
     for (const KEP_UNFOLDED_INSTANCE& row :
@@ -54,7 +54,7 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(model());
 };
 
-TEST_F(FindingsThreadsTest, AreTheSameForAnyNumberOfThreads) {
+TEST_F(FindingsThreads, AreTheSameForAnyNumberOfThreads) {
   for (const FIND find : {kep_rg_find_hipi_order, kep_rg_find_doubled_edges, kep_rg_find_unreachable_nodes}) {
     const KEP_RG_FINDINGS all =
         tbb::task_arena(1, 1).execute([&] { return find(graph(), 1000000, nullptr); });
@@ -72,7 +72,7 @@ TEST_F(FindingsThreadsTest, AreTheSameForAnyNumberOfThreads) {
   }
 }
 
-TEST_F(FindingsThreadsTest, MayBeLookedForAllAtATime) {
+TEST_F(FindingsThreads, MayBeLookedForAllAtATime) {
   KEP_RG_FINDINGS hipi;
   KEP_RG_FINDINGS doubled;
   KEP_RG_FINDINGS unreachable;

@@ -34,7 +34,7 @@ const std::string NOT_FIRST = RULE + "!(is_hipi && fanin_iter != fanin_range.beg
 const std::string NOT_NAMED = RULE + "!(is_hipi && node.get_hipi_node() != from_node)";
 const std::string NO_FANIN = RULE + "!has_hipi_fanin || node.get_hipi_node()";
 
-class HipiCheckTest : public testing::Test {
+class HipiCheck : public testing::Test {
 protected:
   void publish(const std::vector<std::string>& lines) { EDITED_GRAPH(*m_db, lines).publish(); }
   CHECK_REPORT check(bool verbose = false) {
@@ -56,45 +56,45 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(MODEL);
 };
 
-TEST_F(HipiCheckTest, PassesAGraphWithoutNodes) {
+TEST_F(HipiCheck, PassesAGraphWithoutNodes) {
   EXPECT_THAT(findings(), IsEmpty()) << "never built";
   publish({});
   EXPECT_THAT(findings(), IsEmpty());
 }
 
-TEST_F(HipiCheckTest, PassesATwinInFrontOfOtherFanins) {
+TEST_F(HipiCheck, PassesATwinInFrontOfOtherFanins) {
   publish({"a:o* -> a:o", "b:o -> a:o", "d:o -> a:o", "b:o -> a:o*", "c:o", "c:o -> :out"});
   EXPECT_THAT(findings(), IsEmpty()) << "a fanin behind it is no finding either";
   const KEP_ROUTING::NODE node = test_model::node_named(*m_db, "a:o");
   ASSERT_EQ(node.get_num_fanin(), 3U);
 }
 
-TEST_F(HipiCheckTest, PassesNodesWithoutFaninsAndTwins) {
+TEST_F(HipiCheck, PassesNodesWithoutFaninsAndTwins) {
   publish({"a:o", "b:o ~> c:o", ":in"});
   EXPECT_THAT(findings(), IsEmpty());
 }
 
-TEST_F(HipiCheckTest, PassesATwinThatStandsAlone) {
+TEST_F(HipiCheck, PassesATwinThatStandsAlone) {
   publish({"b:o -> a:o*"});
   EXPECT_THAT(findings(), IsEmpty());
 }
 
-TEST_F(HipiCheckTest, FindsATwinThatDoesNotFeedANodeWithoutFanins) {
+TEST_F(HipiCheck, FindsATwinThatDoesNotFeedANodeWithoutFanins) {
   publish({"a:o", "a:o*"});
   EXPECT_THAT(findings(), ElementsAre(NO_FANIN));
 }
 
-TEST_F(HipiCheckTest, FindsATwinThatDoesNotFeedANodeWithFanins) {
+TEST_F(HipiCheck, FindsATwinThatDoesNotFeedANodeWithFanins) {
   publish({"b:o -> a:o", "c:o ~> a:o", "b:o -> a:o*"});
   EXPECT_THAT(findings(), ElementsAre(NO_FANIN));
 }
 
-TEST_F(HipiCheckTest, FindsATwinInSecondPlaceOnce) {
+TEST_F(HipiCheck, FindsATwinInSecondPlaceOnce) {
   publish({"a:o* -> a:o", "b:o* -> a:o", "c:o* -> a:o", "d:o -> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_FIRST)) << "at the second, and nothing more for the node";
 }
 
-TEST_F(HipiCheckTest, FindsATwinInSecondPlaceOnly) {
+TEST_F(HipiCheck, FindsATwinInSecondPlaceOnly) {
   publish({"a:o* -> a:o", "b:o -> a:o"});
   EXPECT_THAT(findings(), IsEmpty());
   STORAGE_DAMAGE(*m_db).turn_fanins_round(test_model::node_named(*m_db, "a:o"));
@@ -103,21 +103,21 @@ TEST_F(HipiCheckTest, FindsATwinInSecondPlaceOnly) {
   EXPECT_THAT(findings(), ElementsAre(NOT_FIRST));
 }
 
-TEST_F(HipiCheckTest, FindsATwinThatFeedsItsNodeTwice) {
+TEST_F(HipiCheck, FindsATwinThatFeedsItsNodeTwice) {
   publish({"a:o* -> a:o", "a:o* -> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_FIRST));
   publish({"a:o* -> a:o", "a:o* ~> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_FIRST)) << "fanins are real and redundant ones";
 }
 
-TEST_F(HipiCheckTest, FindsTheTwinOfAnotherNode) {
+TEST_F(HipiCheck, FindsTheTwinOfAnotherNode) {
   publish({"b:o* -> a:o", "a:o*", "c:o -> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED));
   publish({"b:o* -> a:o", "c:o* -> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED)) << "the second one is not looked at any more";
 }
 
-TEST_F(HipiCheckTest, FindsATwinAtANodeThatHasNone) {
+TEST_F(HipiCheck, FindsATwinAtANodeThatHasNone) {
   publish({"b:o* -> a:o"});
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED));
   publish({"b:o* -> :out"});
@@ -126,12 +126,12 @@ TEST_F(HipiCheckTest, FindsATwinAtANodeThatHasNone) {
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED)) << "no twin has a twin";
 }
 
-TEST_F(HipiCheckTest, GoesOnBehindATwinAtAWrongPlace) {
+TEST_F(HipiCheck, GoesOnBehindATwinAtAWrongPlace) {
   publish({"b:o* -> a:o", "a:o* -> a:o", "c:o* -> b:o", "d:o* -> :out"});
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED, NOT_FIRST, NOT_NAMED)) << ":out, a:o and b:o";
 }
 
-TEST_F(HipiCheckTest, EndsARangeBehindATwinThatFeedsNothing) {
+TEST_F(HipiCheck, EndsARangeBehindATwinThatFeedsNothing) {
   publish({"a:o", "a:o*", "c:o* -> b:o", "d:o*", "d:o"});
   EXPECT_THAT(findings(), ElementsAre(NO_FANIN)) << "all nodes are in one range";
   publish({"b:o* -> a:o", "c:o", "c:o*", "b:o* -> d:o"});

@@ -28,7 +28,7 @@ constexpr std::size_t NUM_MUXES = 100; // in a row
 constexpr std::size_t NUM_OUTPUTS = NUM_ROWS * NUM_MUXES;
 
 /// More nodes than one range of the check holds.
-class HipiCheckThreadsTest : public testing::Test {
+class HipiCheckThreads : public testing::Test {
 protected:
   static std::string model() {
     std::string text = "module MUX\n ports >a >b <o\nmodule ROW\n";
@@ -55,7 +55,7 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(model());
 };
 
-TEST_F(HipiCheckThreadsTest, TellsEveryFindingInALineOfItsOwn) {
+TEST_F(HipiCheckThreads, TellsEveryFindingInALineOfItsOwn) {
   EDITED_GRAPH graph = outputs(false);
   ASSERT_EQ(graph.nodes().size(), NUM_OUTPUTS);
   const std::size_t twin = graph.place("mux:a*");
@@ -68,7 +68,7 @@ TEST_F(HipiCheckThreadsTest, TellsEveryFindingInALineOfItsOwn) {
   EXPECT_THAT(report.m_errors, Each(NOT_NAMED));
 }
 
-TEST_F(HipiCheckThreadsTest, PassesAllTwinsInFirstPlace) {
+TEST_F(HipiCheckThreads, PassesAllTwinsInFirstPlace) {
   EDITED_GRAPH graph = outputs(true);
   for (std::size_t i = 0; i != graph.nodes().size(); i += 2) {
     graph.nodes()[i + 1].m_real.push_back({i, {}});
@@ -80,7 +80,7 @@ TEST_F(HipiCheckThreadsTest, PassesAllTwinsInFirstPlace) {
   EXPECT_TRUE(report.is_silent());
 }
 
-TEST_F(HipiCheckThreadsTest, EndsOneRangeAloneBehindATwinThatFeedsNothing) {
+TEST_F(HipiCheckThreads, EndsOneRangeAloneBehindATwinThatFeedsNothing) {
   EDITED_GRAPH graph = outputs(false);
   graph.nodes().push_back({graph.nodes().front().m_uip, nullptr, true});
   graph.node("mux:a*").m_real.push_back({NUM_OUTPUTS - 1, {}});
@@ -91,7 +91,7 @@ TEST_F(HipiCheckThreadsTest, EndsOneRangeAloneBehindATwinThatFeedsNothing) {
       << "the first and the last node lie in different ranges";
 }
 
-TEST_F(HipiCheckThreadsTest, FindsOneTwinThatFeedsNothingInEachRange) {
+TEST_F(HipiCheckThreads, FindsOneTwinThatFeedsNothingInEachRange) {
   outputs(true).publish();
   const CHECK_REPORT report = check();
   EXPECT_FALSE(report.m_result);
@@ -100,7 +100,7 @@ TEST_F(HipiCheckThreadsTest, FindsOneTwinThatFeedsNothingInEachRange) {
   EXPECT_LE(report.m_errors.size(), 2 * NUM_OUTPUTS / 5000) << "no range is split below half a grain";
 }
 
-TEST_F(HipiCheckThreadsTest, RunsBesideTheOtherChecksOnOneGraph) {
+TEST_F(HipiCheckThreads, RunsBesideTheOtherChecksOnOneGraph) {
   EDITED_GRAPH graph = outputs(true);
   for (std::size_t i = 0; i != graph.nodes().size(); i += 2)
     graph.nodes()[i + 1].m_real.push_back({i, {}});

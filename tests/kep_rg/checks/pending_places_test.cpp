@@ -19,21 +19,21 @@ std::vector<std::uint32_t> take_all(KEP_RG_PENDING_PLACES& places) {
   return taken;
 }
 
-TEST(PendingPlacesTest, HoldNothingAtFirst) {
+TEST(PendingPlaces, HoldNothingAtFirst) {
   for (const std::uint32_t size : {0U, 1U, 64U, 65U, 64U * 64U, 300000U}) {
     KEP_RG_PENDING_PLACES places(size);
     EXPECT_EQ(take_all(places), std::vector<std::uint32_t>()) << size;
   }
 }
 
-TEST(PendingPlacesTest, AreTakenUpwardAndOnceEach) {
+TEST(PendingPlaces, AreTakenUpwardAndOnceEach) {
   KEP_RG_PENDING_PLACES places(300000);
   for (const std::uint32_t place : {299999U, 0U, 63U, 64U, 4096U, 64U, 262144U})
     places.insert(place);
   EXPECT_EQ(take_all(places), (std::vector<std::uint32_t>{0, 63, 64, 4096, 262144, 299999}));
 }
 
-TEST(PendingPlacesTest, BeginAgainAtTheLowestBehindTheHighest) {
+TEST(PendingPlaces, BeginAgainAtTheLowestBehindTheHighest) {
   KEP_RG_PENDING_PLACES places(128);
   places.insert(100);
   std::uint32_t place = 0;
@@ -43,7 +43,7 @@ TEST(PendingPlacesTest, BeginAgainAtTheLowestBehindTheHighest) {
   EXPECT_EQ(take_all(places), (std::vector<std::uint32_t>{127, 5, 100}));
 }
 
-TEST(PendingPlacesTest, AgreeWithAnOrderedSet) {
+TEST(PendingPlaces, AgreeWithAnOrderedSet) {
   std::size_t wraps = 0;
   for (std::uint64_t seed = 1; seed <= 200; ++seed) {
     SCOPED_TRACE(seed);

@@ -43,7 +43,7 @@ const char* const ONE_REAL = "RG-ONE-REAL-EDGE-PER-NODE";
 const char* const NO_REAL = "RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE";
 const char* const TOO_FEW = "RG-REDUNDANT-EDGE-COUNT-PREREQUISITE";
 
-class PostChecksTest : public testing::Test {
+class PostChecks : public testing::Test {
 protected:
   void publish(const std::vector<std::string>& lines) { EDITED_GRAPH(*m_db, lines).publish(); }
   CHECK_REPORT edges(bool verbose = false) {
@@ -74,7 +74,7 @@ protected:
   const std::unique_ptr<KEP_DB> m_db = test_model::make_db(MODEL);
 };
 
-TEST_F(PostChecksTest, TellInThisOrderOfTwoRealEdgesToOneFanout) {
+TEST_F(PostChecks, TellInThisOrderOfTwoRealEdgesToOneFanout) {
   publish({"a:o -> b:o via b:a", "a:o -> b:o via b:b", "a:o ~> b:o via b:a"});
   const CHECK_REPORT report = edges();
   EXPECT_FALSE(report.m_result);
@@ -85,40 +85,40 @@ TEST_F(PostChecksTest, TellInThisOrderOfTwoRealEdgesToOneFanout) {
   expect_failure("2", "b:o", true);
 }
 
-TEST_F(PostChecksTest, CountTheRealEdgesToTheFanoutAlone) {
+TEST_F(PostChecks, CountTheRealEdgesToTheFanoutAlone) {
   publish({"a:o -> b:o", "a:o -> c:o", "a:o -> b:o", "a:o -> b:o via b:a", "a:o ~> b:o", "a:o ~> d:o"});
   expect_failure("3", "b:o");
 }
 
-TEST_F(PostChecksTest, FailForRealEdgesToANodeWithoutARedundantEdgeToIt) {
+TEST_F(PostChecks, FailForRealEdgesToANodeWithoutARedundantEdgeToIt) {
   publish({"a:o -> c:o via c:a", "a:o -> c:o via c:b", "a:o -> b:o", "a:o ~> b:o"});
   expect_failure("2", "c:o");
 }
 
-TEST_F(PostChecksTest, NameTheFanoutByItsWholePath) {
+TEST_F(PostChecks, NameTheFanoutByItsWholePath) {
   publish({"t/m:o -> t/k:o via t/k:a", "t/m:o -> t/k:o via t/k:b", "t/m:o ~> b:o"});
   expect_failure("2", "t/k:o");
 }
 
-TEST_F(PostChecksTest, NameABoundaryFanoutByTheUipThatItHasNot) {
+TEST_F(PostChecks, NameABoundaryFanoutByTheUipThatItHasNot) {
   publish({"a:o -> :out", "a:o -> :out", "a:o ~> b:o"});
   expect_failure("2", "");
 }
 
-TEST_F(PostChecksTest, TellATwinAndItsPlainNodeApart) {
+TEST_F(PostChecks, TellATwinAndItsPlainNodeApart) {
   publish({"a:o -> b:o", "a:o -> b:o*", "a:o ~> b:o"});
   expect_success();
   publish({"a:o -> b:o", "a:o -> b:o*", "a:o -> b:o*", "a:o ~> b:o"});
   expect_failure("2", "b:o");
 }
 
-TEST_F(PostChecksTest, StopAtTheFirstNodeThatFails) {
+TEST_F(PostChecks, StopAtTheFirstNodeThatFails) {
   publish({"a:o -> b:o", "a:o ~> b:o", "b:o -> c:o", "b:o -> c:o", "b:o ~> c:o", "c:o -> d:o", "c:o -> d:o",
            "c:o ~> d:o"});
   expect_failure("2", "c:o");
 }
 
-TEST_F(PostChecksTest, TellOfOneFanoutOfANodeAloneThatOfARedundantEdgeFirst) {
+TEST_F(PostChecks, TellOfOneFanoutOfANodeAloneThatOfARedundantEdgeFirst) {
   publish({"a:o -> b:o", "a:o -> b:o", "a:o -> c:o", "a:o -> c:o", "a:o -> c:o", "a:o -> d:o", "a:o -> d:o",
            "a:o ~> d:o"});
   expect_failure("2", "d:o");
@@ -126,32 +126,32 @@ TEST_F(PostChecksTest, TellOfOneFanoutOfANodeAloneThatOfARedundantEdgeFirst) {
   expect_failure("3", "c:o");
 }
 
-TEST_F(PostChecksTest, PassOneRealEdgeForEachFanout) {
+TEST_F(PostChecks, PassOneRealEdgeForEachFanout) {
   publish({"a:o -> b:o", "a:o -> c:o", "a:o ~> b:o", "a:o ~> c:o", "b:o -> c:o", "b:o ~> c:o"});
   expect_success();
 }
 
-TEST_F(PostChecksTest, PassASingleRedundantEdgeUnexamined) {
+TEST_F(PostChecks, PassASingleRedundantEdgeUnexamined) {
   publish({"a:o ~> b:o"});
   expect_success();
 }
 
-TEST_F(PostChecksTest, PassANodeWithRealEdgesAlone) {
+TEST_F(PostChecks, PassANodeWithRealEdgesAlone) {
   publish({"a:o -> b:o", "a:o -> b:o", "a:o -> b:o", "c:o -> d:o", "c:o ~> d:o"});
   expect_success();
 }
 
-TEST_F(PostChecksTest, PassRedundantEdgesWithoutAnyRealEdge) {
+TEST_F(PostChecks, PassRedundantEdgesWithoutAnyRealEdge) {
   publish({"a:o ~> b:o via b:a", "a:o ~> b:o via b:b"});
   expect_success();
 }
 
-TEST_F(PostChecksTest, PassARedundantEdgeWhoseFanoutHasNoRealEdge) {
+TEST_F(PostChecks, PassARedundantEdgeWhoseFanoutHasNoRealEdge) {
   publish({"a:o ~> b:o", "a:o -> c:o"});
   expect_success();
 }
 
-TEST_F(PostChecksTest, PassAGraphWithoutNodes) {
+TEST_F(PostChecks, PassAGraphWithoutNodes) {
   expect_success(); // never built
   publish({});
   expect_success();
@@ -167,7 +167,7 @@ std::vector<std::string> star(unsigned real, unsigned redundant) {
   return lines;
 }
 
-TEST_F(PostChecksTest, FindTooFewRedundantEdgesAtATwentiethExactly) {
+TEST_F(PostChecks, FindTooFewRedundantEdgesAtATwentiethExactly) {
   publish(star(19, 1));
   for (const bool verbose : {false, true}) {
     const CHECK_REPORT report = count(verbose);
@@ -180,7 +180,7 @@ TEST_F(PostChecksTest, FindTooFewRedundantEdgesAtATwentiethExactly) {
   EXPECT_FALSE(count().m_result);
 }
 
-TEST_F(PostChecksTest, AreSilentAboutEnoughRedundantEdges) {
+TEST_F(PostChecks, AreSilentAboutEnoughRedundantEdges) {
   for (const auto& lines : {star(18, 1), star(189, 10), star(0, 1)}) {
     publish(lines);
     for (const bool verbose : {false, true}) {
@@ -191,7 +191,7 @@ TEST_F(PostChecksTest, AreSilentAboutEnoughRedundantEdges) {
   }
 }
 
-TEST_F(PostChecksTest, FindTooFewRedundantEdgesAmongNoEdgesAtAll) {
+TEST_F(PostChecks, FindTooFewRedundantEdgesAmongNoEdgesAtAll) {
   const auto expect_too_few = [&] {
     const CHECK_REPORT report = count();
     EXPECT_FALSE(report.m_result);
@@ -203,7 +203,7 @@ TEST_F(PostChecksTest, FindTooFewRedundantEdgesAmongNoEdgesAtAll) {
   expect_success();
 }
 
-TEST_F(PostChecksTest, CountTheEdgesOfAllNodes) {
+TEST_F(PostChecks, CountTheEdgesOfAllNodes) {
   std::vector<std::string> lines = star(10, 0);
   for (int i = 0; i != 9; ++i)
     lines.push_back("e:o -> d:o");
@@ -215,7 +215,7 @@ TEST_F(PostChecksTest, CountTheEdgesOfAllNodes) {
   EXPECT_TRUE(count().m_result) << "2 of 21";
 }
 
-TEST_F(PostChecksTest, AssertThatARedundantEdgeHasAFanout) {
+TEST_F(PostChecks, AssertThatARedundantEdgeHasAFanout) {
   publish({"a:o -> b:o", "a:o ~> t/k:o", "t/k:o"});
   STORAGE_DAMAGE(*m_db).empty_last_node();
   KEP_RG_POST_CHECKS checks(m_db.get(), false);
@@ -223,21 +223,21 @@ TEST_F(PostChecksTest, AssertThatARedundantEdgeHasAFanout) {
             "Assertion failed: edge.get_fanout() in kep_rg/kep_rg_post_checks.cpp@LINE");
 }
 
-TEST_F(PostChecksTest, AssertThatThereIsADatabase) {
+TEST_F(PostChecks, AssertThatThereIsADatabase) {
   for (const bool verbose : {false, true})
     EXPECT_EQ(assertion_text([&] { KEP_RG_POST_CHECKS(nullptr, verbose); }),
               "Assertion failed: m_db in kep_rg/kep_rg_post_checks.cpp@LINE: Null db pointer, cannot proceed "
               "with rg post checking.");
 }
 
-TEST_F(PostChecksTest, AssertThatTheConnectivityCheckHasADatabase) {
+TEST_F(PostChecks, AssertThatTheConnectivityCheckHasADatabase) {
   for (const bool verbose : {false, true})
     EXPECT_EQ(assertion_text([&] { KEP_RG_CONNECTIVITY_CHECK(nullptr, verbose); }),
               "Assertion failed: m_db in kep_rg/kep_rg_post_checks.cpp@LINE: Null db pointer, cannot proceed "
               "with connectivity check.");
 }
 
-TEST_F(PostChecksTest, GiveTheSameResultsAndLinesAtEveryCall) {
+TEST_F(PostChecks, GiveTheSameResultsAndLinesAtEveryCall) {
   publish({"a:o -> b:o", "a:o -> b:o", "a:o ~> b:o"});
   KEP_RG_POST_CHECKS checks(m_db.get(), true);
   const std::string graph = test_model::whole_graph(*m_db);
@@ -257,7 +257,7 @@ TEST_F(PostChecksTest, GiveTheSameResultsAndLinesAtEveryCall) {
   EXPECT_EQ(test_model::whole_graph(*m_db), graph) << "checks only read";
 }
 
-TEST_F(PostChecksTest, LeaveTheTextOfTheLastErrorEmpty) {
+TEST_F(PostChecks, LeaveTheTextOfTheLastErrorEmpty) {
   publish({"a:o -> b:o", "a:o -> b:o", "a:o ~> b:o"});
   KEP_RG_POST_CHECKS checks(m_db.get(), false);
   EXPECT_EQ(checks.get_last_err(), "");
@@ -274,14 +274,14 @@ TEST_F(PostChecksTest, LeaveTheTextOfTheLastErrorEmpty) {
   EXPECT_EQ(checks.get_last_err(), "");
 }
 
-TEST_F(PostChecksTest, SeeAGraphThatIsPublishedAfterThem) {
+TEST_F(PostChecks, SeeAGraphThatIsPublishedAfterThem) {
   KEP_RG_POST_CHECKS checks(m_db.get(), false);
   EXPECT_TRUE(checks.test_redundant_edges());
   publish({"a:o -> b:o", "a:o -> b:o", "a:o ~> b:o"});
   EXPECT_FALSE(test_model::report_of([&] { return checks.test_redundant_edges(); }).m_result);
 }
 
-TEST_F(PostChecksTest, AreCopiedAndMovedWithWhatTheyTest) {
+TEST_F(PostChecks, AreCopiedAndMovedWithWhatTheyTest) {
   static_assert(std::is_copy_constructible_v<KEP_RG_POST_CHECKS>);
   static_assert(std::is_nothrow_move_constructible_v<KEP_RG_POST_CHECKS>);
   static_assert(std::is_copy_assignable_v<KEP_RG_POST_CHECKS>);

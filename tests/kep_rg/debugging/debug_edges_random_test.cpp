@@ -55,7 +55,7 @@ void compare(BUILD_CASE& c, SEEN& seen) {
   EXPECT_EQ(test_model::whole_graph(*c.db()), graph);
 }
 
-TEST(DebugEdgesOfRandomDevicesTest, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOfTheGraph) {
+TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOfTheGraph) {
   SEEN seen;
   const std::uint64_t seeds = 1000;
   for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
@@ -72,7 +72,7 @@ TEST(DebugEdgesOfRandomDevicesTest, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOf
   EXPECT_GT(seen.m_to_boundary, seeds / 4);
 }
 
-TEST(DebugEdgesOfRandomDevicesTest, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
+TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
   SEEN seen;
   const std::uint64_t seeds = 300;
   for (std::uint64_t seed = 1; seed <= seeds; ++seed) {

@@ -25,7 +25,7 @@ using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
 
 /// Tiles with a mux and a skip mux, joined to a ring. One input of the mux is redundant.
-class DebugEdgesTest : public testing::Test {
+class DebugEdges : public testing::Test {
 protected:
   void SetUp() override {
     m_case.arcs("MUX", {"a", "b"}, "o");
@@ -106,13 +106,13 @@ const char* const LOG = "inst_port l/m:o logical -type start\n"
                         "inst_port r/m:o logical -type mux_output\n"
                         "inst_port r/m:o logical -type target\n";
 
-TEST_F(DebugEdgesTest, GivesRealFanoutsFirstAndRedundantOnesAfter) {
+TEST_F(DebugEdges, GivesRealFanoutsFirstAndRedundantOnesAfter) {
   EXPECT_THAT(debug("l/m:o", m_no_observer),
               ElementsAre("l/m:o -> r/m:o via r/m:a", "l/m:o ~> r/m:o via r/m:b"));
   EXPECT_EQ(m_warnings, "");
 }
 
-TEST_F(DebugEdgesTest, AppendsToTheListAndLeavesWhatIsThere) {
+TEST_F(DebugEdges, AppendsToTheListAndLeavesWhatIsThere) {
   KEP_RG_DBG_FANOUTS fanouts;
   m_case.report([&] {
     for (const char* name : {"l/m:o", "r/m:o", "lone:o"})
@@ -121,7 +121,7 @@ TEST_F(DebugEdgesTest, AppendsToTheListAndLeavesWhatIsThere) {
   EXPECT_EQ(fanouts.size(), 4U);
 }
 
-TEST_F(DebugEdgesTest, ShowsTheWalkToTheObserverAndClosesIt) {
+TEST_F(DebugEdges, ShowsTheWalkToTheObserverAndClosesIt) {
   RECORDED_WALK walk;
   EXPECT_THAT(debug("l/m:o", &walk), testing::SizeIs(2));
   EXPECT_THAT(walk.calls(),
@@ -132,7 +132,7 @@ TEST_F(DebugEdgesTest, ShowsTheWalkToTheObserverAndClosesIt) {
                           "r/m:b mux_input", "r/m:o mux_output", "r/m:o target", "finish_uip", "close"));
 }
 
-TEST_F(DebugEdgesTest, DoesNotShowTheNextWalkToTheObserver) {
+TEST_F(DebugEdges, DoesNotShowTheNextWalkToTheObserver) {
   RECORDED_WALK walk;
   debug("l/m:o", &walk);
   const std::size_t calls = walk.calls().size();
@@ -140,7 +140,7 @@ TEST_F(DebugEdgesTest, DoesNotShowTheNextWalkToTheObserver) {
   EXPECT_EQ(walk.calls().size(), calls);
 }
 
-TEST_F(DebugEdgesTest, WalksWithoutAListToFill) {
+TEST_F(DebugEdges, WalksWithoutAListToFill) {
   RECORDED_WALK walk;
   m_case.report([&] { m_case.builder().debug_edges(nullptr, m_case.model().uip("l/m:o"), false, &walk); });
   EXPECT_THAT(walk.calls(), testing::SizeIs(24));
@@ -148,23 +148,23 @@ TEST_F(DebugEdgesTest, WalksWithoutAListToFill) {
       [&] { m_case.builder().debug_edges(nullptr, m_case.model().uip("l/m:o"), false, m_no_observer); });
 }
 
-TEST_F(DebugEdgesTest, WritesTheLog) {
+TEST_F(DebugEdges, WritesTheLog) {
   EXPECT_THAT(debug("l/m:o", m_log.c_str()),
               ElementsAre("l/m:o -> r/m:o via r/m:a", "l/m:o ~> r/m:o via r/m:b"));
   EXPECT_EQ(read_log(), LOG);
 }
 
-TEST_F(DebugEdgesTest, WritesNoLogWithoutAFileName) {
+TEST_F(DebugEdges, WritesNoLogWithoutAFileName) {
   EXPECT_THAT(debug("l/m:o", m_no_file), testing::SizeIs(2));
   EXPECT_FALSE(std::filesystem::exists(m_log));
 }
 
-TEST_F(DebugEdgesTest, GivesTheFanoutsWhenTheLogCannotBeWritten) {
+TEST_F(DebugEdges, GivesTheFanoutsWhenTheLogCannotBeWritten) {
   EXPECT_THAT(debug("l/m:o", (m_log + "/none/walk.log").c_str()), testing::SizeIs(2));
   EXPECT_EQ(m_warnings, "");
 }
 
-TEST_F(DebugEdgesTest, ReplacesTheLogOfTheLastCall) {
+TEST_F(DebugEdges, ReplacesTheLogOfTheLastCall) {
   debug("r/m:o", m_log.c_str());
   EXPECT_NE(read_log(), LOG);
   debug("l/m:o", m_log.c_str());
@@ -175,7 +175,7 @@ TEST_F(DebugEdgesTest, ReplacesTheLogOfTheLastCall) {
                         "inst_port lone:o logical -type search\n");
 }
 
-TEST_F(DebugEdgesTest, WarnsOfAUipWithoutANode) {
+TEST_F(DebugEdges, WarnsOfAUipWithoutANode) {
   RECORDED_WALK walk;
   EXPECT_THAT(debug("l/m:a", &walk), IsEmpty());
   EXPECT_EQ(m_warnings, "SKIPPING: l/m:a is not a routing node...\n");
@@ -186,20 +186,20 @@ TEST_F(DebugEdgesTest, WarnsOfAUipWithoutANode) {
   EXPECT_EQ(read_log(), "");
 }
 
-TEST_F(DebugEdgesTest, WarnsOfAUipWithoutANodeUnderTheFlag) {
+TEST_F(DebugEdges, WarnsOfAUipWithoutANodeUnderTheFlag) {
   RECORDED_WALK walk;
   EXPECT_THAT(debug("l/m:o", &walk, true), IsEmpty()) << "there is no twin";
   EXPECT_EQ(m_warnings, "SKIPPING: l/m:o is not a routing node...\n");
   EXPECT_THAT(walk.calls(), ElementsAre("close"));
 }
 
-TEST_F(DebugEdgesTest, WarnsOfTheEmptyUip) {
+TEST_F(DebugEdges, WarnsOfTheEmptyUip) {
   KEP_REPORT_CAPTURE capture;
   m_case.builder().debug_edges(nullptr, {}, false, m_no_observer);
   EXPECT_EQ(capture.text(KEP_REPORT::STREAM::WARN), "SKIPPING:  is not a routing node...\n");
 }
 
-TEST_F(DebugEdgesTest, LeavesTheBuilderVerboseAndWithoutEdges) {
+TEST_F(DebugEdges, LeavesTheBuilderVerboseAndWithoutEdges) {
   for (const char* name : {"l/m:a", "l/m:o"}) { // without a node and with one
     m_case.drop_builder();
     EXPECT_FALSE(m_case.builder().get_verbose());
@@ -214,7 +214,7 @@ TEST_F(DebugEdgesTest, LeavesTheBuilderVerboseAndWithoutEdges) {
 }
 
 // Edges would be made no more, and a graph without any would take the place of a good one.
-TEST_F(DebugEdgesTest, LeavesNoWayToBuildEdgesAgain) {
+TEST_F(DebugEdges, LeavesNoWayToBuildEdgesAgain) {
   const std::string text =
       "Assertion failed: !m_disable_edge_allocation in kep_rg/edges/kep_rg_build_edges.cpp@LINE: "
       "KEP_RG_BUILD::build_edges comes after debug_edges";
@@ -230,13 +230,13 @@ TEST_F(DebugEdgesTest, LeavesNoWayToBuildEdgesAgain) {
   EXPECT_EQ(test_model::whole_graph(*m_case.db()), graph);
 }
 
-TEST_F(DebugEdgesTest, TellsOfEachMuxThatItGoesThrough) {
+TEST_F(DebugEdges, TellsOfEachMuxThatItGoesThrough) {
   debug("l/m:o", m_no_observer);
   EXPECT_EQ(m_debug, "Performed get_mux_outputs() mapping\n  Before: r/m:a\n  After:  r/m:o\n"
                      "Performed get_mux_outputs() mapping\n  Before: r/m:b\n  After:  r/m:o\n");
 }
 
-TEST_F(DebugEdgesTest, LeavesTheCountsOfTheBuildAlone) {
+TEST_F(DebugEdges, LeavesTheCountsOfTheBuildAlone) {
   const KEP_RG_EDGE_CREATION_STATS before = m_case.builder().get_edge_stats();
   debug("l/m:o", m_no_observer);
   const KEP_RG_EDGE_CREATION_STATS& after = m_case.builder().get_edge_stats();
@@ -245,7 +245,7 @@ TEST_F(DebugEdgesTest, LeavesTheCountsOfTheBuildAlone) {
   EXPECT_EQ(after.n_cdrn_cache_misses, before.n_cdrn_cache_misses);
 }
 
-TEST_F(DebugEdgesTest, IsMeasuredUnderItsLabel) {
+TEST_F(DebugEdges, IsMeasuredUnderItsLabel) {
   KEP_REPORT::reset_profile();
   debug("l/m:o", m_no_observer);
   debug("l/m:o", m_no_file);
@@ -260,7 +260,7 @@ TEST_F(DebugEdgesTest, IsMeasuredUnderItsLabel) {
 }
 
 /// A mux with a hipi input, so that a twin stands beside its output.
-class DebugTwinTest : public testing::Test {
+class DebugTwin : public testing::Test {
 protected:
   void SetUp() override {
     m_case.arcs("MUX", {"a"}, "o", false, KEP_ROUTING_PRIMITIVE_HIPI::M);
@@ -277,7 +277,7 @@ protected:
   )"};
 };
 
-TEST_F(DebugTwinTest, LeadsToTheTwinAsTheGraphDoes) {
+TEST_F(DebugTwin, LeadsToTheTwinAsTheGraphDoes) {
   RECORDED_WALK walk;
   KEP_RG_DBG_FANOUTS fanouts;
   const KEP_UNFOLDED_INST_PORT uip = m_case.model().uip("m:o");
@@ -286,7 +286,7 @@ TEST_F(DebugTwinTest, LeadsToTheTwinAsTheGraphDoes) {
   EXPECT_THAT(m_case.edges(), Contains("m:o -> k:o* via k:a"));
 }
 
-TEST_F(DebugTwinTest, RefusesATwinAndForgetsTheObserver) {
+TEST_F(DebugTwin, RefusesATwinAndForgetsTheObserver) {
   KEP_RG_DBG_FANOUTS fanouts;
   const KEP_UNFOLDED_INST_PORT uip = m_case.model().uip("m:o");
   {
@@ -303,7 +303,7 @@ TEST_F(DebugTwinTest, RefusesATwinAndForgetsTheObserver) {
   EXPECT_EQ(fanouts.size(), 1U);
 }
 
-TEST(DebugEdgesOfABlcTest, WritesTheViewsThroughWhichItGoes) {
+TEST(DebugEdgesOfABlc, WritesTheViewsThroughWhichItGoes) {
   BUILD_CASE c(R"(
     module PIN
       ports >x <y
@@ -335,7 +335,7 @@ TEST(DebugEdgesOfABlcTest, WritesTheViewsThroughWhichItGoes) {
 }
 
 // Two like tiles: a build finds what m1 of the second one drives in its cache.
-TEST(DebugEdgesOfLikePlacesTest, WalksAtEachPlaceAnew) {
+TEST(DebugEdgesOfLikePlaces, WalksAtEachPlaceAnew) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o

@@ -24,14 +24,14 @@ const NAMED_MODEL& model() {
   return made;
 }
 
-TEST(DebugFanoutTest, IsEmptyByDefault) {
+TEST(DebugFanout, IsEmptyByDefault) {
   const KEP_RG_DBG_FANOUT fanout;
   EXPECT_FALSE(fanout.is_redundant());
   EXPECT_EQ(fanout.get_routing_node(), nullptr);
   EXPECT_FALSE(fanout.get_mux_input());
 }
 
-TEST(DebugFanoutTest, HoldsWhatItIsMadeOf) {
+TEST(DebugFanout, HoldsWhatItIsMadeOf) {
   const KEP_ROUTING_BUILDER_NODE node{};
   const KEP_RG_DBG_FANOUT fanout(true, &node, model().uip("m:a"));
   KEP_RG_DBG_FANOUT copy;
@@ -43,7 +43,7 @@ TEST(DebugFanoutTest, HoldsWhatItIsMadeOf) {
   }
 }
 
-TEST(DebugNodeTest, NamesAUipByItsFullName) {
+TEST(DebugNode, NamesAUipByItsFullName) {
   const KEP_RG_DBG_NODE node(model().uip("m:o"));
   EXPECT_EQ(node.get_uip(), model().uip("m:o"));
   EXPECT_EQ(node.get_port(), nullptr);
@@ -53,7 +53,7 @@ TEST(DebugNodeTest, NamesAUipByItsFullName) {
   EXPECT_EQ(node.get_name(style), "m.o");
 }
 
-TEST(DebugNodeTest, NamesAPortByItsModuleASeparatorAndItself) {
+TEST(DebugNode, NamesAPortByItsModuleASeparatorAndItself) {
   const KEP_RG_DBG_NODE node(model().port("TOP:p"));
   EXPECT_FALSE(node.get_uip());
   EXPECT_EQ(node.get_port(), model().port("TOP:p"));
@@ -63,12 +63,12 @@ TEST(DebugNodeTest, NamesAPortByItsModuleASeparatorAndItself) {
   EXPECT_EQ(node.get_name(style), "device.p");
 }
 
-TEST(DebugNodeTest, HasNoNameWithoutUipAndPort) {
+TEST(DebugNode, HasNoNameWithoutUipAndPort) {
   EXPECT_EQ(KEP_RG_DBG_NODE(KEP_UNFOLDED_INST_PORT()).get_name(KEP_NAME_STYLE()), "");
   EXPECT_EQ(KEP_RG_DBG_NODE(static_cast<KEP_PORT*>(nullptr)).get_name(KEP_NAME_STYLE()), "");
 }
 
-TEST(DebugListTest, CountsAndKeepsTheOrderInWhichElementsCame) {
+TEST(DebugList, CountsAndKeepsTheOrderInWhichElementsCame) {
   KEP_RG_DBG_FANOUTS fanouts;
   EXPECT_EQ(fanouts.size(), 0U);
   EXPECT_TRUE(fanouts.iter().empty());
@@ -83,7 +83,7 @@ TEST(DebugListTest, CountsAndKeepsTheOrderInWhichElementsCame) {
             (std::vector<const KEP_ROUTING_BUILDER_NODE*>{&nodes[2], &nodes[0], &nodes[1], &nodes[0]}));
 }
 
-TEST(DebugListTest, HoldsNodesOfBothKinds) {
+TEST(DebugList, HoldsNodesOfBothKinds) {
   KEP_RG_DBG_NODES nodes;
   nodes.add(KEP_RG_DBG_NODE(model().port("TOP:p")));
   nodes.add(KEP_RG_DBG_NODE(model().uip("m:o")));
@@ -93,7 +93,7 @@ TEST(DebugListTest, HoldsNodesOfBothKinds) {
   EXPECT_EQ(names, "device:p m:o ");
 }
 
-TEST(DebugListTest, IsCopiedAndMoved) {
+TEST(DebugList, IsCopiedAndMoved) {
   KEP_RG_DBG_FANOUTS fanouts;
   fanouts.add({true, nullptr, {}});
   KEP_RG_DBG_FANOUTS copy(fanouts);
@@ -121,7 +121,7 @@ void check_iterator() {
   static_assert(std::is_constructible_v<ITER, typename std::vector<ELEMENT>::iterator>);
 }
 
-TEST(DebugListTest, HasForwardIteratorsThatYieldPointers) {
+TEST(DebugList, HasForwardIteratorsThatYieldPointers) {
   check_iterator<KEP_RG_DBG_NODE_ITER, KEP_RG_DBG_NODE>();
   check_iterator<KEP_RG_DBG_FANOUT_ITER, KEP_RG_DBG_FANOUT>();
   std::vector<KEP_RG_DBG_FANOUT> elements(2);

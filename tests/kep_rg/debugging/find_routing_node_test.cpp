@@ -43,7 +43,7 @@ const char* const CELLS = R"(
       ports >a >b <o
 )";
 
-TEST(FindRoutingNodeTest, GivesTheNodeOnTheFirstNetWithTwoVisits) {
+TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -57,7 +57,7 @@ TEST(FindRoutingNodeTest, GivesTheNodeOnTheFirstNetWithTwoVisits) {
   EXPECT_EQ(w.next("k:a"), "s:o") << "directions do not matter";
 }
 
-TEST(FindRoutingNodeTest, GoesDownIntoAModule) {
+TEST(FindRoutingNode, GoesDownIntoAModule) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports >in
@@ -75,7 +75,7 @@ TEST(FindRoutingNodeTest, GoesDownIntoAModule) {
       << "the port inside is told by the step into it and by the step from it";
 }
 
-TEST(FindRoutingNodeTest, GoesUpOutOfAModule) {
+TEST(FindRoutingNode, GoesUpOutOfAModule) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out
@@ -92,7 +92,7 @@ TEST(FindRoutingNodeTest, GoesUpOutOfAModule) {
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out walk", "k:a found"));
 }
 
-TEST(FindRoutingNodeTest, FindsANodeOnTheModuleThatItLeaves) {
+TEST(FindRoutingNode, FindsANodeOnTheModuleThatItLeaves) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out
@@ -111,7 +111,7 @@ TEST(FindRoutingNodeTest, FindsANodeOnTheModuleThatItLeaves) {
   EXPECT_EQ(w.next("k:a"), "t:out") << "a node is not entered";
 }
 
-TEST(FindRoutingNodeTest, GivesTheNullNodeAtOnceForAUipWithoutANet) {
+TEST(FindRoutingNode, GivesTheNullNodeAtOnceForAUipWithoutANet) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -122,7 +122,7 @@ TEST(FindRoutingNodeTest, GivesTheNullNodeAtOnceForAUipWithoutANet) {
   EXPECT_THAT(w.visits(), IsEmpty());
 }
 
-TEST(FindRoutingNodeTest, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
+TEST(FindRoutingNode, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       ports >p
@@ -139,7 +139,7 @@ TEST(FindRoutingNodeTest, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
   EXPECT_THAT(w.visits(), ElementsAre("k:a walk", "[:p] walk"));
 }
 
-TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherInstPorts) {
+TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherInstPorts) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out
@@ -158,7 +158,7 @@ TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherInstPorts) {
   EXPECT_THAT(w.visits(), ElementsAre("k:a walk"));
 }
 
-TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherPorts) {
+TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherPorts) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out <z
@@ -180,7 +180,7 @@ TEST(FindRoutingNodeTest, GivesUpWhereANetHasTwoOtherPorts) {
       << "the inst port is looked at before the ports are counted";
 }
 
-TEST(FindRoutingNodeTest, EndsAtAnInstPortWithNothingInside) {
+TEST(FindRoutingNode, EndsAtAnInstPortWithNothingInside) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -193,7 +193,7 @@ TEST(FindRoutingNodeTest, EndsAtAnInstPortWithNothingInside) {
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
 }
 
-TEST(FindRoutingNodeTest, EndsAtAnInstPortWithoutAViewUnderTheRank) {
+TEST(FindRoutingNode, EndsAtAnInstPortWithoutAViewUnderTheRank) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports >in
@@ -210,7 +210,7 @@ TEST(FindRoutingNodeTest, EndsAtAnInstPortWithoutAViewUnderTheRank) {
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk"));
 }
 
-TEST(FindRoutingNodeTest, EndsOnANetWithNothingElse) {
+TEST(FindRoutingNode, EndsOnANetWithNothingElse) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -222,7 +222,7 @@ TEST(FindRoutingNodeTest, EndsOnANetWithNothingElse) {
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk"));
 }
 
-TEST(FindRoutingNodeTest, EndsOutsideAtAPortWithoutANet) {
+TEST(FindRoutingNode, EndsOutsideAtAPortWithoutANet) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out
@@ -237,7 +237,7 @@ TEST(FindRoutingNodeTest, EndsOutsideAtAPortWithoutANet) {
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk"));
 }
 
-TEST(FindRoutingNodeTest, GoesOnByThePortWhenTheInstPortHasNothingInside) {
+TEST(FindRoutingNode, GoesOnByThePortWhenTheInstPortHasNothingInside) {
   WIRES w((std::string(CELLS) + R"(
     module TILE
       ports <out
@@ -256,7 +256,7 @@ TEST(FindRoutingNodeTest, GoesOnByThePortWhenTheInstPortHasNothingInside) {
               ElementsAre("t/s:o walk", "t/dead:a walk", "[t:out] walk", "t:out walk", "k:a found"));
 }
 
-TEST(FindRoutingNodeTest, GivesUpThePortOnceItWentIntoTheInstPort) {
+TEST(FindRoutingNode, GivesUpThePortOnceItWentIntoTheInstPort) {
   WIRES w((std::string(CELLS) + R"(
     module INNER
       ports >in
@@ -290,7 +290,7 @@ const char* const RING = R"(
       net m l.o s.i
   )";
 
-TEST(FindRoutingNodeTest, GivesItsStartWhereTheWireIsARing) {
+TEST(FindRoutingNode, GivesItsStartWhereTheWireIsARing) {
   WIRES w(RING, {"s:o"});
   EXPECT_EQ(w.next("s:o"), "s:o");
   EXPECT_THAT(w.visits(),
@@ -298,7 +298,7 @@ TEST(FindRoutingNodeTest, GivesItsStartWhereTheWireIsARing) {
                           "s:i walk", "[s:i] walk", "[s:i] walk", "[s:o] walk", "s:o found"));
 }
 
-TEST(FindRoutingNodeTest, EndsWhenTheWayUpComesBackToANet) {
+TEST(FindRoutingNode, EndsWhenTheWayUpComesBackToANet) {
   WIRES w(RING, {"s:o*"});
   EXPECT_EQ(w.next("s:o*"), "(none)") << "a twin is not looked for";
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "l:i walk", "[l:i] walk", "[l:i] walk", "[l:o] walk",
@@ -306,7 +306,7 @@ TEST(FindRoutingNodeTest, EndsWhenTheWayUpComesBackToANet) {
       << "the net of s:o is not entered again";
 }
 
-TEST(FindRoutingNodeTest, EndsWhenTheWayDownComesBackToANet) {
+TEST(FindRoutingNode, EndsWhenTheWayDownComesBackToANet) {
   WIRES w((std::string(CELLS) + R"(
     module THROUGH
       ports >i <j
@@ -330,7 +330,7 @@ TEST(FindRoutingNodeTest, EndsWhenTheWayDownComesBackToANet) {
       << "the net of r:z is not entered again";
 }
 
-TEST(FindRoutingNodeTest, GoesDownIntoTheViewOfTheRank) {
+TEST(FindRoutingNode, GoesDownIntoTheViewOfTheRank) {
   WIRES w((std::string(CELLS) + R"(
     module TILE group=tile
       ports >in
@@ -351,7 +351,7 @@ TEST(FindRoutingNodeTest, GoesDownIntoTheViewOfTheRank) {
   EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::LOGICAL)), "t/k:a");
 }
 
-TEST(FindRoutingNodeTest, PassesByATwinWithoutAPlainNode) {
+TEST(FindRoutingNode, PassesByATwinWithoutAPlainNode) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -365,7 +365,7 @@ TEST(FindRoutingNodeTest, PassesByATwinWithoutAPlainNode) {
   EXPECT_EQ(w.next("k:a*"), "s:o") << "a twin is a start like any other";
 }
 
-TEST(FindRoutingNodeTest, KeepsNothingBetweenCalls) {
+TEST(FindRoutingNode, KeepsNothingBetweenCalls) {
   WIRES w((std::string(CELLS) + R"(
     module TOP top
       inst s CELL
@@ -381,7 +381,7 @@ TEST(FindRoutingNodeTest, KeepsNothingBetweenCalls) {
     EXPECT_EQ(finder.find_routing_node(start), test_model::node_named(*w.db(), "k:a"));
 }
 
-TEST(FindRoutingNodeTest, FollowsAWireThatIsLongerThanAStackIsDeep) {
+TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
   const int length = 100000;
   std::string text = std::string(CELLS) + R"(
     module THROUGH

@@ -42,7 +42,7 @@ std::string model() {
   return text;
 }
 
-TEST(FindRoutingNodeThreadsTest, GivesEachThreadWhatOneAloneFinds) {
+TEST(FindRoutingNodeThreads, GivesEachThreadWhatOneAloneFinds) {
   NAMED_MODEL model_of_wires(model());
   std::vector<std::string> names;
   for (int i = 0; i != NUM_WIRES; ++i)

@@ -18,7 +18,7 @@ using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
 const KEP_VIEW_TYPE_RANK BLC_FIRST(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
 const KEP_VIEW_TYPE_RANK LOGICAL_ONLY(KEP_VIEW_TYPE::LOGICAL);
 
-class UuiObserverTest : public testing::Test {
+class UuiObserver : public testing::Test {
 protected:
   void SetUp() override {
     m_folder = std::filesystem::temp_directory_path() /
@@ -60,7 +60,7 @@ private:
   std::filesystem::path m_folder;
 };
 
-TEST_F(UuiObserverTest, WritesALineForEachPointInTheOrderOfTheVisits) {
+TEST_F(UuiObserver, WritesALineForEachPointInTheOrderOfTheVisits) {
   {
     KEP_RG_UUI_OBSERVER observer(path(), BLC_FIRST);
     observer.visit(m_model.uip("t:in"), VISIT_TYPE::START);
@@ -76,7 +76,7 @@ TEST_F(UuiObserverTest, WritesALineForEachPointInTheOrderOfTheVisits) {
                     "port :p logical -type end\n");
 }
 
-TEST_F(UuiObserverTest, TellsTheViewUnderItsRankForAnInstPortAndItsOwnForAPort) {
+TEST_F(UuiObserver, TellsTheViewUnderItsRankForAnInstPortAndItsOwnForAPort) {
   {
     KEP_RG_UUI_OBSERVER observer(path(), LOGICAL_ONLY);
     observer.visit(m_model.uip("t/c:a"), VISIT_TYPE::WALK);
@@ -88,7 +88,7 @@ TEST_F(UuiObserverTest, TellsTheViewUnderItsRankForAnInstPortAndItsOwnForAPort) 
                     "port t/c:a logical -type walk\n");
 }
 
-TEST_F(UuiObserverTest, LeavesTheViewEmptyWhereTheRankFindsNone) {
+TEST_F(UuiObserver, LeavesTheViewEmptyWhereTheRankFindsNone) {
   {
     KEP_RG_UUI_OBSERVER observer(path(), LOGICAL_ONLY);
     observer.visit(m_model.uip("b:a"), VISIT_TYPE::FOUND);
@@ -96,7 +96,7 @@ TEST_F(UuiObserverTest, LeavesTheViewEmptyWhereTheRankFindsNone) {
   EXPECT_EQ(read(), "inst_port b:a  -type found\n");
 }
 
-TEST_F(UuiObserverTest, NamesEachVisitTypeThatHasAName) {
+TEST_F(UuiObserver, NamesEachVisitTypeThatHasAName) {
   const std::vector<std::pair<int, std::string>> names{
       {1, "start"}, {2, "target"},       {3, "walk"}, {4, "found"},   {5, "mux_input"}, {6, "mux_output"},
       {8, "skip"},  {10, "terminating"}, {11, "end"}, {12, "search"}, {13, "cross"}};
@@ -111,7 +111,7 @@ TEST_F(UuiObserverTest, NamesEachVisitTypeThatHasAName) {
   EXPECT_EQ(read(), expected);
 }
 
-TEST_F(UuiObserverTest, LeavesOutATypeWithoutAName) {
+TEST_F(UuiObserver, LeavesOutATypeWithoutAName) {
   {
     KEP_RG_UUI_OBSERVER observer(path(), LOGICAL_ONLY);
     for (const int type : {0, 7, 9, 14, -1}) {
@@ -125,7 +125,7 @@ TEST_F(UuiObserverTest, LeavesOutATypeWithoutAName) {
   EXPECT_EQ(read(), expected);
 }
 
-TEST_F(UuiObserverTest, WritesNothingForUipsAndNets) {
+TEST_F(UuiObserver, WritesNothingForUipsAndNets) {
   {
     KEP_RG_UUI_OBSERVER observer(path(), BLC_FIRST);
     observer.start_uip(m_model.uip("t:in"));
@@ -136,7 +136,7 @@ TEST_F(UuiObserverTest, WritesNothingForUipsAndNets) {
   EXPECT_EQ(read(), "");
 }
 
-TEST_F(UuiObserverTest, FlushesAtTheEndOfAUip) {
+TEST_F(UuiObserver, FlushesAtTheEndOfAUip) {
   KEP_RG_UUI_OBSERVER observer(path(), BLC_FIRST);
   observer.visit(m_model.uip("t:in"), VISIT_TYPE::START);
   EXPECT_EQ(read(), "") << "a visit alone does not flush";
@@ -147,7 +147,7 @@ TEST_F(UuiObserverTest, FlushesAtTheEndOfAUip) {
   EXPECT_EQ(read(), "inst_port t:in logical -type start\ninst_port t:in logical -type walk\n");
 }
 
-TEST_F(UuiObserverTest, WritesNothingAfterItWasClosed) {
+TEST_F(UuiObserver, WritesNothingAfterItWasClosed) {
   KEP_RG_UUI_OBSERVER observer(path(), BLC_FIRST);
   observer.visit(m_model.uip("t:in"), VISIT_TYPE::START);
   observer.close();
@@ -158,7 +158,7 @@ TEST_F(UuiObserverTest, WritesNothingAfterItWasClosed) {
   EXPECT_EQ(read(), "inst_port t:in logical -type start\n");
 }
 
-TEST_F(UuiObserverTest, WorksAndWritesNothingInAFolderThatDoesNotExist) {
+TEST_F(UuiObserver, WorksAndWritesNothingInAFolderThatDoesNotExist) {
   {
     KEP_RG_UUI_OBSERVER observer(path("none/walk.log"), BLC_FIRST);
     EXPECT_NO_THROW(observer.visit(m_model.uip("t:in"), VISIT_TYPE::START));
@@ -169,7 +169,7 @@ TEST_F(UuiObserverTest, WorksAndWritesNothingInAFolderThatDoesNotExist) {
   EXPECT_FALSE(std::filesystem::exists(path("none")));
 }
 
-TEST_F(UuiObserverTest, ReplacesAFileThatIsThere) {
+TEST_F(UuiObserver, ReplacesAFileThatIsThere) {
   std::ofstream(path()) << "what stood there before, and was longer than a line of the log is\n";
   {
     KEP_RG_UUI_OBSERVER observer(path(), BLC_FIRST);
@@ -178,7 +178,7 @@ TEST_F(UuiObserverTest, ReplacesAFileThatIsThere) {
   EXPECT_EQ(read(), "inst_port t:in logical -type start\n");
 }
 
-TEST_F(UuiObserverTest, ReplacesTheFileOfAnEarlierOneOfTheSameName) {
+TEST_F(UuiObserver, ReplacesTheFileOfAnEarlierOneOfTheSameName) {
   {
     KEP_RG_UUI_OBSERVER first(path(), BLC_FIRST);
     first.visit(m_model.uip("t:in"), VISIT_TYPE::START);
@@ -191,7 +191,7 @@ TEST_F(UuiObserverTest, ReplacesTheFileOfAnEarlierOneOfTheSameName) {
   EXPECT_EQ(read(), "port t:in logical -type cross\n");
 }
 
-TEST_F(UuiObserverTest, ReplacesTheFileOfOneThatIsStillOpen) {
+TEST_F(UuiObserver, ReplacesTheFileOfOneThatIsStillOpen) {
   KEP_RG_UUI_OBSERVER first(path(), BLC_FIRST);
   first.visit(m_model.uip("t:in"), VISIT_TYPE::START);
   first.finish_uip();
@@ -207,7 +207,7 @@ TEST_F(UuiObserverTest, ReplacesTheFileOfOneThatIsStillOpen) {
   EXPECT_EQ(read(), "inst_port t/c:a blc -type end\n");
 }
 
-TEST_F(UuiObserverTest, KeepsACopyOfTheRank) {
+TEST_F(UuiObserver, KeepsACopyOfTheRank) {
   auto rank = std::make_unique<KEP_VIEW_TYPE_RANK>(BLC_FIRST);
   {
     KEP_RG_UUI_OBSERVER observer(path(), *rank);
@@ -218,7 +218,7 @@ TEST_F(UuiObserverTest, KeepsACopyOfTheRank) {
   EXPECT_EQ(read(), "inst_port t/c:a blc -type walk\n");
 }
 
-TEST_F(UuiObserverTest, IsClosedThroughItsBaseClass) {
+TEST_F(UuiObserver, IsClosedThroughItsBaseClass) {
   const std::unique_ptr<KEP_UNFOLD_OBSERVER> observer =
       std::make_unique<KEP_RG_UUI_OBSERVER>(path(), BLC_FIRST);
   observer->visit(m_model.uip("t:in"), VISIT_TYPE::START);

@@ -23,7 +23,7 @@ constexpr auto BLC = static_cast<unsigned char>(KEP_VIEW_TYPE::BLC);
 constexpr auto LOGICAL = static_cast<unsigned char>(KEP_VIEW_TYPE::LOGICAL);
 
 // MUX in all four views, two of them BLC; LONE and PLAIN in one view.
-class ParseTest : public testing::Test {
+class Parse : public testing::Test {
 protected:
   KEP_PORT* port(const char* text) const { return m_model.port(text); }
   KEP_MODULE* module(const char* key) const { return m_model.module(key); }
@@ -82,7 +82,7 @@ protected:
   KEP_ROUTING_PRIMITIVE* m_store = m_db->get_routing_template_graph()->get_routing_primitive();
 };
 
-TEST_F(ParseTest, KnowsItsDatabaseAndACacheThatHoldsWhatStoodInTheStoreBefore) {
+TEST_F(Parse, KnowsItsDatabaseAndACacheThatHoldsWhatStoodInTheStoreBefore) {
   KEP_ROUTING_MUX* mux = KEP_ROUTING_MUX::allocate(m_db, module("LONE"), true);
   KEP_ROUTING_ARC* arc = KEP_ROUTING_ARC::allocate(m_db, port("LONE:i"), port("LONE:o"), mux);
   const KEP_RG_PARSE parse(m_db);
@@ -90,7 +90,7 @@ TEST_F(ParseTest, KnowsItsDatabaseAndACacheThatHoldsWhatStoodInTheStoreBefore) {
   EXPECT_EQ(parse.find_routing_primitive_cache()->find_routing_arc(port("LONE:i"), port("LONE:o")), arc);
 }
 
-TEST_F(ParseTest, SharesTheCacheAfterAnAssignmentAndOneOfTheTwoIsDestroyed) {
+TEST_F(Parse, SharesTheCacheAfterAnAssignmentAndOneOfTheTwoIsDestroyed) {
   KEP_RG_PARSE source(m_db);
   alignas(KEP_RG_PARSE) unsigned char memory[sizeof(KEP_RG_PARSE)];
   auto* copy = new (memory) KEP_RG_PARSE(m_db); // never destroyed: `source` owns the cache of both
@@ -102,7 +102,7 @@ TEST_F(ParseTest, SharesTheCacheAfterAnAssignmentAndOneOfTheTwoIsDestroyed) {
   EXPECT_TRUE(source.find_routing_primitive_cache()->is_arc_input(port("LONE:i")));
 }
 
-TEST_F(ParseTest, MakesOneArcOfAnEdgeGivenTwice) {
+TEST_F(Parse, MakesOneArcOfAnEdgeGivenTwice) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("LONE:i"), port("LONE:o"));
   parse.add_port_edge(port("LONE:i"), port("LONE:o"), true);
@@ -110,7 +110,7 @@ TEST_F(ParseTest, MakesOneArcOfAnEdgeGivenTwice) {
   ASSERT_EQ(muxes("LONE", parse).size(), 1U);
 }
 
-TEST_F(ParseTest, GathersTheEdgesOfAModuleInOneMuxAndTheCacheKnowsThem) {
+TEST_F(Parse, GathersTheEdgesOfAModuleInOneMuxAndTheCacheKnowsThem) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_VIEW_1:i"), port("MUX_VIEW_1:o"));
   parse.add_port_edge(port("MUX_VIEW_1:j"), port("MUX_VIEW_1:o"));
@@ -121,7 +121,7 @@ TEST_F(ParseTest, GathersTheEdgesOfAModuleInOneMuxAndTheCacheKnowsThem) {
   EXPECT_EQ(parse.find_routing_primitive_cache()->find_arc_inputs(port("MUX_VIEW_1:o"))->size(), 2U);
 }
 
-TEST_F(ParseTest, MakesANewMuxWhenAllMuxesOfTheModuleHaveExceptionInstances) {
+TEST_F(Parse, MakesANewMuxWhenAllMuxesOfTheModuleHaveExceptionInstances) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("LONE:i"), port("LONE:o"));
   parse.set_skip_paths(m_model.instance("TOP/l"), true);
@@ -134,7 +134,7 @@ TEST_F(ParseTest, MakesANewMuxWhenAllMuxesOfTheModuleHaveExceptionInstances) {
   EXPECT_THAT(modules_of_arcs(), ElementsAre("LONE", "LONE")); // the arc of the first mux is not this one's
 }
 
-TEST_F(ParseTest, GivesTheFlagOfTheFirstEdgeToTheMuxAndIgnoresThatOfTheSecond) {
+TEST_F(Parse, GivesTheFlagOfTheFirstEdgeToTheMuxAndIgnoresThatOfTheSecond) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("LONE:i"), port("LONE:o"), true);
   parse.add_port_edge(port("MUX_VIEW_1:i"), port("MUX_VIEW_1:o"));
@@ -145,7 +145,7 @@ TEST_F(ParseTest, GivesTheFlagOfTheFirstEdgeToTheMuxAndIgnoresThatOfTheSecond) {
   EXPECT_FALSE(muxes("MUX_VIEW_1", parse)[0]->get_skip());
 }
 
-TEST_F(ParseTest, CopiesAnArcOfALogicalModuleToItsTwinAlone) {
+TEST_F(Parse, CopiesAnArcOfALogicalModuleToItsTwinAlone) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX:j"), port("MUX:o"), true);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX", "MUX_TWIN"));
@@ -154,7 +154,7 @@ TEST_F(ParseTest, CopiesAnArcOfALogicalModuleToItsTwinAlone) {
   EXPECT_THAT(marked_ports(), IsEmpty());
 }
 
-TEST_F(ParseTest, CopiesAnArcOfABlcModuleToItsLogicalEquivalentAndNotToTheTwin) {
+TEST_F(Parse, CopiesAnArcOfABlcModuleToItsLogicalEquivalentAndNotToTheTwin) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_BLC:j"), port("MUX_BLC:o"), true);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX_BLC", "MUX"));
@@ -162,14 +162,14 @@ TEST_F(ParseTest, CopiesAnArcOfABlcModuleToItsLogicalEquivalentAndNotToTheTwin) 
   EXPECT_TRUE(muxes("MUX", parse)[0]->get_skip());
 }
 
-TEST_F(ParseTest, LeavesArcsOfOtherViewsWhereTheyAre) {
+TEST_F(Parse, LeavesArcsOfOtherViewsWhereTheyAre) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_TWIN:i"), port("MUX_TWIN:o"));
   parse.add_port_edge(port("MUX_VIEW_1:i"), port("MUX_VIEW_1:o"));
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX_TWIN", "MUX_VIEW_1"));
 }
 
-TEST_F(ParseTest, MarksForHipiOnALogicalModuleTheTwinAndTheBlcModules) {
+TEST_F(Parse, MarksForHipiOnALogicalModuleTheTwinAndTheBlcModules) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX:i"), port("MUX:o"), HIPI::T, false);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX", "MUX_TWIN"));
@@ -178,14 +178,14 @@ TEST_F(ParseTest, MarksForHipiOnALogicalModuleTheTwinAndTheBlcModules) {
   EXPECT_EQ(m_store->get_hipi_type(port("MUX_BLC_2:o")), HIPI::T);
 }
 
-TEST_F(ParseTest, MarksForHipiOnABlcModuleItsTwinAndMakesAnUnmarkedArcOnItsLogicalEquivalent) {
+TEST_F(Parse, MarksForHipiOnABlcModuleItsTwinAndMakesAnUnmarkedArcOnItsLogicalEquivalent) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_BLC:i"), port("MUX_BLC:o"), HIPI::M, false);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX_BLC", "MUX"));
   EXPECT_THAT(marked_ports(), ElementsAre("MUX_BLC:i", "MUX_BLC:o", "MUX_TWIN:i", "MUX_TWIN:o"));
 }
 
-TEST_F(ParseTest, MarksForHipiOnATwinTheBlcModules) {
+TEST_F(Parse, MarksForHipiOnATwinTheBlcModules) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_TWIN:i"), port("MUX_TWIN:o"), HIPI::P, false);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX_TWIN"));
@@ -193,7 +193,7 @@ TEST_F(ParseTest, MarksForHipiOnATwinTheBlcModules) {
                                           "MUX_TWIN:i", "MUX_TWIN:o"));
 }
 
-TEST_F(ParseTest, MarksForHipiOnAnotherViewTheTwinAndTheBlcModulesWithoutArcs) {
+TEST_F(Parse, MarksForHipiOnAnotherViewTheTwinAndTheBlcModulesWithoutArcs) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("MUX_VIEW_1:i"), port("MUX_VIEW_1:o"), HIPI::P, false);
   EXPECT_THAT(modules_of_arcs(), ElementsAre("MUX_VIEW_1"));
@@ -201,7 +201,7 @@ TEST_F(ParseTest, MarksForHipiOnAnotherViewTheTwinAndTheBlcModulesWithoutArcs) {
                                           "MUX_TWIN:i", "MUX_TWIN:o", "MUX_VIEW_1:i", "MUX_VIEW_1:o"));
 }
 
-TEST_F(ParseTest, AssertsThatTheTwoPortsOfAnEdgeLieInOneModule) {
+TEST_F(Parse, AssertsThatTheTwoPortsOfAnEdgeLieInOneModule) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(assertion_text([&] { parse.add_port_edge(port("MUX:j"), port("LONE:o")); }),
             "Assertion failed: module_in == port_out->get_parent() in kep_rg/kep_rg_parse.cpp@LINE: "
@@ -209,7 +209,7 @@ TEST_F(ParseTest, AssertsThatTheTwoPortsOfAnEdgeLieInOneModule) {
   EXPECT_THAT(modules_of_arcs(), IsEmpty());
 }
 
-TEST_F(ParseTest, AnswersForEachKindOfHipi) {
+TEST_F(Parse, AnswersForEachKindOfHipi) {
   KEP_RG_PARSE parse(m_db);
   parse.add_port_edge(port("LONE:i"), port("LONE:o"), HIPI::M, false);
   parse.add_port_edge(port("PLAIN:i"), port("PLAIN:o"), HIPI::T, false);
@@ -225,7 +225,7 @@ TEST_F(ParseTest, AnswersForEachKindOfHipi) {
   EXPECT_THAT(answers("MUX:i"), ElementsAre(false, false, false, false, true));
 }
 
-TEST_F(ParseTest, CopiesAFlyoverToTheTwinButNotFromIt) {
+TEST_F(Parse, CopiesAFlyoverToTheTwinButNotFromIt) {
   KEP_RG_PARSE parse(m_db);
   parse.add_routing_flyover(port("MUX_BLC:i"), port("MUX_BLC:o"));
   parse.add_routing_flyover(port("MUX_TWIN:j"), port("MUX_TWIN:o"));
@@ -238,7 +238,7 @@ TEST_F(ParseTest, CopiesAFlyoverToTheTwinButNotFromIt) {
                                 port("MUX_TWIN:j"), port("MUX_TWIN:o")));
 }
 
-TEST_F(ParseTest, CopiesNothingFromOneTwinToAnother) {
+TEST_F(Parse, CopiesNothingFromOneTwinToAnother) {
   const NAMED_MODEL model(R"(
     module TWIN_1 group=twins view=LOGICAL_TWIN
       ports >i <o
@@ -260,26 +260,26 @@ TEST_F(ParseTest, CopiesNothingFromOneTwinToAnother) {
   EXPECT_EQ(std::distance(flyovers.begin(), flyovers.end()), 1);
 }
 
-TEST_F(ParseTest, RegistersEveryBlcEquivalentOfARootAndNotTheModuleItself) {
+TEST_F(Parse, RegistersEveryBlcEquivalentOfARootAndNotTheModuleItself) {
   KEP_RG_PARSE parse(m_db);
   parse.add_routing_root(module("MUX"), BLC);
   EXPECT_THAT(roots(), ElementsAre(module("MUX_BLC"), module("MUX_BLC_2")));
 }
 
-TEST_F(ParseTest, RegistersForABlcModuleItsOtherBlcEquivalents) {
+TEST_F(Parse, RegistersForABlcModuleItsOtherBlcEquivalents) {
   KEP_RG_PARSE parse(m_db);
   parse.add_routing_root(module("MUX_BLC"), BLC);
   EXPECT_THAT(roots(), ElementsAre(module("MUX_BLC_2")));
 }
 
-TEST_F(ParseTest, RegistersALogicalRootItselfWhateverItsView) {
+TEST_F(Parse, RegistersALogicalRootItselfWhateverItsView) {
   KEP_RG_PARSE parse(m_db);
   parse.add_routing_root(module("MUX"), LOGICAL);
   parse.add_routing_root(module("MUX_TWIN"), LOGICAL);
   EXPECT_THAT(roots(), ElementsAre(module("MUX"), module("MUX_TWIN")));
 }
 
-TEST_F(ParseTest, RefusesABlcRootWithoutABlcEquivalent) {
+TEST_F(Parse, RefusesABlcRootWithoutABlcEquivalent) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(failure_text([&] { parse.add_routing_root(module("LONE"), BLC); }),
             "Failed because routing_root=LONE does not have a view_type=blc "
@@ -287,7 +287,7 @@ TEST_F(ParseTest, RefusesABlcRootWithoutABlcEquivalent) {
   EXPECT_THAT(roots(), IsEmpty());
 }
 
-TEST_F(ParseTest, RefusesARootInAnyOtherView) {
+TEST_F(Parse, RefusesARootInAnyOtherView) {
   KEP_RG_PARSE parse(m_db);
   for (const unsigned view : {1U, 3U, 4U, 200U}) {
     EXPECT_EQ(failure_text([&] { parse.add_routing_root(module("MUX"), static_cast<unsigned char>(view)); }),
@@ -297,7 +297,7 @@ TEST_F(ParseTest, RefusesARootInAnyOtherView) {
   EXPECT_THAT(roots(), IsEmpty());
 }
 
-TEST_F(ParseTest, AssertsThatWhatItIsGivenIsNotNullAndNamesTheOperation) {
+TEST_F(Parse, AssertsThatWhatItIsGivenIsNotNullAndNamesTheOperation) {
   KEP_RG_PARSE parse(m_db);
   const auto is_refused = [](const char* operation, const auto& body) {
     EXPECT_EQ(assertion_text(body), std::string("Assertion failed: pointer in kep_rg/kep_rg_parse.cpp@LINE: "
@@ -321,7 +321,7 @@ TEST_F(ParseTest, AssertsThatWhatItIsGivenIsNotNullAndNamesTheOperation) {
   EXPECT_FALSE(m_store->is_initialized()) << "nothing was written";
 }
 
-TEST_F(ParseTest, AnswersQuestionsAboutNull) {
+TEST_F(Parse, AnswersQuestionsAboutNull) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_FALSE(parse.is_inserted_node(nullptr));
   EXPECT_FALSE(parse.has_wire_type(nullptr));
@@ -333,7 +333,7 @@ TEST_F(ParseTest, AnswersQuestionsAboutNull) {
   EXPECT_FALSE(parse.is_hipi_tm_port(nullptr));
 }
 
-TEST_F(ParseTest, AssertsThatARoutingRootIsAnIpRoot) {
+TEST_F(Parse, AssertsThatARoutingRootIsAnIpRoot) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(assertion_text([&] { parse.add_routing_root(module("PLAIN"), LOGICAL); }),
             "Assertion failed: routing_root->has_trait(KEP_MODULE::TRAIT::IP_ROOT) in "
@@ -341,7 +341,7 @@ TEST_F(ParseTest, AssertsThatARoutingRootIsAnIpRoot) {
   EXPECT_THAT(roots(), IsEmpty());
 }
 
-TEST_F(ParseTest, AddsTheRoutingRootsToASetThatIsNotEmpty) {
+TEST_F(Parse, AddsTheRoutingRootsToASetThatIsNotEmpty) {
   KEP_RG_PARSE parse(m_db);
   parse.add_routing_root(module("MUX"), BLC);
   std::unordered_set<const KEP_MODULE*> found{module("PLAIN"), module("MUX_BLC")};
@@ -349,7 +349,7 @@ TEST_F(ParseTest, AddsTheRoutingRootsToASetThatIsNotEmpty) {
   EXPECT_THAT(found, UnorderedElementsAre(module("PLAIN"), module("MUX_BLC"), module("MUX_BLC_2")));
 }
 
-TEST_F(ParseTest, KeepsAnInsertedNodeOnTheBlcModuleAlone) {
+TEST_F(Parse, KeepsAnInsertedNodeOnTheBlcModuleAlone) {
   KEP_RG_PARSE parse(m_db);
   parse.add_inserted_node("node", port("MUX:j"));
   EXPECT_TRUE(parse.is_inserted_node(port("MUX_BLC:j")));
@@ -358,20 +358,20 @@ TEST_F(ParseTest, KeepsAnInsertedNodeOnTheBlcModuleAlone) {
     EXPECT_FALSE(parse.is_inserted_node(port(text))) << text;
 }
 
-TEST_F(ParseTest, KeepsAnInsertedNodeOfABlcModuleOnThatModule) {
+TEST_F(Parse, KeepsAnInsertedNodeOfABlcModuleOnThatModule) {
   KEP_RG_PARSE parse(m_db);
   parse.add_inserted_node("node", port("MUX_BLC_2:j"));
   EXPECT_TRUE(parse.is_inserted_node(port("MUX_BLC_2:j")));
   EXPECT_FALSE(parse.is_inserted_node(port("MUX_BLC:j")));
 }
 
-TEST_F(ParseTest, KeepsAnInsertedNodeOnThePortItselfWithoutABlcModule) {
+TEST_F(Parse, KeepsAnInsertedNodeOnThePortItselfWithoutABlcModule) {
   KEP_RG_PARSE parse(m_db);
   parse.add_inserted_node("node", port("LONE:o"));
   EXPECT_TRUE(parse.is_inserted_node(port("LONE:o")));
 }
 
-TEST_F(ParseTest, CopiesATunnelTypeToTheBlcEquivalents) {
+TEST_F(Parse, CopiesATunnelTypeToTheBlcEquivalents) {
   KEP_RG_PARSE parse(m_db);
   parse.add_tunnel_type(module("MUX"), TUNNEL::THROUGH);
   EXPECT_EQ(parse.get_tunnel_type(module("MUX")), TUNNEL::THROUGH);
@@ -380,14 +380,14 @@ TEST_F(ParseTest, CopiesATunnelTypeToTheBlcEquivalents) {
   EXPECT_EQ(parse.get_tunnel_type(module("MUX_TWIN")), TUNNEL::NONE);
 }
 
-TEST_F(ParseTest, CopiesATunnelTypeOfABlcModuleNowhere) {
+TEST_F(Parse, CopiesATunnelTypeOfABlcModuleNowhere) {
   KEP_RG_PARSE parse(m_db);
   parse.add_tunnel_type(module("MUX_BLC"), TUNNEL::TARGET);
   EXPECT_EQ(parse.get_tunnel_type(module("MUX_BLC")), TUNNEL::TARGET);
   EXPECT_EQ(parse.get_tunnel_type(module("MUX_BLC_2")), TUNNEL::NONE);
 }
 
-TEST_F(ParseTest, TouchesNoEquivalentForTunnelTypeZero) {
+TEST_F(Parse, TouchesNoEquivalentForTunnelTypeZero) {
   KEP_RG_PARSE parse(m_db);
   parse.add_tunnel_type(module("MUX"), TUNNEL::SOURCE);
   parse.add_tunnel_type(module("MUX"), TUNNEL::NONE);
@@ -395,7 +395,7 @@ TEST_F(ParseTest, TouchesNoEquivalentForTunnelTypeZero) {
   EXPECT_EQ(parse.get_tunnel_type(module("MUX_BLC")), TUNNEL::SOURCE);
 }
 
-TEST_F(ParseTest, CopiesNotTemplateToTwinsAndBlcModules) {
+TEST_F(Parse, CopiesNotTemplateToTwinsAndBlcModules) {
   KEP_RG_PARSE parse(m_db);
   parse.add_module_is_not_template(module("MUX"));
   for (const char* key : {"MUX", "MUX_TWIN", "MUX_BLC", "MUX_BLC_2"})
@@ -403,7 +403,7 @@ TEST_F(ParseTest, CopiesNotTemplateToTwinsAndBlcModules) {
   EXPECT_FALSE(parse.get_module_is_not_template(module("MUX_VIEW_1")));
 }
 
-TEST_F(ParseTest, CopiesNotTemplateWhateverTheModulesOwnView) {
+TEST_F(Parse, CopiesNotTemplateWhateverTheModulesOwnView) {
   KEP_RG_PARSE parse(m_db);
   parse.add_module_is_not_template(module("MUX_BLC"));
   for (const char* key : {"MUX_BLC", "MUX_BLC_2", "MUX_TWIN"})
@@ -411,7 +411,7 @@ TEST_F(ParseTest, CopiesNotTemplateWhateverTheModulesOwnView) {
   EXPECT_FALSE(parse.get_module_is_not_template(module("MUX")));
 }
 
-TEST_F(ParseTest, CopiesADisabledMergeToTheTwinButNotFromIt) {
+TEST_F(Parse, CopiesADisabledMergeToTheTwinButNotFromIt) {
   KEP_RG_PARSE parse(m_db);
   parse.disable_merge(port("MUX:o"));
   EXPECT_TRUE(parse.is_disable_merge(port("MUX:o")));
@@ -422,14 +422,14 @@ TEST_F(ParseTest, CopiesADisabledMergeToTheTwinButNotFromIt) {
   EXPECT_FALSE(parse.is_disable_merge(port("MUX:i")));
 }
 
-TEST_F(ParseTest, RefusesToDisableTheMergeOfANullPort) {
+TEST_F(Parse, RefusesToDisableTheMergeOfANullPort) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(failure_text([&] { parse.disable_merge(nullptr); }),
             "disable_merge failed because output_port is NULL "
             "from function KEP_RG_PARSE::disable_merge in kep_rg/kep_rg_parse.cpp@LINE");
 }
 
-TEST_F(ParseTest, TellsTheWireTypeOfAPortAlone) {
+TEST_F(Parse, TellsTheWireTypeOfAPortAlone) {
   KEP_RG_PARSE parse(m_db);
   m_store->add_wire_type(KEP_RELATIVE_PATH::create({}, port("LONE:o")), "long", 0);
   EXPECT_TRUE(parse.has_wire_type(port("LONE:o")));

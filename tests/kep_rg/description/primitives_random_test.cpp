@@ -232,7 +232,7 @@ private:
   std::string m_text;
 };
 
-class RandomPrimitivesTest : public testing::Test {
+class RandomPrimitives : public testing::Test {
 protected:
   // Counts that an answer other than "none" occurred.
   template <class T>
@@ -339,7 +339,7 @@ protected:
   std::map<std::string, unsigned> m_answers;
 };
 
-TEST_F(RandomPrimitivesTest, AnswerAsASearchOfTheWholeDescriptionDoes) {
+TEST_F(RandomPrimitives, AnswerAsASearchOfTheWholeDescriptionDoes) {
   for (std::uint64_t seed = 1; seed <= 2000 && !HasFailure(); ++seed) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed, {.m_max_size = 60});
     RANDOM_DESCRIPTION description(db.get(), seed);

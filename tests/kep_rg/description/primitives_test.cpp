@@ -60,9 +60,9 @@ constexpr const char* MODEL_TEXT = R"(
     inst c_mux PLAIN
 )";
 
-class PrimitivesTest : public testing::Test {
+class Primitives : public testing::Test {
 protected:
-  explicit PrimitivesTest(const char* text = MODEL_TEXT) : m_model(text) {}
+  explicit Primitives(const char* text = MODEL_TEXT) : m_model(text) {}
 
   KEP_PORT* port(const char* text) const { return m_model.port(text); }
   KEP_MODULE* module(const char* key) const { return m_model.module(key); }
@@ -92,14 +92,14 @@ protected:
   std::optional<KEP_DB_ROUTING_PRIMITIVE_CACHE> m_cache;
 };
 
-TEST_F(PrimitivesTest, OfAnEmptyDescriptionAreEmpty) {
+TEST_F(Primitives, OfAnEmptyDescriptionAreEmpty) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(stop_modules(primitives), IsEmpty());
   EXPECT_TRUE(primitives.iter_stop_instances().empty());
   EXPECT_FALSE(primitives.begins_some_path(port("PLAIN:i")));
 }
 
-TEST_F(PrimitivesTest, KeepTheFirstOfTwoFlyoversFromOneInput) {
+TEST_F(Primitives, KeepTheFirstOfTwoFlyoversFromOneInput) {
   KEP_ROUTING_FLYOVER::allocate(m_db, port("PLAIN:i"), port("PLAIN:o"));
   KEP_ROUTING_FLYOVER::allocate(m_db, port("PLAIN:i"), port("PLAIN:j"));
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -108,14 +108,14 @@ TEST_F(PrimitivesTest, KeepTheFirstOfTwoFlyoversFromOneInput) {
   EXPECT_TRUE(primitives.begins_some_path(port("PLAIN:i")));
 }
 
-TEST_F(PrimitivesTest, StopAtTheModuleOfAMuxThatIsNoSkipMux) {
+TEST_F(Primitives, StopAtTheModuleOfAMuxThatIsNoSkipMux) {
   add_mux("PLAIN", false, {"i"});
   add_mux("TRAITED", true, {"i"});
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(stop_modules(primitives), ElementsAre(module("PLAIN")));
 }
 
-TEST_F(PrimitivesTest, StopAtAnIpRootInItsLogicalViewAlone) {
+TEST_F(Primitives, StopAtAnIpRootInItsLogicalViewAlone) {
   add_mux("MUX", false, {"i"});
   add_mux("MUX_TWIN", false, {"i"});
   add_mux("MUX_BLC", false, {"i"});
@@ -123,7 +123,7 @@ TEST_F(PrimitivesTest, StopAtAnIpRootInItsLogicalViewAlone) {
   EXPECT_THAT(stop_modules(primitives), ElementsAre(module("MUX")));
 }
 
-TEST_F(PrimitivesTest, GiveTheStopModulesInAscendingOrder) {
+TEST_F(Primitives, GiveTheStopModulesInAscendingOrder) {
   for (const char* key : {"TRAITED", "MUX", "PLAIN"})
     add_mux(key, false, {"i"});
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -132,7 +132,7 @@ TEST_F(PrimitivesTest, GiveTheStopModulesInAscendingOrder) {
   EXPECT_TRUE(std::is_sorted(found.begin(), found.end(), std::less<>()));
 }
 
-TEST_F(PrimitivesTest, ListThePortsOfTheArcsOfAMuxInPortOrder) {
+TEST_F(Primitives, ListThePortsOfTheArcsOfAMuxInPortOrder) {
   add_mux("PLAIN", false, {"j"});
   add_mux("PLAIN", false, {"i"});
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -140,7 +140,7 @@ TEST_F(PrimitivesTest, ListThePortsOfTheArcsOfAMuxInPortOrder) {
               ElementsAre(port("PLAIN:i"), port("PLAIN:j"), port("PLAIN:o")));
 }
 
-TEST_F(PrimitivesTest, RefuseAModuleThatIsNoPrimitiveByName) {
+TEST_F(Primitives, RefuseAModuleThatIsNoPrimitiveByName) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_EQ(failure_text([&] { primitives.get_module_to_ports(module("PLAIN")); }),
             "No port list found in map for primitive module PLAIN "
@@ -148,7 +148,7 @@ TEST_F(PrimitivesTest, RefuseAModuleThatIsNoPrimitiveByName) {
   EXPECT_THAT(primitives.get_inserted_ports(module("PLAIN")), IsNull());
 }
 
-TEST_F(PrimitivesTest, SkipAMuxOnItsExceptionInstancesAlone) {
+TEST_F(Primitives, SkipAMuxOnItsExceptionInstancesAlone) {
   KEP_ROUTING_MUX* mux = add_mux("PLAIN", false, {"i", "j"});
   mux->add_skip_exception_instance(instance("TOP/a"));
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -164,7 +164,7 @@ TEST_F(PrimitivesTest, SkipAMuxOnItsExceptionInstancesAlone) {
   EXPECT_FALSE(primitives.begins_some_path(port("PLAIN:o")));
 }
 
-TEST_F(PrimitivesTest, SkipASkipMuxEverywhereAndIgnoreItsOutputs) {
+TEST_F(Primitives, SkipASkipMuxEverywhereAndIgnoreItsOutputs) {
   add_mux("PLAIN", true, {"i", "j"});
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.find_skip_path_outputs(port("PLAIN:i")), Pointee(ElementsAre(port("PLAIN:o"))));
@@ -175,7 +175,7 @@ TEST_F(PrimitivesTest, SkipASkipMuxEverywhereAndIgnoreItsOutputs) {
             "No port list ");
 }
 
-TEST_F(PrimitivesTest, KeepTheOrderOfTheOutputsAndEveryRepetition) {
+TEST_F(Primitives, KeepTheOrderOfTheOutputsAndEveryRepetition) {
   KEP_ROUTING_ARC::allocate(m_db, port("PLAIN:i"), port("PLAIN:o"), add_mux("PLAIN", true, {}));
   KEP_ROUTING_ARC::allocate(m_db, port("PLAIN:i"), port("PLAIN:j"), add_mux("PLAIN", true, {}));
   KEP_ROUTING_ARC::allocate(m_db, port("PLAIN:i"), port("PLAIN:o"), add_mux("PLAIN", true, {}));
@@ -184,7 +184,7 @@ TEST_F(PrimitivesTest, KeepTheOrderOfTheOutputsAndEveryRepetition) {
               Pointee(ElementsAre(port("PLAIN:o"), port("PLAIN:j"), port("PLAIN:o"))));
 }
 
-TEST_F(PrimitivesTest, IgnoreTheOutputOfASkipMuxEvenWhereItIsInserted) {
+TEST_F(Primitives, IgnoreTheOutputOfASkipMuxEvenWhereItIsInserted) {
   add_mux("PLAIN", true, {"i"});
   add_mux("TRAITED", true, {"i"});
   m_store->add_insert_node(port("PLAIN:o"), "node");
@@ -196,7 +196,7 @@ TEST_F(PrimitivesTest, IgnoreTheOutputOfASkipMuxEvenWhereItIsInserted) {
   EXPECT_FALSE(primitives.port_is_ignored(port("TRAITED:i")));
 }
 
-TEST_F(PrimitivesTest, DontSkipASkipMuxOnItsExceptionInstances) {
+TEST_F(Primitives, DontSkipASkipMuxOnItsExceptionInstances) {
   KEP_ROUTING_MUX* mux = add_mux("PLAIN", true, {"i"});
   mux->add_skip_exception_instance(instance("TOP/a"));
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -211,13 +211,13 @@ TEST_F(PrimitivesTest, DontSkipASkipMuxOnItsExceptionInstances) {
   EXPECT_FALSE(primitives.port_is_ignored(port("PLAIN:o")));
 }
 
-TEST_F(PrimitivesTest, KnowTheBlcBidirectionalBuffers) {
+TEST_F(Primitives, KnowTheBlcBidirectionalBuffers) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_TRUE(primitives.is_blc_bidir_buffer(module("BUFFER")));
   EXPECT_FALSE(primitives.is_blc_bidir_buffer(module("PLAIN")));
 }
 
-TEST_F(PrimitivesTest, LetInsertionWinOverRemoval) {
+TEST_F(Primitives, LetInsertionWinOverRemoval) {
   m_store->add_insert_node(port("PLAIN:i"), "node");
   m_store->add_remove_node(port("PLAIN:i"));
   m_store->add_remove_node(port("PLAIN:j"));
@@ -230,7 +230,7 @@ TEST_F(PrimitivesTest, LetInsertionWinOverRemoval) {
   EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("PLAIN")), Pointee(ElementsAre(port("PLAIN:j"))));
 }
 
-TEST_F(PrimitivesTest, EnterAnEmptySetOfRemovedPortsForAModuleWithInsertedOnes) {
+TEST_F(Primitives, EnterAnEmptySetOfRemovedPortsForAModuleWithInsertedOnes) {
   m_store->add_insert_node(port("PLAIN:j"), "node");
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(ACCESS::get_removed_ports(primitives, module("PLAIN")), Pointee(IsEmpty()));
@@ -238,13 +238,13 @@ TEST_F(PrimitivesTest, EnterAnEmptySetOfRemovedPortsForAModuleWithInsertedOnes) 
   EXPECT_THAT(ACCESS::get_removed_ports(primitives, nullptr), IsNull());
 }
 
-TEST_F(PrimitivesTest, EnterAnEmptySetOfInsertedPortsForAModuleWithRemovedOnes) {
+TEST_F(Primitives, EnterAnEmptySetOfInsertedPortsForAModuleWithRemovedOnes) {
   m_store->add_remove_node(port("PLAIN:j"));
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.get_inserted_ports(module("PLAIN")), Pointee(IsEmpty()));
 }
 
-TEST_F(PrimitivesTest, CopyInsertedAndRemovedPortsToTheTwinEachOnItsOwn) {
+TEST_F(Primitives, CopyInsertedAndRemovedPortsToTheTwinEachOnItsOwn) {
   m_store->add_insert_node(port("MUX:i"), "node");
   m_store->add_remove_node(port("MUX_BLC:j"));
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -256,7 +256,7 @@ TEST_F(PrimitivesTest, CopyInsertedAndRemovedPortsToTheTwinEachOnItsOwn) {
   EXPECT_FALSE(primitives.has_inserted_port(port("MUX_BLC:i")));
 }
 
-TEST_F(PrimitivesTest, GiveATwinOnlyTheEntryThatHoldsSomething) {
+TEST_F(Primitives, GiveATwinOnlyTheEntryThatHoldsSomething) {
   m_store->add_remove_node(port("MUX:j"));
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.get_inserted_ports(module("MUX")), Pointee(IsEmpty()));
@@ -266,7 +266,7 @@ TEST_F(PrimitivesTest, GiveATwinOnlyTheEntryThatHoldsSomething) {
   EXPECT_TRUE(primitives.is_removed_port(port("MUX_TWIN:j")));
 }
 
-TEST_F(PrimitivesTest, KeepTheFirstEntryOfATwinButKnowEveryInsertedPort) {
+TEST_F(Primitives, KeepTheFirstEntryOfATwinButKnowEveryInsertedPort) {
   m_store->add_insert_node(port("MUX:i"), "node"); // MUX comes first and makes the twin's entry
   m_store->add_insert_node(port("MUX_TWIN:j"), "node");
   m_store->add_insert_node(port("MUX_BLC:o"), "node");
@@ -278,14 +278,14 @@ TEST_F(PrimitivesTest, KeepTheFirstEntryOfATwinButKnowEveryInsertedPort) {
   EXPECT_TRUE(primitives.has_inserted_port(port("MUX_TWIN:o")));
 }
 
-TEST_F(PrimitivesTest, KnowTheRoutingRoots) {
+TEST_F(Primitives, KnowTheRoutingRoots) {
   m_store->add_routing_root(module("MUX_BLC"));
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_TRUE(primitives.is_routing_root(module("MUX_BLC")));
   EXPECT_FALSE(primitives.is_routing_root(module("MUX")));
 }
 
-TEST_F(PrimitivesTest, ListTheReIndexedPortsOfABlcRootThatAreNotRemovedAndAllInsertedOnes) {
+TEST_F(Primitives, ListTheReIndexedPortsOfABlcRootThatAreNotRemovedAndAllInsertedOnes) {
   test_model::TEXT_MODEL text(R"(
     module ROOT view=BLC ip_root
       ports >kept >unindexed >removed >inserted >both
@@ -312,13 +312,13 @@ TEST_F(PrimitivesTest, ListTheReIndexedPortsOfABlcRootThatAreNotRemovedAndAllIns
   EXPECT_THROW(primitives.get_module_to_ports(model.module("LOGICAL_ROOT")), KEP_RUNTIME_ERROR);
 }
 
-TEST_F(PrimitivesTest, GiveABlcRootWithNoPortToListAnEmptyList) {
+TEST_F(Primitives, GiveABlcRootWithNoPortToListAnEmptyList) {
   m_store->add_routing_root(module("MUX_BLC"));
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.get_module_to_ports(module("MUX_BLC")), IsEmpty());
 }
 
-TEST_F(PrimitivesTest, LeaveTheListOfABlcRootWithAMuxAsItsMuxMadeIt) {
+TEST_F(Primitives, LeaveTheListOfABlcRootWithAMuxAsItsMuxMadeIt) {
   m_store->add_routing_root(module("MUX_BLC"));
   add_mux("MUX_BLC", false, {"i"});
   m_store->add_insert_node(port("MUX_BLC:j"), "node");
@@ -327,13 +327,13 @@ TEST_F(PrimitivesTest, LeaveTheListOfABlcRootWithAMuxAsItsMuxMadeIt) {
               ElementsAre(port("MUX_BLC:i"), port("MUX_BLC:o")));
 }
 
-TEST_F(PrimitivesTest, MakeNoSkipPathOfAnInstanceWithoutAPattern) {
+TEST_F(Primitives, MakeNoSkipPathOfAnInstanceWithoutAPattern) {
   add_mux("PLAIN", false, {"i"});
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.find_skip_path_inst_outputs(inst_port("BLOCK/x_mux_x:i")), IsNull());
 }
 
-TEST_F(PrimitivesTest, SkipTheArcsOfInstancesWhoseNameHoldsThePattern) {
+TEST_F(Primitives, SkipTheArcsOfInstancesWhoseNameHoldsThePattern) {
   add_mux("PLAIN", false, {"i", "j"});
   m_store->set_non_template_mux_skip_path_inst_name_pattern("mux");
   const KEP_RG_PRIMITIVES primitives = digest();
@@ -349,7 +349,7 @@ TEST_F(PrimitivesTest, SkipTheArcsOfInstancesWhoseNameHoldsThePattern) {
   EXPECT_THAT(stop_modules(primitives), ElementsAre(module("PLAIN"))); // no flag of a mux has changed
 }
 
-TEST_F(PrimitivesTest, WalkTheLogicalEquivalentsOfATopInAnotherView) {
+TEST_F(Primitives, WalkTheLogicalEquivalentsOfATopInAnotherView) {
   const NAMED_MODEL model(R"(
     module PLAIN
       ports >i <o
@@ -374,7 +374,7 @@ TEST_F(PrimitivesTest, WalkTheLogicalEquivalentsOfATopInAnotherView) {
   }
 }
 
-TEST_F(PrimitivesTest, TreatAnInstanceOnceWhoseNameHoldsThePatternTwice) {
+TEST_F(Primitives, TreatAnInstanceOnceWhoseNameHoldsThePatternTwice) {
   const NAMED_MODEL model(R"(
     module PLAIN
       ports >i <o
@@ -389,14 +389,14 @@ TEST_F(PrimitivesTest, TreatAnInstanceOnceWhoseNameHoldsThePatternTwice) {
               Pointee(ElementsAre(model.inst_port("TOP/mux_mux:o"))));
 }
 
-TEST_F(PrimitivesTest, AddNoSkipPathToAnInstanceWhoseArcsAllSkipAlready) {
+TEST_F(Primitives, AddNoSkipPathToAnInstanceWhoseArcsAllSkipAlready) {
   add_mux("PLAIN", true, {"i"});
   KEP_RG_PRIMITIVES primitives = digest();
   primitives.add_skip_paths(instance("TOP/a"));
   EXPECT_THAT(primitives.find_skip_path_inst_outputs(inst_port("TOP/a:i")), IsNull());
 }
 
-TEST_F(PrimitivesTest, AddToAnInstanceTheArcsOfItsMastersMuxesWithoutExceptions) {
+TEST_F(Primitives, AddToAnInstanceTheArcsOfItsMastersMuxesWithoutExceptions) {
   KEP_ROUTING_MUX* mux = add_mux("PLAIN", false, {"i"});
   mux->add_skip_exception_instance(instance("TOP/b"));
   add_mux("PLAIN", false, {"j"});
@@ -425,18 +425,18 @@ constexpr const char* FOREIGN_TEXT = R"(
     inst only ONLY_BLC
 )";
 
-class ForeignMastersTest : public PrimitivesTest {
+class ForeignMasters : public Primitives {
 protected:
-  explicit ForeignMastersTest(const char* flags = "device_top")
-      : PrimitivesTest(
+  explicit ForeignMasters(const char* flags = "device_top")
+      : Primitives(
             std::string(FOREIGN_TEXT).replace(std::string(FOREIGN_TEXT).find("FLAGS"), 5, flags).c_str()) {}
 };
-class ForeignMastersBelowNoDeviceTopTest : public ForeignMastersTest {
+class ForeignMastersBelowNoDeviceTop : public ForeignMasters {
 protected:
-  ForeignMastersBelowNoDeviceTopTest() : ForeignMastersTest("") {}
+  ForeignMastersBelowNoDeviceTop() : ForeignMasters("") {}
 };
 
-TEST_F(ForeignMastersTest, StopTheWalkInTheViewsLogicalAndBlcWithAllTheirPorts) {
+TEST_F(ForeignMasters, StopTheWalkInTheViewsLogicalAndBlcWithAllTheirPorts) {
   const KEP_RG_PRIMITIVES primitives = digest();
   // IP_2 has the view of the user, in which only the master itself counts.
   EXPECT_THAT(stop_modules(primitives), UnorderedElementsAre(module("IP"), module("IP_BLC")));
@@ -444,31 +444,31 @@ TEST_F(ForeignMastersTest, StopTheWalkInTheViewsLogicalAndBlcWithAllTheirPorts) 
               ElementsAre(port("IP_BLC:i"), port("IP_BLC:j"), port("IP_BLC:o")));
 }
 
-TEST_F(ForeignMastersTest, ThatStopAlreadyDoNotBringTheirEquivalentsIn) {
+TEST_F(ForeignMasters, ThatStopAlreadyDoNotBringTheirEquivalentsIn) {
   add_mux("IP", false, {"i"});
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(stop_modules(primitives), ElementsAre(module("IP")));
   EXPECT_THAT(primitives.get_module_to_ports(module("IP")), ElementsAre(port("IP:i"), port("IP:o")));
 }
 
-TEST_F(ForeignMastersTest, GrowAListThatAnEquivalentHasFromItsMuxes) {
+TEST_F(ForeignMasters, GrowAListThatAnEquivalentHasFromItsMuxes) {
   add_mux("IP_BLC", true, {"i"}); // no stop module by this
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.get_module_to_ports(module("IP_BLC")),
               ElementsAre(port("IP_BLC:i"), port("IP_BLC:j"), port("IP_BLC:o")));
 }
 
-TEST_F(ForeignMastersTest, WithoutTheViewOfTheirUserArePassedOver) {
+TEST_F(ForeignMasters, WithoutTheViewOfTheirUserArePassedOver) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THROW(primitives.get_module_to_ports(module("ONLY_BLC")), KEP_RUNTIME_ERROR);
 }
 
-TEST_F(ForeignMastersBelowNoDeviceTopTest, StopNothing) {
+TEST_F(ForeignMastersBelowNoDeviceTop, StopNothing) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(stop_modules(primitives), IsEmpty());
 }
 
-TEST_F(PrimitivesTest, TakeSkipPathsFromOutsideAndFindThem) {
+TEST_F(Primitives, TakeSkipPathsFromOutsideAndFindThem) {
   KEP_RG_PRIMITIVES primitives = digest();
   primitives.add_skip_path_port(port("PLAIN:i"), port("PLAIN:o"));
   primitives.add_skip_path(inst_port("TOP/a:j"), inst_port("TOP/a:o"));
@@ -481,7 +481,7 @@ TEST_F(PrimitivesTest, TakeSkipPathsFromOutsideAndFindThem) {
               Pointee(ElementsAre(inst_port("TOP/b:o"))));
 }
 
-TEST_F(PrimitivesTest, RefuseASkipPathWithANullEnd) {
+TEST_F(Primitives, RefuseASkipPathWithANullEnd) {
   KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_EQ(failure_text([&] { primitives.add_skip_path(nullptr, nullptr); }),
             "add_skip_path failed because input_inst_port is NULL "
@@ -492,7 +492,7 @@ TEST_F(PrimitivesTest, RefuseASkipPathWithANullEnd) {
   EXPECT_THAT(primitives.find_skip_path_inst_outputs(inst_port("TOP/a:j")), IsNull());
 }
 
-TEST_F(PrimitivesTest, AnswerForNull) {
+TEST_F(Primitives, AnswerForNull) {
   const KEP_RG_PRIMITIVES primitives = digest();
   EXPECT_THAT(primitives.find_skip_path_outputs(nullptr), IsNull());
   EXPECT_THAT(primitives.find_skip_path_inst_outputs(nullptr), IsNull());
@@ -516,7 +516,7 @@ TEST_F(PrimitivesTest, AnswerForNull) {
             "from function KEP_RG_PRIMITIVES::get_module_to_ports in kep_rg/kep_rg_primitives.cpp@LINE");
 }
 
-TEST_F(PrimitivesTest, ForwardHipiTunnelAndWireTypeToTheDescription) {
+TEST_F(Primitives, ForwardHipiTunnelAndWireTypeToTheDescription) {
   m_store->add_hipi(port("PLAIN:i"), HIPI::M);
   m_store->add_hipi(port("PLAIN:j"), HIPI::T);
   m_store->add_hipi(port("PLAIN:o"), HIPI::P);
@@ -539,7 +539,7 @@ TEST_F(PrimitivesTest, ForwardHipiTunnelAndWireTypeToTheDescription) {
   EXPECT_THAT(primitives.find_wire_type(m_model.uip("a:i")), IsNull());
 }
 
-TEST_F(PrimitivesTest, NameAPortByItsIcdNameWhereItHasOne) {
+TEST_F(Primitives, NameAPortByItsIcdNameWhereItHasOne) {
   test_model::TEXT_MODEL text("module TOP top\n ports >a >b");
   text.builder().set_port_blc(text.id("TOP"), 0, -1, "icd_a");
   const NAMED_MODEL model(text.freeze());
@@ -549,7 +549,7 @@ TEST_F(PrimitivesTest, NameAPortByItsIcdNameWhereItHasOne) {
   EXPECT_EQ(primitives.get_blc_icd_port_name(model.port("TOP:b")), "b");
 }
 
-TEST_F(PrimitivesTest, StayRightAndApartInACopy) {
+TEST_F(Primitives, StayRightAndApartInACopy) {
   add_mux("PLAIN", true, {"i"});
   m_store->add_insert_node(port("PLAIN:j"), "node");
   KEP_RG_PRIMITIVES original = digest();

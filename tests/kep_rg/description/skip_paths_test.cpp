@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 // MUX with its twin and its BLC module; EMPTY_BLC, whose logical equivalents are FULL and EMPTY; instances a
 // and b of MUX.
-class SkipPathsTest : public testing::Test {
+class SkipPaths : public testing::Test {
 protected:
   void add_edge(KEP_RG_PARSE& parse, const std::string& key, bool skip = false) {
     parse.add_port_edge(m_model.port(key + ":i"), m_model.port(key + ":o"), skip);
@@ -61,7 +61,7 @@ protected:
   KEP_INSTANCE* m_b = m_model.instance("TOP/b");
 };
 
-TEST_F(SkipPathsTest, MarkAllMuxesOfAModuleAndOfItsEquivalentsFromWhateverView) {
+TEST_F(SkipPaths, MarkAllMuxesOfAModuleAndOfItsEquivalentsFromWhateverView) {
   for (const char* named : {"MUX", "MUX_TWIN", "MUX_BLC"}) {
     KEP_RG_PARSE parse(m_db);
     for (const char* key : {"MUX", "MUX_TWIN", "MUX_BLC"})
@@ -75,7 +75,7 @@ TEST_F(SkipPathsTest, MarkAllMuxesOfAModuleAndOfItsEquivalentsFromWhateverView) 
   }
 }
 
-TEST_F(SkipPathsTest, LeaveTheEquivalentsInTheModulesOwnViewAlone) {
+TEST_F(SkipPaths, LeaveTheEquivalentsInTheModulesOwnViewAlone) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "FULL");
   add_edge(parse, "EMPTY");
@@ -84,7 +84,7 @@ TEST_F(SkipPathsTest, LeaveTheEquivalentsInTheModulesOwnViewAlone) {
   EXPECT_FALSE(mux(parse, "EMPTY")->get_skip());
 }
 
-TEST_F(SkipPathsTest, KeepTheExceptionsOfAMuxThatIsMarkedSoAlready) {
+TEST_F(SkipPaths, KeepTheExceptionsOfAMuxThatIsMarkedSoAlready) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
   parse.set_skip_paths(m_a, false);
@@ -93,7 +93,7 @@ TEST_F(SkipPathsTest, KeepTheExceptionsOfAMuxThatIsMarkedSoAlready) {
   EXPECT_THAT(exceptions_of(mux(parse, "MUX")), ElementsAre(m_a));
 }
 
-TEST_F(SkipPathsTest, ClearTheExceptionsOfAMuxWhoseMarkChanges) {
+TEST_F(SkipPaths, ClearTheExceptionsOfAMuxWhoseMarkChanges) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", false);
   parse.set_skip_paths(m_a, true);
@@ -102,7 +102,7 @@ TEST_F(SkipPathsTest, ClearTheExceptionsOfAMuxWhoseMarkChanges) {
   EXPECT_FALSE(mux(parse, "MUX")->has_skip_exception_instances());
 }
 
-TEST_F(SkipPathsTest, DoNothingForAnInstanceOfASkipMuxWithoutExceptions) {
+TEST_F(SkipPaths, DoNothingForAnInstanceOfASkipMuxWithoutExceptions) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
   EXPECT_NO_THROW(parse.set_skip_paths(m_a, true));
@@ -110,7 +110,7 @@ TEST_F(SkipPathsTest, DoNothingForAnInstanceOfASkipMuxWithoutExceptions) {
   EXPECT_THAT(exceptions_of(mux(parse, "MUX")), IsEmpty());
 }
 
-TEST_F(SkipPathsTest, MakeAnInstanceAnExceptionOfAMuxSoThatItsArcsSkipThereAlone) {
+TEST_F(SkipPaths, MakeAnInstanceAnExceptionOfAMuxSoThatItsArcsSkipThereAlone) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX");
   parse.set_skip_paths(m_a, true);
@@ -120,7 +120,7 @@ TEST_F(SkipPathsTest, MakeAnInstanceAnExceptionOfAMuxSoThatItsArcsSkipThereAlone
   EXPECT_FALSE(mux(parse, "MUX_TWIN")->has_skip_exception_instances());
 }
 
-TEST_F(SkipPathsTest, TakeASecondExceptionOfASkipMuxAndTheSameOneAgain) {
+TEST_F(SkipPaths, TakeASecondExceptionOfASkipMuxAndTheSameOneAgain) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
   parse.set_skip_paths(m_a, false);
@@ -129,7 +129,7 @@ TEST_F(SkipPathsTest, TakeASecondExceptionOfASkipMuxAndTheSameOneAgain) {
   EXPECT_THAT(exceptions_of(mux(parse, "MUX")), ElementsAre(m_a, m_b, m_a));
 }
 
-TEST_F(SkipPathsTest, RefuseToRemoveThePathOfAnInstanceFromAMuxWithExceptions) {
+TEST_F(SkipPaths, RefuseToRemoveThePathOfAnInstanceFromAMuxWithExceptions) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX");
   parse.set_skip_paths(m_a, true);
@@ -139,7 +139,7 @@ TEST_F(SkipPathsTest, RefuseToRemoveThePathOfAnInstanceFromAMuxWithExceptions) {
   EXPECT_THAT(exceptions_of(mux(parse, "MUX")), ElementsAre(m_a));
 }
 
-TEST_F(SkipPathsTest, RefuseToAddAPathOfAnInstanceToASkipMuxWithExceptions) {
+TEST_F(SkipPaths, RefuseToAddAPathOfAnInstanceToASkipMuxWithExceptions) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
   parse.set_skip_paths(m_a, false);
@@ -148,7 +148,7 @@ TEST_F(SkipPathsTest, RefuseToAddAPathOfAnInstanceToASkipMuxWithExceptions) {
             "from function KEP_RG_PARSE::set_skip_paths in kep_rg/kep_rg_parse.cpp@LINE");
 }
 
-TEST_F(SkipPathsTest, KeepTheMarksOfTheMuxesBeforeTheOneThatRefuses) {
+TEST_F(SkipPaths, KeepTheMarksOfTheMuxesBeforeTheOneThatRefuses) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX", true);
   parse.set_skip_paths(m_a, false); // the next edge needs a mux of its own
@@ -163,7 +163,7 @@ TEST_F(SkipPathsTest, KeepTheMarksOfTheMuxesBeforeTheOneThatRefuses) {
   EXPECT_THAT(exceptions_of(muxes[1]), ElementsAre(m_a));
 }
 
-TEST_F(SkipPathsTest, RefuseAnInstanceWhoseMasterHasNoMuxWhateverItsView) {
+TEST_F(SkipPaths, RefuseAnInstanceWhoseMasterHasNoMuxWhateverItsView) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(failure_text([&] { parse.set_skip_paths(m_a, true); }),
             "No port edges exist for instance a with a master MUX "
@@ -173,7 +173,7 @@ TEST_F(SkipPathsTest, RefuseAnInstanceWhoseMasterHasNoMuxWhateverItsView) {
             "from function KEP_RG_PARSE::set_skip_paths in kep_rg/kep_rg_parse.cpp@LINE");
 }
 
-TEST_F(SkipPathsTest, PassABlcModuleWithoutMuxesWhenItsLogicalEquivalentsHaveSome) {
+TEST_F(SkipPaths, PassABlcModuleWithoutMuxesWhenItsLogicalEquivalentsHaveSome) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "FULL");
   add_edge(parse, "EMPTY");
@@ -183,7 +183,7 @@ TEST_F(SkipPathsTest, PassABlcModuleWithoutMuxesWhenItsLogicalEquivalentsHaveSom
   EXPECT_NO_THROW(parse.set_skip_paths(m_model.module("LONE_BLC"), true));
 }
 
-TEST_F(SkipPathsTest, RefuseALogicalEquivalentWithoutMuxesAfterTheEarlierModulesWereChanged) {
+TEST_F(SkipPaths, RefuseALogicalEquivalentWithoutMuxesAfterTheEarlierModulesWereChanged) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "FULL");
   EXPECT_EQ(failure_text([&] { parse.set_skip_paths(m_model.module("EMPTY_BLC"), true); }),
@@ -192,7 +192,7 @@ TEST_F(SkipPathsTest, RefuseALogicalEquivalentWithoutMuxesAfterTheEarlierModules
   EXPECT_TRUE(mux(parse, "FULL")->get_skip());
 }
 
-TEST_F(SkipPathsTest, OfAnOutputPortAreThoseOfItsWholeModuleWhicheverPortWasNamed) {
+TEST_F(SkipPaths, OfAnOutputPortAreThoseOfItsWholeModuleWhicheverPortWasNamed) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX");
   parse.add_skip_paths_to_output_port(m_model.port("MUX:j")); // an input that no arc knows
@@ -200,21 +200,21 @@ TEST_F(SkipPathsTest, OfAnOutputPortAreThoseOfItsWholeModuleWhicheverPortWasName
   EXPECT_TRUE(mux(parse, "MUX_TWIN")->get_skip());
 }
 
-TEST_F(SkipPathsTest, OfAnOutputPortInAModuleWithoutMuxesFailWithTheTextOfTheModule) {
+TEST_F(SkipPaths, OfAnOutputPortInAModuleWithoutMuxesFailWithTheTextOfTheModule) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(failure_text([&] { parse.add_skip_paths_to_output_port(m_model.port("MUX:o")); }),
             "No port edges exist for module MUX(logical) "
             "from function KEP_RG_PARSE::set_skip_paths_internal in kep_rg/kep_rg_parse.cpp@LINE");
 }
 
-TEST_F(SkipPathsTest, OfANullOutputPortAreRefused) {
+TEST_F(SkipPaths, OfANullOutputPortAreRefused) {
   KEP_RG_PARSE parse(m_db);
   EXPECT_EQ(failure_text([&] { parse.add_skip_paths_to_output_port(nullptr); }),
             "add_buffer_output failed because output_port is NULL "
             "from function KEP_RG_PARSE::add_skip_paths_to_output_port in kep_rg/kep_rg_parse.cpp@LINE");
 }
 
-TEST_F(SkipPathsTest, ReadTheirPatternBackAndTouchNoMuxByIt) {
+TEST_F(SkipPaths, ReadTheirPatternBackAndTouchNoMuxByIt) {
   KEP_RG_PARSE parse(m_db);
   add_edge(parse, "MUX");
   EXPECT_EQ(parse.get_non_template_mux_skip_path_inst_name_pattern(), "");

@@ -25,7 +25,7 @@ std::vector<std::string> edges_from(const BUILD_CASE& c, const std::string& node
   return found;
 }
 
-TEST(BuildEdgesTest, LeaveOutALoopFromAMuxToItself) {
+TEST(BuildEdges, LeaveOutALoopFromAMuxToItself) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -44,7 +44,7 @@ TEST(BuildEdgesTest, LeaveOutALoopFromAMuxToItself) {
   EXPECT_EQ(stats(c).n_get_leaf_fanouts, 5U) << "each node itself, and m:a, k:a, k:b";
 }
 
-TEST(BuildEdgesTest, AreNoneForANodeWhoseConnectionEndsNowhere) {
+TEST(BuildEdges, AreNoneForANodeWhoseConnectionEndsNowhere) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -61,7 +61,7 @@ TEST(BuildEdgesTest, AreNoneForANodeWhoseConnectionEndsNowhere) {
   EXPECT_EQ(stats(c).n_edges, 0U);
 }
 
-TEST(BuildEdgesTest, GoToEveryOutputOfTheMuxBehindAnInput) {
+TEST(BuildEdges, GoToEveryOutputOfTheMuxBehindAnInput) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o <p
@@ -80,7 +80,7 @@ TEST(BuildEdgesTest, GoToEveryOutputOfTheMuxBehindAnInput) {
       << "leaves in the order of the net, outputs in the order of the arcs";
 }
 
-TEST(BuildEdgesTest, EndOnAnInsertedPortEvenIfItIsAnArcInput) {
+TEST(BuildEdges, EndOnAnInsertedPortEvenIfItIsAnArcInput) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -101,7 +101,7 @@ TEST(BuildEdgesTest, EndOnAnInsertedPortEvenIfItIsAnArcInput) {
               UnorderedElementsAre("m:o -> k:a", "m:o -> k:o via k:b", "m:o -> b:i", "k:a -> k:o via k:a"));
 }
 
-TEST(BuildEdgesTest, RunThroughItsMuxFromABidirectionalPortWithoutANet) {
+TEST(BuildEdges, RunThroughItsMuxFromABidirectionalPortWithoutANet) {
   BUILD_CASE c(R"(
     module LEAF
       ports >i
@@ -119,7 +119,7 @@ TEST(BuildEdgesTest, RunThroughItsMuxFromABidirectionalPortWithoutANet) {
   EXPECT_THAT(c.edges(), ElementsAre("m:a -> m:o via m:a"));
 }
 
-TEST(BuildEdgesTest, CountTargetsWithoutANodeWhetherUipOrPort) {
+TEST(BuildEdges, CountTargetsWithoutANodeWhetherUipOrPort) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -147,7 +147,7 @@ TEST(BuildEdgesTest, CountTargetsWithoutANodeWhetherUipOrPort) {
                           "Target routing node is missing: bare:o", "Target routing node is missing: :z"));
 }
 
-TEST(BuildEdgesTest, AreToldByTheirMuxesWhenVerbose) {
+TEST(BuildEdges, AreToldByTheirMuxesWhenVerbose) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -174,7 +174,7 @@ TEST(BuildEdgesTest, AreToldByTheirMuxesWhenVerbose) {
   EXPECT_EQ(stats(quiet).n_skip_port, 1U);
 }
 
-TEST(BuildEdgesTest, PutPortsOfTheTopBehindAllUipsAndLeaveOutTheirOwn) {
+TEST(BuildEdges, PutPortsOfTheTopBehindAllUipsAndLeaveOutTheirOwn) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -198,7 +198,7 @@ TEST(BuildEdgesTest, PutPortsOfTheTopBehindAllUipsAndLeaveOutTheirOwn) {
   EXPECT_THAT(edges_from(c, ":out"), IsEmpty()) << "an output of the top drives nothing inside";
 }
 
-TEST(BuildEdgesTest, LeadFromATwinToItsPlainNodeAlone) {
+TEST(BuildEdges, LeadFromATwinToItsPlainNodeAlone) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -216,7 +216,7 @@ TEST(BuildEdgesTest, LeadFromATwinToItsPlainNodeAlone) {
   EXPECT_EQ(stats(c).n_get_leaf_calls, 4U) << "a twin is not searched";
 }
 
-TEST(BuildEdgesTest, GoToAnInsertedPortsPlainNodeNeverToItsTwin) {
+TEST(BuildEdges, GoToAnInsertedPortsPlainNodeNeverToItsTwin) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -269,7 +269,7 @@ void describe_tunnel(BUILD_CASE& c, int source, int through, int target) {
   set("TARGET", target);
 }
 
-TEST(BuildEdgesTest, ReachTargetsThroughATunnelBehindAllOthers) {
+TEST(BuildEdges, ReachTargetsThroughATunnelBehindAllOthers) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c, 1, 2, 3);
   c.build();
@@ -281,14 +281,14 @@ TEST(BuildEdgesTest, ReachTargetsThroughATunnelBehindAllOthers) {
   EXPECT_EQ(stats(c).n_get_leaf_fanouts, 4U + 3U + 1U + 1U);
 }
 
-TEST(BuildEdgesTest, StopAtATunnelForASourceOfAnotherType) {
+TEST(BuildEdges, StopAtATunnelForASourceOfAnotherType) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c, 0, 2, 3);
   c.build();
   EXPECT_THAT(edges_from(c, "s:o"), ElementsAre("s:o -> x:o via x:i", "s:o -> m:o via m:a"));
 }
 
-TEST(BuildEdgesTest, AddNothingFromTheSecondSearchWithoutATargetOfTheThirdType) {
+TEST(BuildEdges, AddNothingFromTheSecondSearchWithoutATargetOfTheThirdType) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c, 1, 2, 0);
   c.build();
@@ -296,7 +296,7 @@ TEST(BuildEdgesTest, AddNothingFromTheSecondSearchWithoutATargetOfTheThirdType) 
   EXPECT_THAT(edges_from(c, "x:o"), ElementsAre("x:o -> d:o via d:a", "x:o -> m:o via m:b"));
 }
 
-TEST(BuildEdgesTest, AreCountedAsTheGraphHoldsThem) {
+TEST(BuildEdges, AreCountedAsTheGraphHoldsThem) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c, 1, 2, 3);
   c.mark_redundant("TOP/m:a");
@@ -308,7 +308,7 @@ TEST(BuildEdgesTest, AreCountedAsTheGraphHoldsThem) {
   EXPECT_EQ(graph->get_num_redundant_edges(), 1U);
 }
 
-TEST(BuildMuxTest, KnowsTheOutputsBehindAnInputAndNoneBehindAnOutput) {
+TEST(BuildMux, KnowsTheOutputsBehindAnInputAndNoneBehindAnOutput) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >idle <o <p
@@ -331,7 +331,7 @@ TEST(BuildMuxTest, KnowsTheOutputsBehindAnInputAndNoneBehindAnOutput) {
   EXPECT_EQ(outputs("o"), "no");
 }
 
-TEST(BuildMuxTest, KnowsWhichOutputAnInputLeadsTo) {
+TEST(BuildMux, KnowsWhichOutputAnInputLeadsTo) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >idle <o <p
@@ -350,7 +350,7 @@ TEST(BuildMuxTest, KnowsWhichOutputAnInputLeadsTo) {
   EXPECT_FALSE(leads("a", "a"));
 }
 
-TEST(BuildMuxTest, AnswersTwoQuestionsAlwaysAlike) {
+TEST(BuildMux, AnswersTwoQuestionsAlwaysAlike) {
   BUILD_CASE c("module MUX\n ports >a <o\nmodule TOP top\n inst m MUX");
   c.arcs("MUX", {"a"}, "o");
   EXPECT_FALSE(ACCESS::is_muxtype_edge_driver(c.builder(), c.model().uip("m:a")));

@@ -68,9 +68,9 @@ std::vector<std::uint64_t> counters_of(const KEP_RG_EDGE_CREATION_STATS& stats) 
           stats.n_cdrn_cache_misses};
 }
 
-class BuildExamplesTest : public testing::TestWithParam<const char*> {};
+class BuildExamples : public testing::TestWithParam<const char*> {};
 
-TEST_P(BuildExamplesTest, GivesTheGraphWorkedOutByHand) {
+TEST_P(BuildExamples, GivesTheGraphWorkedOutByHand) {
   const std::string path = folder(GetParam());
   BUILD_CASE c(kep_read_model(path + "model.json"));
   kep_read_routing(c.db(), c.parse(), path + "routing.jsonl");
@@ -97,7 +97,7 @@ TEST_P(BuildExamplesTest, GivesTheGraphWorkedOutByHand) {
   EXPECT_EQ(counters_of(c.builder().get_edge_stats()), walked);
 }
 
-INSTANTIATE_TEST_SUITE_P(Devices, BuildExamplesTest,
+INSTANTIATE_TEST_SUITE_P(Devices, BuildExamples,
                          testing::Values("plain_mux_chain", "skip_mux", "inserted_node", "hipi_twin",
                                          "blc_root", "top_ports_routed", "redundant_inputs",
                                          "edge_to_a_place_that_lacks_nodes", "node_missing_inside_a_blc",

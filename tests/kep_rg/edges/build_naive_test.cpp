@@ -93,7 +93,7 @@ void compare(std::uint64_t seed, SEEN& seen) {
     FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
 }
 
-TEST(BuildBesideANaiveModelTest, GivesTheSameNodesAndEdgesForRandomDevices) {
+TEST(BuildBesideANaiveModel, GivesTheSameNodesAndEdgesForRandomDevices) {
   SEEN seen;
   const std::uint64_t seeds = 4000;
   for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed)

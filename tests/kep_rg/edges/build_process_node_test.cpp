@@ -16,7 +16,7 @@ using ACCESS = KEP_RG_TEST_ACCESS;
 using PROCESS = KEP_PROCESS_NODE_FOR_ADD_EDGES;
 
 // One finished graph and the body of the parallel loop, to be run on single nodes.
-class BuildProcessNodeTest : public testing::Test {
+class BuildProcessNode : public testing::Test {
 protected:
   void SetUp() override {
     m_case.arcs("MUX", {"a"}, "o", false, KEP_ROUTING_PRIMITIVE_HIPI::M);
@@ -55,28 +55,28 @@ protected:
   std::optional<PROCESS> m_process;
 };
 
-TEST_F(BuildProcessNodeTest, NeedsANodeToStartFrom) {
+TEST_F(BuildProcessNode, NeedsANodeToStartFrom) {
   EXPECT_EQ(text_of(nullptr, nullptr), fails("start_node || dbg_start_node"));
 }
 
-TEST_F(BuildProcessNodeTest, NeedsOnlyOneNodeToStartFrom) {
+TEST_F(BuildProcessNode, NeedsOnlyOneNodeToStartFrom) {
   const KEP_ROUTING::NODE node(m_case.model().uip("m:o"), false);
   EXPECT_EQ(text_of(m_case.builder().get_builder_graph()->get_node(0), &node), fails("!start_node"));
 }
 
-TEST_F(BuildProcessNodeTest, RefusesATwinForDebugging) {
+TEST_F(BuildProcessNode, RefusesATwinForDebugging) {
   ACCESS::disable_edge_allocation(m_case.builder());
   const KEP_ROUTING::NODE twin(m_case.model().uip("m:o"), true);
   ASSERT_TRUE(twin.is_hipi());
   EXPECT_EQ(text_of(nullptr, &twin), fails("!dbg_start_node->is_hipi()"));
 }
 
-TEST_F(BuildProcessNodeTest, RefusesToDebugWhileEdgesAreAllocated) {
+TEST_F(BuildProcessNode, RefusesToDebugWhileEdgesAreAllocated) {
   const KEP_ROUTING::NODE node(m_case.model().uip("m:o"), false);
   EXPECT_EQ(text_of(nullptr, &node), fails("m_ftd->m_disable_edge_allocation"));
 }
 
-TEST_F(BuildProcessNodeTest, LeavesTheFanoutsOfADebuggedNodeInTheLists) {
+TEST_F(BuildProcessNode, LeavesTheFanoutsOfADebuggedNodeInTheLists) {
   ACCESS::disable_edge_allocation(m_case.builder());
   const std::string graph = test_model::whole_graph(*m_case.db());
   const KEP_ROUTING::NODE node(m_case.model().uip("m:o"), false);

@@ -38,7 +38,7 @@ std::vector<std::string> read_redundant_inputs(BUILD_CASE& c) {
   return c.report([&] { c.builder().build_redundant_inputs(); });
 }
 
-TEST(BuildRedundantInputsTest, AreReadOnce) {
+TEST(BuildRedundantInputs, AreReadOnce) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.mark_redundant("TILE/m2:a");
@@ -52,7 +52,7 @@ TEST(BuildRedundantInputsTest, AreReadOnce) {
   EXPECT_EQ(ACCESS::redundant_inputs(c.builder()).size(), 2U);
 }
 
-TEST(BuildRedundantInputsTest, AreLookedForAgainWhileThereAreNone) {
+TEST(BuildRedundantInputs, AreLookedForAgainWhileThereAreNone) {
   BUILD_CASE c(MODEL);
   describe(c);
   for (int i = 0; i != 2; ++i)
@@ -61,7 +61,7 @@ TEST(BuildRedundantInputsTest, AreLookedForAgainWhileThereAreNone) {
   EXPECT_THAT(read_redundant_inputs(c), ElementsAre("m_redundant_inputs.size() = 2"));
 }
 
-TEST(BuildRedundantInputsTest, AreNotKnownWhenNodesAreMadeUnlessTheCallerReadThem) {
+TEST(BuildRedundantInputs, AreNotKnownWhenNodesAreMadeUnlessTheCallerReadThem) {
   BUILD_CASE plain(MODEL);
   describe(plain);
   plain.mark_redundant("TILE/m2:a");
@@ -75,7 +75,7 @@ TEST(BuildRedundantInputsTest, AreNotKnownWhenNodesAreMadeUnlessTheCallerReadThe
   EXPECT_THAT(early.build_nodes(), Contains("      Redundant inputs = 2"));
 }
 
-TEST(BuildRedundantInputsTest, PutAllOutputsOfTheirMuxIntoTheRedundantList) {
+TEST(BuildRedundantInputs, PutAllOutputsOfTheirMuxIntoTheRedundantList) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.mark_redundant("TILE/m2:a");
@@ -87,7 +87,7 @@ TEST(BuildRedundantInputsTest, PutAllOutputsOfTheirMuxIntoTheRedundantList) {
   EXPECT_EQ(c.builder().get_edge_stats().n_redundant_edges, 4U);
 }
 
-TEST(BuildRedundantInputsTest, AreRedundantAsTargetsOfTheirOwnToo) {
+TEST(BuildRedundantInputs, AreRedundantAsTargetsOfTheirOwnToo) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.insert("MUX:a");
@@ -99,7 +99,7 @@ TEST(BuildRedundantInputsTest, AreRedundantAsTargetsOfTheirOwnToo) {
                                               "u/m2:a -> u/m2:o via u/m2:a", "u/m2:a -> u/m2:p via u/m2:a"));
 }
 
-TEST(BuildRedundantInputsTest, LeaveOutputsAlone) {
+TEST(BuildRedundantInputs, LeaveOutputsAlone) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.insert("MUX:o");

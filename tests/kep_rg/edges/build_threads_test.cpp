@@ -114,7 +114,7 @@ BUILT build(BUILD_CASE& c, int threads) {
   return built;
 }
 
-TEST(BuildThreadsTest, GiveTheSameGraphByteForByteWhateverTheirNumberAndTheRun) {
+TEST(BuildThreads, GiveTheSameGraphByteForByteWhateverTheirNumberAndTheRun) {
   BUILD_CASE c(ring(1200));
   describe(c);
   const BUILT one = build(c, 1);
@@ -140,7 +140,7 @@ TEST(BuildThreadsTest, GiveTheSameGraphByteForByteWhateverTheirNumberAndTheRun) 
 }
 
 // The top has more nets than are folded in one part.
-TEST(BuildThreadsTest, FindOverFoldedNetsWhatTheSearchFindsInALargeModule) {
+TEST(BuildThreads, FindOverFoldedNetsWhatTheSearchFindsInALargeModule) {
   BUILD_CASE c(ring(2400));
   describe(c);
   const BUILT folded = build(c, 2);
@@ -152,7 +152,7 @@ TEST(BuildThreadsTest, FindOverFoldedNetsWhatTheSearchFindsInALargeModule) {
   EXPECT_TRUE(test_model::whole_graph(*c.db()) == folded.m_graph);
 }
 
-TEST(BuildThreadsTest, GiveTheSameGraphForTwoDatabasesOfOneModel) {
+TEST(BuildThreads, GiveTheSameGraphForTwoDatabasesOfOneModel) {
   BUILD_CASE c(ring(40));
   describe(c);
   BUILD_CASE d(ring(40));
@@ -183,7 +183,7 @@ std::string star(unsigned many) {
   return text + net + "\n net q m.o\n";
 }
 
-TEST(BuildThreadsTest, LeaveTheOldGraphWholeWhenANodeHasTooManyFanouts) {
+TEST(BuildThreads, LeaveTheOldGraphWholeWhenANodeHasTooManyFanouts) {
   BUILD_CASE c(star(65535)); // and the mux m
   c.arcs("MUX", {"a"}, "o");
   c.build();
@@ -206,7 +206,7 @@ TEST(BuildThreadsTest, LeaveTheOldGraphWholeWhenANodeHasTooManyFanouts) {
   }
 }
 
-TEST(BuildThreadsTest, TakeAsManyFanoutsAsCanBeCounted) {
+TEST(BuildThreads, TakeAsManyFanoutsAsCanBeCounted) {
   BUILD_CASE c(star(65534));
   c.arcs("MUX", {"a"}, "o");
   c.arcs("SINK", {"i"}, "o");

@@ -40,7 +40,7 @@ const char* const TILE = R"(
 )";
 const char* const TWO_TILES = "inst t TILE\n inst u TILE\n";
 
-class FanoutCacheBuildTest : public testing::Test {
+class FanoutCacheBuild : public testing::Test {
 protected:
   void describe(BUILD_CASE& c) {
     c.arcs("MUX", {"a"}, "o");
@@ -92,26 +92,26 @@ protected:
   }
 };
 
-TEST_F(FanoutCacheBuildTest, AnswersForTheLikeNodesOfALaterTile) {
+TEST_F(FanoutCacheBuild, AnswersForTheLikeNodesOfALaterTile) {
   BUILD_CASE c(device(TILE, TWO_TILES));
   describe(c);
   build(c, 2, 2);
   EXPECT_THAT(c.edges(), UnorderedElementsAre("t/m1:o -> t/m2:o via t/m2:a", "u/m1:o -> u/m2:o via u/m2:a"));
 }
 
-TEST_F(FanoutCacheBuildTest, ServesADeviceWhoseTopPortsAreRouted) {
+TEST_F(FanoutCacheBuild, ServesADeviceWhoseTopPortsAreRouted) {
   BUILD_CASE c(device(TILE, std::string("ports >x <y\n") + TWO_TILES + "net n x t.p\n", 1));
   describe(c);
   build(c, 2, 3); // the boundary input is searched
 }
 
-TEST_F(FanoutCacheBuildTest, IsIdleWithoutRedundancy) {
+TEST_F(FanoutCacheBuild, IsIdleWithoutRedundancy) {
   BUILD_CASE c(device(TILE, TWO_TILES, 0));
   describe(c);
   build(c, 0, 4);
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsNothingThatLeftForTheTopOfTheDevice) {
+TEST_F(FanoutCacheBuild, KeepsNothingThatLeftForTheTopOfTheDevice) {
   BUILD_CASE c(
       device("inst m MUX header\n net n m.o m.a p\n", TWO_TILES + std::string("net n t.p\n net q u.p\n")));
   describe(c);
@@ -119,7 +119,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatLeftForTheTopOfTheDevice) {
 }
 
 // The ways through b stand alone: none of their ends has a net outside.
-TEST_F(FanoutCacheBuildTest, KeepsNoAnswerOfWhichNoUipHasANet) {
+TEST_F(FanoutCacheBuild, KeepsNoAnswerOfWhichNoUipHasANet) {
   BUILD_CASE c(R"(
     module THROUGH
       ports >i <o
@@ -137,7 +137,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNoAnswerOfWhichNoUipHasANet) {
 }
 
 // The first tile in the order of the nodes lies in the row, the first in that of the occurrences beside it.
-TEST_F(FanoutCacheBuildTest, NotesTheModuleOfAnAnswer) {
+TEST_F(FanoutCacheBuild, NotesTheModuleOfAnAnswer) {
   std::string model = device(TILE, "inst r ROW\n inst u TILE\n");
   model.insert(model.find("module TOP"), "module ROW\n inst t TILE\n");
   BUILD_CASE c(model);
@@ -152,13 +152,13 @@ TEST_F(FanoutCacheBuildTest, NotesTheModuleOfAnAnswer) {
   EXPECT_EQ(test_model::representative_rows(c.builder()), rows);
 }
 
-TEST_F(FanoutCacheBuildTest, IsOfNoUseAtAPlaceThatIsTheOnlyOne) {
+TEST_F(FanoutCacheBuild, IsOfNoUseAtAPlaceThatIsTheOnlyOne) {
   BUILD_CASE c(device(TILE, "inst t TILE\n"));
   describe(c);
   build(c, 0, 2);
 }
 
-TEST_F(FanoutCacheBuildTest, ServesEveryPlaceOfTheModuleThatEnclosesTheSearch) {
+TEST_F(FanoutCacheBuild, ServesEveryPlaceOfTheModuleThatEnclosesTheSearch) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -186,7 +186,7 @@ TEST_F(FanoutCacheBuildTest, ServesEveryPlaceOfTheModuleThatEnclosesTheSearch) {
   EXPECT_THAT(c.edges(), IsSupersetOf({"t/s1/m2:o -> t/m:o via t/m:a", "u/s1/m2:o -> u/m:o via u/m:a"}));
 }
 
-TEST_F(FanoutCacheBuildTest, LeavesItToThePlaceWhichInputsAreRedundant) {
+TEST_F(FanoutCacheBuild, LeavesItToThePlaceWhichInputsAreRedundant) {
   BUILD_CASE c(device("inst m MUX header\n inst k TWO header\n net n m.o k.a k.b\n net q k.o\n", TWO_TILES));
   describe(c);
   c.db()
@@ -210,7 +210,7 @@ const char* const JUMP_TILE = R"(
       net s m3.o
 )";
 
-TEST_F(FanoutCacheBuildTest, KeepsNothingThatTookOrRefusedAFlyover) {
+TEST_F(FanoutCacheBuild, KeepsNothingThatTookOrRefusedAFlyover) {
   for (const bool spare_first : {false, true}) {
     BUILD_CASE c(device(JUMP_TILE, "inst t TILE\n inst u TILE\n inst v TILE\n"));
     describe(c);
@@ -223,14 +223,14 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatTookOrRefusedAFlyover) {
   }
 }
 
-TEST_F(FanoutCacheBuildTest, TakesFlyoversForNothingWhereNoInstanceHasAttributes) {
+TEST_F(FanoutCacheBuild, TakesFlyoversForNothingWhereNoInstanceHasAttributes) {
   BUILD_CASE c(device(JUMP_TILE, TWO_TILES));
   describe(c);
   c.parse().add_routing_flyover(c.model().port("JUMP:i"), c.model().port("JUMP:j"));
   build(c, 3, 3);
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsWhatPassesASkipPathWhereAFlyoverWouldBegin) {
+TEST_F(FanoutCacheBuild, KeepsWhatPassesASkipPathWhereAFlyoverWouldBegin) {
   BUILD_CASE c(device(JUMP_TILE, TWO_TILES));
   describe(c);
   c.arcs("JUMP", {"i"}, "j", true);
@@ -240,7 +240,7 @@ TEST_F(FanoutCacheBuildTest, KeepsWhatPassesASkipPathWhereAFlyoverWouldBegin) {
   EXPECT_THAT(c.edges(), IsSupersetOf({"t/m1:o -> t/m2:o via t/m2:a", "u/m1:o -> u/m2:o via u/m2:a"}));
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsNothingThatFoundAnExceptionBeforeAFlyover) {
+TEST_F(FanoutCacheBuild, KeepsNothingThatFoundAnExceptionBeforeAFlyover) {
   BUILD_CASE c(device(JUMP_TILE, TWO_TILES));
   describe(c);
   c.arcs("JUMP", {"i"}, "j", true);
@@ -250,7 +250,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatFoundAnExceptionBeforeAFlyover) {
   build(c, 2, 2 + 2);
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsTheOutputsOfAnInsertedMuxInput) {
+TEST_F(FanoutCacheBuild, KeepsTheOutputsOfAnInsertedMuxInput) {
   BUILD_CASE c(device(TILE, TWO_TILES));
   describe(c);
   c.insert("MUX:a");
@@ -296,7 +296,7 @@ void describe_tunnel(BUILD_CASE& c) {
   }
 }
 
-TEST_F(FanoutCacheBuildTest, ServesTheSearchThroughATunnel) {
+TEST_F(FanoutCacheBuild, ServesTheSearchThroughATunnel) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c);
   c.arcs("JUMP", {"i"}, "j", true);
@@ -306,7 +306,7 @@ TEST_F(FanoutCacheBuildTest, ServesTheSearchThroughATunnel) {
 }
 
 // Without the tunnel the search stays in the tile; through it, each tile of a pair leads to another target.
-TEST_F(FanoutCacheBuildTest, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
+TEST_F(FanoutCacheBuild, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
   BUILD_CASE c(R"(
     module SOURCE
       ports >i <o
@@ -348,7 +348,7 @@ TEST_F(FanoutCacheBuildTest, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
     }
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsNothingThatRefusedAFlyoverBehindATunnel) {
+TEST_F(FanoutCacheBuild, KeepsNothingThatRefusedAFlyoverBehindATunnel) {
   BUILD_CASE c(TUNNEL);
   describe_tunnel(c);
   c.parse().add_routing_flyover(c.model().port("JUMP:i"), c.model().port("JUMP:j"));
@@ -358,7 +358,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatRefusedAFlyoverBehindATunnel) {
   EXPECT_THAT(c.edges(), Not(Contains("t/s:o -> t/d:o via t/d:i")));
 }
 
-TEST_F(FanoutCacheBuildTest, KeepsNothingThatEndedWhereNodesStand) {
+TEST_F(FanoutCacheBuild, KeepsNothingThatEndedWhereNodesStand) {
   BUILD_CASE c(R"(
     module PIN
       ports >x <y
@@ -394,7 +394,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingThatEndedWhereNodesStand) {
 
 // A range is cut in two while it holds more than ten thousand nodes. Each one that begins anew searches what
 // it meets first.
-TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
+TEST_F(FanoutCacheBuild, ForgetsWhatARangeLearned) {
   std::string top;
   for (int i = 0; i != 30000; ++i)
     top += "inst t" + std::to_string(i) + " TILE\n";
@@ -410,7 +410,7 @@ TEST_F(FanoutCacheBuildTest, ForgetsWhatARangeLearned) {
 }
 
 // Plain connections are walked and never asked of the cache; they are counted as if they were.
-TEST_F(FanoutCacheBuildTest, CountsPlainConnectionsAsIfTheyHadBeenSearched) {
+TEST_F(FanoutCacheBuild, CountsPlainConnectionsAsIfTheyHadBeenSearched) {
   std::string top;
   for (int i = 0; i != 30000; ++i)
     top += "inst t" + std::to_string(i) + " TILE\n";
@@ -422,7 +422,7 @@ TEST_F(FanoutCacheBuildTest, CountsPlainConnectionsAsIfTheyHadBeenSearched) {
 }
 
 // The inserted input ends every search; one that goes through the tunnel is yet never kept.
-TEST_F(FanoutCacheBuildTest, CountsAConnectionToAnInsertedInputThatMayBeFlownOverLikeASearch) {
+TEST_F(FanoutCacheBuild, CountsAConnectionToAnInsertedInputThatMayBeFlownOverLikeASearch) {
   for (const bool is_tunnel : {false, true}) {
     const std::string jump = is_tunnel ? "ports >i <j" : "ports =i <j";
     BUILD_CASE c("module MUX\n ports >a <o\nmodule OVER\n " + jump + R"(
@@ -446,7 +446,7 @@ TEST_F(FanoutCacheBuildTest, CountsAConnectionToAnInsertedInputThatMayBeFlownOve
 }
 
 // An equivalent of the top may stand below it, and it is what counts whether a search came to one.
-TEST_F(FanoutCacheBuildTest, CountsBelowAnEquivalentOfTheTopLikeASearch) {
+TEST_F(FanoutCacheBuild, CountsBelowAnEquivalentOfTheTopLikeASearch) {
   BUILD_CASE inside(R"(
     module PIN
       ports >x
@@ -484,7 +484,7 @@ TEST_F(FanoutCacheBuildTest, CountsBelowAnEquivalentOfTheTopLikeASearch) {
 }
 
 // A search ends at the inserted port, but goes on from it by the flyover of a spare row.
-TEST_F(FanoutCacheBuildTest, KeepsWhatEndsAtATwoWayFlyoverInputThatIsInsertedButNothingFromThere) {
+TEST_F(FanoutCacheBuild, KeepsWhatEndsAtATwoWayFlyoverInputThatIsInsertedButNothingFromThere) {
   for (const bool has_attributes : {false, true}) {
     BUILD_CASE c(R"(
       module MUX
@@ -520,7 +520,7 @@ TEST_F(FanoutCacheBuildTest, KeepsWhatEndsAtATwoWayFlyoverInputThatIsInsertedBut
 }
 
 // Nothing is noted of a search that goes through a mux without walking, so its top is the master.
-TEST_F(FanoutCacheBuildTest, KeepsNothingForAMuxThatIsAnEquivalentOfTheTop) {
+TEST_F(FanoutCacheBuild, KeepsNothingForAMuxThatIsAnEquivalentOfTheTop) {
   for (const bool is_equivalent : {false, true}) {
     const std::string group = is_equivalent ? " group=g\n" : "\n";
     BUILD_CASE c("module A" + group + "  ports >a <z\n" + R"(
@@ -545,7 +545,7 @@ TEST_F(FanoutCacheBuildTest, KeepsNothingForAMuxThatIsAnEquivalentOfTheTop) {
 }
 
 // Like places stand on several levels, and ranges end anywhere among them.
-TEST_F(FanoutCacheBuildTest, KeepsWhateverComesAgainInItsRange) {
+TEST_F(FanoutCacheBuild, KeepsWhateverComesAgainInItsRange) {
   std::string text = R"(
     module ROW
       ports =x

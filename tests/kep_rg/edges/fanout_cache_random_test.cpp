@@ -108,7 +108,7 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   seen.m_with_hits += one.n_cdrn_cache_hits != 0;
 }
 
-TEST(FanoutCacheRandomBuildTest, LeavesTheGraphOfAFabricAsItIs) {
+TEST(FanoutCacheRandomBuild, LeavesTheGraphOfAFabricAsItIs) {
   SEEN seen;
   for (std::uint64_t seed = 1; seed != 300; ++seed) {
     const RANDOM_FABRIC fabric(seed);
@@ -122,7 +122,7 @@ TEST(FanoutCacheRandomBuildTest, LeavesTheGraphOfAFabricAsItIs) {
   EXPECT_GT(seen.m_misses, 500U);
 }
 
-TEST(FanoutCacheRandomBuildTest, LeavesTheGraphAsItIsWhateverASearchMeets) {
+TEST(FanoutCacheRandomBuild, LeavesTheGraphAsItIsWhateverASearchMeets) {
   SEEN seen;
   for (std::uint64_t seed = 1; seed != 600; ++seed) {
     RANDOM_DEVICE device(seed);

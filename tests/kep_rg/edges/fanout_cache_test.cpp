@@ -18,7 +18,7 @@ using UIPS = std::vector<KEP_UNFOLDED_INST_PORT>;
 using CACHE = KEP_RG_FANOUT_CACHE;
 
 // Two rows of two cells; a cell holds a mux m and a block b, which has a mux of its own.
-class FanoutCacheTest : public testing::Test {
+class FanoutCache : public testing::Test {
 protected:
   UIPS uips(const std::vector<std::string>& names) const {
     UIPS found;
@@ -64,11 +64,11 @@ protected:
   CACHE m_cache;
 };
 
-TEST_F(FanoutCacheTest, KnowsNothingAtFirst) {
+TEST_F(FanoutCache, KnowsNothingAtFirst) {
   EXPECT_EQ(find("r1/c1/m:o"), "none");
 }
 
-TEST_F(FanoutCacheTest, CarriesAnAnswerToEveryLikePlaceInItsOrder) {
+TEST_F(FanoutCache, CarriesAnAnswerToEveryLikePlaceInItsOrder) {
   ASSERT_TRUE(
       store("r1/c1/m:o", "r1/c1", {"r1/c1/m:o", "r1/c1/b/n:a", "r1/c1/m:a", "r1/c1/b/m:a", "r1/c1/b/n:a"}));
   EXPECT_EQ(find("r2/c2/m:o"), "r2/c2: r2/c2/m:o r2/c2/b/n:a r2/c2/m:a r2/c2/b/m:a r2/c2/b/n:a");
@@ -77,7 +77,7 @@ TEST_F(FanoutCacheTest, CarriesAnAnswerToEveryLikePlaceInItsOrder) {
   EXPECT_EQ(find("r1/c1/b/m:o"), "none") << "another inst port of the same name";
 }
 
-TEST_F(FanoutCacheTest, TellsPlacesBelowTheModuleApart) {
+TEST_F(FanoutCache, TellsPlacesBelowTheModuleApart) {
   ASSERT_TRUE(store("r1/c1/m:o", "r1", {"r1/c2/m:a"}));
   EXPECT_EQ(find("r2/c1/m:o"), "r2: r2/c2/m:a");
   EXPECT_EQ(find("r2/c2/m:o"), "none") << "c2 is not c1";
@@ -88,7 +88,7 @@ TEST_F(FanoutCacheTest, TellsPlacesBelowTheModuleApart) {
   EXPECT_EQ(m_cache.size(), 2U);
 }
 
-TEST_F(FanoutCacheTest, EndsAtTheLowestLevel) {
+TEST_F(FanoutCache, EndsAtTheLowestLevel) {
   ASSERT_TRUE(store("r1/c1/b/m:o", "r1", {"r1/c2/m:a"}));
   ASSERT_TRUE(store("r1/c1/b/m:o", "r1/c1", {"r1/c1/m:a"}));
   EXPECT_EQ(find("r2/c1/b/m:o"), "r2/c1: r2/c1/m:a");
@@ -96,7 +96,7 @@ TEST_F(FanoutCacheTest, EndsAtTheLowestLevel) {
   EXPECT_EQ(find("r2/c1/b/m:o"), "r2/c1/b/m: r2/c1/b/m:a");
 }
 
-TEST_F(FanoutCacheTest, TakesTheMasterOfTheDriversInstanceForAnEmptyModule) {
+TEST_F(FanoutCache, TakesTheMasterOfTheDriversInstanceForAnEmptyModule) {
   ASSERT_TRUE(store("r1/c1/m:a", "", {"r1/c1/m:a", "r1/c1/m:o"}));
   EXPECT_EQ(find("c/m:a"), "c/m: c/m:a c/m:o");
   EXPECT_FALSE(store("r1/c1/m:o", "", {"r1/c1/b/m:a"})) << "not below the master";
@@ -104,7 +104,7 @@ TEST_F(FanoutCacheTest, TakesTheMasterOfTheDriversInstanceForAnEmptyModule) {
   EXPECT_EQ(find("c/m:o"), "none");
 }
 
-TEST_F(FanoutCacheTest, SeesWhatLiesInsideTheMasterOfTheDriversInstance) {
+TEST_F(FanoutCache, SeesWhatLiesInsideTheMasterOfTheDriversInstance) {
   NAMED_MODEL model(R"(
     module PIN
       ports >x
@@ -129,14 +129,14 @@ TEST_F(FanoutCacheTest, SeesWhatLiesInsideTheMasterOfTheDriversInstance) {
   EXPECT_FALSE(m_cache.store(model.uip("t/b:i"), block, {model.uip("t/other:i")}));
 }
 
-TEST_F(FanoutCacheTest, ReplacesWhatStoodThere) {
+TEST_F(FanoutCache, ReplacesWhatStoodThere) {
   ASSERT_TRUE(store("r1/c1/m:o", "r1/c1", {"r1/c1/m:a"}));
   ASSERT_TRUE(store("c/m:o", "c", {"c/b/m:a", "c/b/n:a"}));
   EXPECT_EQ(find("r2/c2/m:o"), "r2/c2: r2/c2/b/m:a r2/c2/b/n:a");
   EXPECT_EQ(m_cache.size(), 1U);
 }
 
-TEST_F(FanoutCacheTest, RefusesWhatDoesNotStandBelowTheModule) {
+TEST_F(FanoutCache, RefusesWhatDoesNotStandBelowTheModule) {
   EXPECT_FALSE(store("r1/c1/m:o", "r1/c2", {"r1/c2/m:a"})) << "the driver";
   EXPECT_FALSE(store("r1/c1/m:o", "r1/c1", {"r1/c1/m:a", "r1/c2/m:a"})) << "a leaf";
   EXPECT_EQ(find("r1/c1/m:o"), "none");
@@ -144,18 +144,18 @@ TEST_F(FanoutCacheTest, RefusesWhatDoesNotStandBelowTheModule) {
   EXPECT_EQ(find("c/m:o"), "c: c/b/m:a") << "nothing is left of what was refused";
 }
 
-TEST_F(FanoutCacheTest, TakesNothingForTheTopOfTheDevice) {
+TEST_F(FanoutCache, TakesNothingForTheTopOfTheDevice) {
   const KEP_UNFOLDED_MODULE top = m_model.db()->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
   EXPECT_FALSE(m_cache.store(m_model.uip("c/m:o"), top, uips({"c/m:a"})));
   EXPECT_EQ(find("c/m:o"), "none");
 }
 
-TEST_F(FanoutCacheTest, KeepsAnAnswerWithoutLeaves) {
+TEST_F(FanoutCache, KeepsAnAnswerWithoutLeaves) {
   ASSERT_TRUE(store("r1/c1/m:o", "r1/c1", {}));
   EXPECT_EQ(find("c/m:o"), "c:");
 }
 
-TEST_F(FanoutCacheTest, StopsToTakeAnswersWhenItIsFull) {
+TEST_F(FanoutCache, StopsToTakeAnswersWhenItIsFull) {
   ASSERT_TRUE(store("r1/c1/b/m:o", "r1/c1", {"r1/c1/m:a"}));
   const UIPS many(std::size_t{1} << 19, m_model.uip("r1/c1/m:a"));
   int taken = 0;
@@ -170,7 +170,7 @@ TEST_F(FanoutCacheTest, StopsToTakeAnswersWhenItIsFull) {
 }
 
 /// Seventy modules, one in the other, and two such towers side by side. The innermost holds the muxes.
-class DeepFanoutCacheTest : public testing::Test {
+class DeepFanoutCache : public testing::Test {
 protected:
   static constexpr int DEPTH = 70;
 
@@ -219,7 +219,7 @@ protected:
   CACHE m_cache;
 };
 
-TEST_F(DeepFanoutCacheTest, FindsTheLowestOfTheLevelsAtWhichADriverHasAnswers) {
+TEST_F(DeepFanoutCache, FindsTheLowestOfTheLevelsAtWhichADriverHasAnswers) {
   using FOUND = std::pair<int, UIPS>;
   EXPECT_EQ(find("m:o"), FOUND(0, {}));
   ASSERT_TRUE(store("m:o", 69, {uip("t", 69, "x:a"), uip("t", 1, "n:a")}));
@@ -230,7 +230,7 @@ TEST_F(DeepFanoutCacheTest, FindsTheLowestOfTheLevelsAtWhichADriverHasAnswers) {
   EXPECT_EQ(find("m:o"), FOUND(5, {uip("u", 5, "x:a")}));
 }
 
-TEST_F(DeepFanoutCacheTest, KeepsTheLevelsOfSeveralDriversApart) {
+TEST_F(DeepFanoutCache, KeepsTheLevelsOfSeveralDriversApart) {
   using FOUND = std::pair<int, UIPS>;
   ASSERT_TRUE(store("m:o", 5, {uip("t", 5, "x:a")}));
   ASSERT_TRUE(store("n:o", 63, {uip("t", 63, "x:a")}));
@@ -311,7 +311,7 @@ struct PLACES {
   }
 };
 
-TEST(FanoutCacheRandomTest, AnswersAsAMapOfRelativePathsDoes) {
+TEST(FanoutCacheRandom, AnswersAsAMapOfRelativePathsDoes) {
   unsigned stored = 0, refused = 0, found = 0, found_none = 0; // the last two at other places
   for (std::uint64_t seed = 1; seed != 300; ++seed) {
     const auto db = test_model::make_random_db(seed, {.m_max_kinds = 6});

@@ -101,13 +101,13 @@ std::unique_ptr<KEP_DB> block_with_ports(const std::string& text, unsigned num_p
   return model.freeze();
 }
 
-class PlainWalkTest : public testing::Test {
+class PlainWalk : public testing::Test {
 protected:
   static std::string device(const std::string& text) { return MODULES + text; }
   static void describe(BUILD_CASE& c) { c.arcs("MUX", {"a", "b"}, "o"); }
 };
 
-TEST_F(PlainWalkTest, FindsFanoutsInTheOrderOfTheSearch) {
+TEST_F(PlainWalk, FindsFanoutsInTheOrderOfTheSearch) {
   BUILD_CASE c(device(TILES));
   describe(c);
   FOLDED_CASE folded(c);
@@ -120,7 +120,7 @@ TEST_F(PlainWalkTest, FindsFanoutsInTheOrderOfTheSearch) {
   EXPECT_FALSE(folded.found().is_kept());
 }
 
-TEST_F(PlainWalkTest, StaysBelowTheModuleThatHoldsTheConnection) {
+TEST_F(PlainWalk, StaysBelowTheModuleThatHoldsTheConnection) {
   BUILD_CASE c(device(TILES));
   describe(c);
   FOLDED_CASE folded(c);
@@ -130,7 +130,7 @@ TEST_F(PlainWalkTest, StaysBelowTheModuleThatHoldsTheConnection) {
   EXPECT_TRUE(folded.found().is_kept());
 }
 
-TEST_F(PlainWalkTest, FindsRedundantFanoutsApart) {
+TEST_F(PlainWalk, FindsRedundantFanoutsApart) {
   BUILD_CASE c(device(std::string(TILES).replace(std::string(TILES).find("TOP top"), 7, "TOP top type=1")));
   describe(c);
   c.mark_redundant("TILE/n:b");
@@ -141,7 +141,7 @@ TEST_F(PlainWalkTest, FindsRedundantFanoutsApart) {
 }
 
 // Each line replaces what m drives in its tile.
-TEST_F(PlainWalkTest, LeavesToTheSearchWhatTheFoldedModelDoesNotTell) {
+TEST_F(PlainWalk, LeavesToTheSearchWhatTheFoldedModelDoesNotTell) {
   struct CASE {
     const char* m_what;
     const char* m_lines;
@@ -168,7 +168,7 @@ TEST_F(PlainWalkTest, LeavesToTheSearchWhatTheFoldedModelDoesNotTell) {
   }
 }
 
-TEST_F(PlainWalkTest, LeavesTheEndsOfATunnelToTheSearch) {
+TEST_F(PlainWalk, LeavesTheEndsOfATunnelToTheSearch) {
   for (int type = 1; type != 4; ++type) {
     BUILD_CASE c(
         device("module TOP top\n inst m MUX header\n inst x TUNNEL header\n net w x.o m.a\n net y m.o\n"));
@@ -182,7 +182,7 @@ TEST_F(PlainWalkTest, LeavesTheEndsOfATunnelToTheSearch) {
 
 // At an unconnected input of a block with arcs the search goes through its own arcs, and where it has none,
 // nowhere, not even inside. Here the arc ends at an input, which makes that a node.
-TEST_F(PlainWalkTest, LeavesEveryInputOfABlockWithArcsToTheSearch) {
+TEST_F(PlainWalk, LeavesEveryInputOfABlockWithArcsToTheSearch) {
   BUILD_CASE c(block_with_ports(R"(
     module PIN
       ports >x
@@ -213,7 +213,7 @@ TEST_F(PlainWalkTest, LeavesEveryInputOfABlockWithArcsToTheSearch) {
 
 // Spare rows keep only nodes with a wire type: in u the port of the block has one, the pin behind it does
 // not.
-TEST_F(PlainWalkTest, LeavesABlockWhoseNodesAreNotAllThereToTheSearch) {
+TEST_F(PlainWalk, LeavesABlockWhoseNodesAreNotAllThereToTheSearch) {
   BUILD_CASE c(block_with_ports(R"(
     module PIN
       ports >x
@@ -241,7 +241,7 @@ TEST_F(PlainWalkTest, LeavesABlockWhoseNodesAreNotAllThereToTheSearch) {
   EXPECT_FALSE(folded.walk("u:i"));
 }
 
-TEST_F(PlainWalkTest, LeavesThePortsOfATopThatRoutesThemToTheSearch) {
+TEST_F(PlainWalk, LeavesThePortsOfATopThatRoutesThemToTheSearch) {
   for (const int type : {1, 2}) {
     BUILD_CASE c(device("module TOP top type=" + std::to_string(type) +
                         "\n ports <p\n inst m MUX header\n net w m.o p\n"));
@@ -317,7 +317,7 @@ void compare(BUILD_CASE& c, SEEN& seen) {
   }
 }
 
-TEST(PlainWalkRandomTest, FindsWhatTheSearchFindsOnAnyDevice) {
+TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnAnyDevice) {
   SEEN seen;
   for (std::uint64_t seed = 1; seed != 400; ++seed) {
     RANDOM_DEVICE device(seed);
@@ -337,7 +337,7 @@ TEST(PlainWalkRandomTest, FindsWhatTheSearchFindsOnAnyDevice) {
   EXPECT_GT(seen.m_blc, 30U);
 }
 
-TEST(PlainWalkRandomTest, FindsWhatTheSearchFindsOnFabrics) {
+TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnFabrics) {
   SEEN seen;
   for (std::uint64_t seed = 1; seed != 200; ++seed) {
     const RANDOM_FABRIC fabric(seed);

@@ -50,7 +50,7 @@ void describe(BUILD_CASE& c) {
   c.insert("BLK:o"); // kept on the BLC module
 }
 
-TEST(BuildBlcTest, MakesTheInsideBeforeThePortsOfTheBlockItself) {
+TEST(BuildBlc, MakesTheInsideBeforeThePortsOfTheBlockItself) {
   BUILD_CASE c(block());
   describe(c);
   c.build_nodes();
@@ -64,7 +64,7 @@ TEST(BuildBlcTest, MakesTheInsideBeforeThePortsOfTheBlockItself) {
   EXPECT_EQ(stats.m_eliminated_num_nodes, 0U) << "a removed port is not even looked at";
 }
 
-TEST(BuildBlcTest, TellsAtomsFromInstancesWithTheTraitAndPlainOnes) {
+TEST(BuildBlc, TellsAtomsFromInstancesWithTheTraitAndPlainOnes) {
   BUILD_CASE c(block());
   describe(c);
   ACCESS::prepare_nodes(c.builder());
@@ -81,7 +81,7 @@ TEST(BuildBlcTest, TellsAtomsFromInstancesWithTheTraitAndPlainOnes) {
                                  "create_type: 3"));
 }
 
-TEST(BuildBlcTest, KeepsTheSelectionForDebuggingWithinTheBlock) {
+TEST(BuildBlc, KeepsTheSelectionForDebuggingWithinTheBlock) {
   BUILD_CASE c(block());
   describe(c);
   ACCESS::prepare_nodes(c.builder());
@@ -101,7 +101,7 @@ TEST(BuildBlcTest, KeepsTheSelectionForDebuggingWithinTheBlock) {
       << "c2, what is inside it, and its later sibling";
 }
 
-TEST(BuildBlcTest, WalksATopThatIsABlockFromInside) {
+TEST(BuildBlc, WalksATopThatIsABlockFromInside) {
   BUILD_CASE c(R"(
     module CELL
       ports >in <out
@@ -120,7 +120,7 @@ TEST(BuildBlcTest, WalksATopThatIsABlockFromInside) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_blc, 2U);
 }
 
-TEST(BuildBlcTest, ExcludesInputsAndInsertedBuffersOfABlockWithTheTrait) {
+TEST(BuildBlc, ExcludesInputsAndInsertedBuffersOfABlockWithTheTrait) {
   const auto make = [](const char* flag) {
     return std::string(R"(
       module BLK group=blk ip_root
@@ -157,7 +157,7 @@ TEST(BuildBlcTest, ExcludesInputsAndInsertedBuffersOfABlockWithTheTrait) {
     EXPECT_FALSE(excluded(without, name)) << name;
 }
 
-TEST(BuildSpareRowTest, KeepsOnlyPortsWhoseWireTypeAllowsIt) {
+TEST(BuildSpareRow, KeepsOnlyPortsWhoseWireTypeAllowsIt) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o

@@ -22,7 +22,7 @@ COUNTED counted(BUILD_CASE& c) {
   return {n, boundary};
 }
 
-TEST(BuildCountTest, FindsNothingInATopWithoutInstances) {
+TEST(BuildCount, FindsNothingInATopWithoutInstances) {
   for (const int type : {0, 2}) {
     BUILD_CASE c("module TOP top type=" + std::to_string(type) + "\n ports >a <b =c");
     c.store()->initialize();
@@ -31,7 +31,7 @@ TEST(BuildCountTest, FindsNothingInATopWithoutInstances) {
   }
 }
 
-TEST(BuildCountTest, CountsThePortsOfTheTopOnlyWhereTheyAreRouted) {
+TEST(BuildCount, CountsThePortsOfTheTopOnlyWhereTheyAreRouted) {
   BUILD_CASE c("module TOP top type=1\n ports >a <b =c");
   c.store()->initialize();
   EXPECT_EQ(counted(c).m_n, 0U);
@@ -41,7 +41,7 @@ TEST(BuildCountTest, CountsThePortsOfTheTopOnlyWhereTheyAreRouted) {
   EXPECT_EQ(c.builder().get_counted_boundary(), 3U);
 }
 
-TEST(BuildCountTest, AddsOneForEachPortOfAMuxThatIsNoArcInput) {
+TEST(BuildCount, AddsOneForEachPortOfAMuxThatIsNoArcInput) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o <p <alone
@@ -55,7 +55,7 @@ TEST(BuildCountTest, AddsOneForEachPortOfAMuxThatIsNoArcInput) {
   EXPECT_EQ(ACCESS::count_mux(c.builder(), c.model().module("MUX"), true), 0U);
 }
 
-TEST(BuildCountTest, WalksAMasterOnceAndCountsItForEachInstance) {
+TEST(BuildCount, WalksAMasterOnceAndCountsItForEachInstance) {
   std::string text = "module MUX\n ports >a <o\n"
                      "module TILE\n inst m MUX\n inst k MUX\n"
                      "module TOP top\n";
@@ -69,7 +69,7 @@ TEST(BuildCountTest, WalksAMasterOnceAndCountsItForEachInstance) {
                                    std::pair(c.model().module("TOP"), 2000U)));
 }
 
-TEST(BuildCountTest, TakesTheCountOfAMasterThatIsKnown) {
+TEST(BuildCount, TakesTheCountOfAMasterThatIsKnown) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -84,7 +84,7 @@ TEST(BuildCountTest, TakesTheCountOfAMasterThatIsKnown) {
   EXPECT_EQ(counted(c).m_n, 80U);
 }
 
-TEST(BuildCountTest, GivesTheSameNumbersASecondTime) {
+TEST(BuildCount, GivesTheSameNumbersASecondTime) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -100,7 +100,7 @@ TEST(BuildCountTest, GivesTheSameNumbersASecondTime) {
   }
 }
 
-TEST(BuildCountTest, AddsOnlyTheInsertedNodesOfAnIpRootThatIsNotRouted) {
+TEST(BuildCount, AddsOnlyTheInsertedNodesOfAnIpRootThatIsNotRouted) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -117,7 +117,7 @@ TEST(BuildCountTest, AddsOnlyTheInsertedNodesOfAnIpRootThatIsNotRouted) {
   EXPECT_EQ(counted(c).m_n, 3U);
 }
 
-TEST(BuildCountTest, AddsInsertedPortsToWhateverElseAnInstanceGives) {
+TEST(BuildCount, AddsInsertedPortsToWhateverElseAnInstanceGives) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -134,7 +134,7 @@ TEST(BuildCountTest, AddsInsertedPortsToWhateverElseAnInstanceGives) {
   EXPECT_EQ(counted(c).m_n, 5U);
 }
 
-TEST(BuildCountTest, CountsOutputsOfSkipMuxesNot) {
+TEST(BuildCount, CountsOutputsOfSkipMuxesNot) {
   BUILD_CASE c(R"(
     module SB
       ports >i <o
@@ -145,7 +145,7 @@ TEST(BuildCountTest, CountsOutputsOfSkipMuxesNot) {
   EXPECT_EQ(counted(c).m_n, 0U);
 }
 
-TEST(BuildCountTest, GoesIntoARoutedIpRoot) {
+TEST(BuildCount, GoesIntoARoutedIpRoot) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -161,7 +161,7 @@ TEST(BuildCountTest, GoesIntoARoutedIpRoot) {
   EXPECT_EQ(counted(c).m_n, 4U);
 }
 
-TEST(BuildCountTest, CountsAllPortsInsideABlcAndThoseOfItsOwnThatTakePart) {
+TEST(BuildCount, CountsAllPortsInsideABlcAndThoseOfItsOwnThatTakePart) {
   BUILD_CASE c(R"(
     module PIN
       ports >x <y
@@ -182,7 +182,7 @@ TEST(BuildCountTest, CountsAllPortsInsideABlcAndThoseOfItsOwnThatTakePart) {
   EXPECT_EQ(counted(c).m_n, 2U * (3U + 2U) + 1U + 1U);
 }
 
-TEST(BuildCountTest, LooksAtTheDesignatedTopWhereNodesAreMadeBelowTheFirstOfTheRank) {
+TEST(BuildCount, LooksAtTheDesignatedTopWhereNodesAreMadeBelowTheFirstOfTheRank) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o

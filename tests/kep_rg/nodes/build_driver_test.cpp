@@ -81,7 +81,7 @@ const std::vector<std::string> EDGE_LINES = {
     "Adding reverse edges...",
 };
 
-TEST(BuildDriverTest, ReportsEachPhaseOfABuildInOrder) {
+TEST(BuildDriver, ReportsEachPhaseOfABuildInOrder) {
   BUILD_CASE c(MODEL);
   describe(c);
   std::vector<std::string> expected = NODE_LINES;
@@ -93,7 +93,7 @@ TEST(BuildDriverTest, ReportsEachPhaseOfABuildInOrder) {
                                             "m1:o -> m2:o* via m2:a", "m2:o* -> m2:o", "m2:o -> :out"));
 }
 
-TEST(BuildDriverTest, LetsTheCallerRunNodesAndEdgesOneAfterTheOther) {
+TEST(BuildDriver, LetsTheCallerRunNodesAndEdgesOneAfterTheOther) {
   BUILD_CASE whole(MODEL);
   describe(whole);
   whole.build();
@@ -105,7 +105,7 @@ TEST(BuildDriverTest, LetsTheCallerRunNodesAndEdgesOneAfterTheOther) {
   EXPECT_EQ(test_model::whole_graph(*parts.db()), test_model::whole_graph(*whole.db()));
 }
 
-TEST(BuildDriverTest, CreatesTheEdgeBuilderInTheEdgePhase) {
+TEST(BuildDriver, CreatesTheEdgeBuilderInTheEdgePhase) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.build_nodes();
@@ -114,7 +114,7 @@ TEST(BuildDriverTest, CreatesTheEdgeBuilderInTheEdgePhase) {
   EXPECT_TRUE(ACCESS::has_edge_builder(c.builder()));
 }
 
-TEST(BuildDriverTest, NeverReadsRedundantInputsOfADatabaseWithoutRedundancy) {
+TEST(BuildDriver, NeverReadsRedundantInputsOfADatabaseWithoutRedundancy) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -133,7 +133,7 @@ TEST(BuildDriverTest, NeverReadsRedundantInputsOfADatabaseWithoutRedundancy) {
   EXPECT_THAT(c.edges(), ElementsAre("m1:o -> m2:o via m2:a"));
 }
 
-TEST(BuildDriverTest, PassesZeroThreadsOnAsTheyStand) {
+TEST(BuildDriver, PassesZeroThreadsOnAsTheyStand) {
   BUILD_CASE c(MODEL);
   describe(c);
   EXPECT_THAT(c.build(KEP_RG_BUILD_PARAMS().set_num_threads(0)),
@@ -142,7 +142,7 @@ TEST(BuildDriverTest, PassesZeroThreadsOnAsTheyStand) {
   EXPECT_EQ(c.edges().size(), 5U);
 }
 
-TEST(BuildDriverTest, MeasuresItsPhasesAsNestedSections) {
+TEST(BuildDriver, MeasuresItsPhasesAsNestedSections) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.builder();
@@ -162,14 +162,14 @@ TEST(BuildDriverTest, MeasuresItsPhasesAsNestedSections) {
               ElementsAre("KEP_RG_BUILD::build_redundant_inputs 1", "KEP_RG_BUILD::add_edges 1"));
 }
 
-TEST(BuildDriverTest, RefusesADatabaseWithoutADescription) {
+TEST(BuildDriver, RefusesADatabaseWithoutADescription) {
   const NAMED_MODEL model(MODEL);
   EXPECT_EQ(assertion_text([&] { KEP_RG_BUILD build(model.db(), {}); }),
             "Assertion failed: m_db->get_routing_template_graph()->get_routing_primitive()->is_initialized() "
             "in kep_rg/kep_rg_build.cpp@LINE");
 }
 
-TEST(BuildDriverTest, AssertsThatEveryNodeOfTheGraphWasCounted) {
+TEST(BuildDriver, AssertsThatEveryNodeOfTheGraphWasCounted) {
   BUILD_CASE c(MODEL);
   describe(c);
   ACCESS::node_stats(c.builder()).m_created_num_nodes_boundary = 1;
@@ -179,7 +179,7 @@ TEST(BuildDriverTest, AssertsThatEveryNodeOfTheGraphWasCounted) {
             "kep_rg/kep_rg_build.cpp@LINE");
 }
 
-TEST(BuildDriverTest, WorksWithTheCacheItIsGivenAndLeavesItToTheCaller) {
+TEST(BuildDriver, WorksWithTheCacheItIsGivenAndLeavesItToTheCaller) {
   BUILD_CASE c(MODEL);
   describe(c);
   const auto cache = std::make_unique<KEP_DB_ROUTING_PRIMITIVE_CACHE>(c.db());
@@ -189,7 +189,7 @@ TEST(BuildDriverTest, WorksWithTheCacheItIsGivenAndLeavesItToTheCaller) {
   EXPECT_TRUE(cache->is_arc_input(c.model().port("MUX:a")));
 }
 
-TEST(BuildDriverTest, MakesACacheOfItsOwnWhenItIsGivenNone) {
+TEST(BuildDriver, MakesACacheOfItsOwnWhenItIsGivenNone) {
   BUILD_CASE c(MODEL);
   describe(c);
   ASSERT_NE(c.builder().find_routing_primitive_cache(), nullptr);
@@ -197,7 +197,7 @@ TEST(BuildDriverTest, MakesACacheOfItsOwnWhenItIsGivenNone) {
   EXPECT_TRUE(c.builder().find_routing_primitive_cache()->is_arc_input(c.model().port("MUX:a")));
 }
 
-TEST(BuildDriverTest, LeavesAGraphBehindThatOutlivesIt) {
+TEST(BuildDriver, LeavesAGraphBehindThatOutlivesIt) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.build();
@@ -207,7 +207,7 @@ TEST(BuildDriverTest, LeavesAGraphBehindThatOutlivesIt) {
   EXPECT_THAT(graph, HasSubstr("m1:o -> m2:o* via m2:a"));
 }
 
-TEST(BuildDriverTest, BuildsAnEmptyGraphOfAnEmptyDescription) {
+TEST(BuildDriver, BuildsAnEmptyGraphOfAnEmptyDescription) {
   BUILD_CASE c(MODEL);
   c.store()->initialize();
   const std::vector<std::string> lines = masked(c.build());
@@ -217,7 +217,7 @@ TEST(BuildDriverTest, BuildsAnEmptyGraphOfAnEmptyDescription) {
   EXPECT_THAT(c.edges(), ElementsAre()) << "the nets of the top end at no other port of the top";
 }
 
-TEST(BuildDriverTest, PrintsNoAveragesForAGraphWithoutNodes) {
+TEST(BuildDriver, PrintsNoAveragesForAGraphWithoutNodes) {
   BUILD_CASE c("module TOP top");
   c.store()->initialize();
   const std::vector<std::string> lines = masked(c.build(KEP_RG_BUILD_PARAMS().set_nodes_per_display(1)));
@@ -231,7 +231,7 @@ TEST(BuildDriverTest, PrintsNoAveragesForAGraphWithoutNodes) {
                           "num templates = 0", "Adding reverse edges..."));
 }
 
-TEST(BuildDriverTest, PrintsAProgressLineForEveryRangeWhenTheStepIsOne) {
+TEST(BuildDriver, PrintsAProgressLineForEveryRangeWhenTheStepIsOne) {
   BUILD_CASE c(MODEL);
   describe(c);
   const std::vector<std::string> lines = c.build(KEP_RG_BUILD_PARAMS().set_nodes_per_display(1));
@@ -242,7 +242,7 @@ TEST(BuildDriverTest, PrintsAProgressLineForEveryRangeWhenTheStepIsOne) {
                              HasSubstr(" wallclock] ... get_leaf: "), HasSubstr(" calls/s, 6 calls, ")));
 }
 
-TEST(BuildDriverTest, CountsRangesOfOneNodeInItsProgressLines) {
+TEST(BuildDriver, CountsRangesOfOneNodeInItsProgressLines) {
   const auto progress = [](BUILD_CASE& c) {
     c.arcs("MUX", {"a"}, "o");
     ACCESS::set_min_grain(c.builder(KEP_RG_BUILD_PARAMS().set_nodes_per_display(1)), 1);
@@ -273,7 +273,7 @@ TEST(BuildDriverTest, CountsRangesOfOneNodeInItsProgressLines) {
   EXPECT_THAT(progress(two), ElementsAre("50%: 1 of 2", "100%: 2 of 2"));
 }
 
-TEST(BuildDriverTest, StaysSilentInTheFirstSecondWhenTheStepIsLarger) {
+TEST(BuildDriver, StaysSilentInTheFirstSecondWhenTheStepIsLarger) {
   BUILD_CASE c(MODEL);
   describe(c);
   EXPECT_THAT(c.build(KEP_RG_BUILD_PARAMS().set_nodes_per_display(2)), Not(Contains(HasSubstr("% done)"))));

@@ -44,7 +44,7 @@ void describe(BUILD_CASE& c) {
   c.arcs("P", {"a"}, "o", false, HIPI::P);
 }
 
-TEST(BuildHipiTest, MakesTwinsAtPortsOfTypesMAndTBehindAllPlainNodes) {
+TEST(BuildHipi, MakesTwinsAtPortsOfTypesMAndTBehindAllPlainNodes) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.build_nodes();
@@ -54,7 +54,7 @@ TEST(BuildHipiTest, MakesTwinsAtPortsOfTypesMAndTBehindAllPlainNodes) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_boundary, 1U);
 }
 
-TEST(BuildHipiTest, RegistersTheTwinBesideThePlainNode) {
+TEST(BuildHipi, RegistersTheTwinBesideThePlainNode) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.build_nodes();
@@ -67,7 +67,7 @@ TEST(BuildHipiTest, RegistersTheTwinBesideThePlainNode) {
   EXPECT_EQ(c.builder().get_node_cache().find_routing_node(uip), plain);
 }
 
-TEST(BuildHipiTest, NeverLooksAtABoundaryNode) {
+TEST(BuildHipi, NeverLooksAtABoundaryNode) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.store()->add_hipi(c.model().port("TOP:in"), HIPI::M);
@@ -76,7 +76,7 @@ TEST(BuildHipiTest, NeverLooksAtABoundaryNode) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_hipi, 2U);
 }
 
-TEST(BuildHipiTest, DoesNothingWhenItIsSwitchedOff) {
+TEST(BuildHipi, DoesNothingWhenItIsSwitchedOff) {
   BUILD_CASE c(MODEL);
   describe(c);
   ACCESS::disable_hipi(c.builder());
@@ -92,7 +92,7 @@ TEST(BuildHipiTest, DoesNothingWhenItIsSwitchedOff) {
     EXPECT_NE(section.m_name, "KEP_RG_BUILD::add_nodes_hipi");
 }
 
-TEST(BuildHipiTest, RedirectsTheEdgesThroughInputsOfTypesMAndTToTheTwin) {
+TEST(BuildHipi, RedirectsTheEdgesThroughInputsOfTypesMAndTToTheTwin) {
   BUILD_CASE c(MODEL);
   describe(c);
   c.build();
@@ -101,7 +101,7 @@ TEST(BuildHipiTest, RedirectsTheEdgesThroughInputsOfTypesMAndTToTheTwin) {
                                               "t:o* -> t:o", "t:o -> p:o via p:a", "p:o -> n:o via n:b"));
 }
 
-TEST(BuildHipiTest, FailsForAUipWithoutAPlainNode) {
+TEST(BuildHipi, FailsForAUipWithoutAPlainNode) {
   BUILD_CASE c(MODEL);
   describe(c);
   ACCESS::prepare_nodes(c.builder());
@@ -113,7 +113,7 @@ TEST(BuildHipiTest, FailsForAUipWithoutAPlainNode) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_hipi, 0U);
 }
 
-TEST(BuildHipiTest, MakesATwinAloneForACallerThatNeedsNoPlainNode) {
+TEST(BuildHipi, MakesATwinAloneForACallerThatNeedsNoPlainNode) {
   BUILD_CASE c(MODEL);
   describe(c);
   ACCESS::prepare_nodes(c.builder());
@@ -122,7 +122,7 @@ TEST(BuildHipiTest, MakesATwinAloneForACallerThatNeedsNoPlainNode) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_hipi, 1U);
 }
 
-TEST(BuildHipiTest, EliminatesAPortThatIsExcludedBeforeItAsksForThePlainNode) {
+TEST(BuildHipi, EliminatesAPortThatIsExcludedBeforeItAsksForThePlainNode) {
   BUILD_CASE c(R"(
     module M
       ports >a <o
@@ -137,7 +137,7 @@ TEST(BuildHipiTest, EliminatesAPortThatIsExcludedBeforeItAsksForThePlainNode) {
   EXPECT_EQ(c.builder().get_node_stats().m_created_num_nodes_hipi, 0U);
 }
 
-TEST(BuildHipiTest, GathersUipsForDebuggingInsteadOfNodesWhenAllocationIsOff) {
+TEST(BuildHipi, GathersUipsForDebuggingInsteadOfNodesWhenAllocationIsOff) {
   BUILD_CASE c(MODEL);
   describe(c);
   ACCESS::disable_node_allocation(c.builder());

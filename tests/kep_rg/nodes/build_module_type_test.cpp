@@ -17,9 +17,9 @@ constexpr std::uint32_t BLC_ROUTING_ROOT = 2;
 constexpr std::uint32_t NO_TYPE = 6;
 
 /// A device whose module TILE has a type that no description leads to.
-class BuildModuleTypeTest : public testing::Test {
+class BuildModuleType : public testing::Test {
 protected:
-  BuildModuleTypeTest() : m_case("module TILE\n ports >a <o\nmodule TOP top\n inst t TILE") {
+  BuildModuleType() : m_case("module TILE\n ports >a <o\nmodule TOP top\n inst t TILE") {
     m_case.store()->initialize();
   }
 
@@ -47,22 +47,22 @@ void add_nodes(KEP_RG_BUILD& build) {
   ACCESS::add_nodes(build, false);
 }
 
-TEST_F(BuildModuleTypeTest, CountingAssertsThatAModuleHasOneOfTheSixTypes) {
+TEST_F(BuildModuleType, CountingAssertsThatAModuleHasOneOfTheSixTypes) {
   EXPECT_THAT(failure(NO_TYPE, count), StartsWith("Assertion failed: false in kep_rg/kep_rg_build.cpp@"));
 }
 
-TEST_F(BuildModuleTypeTest, NodeCreationAssertsThatAModuleHasOneOfTheSixTypes) {
+TEST_F(BuildModuleType, NodeCreationAssertsThatAModuleHasOneOfTheSixTypes) {
   EXPECT_THAT(failure(NO_TYPE, add_nodes), StartsWith("Assertion failed: false in kep_rg/kep_rg_build.cpp@"));
 }
 
-TEST_F(BuildModuleTypeTest, CountingAssertsThatABlcRoutingRootHasTheBlcView) {
+TEST_F(BuildModuleType, CountingAssertsThatABlcRoutingRootHasTheBlcView) {
   EXPECT_THAT(
       failure(BLC_ROUTING_ROOT, count),
       StartsWith(
           "Assertion failed: master->get_view_type() == KEP_VIEW_TYPE::BLC in kep_rg/kep_rg_build.cpp@"));
 }
 
-TEST_F(BuildModuleTypeTest, NodeCreationAssertsThatABlcRoutingRootHasTheBlcView) {
+TEST_F(BuildModuleType, NodeCreationAssertsThatABlcRoutingRootHasTheBlcView) {
   EXPECT_THAT(
       failure(BLC_ROUTING_ROOT, add_nodes),
       StartsWith(

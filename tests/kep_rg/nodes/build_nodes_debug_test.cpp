@@ -39,7 +39,7 @@ KEP_UNFOLDED_MODULE top(const BUILD_CASE& c) {
   return c.db()->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
 }
 
-TEST(BuildNodesDebugTest, TellsOfTheSelectedInstanceAndOfAllItsLaterSiblings) {
+TEST(BuildNodesDebug, TellsOfTheSelectedInstanceAndOfAllItsLaterSiblings) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   ACCESS::prepare_nodes(c.builder());
@@ -54,14 +54,14 @@ TEST(BuildNodesDebugTest, TellsOfTheSelectedInstanceAndOfAllItsLaterSiblings) {
   EXPECT_THAT(c.built_nodes(), ElementsAre("a:o", "b:o", "c/m1:o", "c/m2:o"));
 }
 
-TEST(BuildNodesDebugTest, StaysQuietWithoutASelection) {
+TEST(BuildNodesDebug, StaysQuietWithoutASelection) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   c.build_nodes();
   EXPECT_THAT(c.debug_lines(), IsEmpty());
 }
 
-TEST(BuildNodesDebugTest, WalksOnlyTheMasterOfTheSelectedInstance) {
+TEST(BuildNodesDebug, WalksOnlyTheMasterOfTheSelectedInstance) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   ACCESS::debug_instance(c.builder(), c.model().unfolded_instance("c"));
@@ -72,7 +72,7 @@ TEST(BuildNodesDebugTest, WalksOnlyTheMasterOfTheSelectedInstance) {
   EXPECT_THAT(c.debug_lines(), Not(Contains(" master: TILE")));
 }
 
-TEST(BuildNodesDebugTest, GathersWhatItWouldMakeWhenAllocationIsOff) {
+TEST(BuildNodesDebug, GathersWhatItWouldMakeWhenAllocationIsOff) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   ACCESS::disable_node_allocation(c.builder());
@@ -85,7 +85,7 @@ TEST(BuildNodesDebugTest, GathersWhatItWouldMakeWhenAllocationIsOff) {
   EXPECT_THAT(ACCESS::debug_ports(c.builder()), IsEmpty());
 }
 
-TEST(BuildNodesDebugTest, GathersPortsOfTheTopWhenAllocationIsOff) {
+TEST(BuildNodesDebug, GathersPortsOfTheTopWhenAllocationIsOff) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   ACCESS::disable_node_allocation(c.builder());
@@ -96,7 +96,7 @@ TEST(BuildNodesDebugTest, GathersPortsOfTheTopWhenAllocationIsOff) {
   EXPECT_EQ(c.builder().get_builder_graph()->get_node_count(), 0U);
 }
 
-TEST(BuildNodesDebugTest, GathersNothingWithoutDebugging) {
+TEST(BuildNodesDebug, GathersNothingWithoutDebugging) {
   BUILD_CASE c(MODEL);
   c.arcs("MUX", {"a"}, "o");
   ACCESS::disable_node_allocation(c.builder());

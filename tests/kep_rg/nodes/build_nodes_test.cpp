@@ -39,7 +39,7 @@ const char* const TILES = R"(
     net q t1.out t0.in
 )";
 
-TEST(BuildNodesTest, StandAtTheOutputsOfMuxesInTheOrderOfTheWalk) {
+TEST(BuildNodes, StandAtTheOutputsOfMuxesInTheOrderOfTheWalk) {
   BUILD_CASE c(TILES);
   c.arcs("MUX", {"a", "b"}, "o");
   c.build_nodes();
@@ -48,7 +48,7 @@ TEST(BuildNodesTest, StandAtTheOutputsOfMuxesInTheOrderOfTheWalk) {
   EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 0U);
 }
 
-TEST(BuildNodesTest, NeedAWireTypeWhereTheInstanceHasNoHeader) {
+TEST(BuildNodes, NeedAWireTypeWhereTheInstanceHasNoHeader) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o <p
@@ -70,7 +70,7 @@ TEST(BuildNodesTest, NeedAWireTypeWhereTheInstanceHasNoHeader) {
   EXPECT_EQ(stats(c).m_eliminated_num_nodes, 0U);
 }
 
-TEST(BuildNodesTest, AreMadeOnceForAPortThatIsInsertedAndAnOutputOfAMux) {
+TEST(BuildNodes, AreMadeOnceForAPortThatIsInsertedAndAnOutputOfAMux) {
   BUILD_CASE c(TILES);
   c.arcs("MUX", {"a", "b"}, "o");
   c.insert("MUX:o");
@@ -81,7 +81,7 @@ TEST(BuildNodesTest, AreMadeOnceForAPortThatIsInsertedAndAnOutputOfAMux) {
   EXPECT_EQ(stats(c).m_repeated_num_nodes, 4U);
 }
 
-TEST(BuildNodesTest, GiveTrueWhenMadeAndFalseWhenTheyStandThereAlready) {
+TEST(BuildNodes, GiveTrueWhenMadeAndFalseWhenTheyStandThereAlready) {
   BUILD_CASE c(TILES);
   c.arcs("MUX", {"a", "b"}, "o");
   ACCESS::prepare_nodes(c.builder());
@@ -95,7 +95,7 @@ TEST(BuildNodesTest, GiveTrueWhenMadeAndFalseWhenTheyStandThereAlready) {
   EXPECT_EQ(stats(c).m_repeated_num_nodes, 1U);
 }
 
-TEST(BuildNodesTest, AreEliminatedAtAnUnconnectedPortOnEveryVisit) {
+TEST(BuildNodes, AreEliminatedAtAnUnconnectedPortOnEveryVisit) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -112,7 +112,7 @@ TEST(BuildNodesTest, AreEliminatedAtAnUnconnectedPortOnEveryVisit) {
       << "an eliminated port counts as a node for the result";
 }
 
-TEST(BuildNodesTest, StandAtAPortWithANetOnTheInsideAlone) {
+TEST(BuildNodes, StandAtAPortWithANetOnTheInsideAlone) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -131,7 +131,7 @@ TEST(BuildNodesTest, StandAtAPortWithANetOnTheInsideAlone) {
   EXPECT_EQ(stats(c).m_eliminated_num_nodes, 1U);
 }
 
-TEST(BuildNodesTest, AreLeftOutOnTheArcsOfAnInstanceThatIsASkipPath) {
+TEST(BuildNodes, AreLeftOutOnTheArcsOfAnInstanceThatIsASkipPath) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -149,7 +149,7 @@ TEST(BuildNodesTest, AreLeftOutOnTheArcsOfAnInstanceThatIsASkipPath) {
   EXPECT_EQ(stats(c).m_eliminated_num_nodes, 2U) << "input and output of the skip path";
 }
 
-TEST(BuildNodesTest, AreTriedAtAnIgnoredPortOnlyWhereItIsInsertedOnTheInstance) {
+TEST(BuildNodes, AreTriedAtAnIgnoredPortOnlyWhereItIsInsertedOnTheInstance) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o <p
@@ -179,7 +179,7 @@ TEST(BuildNodesTest, AreTriedAtAnIgnoredPortOnlyWhereItIsInsertedOnTheInstance) 
   EXPECT_EQ(stats(c).m_eliminated_num_nodes, 1U);
 }
 
-TEST(BuildNodesTest, AreNotMadeForMuxesWhoseNameHoldsThePatternButForTheirInsertedPorts) {
+TEST(BuildNodes, AreNotMadeForMuxesWhoseNameHoldsThePatternButForTheirInsertedPorts) {
   BUILD_CASE c(R"(
     module MUX
       ports >a >b <o
@@ -197,7 +197,7 @@ TEST(BuildNodesTest, AreNotMadeForMuxesWhoseNameHoldsThePatternButForTheirInsert
   EXPECT_THAT(c.built_nodes(), ElementsAre("m:b", "m:o", "my_skip_1:b"));
 }
 
-TEST(BuildNodesTest, StandAtTheTopsPortsOnlyWhereThoseAreRouted) {
+TEST(BuildNodes, StandAtTheTopsPortsOnlyWhereThoseAreRouted) {
   for (const int type : {0, 1, 2}) {
     BUILD_CASE c("module TOP top type=" + std::to_string(type) + "\n ports >a <b =c");
     c.store()->initialize();
@@ -211,7 +211,7 @@ TEST(BuildNodesTest, StandAtTheTopsPortsOnlyWhereThoseAreRouted) {
   }
 }
 
-TEST(BuildNodesTest, AreMadeOnceForAPortOfTheTop) {
+TEST(BuildNodes, AreMadeOnceForAPortOfTheTop) {
   BUILD_CASE c("module TOP top type=1\n ports >a");
   c.store()->initialize();
   c.build_nodes();
@@ -221,7 +221,7 @@ TEST(BuildNodesTest, AreMadeOnceForAPortOfTheTop) {
   EXPECT_EQ(stats(c).m_created_num_nodes_boundary, 1U);
 }
 
-TEST(BuildNodesTest, AreSoughtBelowTheFirstTopOfTheRankElseBelowTheDesignatedOne) {
+TEST(BuildNodes, AreSoughtBelowTheFirstTopOfTheRankElseBelowTheDesignatedOne) {
   const char* const text = R"(
     module TOP top group=top view=LOGICAL type=1
       ports >logical
@@ -283,7 +283,7 @@ void describe_roots(BUILD_CASE& c) {
   c.parse().add_routing_root(c.model().module("OTHER"), 0);
 }
 
-TEST(BuildNodesOfRootsTest, AreMadeInEveryInstance) {
+TEST(BuildNodesOfRoots, AreMadeInEveryInstance) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
   c.build_nodes();
@@ -291,7 +291,7 @@ TEST(BuildNodesOfRootsTest, AreMadeInEveryInstance) {
   EXPECT_EQ(stats(c).m_eliminated_num_nodes, 2U) << "a child that gave eliminated ports is walked again";
 }
 
-TEST(BuildNodesOfRootsTest, AreRememberedByRootAndChild) {
+TEST(BuildNodesOfRoots, AreRememberedByRootAndChild) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
   c.build_nodes();
@@ -309,7 +309,7 @@ TEST(BuildNodesOfRootsTest, AreRememberedByRootAndChild) {
       << "muxes are never entered, and never skipped";
 }
 
-TEST(BuildNodesOfRootsTest, AreMadeInEveryBlockOfEveryInstance) {
+TEST(BuildNodesOfRoots, AreMadeInEveryBlockOfEveryInstance) {
   BUILD_CASE c(R"(
     module PIN
       ports >x <y
@@ -347,7 +347,7 @@ TEST(BuildNodesOfRootsTest, AreMadeInEveryBlockOfEveryInstance) {
                                                     Pair(module("BARREN"), false)))));
 }
 
-TEST(BuildNodesOfRootsTest, AreNotSoughtAgainInAChildThatGaveNothing) {
+TEST(BuildNodesOfRoots, AreNotSoughtAgainInAChildThatGaveNothing) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
   ACCESS::prepare_nodes(c.builder());
@@ -359,7 +359,7 @@ TEST(BuildNodesOfRootsTest, AreNotSoughtAgainInAChildThatGaveNothing) {
   EXPECT_THAT(c.debug_lines(), Not(testing::Contains(testing::HasSubstr("skipped"))));
 }
 
-TEST(BuildNodesOfRootsTest, SkipInSilenceWithoutDebug) {
+TEST(BuildNodesOfRoots, SkipInSilenceWithoutDebug) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
   ACCESS::prepare_nodes(c.builder());
@@ -369,7 +369,7 @@ TEST(BuildNodesOfRootsTest, SkipInSilenceWithoutDebug) {
   EXPECT_THAT(c.debug_lines(), IsEmpty());
 }
 
-TEST(BuildNodesOfRootsTest, AreMissedInAChildWhoseFirstWalkGaveOnlyRepeatedPorts) {
+TEST(BuildNodesOfRoots, AreMissedInAChildWhoseFirstWalkGaveOnlyRepeatedPorts) {
   BUILD_CASE c(ROOTS);
   describe_roots(c);
   ACCESS::prepare_nodes(c.builder());
@@ -379,7 +379,7 @@ TEST(BuildNodesOfRootsTest, AreMissedInAChildWhoseFirstWalkGaveOnlyRepeatedPorts
   EXPECT_EQ(stats(c).m_repeated_num_nodes, 1U);
 }
 
-TEST(BuildNodesOfRootsTest, RefuseARootBelowARoot) {
+TEST(BuildNodesOfRoots, RefuseARootBelowARoot) {
   BUILD_CASE c(R"(
     module INNER ip_root
       ports >i
@@ -396,7 +396,7 @@ TEST(BuildNodesOfRootsTest, RefuseARootBelowARoot) {
   EXPECT_EQ(text, "Assertion failed: !has_nodes in kep_rg/kep_rg_build.cpp@LINE");
 }
 
-TEST(BuildNodesOfRootsTest, AreOnlyInsertedOnesOnAnUnroutedRootWithoutAHeader) {
+TEST(BuildNodesOfRoots, AreOnlyInsertedOnesOnAnUnroutedRootWithoutAHeader) {
   const char* const text = R"(
     module MUX
       ports >a <o

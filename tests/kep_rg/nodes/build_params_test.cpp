@@ -12,7 +12,7 @@ const KEP_DB_ROUTING_PRIMITIVE_CACHE* some_cache() {
   return reinterpret_cast<const KEP_DB_ROUTING_PRIMITIVE_CACHE*>(0x1000); // never followed
 }
 
-TEST(BuildParamsTest, BeginWithOneThreadQuietAndWithoutACache) {
+TEST(BuildParams, BeginWithOneThreadQuietAndWithoutACache) {
   const KEP_RG_BUILD_PARAMS params;
   EXPECT_EQ(params.get_num_threads(), 1U);
   EXPECT_FALSE(params.get_verbose());
@@ -21,7 +21,7 @@ TEST(BuildParamsTest, BeginWithOneThreadQuietAndWithoutACache) {
   EXPECT_EQ(params.get_init_size_MiB(), 1U);
 }
 
-TEST(BuildParamsTest, ChangeTheObjectAndGiveACopySoThatCallsChain) {
+TEST(BuildParams, ChangeTheObjectAndGiveACopySoThatCallsChain) {
   KEP_RG_BUILD_PARAMS params;
   const KEP_RG_BUILD_PARAMS copy = params.set_num_threads(3);
   EXPECT_EQ(params.get_num_threads(), 3U);
@@ -41,14 +41,14 @@ TEST(BuildParamsTest, ChangeTheObjectAndGiveACopySoThatCallsChain) {
   EXPECT_EQ(chained.get_routing_primitive_cache(), some_cache());
 }
 
-TEST(BuildParamsTest, SetTheInitialSizeWithoutChaining) {
+TEST(BuildParams, SetTheInitialSizeWithoutChaining) {
   KEP_RG_BUILD_PARAMS params;
   static_assert(std::is_void_v<decltype(params.set_init_size_MiB(1))>);
   params.set_init_size_MiB(64);
   EXPECT_EQ(params.get_init_size_MiB(), 64U);
 }
 
-TEST(BuildParamsTest, LeaveEveryFieldAloneWhenWireTypesAreAskedFor) {
+TEST(BuildParams, LeaveEveryFieldAloneWhenWireTypesAreAskedFor) {
   KEP_RG_BUILD_PARAMS params =
       KEP_RG_BUILD_PARAMS().set_num_threads(5).set_verbose(true).set_nodes_per_display(9);
   params.set_routing_primitive_cache(some_cache());
@@ -63,13 +63,13 @@ TEST(BuildParamsTest, LeaveEveryFieldAloneWhenWireTypesAreAskedFor) {
   }
 }
 
-TEST(BuildParamsTest, RefuseToDoWithoutWireTypes) {
+TEST(BuildParams, RefuseToDoWithoutWireTypes) {
   KEP_RG_BUILD_PARAMS params;
   EXPECT_EQ(assertion_text([&] { params.set_use_wire_types(false); }),
             "Assertion failed: use_wire_types_val in h/kep_rg/kep_rg_build.h@LINE");
 }
 
-TEST(BuildParamsTest, AreWhatTheBuilderWorksWith) {
+TEST(BuildParams, AreWhatTheBuilderWorksWith) {
   BUILD_CASE quiet("module TOP top");
   quiet.store()->initialize();
   EXPECT_EQ(quiet.builder().get_num_threads(), 1U);

@@ -21,7 +21,7 @@ std::string printed(const KEP_RG_EDGE_CREATION_STATS& total) {
                             "TIME");
 }
 
-TEST(BuildStatsTest, ReadTimesWithoutLeadingZeros) {
+TEST(BuildStats, ReadTimesWithoutLeadingZeros) {
   EXPECT_EQ(format_time(0), "0h:0m:0s");
   EXPECT_EQ(format_time(59), "0h:0m:59s");
   EXPECT_EQ(format_time(60), "0h:1m:0s");
@@ -32,7 +32,7 @@ TEST(BuildStatsTest, ReadTimesWithoutLeadingZeros) {
   EXPECT_EQ(format_time(-61), "0h:-1m:-1s") << "signed division, toward zero";
 }
 
-TEST(BuildStatsTest, BeginWithTheNodesToDoAndTheStepWidenedWithItsSign) {
+TEST(BuildStats, BeginWithTheNodesToDoAndTheStepWidenedWithItsSign) {
   const KEP_RG_NODE_CREATION_STATS nodes;
   EXPECT_EQ(nodes.m_eliminated_num_nodes + nodes.m_created_num_nodes + nodes.m_created_num_nodes_blc +
                 nodes.m_created_num_nodes_inserted + nodes.m_created_num_nodes_hipi +
@@ -46,7 +46,7 @@ TEST(BuildStatsTest, BeginWithTheNodesToDoAndTheStepWidenedWithItsSign) {
             0U);
 }
 
-TEST(BuildStatsTest, AddUpWhatWasDoneAndKeepTheRestOfTheFirst) {
+TEST(BuildStats, AddUpWhatWasDoneAndKeepTheRestOfTheFirst) {
   KEP_RG_EDGE_CREATION_STATS a = stats(100, 10);
   KEP_RG_EDGE_CREATION_STATS b = stats(200, 20);
   std::uint64_t value = 1;
@@ -78,7 +78,7 @@ TEST(BuildStatsTest, AddUpWhatWasDoneAndKeepTheRestOfTheFirst) {
   EXPECT_EQ(a.n_skip_port, 1U) << "the records themselves stay";
 }
 
-TEST(BuildStatsTest, StartTheirClocksWhenMade) {
+TEST(BuildStats, StartTheirClocksWhenMade) {
   KEP_RG_EDGE_CREATION_STATS record = stats(1, 1);
   EXPECT_LT(record.get_cpu_seconds(), 60.0);
   EXPECT_GE(record.get_cpu_seconds(), 0.0);
@@ -92,7 +92,7 @@ TEST(BuildStatsTest, StartTheirClocksWhenMade) {
   EXPECT_LT(record.get_cpu_seconds(), 60.0);
 }
 
-TEST(BuildStatsTest, PrintTheClosingBlockWithAveragesRoundedDown) {
+TEST(BuildStats, PrintTheClosingBlockWithAveragesRoundedDown) {
   KEP_RG_EDGE_CREATION_STATS total = stats(10, 1);
   total.n_skip_port = 3;
   total.n_edges = 100;
@@ -114,7 +114,7 @@ TEST(BuildStatsTest, PrintTheClosingBlockWithAveragesRoundedDown) {
                             "wall_clock time = TIME\n");
 }
 
-TEST(BuildStatsTest, PrintNoAveragesWithoutASearch) {
+TEST(BuildStats, PrintNoAveragesWithoutASearch) {
   EXPECT_EQ(printed(stats(0, 1)), "n_skip_port = 0\n"
                                   "          n_edges = 0\n"
                                   "n_redundant_edges = 0\n"
@@ -126,7 +126,7 @@ TEST(BuildStatsTest, PrintNoAveragesWithoutASearch) {
                                   "wall_clock time = TIME\n");
 }
 
-TEST(BuildStatsTest, PrintHowLongTheEdgesTook) {
+TEST(BuildStats, PrintHowLongTheEdgesTook) {
   KEP_RG_EDGE_CREATION_STATS total = stats(0, 1);
   total.wall_start -= 7325 * std::int64_t{10000000};
   KEP_REPORT_CAPTURE capture;
@@ -143,13 +143,13 @@ KEP_RG_EDGE_CREATION_STATS halfway() {
   return total;
 }
 
-TEST(BuildProgressTest, TellsWhatIsDoneAndWhatIsLeft) {
+TEST(BuildProgress, TellsWhatIsDoneAndWhatIsLeft) {
   EXPECT_EQ(format_progress(halfway(), 100, 2.0, 10),
             "(50% done) 250 nodes/s ... 0h:0m:10s time left [500 of 1000 nodes in 0h:0m:2s cpu, 0h:0m:10s "
             "wallclock] ... get_leaf: 600 calls/s, 1200 calls, 4 avg fanouts\n");
 }
 
-TEST(BuildProgressTest, CutsTimesOffAndRoundsRates) {
+TEST(BuildProgress, CutsTimesOffAndRoundsRates) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   total.n_nodes_done = 0;
   EXPECT_EQ(format_progress(total, 300, 7.9, 4000),
@@ -157,14 +157,14 @@ TEST(BuildProgressTest, CutsTimesOffAndRoundsRates) {
             "wallclock] ... get_leaf: 152 calls/s, 1200 calls, 4 avg fanouts\n");
 }
 
-TEST(BuildProgressTest, GivesNoAverageWithoutASearch) {
+TEST(BuildProgress, GivesNoAverageWithoutASearch) {
   KEP_RG_EDGE_CREATION_STATS total = stats(200, 100);
   EXPECT_EQ(format_progress(total, 200, 2.0, 1),
             "(100% done) 100 nodes/s ... 0h:0m:0s time left [200 of 200 nodes in 0h:0m:2s cpu, 0h:0m:1s "
             "wallclock] ... get_leaf: 0 calls/s, 0 calls, 0 avg fanouts\n");
 }
 
-TEST(BuildProgressTest, IsDueOnlyWhenAMultipleOfTheStepIsCrossed) {
+TEST(BuildProgress, IsDueOnlyWhenAMultipleOfTheStepIsCrossed) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   EXPECT_EQ(format_progress(total, 99, 2.0, 10), "");
   EXPECT_NE(format_progress(total, 100, 2.0, 10), "");
@@ -173,13 +173,13 @@ TEST(BuildProgressTest, IsDueOnlyWhenAMultipleOfTheStepIsCrossed) {
   EXPECT_EQ(format_progress(total, 0, 2.0, 10), "");
 }
 
-TEST(BuildProgressTest, IsOneLineForARangeThatCrossesTwoMultiples) {
+TEST(BuildProgress, IsOneLineForARangeThatCrossesTwoMultiples) {
   const std::string line = format_progress(halfway(), 250, 2.0, 10);
   EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
   EXPECT_NE(line.find("[650 of 1000 nodes"), std::string::npos);
 }
 
-TEST(BuildProgressTest, StaysSilentUpToOneSecondAndLosesTheCrossing) {
+TEST(BuildProgress, StaysSilentUpToOneSecondAndLosesTheCrossing) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   EXPECT_EQ(format_progress(total, 500, 0.5, 0), "");
   EXPECT_EQ(format_progress(total, 500, 1.0, 0), "");
@@ -188,18 +188,18 @@ TEST(BuildProgressTest, StaysSilentUpToOneSecondAndLosesTheCrossing) {
   EXPECT_EQ(format_progress(total, 50, 5.0, 5), "") << "the next line comes at the next crossing";
 }
 
-TEST(BuildProgressTest, NeedsNoSecondWhenTheStepIsOne) {
+TEST(BuildProgress, NeedsNoSecondWhenTheStepIsOne) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   total.nodes_per_display = 1;
   EXPECT_NE(format_progress(total, 1, 0.25, 0), "");
   EXPECT_EQ(format_progress(total, 0, 0.25, 0), "");
 }
 
-TEST(BuildProgressTest, IsNothingForAGraphWithoutNodes) {
+TEST(BuildProgress, IsNothingForAGraphWithoutNodes) {
   EXPECT_EQ(format_progress(stats(0, 1), 5, 2.0, 2), "");
 }
 
-TEST(BuildProgressTest, NeverComesWithANegativeStep) {
+TEST(BuildProgress, NeverComesWithANegativeStep) {
   KEP_RG_EDGE_CREATION_STATS total = stats(1000, -5);
   total.n_nodes_done = 400;
   EXPECT_EQ(format_progress(total, 600, 5.0, 5), "");

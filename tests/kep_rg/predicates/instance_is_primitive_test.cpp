@@ -7,14 +7,14 @@ namespace {
 
 using MODULE_TYPE = KEP_RG_INSTANCE_IS_PRIMITIVE::MODULE_TYPE;
 
-class BuildPredicateTest : public PredicateTest {
+class BuildPredicate : public Predicate {
 protected:
   KEP_RG_INSTANCE_IS_PRIMITIVE make() {
     return {m_db, primitives(), KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank};
   }
 };
 
-TEST_F(BuildPredicateTest, SeesALeafInABlcRoutingRootAndInNoOtherRoot) {
+TEST_F(BuildPredicate, SeesALeafInABlcRoutingRootAndInNoOtherRoot) {
   m_store->add_routing_root(module("ROOT_BLC"));
   m_store->add_routing_root(module("ROOT"));
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
@@ -26,12 +26,12 @@ TEST_F(BuildPredicateTest, SeesALeafInABlcRoutingRootAndInNoOtherRoot) {
   EXPECT_FALSE(predicate.is_leaf(module("PLAIN"), params(false)));
 }
 
-TEST_F(BuildPredicateTest, SeesNoLeafInAnOutputAsSuch) {
+TEST_F(BuildPredicate, SeesNoLeafInAnOutputAsSuch) {
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
   EXPECT_FALSE(predicate.is_leaf(uip("p:o"), params(false)));
 }
 
-TEST_F(BuildPredicateTest, EndsAtAPortInsertedInTheMasterOnWhicheverInstance) {
+TEST_F(BuildPredicate, EndsAtAPortInsertedInTheMasterOnWhicheverInstance) {
   m_store->add_insert_node(port("PLAIN:i"), "node");
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
   EXPECT_TRUE(predicate.is_inserted_node(port("PLAIN:i")));
@@ -43,7 +43,7 @@ TEST_F(BuildPredicateTest, EndsAtAPortInsertedInTheMasterOnWhicheverInstance) {
   }
 }
 
-TEST_F(BuildPredicateTest, EndsAtTheOutputOfAnExceptionInstanceOfASkipMuxOnThatInstanceAlone) {
+TEST_F(BuildPredicate, EndsAtTheOutputOfAnExceptionInstanceOfASkipMuxOnThatInstanceAlone) {
   add_mux("PLAIN", true)->add_skip_exception_instance(m_model.instance("TOP/q"));
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
   EXPECT_TRUE(predicate.is_terminating_uip(uip("q:o"), params(true)));
@@ -51,7 +51,7 @@ TEST_F(BuildPredicateTest, EndsAtTheOutputOfAnExceptionInstanceOfASkipMuxOnThatI
   EXPECT_FALSE(predicate.is_terminating_uip(uip("p:o"), params(true)));
 }
 
-TEST_F(BuildPredicateTest, EndsNowhereInATunnelOfTypeTwoWhenTunnelsCount) {
+TEST_F(BuildPredicate, EndsNowhereInATunnelOfTypeTwoWhenTunnelsCount) {
   m_store->add_insert_node(port("PLAIN:i"), "node");
   m_store->add_tunnel_type(module("PLAIN"), KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
@@ -60,7 +60,7 @@ TEST_F(BuildPredicateTest, EndsNowhereInATunnelOfTypeTwoWhenTunnelsCount) {
   EXPECT_TRUE(predicate.is_inserted_node(port("PLAIN:i"))); // the port alone knows of no tunnel
 }
 
-TEST_F(BuildPredicateTest, AsksForTheTunnelOfTheMasterThatTheRankPicks) {
+TEST_F(BuildPredicate, AsksForTheTunnelOfTheMasterThatTheRankPicks) {
   m_store->add_insert_node(port("ROOT:i"), "node");
   m_store->add_tunnel_type(module("ROOT"), KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
@@ -69,14 +69,14 @@ TEST_F(BuildPredicateTest, AsksForTheTunnelOfTheMasterThatTheRankPicks) {
   EXPECT_FALSE(predicate.is_terminating_uip(uip("r:i"), params(true)));
 }
 
-TEST_F(BuildPredicateTest, IsTotalOnNullAndEmptyValues) {
+TEST_F(BuildPredicate, IsTotalOnNullAndEmptyValues) {
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
   EXPECT_FALSE(predicate.is_inserted_node(nullptr));
   EXPECT_FALSE(predicate.is_inserted_node(m_no_uip, params(true)));
   EXPECT_FALSE(predicate.is_terminating_uip(m_no_uip, params(false)));
 }
 
-TEST_F(BuildPredicateTest, IgnoresNoPortOfANet) {
+TEST_F(BuildPredicate, IgnoresNoPortOfANet) {
   const KEP_RG_INSTANCE_IS_PRIMITIVE predicate = make();
   const KEP_UNFOLDED_MODULE top = m_db->get_top_unfolded_module(KEP_VIEW_TYPE::LOGICAL);
   EXPECT_FALSE(predicate.is_ignore_port(top.get_unfolded_port_by_index(0)));

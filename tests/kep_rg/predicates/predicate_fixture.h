@@ -12,7 +12,7 @@
 #include <vector>
 
 /// A model for the tests of the predicates. A test states facts in `m_store`, then makes the tables.
-class PredicateTest : public testing::Test {
+class Predicate : public testing::Test {
 protected:
   KEP_PORT* port(const char* text) const { return m_model.port(text); }
   KEP_MODULE* module(const char* key) const { return m_model.module(key); }

@@ -25,7 +25,7 @@ public:
 
 // What both predicates answer alike.
 template <class PREDICATE>
-class BothPredicates : public PredicateTest {
+class BothPredicates : public Predicate {
 protected:
   static_assert(std::is_copy_constructible_v<PREDICATE> && std::is_move_constructible_v<PREDICATE>);
   static_assert(!std::is_polymorphic_v<PREDICATE>);

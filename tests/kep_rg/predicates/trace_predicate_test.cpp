@@ -7,7 +7,7 @@
 
 namespace {
 
-class TracePredicateTest : public PredicateTest {
+class TracePredicate : public Predicate {
 protected:
   KEP_RG_TRACE_PREDICATE make(const KEP_ROUTING_BUILDER_NODE_CACHE* node_cache = nullptr) {
     return {m_db, primitives(), KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, node_cache};
@@ -30,7 +30,7 @@ protected:
   KEP_ROUTING_BUILDER_NODE_CACHE m_node_cache;
 };
 
-TEST_F(TracePredicateTest, SeesNoLeafInABlcRoutingRootButInItsOutputsWithoutTunnels) {
+TEST_F(TracePredicate, SeesNoLeafInABlcRoutingRootButInItsOutputsWithoutTunnels) {
   m_store->add_routing_root(module("ROOT_BLC"));
   const KEP_RG_TRACE_PREDICATE predicate = make();
   EXPECT_EQ(predicate.get_module_type(module("ROOT_BLC")),
@@ -40,7 +40,7 @@ TEST_F(TracePredicateTest, SeesNoLeafInABlcRoutingRootButInItsOutputsWithoutTunn
   EXPECT_TRUE(predicate.is_leaf(uip("r:o"), params(false)));
 }
 
-TEST_F(TracePredicateTest, SeesALeafInEveryOutputWithoutTunnelsAndInNoneWithThem) {
+TEST_F(TracePredicate, SeesALeafInEveryOutputWithoutTunnelsAndInNoneWithThem) {
   const KEP_RG_TRACE_PREDICATE predicate = make();
   EXPECT_TRUE(predicate.is_leaf(uip("p:o"), params(false)));
   EXPECT_TRUE(predicate.is_leaf(uip("v:o"), params(false))); // no view of the rank
@@ -48,7 +48,7 @@ TEST_F(TracePredicateTest, SeesALeafInEveryOutputWithoutTunnelsAndInNoneWithThem
   EXPECT_FALSE(predicate.is_leaf(uip("p:o"), params(true)));
 }
 
-TEST_F(TracePredicateTest, SeesALeafInEveryPortOfAStopModule) {
+TEST_F(TracePredicate, SeesALeafInEveryPortOfAStopModule) {
   add_mux("PLAIN", false);
   const KEP_RG_TRACE_PREDICATE predicate = make();
   for (const char* name : {"p:i", "p:o", "p:b"}) {
@@ -57,20 +57,20 @@ TEST_F(TracePredicateTest, SeesALeafInEveryPortOfAStopModule) {
   }
 }
 
-TEST_F(TracePredicateTest, EndsAtNoUipWithoutANodeInTheFinishedGraph) {
+TEST_F(TracePredicate, EndsAtNoUipWithoutANodeInTheFinishedGraph) {
   const KEP_RG_TRACE_PREDICATE predicate = make();
   EXPECT_FALSE(predicate.is_terminating_uip(uip("p:i"), params(false)));
   EXPECT_FALSE(predicate.is_terminating_uip(uip("p:i"), params(true)));
   EXPECT_FALSE(predicate.is_terminating_uip(m_no_uip, params(false)));
 }
 
-TEST_F(TracePredicateTest, EndsAtNoInsertedPortAsSuch) {
+TEST_F(TracePredicate, EndsAtNoInsertedPortAsSuch) {
   m_store->add_insert_node(port("PLAIN:i"), "node");
   const KEP_RG_TRACE_PREDICATE predicate = make();
   EXPECT_FALSE(predicate.is_terminating_uip(uip("p:i"), params(false)));
 }
 
-TEST_F(TracePredicateTest, EndsWhereANodeStandsInTheNodeCache) {
+TEST_F(TracePredicate, EndsWhereANodeStandsInTheNodeCache) {
   add_node();
   const KEP_RG_TRACE_PREDICATE predicate = make(&m_node_cache);
   EXPECT_TRUE(predicate.is_terminating_uip(uip("p:i"), params(false)));
@@ -80,7 +80,7 @@ TEST_F(TracePredicateTest, EndsWhereANodeStandsInTheNodeCache) {
   EXPECT_FALSE(make().is_terminating_uip(uip("p:i"), params(false))); // nothing is finished yet
 }
 
-TEST_F(TracePredicateTest, EndsWhereANodeStandsInTheFinishedGraph) {
+TEST_F(TracePredicate, EndsWhereANodeStandsInTheFinishedGraph) {
   add_node();
   finish_graph();
   const KEP_RG_TRACE_PREDICATE predicate = make();
@@ -89,7 +89,7 @@ TEST_F(TracePredicateTest, EndsWhereANodeStandsInTheFinishedGraph) {
   EXPECT_FALSE(predicate.is_terminating_uip(uip("q:i"), params(false)));
 }
 
-TEST_F(TracePredicateTest, IsNeitherAtALeafNorAtAnEndInATunnelOfTypeTwoEvenWhereANodeStands) {
+TEST_F(TracePredicate, IsNeitherAtALeafNorAtAnEndInATunnelOfTypeTwoEvenWhereANodeStands) {
   add_mux("PLAIN", false);
   m_store->add_tunnel_type(module("PLAIN"), KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH);
   add_node();
@@ -101,7 +101,7 @@ TEST_F(TracePredicateTest, IsNeitherAtALeafNorAtAnEndInATunnelOfTypeTwoEvenWhere
   EXPECT_FALSE(make().is_terminating_uip(uip("p:i"), params(true)));
 }
 
-TEST_F(TracePredicateTest, IgnoresTheInputsAmongThePortsOfANet) {
+TEST_F(TracePredicate, IgnoresTheInputsAmongThePortsOfANet) {
   const KEP_RG_TRACE_PREDICATE predicate = make();
   const KEP_VIEW_TYPE_RANK& rank = KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank;
   EXPECT_TRUE(predicate.is_ignore_port(uip("p:i").get_unfolded_port(rank)));

@@ -194,7 +194,7 @@ void write_table(const char* path, const std::string& table) {
   std::fputs(table.c_str(), file.get());
 }
 
-TEST(FaultInjectionTest, FindsEveryDamageByTheChecksThatLookAtIt) {
+TEST(FaultInjection, FindsEveryDamageByTheChecksThatLookAtIt) {
   const char* const wanted = std::getenv("KEP_RG_DAMAGES");
   INJECTION injection(wanted ? std::strtoul(wanted, nullptr, 10) : 60);
   std::string table = head_of_table();

@@ -117,7 +117,7 @@ private:
   BUILD_CASE m_case;
 };
 
-TEST(Proof, finds_nothing_in_the_graphs_of_random_devices_with_ip_roots) {
+TEST(Proof, FindsNothingInTheGraphsOfRandomDevicesWithIpRoots) {
   std::size_t num_nodes = 0;
   std::size_t num_lacking = 0; // devices where a use of an IP root lacks what another one has
   for (std::uint64_t seed = 1; seed <= 1500; ++seed) {
@@ -134,7 +134,7 @@ TEST(Proof, finds_nothing_in_the_graphs_of_random_devices_with_ip_roots) {
   EXPECT_GT(num_lacking, 300U) << "so that the later uses are passed over";
 }
 
-TEST(Proof, names_every_node_of_a_device_whose_graph_was_never_built) {
+TEST(Proof, NamesEveryNodeOfADeviceWhoseGraphWasNeverBuilt) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -156,7 +156,7 @@ TEST(Proof, names_every_node_of_a_device_whose_graph_was_never_built) {
   EXPECT_EQ(KEP_RG_PROOF(c.db()).run(2, 2).m_num_missing_nodes, 5U) << "the first are kept, and all counted";
 }
 
-TEST(Proof, tells_missing_nodes_before_surplus_ones_and_counts_both) {
+TEST(Proof, TellsMissingNodesBeforeSurplusOnesAndCountsBoth) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -181,7 +181,7 @@ TEST(Proof, tells_missing_nodes_before_surplus_ones_and_counts_both) {
 
 /// A later use of an IP root lacks what is inserted on a module that has no nodes inside; its graph is sound,
 /// and one that has these nodes is not.
-TEST(Proof, knows_that_a_further_use_of_an_ip_root_passes_over_modules_without_nodes) {
+TEST(Proof, KnowsThatAFurtherUseOfAnIpRootPassesOverModulesWithoutNodes) {
   BUILD_CASE c(R"(
     module PAD
       ports >x <y
@@ -208,7 +208,7 @@ TEST(Proof, knows_that_a_further_use_of_an_ip_root_passes_over_modules_without_n
 }
 
 /// The inserted port `s:x` ends connections, but not the one that begins there.
-TEST(Proof, follows_a_skip_path_that_begins_at_the_node_itself) {
+TEST(Proof, FollowsASkipPathThatBeginsAtTheNodeItself) {
   BUILD_CASE c(R"(
     module BOTH
       ports =x =y
@@ -229,7 +229,7 @@ TEST(Proof, follows_a_skip_path_that_begins_at_the_node_itself) {
   EXPECT_THAT(findings_of(*c.db()), IsEmpty());
 }
 
-TEST(Proof, tells_an_edge_to_nowhere_as_surplus) {
+TEST(Proof, TellsAnEdgeToNowhereAsSurplus) {
   BUILD_CASE c(R"(
     module MUX
       ports >a <o
@@ -324,7 +324,7 @@ std::unique_ptr<BUILD_CASE> make_inserted_output() {
   return c;
 }
 
-TEST(Proof, finds_every_fault_in_the_digest_of_a_build_that_changes_the_graph) {
+TEST(Proof, FindsEveryFaultInTheDigestOfABuildThatChangesTheGraph) {
   const char* const wanted = std::getenv("KEP_RG_DIGEST_SEEDS");
   const std::uint64_t num_seeds = wanted ? std::strtoull(wanted, nullptr, 10) : 250;
   std::vector<DIGEST_DAMAGE> damages;

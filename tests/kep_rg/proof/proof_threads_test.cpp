@@ -32,7 +32,7 @@ std::vector<std::string> texts_of(const KEP_RG_PROOF::RESULT& result) {
   return texts;
 }
 
-TEST(ProofThreads, finds_nothing_in_the_graphs_of_random_devices) {
+TEST(ProofThreads, FindsNothingInTheGraphsOfRandomDevices) {
   std::uint64_t num_edges = 0;
   for (std::uint64_t seed = 5001; seed <= 6000; ++seed) {
     const RANDOM_FABRIC fabric(seed);
@@ -49,7 +49,7 @@ TEST(ProofThreads, finds_nothing_in_the_graphs_of_random_devices) {
 }
 
 /// A graph in which the first edge of every node is gone and its last edge stands twice.
-TEST(ProofThreads, names_the_same_missing_and_surplus_edges_for_any_number_of_threads) {
+TEST(ProofThreads, NamesTheSameMissingAndSurplusEdgesForAnyNumberOfThreads) {
   const RANDOM_FABRIC fabric(7);
   BUILD_CASE c(fabric.freeze());
   fabric.describe(*c.db(), c.parse());

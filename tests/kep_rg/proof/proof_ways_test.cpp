@@ -18,7 +18,7 @@ KEP_RG_PROOF::RESULT prove(KEP_DB& db) {
   return KEP_RG_PROOF(&db).run(1);
 }
 
-TEST(ProofWays, find_a_port_of_the_top_once_before_a_skip_path_to_a_two_way_port) {
+TEST(ProofWays, FindAPortOfTheTopOnceBeforeASkipPathToATwoWayPort) {
   BUILD_CASE c(R"(
     module BOTH
       ports >c =io
@@ -36,7 +36,7 @@ TEST(ProofWays, find_a_port_of_the_top_once_before_a_skip_path_to_a_two_way_port
   EXPECT_TRUE(result.is_sound());
 }
 
-TEST(ProofWays, agree_with_builds_of_random_devices_of_everything_that_a_search_meets) {
+TEST(ProofWays, AgreeWithBuildsOfRandomDevicesOfEverythingThatASearchMeets) {
   std::uint64_t num_edges = 0;
   for (std::uint64_t seed = 1; seed <= 500; ++seed) {
     RANDOM_DEVICE device(seed);

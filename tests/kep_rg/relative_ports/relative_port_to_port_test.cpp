@@ -34,7 +34,7 @@ namespace {
 using relative_ports::names_of;
 using relative_ports::RANK;
 
-class RewriteRules : public relative_ports::RELATIVE_PORTS_TEST {
+class RewriteRules : public relative_ports::RelativePortsFixture {
 protected:
   /// The rule from the port of that text below `top` to a port of `top`.
   void rule(RULES& rules, const std::string& key, const char* value, const char* top = "TOP") const {

@@ -37,7 +37,7 @@ std::vector<std::string> names_of(const auto& range) {
   return names;
 }
 
-class RELATIVE_PORTS_TEST : public testing::Test {
+class RelativePortsFixture : public testing::Test {
 protected:
   KEP_RG_RELATIVE_PORT port(const std::string& text, const char* top = "TOP") const {
     KEP_RG_RELATIVE_PORT result;

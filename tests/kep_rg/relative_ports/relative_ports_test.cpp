@@ -28,7 +28,7 @@ namespace {
 using relative_ports::names_of;
 using relative_ports::RANK;
 
-class RelativePorts : public relative_ports::RELATIVE_PORTS_TEST {};
+class RelativePorts : public relative_ports::RelativePortsFixture {};
 
 // --- groups -----------------------------------------------------------------------------------------------
 

@@ -92,7 +92,7 @@ void build(const RANDOM_FABRIC& fabric, BUILD_CASE& c) {
   c.build();
 }
 
-TEST(TraceCheckTest, AgreesWithSingleTracesOnRandomDevices) {
+TEST(TraceCheck, AgreesWithSingleTracesOnRandomDevices) {
   SEEN seen{};
   for (std::uint64_t seed = 1; seed <= 1500 && !HasFailure(); ++seed) {
     const RANDOM_FABRIC fabric(seed);
@@ -106,7 +106,7 @@ TEST(TraceCheckTest, AgreesWithSingleTracesOnRandomDevices) {
   EXPECT_GT(seen[static_cast<std::size_t>(OUTCOME::ENDS_AT_BOUNDARY)], 100U);
 }
 
-TEST(TraceCheckTest, AgreesWithSingleTracesOnDamagedGraphs) {
+TEST(TraceCheck, AgreesWithSingleTracesOnDamagedGraphs) {
   SEEN seen{};
   for (std::uint64_t seed = 1; seed <= 1500 && !HasFailure(); ++seed) {
     const RANDOM_FABRIC fabric(seed);
@@ -126,7 +126,7 @@ TEST(TraceCheckTest, AgreesWithSingleTracesOnDamagedGraphs) {
     EXPECT_GT(seen[static_cast<std::size_t>(outcome)], 10U) << static_cast<int>(outcome);
 }
 
-TEST(TraceCheckTest, CountsEdgesWithoutAFanoutAndIsSilent) {
+TEST(TraceCheck, CountsEdgesWithoutAFanoutAndIsSilent) {
   unsigned num_null = 0;
   for (std::uint64_t seed = 1; seed <= 50; ++seed) {
     const RANDOM_FABRIC fabric(seed);

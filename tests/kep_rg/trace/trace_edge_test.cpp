@@ -36,7 +36,7 @@ struct FLAT : TRACED {
   }
 };
 
-TEST(TraceEdgeTest, EndsInTheMuxInputAndTheTargetBehindIt) {
+TEST(TraceEdge, EndsInTheMuxInputAndTheTargetBehindIt) {
   FLAT c;
   c.build();
   EXPECT_THAT(c.trace("s:o", "k:o"), ElementsAre("k:a", "k:o"));
@@ -44,7 +44,7 @@ TEST(TraceEdgeTest, EndsInTheMuxInputAndTheTargetBehindIt) {
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceEdgeTest, TakesTheMuxInputOfTheFirstOfSeveralEdges) {
+TEST(TraceEdge, TakesTheMuxInputOfTheFirstOfSeveralEdges) {
   FLAT c;
   c.publish({"s:o -> k:o via k:b", "s:o ~> k:o via k:a"});
   EXPECT_THAT(c.trace("s:o", "k:o"), ElementsAre("k:b", "k:o"));
@@ -55,7 +55,7 @@ TEST(TraceEdgeTest, TakesTheMuxInputOfTheFirstOfSeveralEdges) {
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceEdgeTest, LeavesTheTraceAloneWhenANodeIsNull) {
+TEST(TraceEdge, LeavesTheTraceAloneWhenANodeIsNull) {
   FLAT c;
   c.build();
   const std::vector<KEP_UNFOLDED_INST_PORT> before{c.model().uip("far:a")};
@@ -71,7 +71,7 @@ TEST(TraceEdgeTest, LeavesTheTraceAloneWhenANodeIsNull) {
   try_trace({}, {});
 }
 
-TEST(TraceEdgeTest, TellsOfAnEdgeThatDoesNotExist) {
+TEST(TraceEdge, TellsOfAnEdgeThatDoesNotExist) {
   FLAT c;
   c.publish({"s:o -> k:o via k:a", "j:o", ":out"});
   std::vector<KEP_UNFOLDED_INST_PORT> trace{c.model().uip("far:a")};
@@ -88,7 +88,7 @@ TEST(TraceEdgeTest, TellsOfAnEdgeThatDoesNotExist) {
   EXPECT_THAT(c.report().m_errors, ElementsAre("Node j:o is not in the fanout of node :out"));
 }
 
-TEST(TraceEdgeTest, DoesNotTakeATwinForItsPlainNode) {
+TEST(TraceEdge, DoesNotTakeATwinForItsPlainNode) {
   FLAT c;
   c.publish({"s:o -> k:o* via k:a", "k:o* -> k:o"});
   EXPECT_THAT(c.trace("s:o", "k:o"), ElementsAre("(none)"));
@@ -96,7 +96,7 @@ TEST(TraceEdgeTest, DoesNotTakeATwinForItsPlainNode) {
   EXPECT_THAT(c.trace("s:o", "k:o*"), ElementsAre("k:a", "k:o"));
 }
 
-TEST(TraceEdgeTest, IsSilentWhenTheTargetIsNotMet) {
+TEST(TraceEdge, IsSilentWhenTheTargetIsNotMet) {
   FLAT c;
   c.publish({"s:o -> k:o via far:a"});
   EXPECT_THAT(c.trace("s:o", "k:o"), ElementsAre("(none)"));
@@ -104,7 +104,7 @@ TEST(TraceEdgeTest, IsSilentWhenTheTargetIsNotMet) {
   EXPECT_THAT(c.verify_all(), ElementsAre("Issue determining trace from s:o to k:o"));
 }
 
-TEST(TraceEdgeTest, AssertsThatTheSourceIsNoBoundaryNode) {
+TEST(TraceEdge, AssertsThatTheSourceIsNoBoundaryNode) {
   FLAT c;
   c.publish({":out -> k:o via k:a"});
   std::vector<KEP_UNFOLDED_INST_PORT> trace;
@@ -113,14 +113,14 @@ TEST(TraceEdgeTest, AssertsThatTheSourceIsNoBoundaryNode) {
   EXPECT_EQ(assertion_text([&] { c.tracer().verify_all_edge_traces(); }), expected);
 }
 
-TEST(TraceEdgeTest, AssertsThatAWalkIsAtAPort) {
+TEST(TraceEdge, AssertsThatAWalkIsAtAPort) {
   KEP_TARGET_OBSERVER_TG observer;
   EXPECT_EQ(
       assertion_text([&] { observer.visit(KEP_UNFOLDED_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END); }),
       "Assertion failed: up in kep_rg/kep_rg_trace.cpp@LINE");
 }
 
-TEST(TraceEdgeTest, NeverMeetsABoundaryNode) {
+TEST(TraceEdge, NeverMeetsABoundaryNode) {
   FLAT c;
   c.publish({"s:o -> :out"});
   EXPECT_THAT(c.trace("s:o", ":out"), ElementsAre("(none)"));
@@ -128,7 +128,7 @@ TEST(TraceEdgeTest, NeverMeetsABoundaryNode) {
   EXPECT_THAT(c.verify_all(), ElementsAre("Issue determining trace from s:o to :out"));
 }
 
-TEST(TraceEdgeTest, VerifiesUpToTheFirstBadEdge) {
+TEST(TraceEdge, VerifiesUpToTheFirstBadEdge) {
   FLAT c;
   c.publish({"s:o -> k:o via k:a", "s:o -> j:o via j:idle", "s:o -> :out", "j:o -> k:o"});
   EXPECT_THAT(c.verify_all(), ElementsAre("UIP j:o: Arc output, but no arc to previous uip j:idle",
@@ -137,21 +137,21 @@ TEST(TraceEdgeTest, VerifiesUpToTheFirstBadEdge) {
   EXPECT_THAT(c.verify_all(), ElementsAre("Issue determining trace from s:o to j:o"));
 }
 
-TEST(TraceEdgeTest, VerifiesAGraphWithoutEdges) {
+TEST(TraceEdge, VerifiesAGraphWithoutEdges) {
   FLAT c;
   EXPECT_THAT(c.verify_all(), IsEmpty()) << "never built";
   c.publish({"s:o", ":out"});
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceEdgeTest, VerifiesRedundantEdges) {
+TEST(TraceEdge, VerifiesRedundantEdges) {
   FLAT c;
   c.publish({"s:o -> k:o via k:a", "s:o ~> j:o via j:idle"});
   EXPECT_THAT(c.verify_all(), ElementsAre("UIP j:o: Arc output, but no arc to previous uip j:idle",
                                           "Issue validating trace from s:o to j:o"));
 }
 
-TEST(TraceEdgeTest, EndsInAnInsertedPortItself) {
+TEST(TraceEdge, EndsInAnInsertedPortItself) {
   FLAT c;
   c.insert("MUX:a");
   c.build();
@@ -161,7 +161,7 @@ TEST(TraceEdgeTest, EndsInAnInsertedPortItself) {
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceEdgeTest, IsEmptyForATargetAtWhichTheWalkEnds) {
+TEST(TraceEdge, IsEmptyForATargetAtWhichTheWalkEnds) {
   FLAT c;
   c.publish({"s:o -> j:a*"});
   EXPECT_THAT(c.trace("s:o", "j:a*"), IsEmpty()) << "no plain node stands there, so the walk just ends";
@@ -170,13 +170,13 @@ TEST(TraceEdgeTest, IsEmptyForATargetAtWhichTheWalkEnds) {
   EXPECT_THAT(c.trace("s:o", "j:a*"), ElementsAre("j:a", "j:a")) << "it is its own mux input";
 }
 
-TEST(TraceEdgeTest, IsEmptyFromATwinToItsPlainNode) {
+TEST(TraceEdge, IsEmptyFromATwinToItsPlainNode) {
   FLAT c;
   c.publish({"k:o* -> k:o"});
   EXPECT_THAT(c.trace("k:o*", "k:o"), IsEmpty());
 }
 
-TEST(TraceEdgeTest, IsTheSameByEachConstructorAndCopy) {
+TEST(TraceEdge, IsTheSameByEachConstructorAndCopy) {
   static_assert(std::is_copy_constructible_v<KEP_RG_TRACE_EDGE>);
   static_assert(std::is_nothrow_move_constructible_v<KEP_RG_TRACE_EDGE>);
   static_assert(!std::is_polymorphic_v<KEP_RG_TRACE_EDGE>);
@@ -194,7 +194,7 @@ TEST(TraceEdgeTest, IsTheSameByEachConstructorAndCopy) {
   }
 }
 
-TEST(TraceEdgeTest, ReplacesTheTraceAtEveryCall) {
+TEST(TraceEdge, ReplacesTheTraceAtEveryCall) {
   FLAT c;
   c.build();
   std::vector<KEP_UNFOLDED_INST_PORT> trace(5, c.model().uip("far:a"));

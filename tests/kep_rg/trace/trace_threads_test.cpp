@@ -22,7 +22,7 @@ std::vector<OUTCOMES> check_all(const KEP_DB& db, KEP_RG_TRACE_EDGE tracer) {
   return all;
 }
 
-TEST(TraceThreadsTest, TracersSideBySideSeeWhatOneAloneSees) {
+TEST(TraceThreads, TracersSideBySideSeeWhatOneAloneSees) {
   std::size_t num_nodes = 0;
   for (std::uint64_t seed = 1; seed <= 30; ++seed) {
     const RANDOM_FABRIC fabric(seed);

@@ -18,9 +18,9 @@ using testing::IsEmpty;
 
 /// Traces made by hand, followed along the model. Nodes stand at t/s:o, at t/k:a, at t:io and at the ports of
 /// the top.
-class TraceVerifyTest : public testing::Test {
+class TraceVerify : public testing::Test {
 protected:
-  TraceVerifyTest() {
+  TraceVerify() {
     m_case.arcs("MUX", {"a"}, "o");
     EDITED_GRAPH(*m_case.db(), {"t/s:o", "t/k:a", "t:io", "u/j:o", ":in", ":bare"}).publish();
   }
@@ -70,23 +70,23 @@ protected:
   )"};
 };
 
-TEST_F(TraceVerifyTest, PassesAnEmptyTrace) {
+TEST_F(TraceVerify, PassesAnEmptyTrace) {
   for (const char* from : {"t/s:o", "t:io", ":in", ":bare"})
     EXPECT_THAT(follow(from, {}), IsEmpty());
 }
 
-TEST_F(TraceVerifyTest, FollowsNetsUpAndDown) {
+TEST_F(TraceVerify, FollowsNetsUpAndDown) {
   EXPECT_THAT(follow("t/s:o", {"t:io", "u:in", "u/j:a", "u/j:o"}), IsEmpty());
   EXPECT_THAT(follow("t/s:o", {"t:io", "u:in", "u/i:io", "u/i/k:a", "u/i/k:o"}), IsEmpty());
   EXPECT_THAT(follow("t/s:o", {"t/k:a", "t/k:o", "t/x:a"}), IsEmpty());
 }
 
-TEST_F(TraceVerifyTest, SetsOutOnTheNetInsideTheSourceToo) {
+TEST_F(TraceVerify, SetsOutOnTheNetInsideTheSourceToo) {
   EXPECT_THAT(follow("t:io", {"t/k:a", "t/k:o"}), IsEmpty());
   EXPECT_THAT(follow("t:io", {"u:in", "u/j:a", "u/j:o"}), IsEmpty());
 }
 
-TEST_F(TraceVerifyTest, FindsAFirstHopOnAnotherNet) {
+TEST_F(TraceVerify, FindsAFirstHopOnAnotherNet) {
   EXPECT_THAT(follow("t/s:o", {"u:in"}),
               ElementsAre("UIP u:in: Mismatching uip/port nets n / u/n. Should have been t/n or "));
   EXPECT_THAT(follow("t:io", {"v:in"}),
@@ -95,7 +95,7 @@ TEST_F(TraceVerifyTest, FindsAFirstHopOnAnotherNet) {
               ElementsAre("UIP t/x:a: Mismatching uip/port nets t/q / . Should have been n or t/n"));
 }
 
-TEST_F(TraceVerifyTest, FindsALaterHopOnAnotherNet) {
+TEST_F(TraceVerify, FindsALaterHopOnAnotherNet) {
   EXPECT_THAT(follow("t/s:o", {"t:io", "v:in", "v/j:a"}),
               ElementsAre("UIP v:in: Mismatching net other. Should have been n"));
   EXPECT_THAT(follow("t/s:o", {"t:io", "u:in", "v/j:a"}),
@@ -105,30 +105,30 @@ TEST_F(TraceVerifyTest, FindsALaterHopOnAnotherNet) {
               ElementsAre("UIP u/j:a: Mismatching net u/n. Should have been n"));
 }
 
-TEST_F(TraceVerifyTest, FindsAnArcThatDoesNotExist) {
+TEST_F(TraceVerify, FindsAnArcThatDoesNotExist) {
   EXPECT_THAT(follow("t/s:o", {"t:io", "u:in", "u/j:o"}),
               ElementsAre("UIP u/j:o: Arc output, but no arc to previous uip u:in"));
   EXPECT_THAT(follow("t/s:o", {"t/k:a", "t/k:o", "t/k:o"}),
               ElementsAre("UIP t/k:o: Arc output, but no arc to previous uip t/k:o"));
 }
 
-TEST_F(TraceVerifyTest, LooksForAnArcByPortsAlone) {
+TEST_F(TraceVerify, LooksForAnArcByPortsAlone) {
   EXPECT_THAT(follow("t/s:o", {"t/k:a", "u/j:o"}), IsEmpty()) << "ports of one module, of two instances";
 }
 
-TEST_F(TraceVerifyTest, TakesTheSourceForThePreviousUip) {
+TEST_F(TraceVerify, TakesTheSourceForThePreviousUip) {
   EXPECT_THAT(follow("t/k:a", {"t/k:o"}), IsEmpty());
   EXPECT_THAT(follow("t/s:o", {"t/k:o"}),
               ElementsAre("UIP t/k:o: Arc output, but no arc to previous uip t/s:o"));
 }
 
-TEST_F(TraceVerifyTest, KnowsNoPreviousUipBehindABoundaryNode) {
+TEST_F(TraceVerify, KnowsNoPreviousUipBehindABoundaryNode) {
   EXPECT_THAT(follow(":in", {"u/j:o"}), ElementsAre("UIP u/j:o: Arc output, but no previous uip"));
   EXPECT_THAT(follow(":in", {"loose:b", "u/j:o"}),
               ElementsAre("UIP u/j:o: Arc output, but no arc to previous uip loose:b"));
 }
 
-TEST_F(TraceVerifyTest, SetsOutOnTheNetOfABoundaryNode) {
+TEST_F(TraceVerify, SetsOutOnTheNetOfABoundaryNode) {
   EXPECT_THAT(follow(":in", {"loose:b"}), IsEmpty());
   EXPECT_THAT(follow(":in", {"u:in"}),
               ElementsAre("UIP u:in: Mismatching uip/port nets n / u/n. Should have been  or enter"));
@@ -136,24 +136,24 @@ TEST_F(TraceVerifyTest, SetsOutOnTheNetOfABoundaryNode) {
               ElementsAre("UIP u:in: Mismatching uip/port nets n / u/n. Should have been  or "));
 }
 
-TEST_F(TraceVerifyTest, ComparesTheFirstNetBehindAnArcWithTheSource) {
+TEST_F(TraceVerify, ComparesTheFirstNetBehindAnArcWithTheSource) {
   EXPECT_THAT(follow("t/k:a", {"t/k:o", "t/x:a"}),
               ElementsAre("UIP t/x:a: Mismatching uip/port nets t/q / . Should have been t/n or "));
   EXPECT_THAT(follow("t/k:a", {"t/k:o", "t:io", "u:in"}), IsEmpty()) << "though the path stands on t/q";
 }
 
-TEST_F(TraceVerifyTest, ClimbsByTheNetInsideAtTheFirstHop) {
+TEST_F(TraceVerify, ClimbsByTheNetInsideAtTheFirstHop) {
   EXPECT_THAT(follow("u/j:o", {"u/j:o"}),
               ElementsAre("UIP u/j:o: Arc output, but no arc to previous uip u/j:o"));
   EXPECT_THAT(follow("t/k:a", {"t:io", "t:io", "t/k:a"}), IsEmpty()) << "up and down again";
 }
 
-TEST_F(TraceVerifyTest, TakesANetThatIsNotThereForAnyOther) {
+TEST_F(TraceVerify, TakesANetThatIsNotThereForAnyOther) {
   EXPECT_THAT(follow("t/s:o", {"t/k:a", "t/k:b", "t:io_2", "v:in"}), IsEmpty())
       << "nothing is inside the mux, and nothing equals nothing";
 }
 
-TEST_F(TraceVerifyTest, AssertsThatANetHopHasANet) {
+TEST_F(TraceVerify, AssertsThatANetHopHasANet) {
   KEP_RG_TRACE_EDGE tracer(m_case.db(), *m_case.parse().find_routing_primitive_cache());
   const KEP_ROUTING::NODE from = test_model::node_named(*m_case.db(), "t/s:o");
   const auto assertion_of = [&](const char* name) {

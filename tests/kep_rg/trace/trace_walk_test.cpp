@@ -45,14 +45,14 @@ struct TILES : TRACED {
   }
 };
 
-TEST(TraceWalkTest, ClimbsOutOfOneModuleAndDownIntoAnother) {
+TEST(TraceWalk, ClimbsOutOfOneModuleAndDownIntoAnother) {
   TILES c;
   c.build();
   EXPECT_THAT(c.trace("s/m:o", "u/x:o"), ElementsAre("s:out", "u:in", "u/x:a", "u/x:o"));
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceWalkTest, ForgetsWhatLiesBehindABranchPoint) {
+TEST(TraceWalk, ForgetsWhatLiesBehindABranchPoint) {
   TILES c;
   c.build();
   EXPECT_THAT(c.trace("s/m:o", "u/y:o"), ElementsAre("s:out", "u:in", "u/y:a", "u/y:o"))
@@ -62,7 +62,7 @@ TEST(TraceWalkTest, ForgetsWhatLiesBehindABranchPoint) {
   EXPECT_THAT(c.trace("s/m:o", "v/y:o"), ElementsAre("s:out", "v:in", "v/y:a", "v/y:o"));
 }
 
-TEST(TraceWalkTest, KeepsADeadEndOnANetOfTwoPoints) {
+TEST(TraceWalk, KeepsADeadEndOnANetOfTwoPoints) {
   TRACED c(R"(
     module MUX
       ports >a >b <o
@@ -89,7 +89,7 @@ TEST(TraceWalkTest, KeepsADeadEndOnANetOfTwoPoints) {
 }
 
 // k passes a signal straight through to several outputs, at which nodes stand: one way with several ends.
-TEST(TraceWalkTest, AddsToWhatTheLowestBranchPointLeft) {
+TEST(TraceWalk, AddsToWhatTheLowestBranchPointLeft) {
   TRACED c(R"(
     module MUX
       ports >a <o
@@ -121,7 +121,7 @@ TEST(TraceWalkTest, AddsToWhatTheLowestBranchPointLeft) {
                                           "Issue validating trace from s/m:o to v/x:o"));
 }
 
-TEST(TraceWalkTest, RewindsNothingAtADeadEndMetAgain) {
+TEST(TraceWalk, RewindsNothingAtADeadEndMetAgain) {
   TRACED c(R"(
     module MUX
       ports >a <o
@@ -144,7 +144,7 @@ TEST(TraceWalkTest, RewindsNothingAtADeadEndMetAgain) {
                                           "Issue validating trace from s:o to j:o"));
 }
 
-TEST(TraceWalkTest, GoesThroughASkipPath) {
+TEST(TraceWalk, GoesThroughASkipPath) {
   TRACED c(R"(
     module MUX
       ports >a <o
@@ -192,14 +192,14 @@ struct BLOCK : TRACED {
   }
 };
 
-TEST(TraceWalkTest, LooksInsideWhenNothingIsFoundOutside) {
+TEST(TraceWalk, LooksInsideWhenNothingIsFoundOutside) {
   BLOCK c("");
   c.build();
   EXPECT_THAT(c.trace("b:io", "b/j:o"), ElementsAre("b/j:a", "b/j:o"));
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceWalkTest, KeepsInFrontWhatAFailedFirstSearchLeft) {
+TEST(TraceWalk, KeepsInFrontWhatAFailedFirstSearchLeft) {
   BLOCK c("u.io");
   c.build();
   EXPECT_THAT(c.trace("b:io", "u/k:o"), ElementsAre("u:io", "u/k:a", "u/k:o"));
@@ -209,7 +209,7 @@ TEST(TraceWalkTest, KeepsInFrontWhatAFailedFirstSearchLeft) {
       << "so a sound edge is not verified";
 }
 
-TEST(TraceWalkTest, AssertsThatAMuxInputOnTheWayHasANet) {
+TEST(TraceWalk, AssertsThatAMuxInputOnTheWayHasANet) {
   TRACED c(R"(
     module LEAF
       ports >i
@@ -264,7 +264,7 @@ struct TUNNEL : TRACED {
   }
 };
 
-TEST(TraceWalkTest, GoesThroughATunnelFromTheFirstTypeToTheThird) {
+TEST(TraceWalk, GoesThroughATunnelFromTheFirstTypeToTheThird) {
   TUNNEL c(1, 2, 3);
   c.build();
   EXPECT_THAT(c.trace("s:o", "d:o"), ElementsAre("x:i", "x:o", "d:a", "d:o"));
@@ -272,13 +272,13 @@ TEST(TraceWalkTest, GoesThroughATunnelFromTheFirstTypeToTheThird) {
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
-TEST(TraceWalkTest, GoesToTheTunnelItself) {
+TEST(TraceWalk, GoesToTheTunnelItself) {
   TUNNEL c(1, 2, 3);
   c.build();
   EXPECT_THAT(c.trace("s:o", "x:o"), ElementsAre("x:i", "x:o"));
 }
 
-TEST(TraceWalkTest, StopsAtATunnelForAnyOtherPairOfTypes) {
+TEST(TraceWalk, StopsAtATunnelForAnyOtherPairOfTypes) {
   for (const auto& [source, target] : {std::pair(0, 3), {2, 3}, {3, 3}, {1, 0}, {1, 1}, {1, 2}}) {
     TUNNEL c(source, 2, target);
     c.publish({"s:o -> d:o via d:a", "x:o"});
@@ -287,7 +287,7 @@ TEST(TraceWalkTest, StopsAtATunnelForAnyOtherPairOfTypes) {
   }
 }
 
-TEST(TraceWalkTest, DoesNotHonourATunnelForABoundaryTarget) {
+TEST(TraceWalk, DoesNotHonourATunnelForABoundaryTarget) {
   TUNNEL c(1, 2, 3);
   c.publish({"s:o -> :out"});
   EXPECT_THAT(c.trace("s:o", ":out"), ElementsAre("(none)"));

@@ -13,7 +13,7 @@ namespace {
 
 using KIND = KEP_RG_FINDING_KIND;
 
-class FindingsReportTest : public testing::Test {
+class FindingsReport : public testing::Test {
 protected:
   void add(KIND kind, std::uint64_t num, std::size_t num_kept) {
     m_report.add(kind, num, num_kept, [](std::size_t i) { return "text " + std::to_string(i); });
@@ -30,7 +30,7 @@ protected:
   VERDICT_SCOPE m_scope{true, false, 332224, 5521582};
 };
 
-TEST_F(FindingsReportTest, ShowsEachKindWithItsFirstFindings) {
+TEST_F(FindingsReport, ShowsEachKindWithItsFirstFindings) {
   add(KIND::MISSING_NODE, 0, 0);
   EXPECT_EQ(take(), "");
   add(KIND::MISSING_NODE, 2, 2);
@@ -43,7 +43,7 @@ TEST_F(FindingsReportTest, ShowsEachKindWithItsFirstFindings) {
   EXPECT_EQ(take(), "doubled-edge (waived): 1\n  text 0\n");
 }
 
-TEST_F(FindingsReportTest, IsCleanWhileAllFindingsAreWaived) {
+TEST_F(FindingsReport, IsCleanWhileAllFindingsAreWaived) {
   EXPECT_FALSE(m_report.has_any());
   EXPECT_TRUE(m_report.is_clean());
   add(KIND::DOUBLED_EDGE, 1, 1);
@@ -53,7 +53,7 @@ TEST_F(FindingsReportTest, IsCleanWhileAllFindingsAreWaived) {
   EXPECT_FALSE(m_report.is_clean());
 }
 
-TEST_F(FindingsReportTest, EndsInAVerdict) {
+TEST_F(FindingsReport, EndsInAVerdict) {
   EXPECT_EQ(get_verdict(m_report, m_scope),
             "The graph agrees with the model: 332,224 nodes, 5,521,582 edges; "
             "nothing is odd about the device.");
@@ -80,7 +80,7 @@ TEST_F(FindingsReportTest, EndsInAVerdict) {
             "traces that fail: 60,640 trace-later-net.");
 }
 
-TEST_F(FindingsReportTest, DoesNotSayThatAllIsWellWhereThereAreNoNodes) {
+TEST_F(FindingsReport, DoesNotSayThatAllIsWellWhereThereAreNoNodes) {
   m_scope = {true, true, 0, 0};
   EXPECT_EQ(get_verdict(m_report, m_scope), "The graph has no nodes at all: there is nothing to check.");
   add(KIND::FEW_REDUNDANT_EDGES, 1, 1);
@@ -92,7 +92,7 @@ TEST_F(FindingsReportTest, DoesNotSayThatAllIsWellWhereThereAreNoNodes) {
             "that: 1 few-redundant-edges.");
 }
 
-TEST(GroupDigitsTest, PutsACommaBeforeEachThreeDigits) {
+TEST(GroupDigits, PutsACommaBeforeEachThreeDigits) {
   EXPECT_EQ(KEP_REPORT::group_digits(0), "0");
   EXPECT_EQ(KEP_REPORT::group_digits(999), "999");
   EXPECT_EQ(KEP_REPORT::group_digits(1000), "1,000");
@@ -100,7 +100,7 @@ TEST(GroupDigitsTest, PutsACommaBeforeEachThreeDigits) {
   EXPECT_EQ(KEP_REPORT::group_digits(18446744073709551615U), "18,446,744,073,709,551,615");
 }
 
-TEST(WaivedKindsTest, AreKnownByTheirIds) {
+TEST(WaivedKinds, AreKnownByTheirIds) {
   EXPECT_EQ(get_waived_kinds({}), WAIVED_KINDS());
   EXPECT_EQ(get_waived_kinds({"trace-no-arc", "missing-node", "trace-no-arc"}),
             (WAIVED_KINDS{KIND::MISSING_NODE, KIND::TRACE_NO_ARC}));

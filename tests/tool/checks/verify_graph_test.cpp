@@ -24,7 +24,7 @@ using testing::StartsWith;
 constexpr unsigned NUM_TARGETS = 30;
 
 /// One mux "s" that drives thirty, "t0" to "t29".
-class VerifyGraphTest : public testing::Test {
+class VerifyGraph : public testing::Test {
 protected:
   void SetUp() override {
     m_case.arcs("MUX", {"a", "b"}, "o");
@@ -64,7 +64,7 @@ protected:
   bool m_is_clean = false;
 };
 
-TEST_F(VerifyGraphTest, TellsHowFarTheProofAndTheTracesAre) {
+TEST_F(VerifyGraph, TellsHowFarTheProofAndTheTracesAre) {
   std::vector<std::string> ends;
   KEP_REPORT::set_progress_watcher(
       [&ends](const KEP_REPORT_PROGRESS& phase, KEP_REPORT::PROGRESS_EVENT event) {
@@ -79,7 +79,7 @@ TEST_F(VerifyGraphTest, TellsHowFarTheProofAndTheTracesAre) {
                                          "traces 31 of 31"));
 }
 
-TEST_F(VerifyGraphTest, SaysOfASoundGraphThatItAgreesWithTheModel) {
+TEST_F(VerifyGraph, SaysOfASoundGraphThatItAgreesWithTheModel) {
   EXPECT_EQ(verify(),
             "The graph agrees with the model: 31 nodes, 30 edges; nothing is odd about the device.\n");
   EXPECT_TRUE(m_is_clean);
@@ -88,7 +88,7 @@ TEST_F(VerifyGraphTest, SaysOfASoundGraphThatItAgreesWithTheModel) {
   EXPECT_TRUE(m_is_clean);
 }
 
-TEST_F(VerifyGraphTest, NamesMissingAndSurplusEdges) {
+TEST_F(VerifyGraph, NamesMissingAndSurplusEdges) {
   EDITED_GRAPH edited = graph();
   edited.drop(edge_to("t3"));
   edited.add("t0:o -> t1:o via t1:b");
@@ -105,7 +105,7 @@ TEST_F(VerifyGraphTest, NamesMissingAndSurplusEdges) {
   EXPECT_FALSE(m_is_clean);
 }
 
-TEST_F(VerifyGraphTest, ShowsTheFirstTwentyOfAKindAndAllWhenVerbose) {
+TEST_F(VerifyGraph, ShowsTheFirstTwentyOfAKindAndAllWhenVerbose) {
   EDITED_GRAPH edited = graph();
   for (unsigned i = 0; i != 25; ++i)
     edited.drop(edge_to("t" + std::to_string(i)));
@@ -121,7 +121,7 @@ TEST_F(VerifyGraphTest, ShowsTheFirstTwentyOfAKindAndAllWhenVerbose) {
   EXPECT_THAT(all, Not(HasSubstr("more")));
 }
 
-TEST_F(VerifyGraphTest, CountsEveryUnreachableNodeAndDoubledEdge) {
+TEST_F(VerifyGraph, CountsEveryUnreachableNodeAndDoubledEdge) {
   // Below a graph with a ring and doubled edges the model has neither, so the graph is wrong, too.
   EDITED_GRAPH edited = graph();
   for (const char* line : {"t0:o -> t1:o", "t1:o -> t0:o", "t2:o -> t3:o", "t2:o -> t3:o", "t2:o ~> t4:o",
@@ -140,7 +140,7 @@ TEST_F(VerifyGraphTest, CountsEveryUnreachableNodeAndDoubledEdge) {
   EXPECT_THAT(text, HasSubstr("; beside that: 2 doubled-edge, 2 unreachable-node.\n"));
 }
 
-TEST_F(VerifyGraphTest, TakesAWrongOrderOfHipiNodesForAFaultOfTheGraph) {
+TEST_F(VerifyGraph, TakesAWrongOrderOfHipiNodesForAFaultOfTheGraph) {
   EDITED_GRAPH edited = graph();
   edited.add("t0:o* -> t1:o");
   edited.publish();
@@ -150,7 +150,7 @@ TEST_F(VerifyGraphTest, TakesAWrongOrderOfHipiNodesForAFaultOfTheGraph) {
   EXPECT_FALSE(m_is_clean);
 }
 
-TEST_F(VerifyGraphTest, ShowsWhatIsWaivedAndDoesNotCountIt) {
+TEST_F(VerifyGraph, ShowsWhatIsWaivedAndDoesNotCountIt) {
   EDITED_GRAPH edited = graph();
   edited.drop(edge_to("t3"));
   edited.publish();
@@ -166,7 +166,7 @@ TEST_F(VerifyGraphTest, ShowsWhatIsWaivedAndDoesNotCountIt) {
   EXPECT_EQ(verify(), waived);
 }
 
-TEST_F(VerifyGraphTest, TracesEdges) {
+TEST_F(VerifyGraph, TracesEdges) {
   m_asked = {false, true, {}};
   EXPECT_THAT(verify(), StartsWith("Traced 30 edges: 30 verified, 0 at boundary nodes, 0 failed\n"
                                    "Traces of sound edges may fail"));
@@ -182,7 +182,7 @@ TEST_F(VerifyGraphTest, TracesEdges) {
   EXPECT_THAT(verify(), StartsWith("trace-not-found: 1\n"));
 }
 
-TEST_F(VerifyGraphTest, NamesEdgesToNowhere) {
+TEST_F(VerifyGraph, NamesEdgesToNowhere) {
   STORAGE_DAMAGE(*m_case.db()).empty_last_node();
   m_asked.m_trace = true;
   const std::string text = verify();
@@ -193,7 +193,7 @@ TEST_F(VerifyGraphTest, NamesEdgesToNowhere) {
                               "unreachable-node; traces that fail: 1 trace-null-node.\n"));
 }
 
-TEST_F(VerifyGraphTest, DoesNotCallAGraphWithoutNodesSound) {
+TEST_F(VerifyGraph, DoesNotCallAGraphWithoutNodesSound) {
   EDITED_GRAPH(*m_case.db()).publish();
   m_asked.m_trace = true;
   EXPECT_THAT(verify(), HasSubstr("no nodes at all"));

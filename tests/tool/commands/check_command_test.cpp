@@ -25,7 +25,7 @@ const char* const MUX_ROUTING = R"({"op": "add_port_edge", "module": "MUX", "inp
 {"op": "add_port_edge", "module": "MUX", "input": "b", "output": "o"}
 )";
 
-class CheckCommand : public TOOL_TEST {
+class CheckCommand : public Tool {
 protected:
   /// Muxes in one module, each "NAME A B O" on nets of these numbers, 0 where unconnected.
   void write_device(const std::vector<std::string>& muxes, const std::string& routing = "") {

@@ -31,10 +31,10 @@ const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input":
 {"op": "add_port_edge", "module": "MUX", "input": "b", "output": "o"}
 )";
 
-class CommandLine : public TOOL_TEST {
+class CommandLine : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

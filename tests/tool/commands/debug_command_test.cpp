@@ -57,10 +57,10 @@ const char* const LOG = "inst_port l/m:o logical -type start\n"
                         "inst_port r/m:o logical -type mux_output\n"
                         "inst_port r/m:o logical -type target\n";
 
-class DebugCommand : public TOOL_TEST {
+class DebugCommand : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

@@ -8,7 +8,7 @@
 
 namespace {
 
-class DebugTree : public TOOL_TEST {
+class DebugTree : public Tool {
 protected:
   /// The tree of one of the example devices, or of model.json and routing.jsonl.
   std::string tree(const std::string& uip, const std::string& example = "") {

@@ -31,11 +31,11 @@ using testing::UnorderedElementsAreArray;
 
 const std::string DEVICE = "m.json r.jsonl --redundancy d.txt";
 
-class Manners : public TOOL_TEST {
+class Manners : public Tool {
 protected:
   /// Files of a small fabric with a little of everything.
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     ASSERT_EQ(
         run("generate --columns 3 --rows 3 --hipi 20 --redundant 20 --tunnels 1 --top-ports --model m.json "
             "--routing r.jsonl --redundancy d.txt"),
@@ -272,7 +272,7 @@ TEST_F(Manners, NumbersAreReadable) {
 
 namespace {
 
-class KilledRuns : public TOOL_TEST {
+class KilledRuns : public Tool {
 protected:
   static pid_t start(const std::vector<std::string>& words, const std::string& folder) {
     const pid_t child = fork();

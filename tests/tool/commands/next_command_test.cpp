@@ -33,10 +33,10 @@ const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input":
 {"op": "add_inserted_node", "name": "", "module": "MUX", "port": "b"}
 )";
 
-class NextCommand : public TOOL_TEST {
+class NextCommand : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

@@ -27,10 +27,10 @@ std::string cell(const std::string& name, const std::string& connections, bool h
          R"(}, "connections": {)" + connections + "}}";
 }
 
-class NothingSilent : public TOOL_TEST {
+class NothingSilent : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     write("r.jsonl", ROUTING);
   }
   /// One line on standard error, and exit status 2.

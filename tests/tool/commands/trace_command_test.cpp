@@ -40,10 +40,10 @@ const char* const ROUTING =
 {"op": "add_port_edge", "module": "SKIP", "input": "i", "output": "o", "flag": true}
 )";
 
-class TraceCommand : public TOOL_TEST {
+class TraceCommand : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

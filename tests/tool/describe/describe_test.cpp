@@ -55,7 +55,7 @@ std::string arc(const std::string& module, const std::string& input, const std::
 const std::string ARCS_OF_M3 =
     arc(R"($paramod\\M3)", "in", "out[1]") + arc(R"($paramod\\M3)", "in", "out[0]");
 
-class Describe : public TOOL_TEST {
+class Describe : public Tool {
 protected:
   int describe(const std::string& muxes) {
     return run("describe model.json " + muxes + " --model out.json --routing out.jsonl");

@@ -28,7 +28,7 @@ std::string read_block(const std::string& document, const std::string& file) {
   return text;
 }
 
-class Docs : public TOOL_TEST {
+class Docs : public Tool {
 protected:
   /// Runs a sample with the tool on the path, below a folder of the test's own.
   void expect_printed(const SAMPLE& sample, const std::string& folder) {

@@ -82,7 +82,7 @@ std::vector<std::filesystem::path> find_pages() {
   return pages;
 }
 
-class Readme : public TOOL_TEST {
+class Readme : public Tool {
 protected:
   /// A command line of a user whose PATH has the tool.
   int run_line(const std::string& command) {

@@ -14,10 +14,10 @@
 
 namespace {
 
-class Verilog : public TOOL_TEST {
+class Verilog : public Tool {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     if (std::system("yosys -V >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no yosys";
     std::filesystem::create_directories(path("examples"));
     std::filesystem::copy(KEP_TEST_DATA_DIR "/../../examples/verilog", path("examples/verilog"),

@@ -38,14 +38,14 @@ struct GENERATED_MODULE {
 using GENERATED_MODEL = std::map<std::string, GENERATED_MODULE>;
 
 /// A folder of its own for each test, with a generated fabric in it.
-class GENERATE_TEST : public testing::Test {
+class Generate : public testing::Test {
 protected:
-  GENERATE_TEST() {
+  Generate() {
     std::string name = (std::filesystem::temp_directory_path() / "generate-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     m_folder = name;
   }
-  ~GENERATE_TEST() override {
+  ~Generate() override {
     std::error_code ignored;
     std::filesystem::remove_all(m_folder, ignored);
   }
@@ -116,7 +116,7 @@ private:
   std::filesystem::path m_folder;
 };
 
-inline GENERATED_MODEL GENERATE_TEST::read_model() const {
+inline GENERATED_MODEL Generate::read_model() const {
   simdjson::dom::parser parser;
   GENERATED_MODEL model;
   const simdjson::dom::element modules = parser.load(path("model.json"))["modules"];
@@ -134,7 +134,7 @@ inline GENERATED_MODEL GENERATE_TEST::read_model() const {
   return model;
 }
 
-inline std::vector<std::map<std::string, std::string>> GENERATE_TEST::read_routing() const {
+inline std::vector<std::map<std::string, std::string>> Generate::read_routing() const {
   simdjson::dom::parser parser;
   std::vector<std::map<std::string, std::string>> statements;
   std::ifstream in(path("routing.jsonl"));

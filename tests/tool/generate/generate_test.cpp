@@ -53,7 +53,7 @@ std::size_t count_cells(const GENERATED_MODULE& module, std::string_view type_pr
   return count;
 }
 
-TEST_F(GENERATE_TEST, the_same_options_give_the_same_bytes) {
+TEST_F(Generate, TheSameOptionsGiveTheSameBytes) {
   make(small_with_everything());
   const std::string model = read_text(path("model.json"));
   const std::string routing = read_text(path("routing.jsonl"));
@@ -62,7 +62,7 @@ TEST_F(GENERATE_TEST, the_same_options_give_the_same_bytes) {
   EXPECT_EQ(read_text(path("routing.jsonl")), routing);
 }
 
-TEST_F(GENERATE_TEST, the_bytes_are_those_of_every_machine) {
+TEST_F(Generate, TheBytesAreThoseOfEveryMachine) {
   const auto fnv = [](const std::string& text) {
     std::uint64_t hash = 0xcbf29ce484222325u;
     for (const char c : text)
@@ -75,7 +75,7 @@ TEST_F(GENERATE_TEST, the_bytes_are_those_of_every_machine) {
   EXPECT_EQ(fnv(read_text(path("routing.jsonl"))), 11441950405233174455u);
 }
 
-TEST_F(GENERATE_TEST, another_seed_gives_other_connections_of_the_same_number) {
+TEST_F(Generate, AnotherSeedGivesOtherConnectionsOfTheSameNumber) {
   GENERATE_OPTIONS options = small();
   const std::uint64_t nodes = make_and_count(options);
   const std::string model = read_text(path("model.json"));
@@ -84,7 +84,7 @@ TEST_F(GENERATE_TEST, another_seed_gives_other_connections_of_the_same_number) {
   EXPECT_NE(read_text(path("model.json")), model);
 }
 
-TEST_F(GENERATE_TEST, a_device_has_so_many_tiles_and_muxes_as_the_options_say) {
+TEST_F(Generate, ADeviceHasSoManyTilesAndMuxesAsTheOptionsSay) {
   GENERATE_OPTIONS options = small();
   options.levels = 3;
   options.columns = {2, 1, 3};
@@ -105,7 +105,7 @@ TEST_F(GENERATE_TEST, a_device_has_so_many_tiles_and_muxes_as_the_options_say) {
 }
 
 // A tile of the small fabric by hand: 24 switch muxes, 8 connection muxes, 14 block ports, 2 slices of 14.
-TEST_F(GENERATE_TEST, the_report_counts_the_nodes) {
+TEST_F(Generate, TheReportCountsTheNodes) {
   GENERATE_OPTIONS options = small();
   EXPECT_EQ(make_and_count(options), 6u * 74);
   options.hipi = 50; // 12 wires, of which the third type has no twin
@@ -124,7 +124,7 @@ TEST_F(GENERATE_TEST, the_report_counts_the_nodes) {
   EXPECT_EQ(make_and_count(options), 6u * 74 + 4 * (2 + 3) * 10 + 2 * 2);
 }
 
-TEST_F(GENERATE_TEST, what_leaves_a_tile_enters_its_neighbour_on_every_level) {
+TEST_F(Generate, WhatLeavesATileEntersItsNeighbourOnEveryLevel) {
   GENERATE_OPTIONS options = small();
   options.levels = 2;
   options.columns = {2, 3};
@@ -157,7 +157,7 @@ TEST_F(GENERATE_TEST, what_leaves_a_tile_enters_its_neighbour_on_every_level) {
     }
 }
 
-TEST_F(GENERATE_TEST, routed_top_ports_are_the_border_tracks_of_the_device) {
+TEST_F(Generate, RoutedTopPortsAreTheBorderTracksOfTheDevice) {
   GENERATE_OPTIONS options = small();
   options.top_ports = true;
   make(options);
@@ -173,7 +173,7 @@ TEST_F(GENERATE_TEST, routed_top_ports_are_the_border_tracks_of_the_device) {
   EXPECT_THAT(read_text(path("model.json")), HasSubstr(R"("kep_db_type":1)"));
 }
 
-TEST_F(GENERATE_TEST, a_long_wire_moves_on_by_one_track_in_each_tile) {
+TEST_F(Generate, ALongWireMovesOnByOneTrackInEachTile) {
   GENERATE_OPTIONS options = small();
   options.lengths = {3};
   make(options);
@@ -189,7 +189,7 @@ TEST_F(GENERATE_TEST, a_long_wire_moves_on_by_one_track_in_each_tile) {
   }
 }
 
-TEST_F(GENERATE_TEST, every_net_has_one_driver_and_every_input_a_net_that_is_driven) {
+TEST_F(Generate, EveryNetHasOneDriverAndEveryInputANetThatIsDriven) {
   make(small_with_everything());
   const GENERATED_MODEL model = read_model();
   for (const auto& [key, module] : model) {
@@ -210,7 +210,7 @@ TEST_F(GENERATE_TEST, every_net_has_one_driver_and_every_input_a_net_that_is_dri
   }
 }
 
-TEST_F(GENERATE_TEST, a_mux_takes_each_source_once_and_its_redundant_inputs_repeat_some) {
+TEST_F(Generate, AMuxTakesEachSourceOnceAndItsRedundantInputsRepeatSome) {
   make(small_with_everything());
   const GENERATED_MODEL model = read_model();
   std::size_t redundant = 0;
@@ -231,7 +231,7 @@ TEST_F(GENERATE_TEST, a_mux_takes_each_source_once_and_its_redundant_inputs_repe
   EXPECT_NEAR(static_cast<double>(redundant), 0.2 * static_cast<double>(all), 1.5);
 }
 
-TEST_F(GENERATE_TEST, the_tile_lists_its_redundant_inputs_as_relative_ports) {
+TEST_F(Generate, TheTileListsItsRedundantInputsAsRelativePorts) {
   const GENERATE_OPTIONS options = small_with_everything();
   const GENERATE_TILE tile = make_generate_tile(options, GENERATE_WIRES(options));
   make(options);
@@ -249,7 +249,7 @@ TEST_F(GENERATE_TEST, the_tile_lists_its_redundant_inputs_as_relative_ports) {
   EXPECT_EQ(tile.redundant_inputs.size(), expected.size());
 }
 
-TEST_F(GENERATE_TEST, a_plain_fabric_holds_none_of_the_features) {
+TEST_F(Generate, APlainFabricHoldsNoneOfTheFeatures) {
   make(small());
   EXPECT_EQ(count_statements("add_tunnel_type") + count_statements("set_skip_paths") +
                 count_statements("add_routing_flyover") + count_statements("set_spare_row") +
@@ -261,7 +261,7 @@ TEST_F(GENERATE_TEST, a_plain_fabric_holds_none_of_the_features) {
   EXPECT_EQ(count_statements("add_routing_root"), 1u);
 }
 
-TEST_F(GENERATE_TEST, each_feature_shows_in_the_description) {
+TEST_F(Generate, EachFeatureShowsInTheDescription) {
   make(small_with_everything());
   std::set<std::string> hipi_types;
   std::set<std::string> tunnel_types;
@@ -280,7 +280,7 @@ TEST_F(GENERATE_TEST, each_feature_shows_in_the_description) {
   EXPECT_EQ(count_statements("add_routing_flyover"), 2u * 8 + 1);
 }
 
-TEST_F(GENERATE_TEST, spare_rows_lie_evenly_and_name_tiles_and_their_blocks) {
+TEST_F(Generate, SpareRowsLieEvenlyAndNameTilesAndTheirBlocks) {
   GENERATE_OPTIONS options = small();
   options.levels = 2; // 4 columns, 9 rows
   options.spare_rows = 2;
@@ -301,7 +301,7 @@ TEST_F(GENERATE_TEST, spare_rows_lie_evenly_and_name_tiles_and_their_blocks) {
     }
 }
 
-TEST_F(GENERATE_TEST, a_wanted_number_of_nodes_is_met_closely) {
+TEST_F(Generate, AWantedNumberOfNodesIsMetClosely) {
   for (const std::uint64_t wanted : {1'000u, 20'000u, 100'000u, 1'000'000u, 30'000'000u}) {
     GENERATE_OPTIONS options;
     options.nodes = wanted;
@@ -314,7 +314,7 @@ TEST_F(GENERATE_TEST, a_wanted_number_of_nodes_is_met_closely) {
   EXPECT_NEAR(static_cast<double>(make_and_count(options)) / 1e6, 1.0, 0.05);
 }
 
-TEST_F(GENERATE_TEST, the_picked_size_is_told_as_options) {
+TEST_F(Generate, ThePickedSizeIsToldAsOptions) {
   GENERATE_OPTIONS options;
   options.nodes = 1'000'000;
   EXPECT_THAT(make(options), HasSubstr("--levels 2 --columns 9,7 --rows 9,7: 3969 tiles"));
@@ -326,7 +326,7 @@ TEST_F(GENERATE_TEST, the_picked_size_is_told_as_options) {
   EXPECT_EQ(read_text(path("model.json")), model);
 }
 
-TEST_F(GENERATE_TEST, a_hundred_million_nodes_take_some_megabytes) {
+TEST_F(Generate, AHundredMillionNodesTakeSomeMegabytes) {
   GENERATE_OPTIONS options;
   options.nodes = 100'000'000;
   EXPECT_GT(make_and_count(options), 95'000'000u);
@@ -343,9 +343,9 @@ void PrintTo(const BAD_OPTIONS& bad, std::ostream* out) {
   *out << bad.reason;
 }
 
-class REFUSED_OPTIONS : public GENERATE_TEST, public testing::WithParamInterface<BAD_OPTIONS> {};
+class RefusedOptions : public Generate, public testing::WithParamInterface<BAD_OPTIONS> {};
 
-TEST_P(REFUSED_OPTIONS, are_told_in_one_line_and_leave_the_old_files) {
+TEST_P(RefusedOptions, AreToldInOneLineAndLeaveTheOldFiles) {
   write_text(path("model.json"), "old model");
   write_text(path("routing.jsonl"), "old routing");
   GENERATE_OPTIONS options = small();
@@ -359,7 +359,7 @@ TEST_P(REFUSED_OPTIONS, are_told_in_one_line_and_leave_the_old_files) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    options, REFUSED_OPTIONS,
+    options, RefusedOptions,
     testing::Values(
         BAD_OPTIONS{[](auto& o) { o.levels = 0; }, "--levels is 0, but must be from 1 to 16"},
         BAD_OPTIONS{[](auto& o) { o.columns = {}; }, "--columns is empty"},
@@ -389,7 +389,7 @@ INSTANTIATE_TEST_SUITE_P(
         BAD_OPTIONS{[](auto& o) { o.spare_rows = 3; }, "3 spare rows don't fit among 3 rows"},
         BAD_OPTIONS{[](auto& o) { o.columns = o.rows = {1024}, o.levels = 2; }, "use more levels"}));
 
-TEST_F(GENERATE_TEST, a_file_that_cannot_be_written_leaves_the_other_as_it_was) {
+TEST_F(Generate, AFileThatCannotBeWrittenLeavesTheOtherAsItWas) {
   write_text(path("model.json"), "old model");
   std::filesystem::create_directory(path("folder"));
   KEP_REPORT_CAPTURE capture;
@@ -408,7 +408,7 @@ GENERATE_OPTIONS parse(const std::string& arguments) {
   return options;
 }
 
-TEST(generate_options, are_read_from_the_command_line) {
+TEST(GenerateOptions, AreReadFromTheCommandLine) {
   const GENERATE_OPTIONS options = parse(
       "--levels 3 --columns 8,4,2 --rows 5 --width 10 --lengths 1,6 --switch-inputs 9 --connect-inputs 7 "
       "--luts 3 --redundant 11 --hipi 12 --skip 13 --tunnels 2 --spare-rows 4 --top-ports --seed 77");
@@ -433,14 +433,14 @@ TEST(generate_options, are_read_from_the_command_line) {
   EXPECT_NO_THROW(check_generate_options(options));
 }
 
-TEST(generate_options, have_defaults_that_can_be_met) {
+TEST(GenerateOptions, HaveDefaultsThatCanBeMet) {
   const GENERATE_OPTIONS options = parse("");
   EXPECT_EQ(options.levels, 1u);
   EXPECT_EQ(options.redundant + options.hipi + options.skip + options.tunnels + options.spare_rows, 0u);
   EXPECT_NO_THROW(check_generate_options(options));
 }
 
-TEST(generate_options, out_of_range_or_in_conflict_are_refused) {
+TEST(GenerateOptions, OutOfRangeOrInConflictAreRefused) {
   for (const char* arguments :
        {"--levels 0", "--columns 0", "--columns 1,2000", "--columns 1 2", "--width 1", "--width -1",
         "--width 4294967300", "--hipi 101", "--redundant 34", "--lengths 17", "--nodes 0",

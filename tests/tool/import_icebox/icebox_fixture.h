@@ -17,14 +17,14 @@
 #include <vector>
 
 /// A folder of its own for each test, with the chip database and what the importer makes of it.
-class ICEBOX_TEST : public testing::Test {
+class ImportIcebox : public testing::Test {
 protected:
-  ICEBOX_TEST() {
+  ImportIcebox() {
     std::string name = (std::filesystem::temp_directory_path() / "icebox-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
     m_folder = name;
   }
-  ~ICEBOX_TEST() override {
+  ~ImportIcebox() override {
     std::error_code ignored;
     std::filesystem::remove_all(m_folder, ignored);
   }

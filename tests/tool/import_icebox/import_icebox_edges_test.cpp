@@ -240,7 +240,7 @@ void note(const RANDOM_CHIP& chip, const std::string& model, SEEN& seen) {
   seen.bidirectional += model.find("\"inout\"") != std::string::npos;
 }
 
-TEST_F(ICEBOX_TEST, a_walk_over_a_random_chips_model_finds_the_edges_of_its_text) {
+TEST_F(ImportIcebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
   SEEN seen;
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     const RANDOM_CHIP chip(seed);

@@ -47,9 +47,9 @@ void PrintTo(const BAD_TEXT& bad, std::ostream* out) {
   *out << bad.reason;
 }
 
-class MALFORMED_ICEBOX : public ICEBOX_TEST, public testing::WithParamInterface<BAD_TEXT> {};
+class MalformedIcebox : public ImportIcebox, public testing::WithParamInterface<BAD_TEXT> {};
 
-TEST_P(MALFORMED_ICEBOX, is_refused_with_its_line_and_leaves_the_old_files) {
+TEST_P(MalformedIcebox, IsRefusedWithItsLineAndLeavesTheOldFiles) {
   write_text(path("model.json"), "old model");
   write_text(path("routing.jsonl"), "old routing");
   EXPECT_EQ(failure(GetParam().text), GetParam().reason);
@@ -59,7 +59,7 @@ TEST_P(MALFORMED_ICEBOX, is_refused_with_its_line_and_leaves_the_old_files) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    texts, MALFORMED_ICEBOX,
+    texts, MalformedIcebox,
     testing::Values(
         BAD_TEXT{"", ":1: there is no \".device\""}, BAD_TEXT{"# nothing\n", ":1: there is no \".device\""},
         BAD_TEXT{"0 0 a\n", ":1: text before the first section"},
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
         BAD_TEXT{good_and("1 0\n"), ":13: \"1\" is not 2 values of 0 or 1"},
         BAD_TEXT{good_and("12 0\n"), ":13: \"12\" is not 2 values of 0 or 1"}));
 
-TEST_F(ICEBOX_TEST, two_muxes_that_would_have_one_name_are_refused) {
+TEST_F(ImportIcebox, TwoMuxesThatWouldHaveOneNameAreRefused) {
   const std::string head = R"(.device tiny 1 1 2
 .logic_tile 0 0
 .net 0
@@ -120,11 +120,11 @@ TEST_F(ICEBOX_TEST, two_muxes_that_would_have_one_name_are_refused) {
             ":9: entry 2 for local wire \"w\" would have the name of an entry for \"w/2\"");
 }
 
-TEST_F(ICEBOX_TEST, the_good_text_of_these_cases_is_read) {
+TEST_F(ImportIcebox, TheGoodTextOfTheseCasesIsRead) {
   EXPECT_EQ(failure(GOOD), "");
 }
 
-TEST_F(ICEBOX_TEST, a_text_cut_off_anywhere_is_refused_with_a_line_or_gives_whole_files) {
+TEST_F(ImportIcebox, ATextCutOffAnywhereIsRefusedWithALineOrGivesWholeFiles) {
   int num_refused = 0;
   int num_read = 0;
   for (std::size_t length = 0; length < GOOD.size(); ++length) {
@@ -142,13 +142,13 @@ TEST_F(ICEBOX_TEST, a_text_cut_off_anywhere_is_refused_with_a_line_or_gives_whol
   EXPECT_GT(num_read, 0);
 }
 
-TEST_F(ICEBOX_TEST, a_chip_database_that_is_not_there_is_told) {
+TEST_F(ImportIcebox, AChipDatabaseThatIsNotThereIsTold) {
   EXPECT_THROW(import_icebox(path("none.txt"), path("m.json"), path("r.jsonl")), std::runtime_error);
   EXPECT_THROW(import_icebox(path(""), path("m.json"), path("r.jsonl")), std::runtime_error);
   EXPECT_TRUE(files().empty());
 }
 
-TEST_F(ICEBOX_TEST, a_target_that_cannot_be_written_leaves_the_other_as_it_was) {
+TEST_F(ImportIcebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
   write_text(path("chip.txt"), GOOD);
   write_text(path("model.json"), "old model");
   std::filesystem::create_directory(path("folder"));
@@ -166,7 +166,7 @@ TEST_F(ICEBOX_TEST, a_target_that_cannot_be_written_leaves_the_other_as_it_was) 
   }
 }
 
-TEST_F(ICEBOX_TEST, one_file_for_two_purposes_is_refused) {
+TEST_F(ImportIcebox, OneFileForTwoPurposesIsRefused) {
   write_text(path("chip.txt"), GOOD);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("m"), path("./m")), std::runtime_error);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("chip.txt"), path("r")), std::runtime_error);

@@ -32,28 +32,28 @@ constexpr std::string_view CHAIN = R"(# a comment
 1 1
 )";
 
-TEST_F(ICEBOX_TEST, a_tile_is_an_instance_named_by_its_place) {
+TEST_F(ImportIcebox, ATileIsAnInstanceNamedByItsPlace) {
   import(CHAIN);
   EXPECT_THAT(keys(module("top")["cells"]), ElementsAre("1_0", "2_0"));
   EXPECT_EQ(as_text(module("top")["attributes"]), R"({"top":1})");
   EXPECT_THAT(keys(module("top")["ports"]), IsEmpty());
 }
 
-TEST_F(ICEBOX_TEST, a_net_of_several_tiles_is_a_net_of_the_top) {
+TEST_F(ImportIcebox, ANetOfSeveralTilesIsANetOfTheTop) {
   import(CHAIN);
   EXPECT_THAT(keys(module("top")["netnames"]), ElementsAre("net.1"));
   EXPECT_THAT(connections(module("top"), "1_0"), ElementsAre("b=net.1"));
   EXPECT_THAT(connections(module("top"), "2_0"), ElementsAre("a=net.1"));
 }
 
-TEST_F(ICEBOX_TEST, a_wire_whose_net_stays_in_the_tile_is_a_net_without_a_port) {
+TEST_F(ImportIcebox, AWireWhoseNetStaysInTheTileIsANetWithoutAPort) {
   import(CHAIN);
   EXPECT_THAT(keys(tile("1_0")["netnames"]), ElementsAre("a", "b"));
   EXPECT_THAT(ports(tile("1_0")), ElementsAre("b output"));
   EXPECT_THAT(ports(tile("2_0")), ElementsAre("a input"));
 }
 
-TEST_F(ICEBOX_TEST, a_mux_instance_has_a_header_and_a_master_by_its_number_of_inputs) {
+TEST_F(ImportIcebox, AMuxInstanceHasAHeaderAndAMasterByItsNumberOfInputs) {
   import(CHAIN);
   EXPECT_EQ(as_text(tile("1_0")["cells"]["buffer.b"]["attributes"]), R"({"kep_inst_header":1})");
   EXPECT_EQ(std::string_view(tile("1_0")["cells"]["buffer.b"]["type"]), "mux.1");
@@ -61,7 +61,7 @@ TEST_F(ICEBOX_TEST, a_mux_instance_has_a_header_and_a_master_by_its_number_of_in
   EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
 }
 
-TEST_F(ICEBOX_TEST, every_mux_input_and_every_pin_has_a_statement) {
+TEST_F(ImportIcebox, EveryMuxInputAndEveryPinHasAStatement) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -111,7 +111,7 @@ std::string four_tiles(std::string_view tail) {
 )") + std::string(tail);
 }
 
-TEST_F(ICEBOX_TEST, tiles_with_the_same_muxes_share_a_module_whatever_the_order_of_their_wires) {
+TEST_F(ImportIcebox, TilesWithTheSameMuxesShareAModuleWhateverTheOrderOfTheirWires) {
   import(four_tiles(R"(.buffer 0 0 1 B
 1 0
 .buffer 0 0 0 B
@@ -126,14 +126,14 @@ TEST_F(ICEBOX_TEST, tiles_with_the_same_muxes_share_a_module_whatever_the_order_
   EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
 }
 
-TEST_F(ICEBOX_TEST, tiles_of_different_kinds_have_modules_of_their_own) {
+TEST_F(ImportIcebox, TilesOfDifferentKindsHaveModulesOfTheirOwn) {
   import(four_tiles(""));
   EXPECT_EQ(tile_type("0_0"), "logic_tile.1");
   EXPECT_EQ(tile_type("2_0"), "io_tile.1");
   EXPECT_EQ(tile_type("3_0"), "logic_tile.1");
 }
 
-TEST_F(ICEBOX_TEST, tiles_whose_muxes_list_their_inputs_in_another_order_have_modules_of_their_own) {
+TEST_F(ImportIcebox, TilesWhoseMuxesListTheirInputsInAnotherOrderHaveModulesOfTheirOwn) {
   import(four_tiles(R"(.buffer 0 0 1 B
 0 0
 1 1
@@ -149,7 +149,7 @@ TEST_F(ICEBOX_TEST, tiles_whose_muxes_list_their_inputs_in_another_order_have_mo
   EXPECT_EQ(tile_type("3_0"), "logic_tile.1");
 }
 
-TEST_F(ICEBOX_TEST, tiles_that_differ_in_a_ports_direction_alone_have_modules_of_their_own) {
+TEST_F(ImportIcebox, TilesThatDifferInAPortsDirectionAloneHaveModulesOfTheirOwn) {
   import(R"(.device tiny 3 1 2
 .logic_tile 0 0
 .logic_tile 1 0
@@ -194,7 +194,7 @@ TEST_F(ICEBOX_TEST, tiles_that_differ_in_a_ports_direction_alone_have_modules_of
   EXPECT_NE(tile_type("0_0"), tile_type("1_0"));
 }
 
-TEST_F(ICEBOX_TEST, a_mux_is_named_by_its_section_and_the_wire_with_dots_for_slashes) {
+TEST_F(ImportIcebox, AMuxIsNamedByItsSectionAndTheWireWithDotsForSlashes) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -214,7 +214,7 @@ TEST_F(ICEBOX_TEST, a_mux_is_named_by_its_section_and_the_wire_with_dots_for_sla
                                                       "buffer.glb2local_0", "bel.lutff_0"));
 }
 
-TEST_F(ICEBOX_TEST, a_further_entry_of_one_kind_for_a_wire_has_its_number_behind_its_name) {
+TEST_F(ImportIcebox, AFurtherEntryOfOneKindForAWireHasItsNumberBehindItsName) {
   import(R"(.device tiny 1 1 2
 .logic_tile 0 0
 .net 0
@@ -234,7 +234,7 @@ TEST_F(ICEBOX_TEST, a_further_entry_of_one_kind_for_a_wire_has_its_number_behind
   EXPECT_THAT(connections(tile("0_0"), "buffer.b.2"), ElementsAre("i0=b", "o=b"));
 }
 
-TEST_F(ICEBOX_TEST, inputs_stand_in_file_order_and_a_net_listed_twice_has_two) {
+TEST_F(ImportIcebox, InputsStandInFileOrderAndANetListedTwiceHasTwo) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -251,7 +251,7 @@ TEST_F(ICEBOX_TEST, inputs_stand_in_file_order_and_a_net_listed_twice_has_two) {
   EXPECT_THAT(connections(tile("0_0"), "routing.c"), ElementsAre("i0=b", "i1=a", "i2=b", "o=c"));
 }
 
-TEST_F(ICEBOX_TEST, muxes_use_the_first_name_of_a_net_and_the_others_hang_on_it_outside) {
+TEST_F(ImportIcebox, MuxesUseTheFirstNameOfANetAndTheOthersHangOnItOutside) {
   import(R"(.device tiny 2 1 3
 .logic_tile 0 0
 .logic_tile 1 0
@@ -274,7 +274,7 @@ TEST_F(ICEBOX_TEST, muxes_use_the_first_name_of_a_net_and_the_others_hang_on_it_
   EXPECT_THAT(connections(module("top"), "0_0"), ElementsAre("first=net.0", "second=net.0", "out=net.1"));
 }
 
-TEST_F(ICEBOX_TEST, a_wire_with_drivers_on_several_sides_is_bidirectional) {
+TEST_F(ImportIcebox, AWireWithDriversOnSeveralSidesIsBidirectional) {
   import(R"(.device tiny 3 1 2
 .logic_tile 0 0
 .logic_tile 1 0
@@ -331,7 +331,7 @@ constexpr std::string_view CELLS = R"(.device tiny 2 1 8
 1 0
 )";
 
-TEST_F(ICEBOX_TEST, pins_are_ports_of_cells_inputs_where_a_mux_drives_them_and_outputs_elsewhere) {
+TEST_F(ImportIcebox, PinsArePortsOfCellsInputsWhereAMuxDrivesThemAndOutputsElsewhere) {
   import(CELLS);
   EXPECT_THAT(keys(tile("0_0")["cells"]),
               ElementsAre("buffer.lutff_0.in_0", "buffer.lutff_1.in_0", "buffer.lutff_2.in_0", "buffer.feed",
@@ -342,7 +342,7 @@ TEST_F(ICEBOX_TEST, pins_are_ports_of_cells_inputs_where_a_mux_drives_them_and_o
   EXPECT_EQ(as_text(tile("0_0")["cells"]["bel.lutff_0"]["attributes"]), "{}");
 }
 
-TEST_F(ICEBOX_TEST, cells_of_one_family_with_the_same_ports_share_a_module) {
+TEST_F(ImportIcebox, CellsOfOneFamilyWithTheSamePortsShareAModule) {
   import(CELLS);
   const auto type = [this](std::string_view cell) {
     return std::string_view(tile("0_0")["cells"][cell]["type"]);
@@ -353,19 +353,19 @@ TEST_F(ICEBOX_TEST, cells_of_one_family_with_the_same_ports_share_a_module) {
   EXPECT_EQ(type("bel.lutff_global"), "bel.lutff_global.1");
 }
 
-TEST_F(ICEBOX_TEST, a_pin_behind_a_second_slash_keeps_the_rest_as_its_port) {
+TEST_F(ImportIcebox, APinBehindASecondSlashKeepsTheRestAsItsPort) {
   import(CELLS);
   EXPECT_THAT(connections(tile("0_0"), "bel.io_0"), ElementsAre("d.0=io_0.d.0"));
 }
 
-TEST_F(ICEBOX_TEST, pins_set_the_directions_of_the_tiles_ports_too) {
+TEST_F(ImportIcebox, PinsSetTheDirectionsOfTheTilesPortsToo) {
   import(CELLS);
   EXPECT_THAT(ports(tile("0_0")), ElementsAre("lutff_0.out output", "feed output", "io_global.latch input"));
   EXPECT_THAT(ports(tile("1_0")), ElementsAre("neigh input", "io_global.latch input"));
   EXPECT_THAT(ports(module("bel.io_global.1")), ElementsAre("latch input"));
 }
 
-TEST_F(ICEBOX_TEST, an_undriven_net_with_pins_in_two_tiles_is_bidirectional_in_both) {
+TEST_F(ImportIcebox, AnUndrivenNetWithPinsInTwoTilesIsBidirectionalInBoth) {
   import(R"(.device tiny 2 1 1
 .logic_tile 0 0
 .logic_tile 1 0
@@ -378,7 +378,7 @@ TEST_F(ICEBOX_TEST, an_undriven_net_with_pins_in_two_tiles_is_bidirectional_in_b
   EXPECT_EQ(tile_type("0_0"), tile_type("1_0"));
 }
 
-TEST_F(ICEBOX_TEST, sections_that_are_not_about_connectivity_are_passed_over) {
+TEST_F(ImportIcebox, SectionsThatAreNotAboutConnectivityArePassedOver) {
   import(R"(.device tiny 1 1 1
 .pins cm36
 A1 0 7 0
@@ -403,13 +403,13 @@ padin_glb_netwk.0 0 180 78
   EXPECT_EQ(tile_type("0_0"), "dsp0_tile.1");
 }
 
-TEST_F(ICEBOX_TEST, line_ends_of_either_kind_and_a_last_line_without_one_are_read) {
+TEST_F(ImportIcebox, LineEndsOfEitherKindAndALastLineWithoutOneAreRead) {
   import(
       ".device tiny 1 1 2\r\n.io_tile 0 0\r\n.net 0\r\n0 0 a\r\n.net 1\r\n0 0 b\r\n.buffer 0 0 1 B\r\n1 0");
   EXPECT_THAT(connections(tile("0_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
 }
 
-TEST_F(ICEBOX_TEST, the_same_text_gives_the_same_bytes_and_leaves_no_other_file) {
+TEST_F(ImportIcebox, TheSameTextGivesTheSameBytesAndLeavesNoOtherFile) {
   import(CELLS);
   const std::string model = read_text(path("model.json"));
   const std::string routing = read_text(path("routing.jsonl"));

@@ -27,15 +27,15 @@ using testing::EndsWith;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class AtomicFile : public TOOL_TEST, public testing::WithParamInterface<bool> {
+class AtomicFile : public Tool, public testing::WithParamInterface<bool> {
 protected:
   void SetUp() override {
-    TOOL_TEST::SetUp();
+    Tool::SetUp();
     ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(GetParam());
   }
   void TearDown() override {
     ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(true);
-    TOOL_TEST::TearDown();
+    Tool::TearDown();
   }
 
   static void replace(const std::string& path, const std::string& text) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-class FanoutCacheDump : public GENERATE_TEST {
+class FanoutCacheDump : public Generate {
 protected:
   /// Builds the device and writes its dump into the folder.
   KEP_RG_EDGE_CREATION_STATS build(const DEVICE_OPTIONS& device, bool uses_cache, const std::string& folder) {

@@ -174,7 +174,7 @@ TEST(ProgressLine, IsErasedWhenASignalEndsTheTool) {
   EXPECT_THAT(shown, EndsWith(ERASED));
 }
 
-class ProgressOfTheTool : public TOOL_TEST {};
+class ProgressOfTheTool : public Tool {};
 
 TEST_F(ProgressOfTheTool, IsShownOnATerminalAlone) {
   ASSERT_EQ(run("generate --columns 3 --rows 3 --model m.json --routing r.jsonl"), 0) << m_err;
