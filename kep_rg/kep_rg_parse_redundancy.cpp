@@ -23,7 +23,7 @@
 namespace {
 
 constexpr std::string_view KEYWORD = "module_name:";
-constexpr std::size_t GRAIN = 1000;
+constexpr std::size_t LINE_GRAIN = 1000;
 constexpr std::size_t CHUNK = 1 << 16; // bytes
 
 /// The working state of one parse. A worker writes the elements of its own lines alone; results are plain
@@ -158,7 +158,7 @@ bool KEP_RG_PARSE_REDUNDANCY::parse(KEP_RG_MODULE_RELATIVE_PORTS* out, std::stri
     KEP_ASSERT(valid_);
     state.set_num_lines(pairs.get_num_tokens() / 2);
     pairs.get_second(state.m_tokens);
-    run_loop(state.m_tokens.size(), GRAIN, APPLY_PARSE_RELATIVE_PORTS(&state));
+    run_loop(state.m_tokens.size(), LINE_GRAIN, APPLY_PARSE_RELATIVE_PORTS(&state));
   });
 
   const auto num_failed =

@@ -14,11 +14,6 @@ namespace {
 
 using FIELD = KEP_ROUTING_FIELD;
 
-template <class... ARGUMENTS>
-[[noreturn]] void refuse(fmt::format_string<ARGUMENTS...> format, ARGUMENTS&&... arguments) {
-  throw KEP_ROUTING_REFUSAL{fmt::format(format, std::forward<ARGUMENTS>(arguments)...)};
-}
-
 /// A name as the look-ups take it. No name of a model holds a NUL, so a text that does becomes no name at
 /// all.
 std::string as_name(std::string_view text) {
@@ -63,20 +58,21 @@ KEP_RELATIVE_PATH find_relative_path(const KEP_MODULE* top, std::string_view pat
     module = view_for_path(instance->get_module());
   }
   if (chain.size() == segments.size())
-    refuse("no port \"{}\" below module \"{}\": the path names no port", path, top->get_plain_name());
+    kep_routing_refuse("no port \"{}\" below module \"{}\": the path names no port", path,
+                       top->get_plain_name());
   const std::string_view segment = segments[chain.size()];
   const KEP_MODULE* last = chain.empty() ? top : chain.back()->get_module();
   if (chain.size() + 1 != segments.size())
-    refuse("no port \"{}\" below module \"{}\": no instance \"{}\" in module \"{}\"", path,
-           top->get_plain_name(), segment, last->get_plain_name());
+    kep_routing_refuse("no port \"{}\" below module \"{}\": no instance \"{}\" in module \"{}\"", path,
+                       top->get_plain_name(), segment, last->get_plain_name());
   const KEP_PORT* port = last->find_port(as_name(segment).c_str());
   if (!port)
-    refuse("no port \"{}\" below module \"{}\": no port \"{}\" in module \"{}\"", path, top->get_plain_name(),
-           segment, last->get_plain_name());
+    kep_routing_refuse("no port \"{}\" below module \"{}\": no port \"{}\" in module \"{}\"", path,
+                       top->get_plain_name(), segment, last->get_plain_name());
   const KEP_RELATIVE_PATH relative_path = KEP_RELATIVE_PATH::create(chain, port);
   if (!relative_path)
-    refuse("no port \"{}\" below module \"{}\": the path does not hang together", path,
-           top->get_plain_name());
+    kep_routing_refuse("no port \"{}\" below module \"{}\": the path does not hang together", path,
+                       top->get_plain_name());
   return relative_path;
 }
 
@@ -151,9 +147,10 @@ void KEP_ROUTING_OPERATIONS::add_routing_root(const KEP_ROUTING_STATEMENT& state
   // The operation decides which views it takes, so every view that has a name is passed on.
   const std::optional<KEP_VIEW_TYPE> view =
       name == "DEFAULT_VIEW" ? std::optional(KEP_VIEW_TYPE::DEFAULT_VIEW) : find_view(name);
-  if (!view) refuse("unknown view \"{}\"", name);
+  if (!view) kep_routing_refuse("unknown view \"{}\"", name);
   if (!module->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
-    refuse("module \"{}\" is no IP root, so it can't be a routing root", module->get_plain_name());
+    kep_routing_refuse("module \"{}\" is no IP root, so it can't be a routing root",
+                       module->get_plain_name());
   m_parse.add_routing_root(module, static_cast<unsigned char>(*view));
 }
 
@@ -163,7 +160,7 @@ void KEP_ROUTING_OPERATIONS::set_skip_paths(const KEP_ROUTING_STATEMENT& stateme
   if (!statement.has(FIELD::INSTANCE)) return m_parse.set_skip_paths(module, skip);
   const std::string_view name = statement.get_text(FIELD::INSTANCE);
   KEP_INSTANCE* instance = module->find_instance(as_name(name).c_str());
-  if (!instance) refuse("no instance \"{}\" in module \"{}\"", name, module->get_plain_name());
+  if (!instance) kep_routing_refuse("no instance \"{}\" in module \"{}\"", name, module->get_plain_name());
   m_parse.set_skip_paths(instance, skip);
 }
 
@@ -176,7 +173,7 @@ void KEP_ROUTING_OPERATIONS::add_wire_type(const KEP_ROUTING_STATEMENT& statemen
 void KEP_ROUTING_OPERATIONS::set_spare_row(const KEP_ROUTING_STATEMENT& statement) {
   const std::string_view path = statement.get_text(FIELD::INSTANCE);
   const std::vector<KEP_UNFOLDED_INSTANCE> instances = m_db->find_unfolded_instances(as_name(path));
-  if (instances.empty()) refuse("no instance \"{}\" below the top", path);
+  if (instances.empty()) kep_routing_refuse("no instance \"{}\" below the top", path);
   for (const KEP_UNFOLDED_INSTANCE& instance : instances)
     m_db->get_legacy_api()->set_spare_row(instance, true);
 }
@@ -185,10 +182,10 @@ KEP_MODULE* KEP_ROUTING_OPERATIONS::get_module(const KEP_ROUTING_STATEMENT& stat
   const std::string_view view_name =
       statement.has(FIELD::VIEW) ? statement.get_text(FIELD::VIEW) : std::string_view("LOGICAL");
   const std::optional<KEP_VIEW_TYPE> view = find_view(view_name);
-  if (!view) refuse("unknown view \"{}\"", view_name);
+  if (!view) kep_routing_refuse("unknown view \"{}\"", view_name);
   const std::string_view name = statement.get_text(FIELD::MODULE);
   const std::vector<KEP_MODULE*> modules = m_db->find_modules(as_name(name).c_str(), *view, true);
-  if (modules.empty()) refuse("no module \"{}\" in view {}", name, view_name);
+  if (modules.empty()) kep_routing_refuse("no module \"{}\" in view {}", name, view_name);
   return modules.front();
 }
 
@@ -197,6 +194,6 @@ KEP_PORT* KEP_ROUTING_OPERATIONS::get_port(const KEP_ROUTING_STATEMENT& statemen
   const KEP_MODULE* module = get_module(statement);
   const std::string_view name = statement.get_text(field);
   KEP_PORT* port = module->find_port(as_name(name).c_str());
-  if (!port) refuse("no port \"{}\" in module \"{}\"", name, module->get_plain_name());
+  if (!port) kep_routing_refuse("no port \"{}\" in module \"{}\"", name, module->get_plain_name());
   return port;
 }

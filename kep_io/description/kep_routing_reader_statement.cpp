@@ -97,64 +97,60 @@ constexpr OP_INFO OPS[] = {
     {"set_spare_row", KEP_ROUTING_OP::SET_SPARE_ROW, {FIELD::INSTANCE}, {}},
 };
 
-template <class... ARGUMENTS>
-[[noreturn]] void refuse(fmt::format_string<ARGUMENTS...> format, ARGUMENTS&&... arguments) {
-  throw KEP_ROUTING_REFUSAL{fmt::format(format, std::forward<ARGUMENTS>(arguments)...)};
-}
-
 const OP_INFO& find_op(simdjson::dom::object statement) {
   std::optional<simdjson::dom::element> op;
   for (const auto [key, value] : statement) {
     if (key != "op") continue;
-    if (op) refuse("\"op\" stands there twice");
+    if (op) kep_routing_refuse("\"op\" stands there twice");
     op = value;
   }
-  if (!op) refuse("\"op\" is missing");
+  if (!op) kep_routing_refuse("\"op\" is missing");
   std::string_view name;
-  if (op->get(name) != simdjson::SUCCESS) refuse("\"op\" is no text");
+  if (op->get(name) != simdjson::SUCCESS) kep_routing_refuse("\"op\" is no text");
   for (const OP_INFO& info : OPS)
     if (info.m_name == name) return info;
-  refuse("unknown op \"{}\"", name);
+  kep_routing_refuse("unknown op \"{}\"", name);
 }
 
 unsigned find_field(const OP_INFO& op, std::string_view name) {
   for (unsigned field = 0; field != KEP_NUM_ROUTING_FIELDS; ++field)
     if (FIELDS[field].m_name == name && (op.m_required.has(field) || op.m_optional.has(field))) return field;
-  refuse("{} has no field \"{}\"", op.m_name, name);
+  kep_routing_refuse("{} has no field \"{}\"", op.m_name, name);
 }
 
 } // namespace
 
 KEP_ROUTING_STATEMENT::KEP_ROUTING_STATEMENT(simdjson::dom::element line) {
   simdjson::dom::object object;
-  if (line.get(object) != simdjson::SUCCESS) refuse("no JSON object");
+  if (line.get(object) != simdjson::SUCCESS) kep_routing_refuse("no JSON object");
   const OP_INFO& op = find_op(object);
   m_op = op.m_op;
   for (const auto [key, value] : object)
     if (key != "op") read_field(find_field(op, key), value);
   for (unsigned field = 0; field != KEP_NUM_ROUTING_FIELDS; ++field)
     if (op.m_required.has(field) && !m_given[field])
-      refuse("{}: \"{}\" is missing", op.m_name, FIELDS[field].m_name);
+      kep_routing_refuse("{}: \"{}\" is missing", op.m_name, FIELDS[field].m_name);
 }
 
 void KEP_ROUTING_STATEMENT::read_field(unsigned field, simdjson::dom::element value) {
   const FIELD_INFO& info = FIELDS[field];
-  if (m_given[field]) refuse("\"{}\" stands there twice", info.m_name);
+  if (m_given[field]) kep_routing_refuse("\"{}\" stands there twice", info.m_name);
   m_given[field] = true;
   switch (info.m_type) {
   case TYPE::TEXT:
-    if (value.get(m_texts[field]) != simdjson::SUCCESS) refuse("\"{}\" is no text", info.m_name);
+    if (value.get(m_texts[field]) != simdjson::SUCCESS) kep_routing_refuse("\"{}\" is no text", info.m_name);
     break;
   case TYPE::BOOL: {
     bool flag = false;
-    if (value.get(flag) != simdjson::SUCCESS) refuse("\"{}\" is neither true nor false", info.m_name);
+    if (value.get(flag) != simdjson::SUCCESS)
+      kep_routing_refuse("\"{}\" is neither true nor false", info.m_name);
     m_numbers[field] = flag;
     break;
   }
   case TYPE::NUMBER: {
     std::uint64_t number = 0;
     if (value.get(number) != simdjson::SUCCESS || number > info.m_max)
-      refuse("\"{}\" is no integer from 0 to {}", info.m_name, info.m_max);
+      kep_routing_refuse("\"{}\" is no integer from 0 to {}", info.m_name, info.m_max);
     m_numbers[field] = static_cast<unsigned char>(number);
     break;
   }

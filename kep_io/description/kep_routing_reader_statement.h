@@ -1,15 +1,22 @@
 #pragma once
 
+#include <fmt/format.h>
 #include <simdjson.h>
 
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// Thrown when a statement is refused; the reader adds file and line.
 struct KEP_ROUTING_REFUSAL {
   std::string m_reason;
 };
+
+template <class... ARGUMENTS>
+[[noreturn]] void kep_routing_refuse(fmt::format_string<ARGUMENTS...> format, ARGUMENTS&&... arguments) {
+  throw KEP_ROUTING_REFUSAL{fmt::format(format, std::forward<ARGUMENTS>(arguments)...)};
+}
 
 enum class KEP_ROUTING_OP : unsigned char {
   ADD_PORT_EDGE,

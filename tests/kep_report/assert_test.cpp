@@ -16,13 +16,13 @@
 #include <utility>
 #include <vector>
 
+namespace assert_test {
+
 using KEP_REPORT::ASSERTION_HANDLER;
 using KEP_REPORT::PREFIX_VIEW;
 using KEP_REPORT::set_assertion_handler;
 using KEP_REPORT::STREAM;
 using KEP_REPORT::detail::assert_at_line;
-
-namespace {
 
 static_assert(std::is_base_of_v<std::exception, KEP_REPORT_ASSERTION_FAILURE>);
 
@@ -236,4 +236,4 @@ TEST(AssertMacros, AreOneStatementEach) {
   EXPECT_TRUE(in_else);
 }
 
-} // namespace
+} // namespace assert_test

@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-namespace {
+namespace locale_test {
 
 using KEP_REPORT::STREAM;
 
@@ -65,4 +65,4 @@ TEST(ReportLocale, ChangesNoLineInPrintfStyleAndNoAssertion) {
   }
 }
 
-} // namespace
+} // namespace locale_test

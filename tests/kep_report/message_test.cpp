@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <string>
 
-using KEP_REPORT::STREAM;
+namespace message_test {
 
-namespace {
+using KEP_REPORT::STREAM;
 
 const KEP_REPORT_MESSAGE_CODE& rule(const std::string& code) {
   return *KEP_REPORT::get_msg_db()->get(code);
@@ -98,4 +98,4 @@ TEST(MessageDatabase, ARuleWithoutArgumentsIsFitToBePrintedAsItStands) {
   }
 }
 
-} // namespace
+} // namespace message_test

@@ -10,11 +10,11 @@
 #include <type_traits>
 #include <vector>
 
+namespace profiler_test {
+
 using KEP_REPORT::get_profile;
 using KEP_REPORT::PROFILE_SECTION;
 using KEP_REPORT::reset_profile;
-
-namespace {
 
 static_assert(!std::is_copy_constructible_v<KEP_REPORT_PROFILER> &&
               !std::is_copy_assignable_v<KEP_REPORT_PROFILER> &&
@@ -223,4 +223,4 @@ TEST_F(Profiler, AResetMayComeWhileThreadsMeasure) {
   EXPECT_TRUE(get_profile().empty());
 }
 
-} // namespace
+} // namespace profiler_test

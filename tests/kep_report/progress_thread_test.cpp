@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace progress_thread_test {
 
 using KEP_REPORT::PROGRESS_EVENT;
 
@@ -25,8 +25,6 @@ struct WATCHED {
 
   std::vector<std::string> m_seen;
 };
-
-} // namespace
 
 TEST(Progress, AWatcherSeesPhasesBeginAndEndWithWhatWasDone) {
   const WATCHED watched;
@@ -66,3 +64,5 @@ TEST(Progress, EveryThreadMayAddAndAskAndHavePhasesOfItsOwn) {
   EXPECT_EQ(watched.m_seen.size(), 10U);
   EXPECT_EQ(watched.m_seen.back(), "-all 400/400");
 }
+
+} // namespace progress_thread_test

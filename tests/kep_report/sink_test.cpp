@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+namespace sink_test {
+
 using KEP_REPORT::PREFIX_VIEW;
 using KEP_REPORT::SINK;
 using KEP_REPORT::STREAM;
-
-namespace {
 
 constexpr PREFIX_VIEW NO_PREFIX = PREFIX_VIEW::STANDARD;
 
@@ -201,4 +201,4 @@ TEST(Capture, UnendedTextStaysOnTheSideWhereItWasWritten) {
   EXPECT_EQ(info.m_pieces, expected);
 }
 
-} // namespace
+} // namespace sink_test

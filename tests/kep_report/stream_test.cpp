@@ -11,10 +11,10 @@
 #include <thread>
 #include <type_traits>
 
+namespace stream_test {
+
 using KEP_REPORT::PREFIX_VIEW;
 using KEP_REPORT::STREAM;
-
-namespace {
 
 constexpr PREFIX_VIEW NO_PREFIX = PREFIX_VIEW::STANDARD;
 
@@ -202,4 +202,4 @@ TEST(FinishedTexts, ANullTextIsAnAssertion) {
   EXPECT_EQ(capture.text(STREAM::INFO), "");
 }
 
-} // namespace
+} // namespace stream_test

@@ -15,10 +15,10 @@
 #include <thread>
 #include <vector>
 
+namespace thread_test {
+
 using KEP_REPORT::PREFIX_VIEW;
 using KEP_REPORT::STREAM;
-
-namespace {
 
 constexpr PREFIX_VIEW NO_PREFIX = PREFIX_VIEW::STANDARD;
 constexpr int THREADS = 8;
@@ -188,4 +188,4 @@ TEST(ThreadEnd, ThreadLocalObjectsMayReportInTheirDestructors) {
   EXPECT_EQ(capture.text(STREAM::ERR), "body\nlater by stream\nlater by form\nlater\n");
 }
 
-} // namespace
+} // namespace thread_test

@@ -88,7 +88,7 @@ private:
 
 /// The whole finished graph as lines of text: nodes in order, with their fanouts and fanins in order.
 inline std::vector<std::string> dump(const KEP_DB& db) {
-  const KEP_NAME_STYLE style;
+  const KEP_NAME_STYLE style{};
   const auto name = [&](const KEP_ROUTING::NODE& node) {
     return node.get_name(style) + (node.is_hipi() ? "^" : "");
   };

@@ -10,6 +10,8 @@
 #include <type_traits>
 #include <vector>
 
+namespace db_cache_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
@@ -20,8 +22,6 @@ using test_model::uip;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-
-namespace {
 
 constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
 
@@ -77,8 +77,6 @@ protected:
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
   const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
 };
-
-} // namespace
 
 TEST(DbCache, FindsWhatTheModuleFinds) {
   static_assert(std::has_virtual_destructor_v<KEP_DB_CACHE>);
@@ -254,3 +252,5 @@ TEST_F(Redundancy, BelowAModuleCountsMarksThatBeginAboveIt) {
   EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
               UnorderedElementsAre("t/m:a"));
 }
+
+} // namespace db_cache_test

@@ -12,6 +12,8 @@
 #include <type_traits>
 #include <vector>
 
+namespace routing_primitive_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
@@ -21,8 +23,6 @@ using test_model::port;
 using test_model::uip;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 const char* const DEVICE = R"(
   module MUX
@@ -55,8 +55,6 @@ template <class RANGE>
 auto pointers(const RANGE& range) {
   return std::vector(range.begin(), range.end());
 }
-
-} // namespace
 
 TEST_F(RoutingPrimitive, OfANewDatabaseIsThereAndEmpty) {
   const KEP_ROUTING::GRAPH* graph = db->get_routing_template_graph();
@@ -446,3 +444,5 @@ TEST(RandomWireTypes, AreFoundFromTheTopDownAndLastOnThePortAlone) {
   EXPECT_GT(alone, 1000U);
   EXPECT_GT(none, 1000U);
 }
+
+} // namespace routing_primitive_test

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
+namespace graph_bytes_test {
+
 using test_model::FANOUTS;
 using test_model::GRAPH_BUILD;
 using test_model::make_db;
 using test_model::uip;
-
-namespace {
 
 constexpr unsigned NUM_DRIVERS = 10;
 constexpr unsigned NUM_MUXES = 12; // the last two have no edges
@@ -43,8 +43,6 @@ std::vector<std::string> tiles() {
   }
   return tiles;
 }
-
-} // namespace
 
 TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
   const auto db = make_db(device());
@@ -114,3 +112,5 @@ TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {
   // The ranks of the two nodes that stand at each, and one page for them all: a byte for each of three ranks.
   EXPECT_EQ(bytes(3), bytes(0) + 3 * 2 * sizeof(std::uint32_t) + 3);
 }
+
+} // namespace graph_bytes_test

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+namespace random_routing_graph_test {
+
 /// Finished graphs beside the plain lists of edges from which they were built.
 
 using test_model::GRAPH_BUILD;
@@ -21,8 +23,6 @@ using test_model::NAIVE_EDGE;
 using test_model::NAIVE_NODE;
 using test_model::NODE_KEY;
 using test_model::RANDOM_GRAPH;
-
-namespace {
 
 struct COUNTS {
   std::size_t m_nodes = 0, m_hipi = 0, m_boundary = 0, m_real = 0, m_redundant = 0, m_mux_inputs = 0,
@@ -152,8 +152,6 @@ void build_one_by_one(KEP_DB& db, const RANDOM_GRAPH& graph, std::uint64_t order
   build.publish();
 }
 
-} // namespace
-
 TEST(RandomGraphs, AreReadBackEdgeByEdge) {
   COUNTS counts;
   for (std::uint64_t seed = 0; seed != 1200; ++seed) {
@@ -277,3 +275,5 @@ TEST(RandomGraphs, DoNotShowTheOrderOfAllocationTheNumberOfThreadsOrTheDatabase)
   }
   EXPECT_GT(lines, 10000U);
 }
+
+} // namespace random_routing_graph_test

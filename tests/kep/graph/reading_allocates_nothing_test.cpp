@@ -7,14 +7,14 @@
 #include <cstdlib>
 #include <new>
 
-namespace {
+namespace reading_allocates_nothing_test {
 std::atomic<std::uint64_t> allocations{0};
-} // namespace
+} // namespace reading_allocates_nothing_test
 
 // For this whole program: what the library allocates goes through here, too. The forms for arrays lead here.
 // Inlined, the one half would seem to a compiler not to match the other, which it sees by its name alone.
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  ++allocations;
+  ++reading_allocates_nothing_test::allocations;
   return std::malloc(size == 0 ? 1 : size);
 }
 [[gnu::noinline]] void* operator new(std::size_t size) {
@@ -31,7 +31,7 @@ std::atomic<std::uint64_t> allocations{0};
   std::free(memory);
 }
 
-namespace {
+namespace reading_allocates_nothing_test {
 
 struct SEEN {
   std::uint64_t m_edges = 0;
@@ -56,8 +56,6 @@ void read(const KEP_ROUTING::GRAPH& graph, SEEN& seen) {
   seen.m_allocations += allocations - before;
 }
 
-} // namespace
-
 TEST(FinishedGraph, IsReadWithoutAnAllocation) {
   SEEN seen;
   for (std::uint64_t seed = 0; seed != 50; ++seed) {
@@ -79,3 +77,5 @@ TEST(FinishedGraph, IsReadWithoutAnAllocation) {
   const std::uint64_t after = allocations;
   EXPECT_EQ(after, before + 1) << "allocations are not counted";
 }
+
+} // namespace reading_allocates_nothing_test

@@ -11,6 +11,8 @@
 #include <unordered_set>
 #include <vector>
 
+namespace routing_graph_test {
+
 using test_model::FANOUTS;
 using test_model::GRAPH_BUILD;
 using test_model::make_db;
@@ -19,9 +21,7 @@ using test_model::port;
 using test_model::uip;
 using testing::ElementsAre;
 
-namespace {
-
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 const char* const DEVICE = R"(
   module MUX
@@ -82,8 +82,6 @@ std::vector<std::string> fanins(const KEP_ROUTING::NODE& node) {
     found.push_back(edge.get_fanin().get_name(STYLE) + (edge.get_fanin().is_hipi() ? "^" : ""));
   return found;
 }
-
-} // namespace
 
 TEST_F(RoutingGraph, ValuesAreSmallAndCopiedAsPlainMemory) {
   static_assert(sizeof(KEP_ROUTING::BASE_NODE) == 8 && sizeof(KEP_ROUTING::NODE) == 16);
@@ -268,3 +266,5 @@ TEST(RoutingGraphs, KeepTheBoundaryNodesOfPortsOfEveryTop) {
   EXPECT_FALSE(KEP_ROUTING::NODE(port(*db, "T", "q")));
   EXPECT_THAT(test_model::dump(*db), ElementsAre(":p", "  > :q ", ":q", "  < :p"));
 }
+
+} // namespace routing_graph_test

@@ -9,16 +9,16 @@
 #include <thread>
 #include <vector>
 
+namespace threads_test {
+
 /// Many threads over one database and one graph; what they see is told by the results, and races by the
 /// thread sanitizer.
 
 using test_model::GRAPH_BUILD;
 using test_model::RANDOM_GRAPH;
 
-namespace {
-
 constexpr unsigned THREADS = 8;
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 /// Runs the body at once on all threads and gives what each of them returned.
 std::vector<std::size_t> on_all_threads(const auto& body) {
@@ -79,8 +79,6 @@ std::unique_ptr<KEP_DB> make_large_db(std::uint64_t seed) {
   limits.m_max_kinds = 7;
   return test_model::make_random_db(seed, limits);
 }
-
-} // namespace
 
 TEST(Threads, ReadOneDatabaseAtOnce) {
   std::size_t read = 0;
@@ -176,3 +174,5 @@ TEST(Threads, ReadOneFinishedGraphAtOnce) {
   }
   EXPECT_GT(lines, 1000U);
 }
+
+} // namespace threads_test

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-namespace {
+namespace word_folder_test {
 
 /// Numbers below the bound, its largest among them.
 std::vector<std::uint32_t> make_numbers(std::uint32_t bound) {
@@ -17,8 +17,6 @@ std::vector<std::uint32_t> make_numbers(std::uint32_t bound) {
   numbers.push_back(bound - 1);
   return numbers;
 }
-
-} // namespace
 
 TEST(PackedNumbers, TakeAsFewBytesAsTheirBoundAllows) {
   const std::vector<std::pair<std::uint32_t, std::uint32_t>> cases{
@@ -85,3 +83,5 @@ TEST(FoldedWords, HaveNumbersThatHangOnTheWordsAloneAndNotOnTheirOrder) {
   for (std::size_t i = 0; i != words.size(); ++i)
     EXPECT_EQ(list.get_view().m_numbers.get(i), other.get_view().m_numbers.get(words.size() - 1 - i));
 }
+
+} // namespace word_folder_test

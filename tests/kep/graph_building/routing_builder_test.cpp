@@ -17,6 +17,8 @@
 #include <tuple>
 #include <vector>
 
+namespace routing_builder_test {
+
 using test_model::BUILDER_NODE;
 using test_model::FANOUTS;
 using test_model::GRAPH_BUILD;
@@ -29,9 +31,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-namespace {
-
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 const char* const DEVICE = R"(
   module MUX
@@ -69,8 +69,6 @@ std::vector<std::string> nodes(KEP_ROUTING_BUILDER_GRAPH* graph) {
     found.push_back(describe(node));
   return found;
 }
-
-} // namespace
 
 TEST_F(RoutingBuilder, ANewGraphIsEmpty) {
   for (const std::size_t init_size : {0U, 1U, 64U}) {
@@ -604,3 +602,5 @@ TEST(RandomNodes, AreFoundAsInAMapBeforeAndAfterTheSort) {
   EXPECT_GT(boundaries, 300U);
   EXPECT_GT(misses, 5000U);
 }
+
+} // namespace routing_builder_test

@@ -6,15 +6,13 @@
 #include <random>
 #include <vector>
 
-using TABLE = KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>;
+namespace template_table_test {
 
-namespace {
+using TABLE = KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>;
 
 TABLE::LIST list_of(const std::vector<KEP_FANIN_ENTRY>& entries, std::uint16_t num_real) {
   return {entries.data(), num_real, static_cast<std::uint16_t>(entries.size())};
 }
-
-} // namespace
 
 // Far more lists than a thread keeps at hand, in two tables at a time that both have every list.
 TEST(TemplateTable, GivesEqualListsOneNumberAndUnlikeOnesDifferentNumbers) {
@@ -52,3 +50,5 @@ TEST(TemplateTable, TellsListsApartByHowManyOfTheirEdgesAreReal) {
   const std::vector<KEP_FANIN_ENTRY> entries{{{1}}, {{2}}};
   EXPECT_NE(table.add(list_of(entries, 1), recent), table.add(list_of(entries, 2), recent));
 }
+
+} // namespace template_table_test

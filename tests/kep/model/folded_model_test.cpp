@@ -11,14 +11,14 @@
 #include <type_traits>
 #include <vector>
 
+namespace folded_model_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
 using test_model::port;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr KEP_VIEW_TYPE LOGICAL = KEP_VIEW_TYPE::LOGICAL;
 constexpr KEP_VIEW_TYPE VIEW_1 = KEP_VIEW_TYPE::VIEW_1;
@@ -72,10 +72,8 @@ const char* const DEVICE = R"(
 class FoldedModel : public testing::Test {
 protected:
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_NAME_STYLE style;
+  const KEP_NAME_STYLE style{};
 };
-
-} // namespace
 
 TEST(Views, HaveTheNumbersThatFilesAndToolsUse) {
   EXPECT_EQ(static_cast<int>(LOGICAL), 0);
@@ -101,7 +99,7 @@ TEST(Views, HavePrintableNames) {
 
 TEST(NameStyle, IsSevenOptionBytesAndTwoSeparators) {
   EXPECT_EQ(sizeof(KEP_NAME_STYLE), 9U);
-  const KEP_NAME_STYLE style;
+  const KEP_NAME_STYLE style{};
   EXPECT_THAT(style.m_options, testing::Each(false));
   EXPECT_EQ(style.m_hierarchy_separator, '/');
   EXPECT_EQ(style.m_port_separator, ':');
@@ -429,7 +427,7 @@ TEST(ViewTypeRank, IsThreeBytesAndTriesItsViewsInOrder) {
 
 TEST(PortIndexCompare, OrdersByIndexAndThenByModule) {
   const auto db = make_db(DEVICE);
-  const KEP_PORT_INDEX_COMPARE less;
+  const KEP_PORT_INDEX_COMPARE less{};
   const KEP_PORT* mux_b = port(*db, "MUX", "b");
   const KEP_PORT* blc_a = port(*db, "MUX_BLC", "a");
   const KEP_PORT* mux_a = port(*db, "MUX", "a");
@@ -500,3 +498,5 @@ TEST(ForeignModules, LieInADatabaseOfTheirOwn) {
   EXPECT_EQ(far->get_routing_template_graph(), db->get_routing_template_graph());
   EXPECT_EQ(&far->get_unfolding(), &db->get_unfolding());
 }
+
+} // namespace folded_model_test

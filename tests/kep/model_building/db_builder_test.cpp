@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace {
+namespace db_builder_test {
 
 /// What a builder says to a fault of its caller.
 std::string explanation_of(const std::function<void()>& body) {
@@ -122,4 +122,4 @@ TEST(DbBuilder, KeepsItsIdsWhereItMoves) {
   EXPECT_STREQ(test_model::port(*db, "TILE", "p")->get_net()->get_plain_name(), "n");
 }
 
-} // namespace
+} // namespace db_builder_test

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+namespace freeze_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
@@ -15,8 +17,6 @@ using test_model::TEXT_MODEL;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-
-namespace {
 
 /// Why the model is refused; a model that is not fails the test.
 std::string refusal(KEP_DB_BUILDER&& builder) {
@@ -55,8 +55,6 @@ KEP_DB_BUILDER nested(unsigned depth, unsigned width) {
   }
   return builder;
 }
-
-} // namespace
 
 TEST(Freeze, RefusesAKeyTwice) {
   KEP_DB_BUILDER builder;
@@ -418,3 +416,5 @@ TEST(Freeze, NeedsADesignatedTopWhereAnEquivalentIsTheMasterOfNothing) {
   const auto db = make_db(designated);
   EXPECT_EQ(db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW), module(*db, "T"));
 }
+
+} // namespace freeze_test

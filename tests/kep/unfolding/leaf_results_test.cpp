@@ -6,14 +6,12 @@
 #include <string>
 #include <vector>
 
+namespace leaf_results_test {
+
 using test_model::make_db;
 using test_model::unfolded_instance;
 
-namespace {
-
 constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
-
-} // namespace
 
 TEST(LeafResults, NoteTheHighestModule) {
   const auto db = make_db(R"(
@@ -77,3 +75,5 @@ TEST(NetSet, HoldsEachNetOnceInOrderAndCanBeEmptied) {
     EXPECT_FALSE(set.contains(nets[0]));
   }
 }
+
+} // namespace leaf_results_test

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace leaf_search_test {
+
 /// The leaf search with predicates that are written for each test: what is reported, in which order, and what
 /// is found.
 
@@ -20,10 +22,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using SEARCH = test_model::LEAF_SEARCH_CASE;
 
-namespace {
-
 constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 // A driver and three loads on one net: a leaf, a block to go down into, and one with nothing behind its port.
 const char* const FLAT = R"(
@@ -44,8 +44,6 @@ const char* const FLAT = R"(
     inst e OPEN
     net n d.o l.i b.i e.i q
 )";
-
-} // namespace
 
 TEST(VisitTypes, HaveBindingValuesAndNamesForTheLog) {
   using TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
@@ -435,3 +433,5 @@ TEST(LeafSearch, LeavesEquivalentsOfTheTopAtTheirPorts) {
   EXPECT_EQ(search.results.m_top_ports[0].get_parent(),
             search.db->get_top_unfolded_module(KEP_VIEW_TYPE::BLC));
 }
+
+} // namespace leaf_search_test

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace leaf_search_ways_through_test {
+
 /// Leaf searches that skip paths lead on.
 
 using test_model::name_of;
@@ -14,8 +16,6 @@ using test_model::uip;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using SEARCH = test_model::LEAF_SEARCH_CASE;
-
-namespace {
 
 // A chain of muxes through which skip paths lead.
 const char* const SKIPS = R"(
@@ -34,8 +34,6 @@ const char* const SKIPS = R"(
     net m a.o b.i s.i
     net z a.z t.i
 )";
-
-} // namespace
 
 TEST(LeafSearch, GoesAcrossSkipPathsInTheOrderOfTheirOutputs) {
   SEARCH search(SKIPS);
@@ -204,3 +202,5 @@ TEST(LeafSearch, TakesTheListOfAPredicateThatReplacesIt) {
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("b:far", "s:i", "t:i", "u:i"));
 }
+
+} // namespace leaf_search_ways_through_test

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace property_test {
 
 std::string name_of(unsigned number) {
   return "n" + std::to_string(number);
@@ -38,8 +38,6 @@ const std::vector<unsigned> ALL_NAMES = [] {
     names[i] = i;
   return names;
 }();
-
-} // namespace
 
 RC_GTEST_PROP(NameLookUp, FindsExactlyTheInstancesThatAreThere, ()) {
   const auto chosen = *rc::gen::container<std::set<unsigned>>(rc::gen::elementOf(ALL_NAMES));
@@ -77,3 +75,5 @@ RC_GTEST_PROP(NetSet, IsASetThatCanBeEmptiedAndFilledAgain, ()) {
     }));
   }
 }
+
+} // namespace property_test

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+namespace random_leaf_search_test {
+
 /// The leaf search with arbitrary predicates on random hierarchies, beside one that is written as plain
 /// recursion.
-
-namespace {
 
 using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
 using UIP = KEP_UNFOLDED_INST_PORT;
@@ -284,8 +284,6 @@ private:
   std::vector<PORT> m_ports;
 };
 
-} // namespace
-
 TEST(RandomLeafSearch, DoesWhatPlainRecursionDoes) {
   COUNTS counts;
   test_model::RANDOM_MODEL_LIMITS limits;
@@ -309,3 +307,5 @@ TEST(RandomLeafSearch, DoesWhatPlainRecursionDoes) {
   EXPECT_GT(counts.m_walked_before, 1000U);
   EXPECT_GT(counts.m_current, 1000U);
 }
+
+} // namespace random_leaf_search_test

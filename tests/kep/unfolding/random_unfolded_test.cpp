@@ -13,16 +13,16 @@
 #include <tuple>
 #include <vector>
 
+namespace random_unfolded_test {
+
 /// Every operation of the unfolded values on random hierarchies, beside the same hierarchy spelled out.
 
 using test_model::NAIVE_HIERARCHY;
 using test_model::NAIVE_OCCURRENCE;
 using test_model::naive_view;
 
-namespace {
-
 constexpr std::uint64_t SEEDS = 2000;
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 std::vector<KEP_VIEW_TYPE_RANK> some_ranks() {
   using V = KEP_VIEW_TYPE;
@@ -320,8 +320,6 @@ private:
   std::map<PATH_KEY, std::set<std::array<std::uint32_t, 4>>> m_paths;
 };
 
-} // namespace
-
 TEST(RandomHierarchies, UnfoldAsTheyDoWhenSpelledOut) {
   COUNTS counts;
   test_model::RANDOM_MODEL_LIMITS limits;
@@ -369,3 +367,5 @@ TEST(RandomHierarchies, GiveEveryViewOfAPathOfNames) {
   EXPECT_GT(several, 300U);
   EXPECT_GT(none, 300U);
 }
+
+} // namespace random_unfolded_test

@@ -12,6 +12,8 @@
 #include <unordered_set>
 #include <vector>
 
+namespace relative_path_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
@@ -19,8 +21,6 @@ using test_model::port;
 using test_model::unfolded_instance;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
 constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
@@ -59,12 +59,10 @@ protected:
   KEP_PORT* const mux_b = port(*db, "MUX", "b");
 };
 
-} // namespace
-
 TEST(RelativePathValue, IsFourWordsAndInvalidByDefault) {
   static_assert(sizeof(KEP_RELATIVE_PATH) == 4 * sizeof(std::uint32_t));
   static_assert(std::is_trivially_copyable_v<KEP_RELATIVE_PATH>);
-  const KEP_RELATIVE_PATH path;
+  const KEP_RELATIVE_PATH path{};
   EXPECT_FALSE(path);
   EXPECT_EQ(path, KEP_RELATIVE_PATH());
   EXPECT_THAT(path.get_words(), ElementsAre(0U, 0U, 0U, 0U));
@@ -290,3 +288,5 @@ TEST(RelativePaths, FromAModuleOfAnotherDatabaseAreInvalid) {
   const auto large = make_db(DEVICE);
   EXPECT_FALSE(deep - unfolded_instance(*large, "u/k").get_module(DEFAULT));
 }
+
+} // namespace relative_path_test

@@ -11,6 +11,8 @@
 #include <unordered_set>
 #include <vector>
 
+namespace unfolded_test {
+
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
@@ -19,12 +21,10 @@ using test_model::uip;
 using test_model::unfolded_instance;
 using testing::ElementsAre;
 
-namespace {
-
 constexpr KEP_VIEW_TYPE LOGICAL = KEP_VIEW_TYPE::LOGICAL;
 constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
 constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
-const KEP_NAME_STYLE STYLE;
+const KEP_NAME_STYLE STYLE{};
 
 const char* const DEVICE = R"(
   module MUX group=mux
@@ -78,8 +78,6 @@ void expect_two_plain_words() {
   EXPECT_EQ(reinterpret_cast<char*>(&value.m_position), reinterpret_cast<char*>(&value));
 }
 
-} // namespace
-
 TEST(UnfoldedValues, AreTwoWordsAndEmptyByDefault) {
   expect_two_plain_words<KEP_UNFOLDED_MODULE>();
   expect_two_plain_words<KEP_UNFOLDED_INSTANCE>();
@@ -102,14 +100,14 @@ TEST(EmptyValues, HaveTotalOperations) {
   const KEP_VIEW_TYPE_RANK rank(LOGICAL);
   const auto db = make_db(DEVICE);
 
-  const KEP_UNFOLDED_MODULE module;
+  const KEP_UNFOLDED_MODULE module{};
   EXPECT_EQ(module.get_unfolded_instance(), KEP_UNFOLDED_INSTANCE());
   EXPECT_TRUE(module.iter_instances().empty());
   EXPECT_EQ(module.get_unfolded_port_by_index(0), KEP_UNFOLDED_PORT());
   EXPECT_EQ(module + KEP_RELATIVE_PATH(), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(module + KEP_RELATIVE_PATH::create({}, port(*db, "TILE", "in")), KEP_UNFOLDED_MODULE());
 
-  const KEP_UNFOLDED_INSTANCE instance;
+  const KEP_UNFOLDED_INSTANCE instance{};
   EXPECT_EQ(instance.get_name(STYLE), "");
   EXPECT_EQ(instance.get_parent(), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(instance.get_module(rank), KEP_UNFOLDED_MODULE());
@@ -120,7 +118,7 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_EQ(instance.get_unfolding_of_inst_port(uip(*db, "s:in").m_object), KEP_UNFOLDED_INST_PORT());
   EXPECT_EQ(instance.get_ip_root_instance(), KEP_UNFOLDED_INSTANCE());
 
-  const KEP_UNFOLDED_PORT port;
+  const KEP_UNFOLDED_PORT port{};
   EXPECT_EQ(port.get_name(STYLE), "");
   EXPECT_EQ(port.get_parent(), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(port.get_unfolded_net(), KEP_UNFOLDED_NET());
@@ -128,7 +126,7 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_FALSE(port - module);
   EXPECT_FALSE(port - db->get_top_unfolded_module(DEFAULT));
 
-  const KEP_UNFOLDED_INST_PORT empty_uip;
+  const KEP_UNFOLDED_INST_PORT empty_uip{};
   EXPECT_EQ(empty_uip.get_db(), nullptr);
   EXPECT_EQ(empty_uip.get_name(STYLE), "");
   std::string name = "kept";
@@ -138,7 +136,7 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_EQ(empty_uip.get_unfolded_net(), KEP_UNFOLDED_NET());
   EXPECT_EQ(empty_uip.get_unfolded_port(rank), KEP_UNFOLDED_PORT());
 
-  const KEP_UNFOLDED_NET net;
+  const KEP_UNFOLDED_NET net{};
   EXPECT_EQ(net.get_name(STYLE), "");
   EXPECT_TRUE(net.iter_ports().empty());
   EXPECT_TRUE(net.iter_inst_ports().empty());
@@ -327,3 +325,5 @@ TEST(UnfoldedValues, StepThroughAHierarchyOfManyLevels) {
   EXPECT_EQ(path.get_instances(db.get()), chain);
   EXPECT_EQ(at.get_name(STYLE).size(), 2 * (DEPTH - 1) - 1 + 2);
 }
+
+} // namespace unfolded_test

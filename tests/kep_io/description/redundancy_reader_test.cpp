@@ -16,10 +16,10 @@
 #include <unistd.h>
 #include <vector>
 
+namespace redundancy_reader_test {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 KEP_RG_PARSE_REDUNDANCY quiet_parser(KEP_DB* db) {
   KEP_REPORT_CAPTURE capture;
@@ -187,4 +187,4 @@ TEST_F(RedundancyReader, ReadsAFile) {
   EXPECT_THAT(stored(), ElementsAre("m/b"));
 }
 
-} // namespace
+} // namespace redundancy_reader_test

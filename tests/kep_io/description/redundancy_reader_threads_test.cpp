@@ -18,9 +18,9 @@
 #include <string>
 #include <vector>
 
-using testing::IsEmpty;
+namespace redundancy_reader_threads_test {
 
-namespace {
+using testing::IsEmpty;
 
 std::vector<std::string> sorted_lines(const std::string& path) {
   std::ifstream file(path);
@@ -69,4 +69,4 @@ TEST(RedundancyReaderThreads, LeadFromTheTextToTheRedundantEdgesWorkedOutByHand)
   }
 }
 
-} // namespace
+} // namespace redundancy_reader_threads_test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace routing_reader_test {
 
 /// The name of the wire type on the path of that chain and port, from the module in which it starts.
 std::string wire_type(const ROUTED_DEVICE& device, const std::vector<KEP_INSTANCE*>& chain,
@@ -21,8 +21,6 @@ std::string spare_rows(KEP_DB* db) {
     }
   return text;
 }
-
-} // namespace
 
 TEST(RoutingReader, AnEmptyDescriptionInitializesTheStore) {
   ROUTED_DEVICE device;
@@ -184,3 +182,5 @@ TEST(RoutingReader, ASpareRowIsMarkedOnTheInstancesOfAPathInEveryView) {
               "\"instance\": \"t0/b/u\"}");
   EXPECT_EQ(spare_rows(device.db()), "t1 t0/b/l t0/b/u ");
 }
+
+} // namespace routing_reader_test

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace {
+namespace routing_refusal_test {
 
 struct REFUSAL {
   const char* m_what;
@@ -87,8 +87,6 @@ const REFUSAL LINES[] = {
     {"LineBreakInAName", R"({"op": "a\nb"})", "unknown op \"a\\u000ab\""},
 };
 
-} // namespace
-
 TEST_P(RoutingRefusal, IsOneLineThatTellsTheLine) {
   ROUTED_DEVICE device;
   const std::string before = "# comment\n{\"op\": \"add_module_is_not_template\", \"module\": \"TOP\"}\n";
@@ -165,3 +163,5 @@ TEST(RoutingRefusal, ARefusedDescriptionDoesNotInitializeTheStore) {
   EXPECT_NE(device.refusal("x"), "");
   EXPECT_FALSE(device.store()->is_initialized());
 }
+
+} // namespace routing_refusal_test

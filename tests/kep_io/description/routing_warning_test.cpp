@@ -7,7 +7,7 @@
 
 #include <fstream>
 
-namespace {
+namespace routing_warning_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -20,8 +20,6 @@ std::string edge(const std::string& module, const std::string& input, const std:
 std::vector<std::string> warnings(ROUTED_DEVICE& device, const std::string& text) {
   return kep_read_routing_text(device.db(), device.parse(), text, "r.jsonl");
 }
-
-} // namespace
 
 TEST(RoutingWarning, NamesTheLineOfAnArcFromAnOutputToAnInputAndCarriesItOut) {
   ROUTED_DEVICE device;
@@ -72,3 +70,5 @@ TEST(RoutingWarning, ARefusalOfTheOperationGivesItsReasonWithoutAPlaceInTheSourc
   EXPECT_EQ(device.refusal(R"({"op": "set_skip_paths", "module": "MUX", "skip": true})"),
             "r.jsonl:1: No port edges exist for module MUX(logical)");
 }
+
+} // namespace routing_warning_test

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using testing::ElementsAre;
+namespace model_reader_test {
 
-namespace {
+using testing::ElementsAre;
 
 std::unique_ptr<KEP_DB> read(const std::string& text) {
   return kep_read_model_text(text, "m.json");
@@ -24,8 +24,6 @@ std::unique_ptr<KEP_DB> read_attributes(const std::string& attributes) {
 const KEP_MODULE* top_of(const std::unique_ptr<KEP_DB>& db) {
   return db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
 }
-
-} // namespace
 
 TEST(ModelReader, OrderOfModulesPortsAndCellsIsThatOfTheFile) {
   const auto db = read(R"({"modules": {
@@ -351,3 +349,5 @@ TEST(ModelReader, TextsMayHoldEveryCharacterThatIsNoSeparatorAndNoControl) {
       read_module("\"ports\": {\"\\u00e4 \\\"\\\\[.]\": {\"direction\": \"input\", \"bits\": [2]}}");
   EXPECT_THAT(port_names(top_of(db)), ElementsAre("\xC3\xA4 \"\\[.]"));
 }
+
+} // namespace model_reader_test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace model_refusal_test {
 
 struct REFUSAL {
   const char* m_what; // sentence about what is refused
@@ -225,8 +225,6 @@ const REFUSAL TEXTS[] = {
      "m.json: modules.T.cells: the name \"a\\u000ab\" holds a control character"},
 };
 
-} // namespace
-
 TEST_P(ModelRefusal, IsOneLineThatTellsThePlace) {
   EXPECT_EQ(model_refusal(GetParam().m_text), GetParam().m_message);
 }
@@ -237,3 +235,5 @@ INSTANTIATE_TEST_SUITE_P(Texts, ModelRefusal, testing::ValuesIn(TEXTS),
 TEST(ModelRefusal, TheNameOfTheFileCannotBreakTheLineEither) {
   EXPECT_EQ(refusal_of([] { kep_read_model_text("[]", "a\nb.json"); }), "a\\u000ab.json: not a JSON object");
 }
+
+} // namespace model_refusal_test

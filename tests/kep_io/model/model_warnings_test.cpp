@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace model_warnings_test {
+
 using testing::ElementsAre;
 
 TEST(ModelWarnings, ThereAreNoneWhereAllIsRight) {
@@ -82,3 +84,5 @@ TEST(ModelWarnings, AreOneLineEachWhateverTheNamesHold) {
   ASSERT_EQ(warnings.size(), 1U);
   EXPECT_THAT(warnings[0], testing::StartsWith("m.json: modules.T.attributes.kep_\\u000a: "));
 }
+
+} // namespace model_warnings_test

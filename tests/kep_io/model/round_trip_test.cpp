@@ -8,10 +8,10 @@
 #include <random>
 #include <sstream>
 
+namespace round_trip_test {
+
 /// Random models go through the writer and the reader. What must come out is worked out here, straight from
 /// what went in.
-
-namespace {
 
 using BITS = std::vector<std::int64_t>;
 
@@ -138,8 +138,6 @@ WORDS words_of(const KEP_MODULE* module) {
   return words;
 }
 
-} // namespace
-
 TEST(RoundTrip, AModelThatIsWrittenIsReadBackAsItWas) {
   std::size_t num_nets = 0;
   for (unsigned seed = 0; seed != 500; ++seed) {
@@ -163,3 +161,5 @@ TEST(RoundTrip, AModelThatIsWrittenIsReadBackAsItWas) {
   }
   EXPECT_GT(num_nets, 1000U);
 }
+
+} // namespace round_trip_test

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-using testing::ElementsAre;
+namespace yosys_files_test {
 
-namespace {
+using testing::ElementsAre;
 
 const std::string FOLDER = KEP_TEST_DATA_DIR "/yosys/";
 
@@ -38,8 +38,6 @@ std::string net_at(const KEP_MODULE* module, const char* instance, const char* p
   }
   return "no such port";
 }
-
-} // namespace
 
 TEST(YosysFiles, BitsCountTheWayTheDeclarationDoes) {
   const auto db = read("names");
@@ -155,3 +153,5 @@ TEST(YosysFiles, AMasterThatIsNotThereIsRefusedWithTheCauseAndTheRemedy) {
             "needs its ports (\"read_verilog -lib FILE\"), and \"setattr -mod -unset blackbox =not_there\" "
             "before \"hierarchy\"");
 }
+
+} // namespace yosys_files_test

@@ -6,10 +6,10 @@
 #include <random>
 #include <string>
 
+namespace damage_test {
+
 /// Damaged input is refused in one line, or read as what it then says. Anything else, another exception or a
 /// crash, fails the test program.
-
-namespace {
 
 const std::string MODEL = R"({"creator": "x", "modules": {
  "MUX": {"attributes": {"kep_equivalents": "g", "kep_ip_root": "0001"}, "ports": {
@@ -89,8 +89,6 @@ struct OUTCOMES {
   }
 };
 
-} // namespace
-
 TEST(DamagedInput, AModelIsReadOrRefusedInOneLine) {
   ASSERT_EQ(model_refusal(MODEL), "");
   std::mt19937 random(7);
@@ -123,3 +121,5 @@ TEST(DamagedInput, ADescriptionIsReadOrRefusedInOneLine) {
   EXPECT_GT(outcomes.m_refused, 1000U);
   EXPECT_GT(outcomes.m_read, 30U);
 }
+
+} // namespace damage_test

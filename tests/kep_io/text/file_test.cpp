@@ -8,7 +8,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace {
+namespace file_test {
 
 /// A folder of its own for each test.
 class ReadingFiles : public testing::Test {
@@ -42,8 +42,6 @@ private:
 };
 
 using PAIR = std::pair<std::string, std::string>;
-
-} // namespace
 
 TEST_F(ReadingFiles, GivesWhatTheTextGives) {
   const auto db = kep_read_model(write("m.json", ROUTED_DEVICE::MODEL));
@@ -104,3 +102,5 @@ TEST_F(ReadingFiles, TellsTheLineInAFile) {
   EXPECT_EQ(refusals(write("bad", "\n\n{\"op\": \"x\"}")).second, ":3: unknown op \"x\"");
   EXPECT_EQ(refusals(write("bad", "{\"modules\"\n: x}")).first, ":2:3: no JSON: a value is expected");
 }
+
+} // namespace file_test

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-namespace {
+namespace json_fault_test {
 
 /// The reader gets past the parser, to find that the text is no model.
 bool parses(const std::string& text) {
@@ -17,8 +17,6 @@ bool parses(const std::string& text) {
 std::string nested(std::size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
 }
-
-} // namespace
 
 TEST(JsonFault, ThereIsNoneInWhatTheParserTakes) {
   for (const std::string text :
@@ -89,3 +87,5 @@ TEST(JsonFault, ThereIsOneExactlyInWhatTheParserRefuses) {
   EXPECT_GT(num_refused, 5000U);
   EXPECT_LT(num_refused, 19900U);
 }
+
+} // namespace json_fault_test

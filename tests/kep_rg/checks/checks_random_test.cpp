@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace checks_random_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -323,4 +323,4 @@ TEST(TracesBesideANaiveModel, AreTheSameForRandomDevicesSoundAndDamaged) {
   EXPECT_GT(seen.m_asserted, seeds / 20);
 }
 
-} // namespace
+} // namespace checks_random_test

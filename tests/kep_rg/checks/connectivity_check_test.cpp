@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+namespace connectivity_check_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -242,4 +242,4 @@ TEST_F(ConnectivityCheck, CarriesNothingFromOneCallToTheNext) {
   EXPECT_TRUE(run().m_result);
 }
 
-} // namespace
+} // namespace connectivity_check_test

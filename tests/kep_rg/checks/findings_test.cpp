@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace findings_test {
 
 using KEP_ROUTING::NODE;
 using test_model::EDITED_GRAPH;
@@ -184,4 +184,4 @@ TEST_F(Findings, AreNoneForTheClassesEitherThatAnEdgeToNowhereWouldStop) {
   EXPECT_FALSE(check(&KEP_RG_POST_CHECKS::test_graph_connectivity).m_result) << "b:o";
 }
 
-} // namespace
+} // namespace findings_test

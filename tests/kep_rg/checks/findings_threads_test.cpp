@@ -12,7 +12,7 @@
 #include <string>
 #include <thread>
 
-namespace {
+namespace findings_threads_test {
 
 using test_model::EDITED_GRAPH;
 using FIND = KEP_RG_FINDINGS (*)(const KEP_ROUTING::GRAPH&, std::size_t, KEP_REPORT_PROGRESS*);
@@ -87,4 +87,4 @@ TEST_F(FindingsThreads, MayBeLookedForAllAtATime) {
   EXPECT_GT(hipi.m_num, 0U);
 }
 
-} // namespace
+} // namespace findings_threads_test

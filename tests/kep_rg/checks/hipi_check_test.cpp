@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace hipi_check_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -138,4 +138,4 @@ TEST_F(HipiCheck, EndsARangeBehindATwinThatFeedsNothing) {
   EXPECT_THAT(findings(), ElementsAre(NOT_NAMED, NO_FANIN));
 }
 
-} // namespace
+} // namespace hipi_check_test

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace hipi_check_threads_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -125,4 +125,4 @@ TEST_F(HipiCheckThreads, RunsBesideTheOtherChecksOnOneGraph) {
   EXPECT_THAT(test_model::split_lines(capture.text(KEP_REPORT::STREAM::ERR)), SizeIs(2));
 }
 
-} // namespace
+} // namespace hipi_check_threads_test

@@ -7,9 +7,9 @@
 #include <set>
 #include <vector>
 
-using test_model::RANDOM_SOURCE;
+namespace pending_places_test {
 
-namespace {
+using test_model::RANDOM_SOURCE;
 
 /// All that is pending, in the order in which it is taken.
 std::vector<std::uint32_t> take_all(KEP_RG_PENDING_PLACES& places) {
@@ -75,4 +75,4 @@ TEST(PendingPlaces, AgreeWithAnOrderedSet) {
   EXPECT_GT(wraps, 100U);
 }
 
-} // namespace
+} // namespace pending_places_test

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace post_checks_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -314,4 +314,4 @@ TEST_F(PostChecks, AreCopiedAndMovedWithWhatTheyTest) {
   EXPECT_TRUE(is_verbose(other));
 }
 
-} // namespace
+} // namespace post_checks_test

@@ -7,7 +7,7 @@
 #include <string>
 #include <type_traits>
 
-namespace {
+namespace exception_test {
 
 static_assert(std::is_base_of_v<std::exception, KEP_EXCEPTION>);
 static_assert(std::is_base_of_v<KEP_EXCEPTION, KEP_RUNTIME_ERROR>);
@@ -83,4 +83,4 @@ TEST(ThrowMacro, NamesTheFileRelativeToTheRepositoryAndItsOwnLine) {
   }
 }
 
-} // namespace
+} // namespace exception_test

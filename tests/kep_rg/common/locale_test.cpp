@@ -18,7 +18,7 @@
 #include <string>
 #include <unistd.h>
 
-namespace {
+namespace locale_test {
 
 using ACCESS = KEP_RG_TEST_ACCESS;
 using KEP_REPORT::STREAM;
@@ -99,4 +99,4 @@ TEST(Locale, ChangesNoTime) {
   EXPECT_EQ(format_time(1234 * 3600 + 56 * 60 + 42), "1234h:56m:42s");
 }
 
-} // namespace
+} // namespace locale_test

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace debug_edges_random_test {
 
 using test_model::RANDOM_DEVICE;
 using test_model::RANDOM_FABRIC;
@@ -94,4 +94,4 @@ TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
   EXPECT_LT(seen.m_refused, seeds / 4);
 }
 
-} // namespace
+} // namespace debug_edges_random_test

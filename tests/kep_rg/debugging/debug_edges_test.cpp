@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace {
+namespace debug_edges_test {
 
 using test_model::lines_of;
 using test_model::RECORDED_WALK;
@@ -363,4 +363,4 @@ TEST(DebugEdgesOfLikePlaces, WalksAtEachPlaceAnew) {
   }
 }
 
-} // namespace
+} // namespace debug_edges_test

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace debug_test {
 
 const NAMED_MODEL& model() {
   static const NAMED_MODEL made(R"(
@@ -25,7 +25,7 @@ const NAMED_MODEL& model() {
 }
 
 TEST(DebugFanout, IsEmptyByDefault) {
-  const KEP_RG_DBG_FANOUT fanout;
+  const KEP_RG_DBG_FANOUT fanout{};
   EXPECT_FALSE(fanout.is_redundant());
   EXPECT_EQ(fanout.get_routing_node(), nullptr);
   EXPECT_FALSE(fanout.get_mux_input());
@@ -131,4 +131,4 @@ TEST(DebugList, HasForwardIteratorsThatYieldPointers) {
   EXPECT_TRUE(++at == KEP_RG_DBG_FANOUT_ITER(elements.end()));
 }
 
-} // namespace
+} // namespace debug_test

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace find_routing_node_test {
 
 using test_model::RECORDED_WALK;
 using testing::ElementsAre;
@@ -402,4 +402,4 @@ TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
   EXPECT_EQ(w.visits().size(), 2U + 5U * length);
 }
 
-} // namespace
+} // namespace find_routing_node_test

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace find_routing_node_threads_test {
 
 constexpr int NUM_WIRES = 200;
 
@@ -75,4 +75,4 @@ TEST(FindRoutingNodeThreads, GivesEachThreadWhatOneAloneFinds) {
     EXPECT_TRUE(own == alone);
 }
 
-} // namespace
+} // namespace find_routing_node_threads_test

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace uui_observer_test {
 
 using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
 const KEP_VIEW_TYPE_RANK BLC_FIRST(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
@@ -226,4 +226,4 @@ TEST_F(UuiObserver, IsClosedThroughItsBaseClass) {
   EXPECT_EQ(read(), "inst_port t:in logical -type start\n");
 }
 
-} // namespace
+} // namespace uui_observer_test

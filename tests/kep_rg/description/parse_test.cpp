@@ -11,7 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
-namespace {
+namespace parse_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -437,4 +437,4 @@ TEST_F(Parse, TellsTheWireTypeOfAPortAlone) {
   EXPECT_FALSE(parse.has_wire_type(port("LONE:i")));
 }
 
-} // namespace
+} // namespace parse_test

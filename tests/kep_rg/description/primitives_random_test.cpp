@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+namespace primitives_random_test {
+
 // The tables against answers found by searching the whole description anew for every question, on many small
 // random models and descriptions.
-namespace {
 
 using PORTS = std::vector<const KEP_PORT*>;
 using INST_PORTS = std::vector<const KEP_INST_PORT*>;
@@ -353,4 +354,4 @@ TEST_F(RandomPrimitives, AnswerAsASearchOfTheWholeDescriptionDoes) {
   EXPECT_EQ(m_answers.size(), 12U);
 }
 
-} // namespace
+} // namespace primitives_random_test

@@ -15,7 +15,7 @@
 #include <type_traits>
 #include <vector>
 
-namespace {
+namespace primitives_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -567,4 +567,4 @@ TEST_F(Primitives, StayRightAndApartInACopy) {
   EXPECT_TRUE(moved.port_is_ignored(port("PLAIN:o")));
 }
 
-} // namespace
+} // namespace primitives_test

@@ -8,7 +8,7 @@
 
 #include <vector>
 
-namespace {
+namespace skip_paths_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -228,4 +228,4 @@ TEST_F(SkipPaths, ReadTheirPatternBackAndTouchNoMuxByIt) {
   EXPECT_FALSE(mux(parse, "MUX")->has_skip_exception_instances());
 }
 
-} // namespace
+} // namespace skip_paths_test

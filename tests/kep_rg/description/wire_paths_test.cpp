@@ -14,11 +14,11 @@
 #include <utility>
 #include <vector>
 
+namespace wire_paths_test {
+
 using test_model::RANDOM_SOURCE;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
 
@@ -392,4 +392,4 @@ TEST(WirePathsRandom, AreThoseThatACheckOfEveryPlaceFinds) {
   EXPECT_GT(from_root, 50U);
 }
 
-} // namespace
+} // namespace wire_paths_test

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace build_edges_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -358,4 +358,4 @@ TEST(BuildMux, AnswersTwoQuestionsAlwaysAlike) {
   EXPECT_TRUE(ACCESS::is_sometimes_mux_instance(c.builder(), nullptr));
 }
 
-} // namespace
+} // namespace build_edges_test

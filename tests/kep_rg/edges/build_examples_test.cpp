@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace build_examples_test {
 
 std::string folder(const std::string& name) {
   std::string path = KEP_TEST_DATA_DIR "/examples/";
@@ -104,4 +104,4 @@ INSTANTIATE_TEST_SUITE_P(Devices, BuildExamples,
                                          "mux_input_behind_a_blc"),
                          [](const auto& device) { return std::string(device.param); });
 
-} // namespace
+} // namespace build_examples_test

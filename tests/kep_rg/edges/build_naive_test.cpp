@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace build_naive_test {
 
 using test_model::NAIVE_ROUTING;
 using test_model::RANDOM_FABRIC;
@@ -112,4 +112,4 @@ TEST(BuildBesideANaiveModel, GivesTheSameNodesAndEdgesForRandomDevices) {
   EXPECT_GT(seen.m_eliminated, seeds / 4);
 }
 
-} // namespace
+} // namespace build_naive_test

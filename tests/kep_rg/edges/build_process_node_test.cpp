@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace {
+namespace build_process_node_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -88,4 +88,4 @@ TEST_F(BuildProcessNode, LeavesTheFanoutsOfADebuggedNodeInTheLists) {
   EXPECT_EQ(test_model::whole_graph(*m_case.db()), graph);
 }
 
-} // namespace
+} // namespace build_process_node_test

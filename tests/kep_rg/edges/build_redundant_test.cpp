@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace {
+namespace build_redundant_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -109,4 +109,4 @@ TEST(BuildRedundantInputs, LeaveOutputsAlone) {
   EXPECT_EQ(c.builder().get_edge_stats().n_edges, 6U);
 }
 
-} // namespace
+} // namespace build_redundant_test

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace build_threads_test {
 
 using testing::HasSubstr;
 
@@ -216,4 +216,4 @@ TEST(BuildThreads, TakeAsManyFanoutsAsCanBeCounted) {
   EXPECT_EQ(c.builder().get_edge_stats().n_edges, 65535U);
 }
 
-} // namespace
+} // namespace build_threads_test

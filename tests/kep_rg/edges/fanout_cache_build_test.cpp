@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace fanout_cache_build_test {
 
 using testing::Contains;
 using testing::IsSupersetOf;
@@ -577,4 +577,4 @@ TEST_F(FanoutCacheBuild, KeepsWhateverComesAgainInItsRange) {
   build_again_without(c);
 }
 
-} // namespace
+} // namespace fanout_cache_build_test

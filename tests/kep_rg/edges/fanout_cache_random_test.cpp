@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace fanout_cache_random_test {
 
 using test_model::RANDOM_DEVICE;
 using test_model::RANDOM_FABRIC;
@@ -143,4 +143,4 @@ TEST(FanoutCacheRandomBuild, LeavesTheGraphAsItIsWhateverASearchMeets) {
   EXPECT_LT(seen.m_refused, 150U);
 }
 
-} // namespace
+} // namespace fanout_cache_random_test

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace fanout_cache_test {
 
 using UIPS = std::vector<KEP_UNFOLDED_INST_PORT>;
 using CACHE = KEP_RG_FANOUT_CACHE;
@@ -353,4 +353,4 @@ TEST(FanoutCacheRandom, AnswersAsAMapOfRelativePathsDoes) {
   EXPECT_GT(found_none, 0U);
 }
 
-} // namespace
+} // namespace fanout_cache_test

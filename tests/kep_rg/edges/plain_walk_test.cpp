@@ -12,7 +12,7 @@
 #include <tuple>
 #include <vector>
 
-namespace {
+namespace plain_walk_test {
 
 using test_model::RANDOM_DEVICE;
 using test_model::RANDOM_FABRIC;
@@ -350,4 +350,4 @@ TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnFabrics) {
   EXPECT_GT(seen.m_edges, 1000U);
 }
 
-} // namespace
+} // namespace plain_walk_test

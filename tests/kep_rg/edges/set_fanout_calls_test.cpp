@@ -8,7 +8,7 @@
 #include <dlfcn.h>
 #include <vector>
 
-namespace {
+namespace set_fanout_calls_test {
 
 using EDGES = KEP_ROUTING_BUILDER_EDGE_BUILDER;
 using ACCESS = KEP_RG_TEST_ACCESS;
@@ -31,31 +31,37 @@ FUNCTION* find_own(MEMBER member) {
   return reinterpret_cast<FUNCTION*>(dlsym(RTLD_NEXT, info.dli_sname));
 }
 
-} // namespace
+} // namespace set_fanout_calls_test
 
 // These two take the place of the library's in this program, count the calls, and pass them on.
-void EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
-                       const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex, bool flag) {
-  using MEMBER = void (EDGES::*)(KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT>&,
-                                 const std::vector<FANOUT>&, tbb::mutex&, bool);
-  using FUNCTION = void(EDGES*, KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT>&,
+void set_fanout_calls_test::EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
+                                              const std::vector<FANOUT>& fanouts,
+                                              const std::vector<FANOUT>& redundant_fanouts, tbb::mutex& mutex,
+                                              bool flag) {
+  using MEMBER = void (set_fanout_calls_test::EDGES::*)(KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT>&,
+                                                        const std::vector<FANOUT>&, tbb::mutex&, bool);
+  using FUNCTION = void(set_fanout_calls_test::EDGES*, KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT>&,
                         const std::vector<FANOUT>&, tbb::mutex&, bool);
-  static FUNCTION* const s_own = find_own<FUNCTION>(static_cast<MEMBER>(&EDGES::set_fanout));
-  s_calls.count(fanouts.empty() && redundant_fanouts.empty());
+  static FUNCTION* const s_own = set_fanout_calls_test::find_own<FUNCTION>(
+      static_cast<MEMBER>(&set_fanout_calls_test::EDGES::set_fanout));
+  set_fanout_calls_test::s_calls.count(fanouts.empty() && redundant_fanouts.empty());
   s_own(this, node, fanouts, redundant_fanouts, mutex, flag);
 }
-EDGES::FANOUT_COUNTS EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT_RUN>& fanouts,
-                                       const std::vector<FANOUT_RUN>& redundant_fanouts) {
-  using MEMBER = FANOUT_COUNTS (EDGES::*)(KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT_RUN>&,
-                                          const std::vector<FANOUT_RUN>&);
-  using FUNCTION = FANOUT_COUNTS(EDGES*, KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT_RUN>&,
-                                 const std::vector<FANOUT_RUN>&);
-  static FUNCTION* const s_own = find_own<FUNCTION>(static_cast<MEMBER>(&EDGES::set_fanout));
-  s_calls.count(fanouts.empty() && redundant_fanouts.empty());
+set_fanout_calls_test::EDGES::FANOUT_COUNTS
+set_fanout_calls_test::EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
+                                         const std::vector<FANOUT_RUN>& fanouts,
+                                         const std::vector<FANOUT_RUN>& redundant_fanouts) {
+  using MEMBER = FANOUT_COUNTS (set_fanout_calls_test::EDGES::*)(
+      KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT_RUN>&, const std::vector<FANOUT_RUN>&);
+  using FUNCTION = FANOUT_COUNTS(set_fanout_calls_test::EDGES*, KEP_ROUTING_BUILDER_NODE*,
+                                 const std::vector<FANOUT_RUN>&, const std::vector<FANOUT_RUN>&);
+  static FUNCTION* const s_own = set_fanout_calls_test::find_own<FUNCTION>(
+      static_cast<MEMBER>(&set_fanout_calls_test::EDGES::set_fanout));
+  set_fanout_calls_test::s_calls.count(fanouts.empty() && redundant_fanouts.empty());
   return s_own(this, node, fanouts, redundant_fanouts);
 }
 
-namespace {
+namespace set_fanout_calls_test {
 
 TEST(SetFanoutCalls, AreMadeForNoNodeWithoutEdges) {
   for (const bool searches_all : {false, true}) {
@@ -87,4 +93,4 @@ TEST(SetFanoutCalls, AreMadeForNoNodeWithoutEdges) {
   }
 }
 
-} // namespace
+} // namespace set_fanout_calls_test

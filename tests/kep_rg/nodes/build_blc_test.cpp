@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace build_blc_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -192,4 +192,4 @@ TEST(BuildSpareRow, KeepsOnlyPortsWhoseWireTypeAllowsIt) {
   EXPECT_EQ(c.builder().get_node_stats().m_eliminated_num_nodes, 2U);
 }
 
-} // namespace
+} // namespace build_blc_test

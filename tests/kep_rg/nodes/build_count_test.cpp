@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace {
+namespace build_count_test {
 
 using testing::Contains;
 using testing::UnorderedElementsAre;
@@ -201,4 +201,4 @@ TEST(BuildCount, LooksAtTheDesignatedTopWhereNodesAreMadeBelowTheFirstOfTheRank)
   EXPECT_THAT(c.built_nodes(), testing::ElementsAre("m:o"));
 }
 
-} // namespace
+} // namespace build_count_test

@@ -8,7 +8,7 @@
 #include <optional>
 #include <regex>
 
-namespace {
+namespace build_driver_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -279,4 +279,4 @@ TEST(BuildDriver, StaysSilentInTheFirstSecondWhenTheStepIsLarger) {
   EXPECT_THAT(c.build(KEP_RG_BUILD_PARAMS().set_nodes_per_display(2)), Not(Contains(HasSubstr("% done)"))));
 }
 
-} // namespace
+} // namespace build_driver_test

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace {
+namespace build_hipi_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -149,4 +149,4 @@ TEST(BuildHipi, GathersUipsForDebuggingInsteadOfNodesWhenAllocationIsOff) {
   EXPECT_THAT(c.built_nodes(), IsEmpty());
 }
 
-} // namespace
+} // namespace build_hipi_test

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-namespace {
+namespace build_module_type_test {
 
 using testing::StartsWith;
 using ACCESS = KEP_RG_TEST_ACCESS;
@@ -69,4 +69,4 @@ TEST_F(BuildModuleType, NodeCreationAssertsThatABlcRoutingRootHasTheBlcView) {
           "Assertion failed: master->get_view_type() == KEP_VIEW_TYPE::BLC in kep_rg/kep_rg_build.cpp@"));
 }
 
-} // namespace
+} // namespace build_module_type_test

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace {
+namespace build_nodes_debug_test {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -107,4 +107,4 @@ TEST(BuildNodesDebug, GathersNothingWithoutDebugging) {
   EXPECT_EQ(c.builder().get_node_stats().m_repeated_num_nodes, 0U);
 }
 
-} // namespace
+} // namespace build_nodes_debug_test

@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-namespace {
+namespace build_nodes_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -426,4 +426,4 @@ TEST(BuildNodesOfRoots, AreOnlyInsertedOnesOnAnUnroutedRootWithoutAHeader) {
   EXPECT_EQ(stats(c).m_created_num_nodes_inserted, 1U);
 }
 
-} // namespace
+} // namespace build_nodes_test

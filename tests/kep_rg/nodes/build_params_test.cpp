@@ -6,14 +6,14 @@
 
 #include <type_traits>
 
-namespace {
+namespace build_params_test {
 
 const KEP_DB_ROUTING_PRIMITIVE_CACHE* some_cache() {
   return reinterpret_cast<const KEP_DB_ROUTING_PRIMITIVE_CACHE*>(0x1000); // never followed
 }
 
 TEST(BuildParams, BeginWithOneThreadQuietAndWithoutACache) {
-  const KEP_RG_BUILD_PARAMS params;
+  const KEP_RG_BUILD_PARAMS params{};
   EXPECT_EQ(params.get_num_threads(), 1U);
   EXPECT_FALSE(params.get_verbose());
   EXPECT_EQ(params.get_nodes_per_display(), 1000000);
@@ -83,4 +83,4 @@ TEST(BuildParams, AreWhatTheBuilderWorksWith) {
   EXPECT_TRUE(loud.builder().get_verbose());
 }
 
-} // namespace
+} // namespace build_params_test

@@ -8,7 +8,7 @@
 
 #include <string>
 
-namespace {
+namespace build_refusal_test {
 
 using testing::HasSubstr;
 
@@ -168,4 +168,4 @@ TEST(ExplainNoNodes, NamesTheViewThatRoutingGoesThrough) {
                                             "routing goes through its view blc");
 }
 
-} // namespace
+} // namespace build_refusal_test

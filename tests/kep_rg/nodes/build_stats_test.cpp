@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-namespace {
+namespace build_stats_test {
 
 KEP_RG_EDGE_CREATION_STATS stats(unsigned nodes, int step) {
   return KEP_RG_EDGE_CREATION_STATS(nodes, step);
@@ -33,7 +33,7 @@ TEST(BuildStats, ReadTimesWithoutLeadingZeros) {
 }
 
 TEST(BuildStats, BeginWithTheNodesToDoAndTheStepWidenedWithItsSign) {
-  const KEP_RG_NODE_CREATION_STATS nodes;
+  const KEP_RG_NODE_CREATION_STATS nodes{};
   EXPECT_EQ(nodes.m_eliminated_num_nodes + nodes.m_created_num_nodes + nodes.m_created_num_nodes_blc +
                 nodes.m_created_num_nodes_inserted + nodes.m_created_num_nodes_hipi +
                 nodes.m_repeated_num_nodes + nodes.m_created_num_nodes_boundary,
@@ -205,4 +205,4 @@ TEST(BuildProgress, NeverComesWithANegativeStep) {
   EXPECT_EQ(format_progress(total, 600, 5.0, 5), "");
 }
 
-} // namespace
+} // namespace build_stats_test

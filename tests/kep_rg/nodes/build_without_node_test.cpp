@@ -11,7 +11,7 @@
 #include <array>
 #include <string>
 
-namespace {
+namespace build_without_node_test {
 
 using REASON = KEP_RG_OUTPUTS_WITHOUT_NODE::REASON;
 using test_model::RANDOM_DEVICE;
@@ -283,4 +283,4 @@ TEST(BuildWithoutNode, WithTheNodesMakesUpAllOutputsOfMuxesOnRandomDevices) {
         << KEP_RG_OUTPUTS_WITHOUT_NODE::get_text(reason);
 }
 
-} // namespace
+} // namespace build_without_node_test

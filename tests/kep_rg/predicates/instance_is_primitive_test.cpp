@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace instance_is_primitive_test {
 
 using MODULE_TYPE = KEP_RG_INSTANCE_IS_PRIMITIVE::MODULE_TYPE;
 
@@ -83,4 +83,4 @@ TEST_F(BuildPredicate, IgnoresNoPortOfANet) {
   EXPECT_FALSE(predicate.is_ignore_port(m_no_port));
 }
 
-} // namespace
+} // namespace instance_is_primitive_test

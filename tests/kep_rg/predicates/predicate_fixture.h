@@ -71,8 +71,8 @@ protected:
   )"};
   KEP_DB* m_db = m_model.db();
   KEP_ROUTING_PRIMITIVE* m_store = m_db->get_routing_template_graph()->get_routing_primitive();
-  const KEP_UNFOLDED_INST_PORT m_no_uip;
-  const KEP_UNFOLDED_PORT m_no_port;
+  const KEP_UNFOLDED_INST_PORT m_no_uip{};
+  const KEP_UNFOLDED_PORT m_no_port{};
 
 private:
   std::optional<KEP_DB_ROUTING_PRIMITIVE_CACHE> m_cache;

@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace predicate_utils_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -294,4 +294,4 @@ TYPED_TEST(BothPredicates, TakeAFlyoverFromAnInputWhoseSkipPathsAnExceptionTook)
   EXPECT_THAT(this->outputs_of("q:i"), ElementsAre("q:j"));
 }
 
-} // namespace
+} // namespace predicate_utils_test

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-namespace {
+namespace trace_predicate_test {
 
 class TracePredicate : public Predicate {
 protected:
@@ -110,4 +110,4 @@ TEST_F(TracePredicate, IgnoresTheInputsAmongThePortsOfANet) {
   EXPECT_FALSE(predicate.is_ignore_port(m_no_port));
 }
 
-} // namespace
+} // namespace trace_predicate_test

@@ -19,11 +19,12 @@
 #include <string>
 #include <vector>
 
+namespace fault_injection_test {
+
 /// Single damages to sound graphs: which of them does which check find?
 ///
 ///   KEP_RG_DAMAGES=1000        damages of each kind, 60 without it
 ///   KEP_RG_DAMAGE_TABLE=FILE   where the table of all shares goes, "-" for the standard output
-namespace {
 
 using test_model::DAMAGE_KIND;
 using test_model::damage_kinds;
@@ -203,4 +204,4 @@ TEST(FaultInjection, FindsEveryDamageByTheChecksThatLookAtIt) {
   if (const char* path = std::getenv("KEP_RG_DAMAGE_TABLE")) write_table(path, table);
 }
 
-} // namespace
+} // namespace fault_injection_test

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace proof_test {
 
 using test_model::EDITED_GRAPH;
 using test_model::RANDOM_DEVICE;
@@ -361,4 +361,4 @@ TEST(Proof, FindsEveryFaultInTheDigestOfABuildThatChangesTheGraph) {
     std::fputs(table.c_str(), stdout);
 }
 
-} // namespace
+} // namespace proof_test

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace proof_threads_test {
 
 using test_model::EDITED_GRAPH;
 using test_model::RANDOM_FABRIC;
@@ -83,4 +83,4 @@ TEST(ProofThreads, NamesTheSameMissingAndSurplusEdgesForAnyNumberOfThreads) {
   EXPECT_EQ(prove(*c.db(), 2, 3).m_num_missing_edges, num_changed);
 }
 
-} // namespace
+} // namespace proof_threads_test

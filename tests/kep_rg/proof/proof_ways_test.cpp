@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-namespace {
+namespace proof_ways_test {
 
 using test_model::RANDOM_DEVICE;
 using testing::ElementsAre;
@@ -54,4 +54,4 @@ TEST(ProofWays, AgreeWithBuildsOfRandomDevicesOfEverythingThatASearchMeets) {
   EXPECT_GT(num_edges, 10000U);
 }
 
-} // namespace
+} // namespace proof_ways_test

@@ -13,12 +13,12 @@
 #include <string_view>
 #include <vector>
 
+namespace parse_redundancy_random_test {
+
 /// Redundancy data that ends anywhere or holds anything.
 
 using namespace parse_redundancy;
 using test_model::RANDOM_SOURCE;
-
-namespace {
 
 class ParseRedundancyText : public testing::Test {
 protected:
@@ -166,4 +166,4 @@ TEST_F(ParseRedundancyText, TakesMemoryInProportionToItsTextWhateverTheBytes) {
   }
 }
 
-} // namespace
+} // namespace parse_redundancy_random_test

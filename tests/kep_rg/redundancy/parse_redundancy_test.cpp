@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
+namespace parse_redundancy_test {
+
 using namespace parse_redundancy;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 const char* const MISSING_KEYWORD =
     "FATAL ERROR: Missing module_name keyword in first line of redundancy_data.\n"
@@ -271,4 +271,4 @@ TEST_F(ParseRedundancy, CopiesWhatItTells) {
   EXPECT_EQ(copy.get_failed_module(), "TILE");
 }
 
-} // namespace
+} // namespace parse_redundancy_test

@@ -9,12 +9,12 @@
 #include <thread>
 #include <vector>
 
+namespace parse_redundancy_threads_test {
+
 /// Long redundancy data, read by many threads.
 
 using namespace parse_redundancy;
 using test_model::RANDOM_SOURCE;
-
-namespace {
 
 /// A text of many lines of which some cannot be read.
 std::string long_text(unsigned lines) {
@@ -161,4 +161,4 @@ TEST(ParseRedundancyThreads, MayReadSeveralTextsOfOneModelAtOnce) {
     EXPECT_EQ(each, read[0]);
 }
 
-} // namespace
+} // namespace parse_redundancy_threads_test

@@ -10,12 +10,12 @@
 #include <string>
 #include <thread>
 
+namespace parse_redundancy_workers_test {
+
 /// How many threads read redundancy data. Workers stay in their process when their work is done, so each
 /// number is tried in a process of its own.
 
 using namespace parse_redundancy;
-
-namespace {
 
 std::size_t count_threads() {
   const std::filesystem::directory_iterator threads("/proc/self/task");
@@ -60,4 +60,4 @@ TEST_F(ParseRedundancyWorkers, AreAsManyAsTheMachineHasWhereTheNumberIsNegative)
     EXPECT_EXIT(read_with(threads, all), testing::ExitedWithCode(0), "") << threads;
 }
 
-} // namespace
+} // namespace parse_redundancy_workers_test

@@ -19,14 +19,14 @@
 #include <utility>
 #include <vector>
 
+namespace redundancy_fixup_test {
+
 using parse_redundancy::quiet_parser;
 using parse_redundancy::RANK;
 using test_model::RANDOM_SOURCE;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
-
-namespace {
 
 /// OUTER and MUX have arcs. OUTER's p is wired to y and, through WRAP, to x/m; its q to x/m.
 const char* const DEVICE = R"(
@@ -77,7 +77,7 @@ protected:
     return names;
   }
   void build_tables() {
-    const KEP_RG_MODULE_RELATIVE_PORTS none;
+    const KEP_RG_MODULE_RELATIVE_PORTS none{};
     KEP_RG_MODULE_RELATIVE_PORTS out;
     EXPECT_EQ(parser.fixup(&out, &none), 0U);
     EXPECT_EQ(out.size(), 0U);
@@ -373,7 +373,7 @@ TEST(RedundancyFixupRandom, HasTheRulesThatASearchUpwardFinds) {
     RANDOM_SOURCE random(seed);
     describe_at_random(db.get(), random);
     KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(db.get());
-    const KEP_RG_MODULE_RELATIVE_PORTS none;
+    const KEP_RG_MODULE_RELATIVE_PORTS none{};
     KEP_RG_MODULE_RELATIVE_PORTS out;
     parser.fixup(&out, &none);
     const NAIVE_TABLES naive(*db);
@@ -429,4 +429,4 @@ TEST(RedundancyFixupRandom, AppliesOneTableAfterTheOther) {
   EXPECT_GT(rewritten, 2000U);
 }
 
-} // namespace
+} // namespace redundancy_fixup_test

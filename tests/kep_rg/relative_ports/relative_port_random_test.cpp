@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+namespace relative_port_random_test {
+
 /// Relative ports against a naive reader, in random hierarchies and on random texts.
 
 using test_model::RANDOM_SOURCE;
-
-namespace {
 
 KEP_MODULE* inside(KEP_MODULE* module, const KEP_VIEW_TYPE_RANK& rank) {
   return module->has_trait(KEP_MODULE::TRAIT::IP_ROOT) ? test_model::naive_view(module, rank) : module;
@@ -184,4 +184,4 @@ TEST(RelativePortRandom, ReadsAVeryLongText) {
   EXPECT_FALSE(port.parse(model.module("TOP"), std::string(1 << 20, 'a'), RANKS[0], nullptr));
 }
 
-} // namespace
+} // namespace relative_port_random_test

@@ -20,7 +20,7 @@ static_assert(std::is_nothrow_move_constructible_v<KEP_RG_RELATIVE_PORT>);
 static_assert(std::is_nothrow_move_assignable_v<KEP_RG_RELATIVE_PORT>);
 static_assert(!std::is_polymorphic_v<KEP_RG_RELATIVE_PORT>);
 
-namespace {
+namespace relative_port_test {
 
 const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
 
@@ -463,4 +463,4 @@ TEST_F(RelativePort, HashesAChainWithoutRegardToOrderAndDoubling) {
   EXPECT_EQ(parsed("a/x:p").hash(), parsed("a:x:p").hash());
 }
 
-} // namespace
+} // namespace relative_port_test

@@ -29,7 +29,7 @@ static_assert(!std::is_polymorphic_v<RULES>);
 static_assert(std::is_same_v<decltype(*std::declval<RULES>().iter_relative_ports().begin()),
                              const KEP_RG_RELATIVE_PORT*>);
 
-namespace {
+namespace relative_port_to_port_test {
 
 using relative_ports::names_of;
 using relative_ports::RANK;
@@ -350,4 +350,4 @@ TEST_F(RewriteRules, LetTheLongestOfSeveralLongChainsDecide) {
   }
 }
 
-} // namespace
+} // namespace relative_port_to_port_test

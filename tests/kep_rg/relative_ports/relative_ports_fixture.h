@@ -57,7 +57,7 @@ protected:
   }
 
   const NAMED_MODEL model{DEVICE};
-  const KEP_RG_RELATIVE_PORT nothing;
+  const KEP_RG_RELATIVE_PORT nothing{};
 };
 
 } // namespace relative_ports

@@ -23,7 +23,7 @@ static_assert(!std::is_polymorphic_v<GROUP>);
 static_assert(std::is_same_v<decltype(*std::declval<GROUP>().iter_relative_ports().begin()),
                              const KEP_RG_RELATIVE_PORT*>);
 
-namespace {
+namespace relative_ports_test {
 
 using relative_ports::names_of;
 using relative_ports::RANK;
@@ -164,4 +164,4 @@ TEST_F(RelativePorts, AssertThatGroupsWhichUniteHaveOneTop) {
             "Assertion failed: r_port->get_top() == m_top in kep_rg/kep_rg_relative_port.cpp@LINE");
 }
 
-} // namespace
+} // namespace relative_ports_test

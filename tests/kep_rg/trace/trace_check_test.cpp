@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace trace_check_test {
 
 using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 using KEP_ROUTING::FWD_EDGE;
@@ -148,4 +148,4 @@ TEST(TraceCheck, CountsEdgesWithoutAFanoutAndIsSilent) {
   EXPECT_GT(num_null, 10U);
 }
 
-} // namespace
+} // namespace trace_check_test

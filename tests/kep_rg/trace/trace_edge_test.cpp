@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace trace_edge_test {
 
 using test_model::CHECK_REPORT;
 using testing::ElementsAre;
@@ -204,4 +204,4 @@ TEST(TraceEdge, ReplacesTheTraceAtEveryCall) {
   }
 }
 
-} // namespace
+} // namespace trace_edge_test

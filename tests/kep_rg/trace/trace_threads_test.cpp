@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
+namespace trace_threads_test {
 
 using OUTCOMES = std::vector<KEP_RG_TRACE_EDGE::OUTCOME>;
 using test_model::RANDOM_FABRIC;
@@ -45,4 +45,4 @@ TEST(TraceThreads, TracersSideBySideSeeWhatOneAloneSees) {
   EXPECT_GT(num_nodes, 300U);
 }
 
-} // namespace
+} // namespace trace_threads_test

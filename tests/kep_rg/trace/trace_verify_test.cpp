@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace trace_verify_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
@@ -165,4 +165,4 @@ TEST_F(TraceVerify, AssertsThatANetHopHasANet) {
   EXPECT_EQ(assertion_of("loose:o"), "(no assertion failed)") << "an arc output needs none";
 }
 
-} // namespace
+} // namespace trace_verify_test

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace trace_walk_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -293,4 +293,4 @@ TEST(TraceWalk, DoesNotHonourATunnelForABoundaryTarget) {
   EXPECT_THAT(c.trace("s:o", ":out"), ElementsAre("(none)"));
 }
 
-} // namespace
+} // namespace trace_walk_test

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace {
+namespace findings_report_test {
 
 using KIND = KEP_RG_FINDING_KIND;
 
@@ -118,4 +118,4 @@ TEST(WaivedKinds, AreKnownByTheirIds) {
   EXPECT_NE(refusal("MISSING-NODE"), "");
 }
 
-} // namespace
+} // namespace findings_report_test

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace verify_graph_test {
 
 using test_model::EDITED_GRAPH;
 using test_model::STORAGE_DAMAGE;
@@ -201,4 +201,4 @@ TEST_F(VerifyGraph, DoesNotCallAGraphWithoutNodesSound) {
   EXPECT_THAT(verify(), HasSubstr("The graph has no nodes at all: there is nothing to check.\n"));
 }
 
-} // namespace
+} // namespace verify_graph_test

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace check_command_test {
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -66,8 +66,6 @@ const char* const FABRIC = "generate --columns 6 --rows 6 --spare-rows 1 --tunne
 const char* const FABRIC_FILES = "m.json r.jsonl --redundancy d.txt ";
 const std::string SOUND = "The graph agrees with the model: ";
 const std::string NOT_ODD = "; nothing is odd about the device";
-
-} // namespace
 
 TEST_F(CheckCommand, FindsNothingInAnyExample) {
   // But for the ring "plain_mux_chain", to which nothing comes in.
@@ -241,3 +239,5 @@ TEST_F(CheckCommand, DoesNotCallAGraphWithoutNodesSound) {
   EXPECT_EQ(run("check model.json routing.jsonl --waive no-node"), 0) << m_err;
   EXPECT_THAT(m_out, HasSubstr("\nno-node (waived): 1\n"));
 }
+
+} // namespace check_command_test

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace command_line_test {
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -55,8 +55,6 @@ std::vector<std::string> sorted_lines(const std::string& text) {
   std::sort(lines.begin(), lines.end());
   return lines;
 }
-
-} // namespace
 
 TEST_F(CommandLine, BuildsAGraphAndDumpsItByName) {
   ASSERT_EQ(run("build model.json routing.jsonl --dump dump"), 0) << m_err;
@@ -296,3 +294,5 @@ TEST_F(CommandLine, HelpAndVersionAreEverywhere) {
     EXPECT_EQ(m_err, "") << command;
   }
 }
+
+} // namespace command_line_test

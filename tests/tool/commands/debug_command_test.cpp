@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-namespace {
+namespace debug_command_test {
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -381,4 +381,4 @@ TEST_F(DebugCommand, GivesTheRowsOfTheDumpForEveryNode) {
   }
 }
 
-} // namespace
+} // namespace debug_command_test

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace {
+namespace debug_tree_test {
 
 class DebugTree : public Tool {
 protected:
@@ -225,4 +225,4 @@ TEST_F(DebugTree, TellsOfATwoWayBufferThatDoesNotCount) {
                          "      t/m:a  mux input -> t/m:o\n");
 }
 
-} // namespace
+} // namespace debug_tree_test

@@ -19,7 +19,7 @@
 #include <sys/mount.h>
 #include <vector>
 
-namespace {
+namespace manners_test {
 
 using testing::AnyOf;
 using testing::EndsWith;
@@ -68,8 +68,6 @@ protected:
 
 /// Ends of lines that hold the report of a build.
 const char* const REPORT_LINE = "Counted n_nodes = ";
-
-} // namespace
 
 TEST_F(Manners, ABuildEndsInASummary) {
   ASSERT_EQ(run("build " + DEVICE + " --dump dump --stats dump/stats.json --wire-paths w"), 0) << m_err;
@@ -270,8 +268,6 @@ TEST_F(Manners, NumbersAreReadable) {
   EXPECT_EQ(format_bytes(5000000000000000), "5000 TB");
 }
 
-namespace {
-
 class KilledRuns : public Tool {
 protected:
   static pid_t start(const std::vector<std::string>& words, const std::string& folder) {
@@ -288,8 +284,6 @@ protected:
     _exit(127);
   }
 };
-
-} // namespace
 
 TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
   ASSERT_EQ(run("generate --columns 12 --rows 12 --model m.json --routing r.jsonl"), 0) << m_err;
@@ -338,3 +332,5 @@ TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
   }
   EXPECT_GT(num_killed, 20) << "of runs that take " << whole.count() << " us";
 }
+
+} // namespace manners_test

@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace {
+namespace next_command_test {
 
 using testing::HasSubstr;
 
@@ -189,4 +189,4 @@ TEST_F(NextCommand, RefusesAUipWithoutANode) {
   EXPECT_THAT(m_out, HasSubstr("Usage: kep-rg next [OPTIONS] DEVICE [ROUTING ...] UIP\n"));
 }
 
-} // namespace
+} // namespace next_command_test

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <string>
 
-namespace {
+namespace nothing_silent_test {
 
 using testing::HasSubstr;
 
@@ -156,4 +156,4 @@ TEST_F(NothingSilent, TooManyLevelsAndOccurrencesAreToldByNumber) {
   EXPECT_THAT(m_err, HasSubstr("has 2147483648 occurrences of modules with contents, more than the "));
 }
 
-} // namespace
+} // namespace nothing_silent_test

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <string>
 
-namespace {
+namespace trace_command_test {
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -49,8 +49,6 @@ protected:
   }
   int trace(const std::string& names) { return run("trace model.json routing.jsonl " + names); }
 };
-
-} // namespace
 
 TEST_F(TraceCommand, PrintsALineForEachHopWithItsNet) {
   ASSERT_EQ(trace("x/t/m:o y/t/m:o"), 0) << m_err;
@@ -156,3 +154,5 @@ TEST_F(TraceCommand, KeepsTheLinesOfTheBuildToItselfButNotItsWarnings) {
   EXPECT_THAT(m_out, StartsWith("x/t/m:o -> "));
   EXPECT_EQ(m_err, "redundancy.txt:2: can't be read: \"m:nowhere\"\n");
 }
+
+} // namespace trace_command_test

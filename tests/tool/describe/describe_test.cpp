@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace describe_test {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -203,4 +203,4 @@ TEST_F(Describe, MakesADeviceWhoseMuxesAreNodes) {
                    "right:out\tleft:out\tleft:in[1]\n");
 }
 
-} // namespace
+} // namespace describe_test

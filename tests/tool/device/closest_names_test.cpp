@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace {
+namespace closest_names_test {
 
 using testing::ElementsAre;
 
@@ -129,4 +129,4 @@ TEST(ClosestNames, AreWhatSortingAllOfThemGives) {
   }
 }
 
-} // namespace
+} // namespace closest_names_test

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace docs_test {
 
 /// The first indented block below a line that begins with the name of its file in quotes of code.
 std::string read_block(const std::string& document, const std::string& file) {
@@ -60,4 +60,4 @@ TEST_F(Docs, ShowTheSmallestDeviceThatHasANode) {
     expect_printed(sample, "./");
 }
 
-} // namespace
+} // namespace docs_test

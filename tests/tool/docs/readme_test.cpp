@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace readme_test {
 
 const std::filesystem::path PROJECT = std::filesystem::path(KEP_TEST_DATA_DIR) / ".." / "..";
 
@@ -127,4 +127,4 @@ TEST(Pages, HaveLinksThatLeadToAFileOrAHeading) {
   EXPECT_GE(num_links, 100U);
 }
 
-} // namespace
+} // namespace readme_test

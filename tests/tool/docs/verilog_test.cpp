@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace verilog_test {
 
 class Verilog : public Tool {
 protected:
@@ -104,4 +104,4 @@ TEST_F(Verilog, ThePageShowsWhatTheCommandsPrint) {
   }
 }
 
-} // namespace
+} // namespace verilog_test

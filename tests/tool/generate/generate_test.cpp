@@ -11,7 +11,7 @@
 
 #include <functional>
 
-namespace {
+namespace generate_test {
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -452,4 +452,4 @@ TEST(GenerateOptions, OutOfRangeOrInConflictAreRefused) {
   EXPECT_THROW(app.parse("--model m"), CLI::ParseError);
 }
 
-} // namespace
+} // namespace generate_test

@@ -7,11 +7,11 @@
 #include <random>
 #include <tuple>
 
+namespace import_icebox_edges_test {
+
 /// Imports random chips and walks their models the way a signal goes: out of a tile through ports that aren't
 /// inputs, into a tile through ports that aren't outputs, over every net once. The edges found must be those
 /// of the chip.
-
-namespace {
 
 using EDGES = std::multiset<std::string>; // "driver > load", "tile/instance" or with ":port" behind it
 
@@ -263,4 +263,4 @@ TEST_F(ImportIcebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
   EXPECT_GT(seen.bidirectional, 500);
 }
 
-} // namespace
+} // namespace import_icebox_edges_test

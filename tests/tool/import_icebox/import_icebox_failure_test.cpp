@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace {
+namespace import_icebox_failure_test {
 
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -175,4 +175,4 @@ TEST_F(ImportIcebox, OneFileForTwoPurposesIsRefused) {
   EXPECT_THAT(files(), UnorderedElementsAre("chip.txt"));
 }
 
-} // namespace
+} // namespace import_icebox_failure_test

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-namespace {
+namespace import_icebox_test {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -419,4 +419,4 @@ TEST_F(ImportIcebox, TheSameTextGivesTheSameBytesAndLeavesNoOtherFile) {
   EXPECT_THAT(files(), UnorderedElementsAre("chip.txt", "model.json", "routing.jsonl"));
 }
 
-} // namespace
+} // namespace import_icebox_test

@@ -21,7 +21,7 @@ public:
   static void set_has_unnamed_files(bool has) { ATOMIC_FILE::s_has_unnamed_files = has; }
 };
 
-namespace {
+namespace atomic_file_test {
 
 using testing::EndsWith;
 using testing::IsEmpty;
@@ -294,4 +294,4 @@ TEST(Interrupts, ThatWereIgnoredStayIgnored) {
   EXPECT_TRUE(WIFEXITED(status));
 }
 
-} // namespace
+} // namespace atomic_file_test

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-namespace {
+namespace fanout_cache_dump_test {
 
 class FanoutCacheDump : public Generate {
 protected:
@@ -91,4 +91,4 @@ TEST_F(FanoutCacheDump, IsTheSameForAFabricOfEverythingThatCanBeGenerated) {
     EXPECT_NE(edges.find(what), std::string::npos) << what;
 }
 
-} // namespace
+} // namespace fanout_cache_dump_test

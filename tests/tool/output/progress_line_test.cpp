@@ -17,7 +17,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-namespace {
+namespace progress_line_test {
 
 using namespace std::chrono_literals;
 using testing::EndsWith;
@@ -77,8 +77,6 @@ std::size_t get_width(const std::string& shown) {
   }
   return width;
 }
-
-} // namespace
 
 TEST(ProgressLine, TellsTheShareAndTheTimeLeftWhereTheyAreKnown) {
   const auto format = [](std::uint64_t done, std::uint64_t total, double seconds) {
@@ -200,3 +198,5 @@ TEST_F(ProgressOfTheTool, IsShownOnATerminalAlone) {
   ASSERT_EQ(run(build + "2>" + terminal.get_path()), 0);
   EXPECT_EQ(terminal.take(), "") << "a terminal that can't erase";
 }
+
+} // namespace progress_line_test

@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-namespace {
+namespace walk_tree_random_test {
 
 struct SEEN {
   std::uint64_t m_trees = 0, m_fanouts = 0, m_redundant = 0, m_hipi = 0, m_boundary = 0, m_dropped = 0;
@@ -162,4 +162,4 @@ TEST_F(WalkTreeRandom, TellsEveryFanoutOfAFabricAtItsPlace) {
   EXPECT_GT(m_seen.m_fanouts, 3000U);
 }
 
-} // namespace
+} // namespace walk_tree_random_test

@@ -7,6 +7,7 @@
 #include "kep_rg/kep_rg_uui_observer.h"
 #include "tools/kep-rg/device/find_plain_node.h"
 #include "tools/kep-rg/output/atomic_file.h"
+#include "tools/kep-rg/output/plain_output.h"
 #include "tools/kep-rg/output/quiet.h"
 #include "tools/kep-rg/output/walk_tree.h"
 
@@ -15,12 +16,7 @@
 
 namespace {
 
-constexpr KEP_NAME_STYLE NAME_STYLE{};
 const char* const DRAW = "-";
-
-std::ostream& info() {
-  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
-}
 
 /// The lines of the log, into a file that tells when it can't be written.
 class WALK_LOG : public KEP_UNFOLD_OBSERVER {

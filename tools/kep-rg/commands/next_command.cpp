@@ -4,6 +4,7 @@
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_find_routing_node_on_net.h"
 #include "tools/kep-rg/device/find_plain_node.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <memory>
 #include <ostream>
@@ -14,12 +15,7 @@ namespace {
 
 using KEP_ROUTING::NODE;
 
-constexpr KEP_NAME_STYLE NAME_STYLE{};
 constexpr std::size_t MAX_WAYS = 10;
-
-std::ostream& info() {
-  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
-}
 
 /// Watches a search: prints each net with the point by which the way leaves it, and knows at the end where
 /// the way stands.

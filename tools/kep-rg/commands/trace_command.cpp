@@ -6,6 +6,7 @@
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tools/kep-rg/device/find_nodes.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
 
@@ -19,12 +20,6 @@ namespace {
 using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 using KEP_ROUTING::FWD_EDGE;
 using KEP_ROUTING::NODE;
-
-constexpr KEP_NAME_STYLE NAME_STYLE{};
-
-std::ostream& info() {
-  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
-}
 
 std::string get_net_text(const KEP_UNFOLDED_NET& net) {
   return net ? net.get_name(NAME_STYLE) : "none";

@@ -1,13 +1,12 @@
 #include "tools/kep-rg/device/find_nodes.h"
 
 #include "tools/kep-rg/device/closest_names.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <stdexcept>
 #include <string_view>
 
 namespace {
-
-constexpr KEP_NAME_STYLE NAME_STYLE{};
 
 void append_boundary_nodes(const KEP_DB& db, std::string_view port_name,
                            std::vector<KEP_ROUTING::NODE>& nodes) {

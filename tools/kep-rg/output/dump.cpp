@@ -3,6 +3,7 @@
 #include "kep_report/kep_report_progress.h"
 #include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/interrupts.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr KEP_NAME_STYLE NAME_STYLE{};
 constexpr std::size_t BUFFER_BYTES = 1 << 20;
 constexpr std::uint64_t NODES_PER_STEP = 10000; // of the progress
 

@@ -3,6 +3,7 @@
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/detail/kep_rg_predicate_utils.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <algorithm>
 #include <ostream>
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr KEP_NAME_STYLE NAME_STYLE{};
 constexpr unsigned MAX_INDENT = 30; // levels; a wire can cross more modules than a line has columns
 
 const char* const OUT_OF_DEVICE = "out of the device";

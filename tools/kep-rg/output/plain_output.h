@@ -1,0 +1,14 @@
+#pragma once
+
+#include "kep/kep_types.h"
+#include "kep_report/kep_report.h"
+
+#include <ostream>
+
+/// The style in which the tool writes every name.
+inline constexpr KEP_NAME_STYLE NAME_STYLE{};
+
+/// The stream for what a command was asked for, without a prefix.
+inline std::ostream& info() {
+  return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
+}
