@@ -41,11 +41,11 @@ public:
     if (begin == 0 && end != 0) count += !is_delimiter(text[begin++]);
     for (; end - begin >= BLOCK; begin += BLOCK) {
       prefetch(text, begin);
-      const char* const at = text.data() + begin;
+      const char* const before = text.data() + begin - 1;
       unsigned char in_block = 0;
       for (std::size_t i = 0; i != BLOCK; ++i)
-        in_block = static_cast<unsigned char>(
-            in_block + (static_cast<int>(is_delimiter(at[i - 1])) & static_cast<int>(!is_delimiter(at[i]))));
+        in_block = static_cast<unsigned char>(in_block + (static_cast<int>(is_delimiter(before[i])) &
+                                                          static_cast<int>(!is_delimiter(before[i + 1]))));
       count += in_block;
     }
     for (; begin != end; ++begin)
