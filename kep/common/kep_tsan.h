@@ -5,7 +5,15 @@
 /// bodies. Nothing in any other build.
 namespace KEP_TSAN {
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(__has_feature) // clang++
+#if __has_feature(thread_sanitizer)
+#define KEP_HAS_TSAN
+#endif
+#elif defined(__SANITIZE_THREAD__) // g++
+#define KEP_HAS_TSAN
+#endif
+
+#if defined(KEP_HAS_TSAN)
 extern "C" {
 void __tsan_acquire(void* address);
 void __tsan_release(void* address);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kep/kep_unfolded.h"
+
 // The steps of the unfolded values that hot loops take. Included by kep_unfolded.h alone.
 
 inline KEP_UNFOLDED_INSTANCE KEP_UNFOLDED_MODULE::get_unfolded_instance() const {
