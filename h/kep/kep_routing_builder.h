@@ -124,7 +124,7 @@ public:
 
 private:
   friend class KEP_RG_BUILD;
-  friend class KEP_RG_TEST_ACCESS;
+  friend class KEP_TEST_ACCESS;
   friend class KEP_ROUTING_BUILDER_NODE;
   friend class KEP_ROUTING_BUILDER_NODE_CACHE;
   friend class KEP_ROUTING_BUILDER_EDGE_BUILDER;

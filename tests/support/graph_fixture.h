@@ -9,7 +9,7 @@
 #include <vector>
 
 /// The graph has operations that only the build may call; tests enter through here.
-class KEP_RG_TEST_ACCESS {
+class KEP_TEST_ACCESS {
 public:
   static void reserve_routing_node_template_space(KEP_ROUTING_BUILDER_GRAPH* graph, unsigned count) {
     graph->reserve_routing_node_template_space(count);
@@ -31,7 +31,7 @@ class GRAPH_BUILD {
 public:
   explicit GRAPH_BUILD(KEP_DB& db, std::size_t expected_nodes = 0)
       : m_db(db), m_graph(KEP_ROUTING_BUILDER_GRAPH::create(&db, 0)) {
-    KEP_RG_TEST_ACCESS::reserve_routing_node_template_space(graph(), static_cast<unsigned>(expected_nodes));
+    KEP_TEST_ACCESS::reserve_routing_node_template_space(graph(), static_cast<unsigned>(expected_nodes));
     m_cache.initialize_routing_builder_graph(expected_nodes, 0, graph());
   }
 
