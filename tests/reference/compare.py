@@ -5,10 +5,12 @@ usage: compare.py --tool PATH --seeds A-B [--threads 1,2] [--no-redundancy] [--k
 
 For each seed the exit status, the dumped nodes and edges (as multisets of lines) and the counters must be the
 same, and the dumps must be the same bytes for every number of threads. The proof of `kep-rg check` must find
-nothing in any graph. The folder of a failing seed is kept.
+nothing in any graph. The folder of a failing seed is kept. As many seeds run at a time as there are processors.
 """
 
 import argparse
+import concurrent.futures
+import functools
 import json
 import os
 import shutil
@@ -128,6 +130,16 @@ def compare_seed(tool, seed, threads, with_redundancy, folder):
     return found, result
 
 
+def try_seed(tool, seed, threads, with_redundancy, folder):
+    """What differs, and how many edges there are; None for a device without a graph."""
+    os.makedirs(folder, exist_ok=True)
+    try:
+        found, result = compare_seed(tool, seed, threads, with_redundancy, folder)
+    except (OSError, ValueError, KeyError, subprocess.TimeoutExpired) as error:
+        return [f"{type(error).__name__}: {error}"], None
+    return found, result and len(result.edges)
+
+
 def main():
     parser = argparse.ArgumentParser(description="Compare kep-rg with the reference on random devices.")
     parser.add_argument("--tool", required=True)
@@ -140,20 +152,18 @@ def main():
     threads = [int(text) for text in arguments.threads.split(",")]
     keep = arguments.keep or tempfile.mkdtemp(prefix="kep-rg-compare-")
     passed = failed = with_edges = edges = refused = 0
-    for seed in range(first, last + 1):
-        folder = os.path.join(keep, f"seed-{seed}")
-        os.makedirs(folder, exist_ok=True)
-        try:
-            found, result = compare_seed(
-                arguments.tool, seed, threads, not arguments.no_redundancy, folder
-            )
-        except (OSError, ValueError, KeyError, subprocess.TimeoutExpired) as error:
-            found, result = [f"{type(error).__name__}: {error}"], None
-        if result is None:
+    seeds = range(first, last + 1)
+    folders = [os.path.join(keep, f"seed-{seed}") for seed in seeds]
+    run_seed = functools.partial(try_seed, arguments.tool, threads=threads, with_redundancy=not arguments.no_redundancy)
+    with concurrent.futures.ProcessPoolExecutor() as pool:
+        outcomes = [pool.submit(run_seed, seed=seed, folder=folder) for seed, folder in zip(seeds, folders)]
+    for seed, folder, outcome in zip(seeds, folders, outcomes):
+        found, num_edges = outcome.result()
+        if num_edges is None:
             refused += 1
         else:
-            edges += len(result.edges)
-            with_edges += bool(result.edges)
+            edges += num_edges
+            with_edges += bool(num_edges)
         if found:
             failed += 1
             print(f"seed {seed}: {len(found)} differences, in {folder}")
