@@ -19,6 +19,7 @@ public:
   using std::runtime_error::runtime_error;
 };
 
+/// What is told of one unfolded instance.
 class KEP_UNFOLDED_INSTANCE_ATTRIBUTES {
 public:
   /// The instance lies in a spare row (docs/glossary.md says who asks for it).
@@ -48,13 +49,16 @@ private:
   std::unique_ptr<TABLE> m_table;
 };
 
+/// Over the modules of a database.
 class KEP_DB_MODULE_ITER : public KEP_HIER_TABLE_ITER<KEP_DB_MODULE_ITER, KEP_MODULE> {
   using KEP_HIER_TABLE_ITER::KEP_HIER_TABLE_ITER;
 };
 
 /// The root of a device: its modules, one top for each view, the tables of relative paths, the description of
 /// its routing primitives and its routing graph. Made by KEP_DB_BUILDER, complete from the first moment; the
-/// folded model never changes. Every object that it hands out belongs to it.
+/// folded model never changes. Every object that it hands out belongs to it. Any number of threads may read;
+/// what can be written (attributes, relative paths, description, graph) is written by one while no other
+/// reads it.
 ///
 /// Modules may lie in another database than the one loaded (foreign modules, docs/glossary.md). Such a
 /// database is made along with this one, is owned by it, and shares its numbering and its unfolded hierarchy;
@@ -88,6 +92,7 @@ public:
   KEP_INDEXED_RELATIVE_PATHS get_relative_paths(const char* name) const;
   KEP_INDEXED_RELATIVE_PATHS find_or_create_relative_paths(const char* name);
 
+  /// The positions of all that is unfolded, as numbers.
   const KEP_UNFOLDING& get_unfolding() const { return *m_unfolding; }
 
 private:

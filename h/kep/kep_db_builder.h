@@ -12,6 +12,7 @@ enum class KEP_MODULE_ID : std::uint64_t {};
 enum class KEP_INSTANCE_ID : std::uint64_t {};
 enum class KEP_NET_ID : std::uint64_t {};
 
+/// What is told of a module beside its name and contents (docs/glossary.md).
 struct KEP_MODULE_PROPERTIES {
   std::string m_name = {};        ///< empty: the key
   std::string m_equivalents = {}; ///< name of the group of equivalents; empty: none
@@ -26,6 +27,7 @@ struct KEP_MODULE_PROPERTIES {
   bool m_is_device_top = false;
 };
 
+/// What is told of an instance beside its name and master (docs/glossary.md).
 struct KEP_INSTANCE_PROPERTIES {
   bool m_has_inst_header = false;
   bool m_has_trait_0 = false;

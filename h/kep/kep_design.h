@@ -52,6 +52,7 @@ public:
   bool is_bidir() const { return m_direction == KEP_PORT_DIRECTION::BIDIR; }
   /// -1 when the port has none (docs/glossary.md: BLC re-index).
   int get_blc_re_index() const { return m_blc_re_index; }
+  /// Empty when the port has none (docs/glossary.md: BLC icd name).
   std::string get_blc_icd_port_name() const { return m_blc_icd_port_name; }
   /// The port's number among all ports of the design, from 0.
   unsigned get_number() const { return m_number; }
@@ -104,10 +105,12 @@ public:
   KEP_MODULE* get_module() const { return m_module; }
   /// The plain master when it has that view, else its first equivalent there, else null.
   inline KEP_MODULE* get_module(KEP_VIEW_TYPE view) const;
-  inline KEP_INST_PORT* get_inst_port_by_index(unsigned index) const { return m_inst_ports + index; }
+  /// `index` must be that of a port of the plain master, and so must be the port.
+  KEP_INST_PORT* get_inst_port_by_index(unsigned index) const { return m_inst_ports + index; }
   KEP_INST_PORT* get_inst_port_for_port(const KEP_PORT* port) const {
     return m_inst_ports + port->get_index();
   }
+  /// Null without one. All that have one share it.
   KEP_INST_HEADER* get_inst_header() const;
   bool has_trait(TRAIT) const { return m_has_trait_0; }
   /// These two: docs/glossary.md, BLC atom and BLC inserted buffer.
@@ -165,16 +168,6 @@ private:
   unsigned m_num_inst_ports = 0;
 };
 
-/// A place that can stand below any occurrence of a module: one of its instances, in one view of the master.
-struct KEP_SLOT {
-  static constexpr unsigned NOT_INNER = ~0U;
-
-  KEP_MODULE* m_module = nullptr; ///< the master in that view
-  std::uint64_t m_number = 0; ///< what to add to the number of an occurrence for the occurrence in this slot
-  unsigned m_inner_rank = NOT_INNER; ///< the place among the module's inner slots
-  unsigned m_instance = 0;           ///< index of the instance
-};
-
 class KEP_EXPORT KEP_MODULE {
 public:
   enum class TRAIT : unsigned char {
@@ -206,15 +199,17 @@ public:
   /// The module's number in the design, from 0, in the order in which the builder was given the modules.
   unsigned get_number() const { return m_number; }
 
-  /// By name, null if absent.
+  /// By name, null if absent; in constant time.
   KEP_PORT* find_port(std::string_view name) const;
   KEP_INSTANCE* find_instance(std::string_view name) const;
   /// Null when there is no such port.
   KEP_PORT* get_port_by_index(unsigned index) const {
     return index < m_num_ports ? m_ports.get() + index : nullptr;
   }
+  /// These three: the index or number must be there.
   KEP_INST_PORT* get_inst_port_by_number(unsigned number) const { return m_inst_ports.get() + number; }
   KEP_INSTANCE* get_instance_by_index(unsigned index) const { return m_instances.get() + index; }
+  KEP_NET* get_net_by_index(unsigned index) const { return m_nets.get() + index; }
   boost::iterator_range<KEP_MODULE_PORT_ITER> iter_ports() const {
     return {KEP_MODULE_PORT_ITER(m_ports.get()), KEP_MODULE_PORT_ITER(m_ports.get() + m_num_ports)};
   }
@@ -222,7 +217,6 @@ public:
     return {KEP_MODULE_INSTANCE_ITER(m_instances.get()),
             KEP_MODULE_INSTANCE_ITER(m_instances.get() + m_num_instances)};
   }
-  KEP_NET* get_net_by_index(unsigned index) const { return m_nets.get() + index; }
   boost::iterator_range<KEP_MODULE_NET_ITER> iter_nets() const {
     return {KEP_MODULE_NET_ITER(m_nets.get()), KEP_MODULE_NET_ITER(m_nets.get() + m_num_nets)};
   }
@@ -234,6 +228,8 @@ public:
   std::vector<KEP_MODULE*> get_equivalent_modules(KEP_VIEW_TYPE view) const;
   unsigned get_num_equivalent_modules(KEP_VIEW_TYPE view) const;
 
+  // What positions are made of (h/kep/detail/kep_unfolding.h); whoever steps over unfolded values needs none
+  // of it.
   /// The slots of the module, instance by instance; within one the plain master first, then the other views.
   const KEP_SLOT* get_slots() const { return m_slots.get(); }
   unsigned get_num_slots() const { return m_num_slots; }

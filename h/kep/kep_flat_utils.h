@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_leaf_search_frame.h"
 #include "kep/detail/kep_unfolded_set.h"
 #include "kep/kep_db.h"
 #include "kep/kep_unfold_observer.h"
@@ -24,7 +25,7 @@ struct KEP_GET_LEAF_PARAMS {
   KEP_VIEW_TYPE_RANK m_view_type_rank; ///< the views to try when the search goes down into an instance
   KEP_LEAF_DIRECTION m_direction = KEP_LEAF_DIRECTION::DRIVER_TO_LOADS;
   bool m_honour_tunnels = false; ///< an instance of tunnel type 2 is neither a terminating point nor a leaf
-  bool m_spare_flag = false;     ///< nothing reads it
+  bool m_spare_flag = false;     ///< kept for callers that set it; no search looks at it
 };
 
 /// The nets that a search has walked.
@@ -32,17 +33,6 @@ class KEP_UNFOLDED_NET_SET : public KEP_UNFOLDED_SET<KEP_UNFOLDED_NET> {
 public:
   /// In the order in which they came.
   const std::vector<KEP_UNFOLDED_NET>& get_nets() const { return get_values(); }
-};
-
-/// One net on the way of a search: where the search came in and how far it is. Private to the search.
-struct KEP_LEAF_SEARCH_FRAME {
-  KEP_UNFOLDED_INST_PORT m_cur_uip; ///< the point from which the net was entered; one of the two is empty
-  KEP_UNFOLDED_PORT m_cur_port;
-  KEP_UNFOLDED_NET m_net;
-  unsigned m_next_inst_port = 0;
-  unsigned m_next_port = 0;
-  std::size_t m_first_output = 0; ///< outputs of the skip path at hand, in the common list from here on
-  std::size_t m_next_output = 0;
 };
 
 /// What a search found; the caller's, empty at the start. One record may serve several searches, which then

@@ -29,6 +29,7 @@ KEP_EXPORT void add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
 /// on a pointer to one is valid as long as the graph.
 class KEP_EXPORT KEP_ROUTING_BUILDER_NODE {
 public:
+  // The graph owns its nodes. KEP_DB_ERROR when it has 2147483647 of them.
   /// A new boundary node for a port of the top module.
   static KEP_ROUTING_BUILDER_NODE* allocate(KEP_ROUTING_BUILDER_GRAPH* graph, const KEP_PORT* port);
   /// A new node for a uip. A second node for one uip is its hipi twin.
@@ -90,7 +91,7 @@ private:
 };
 
 /// The nodes that exist when the range is made; a TBB range that is divisible while it holds more nodes than
-/// its grain.
+/// its grain. Pieces may be walked on different threads.
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE
     : public boost::iterator_range<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER> {
 public:
@@ -106,6 +107,7 @@ private:
   unsigned m_grain;
 };
 
+/// The graph under construction. It owns its nodes; whoever makes it destroys it, before the database goes.
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH {
 public:
   using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE;
@@ -117,6 +119,7 @@ public:
   KEP_DB* get_db() const { return m_db; }
   /// Nodes allocated so far, boundary and hipi nodes included.
   unsigned get_node_count() const { return m_node_count; }
+  /// `index` must be below get_node_count().
   KEP_ROUTING_BUILDER_NODE* get_node(std::uint32_t index) const {
     return m_chunks[index / CHUNK_NODES].get() + index % CHUNK_NODES;
   }
@@ -128,7 +131,7 @@ private:
   friend class KEP_ROUTING_BUILDER_NODE;
   friend class KEP_ROUTING_BUILDER_NODE_CACHE;
   friend class KEP_ROUTING_BUILDER_EDGE_BUILDER;
-  friend class KEP_ROUTING_GRAPH_STORAGE;
+  friend class KEP_ROUTING_GRAPH_FOLDER;
   friend void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
   struct STATE;
   static constexpr std::uint32_t CHUNK_NODES = 65536; // one MiB
@@ -140,8 +143,9 @@ private:
   KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
   void sort_nodes();
   void sort_nodes_of_place(std::uint32_t begin, std::uint32_t end);
-  void sort_nodes_if_needed();
   void find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order);
+  /// Folds the graph and hands it to the database.
+  void publish();
 
   KEP_DB* m_db;
   unsigned m_node_count = 0;
@@ -188,6 +192,8 @@ private:
   KEP_ROUTING_BUILDER_GRAPH* m_graph = nullptr;
 };
 
+/// Stores the fanouts of nodes. Two forms: nodes as they were found, or runs of folded fanouts, which a walk
+/// over nets that are alike at all places gives without looking at a target.
 class KEP_EXPORT KEP_ROUTING_BUILDER_EDGE_BUILDER {
 public:
   struct FANOUT {
@@ -269,12 +275,14 @@ public:
                                             KEP_UNFOLDED_MODULE top) const;
   /// The same for a node that has fanouts.
   RELPATH_AND_ORIENTATION get_relative_path(KEP_ROUTING_BUILDER_NODE* node, KEP_UNFOLDED_MODULE top) const;
+  /// The first node stored for a path stays.
   void store_relative_path_and_repnode(RELPATH_AND_ORIENTATION path, KEP_UNFOLDED_MODULE module,
                                        KEP_ROUTING_BUILDER_NODE* node);
-  /// Null if none was stored.
-  KEP_ROUTING_BUILDER_NODE* find_representative(const RELPATH_AND_ORIENTATION& path) const;
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
   struct STATE;
+  /// Null if none was stored.
+  KEP_ROUTING_BUILDER_NODE* find_representative(const RELPATH_AND_ORIENTATION& path) const;
   std::unique_ptr<STATE> m_state;
 };

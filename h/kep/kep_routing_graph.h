@@ -5,7 +5,6 @@
 
 #include <tbb/blocked_range.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,7 +12,8 @@
 #include <vector>
 
 class KEP_RG_TEST_ACCESS;
-class KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
+class KEP_ROUTING_BUILDER_GRAPH;
+struct KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
 
 /// The finished routing graph: nodes, plain, hipi or boundary, and real and redundant edges between them,
 /// each through a mux input or none (docs/glossary.md: node, edge).
@@ -49,6 +49,8 @@ private:
   explicit BASE_NODE(bool) {}
 };
 
+/// A node of a graph. Every operation on the null node is total: it gives a null node, an empty range or
+/// value, false or 0.
 class KEP_EXPORT NODE : public BASE_NODE {
 public:
   /// The null node of no graph.
@@ -77,6 +79,7 @@ public:
   /// The hipi node at the place of this plain node, or the null node.
   NODE get_hipi_node() const;
 
+  /// Real and redundant fanouts, each from 0 to 65535 like all three counts.
   inline unsigned short get_num_edges() const;
   inline unsigned short get_num_real_edges() const;
   inline unsigned short get_num_fanin() const;
@@ -106,8 +109,10 @@ private:
 };
 static_assert(sizeof(NODE) == 16, "identity and graph");
 
+/// An edge, as its source sees it.
 class KEP_EXPORT FWD_EDGE {
 public:
+  /// The node that the edge goes to; null in a damaged graph alone.
   NODE get_fanout() const { return m_fanout; }
   /// The uip of the mux input through which the edge reaches its fanout; empty without a mux.
   KEP_UNFOLDED_INST_PORT get_mux_input() const;
@@ -121,6 +126,7 @@ private:
   std::uint32_t m_position; // among the graph's fanouts
 };
 
+/// An edge, as its target sees it.
 class REV_EDGE {
 public:
   /// The node that the edge comes from.
@@ -209,7 +215,8 @@ public:
   template <class VISIT>
   void visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const;
 
-  /// The place of a node of this graph in the order of iter_nodes(), from 0; and the node of a place.
+  /// The number of a node of this graph in the order of iter_nodes(), from 0; and the node of a number, which
+  /// must be below get_num_nodes().
   std::uint32_t get_index(const NODE& node) const;
   NODE get_node(std::uint32_t index) const;
   /// Appends the numbers of the real fanouts of the node of that number, in the order of iter_real_fanout():
@@ -226,9 +233,6 @@ public:
   /// What the graph holds in memory, all of it.
   std::uint64_t get_memory_bytes() const;
 
-  /// Replaces the graph by a newer one, at the end of a build.
-  void publish(std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage);
-
 protected:
   friend class ::KEP_RG_TEST_ACCESS;
   friend class NODE;
@@ -241,7 +245,10 @@ protected:
   bool is_hipi(const BASE_NODE& node) const;
 
 private:
+  friend class ::KEP_ROUTING_BUILDER_GRAPH;
   std::uint32_t get_key(const BASE_NODE& node) const;
+  /// Replaces the graph by a newer one, at the end of a build.
+  void publish(std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage);
 
   KEP_DB* m_db;
   KEP_ROUTING_PRIMITIVE m_routing_primitive;
@@ -249,103 +256,11 @@ private:
   KEP_EDGE_TABLES m_tables{}; // of the storage; all null without one
 };
 
-inline FWD_EDGE::FWD_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position)
-    : m_fanout(graph->m_tables.m_fanouts[position].get_word(own), graph), m_own(own), m_position(position) {}
-inline REV_EDGE::REV_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position)
-    : m_fanin(graph->m_tables.m_fanins[position].get_word(own), graph) {}
-
-inline unsigned short NODE::get_num_edges() const {
-  return m_graph ? m_graph->m_tables.get_shape(m_word).m_num_fanouts : 0;
-}
-inline unsigned short NODE::get_num_real_edges() const {
-  return m_graph ? m_graph->m_tables.get_shape(m_word).m_num_real : 0;
-}
-inline unsigned short NODE::get_num_fanin() const {
-  return m_graph ? m_graph->m_tables.get_shape(m_word).m_num_fanins : 0;
-}
-
-inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_real_fanout() const {
-  if (!m_graph) return {};
-  const KEP_NODE_SHAPE& shape = m_graph->m_tables.get_shape(m_word);
-  return make_range<FWD_EDGE>(shape.m_first_fanout, shape.m_first_fanout + shape.m_num_real);
-}
-inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_redundant_fanout() const {
-  if (!m_graph) return {};
-  const KEP_NODE_SHAPE& shape = m_graph->m_tables.get_shape(m_word);
-  return make_range<FWD_EDGE>(shape.m_first_fanout + shape.m_num_real,
-                              shape.m_first_fanout + shape.m_num_fanouts);
-}
-inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> NODE::iter_all_fanout() const {
-  if (!m_graph) return {};
-  const KEP_NODE_SHAPE& shape = m_graph->m_tables.get_shape(m_word);
-  return make_range<FWD_EDGE>(shape.m_first_fanout, shape.m_first_fanout + shape.m_num_fanouts);
-}
-inline boost::iterator_range<EDGE_ITER<REV_EDGE>> NODE::iter_all_fanin() const {
-  if (!m_graph) return {};
-  const KEP_NODE_SHAPE& shape = m_graph->m_tables.get_shape(m_word);
-  return make_range<REV_EDGE>(shape.m_first_fanin, shape.m_first_fanin + shape.m_num_fanins);
-}
-
-template <class VISIT>
-void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
-  if (range.empty()) return;
-  auto* graph = const_cast<GRAPH*>(this);
-  const KEP_EDGE_TABLES tables = m_tables; // a copy: what the visitor writes cannot change it
-  std::uint32_t place = range.begin().m_place;
-  std::uint32_t rank = range.begin().m_rank;
-  std::uint32_t index = range.begin().m_index;
-  const std::uint32_t end = range.end().m_index;
-  for (; index != end; ++place, rank = 0) {
-    const std::uint32_t last = std::min(tables.m_first_nodes[place + std::size_t{1}], end);
-    KEP_PACKED_NUMBERS shapes = tables.m_shapes_of_nodes;
-    shapes.m_bytes += (tables.m_pages[place] + std::size_t{rank}) * shapes.m_width;
-    std::uint64_t word = std::uint64_t{place} << 32 | rank;
-    std::uint32_t next_number = shapes.get(0);
-    KEP_NODE_SHAPE next_shape = tables.m_shapes[next_number];
-    while (index != last) {
-      // Where a node's edges end is foreseen badly; the next shape is there by then.
-      const std::uint32_t number = next_number;
-      const KEP_NODE_SHAPE shape = next_shape;
-      shapes.m_bytes += shapes.m_width;
-      next_number = shapes.get(0);
-      next_shape = tables.m_shapes[next_number];
-      ++word;
-      if (number == KEP_EDGE_TABLES::NO_NODE) continue;
-      ++index;
-      const NODE from(word, graph);
-      const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
-      const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;
-      if (shape.m_has_absolute) {
-        for (; fanout != behind; ++fanout)
-          visit(from, NODE(fanout->get_word(place), graph));
-      } else {
-        for (; fanout != behind; ++fanout)
-          visit(from, NODE(fanout->get_relative_word(place), graph));
-      }
-    }
-  }
-}
-
-inline void NODE_ITER::increment() {
-  const KEP_EDGE_TABLES& tables = m_graph->m_tables;
-  if (m_index++ == m_last) {
-    if (m_index == tables.m_num_nodes) return;
-    do
-      ++m_place;
-    while (tables.m_first_nodes[m_place + std::size_t{1}] == m_index);
-    m_last = tables.m_first_nodes[m_place + std::size_t{1}] - 1;
-    m_rank = 0;
-  } else {
-    ++m_rank;
-  }
-  const std::size_t page = tables.m_pages[m_place];
-  while (tables.m_shapes_of_nodes.get(page + m_rank) == KEP_EDGE_TABLES::NO_NODE)
-    ++m_rank;
-}
-
 } // namespace KEP_ROUTING
 
 template <>
 struct std::hash<KEP_ROUTING::NODE> {
   std::size_t operator()(const KEP_ROUTING::NODE& node) const noexcept { return node.hash(); }
 };
+
+#include "kep/detail/kep_routing_graph_inline.h"

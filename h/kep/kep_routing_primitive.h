@@ -92,6 +92,7 @@ private:
 /// A jump from an input port to an output port, taken on instances in a spare row.
 class KEP_EXPORT KEP_ROUTING_FLYOVER {
 public:
+  /// A new flyover in the store of the database, which owns it.
   static KEP_ROUTING_FLYOVER* allocate(KEP_DB* db, KEP_PORT* input, KEP_PORT* output);
   KEP_PORT* get_input() const { return m_input; }
   KEP_PORT* get_output() const { return m_output; }
@@ -103,6 +104,7 @@ private:
   KEP_PORT* m_output;
 };
 
+/// The type of a wire: a name and what it says of the ports that bear it.
 class KEP_WIRE_TYPE {
 public:
   KEP_WIRE_TYPE(std::string name, unsigned char flags) : m_name(std::move(name)), m_flags(flags) {}
@@ -131,6 +133,7 @@ class KEP_ROUTING_PRIMITIVE_ROUTING_FLYOVER_ITER
   using KEP_HIER_TABLE_ITER::KEP_HIER_TABLE_ITER;
 };
 
+/// The store of a database's description: muxes, arcs and flyovers, which it owns, and marks.
 class KEP_EXPORT KEP_ROUTING_PRIMITIVE {
 public:
   /// BLC, then LOGICAL: a module described as a BLC is walked as one, everything else in the logical view.

@@ -19,12 +19,13 @@ public:
 
   void add_routing_mux(KEP_ROUTING_MUX* mux);
   void add_routing_arc(KEP_ROUTING_ARC* arc);
+  /// No question of the cache is about flyovers: nothing is kept of it.
   void add_routing_flyover(KEP_ROUTING_FLYOVER* flyover);
 
   bool has_routing_muxes(const KEP_MODULE* module) const {
     return module && !m_muxes[module->get_number()].empty();
   }
-  /// The muxes of this one module, in the order in which they were added.
+  /// The muxes of this one module, which must not be null, in the order in which they were added.
   boost::iterator_range<KEP_MODULE_ROUTING_MUX_ITER> iter_routing_muxes(const KEP_MODULE* module) const {
     return kep_pointer_range<KEP_MODULE_ROUTING_MUX_ITER>(m_muxes[module->get_number()]);
   }

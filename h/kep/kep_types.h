@@ -15,6 +15,7 @@ class KEP_LEGACY_API;
 class KEP_MODULE;
 class KEP_NET;
 class KEP_PORT;
+struct KEP_SLOT;
 class KEP_UNFOLDING;
 
 /// One way of describing a piece of hardware. A module belongs to exactly one of the first four.

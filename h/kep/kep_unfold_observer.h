@@ -21,9 +21,12 @@ public:
   };
 
   virtual ~KEP_UNFOLD_OBSERVER();
+  /// No walk follows: what was seen can be written out.
   virtual void close();
+  /// The search from one uip begins, and ends.
   virtual void start_uip(const KEP_UNFOLDED_INST_PORT& uip);
   virtual void finish_uip();
+  /// A net is walked, for the first time in its search.
   virtual void start_net(const KEP_UNFOLDED_NET& net);
   virtual void visit(const KEP_UNFOLDED_PORT& port, VISIT_TYPE type);
   virtual void visit(const KEP_UNFOLDED_INST_PORT& uip, VISIT_TYPE type);

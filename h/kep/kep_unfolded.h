@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_unfolded_value.h"
 #include "kep/detail/kep_unfolding.h"
 #include "kep/kep_relative_path.h"
 #include "kep/kep_view_type_rank.h"
@@ -23,29 +24,6 @@ class KEP_UNFOLDED_INST_PORT;
 class KEP_UNFOLDED_INSTANCE;
 class KEP_UNFOLDED_NET;
 class KEP_UNFOLDED_PORT;
-
-/// What the five values share: equality, order and hash by position and object.
-template <class DERIVED, class OBJECT>
-class KEP_UNFOLDED_VALUE {
-public:
-  KEP_UNFOLDED_VALUE() = default;
-  explicit operator bool() const { return m_object != nullptr; }
-  friend bool operator==(const DERIVED& left, const DERIVED& right) {
-    return left.m_object == right.m_object && left.m_position == right.m_position;
-  }
-  std::size_t hash() const {
-    const auto object = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(m_object));
-    std::uint64_t h = (m_position * 0x9e3779b97f4a7c15U) ^ object;
-    h = (h ^ (h >> 29)) * 0xbf58476d1ce4e5b9U;
-    return h ^ (h >> 32);
-  }
-
-  std::uint64_t m_position = 0;
-  OBJECT* m_object = nullptr;
-
-protected:
-  KEP_UNFOLDED_VALUE(std::uint64_t position, OBJECT* object) : m_position(position), m_object(object) {}
-};
 
 class KEP_UNFOLDED_MODULE_INSTANCE_ITER;
 class KEP_UNFOLDED_INSTANCE_INST_PORT_ITER;
@@ -142,23 +120,6 @@ public:
 
 static_assert(sizeof(KEP_UNFOLDED_INST_PORT) == 16 && std::is_trivially_copyable_v<KEP_UNFOLDED_INST_PORT>,
               "unfolded values are two words, copied as plain memory");
-
-/// The shape of the four iterators: a position, the same for all, and a folded iterator.
-template <class DERIVED, class VALUE, class FOLDED_ITER>
-class KEP_UNFOLDED_ITER : public boost::iterator_facade<DERIVED, VALUE, boost::forward_traversal_tag, VALUE> {
-public:
-  KEP_UNFOLDED_ITER() = default;
-  KEP_UNFOLDED_ITER(std::uint64_t position, FOLDED_ITER at) : m_position(position), m_at(at) {}
-
-private:
-  friend class boost::iterator_core_access;
-  VALUE dereference() const { return VALUE(m_position, *m_at); }
-  bool equal(const KEP_UNFOLDED_ITER& other) const { return m_at == other.m_at; }
-  void increment() { ++m_at; }
-
-  std::uint64_t m_position = 0;
-  FOLDED_ITER m_at{};
-};
 
 class KEP_INSTANCE_INST_PORT_ITER : public KEP_ELEMENT_ITER<KEP_INSTANCE_INST_PORT_ITER, KEP_INST_PORT> {
   using KEP_ELEMENT_ITER::KEP_ELEMENT_ITER;

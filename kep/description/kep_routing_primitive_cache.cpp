@@ -29,7 +29,6 @@ void KEP_DB_ROUTING_PRIMITIVE_CACHE::add_routing_arc(KEP_ROUTING_ARC* arc) {
   inputs->push_back(arc);
 }
 
-// No question of the cache is about flyovers; they are read from the store.
 void KEP_DB_ROUTING_PRIMITIVE_CACHE::add_routing_flyover(KEP_ROUTING_FLYOVER*) {}
 
 KEP_ROUTING_ARC* KEP_DB_ROUTING_PRIMITIVE_CACHE::find_routing_arc(KEP_PORT* input, KEP_PORT* output) const {

@@ -13,7 +13,7 @@ namespace {
 std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, const KEP_EDGE_TABLES& tables,
                         std::uint32_t occurrence, std::uint32_t key) {
   if (!storage) return 0;
-  const KEP_NODE_PLACES& places = storage->get_places();
+  const KEP_NODE_PLACES& places = *storage->m_places;
   const std::uint32_t place = places.get_order().get_place(occurrence);
   if (places.get_num_nodes(place) == 0) return 0;
   const std::uint32_t rank = places.find_rank(place, key);
@@ -56,7 +56,7 @@ KEP_UNFOLDED_INST_PORT NODE::get_unfolded_inst_port() const {
 /// A twin's key is the next one, so its rank is, too.
 NODE NODE::get_hipi_node() const {
   if (!m_graph || is_boundary()) return NODE();
-  const KEP_NODE_PLACES& places = m_graph->m_storage->get_places();
+  const KEP_NODE_PLACES& places = *m_graph->m_storage->m_places;
   const std::uint32_t place = KEP_NODE_WORD::place(m_word);
   const std::uint32_t rank = KEP_NODE_WORD::rank(m_word);
   if (!places.has_hipi() || rank + 1 == places.get_num_ranks(place)) return NODE();
@@ -76,14 +76,14 @@ KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
   const std::uint64_t word = graph.m_tables.m_mux_inputs[m_position].get_word(m_own);
   if (word == 0) return {};
   const std::uint32_t occurrence =
-      graph.m_storage->get_places().get_order().get_occurrence(static_cast<std::uint32_t>(word >> 32));
+      graph.m_storage->m_places->get_order().get_occurrence(static_cast<std::uint32_t>(word >> 32));
   const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
   return {occurrence, module->get_inst_port_by_number(static_cast<std::uint32_t>(word) - 1)};
 }
 
 NODE_ITER::NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {
   if (!graph->m_storage || index == graph->m_tables.m_num_nodes) return;
-  const KEP_NODE_PLACES& places = graph->m_storage->get_places();
+  const KEP_NODE_PLACES& places = *graph->m_storage->m_places;
   m_place = places.find_place(index);
   m_rank = places.get_rank(m_place, index);
   m_last = places.get_first_nodes()[m_place + std::size_t{1}] - 1;
@@ -113,8 +113,7 @@ NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
 }
 
 std::uint32_t GRAPH::get_index(const NODE& node) const {
-  return m_storage->get_places().find_node(KEP_NODE_WORD::place(node.m_word),
-                                           KEP_NODE_WORD::rank(node.m_word));
+  return m_storage->m_places->find_node(KEP_NODE_WORD::place(node.m_word), KEP_NODE_WORD::rank(node.m_word));
 }
 NODE GRAPH::get_node(std::uint32_t index) const {
   return *NODE_ITER(const_cast<GRAPH*>(this), index);
@@ -122,7 +121,7 @@ NODE GRAPH::get_node(std::uint32_t index) const {
 
 void GRAPH::append_real_fanouts(std::uint32_t index, std::uint32_t& near,
                                 std::vector<std::uint32_t>& fanouts) const {
-  const KEP_NODE_PLACES& places = m_storage->get_places();
+  const KEP_NODE_PLACES& places = *m_storage->m_places;
   if (index - m_tables.m_first_nodes[near] >= places.get_num_nodes(near)) near = places.find_place(index);
   const std::uint64_t word = KEP_NODE_WORD::make(near, places.get_rank(near, index));
   const KEP_NODE_SHAPE& shape = m_tables.get_shape(word);
@@ -137,13 +136,13 @@ std::uint64_t GRAPH::get_num_nodes() const {
   return m_tables.m_num_nodes;
 }
 std::uint64_t GRAPH::get_num_real_edges() const {
-  return m_storage ? m_storage->get_total_real_edges() : 0;
+  return m_storage ? m_storage->m_num_real_edges : 0;
 }
 std::uint64_t GRAPH::get_num_redundant_edges() const {
-  return m_storage ? m_storage->get_total_edges() - m_storage->get_total_real_edges() : 0;
+  return m_storage ? m_storage->m_num_edges - m_storage->m_num_real_edges : 0;
 }
 std::uint64_t GRAPH::get_num_templates() const {
-  return m_storage ? m_storage->get_num_templates() : 0;
+  return m_storage ? m_storage->m_num_templates : 0;
 }
 std::uint64_t GRAPH::get_memory_bytes() const {
   return m_storage ? m_storage->get_memory_bytes() : 0;
@@ -159,11 +158,11 @@ bool GRAPH::is_boundary(const BASE_NODE& node) const {
 }
 
 std::uint32_t GRAPH::get_key(const BASE_NODE& node) const {
-  return m_storage->get_places().get_key(KEP_NODE_WORD::place(node.m_word), KEP_NODE_WORD::rank(node.m_word));
+  return m_storage->m_places->get_key(KEP_NODE_WORD::place(node.m_word), KEP_NODE_WORD::rank(node.m_word));
 }
 
 bool GRAPH::is_hipi(const BASE_NODE& node) const {
-  return node && !is_boundary(node) && m_storage->get_places().has_hipi() &&
+  return node && !is_boundary(node) && m_storage->m_places->has_hipi() &&
          KEP_NODE_WORD::is_hipi(get_key(node));
 }
 
@@ -175,7 +174,7 @@ KEP_PORT* GRAPH::get_port(const BASE_NODE& node) const {
 KEP_UNFOLDED_INST_PORT GRAPH::get_unfolded_inst_port(const BASE_NODE& node) const {
   if (!node || is_boundary(node)) return {};
   const std::uint32_t occurrence =
-      m_storage->get_places().get_order().get_occurrence(KEP_NODE_WORD::place(node.m_word));
+      m_storage->m_places->get_order().get_occurrence(KEP_NODE_WORD::place(node.m_word));
   const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
   return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(get_key(node)))};
 }

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <optional>
 
 namespace {
@@ -131,44 +132,40 @@ std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const std::vector<std:
   return parts;
 }
 
+void KEP_FANIN_FINDER::collect(const PART& part, bool hipi, std::vector<std::uint32_t>& next,
+                               std::vector<KEP_FANIN_ENTRY>& sources) const {
+  const std::uint32_t num_nodes = part.m_end - part.m_begin;
+  const auto begin = [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts) {
+    const std::uint32_t own = KEP_NODE_WORD::place(source);
+    const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
+                             fanouts.m_num_edges >= MANY_FANOUTS;
+    const auto add = [&sources, &next, &part, num_nodes,
+                      seen = source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)](std::uint32_t target) {
+      if (target - part.m_begin < num_nodes) sources[next[target - part.m_begin]++].m_node = {seen};
+    };
+    const bool is_wanted =
+        !m_has_hipi || (own != KEP_NODE_WORD::BOUNDARY &&
+                        KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) == hipi;
+    return is_wanted ? std::optional(add) : std::nullopt;
+  };
+  visit_edges(m_places.find_place(part.m_begin), m_places.find_place(part.m_end - 1), begin);
+}
+
 void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
                               std::vector<std::uint32_t>& of_nodes) const {
-  const std::uint32_t num_nodes = part.m_end - part.m_begin;
-  std::vector<std::uint32_t> next(num_nodes); // where the next source of a node goes
-  std::uint32_t first = 0;
-  for (std::uint32_t i = 0; i != num_nodes; ++i) {
-    next[i] = first;
-    first += of_nodes[part.m_begin + i];
-  }
+  std::vector<std::uint32_t> next(part.m_end - part.m_begin); // where the next source of a node goes
+  std::exclusive_scan(of_nodes.begin() + part.m_begin, of_nodes.begin() + part.m_end, next.begin(), 0U);
   std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
-  const std::uint32_t first_place = m_places.find_place(part.m_begin);
-  const auto fill = [&](bool hipi) {
-    const auto begin = [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts) {
-      const std::uint32_t own = KEP_NODE_WORD::place(source);
-      const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
-                               fanouts.m_num_edges >= MANY_FANOUTS;
-      const auto add = [&sources, &next, &part, num_nodes,
-                        seen = source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)](std::uint32_t target) {
-        if (target - part.m_begin < num_nodes) sources[next[target - part.m_begin]++].m_node = {seen};
-      };
-      const bool is_wanted =
-          !m_has_hipi || (own != KEP_NODE_WORD::BOUNDARY &&
-                          KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) == hipi;
-      return is_wanted ? std::optional(add) : std::nullopt;
-    };
-    visit_edges(first_place, m_places.find_place(part.m_end - 1), begin);
-  };
-  if (m_has_hipi) fill(true);
-  fill(false);
+  if (m_has_hipi) collect(part, true, next, sources);
+  collect(part, false, next, sources);
 
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent;
   std::uint32_t begin = 0;
-  std::uint32_t own = first_place;
-  for (std::uint32_t i = 0; i != num_nodes; ++i) {
-    const std::uint32_t node = part.m_begin + i;
+  std::uint32_t own = m_places.find_place(part.m_begin);
+  for (std::uint32_t node = part.m_begin; node != part.m_end; ++node) {
     while (node >= m_places.get_first_nodes()[own + 1])
       ++own;
-    const std::uint32_t end = next[i];
+    const std::uint32_t end = next[node - part.m_begin];
     for (std::uint32_t at = begin; at != end; ++at)
       if (KEP_SEEN_WORD& source = sources[at].m_node; !source.is_absolute())
         source = KEP_SEEN_WORD::see(source.m_bits, own);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep/graph/kep_node_places.h"
-#include "kep/graph/kep_template_entries.h"
+#include "kep/graph_building/kep_template_entries.h"
 #include "kep/graph_building/kep_template_table.h"
 
 #include <algorithm>
@@ -77,6 +77,9 @@ private:
   /// Replaces the numbers of fanins of the part's nodes by those of their templates.
   void gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
               std::vector<std::uint32_t>& of_nodes) const;
+  /// Puts the sources of the part's nodes, hipi twins or all others, where the next one of each node goes.
+  void collect(const PART& part, bool hipi, std::vector<std::uint32_t>& next,
+               std::vector<KEP_FANIN_ENTRY>& sources) const;
   template <class BEGIN>
   void visit_edges(std::uint32_t first_place, std::uint32_t last_place, const BEGIN& begin) const;
 

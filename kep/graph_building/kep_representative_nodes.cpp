@@ -4,13 +4,14 @@
 #include <limits>
 #include <unordered_map>
 
-struct KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::STATE {
+using REPRESENTATIVES = KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER;
+
+struct REPRESENTATIVES::STATE {
   std::vector<std::uint64_t> m_first_positions; // by module number: where its first occurrence stands
   std::unordered_map<KEP_RELATIVE_PATH, KEP_ROUTING_BUILDER_NODE*> m_nodes[2]; // by orientation
 };
 
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::
-    KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER(KEP_DB* db, KEP_VIEW_TYPE_RANK)
+REPRESENTATIVES::KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER(KEP_DB* db, KEP_VIEW_TYPE_RANK)
     : m_state(std::make_unique<STATE>()) {
   const KEP_UNFOLDING& unfolding = db->get_unfolding();
   constexpr std::uint64_t NONE = std::numeric_limits<std::uint64_t>::max();
@@ -22,20 +23,18 @@ KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::
   }
 }
 
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::
-    ~KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER() = default;
+REPRESENTATIVES::~KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER() = default;
 
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::RELPATH_AND_ORIENTATION
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::get_relative_path(
-    KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
-    const std::vector<FANOUT>& redundant_fanouts, KEP_UNFOLDED_MODULE top) const {
+REPRESENTATIVES::RELPATH_AND_ORIENTATION
+REPRESENTATIVES::get_relative_path(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT>& fanouts,
+                                   const std::vector<FANOUT>& redundant_fanouts,
+                                   KEP_UNFOLDED_MODULE top) const {
   if (!node || (fanouts.empty() && redundant_fanouts.empty())) return {};
   return get_relative_path(node, top);
 }
 
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::RELPATH_AND_ORIENTATION
-KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::get_relative_path(KEP_ROUTING_BUILDER_NODE* node,
-                                                                          KEP_UNFOLDED_MODULE top) const {
+REPRESENTATIVES::RELPATH_AND_ORIENTATION REPRESENTATIVES::get_relative_path(KEP_ROUTING_BUILDER_NODE* node,
+                                                                            KEP_UNFOLDED_MODULE top) const {
   // What reaches the top of the device stands there once and represents nothing.
   if (node->is_boundary() || !top || top.m_object->is_top_module_or_equiv()) return {};
   if (m_state->m_first_positions[top.m_object->get_number()] != top.m_position) return {};
@@ -44,13 +43,12 @@ KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::get_relative_path(KEP_RO
   return {port - top, node->is_hipi() ? 1 : 0};
 }
 
-void KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::store_relative_path_and_repnode(
-    RELPATH_AND_ORIENTATION path, KEP_UNFOLDED_MODULE, KEP_ROUTING_BUILDER_NODE* node) {
+void REPRESENTATIVES::store_relative_path_and_repnode(RELPATH_AND_ORIENTATION path, KEP_UNFOLDED_MODULE,
+                                                      KEP_ROUTING_BUILDER_NODE* node) {
   m_state->m_nodes[path.m_orientation].emplace(path.m_path, node);
 }
 
-KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::find_representative(
-    const RELPATH_AND_ORIENTATION& path) const {
+KEP_ROUTING_BUILDER_NODE* REPRESENTATIVES::find_representative(const RELPATH_AND_ORIENTATION& path) const {
   const auto& nodes = m_state->m_nodes[path.m_orientation];
   const auto found = nodes.find(path.m_path);
   return found == nodes.end() ? nullptr : found->second;

@@ -2,6 +2,7 @@
 
 #include "kep/graph/kep_node_word.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
+#include "kep/graph_building/kep_routing_graph_folder.h"
 #include "kep/kep_db.h"
 #include "kep_report/kep_report_assert.h"
 
@@ -30,13 +31,13 @@ std::string KEP_ROUTING_BUILDER_NODE::get_name(const KEP_NAME_STYLE& style) cons
   return style.m_port_separator + std::string(get_port()->get_plain_name());
 }
 
-KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER::dereference() const {
+using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE;
+
+KEP_ROUTING_BUILDER_NODE* NODE_RANGE::ITER::dereference() const {
   return m_graph->get_node(m_index);
 }
 
-KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE::
-    KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(
-        KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& other, tbb::split)
+NODE_RANGE::KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(NODE_RANGE& other, tbb::split)
     : boost::iterator_range<ITER>(other), m_grain(other.m_grain) {
   const std::uint32_t first = other.begin().m_index;
   const ITER middle(other.begin().m_graph, first + (other.end().m_index - first) / 2);
@@ -80,7 +81,7 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH::allocate_node(std::uint32_t
   return node;
 }
 
-KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsigned grain) {
+NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsigned grain) {
   return {NODE_RANGE::ITER(this, 0), NODE_RANGE::ITER(this, m_node_count), grain};
 }
 
@@ -129,9 +130,13 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_of_place(std::uint32_t begin, std::ui
   }
 }
 
-/// For a graph that has nodes and nothing else.
-void KEP_ROUTING_BUILDER_GRAPH::sort_nodes_if_needed() {
-  if (!m_state->m_places) sort_nodes();
+void KEP_ROUTING_BUILDER_GRAPH::publish() {
+  if (!m_state->m_places) sort_nodes(); // the graph has nodes and nothing else
+  m_db->get_routing_template_graph()->publish(KEP_ROUTING_GRAPH_FOLDER(*this).fold());
+}
+
+void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool) {
+  graph->publish();
 }
 
 void KEP_ROUTING_BUILDER_GRAPH::find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order) {

@@ -1,12 +1,12 @@
 #include "kep/graph/kep_node_word.h"
-#include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
 #include "kep/kep_db.h"
 #include "kep/kep_routing_builder.h"
 #include "kep_report/kep_report_assert.h"
 
+#include <fmt/format.h>
+
 #include <limits>
-#include <string>
 
 namespace {
 
@@ -88,8 +88,8 @@ private:
 };
 
 [[noreturn]] void refuse(const KEP_ROUTING_BUILDER_NODE& node, std::size_t count, const char* kind) {
-  throw KEP_DB_ERROR("node " + node.get_name(KEP_NAME_STYLE()) + " has " + std::to_string(count) + " " +
-                     kind + ", more than the " + std::to_string(MAX_EDGES) + " that a node can have");
+  throw KEP_DB_ERROR(fmt::format("node {} has {} {}, more than the {} that a node can have",
+                                 node.get_name({}), count, kind, MAX_EDGES));
 }
 
 /// What a thread works with; the lists keep their capacity from node to node.
@@ -204,10 +204,4 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
 int KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_templates() const {
   const KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   return static_cast<int>(state.m_num_templates + state.m_fanouts.size());
-}
-
-void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool) {
-  graph->sort_nodes_if_needed();
-  graph->get_db()->get_routing_template_graph()->publish(
-      std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*graph));
 }

@@ -3,9 +3,10 @@
 #include "kep/graph_building/kep_template_table.h"
 #include "kep/kep_db.h"
 
+#include <fmt/format.h>
+
 #include <cstdint>
 #include <limits>
-#include <string>
 #include <vector>
 
 /// Gives templates their final numbers, by the first node that uses them, and their entries places side by
@@ -45,8 +46,9 @@ public:
       num_entries += list.m_num_edges;
     }
     if (num_entries > std::numeric_limits<std::uint32_t>::max())
-      throw KEP_DB_ERROR("the routing graph has " + std::to_string(num_entries) +
-                         " edges in distinct lists, more than the 4294967295 that it can have");
+      throw KEP_DB_ERROR(fmt::format(
+          "the routing graph has {} edges in distinct lists, more than the 4294967295 that it can have",
+          num_entries));
     return order;
   }
 };

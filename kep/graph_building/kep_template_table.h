@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kep/graph/kep_template_entries.h"
+#include "kep/graph_building/kep_template_entries.h"
 
 #include <tbb/spin_mutex.h>
 

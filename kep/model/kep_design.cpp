@@ -1,5 +1,6 @@
 #include "kep/kep_design.h"
 
+#include "kep/detail/kep_unfolding.h"
 #include "kep/model/kep_name_index.h"
 
 #include <cstring>

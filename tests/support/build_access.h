@@ -141,6 +141,9 @@ public:
   static const KEP_ROUTING_GRAPH_STORAGE& storage(const KEP_ROUTING::GRAPH& graph) {
     return *graph.m_storage;
   }
+  static void publish(KEP_ROUTING::GRAPH& graph, std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage) {
+    graph.publish(std::move(storage));
+  }
   static std::uint64_t word(const KEP_ROUTING::NODE& node) { return node.m_word; }
   /// The tables of a graph as they lie in memory.
   static std::string text_of_tables(const KEP_ROUTING::GRAPH& graph) {

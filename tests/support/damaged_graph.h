@@ -192,7 +192,7 @@ public:
       fanins.push_back(
           tables.m_fanins[shape.m_first_fanin + i].get_word(static_cast<std::uint32_t>(word >> 32)));
     ACCESS::set_fanins(storage, word, fanins);
-    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
+    ACCESS::publish(m_graph, std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
   /// Edges to the last node of the graph have no fanout any more.
   void empty_last_node() {
@@ -210,7 +210,7 @@ public:
       std::replace(fanouts.begin(), fanouts.end(), ACCESS::word(last), std::uint64_t{0}); // that of no node
       if (is_changed) ACCESS::set_fanouts(storage, word, fanouts);
     }
-    m_graph.publish(std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
+    ACCESS::publish(m_graph, std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(storage));
   }
 
 private:

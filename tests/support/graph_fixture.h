@@ -1,18 +1,28 @@
 #pragma once
 
+#include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/kep_routing_builder.h"
 #include "tests/support/model_fixture.h"
 
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-/// The graph has operations that only the build may call; tests enter through here.
+/// The graph has operations that only a build calls, or only tests; they enter through here.
 class KEP_TEST_ACCESS {
 public:
   static void reserve_routing_node_template_space(KEP_ROUTING_BUILDER_GRAPH* graph, unsigned count) {
     graph->reserve_routing_node_template_space(count);
+  }
+  static void publish(KEP_ROUTING::GRAPH& graph, std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> storage) {
+    graph.publish(std::move(storage));
+  }
+  using REPRESENTATIVES = KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER;
+  static KEP_ROUTING_BUILDER_NODE* find_representative(const REPRESENTATIVES& representatives,
+                                                       const REPRESENTATIVES::RELPATH_AND_ORIENTATION& path) {
+    return representatives.find_representative(path);
   }
 };
 

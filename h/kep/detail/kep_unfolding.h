@@ -15,6 +15,16 @@
 /// Numbers: in depth-first order every occurrence, inner or not, has a 64-bit number. The number of an
 /// occurrence less the number of an ancestor depends on the ancestor's module alone.
 
+/// A place that can stand below any occurrence of a module: one of its instances, in one view of the master.
+struct KEP_SLOT {
+  static constexpr unsigned NOT_INNER = ~0U;
+
+  KEP_MODULE* m_module = nullptr; ///< the master in that view
+  std::uint64_t m_number = 0; ///< what to add to the number of an occurrence for the occurrence in this slot
+  unsigned m_inner_rank = NOT_INNER; ///< the place among the module's inner slots
+  unsigned m_instance = 0;           ///< index of the instance
+};
+
 struct KEP_OCCURRENCE {
   KEP_MODULE* m_module = nullptr; ///< null for entry 0
   std::uint64_t m_number = 0;

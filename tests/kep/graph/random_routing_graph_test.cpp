@@ -1,4 +1,4 @@
-#include "kep/graph/kep_routing_graph_storage.h"
+#include "kep/graph_building/kep_routing_graph_folder.h"
 #include "tests/support/random_graph.h"
 
 #include <gtest/gtest.h>
@@ -225,8 +225,8 @@ TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
       graph.allocate(build, seed);
       for (const NAIVE_NODE& node : graph.nodes())
         graph.set_fanout(build, node);
-      db->get_routing_template_graph()->publish(
-          std::make_unique<const KEP_ROUTING_GRAPH_STORAGE>(*build.graph(), fanins_at_a_time));
+      KEP_RG_TEST_ACCESS::publish(*db->get_routing_template_graph(),
+                                  KEP_ROUTING_GRAPH_FOLDER(*build.graph()).fold(fanins_at_a_time));
       if (fanins_at_a_time == 0)
         expected = test_model::dump(*db);
       else

@@ -1,0 +1,172 @@
+#include "kep/graph_building/kep_routing_graph_folder.h"
+
+#include "kep/graph_building/kep_fanin_finder.h"
+#include "kep/graph_building/kep_routing_builder_state.h"
+#include "kep/graph_building/kep_template_numbering.h"
+#include "kep/kep_db.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+#include <utility>
+
+namespace {
+
+// Of templates of fanouts and fanins, where no node stands.
+constexpr std::uint64_t NO_PAIR = ~std::uint64_t{0};
+
+/// Pages that are kept, by hash.
+class KNOWN_PAGES {
+public:
+  explicit KNOWN_PAGES(const std::vector<std::uint64_t>& pairs) : m_pairs(pairs) {}
+
+  /// Where the same page begins among the pairs, or null.
+  const std::uint32_t* find(std::uint64_t hash, const std::vector<std::uint64_t>& page) const {
+    const auto [begin, end] = m_pages.equal_range(hash);
+    const auto known = std::find_if(begin, end, [&](const auto& each) {
+      return each.second.m_size == page.size() &&
+             std::equal(page.begin(), page.end(), m_pairs.begin() + each.second.m_first);
+    });
+    return known == end ? nullptr : &known->second.m_first;
+  }
+  void add(std::uint64_t hash, std::uint32_t first, std::size_t size) {
+    m_pages.emplace(hash, PAGE{first, static_cast<std::uint32_t>(size)});
+  }
+
+private:
+  struct PAGE {
+    std::uint32_t m_first;
+    std::uint32_t m_size;
+  };
+  const std::vector<std::uint64_t>& m_pairs;
+  std::unordered_multimap<std::uint64_t, PAGE> m_pages;
+};
+
+} // namespace
+
+std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE>
+KEP_ROUTING_GRAPH_FOLDER::fold(std::uint64_t fanins_at_a_time) {
+  m_folded = std::make_unique<KEP_ROUTING_GRAPH_STORAGE>();
+  m_folded->m_places = m_graph.m_state->m_places;
+  take_fanouts();
+  find_fanins(fanins_at_a_time);
+  fold_pages();
+  fold_words();
+  return std::move(m_folded);
+}
+
+void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
+  KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph.m_state;
+  m_fanouts.m_of_nodes = std::exchange(state.m_fanouts_of_nodes, {});
+  m_fanouts.m_of_nodes.resize(m_graph.get_node_count(),
+                              KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
+  const std::vector<std::uint32_t> order = KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(
+      state.m_fanouts, m_fanouts.m_of_nodes, m_fanouts.m_templates);
+  m_entries.reserve(m_fanouts.get_num_entries());
+  for (const std::uint32_t number : order) {
+    const auto& list = state.m_fanouts.get(number);
+    m_entries.insert(m_entries.end(), list.m_entries, list.m_entries + list.m_num_edges);
+  }
+  state.m_num_templates = state.m_fanouts.size();
+  state.m_fanouts.clear();
+  for (const std::uint32_t number : m_fanouts.m_of_nodes) {
+    m_folded->m_num_edges += m_fanouts.m_templates[number].m_num_edges;
+    m_folded->m_num_real_edges += m_fanouts.m_templates[number].m_num_real;
+  }
+  m_folded->m_num_templates = order.size();
+}
+
+void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint64_t at_a_time) {
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
+  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts.m_of_nodes, m_fanouts.m_templates, m_entries,
+                          m_graph.m_state->m_num_top_occurrences);
+  m_fanins.m_of_nodes = finder.find(table, at_a_time);
+  if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
+    throw KEP_DB_ERROR(fmt::format("node {} has {} fanins, more than the {} that a node can have",
+                                   m_graph.get_node(finder.get_overfull_node())->get_name({}),
+                                   finder.get_overfull_count(), std::numeric_limits<unsigned short>::max()));
+  const std::vector<std::uint32_t> order =
+      KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, m_fanins.m_of_nodes, m_fanins.m_templates);
+  m_folded->m_fanins = KEP_FOLDED_WORD_LIST(m_fanins.get_num_entries(), [&](const auto& visit) {
+    for (const std::uint32_t number : order)
+      for (std::uint32_t i = 0; i != table.get(number).m_num_edges; ++i)
+        visit(table.use_entries(number)[i].m_node);
+  });
+}
+
+/// Places in order; one whose shapes are those of an earlier one takes its page.
+void KEP_ROUTING_GRAPH_FOLDER::fold_pages() {
+  const KEP_NODE_PLACES& places = *m_folded->m_places;
+  m_folded->m_pages.assign(places.get_num_places(), 0);
+  std::vector<std::uint64_t> pairs; // of templates, page after page, by rank
+  KNOWN_PAGES known_pages(pairs);
+  std::vector<std::uint64_t> page;
+  for (std::uint32_t place = 0; place != places.get_num_places(); ++place) {
+    if (places.get_num_nodes(place) == 0) continue;
+    const std::uint64_t hash = read_page(place, page);
+    std::uint32_t& first = m_folded->m_pages[place];
+    if (const std::uint32_t* known = known_pages.find(hash, page)) {
+      first = *known;
+      continue;
+    }
+    if (pairs.size() + page.size() > std::numeric_limits<std::uint32_t>::max())
+      throw KEP_DB_ERROR(
+          "the routing graph has more than the 4294967295 nodes in unlike places that it can have");
+    first = static_cast<std::uint32_t>(pairs.size());
+    known_pages.add(hash, first, page.size());
+    pairs.insert(pairs.end(), page.begin(), page.end());
+  }
+  fold_shapes(pairs);
+}
+
+std::uint64_t KEP_ROUTING_GRAPH_FOLDER::read_page(std::uint32_t place,
+                                                  std::vector<std::uint64_t>& page) const {
+  const KEP_NODE_PLACES& places = *m_folded->m_places;
+  page.assign(places.get_num_ranks(place), NO_PAIR);
+  const std::uint32_t first = places.get_first_nodes()[place];
+  std::uint64_t hash = page.size();
+  for (std::uint32_t node = first; node != first + places.get_num_nodes(place); ++node) {
+    const std::uint32_t rank = places.get_rank(place, node);
+    page[rank] = std::uint64_t{m_fanouts.m_of_nodes[node]} << 32 | m_fanins.m_of_nodes[node];
+    hash = (hash ^ page[rank]) * 0x9e3779b97f4a7c15U + rank;
+    hash ^= hash >> 29;
+  }
+  return hash;
+}
+
+/// Numbers by the first rank at which a shape stands.
+void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pairs) {
+  std::vector<KEP_NODE_SHAPE>& shapes = m_folded->m_shapes;
+  std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_PAIR, KEP_EDGE_TABLES::NO_NODE}};
+  shapes.push_back({});
+  std::vector<std::uint32_t> of_nodes;
+  of_nodes.reserve(pairs.size());
+  for (const std::uint64_t pair : pairs) {
+    const auto [known, is_new] = numbers.try_emplace(pair, static_cast<std::uint32_t>(shapes.size()));
+    if (is_new) {
+      const KEP_EDGE_TEMPLATE& out = m_fanouts.m_templates[pair >> 32];
+      const KEP_EDGE_TEMPLATE& in = m_fanins.m_templates[static_cast<std::uint32_t>(pair)];
+      const auto first = m_entries.begin() + out.m_first_entry;
+      const bool has_absolute =
+          std::any_of(first, first + out.m_num_edges,
+                      [](const KEP_FANOUT_ENTRY& entry) { return entry.m_node.is_absolute(); });
+      shapes.push_back({out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges, in.m_num_edges,
+                        has_absolute});
+    }
+    of_nodes.push_back(known->second);
+  }
+  shapes.shrink_to_fit();
+  m_folded->m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(of_nodes, static_cast<std::uint32_t>(shapes.size()));
+}
+
+void KEP_ROUTING_GRAPH_FOLDER::fold_words() {
+  m_folded->m_fanouts.reserve(m_entries.size());
+  for (const KEP_FANOUT_ENTRY& entry : m_entries)
+    m_folded->m_fanouts.push_back(entry.m_node);
+  m_folded->m_mux_inputs = KEP_FOLDED_WORD_LIST(m_entries.size(), [this](const auto& visit) {
+    for (KEP_FANOUT_ENTRY& entry : m_entries)
+      visit(entry.m_mux);
+  });
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "kep/graph/kep_routing_graph_storage.h"
+#include "kep/graph_building/kep_template_entries.h"
+#include "kep/kep_export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class KEP_ROUTING_BUILDER_GRAPH;
+
+/// Folds a graph under construction, whose nodes are sorted, into a finished one. Used once: it takes the
+/// fanouts out of the graph, and works out the fanins.
+class KEP_EXPORT KEP_ROUTING_GRAPH_FOLDER {
+public:
+  explicit KEP_ROUTING_GRAPH_FOLDER(KEP_ROUTING_BUILDER_GRAPH& graph) : m_graph(graph) {}
+
+  /// A thread gathers so many fanins at a time; 0 leaves the number to the folder. KEP_DB_ERROR when a node
+  /// has more of them than it can have, or the graph more than can be numbered.
+  std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> fold(std::uint64_t fanins_at_a_time = 0);
+
+private:
+  /// The lists of all nodes before they are folded.
+  struct LISTS {
+    std::vector<std::uint32_t> m_of_nodes;      // template by node
+    std::vector<KEP_EDGE_TEMPLATE> m_templates; // by number; number 0 has no edges
+
+    std::size_t get_num_entries() const {
+      return std::size_t{m_templates.back().m_first_entry} + m_templates.back().m_num_edges;
+    }
+  };
+
+  void take_fanouts();
+  void find_fanins(std::uint64_t at_a_time);
+  void fold_pages();
+  /// Sets the templates of the place's nodes, by rank, and gives their hash.
+  std::uint64_t read_page(std::uint32_t place, std::vector<std::uint64_t>& page) const;
+  void fold_shapes(const std::vector<std::uint64_t>& pairs);
+  void fold_words();
+
+  KEP_ROUTING_BUILDER_GRAPH& m_graph;
+  std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> m_folded;
+  std::vector<KEP_FANOUT_ENTRY> m_entries; // of the lists of fanouts
+  LISTS m_fanouts;
+  LISTS m_fanins;
+};
