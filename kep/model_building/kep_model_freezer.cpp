@@ -2,6 +2,8 @@
 
 #include "kep/model/kep_name_index.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -9,7 +11,7 @@
 namespace {
 
 [[noreturn]] void fail(const std::string& place, const std::string& reason) {
-  throw KEP_DB_ERROR(place + ": " + reason);
+  throw KEP_DB_ERROR(fmt::format("{}: {}", place, reason));
 }
 
 std::string place_of(const KEP_MODULE& module) {
@@ -26,10 +28,12 @@ bool holds_control(const char* name) {
   return false;
 }
 
-void check_name(const std::string& place, const char* name) {
-  if (*name == '\0') fail(place, "the name is empty");
-  if (std::strpbrk(name, "/:")) fail(place, std::string("the name \"") + name + "\" holds \"/\" or \":\"");
-  if (holds_control(name)) fail(place, std::string("the name \"") + name + "\" holds a control character");
+/// `part` is where in the module the name stands: ".ports", or empty for the module's own.
+void check_name(const KEP_MODULE& module, const char* part, const char* name) {
+  const auto refuse = [&](const std::string& reason) { fail(place_of(module) + part, reason); };
+  if (*name == '\0') refuse("the name is empty");
+  if (std::strpbrk(name, "/:")) refuse(fmt::format(R"(the name "{}" holds "/" or ":")", name));
+  if (holds_control(name)) refuse(fmt::format(R"(the name "{}" holds a control character)", name));
 }
 
 } // namespace
@@ -61,7 +65,7 @@ void KEP_MODEL_FREEZER::make_modules() {
     module.m_name = from.m_name;
     if (!keys.emplace(from.m_key, module.m_number).second)
       fail(place_of(module), "a module of that key stands before");
-    check_name(place_of(module), from.m_name);
+    check_name(module, "", from.m_name);
     module.m_unfolding = m_db->m_unfolding;
     module.m_view_type = from.m_properties.m_view_type;
     module.m_is_ip_root = from.m_properties.m_is_ip_root;
@@ -96,7 +100,7 @@ void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module
   module.m_ports = std::make_unique<KEP_PORT[]>(from.m_ports.size());
   for (unsigned i = 0; i != module.m_num_ports; ++i) {
     KEP_PORT& port = module.m_ports[i];
-    check_name(place_of(module) + ".ports", from.m_ports[i].m_name);
+    check_name(module, ".ports", from.m_ports[i].m_name);
     port.m_parent = &module;
     port.m_name = from.m_ports[i].m_name;
     port.m_blc_icd_port_name = from.m_ports[i].m_blc_icd_port_name;
@@ -108,8 +112,9 @@ void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module
   }
   // A boundary node's identity keeps a port number, plus one, in 31 bits.
   if (ports.size() >= (std::size_t{1} << 31) - 1)
-    fail(place_of(module), "the ports up to here are " + std::to_string(ports.size()) +
-                               ", more than the 2147483646 that a model can have");
+    fail(place_of(module),
+         fmt::format("the ports up to here are {}, more than the 2147483646 that a model can have",
+                     ports.size()));
 }
 
 void KEP_MODEL_FREEZER::make_instances(const MODEL::MODULE& from, KEP_MODULE& module) {
@@ -120,15 +125,16 @@ void KEP_MODEL_FREEZER::make_instances(const MODEL::MODULE& from, KEP_MODULE& mo
     num_inst_ports += get_module(instance.m_master).m_num_ports;
   // A node's identity keeps an inst port number in 31 bits.
   if (num_inst_ports >= std::uint64_t{1} << 31)
-    fail(place_of(module), "the cells have " + std::to_string(num_inst_ports) +
-                               " ports, more than the 2147483647 that a module can have");
+    fail(place_of(module),
+         fmt::format("the cells have {} ports, more than the 2147483647 that a module can have",
+                     num_inst_ports));
   module.m_num_inst_ports = static_cast<unsigned>(num_inst_ports);
   module.m_inst_ports = std::make_unique<KEP_INST_PORT[]>(num_inst_ports);
   KEP_INST_PORT* next = module.m_inst_ports.get();
   for (unsigned i = 0; i != module.m_num_instances; ++i) {
     const MODEL::INSTANCE& given = from.m_instances[i];
     KEP_INSTANCE& instance = module.m_instances[i];
-    check_name(place_of(module) + ".cells", given.m_name);
+    check_name(module, ".cells", given.m_name);
     instance.m_parent = &module;
     instance.m_module = &get_module(given.m_master);
     instance.m_name = given.m_name;
@@ -170,7 +176,7 @@ void KEP_MODEL_FREEZER::make_nets(const MODEL::MODULE& from, KEP_MODULE& module)
   KEP_INST_PORT** inst_ports = module.m_net_inst_ports.get();
   for (std::size_t i = 0; i != counts.size(); ++i) {
     if (net_numbers[i] == MODEL::NONE) continue;
-    check_name(place_of(module) + ".netnames", from.m_nets[i]);
+    check_name(module, ".netnames", from.m_nets[i]);
     KEP_NET& net = module.m_nets[net_numbers[i]];
     net.m_parent = &module;
     net.m_name = from.m_nets[i];
@@ -237,7 +243,7 @@ void KEP_MODEL_FREEZER::join_equivalents() {
         same = !differs(first.m_ports[i], module->m_ports[i]);
       if (!same)
         fail(place_of(*module),
-             std::string("the ports differ from those of its equivalent \"") + first.m_key + "\"");
+             fmt::format(R"(the ports differ from those of its equivalent "{}")", first.m_key));
     }
     group.push_back(module.get());
     module->m_equivalents = &group;
@@ -266,7 +272,7 @@ void KEP_MODEL_FREEZER::find_top() {
       if (!is_instantiated[module->m_number]) tops.push_back(module.get());
   if (tops.empty()) fail("modules", "no top: every module is instantiated");
   if (tops.size() > 1)
-    fail("modules", std::string("several tops: \"") + tops[0]->m_key + "\" and \"" + tops[1]->m_key + "\"");
+    fail("modules", fmt::format(R"(several tops: "{}" and "{}")", tops[0]->m_key, tops[1]->m_key));
   KEP_MODULE& top = get_module(tops.front()->m_number);
   m_storage->m_top = &top;
   top.m_is_top_module_or_equiv = true;

@@ -1,8 +1,9 @@
 #include "kep/model_building/kep_model_freezer.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
-#include <string>
 #include <unistd.h>
 
 namespace {
@@ -24,12 +25,10 @@ void check_num_occurrences(std::uint64_t num_occurrences) {
       static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t num_held = memory / sizeof(KEP_OCCURRENCE);
   if (num_occurrences <= std::min(limit, num_held)) return;
-  const std::string number =
-      num_occurrences == TOO_MANY ? std::string("more than 2^64") : std::to_string(num_occurrences);
-  throw KEP_DB_ERROR("modules: the unfolded hierarchy has " + number +
-                     " occurrences of modules with contents, more than the " +
-                     std::to_string(std::min(limit, num_held)) +
-                     (num_held < limit ? " that the memory of this machine holds" : " that can be numbered"));
+  throw KEP_DB_ERROR(fmt::format(
+      "modules: the unfolded hierarchy has {} occurrences of modules with contents, more than the {} that {}",
+      num_occurrences == TOO_MANY ? "more than 2^64" : fmt::to_string(num_occurrences),
+      std::min(limit, num_held), num_held < limit ? "the memory of this machine holds" : "can be numbered"));
 }
 
 } // namespace
@@ -49,9 +48,9 @@ void KEP_MODEL_FREEZER::make_slots(KEP_MODULE& module) {
   for (unsigned i = 0; i != module.m_num_instances; ++i)
     for_each_view(*module.m_instances[i].m_module, [&](unsigned) { ++num_slots; });
   if (num_slots >= std::numeric_limits<unsigned>::max())
-    throw KEP_DB_ERROR(std::string("modules.") + module.m_key + ": the cells have " +
-                       std::to_string(num_slots) +
-                       " masters in all views, more than the 4294967294 that a module can have");
+    throw KEP_DB_ERROR(fmt::format(
+        "modules.{}: the cells have {} masters in all views, more than the 4294967294 that a module can have",
+        module.m_key, num_slots));
   module.m_slots = std::make_unique<KEP_SLOT[]>(num_slots);
   unsigned inner_rank = 0;
   for (unsigned i = 0; i != module.m_num_instances; ++i) {
@@ -92,10 +91,10 @@ std::vector<KEP_MODULE*> KEP_MODEL_FREEZER::order_bottom_up() {
       const KEP_SLOT& slot = visit.m_module->m_slots[visit.m_next_slot++];
       STATE& state = states[slot.m_module->m_number];
       if (state == STATE::OPEN)
-        throw KEP_DB_ERROR(std::string("modules.") + visit.m_module->m_key + ".cells." +
-                           visit.m_module->m_instances[slot.m_instance].m_name +
-                           ": the hierarchy contains itself: this cell leads back to module \"" +
-                           slot.m_module->m_key + "\"");
+        throw KEP_DB_ERROR(fmt::format(
+            R"(modules.{}.cells.{}: the hierarchy contains itself: this cell leads back to module "{}")",
+            visit.m_module->m_key, visit.m_module->m_instances[slot.m_instance].m_name,
+            slot.m_module->m_key));
       if (state == STATE::DONE) continue;
       state = STATE::OPEN;
       stack.push_back({slot.m_module, 0});
@@ -125,10 +124,10 @@ void KEP_MODEL_FREEZER::number_slots() {
   }
   const auto deepest = std::max_element(num_levels.begin(), num_levels.end());
   if (deepest != num_levels.end() && *deepest > MAX_LEVELS)
-    throw KEP_DB_ERROR(std::string("modules.") +
-                       m_storage->m_owned[static_cast<std::size_t>(deepest - num_levels.begin())]->m_key +
-                       ": the hierarchy from here down has " + std::to_string(*deepest) +
-                       " levels, more than the " + std::to_string(MAX_LEVELS) + " that a model can have");
+    throw KEP_DB_ERROR(fmt::format(
+        "modules.{}: the hierarchy from here down has {} levels, more than the {} that a model can have",
+        m_storage->m_owned[static_cast<std::size_t>(deepest - num_levels.begin())]->m_key, *deepest,
+        MAX_LEVELS));
 }
 
 /// Breadth first, so that the inner children of an occurrence stand side by side.
