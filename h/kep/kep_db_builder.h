@@ -2,6 +2,7 @@
 
 #include "kep/kep_db.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>

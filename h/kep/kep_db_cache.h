@@ -2,6 +2,7 @@
 
 #include "kep/kep_db.h"
 
+#include <cstddef>
 #include <string>
 #include <unordered_set>
 #include <vector>

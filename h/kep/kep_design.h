@@ -3,7 +3,7 @@
 #include "kep/detail/kep_iterator.h"
 #include "kep/kep_types.h"
 
-#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>

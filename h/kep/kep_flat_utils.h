@@ -6,6 +6,7 @@
 #include "kep/kep_unfold_observer.h"
 #include "kep_report/kep_report_assert.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <typeinfo>
 #include <vector>

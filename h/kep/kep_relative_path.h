@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 /// Names a port below a module without saying where that module stands (docs/glossary.md). A value of four

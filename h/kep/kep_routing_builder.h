@@ -3,6 +3,7 @@
 #include "kep/kep_routing_graph.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <oneapi/tbb/mutex.h>
 #include <string>

@@ -2,8 +2,6 @@
 
 #include "kep/kep_export.h"
 
-#include <cstdint>
-
 /// The small types that all of `kep` shares: views, database types, kinds of marks, and the style of names.
 /// What each of them means to a graph stands in docs/glossary.md.
 

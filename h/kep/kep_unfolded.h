@@ -5,6 +5,7 @@
 #include "kep/kep_relative_path.h"
 #include "kep/kep_view_type_rank.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -82,7 +83,7 @@ public:
   KEP_RELATIVE_PATH operator-(const KEP_UNFOLDED_MODULE& module) const;
 };
 
-/// A uip, the unit of routing: an inst port of an instance at its position.
+/// A uip (unfolded inst port), the unit of routing: an inst port of an instance at its position.
 class KEP_EXPORT KEP_UNFOLDED_INST_PORT : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_INST_PORT, KEP_INST_PORT> {
 public:
   KEP_UNFOLDED_INST_PORT() = default;

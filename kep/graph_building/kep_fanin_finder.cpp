@@ -26,11 +26,11 @@ constexpr std::uint64_t MAX_SOURCES = 1 << 21;
 } // namespace
 
 void KEP_FANIN_FINDER::find_reaches() {
-  m_list_reaches.resize(m_templates.size());
-  for (std::size_t i = 0; i != m_templates.size(); ++i) {
-    LIST_REACH& reach = m_list_reaches[i];
-    for (std::uint32_t edge = 0; edge != m_templates[i].m_num_edges; ++edge) {
-      const KEP_SEEN_WORD& target = m_fanouts[m_templates[i].m_first_entry + edge].m_node;
+  m_list_reaches.reserve(m_fanouts.m_templates.size());
+  for (const KEP_EDGE_TEMPLATE& list : m_fanouts.m_templates) {
+    LIST_REACH& reach = m_list_reaches.emplace_back();
+    for (std::uint32_t edge = 0; edge != list.m_num_edges; ++edge) {
+      const KEP_SEEN_WORD& target = m_entries[list.m_first_entry + edge].m_node;
       if (target.is_absolute()) {
         const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
         reach.m_absolute.add({place, place});
@@ -47,7 +47,7 @@ void KEP_FANIN_FINDER::find_reaches() {
   for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
     PLACE_REACH& reach = m_reaches[own];
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const LIST_REACH& of_list = m_list_reaches[m_fanouts_of_nodes[node]];
+      const LIST_REACH& of_list = m_list_reaches[m_fanouts.m_of_nodes[node]];
       reach.m_absolute.add(of_list.m_absolute);
       if (of_list.m_nearest <= of_list.m_farthest)
         reach.m_relative.add({own + static_cast<std::uint32_t>(of_list.m_nearest),
@@ -73,12 +73,12 @@ void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last
     }
     if (!m_reaches[own].meets(first_place, last_place)) continue;
     for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const std::uint32_t list = m_fanouts_of_nodes[node];
+      const std::uint32_t list = m_fanouts.m_of_nodes[node];
       if (!m_list_reaches[list].meets(own, first_place, last_place)) continue;
-      const KEP_EDGE_TEMPLATE& fanouts = m_templates[list];
+      const KEP_EDGE_TEMPLATE& fanouts = m_fanouts.m_templates[list];
       const auto visit = begin(KEP_NODE_WORD::make(own, m_places.get_rank(own, node)), fanouts);
       if (!visit) continue;
-      const KEP_FANOUT_ENTRY* entry = m_fanouts.data() + fanouts.m_first_entry;
+      const KEP_FANOUT_ENTRY* entry = m_entries.data() + fanouts.m_first_entry;
       for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
         const std::uint64_t word = entry->m_node.get_word(own);
         const std::uint32_t place = KEP_NODE_WORD::place(word);
@@ -170,7 +170,8 @@ void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENT
       if (KEP_SEEN_WORD& source = sources[at].m_node; !source.is_absolute())
         source = KEP_SEEN_WORD::see(source.m_bits, own);
     const auto count = static_cast<std::uint16_t>(end - begin);
-    of_nodes[node] = count == 0 ? NONE : table.add({sources.data() + begin, count, count}, recent);
+    of_nodes[node] =
+        count == 0 ? KEP_TEMPLATE_LISTS::NONE : table.add({sources.data() + begin, count, count}, recent);
     begin = end;
   }
 }

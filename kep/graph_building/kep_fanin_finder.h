@@ -1,8 +1,7 @@
 #pragma once
 
 #include "kep/graph/kep_node_places.h"
-#include "kep/graph_building/kep_template_entries.h"
-#include "kep/graph_building/kep_template_table.h"
+#include "kep/graph_building/kep_template_lists.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -15,16 +14,15 @@
 /// the caller has.
 class KEP_FANIN_FINDER {
 public:
-  /// Templates by node, and by number.
-  KEP_FANIN_FINDER(const KEP_NODE_PLACES& places, const std::vector<std::uint32_t>& fanouts_of_nodes,
-                   const std::vector<KEP_EDGE_TEMPLATE>& templates,
-                   const std::vector<KEP_FANOUT_ENTRY>& fanouts, std::uint32_t num_top_occurrences)
-      : m_places(places), m_fanouts_of_nodes(fanouts_of_nodes), m_templates(templates), m_fanouts(fanouts),
-        m_num_top_occurrences(num_top_occurrences) {}
+  /// `entries` are those of the lists of fanouts.
+  KEP_FANIN_FINDER(const KEP_NODE_PLACES& places, const KEP_TEMPLATE_LISTS& fanouts,
+                   const std::vector<KEP_FANOUT_ENTRY>& entries, std::uint32_t num_top_occurrences)
+      : m_places(places), m_fanouts(fanouts), m_entries(entries), m_num_top_occurrences(num_top_occurrences) {
+  }
 
-  /// Enters the templates in the table and gives the number for each node, NONE without fanins. Hipi fanins
-  /// come first, then all in the order of their nodes. A thread gathers so many of them at a time; 0 leaves
-  /// the number to the finder.
+  /// Enters the lists of fanins in the table and gives the number of that of each node,
+  /// KEP_TEMPLATE_LISTS::NONE without fanins. Hipi fanins come first, then all in the order of their nodes. A
+  /// thread gathers so many of them at a time; 0 leaves the number to the finder.
   std::vector<std::uint32_t> find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::uint64_t at_a_time);
   static constexpr std::uint32_t NONE = ~std::uint32_t{0};
 
@@ -84,9 +82,8 @@ private:
   void visit_edges(std::uint32_t first_place, std::uint32_t last_place, const BEGIN& begin) const;
 
   const KEP_NODE_PLACES& m_places;
-  const std::vector<std::uint32_t>& m_fanouts_of_nodes;
-  const std::vector<KEP_EDGE_TEMPLATE>& m_templates;
-  const std::vector<KEP_FANOUT_ENTRY>& m_fanouts;
+  const KEP_TEMPLATE_LISTS& m_fanouts;
+  const std::vector<KEP_FANOUT_ENTRY>& m_entries;
   std::uint32_t m_num_top_occurrences;
   std::vector<LIST_REACH> m_list_reaches;   // by template
   std::vector<PLACE_REACH> m_reaches;       // of the edges from a place, by place

@@ -24,7 +24,6 @@ bool KEP_NODE_INDEX::TABLE::add(std::uint32_t occurrence, std::uint32_t inst_por
 void KEP_NODE_INDEX::TABLE::grow(PAGE& page, std::uint32_t size) {
   if (size > m_num_free) {
     m_num_free = std::max<std::size_t>(size, CHUNK);
-    m_num_allocated += m_num_free;
     m_chunks.push_back(std::make_unique<std::uint32_t[]>(m_num_free));
     m_free = m_chunks.back().get();
   }

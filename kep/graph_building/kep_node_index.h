@@ -2,6 +2,7 @@
 
 #include "kep/detail/kep_unfolding.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -66,7 +67,6 @@ private:
     std::vector<std::unique_ptr<std::uint32_t[]>> m_chunks;
     std::uint32_t* m_free = nullptr;
     std::size_t m_num_free = 0;
-    std::uint64_t m_num_allocated = 0;
   };
 
   TABLE m_plain;

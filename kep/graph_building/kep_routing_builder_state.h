@@ -2,7 +2,7 @@
 
 #include "kep/graph/kep_node_places.h"
 #include "kep/graph_building/kep_node_index.h"
-#include "kep/graph_building/kep_template_table.h"
+#include "kep/graph_building/kep_template_lists.h"
 #include "kep/kep_routing_builder.h"
 
 #include <cstdint>
@@ -12,8 +12,6 @@
 /// What a graph under construction holds beside its nodes: where they stand, and the fanouts as templates. A
 /// list of fanouts that many nodes have stands there once.
 struct KEP_ROUTING_BUILDER_GRAPH::STATE {
-  static constexpr std::uint32_t NO_FANOUT = ~std::uint32_t{0};
-
   std::unique_ptr<KEP_NODE_INDEX> m_index; // until the nodes are sorted
   std::shared_ptr<const KEP_NODE_PLACES>
       m_places; // once the nodes are sorted; shared with the finished graph

@@ -113,8 +113,7 @@ void check_counts(const KEP_ROUTING_BUILDER_NODE& node, std::size_t num_real, st
 
 KEP_ROUTING_BUILDER_EDGE_BUILDER::KEP_ROUTING_BUILDER_EDGE_BUILDER(KEP_ROUTING_BUILDER_GRAPH* graph, int)
     : m_graph(graph) {
-  graph->m_state->m_fanouts_of_nodes.assign(graph->get_node_count(),
-                                            KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT);
+  graph->m_state->m_fanouts_of_nodes.assign(graph->get_node_count(), KEP_TEMPLATE_LISTS::NONE);
 }
 
 void KEP_ROUTING_BUILDER_EDGE_BUILDER::sort_nodes_for_templating(KEP_LEGACY_API*) const {

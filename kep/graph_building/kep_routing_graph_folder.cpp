@@ -2,7 +2,6 @@
 
 #include "kep/graph_building/kep_fanin_finder.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
-#include "kep/graph_building/kep_template_numbering.h"
 #include "kep/kep_db.h"
 
 #include <fmt/format.h>
@@ -61,9 +60,8 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph.m_state;
   m_fanouts.m_of_nodes = std::exchange(state.m_fanouts_of_nodes, {});
   m_fanouts.m_of_nodes.resize(m_graph.get_node_count(),
-                              KEP_ROUTING_BUILDER_GRAPH::STATE::NO_FANOUT); // none was set
-  const std::vector<std::uint32_t> order = KEP_TEMPLATE_NUMBERING<KEP_FANOUT_ENTRY>::number(
-      state.m_fanouts, m_fanouts.m_of_nodes, m_fanouts.m_templates);
+                              KEP_TEMPLATE_LISTS::NONE); // none was set
+  const std::vector<std::uint32_t> order = m_fanouts.number(state.m_fanouts);
   m_entries.reserve(m_fanouts.get_num_entries());
   for (const std::uint32_t number : order) {
     const auto& list = state.m_fanouts.get(number);
@@ -80,15 +78,13 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
 
 void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint64_t at_a_time) {
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
-  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts.m_of_nodes, m_fanouts.m_templates, m_entries,
-                          m_graph.m_state->m_num_top_occurrences);
+  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_entries, m_graph.m_state->m_num_top_occurrences);
   m_fanins.m_of_nodes = finder.find(table, at_a_time);
   if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
     throw KEP_DB_ERROR(fmt::format("node {} has {} fanins, more than the {} that a node can have",
                                    m_graph.get_node(finder.get_overfull_node())->get_name({}),
                                    finder.get_overfull_count(), std::numeric_limits<unsigned short>::max()));
-  const std::vector<std::uint32_t> order =
-      KEP_TEMPLATE_NUMBERING<KEP_FANIN_ENTRY>::number(table, m_fanins.m_of_nodes, m_fanins.m_templates);
+  const std::vector<std::uint32_t> order = m_fanins.number(table);
   m_folded->m_fanins = KEP_FOLDED_WORD_LIST(m_fanins.get_num_entries(), [&](const auto& visit) {
     for (const std::uint32_t number : order)
       for (std::uint32_t i = 0; i != table.get(number).m_num_edges; ++i)

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "kep/graph/kep_routing_graph_storage.h"
-#include "kep/graph_building/kep_template_entries.h"
+#include "kep/graph_building/kep_template_lists.h"
 #include "kep/kep_export.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -22,16 +21,6 @@ public:
   std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> fold(std::uint64_t fanins_at_a_time = 0);
 
 private:
-  /// The lists of all nodes before they are folded.
-  struct LISTS {
-    std::vector<std::uint32_t> m_of_nodes;      // template by node
-    std::vector<KEP_EDGE_TEMPLATE> m_templates; // by number; number 0 has no edges
-
-    std::size_t get_num_entries() const {
-      return std::size_t{m_templates.back().m_first_entry} + m_templates.back().m_num_edges;
-    }
-  };
-
   void take_fanouts();
   void find_fanins(std::uint64_t at_a_time);
   void fold_pages();
@@ -43,6 +32,6 @@ private:
   KEP_ROUTING_BUILDER_GRAPH& m_graph;
   std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> m_folded;
   std::vector<KEP_FANOUT_ENTRY> m_entries; // of the lists of fanouts
-  LISTS m_fanouts;
-  LISTS m_fanins;
+  KEP_TEMPLATE_LISTS m_fanouts;
+  KEP_TEMPLATE_LISTS m_fanins;
 };

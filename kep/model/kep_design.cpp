@@ -3,8 +3,6 @@
 #include "kep/detail/kep_unfolding.h"
 #include "kep/model/kep_name_index.h"
 
-#include <cstring>
-
 std::string KEP_PORT::get_name(KEP_NAME_STYLE) const {
   return m_name;
 }

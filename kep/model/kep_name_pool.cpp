@@ -1,7 +1,6 @@
 #include "kep/model/kep_name_pool.h"
 
 #include <algorithm>
-#include <cstring>
 
 const char* KEP_NAME_POOL::intern(std::string_view name) {
   const auto found = m_names.find(name);

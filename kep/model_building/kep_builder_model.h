@@ -3,6 +3,8 @@
 #include "kep/kep_db_builder.h"
 #include "kep/model/kep_name_pool.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <vector>

@@ -3,8 +3,8 @@
 #include "kep/database/kep_db_storage.h"
 #include "kep/model_building/kep_builder_model.h"
 
+#include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 /// Turns what a builder gathered into a database, in one pass over the model for each step: make the folded

@@ -4,8 +4,6 @@
 
 #include <boost/functional/hash.hpp>
 
-#include <algorithm>
-
 KEP_RELATIVE_PATH KEP_RELATIVE_PATH::create(const std::vector<KEP_INSTANCE*>& chain, const KEP_PORT* port) {
   if (!port) return {};
   const KEP_MODULE* start = chain.empty() ? port->get_parent() : chain.front()->get_parent();

@@ -1,7 +1,6 @@
 #include "kep/kep_unfolded.h"
 
 #include <algorithm>
-#include <vector>
 
 unsigned KEP_UNFOLDING::find_slot(const KEP_INSTANCE* instance, const KEP_MODULE* module) {
   const KEP_MODULE* master = instance->get_module();

@@ -1,8 +1,12 @@
 #pragma once
 
-// The steps over nodes and edges that hot loops take. Included by kep_routing_graph.h alone.
+#include "kep/kep_routing_graph.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+// The steps over nodes and edges that hot loops take. Included by kep_routing_graph.h alone.
 
 namespace KEP_ROUTING {
 
@@ -47,7 +51,7 @@ template <class VISIT>
 void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
   if (range.empty()) return;
   auto* graph = const_cast<GRAPH*>(this);
-  const KEP_EDGE_TABLES tables = m_tables; // a copy: what the visitor writes cannot change it
+  const KEP_EDGE_TABLES tables = m_tables; // a copy: what the visitor writes can't change it
   std::uint32_t place = range.begin().m_place;
   std::uint32_t rank = range.begin().m_rank;
   std::uint32_t index = range.begin().m_index;

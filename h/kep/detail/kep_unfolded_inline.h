@@ -2,6 +2,9 @@
 
 #include "kep/kep_unfolded.h"
 
+#include <cstddef>
+#include <cstdint>
+
 // The steps of the unfolded values that hot loops take. Included by kep_unfolded.h alone.
 
 inline KEP_UNFOLDED_INSTANCE KEP_UNFOLDED_MODULE::get_unfolded_instance() const {

@@ -2,6 +2,7 @@
 
 #include "kep/kep_design.h"
 
+#include <cstdint>
 #include <vector>
 
 /// The positions of the unfolded hierarchy, as numbers.
