@@ -96,23 +96,4 @@ private:
   tbb::mutex m_mutex;
 };
 
-/// The whole finished graph as lines of text: nodes in order, with their fanouts and fanins in order.
-inline std::vector<std::string> dump(const KEP_DB& db) {
-  const KEP_NAME_STYLE style{};
-  const auto name = [&](const KEP_ROUTING::NODE& node) {
-    return node.get_name(style) + (node.is_hipi() ? "^" : "");
-  };
-  std::vector<std::string> lines;
-  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes()) {
-    lines.push_back(name(node));
-    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_real_fanout())
-      lines.push_back("  > " + name(edge.get_fanout()) + " " + name_of(edge.get_mux_input()));
-    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_redundant_fanout())
-      lines.push_back("  ~ " + name(edge.get_fanout()) + " " + name_of(edge.get_mux_input()));
-    for (const KEP_ROUTING::REV_EDGE& edge : node.iter_all_fanin())
-      lines.push_back("  < " + name(edge.get_fanin()));
-  }
-  return lines;
-}
-
 } // namespace test_model

@@ -59,14 +59,16 @@ inline std::string whole_graph(const KEP_DB& db) {
   return text;
 }
 
+/// A node under construction, in the same way; "null" for none.
+inline std::string text_of(const KEP_ROUTING_BUILDER_NODE* node) {
+  return node ? node->get_name(KEP_NAME_STYLE()) + (node->is_hipi() ? "*" : "") : "null";
+}
+
 /// The nodes of a graph under construction, in the order in which they were made until it is sorted.
 inline std::vector<std::string> nodes_of(KEP_ROUTING_BUILDER_GRAPH& graph) {
   std::vector<std::string> lines;
-  for (KEP_ROUTING_BUILDER_NODE* node : graph.iter_nodes(1)) {
-    lines.push_back(node->is_boundary() ? ":" + std::string(node->get_port()->get_plain_name())
-                                        : node->get_unfolded_inst_port().get_name(KEP_NAME_STYLE()));
-    if (node->is_hipi()) lines.back() += "*";
-  }
+  for (const KEP_ROUTING_BUILDER_NODE* node : graph.iter_nodes(1))
+    lines.push_back(text_of(node));
   return lines;
 }
 

@@ -68,6 +68,15 @@ public:
   const std::vector<std::unique_ptr<NAIVE_OCCURRENCE>>& tops() const { return m_tops; }
   /// Every occurrence, parents before their children.
   const std::vector<const NAIVE_OCCURRENCE*>& all() const { return m_all; }
+  /// Every uip, in that order.
+  std::vector<KEP_UNFOLDED_INST_PORT> uips() const {
+    std::vector<KEP_UNFOLDED_INST_PORT> uips;
+    for (const NAIVE_OCCURRENCE* at : m_all)
+      for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
+        for (const KEP_UNFOLDED_INST_PORT& each : instance.iter_inst_ports())
+          uips.push_back(each);
+    return uips;
+  }
 
 private:
   void unfold(NAIVE_OCCURRENCE& at) {

@@ -45,11 +45,7 @@ public:
   RANDOM_GRAPH(const KEP_DB& db, std::uint64_t seed, const RANDOM_GRAPH_LIMITS& limits)
       : m_random(seed + 5000000) {
     const NAIVE_HIERARCHY naive(db);
-    std::vector<KEP_UNFOLDED_INST_PORT> uips;
-    for (const NAIVE_OCCURRENCE* at : naive.all())
-      for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
-        for (const KEP_UNFOLDED_INST_PORT& each : instance.iter_inst_ports())
-          uips.push_back(each);
+    const std::vector<KEP_UNFOLDED_INST_PORT> uips = naive.uips();
     for (const KEP_UNFOLDED_INST_PORT& each : uips) {
       if (!m_random.percent(limits.m_nodes)) continue;
       m_nodes.push_back({{each.m_position, each.m_object, false}, each, nullptr, {}, {}});
@@ -60,7 +56,11 @@ public:
       if (m_random.percent(60)) m_nodes.push_back({{0, each, false}, {}, each, {}, {}});
     for (NAIVE_NODE& node : m_nodes)
       add_edges(node, uips, limits);
+    for (const NAIVE_NODE& node : m_nodes)
+      m_by_key[node.m_key] = &node;
   }
+  RANDOM_GRAPH(const RANDOM_GRAPH&) = delete;
+  RANDOM_GRAPH& operator=(const RANDOM_GRAPH&) = delete;
 
   const std::vector<NAIVE_NODE>& nodes() const { return m_nodes; }
 
@@ -99,10 +99,16 @@ public:
     build.set(find(build, node.m_key, node), fanouts(node.m_real), fanouts(node.m_redundant));
   }
 
-  /// To be called once the nodes do not move any more, before set_fanout.
-  void index() {
+  /// One build from its beginning up to the last step.
+  void fill(GRAPH_BUILD& build, std::uint64_t order_seed) const {
+    allocate(build, order_seed);
     for (const NAIVE_NODE& node : m_nodes)
-      m_by_key[node.m_key] = &node;
+      set_fanout(build, node);
+  }
+  void publish(KEP_DB& db, std::uint64_t order_seed) const {
+    GRAPH_BUILD build(db, m_nodes.size());
+    fill(build, order_seed);
+    build.publish();
   }
 
   const NAIVE_NODE* node(const NODE_KEY& key) const { return m_by_key.at(key); }

@@ -1,6 +1,5 @@
 #include "kep/kep_db_cache.h"
-#include "tests/support/naive_hierarchy.h"
-#include "tests/support/random_model.h"
+#include "tests/support/model_fixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,15 +14,13 @@ namespace db_cache_test {
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
-using test_model::NAIVE_HIERARCHY;
-using test_model::NAIVE_OCCURRENCE;
 using test_model::port;
 using test_model::uip;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+using enum KEP_VIEW_TYPE;
 
 const char* const DEVICE = R"(
   module MUX group=mux
@@ -75,7 +72,7 @@ void mark(KEP_DB& db, const char* key, const std::vector<KEP_INSTANCE*>& chain, 
 class Redundancy : public testing::Test {
 protected:
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
 };
 
 TEST(DbCache, FindsWhatTheModuleFinds) {
@@ -168,88 +165,21 @@ TEST_F(Redundancy, OfNoModuleIsNothing) {
   EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
-TEST(RandomRedundancy, IsWhatASearchOfTheWholeHierarchyFinds) {
-  using UIP = std::pair<std::uint64_t, const KEP_INST_PORT*>;
-  std::size_t marks = 0, outside = 0, repeated = 0;
-  for (std::uint64_t seed = 0; seed != 1500; ++seed) {
-    const auto db = test_model::make_random_db(seed);
-    test_model::RANDOM_SOURCE random(seed + 1000000);
-    const NAIVE_HIERARCHY naive(*db);
-    KEP_INDEXED_RELATIVE_PATHS table = db->find_or_create_relative_paths("redundancy");
-    struct MARK {
-      KEP_MODULE* m_module;
-      std::vector<KEP_INSTANCE*> m_chain;
-      const KEP_PORT* m_port;
-    };
-    std::vector<MARK> all;
-    for (unsigned i = random.below(8); i; --i) { // a random port, seen from a random module above it
-      const NAIVE_OCCURRENCE* at = random.pick(naive.all());
-      if (at->m_module->get_num_ports() == 0) continue;
-      MARK made{
-          at->m_module, {}, at->m_module->get_port_by_index(random.below(at->m_module->get_num_ports()))};
-      for (; at->m_parent && random.percent(60); at = at->m_parent) {
-        made.m_chain.insert(made.m_chain.begin(), at->m_instance);
-        made.m_module = at->m_parent->m_module;
-      }
-      EXPECT_NE(table.find_or_create_paths_for_module(made.m_module).add_path(made.m_chain, made.m_port),
-                nullptr);
-      all.push_back(made);
-    }
-    const NAIVE_OCCURRENCE* top = random.pick(naive.tops()).get();
-
-    std::set<UIP> expected;
-    for (const NAIVE_OCCURRENCE* at : naive.all())
-      for (const MARK& each : all) {
-        if (at->m_module != each.m_module) continue;
-        const NAIVE_OCCURRENCE* end = at;
-        for (std::size_t i = 0; i != each.m_chain.size(); ++i)
-          end = end->child(each.m_chain[i], i + 1 == each.m_chain.size() ? each.m_port->get_parent()
-                                                                         : each.m_chain[i + 1]->get_parent());
-        ++marks;
-        const NAIVE_OCCURRENCE* above = end->m_parent; // the uip stands in the module that holds the instance
-        while (above && above != top)
-          above = above->m_parent;
-        if (!above) {
-          ++outside;
-          continue;
-        }
-        const KEP_UNFOLDED_INST_PORT found =
-            end->m_parent->unfolded(end->m_instance->get_inst_port_by_index(each.m_port->get_index()));
-        if (!expected.insert({found.m_position, found.m_object}).second) ++repeated;
-      }
-
-    KEP_DB_PARENTS_CACHE parents;
-    parents.initialize(db.get());
-    KEP_DB_REDUNDANCY_CACHE cache(true);
-    cache.initialize(db.get(), &parents);
-    KEP_UNFOLDED_INST_PORT_USET uips;
-    EXPECT_EQ(cache.add_redundant_ports(&uips, top->m_value), expected.size());
-    std::set<UIP> found;
-    for (const KEP_UNFOLDED_INST_PORT& each : uips.iter())
-      found.insert({each.m_position, each.m_object});
-    EXPECT_EQ(found, expected);
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
-  }
-  EXPECT_GT(marks, 10000U);
-  EXPECT_GT(outside, 1000U);
-  EXPECT_GT(repeated, 100U);
-}
-
 TEST_F(Redundancy, StaysBelowTheGivenModule) {
   mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
   mark(*db, "TILE", {}, port(*db, "TILE", "in"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "g").get_module(DEFAULT)),
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "g").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("g/t/m:a", "g/t:in"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("t/m:a"))
       << "the module's own uips lie outside of it";
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(KEP_VIEW_TYPE::BLC)), IsEmpty());
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(BLC)), IsEmpty());
   EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
 TEST_F(Redundancy, BelowAModuleCountsMarksThatBeginAboveIt) {
   mark(*db, "TOP", {instance(*db, "TOP", "t"), instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT)),
+  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("t/m:a"));
 }
 

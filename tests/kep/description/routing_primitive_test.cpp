@@ -1,14 +1,11 @@
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_routing_primitive_cache.h"
-#include "tests/support/naive_hierarchy.h"
-#include "tests/support/random_model.h"
+#include "tests/support/model_fixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -17,8 +14,6 @@ namespace routing_primitive_test {
 using test_model::instance;
 using test_model::make_db;
 using test_model::module;
-using test_model::NAIVE_HIERARCHY;
-using test_model::NAIVE_OCCURRENCE;
 using test_model::port;
 using test_model::uip;
 using testing::ElementsAre;
@@ -393,56 +388,6 @@ TEST_F(RoutingPrimitive, OfTwoWireTypesOnOnePathTheLaterHolds) {
   store.add_wire_type(KEP_RELATIVE_PATH::create({m}, a), "second", 2);
   EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_name(), "second");
   EXPECT_EQ(store.find_wire_type(uip(*db, "t/m:a"))->get_flags(), 2);
-}
-
-TEST(RandomWireTypes, AreFoundFromTheTopDownAndLastOnThePortAlone) {
-  std::size_t from_above = 0, alone = 0, none = 0;
-  for (std::uint64_t seed = 0; seed != 1000; ++seed) {
-    const auto db = test_model::make_random_db(seed);
-    test_model::RANDOM_SOURCE random(seed + 2000000);
-    KEP_ROUTING_PRIMITIVE& store = *db->get_routing_template_graph()->get_routing_primitive();
-    const NAIVE_HIERARCHY naive(*db);
-    using KEY = std::tuple<const KEP_MODULE*, std::vector<KEP_INSTANCE*>, const KEP_PORT*>;
-    std::map<KEY, std::string> types;
-    for (unsigned i = random.below(12); i; --i) {
-      const NAIVE_OCCURRENCE* at = random.pick(naive.all());
-      if (at->m_module->get_num_ports() == 0) continue;
-      const KEP_PORT* port = at->m_module->get_port_by_index(random.below(at->m_module->get_num_ports()));
-      const KEP_MODULE* start = at->m_module;
-      std::vector<KEP_INSTANCE*> chain;
-      for (; at->m_parent && random.percent(50); at = at->m_parent) {
-        chain.insert(chain.begin(), at->m_instance);
-        start = at->m_parent->m_module;
-      }
-      const std::string name = "type" + std::to_string(i);
-      store.add_wire_type(KEP_RELATIVE_PATH::create(chain, port), name, 0);
-      types[{start, chain, port}] = name;
-    }
-    for (const NAIVE_OCCURRENCE* at : naive.all())
-      for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
-        for (const KEP_UNFOLDED_INST_PORT& uip : instance.iter_inst_ports()) {
-          const KEP_PORT* port = uip.m_object->get_port();
-          std::vector<KEP_INSTANCE*> chain{instance.m_object};
-          std::string expected;
-          if (const auto own = types.find({port->get_parent(), {}, port}); own != types.end())
-            expected = own->second;
-          bool is_alone = !expected.empty();
-          for (const NAIVE_OCCURRENCE* above = at; above; above = above->m_parent) {
-            if (const auto found = types.find({above->m_module, chain, port}); found != types.end()) {
-              expected = found->second; // a higher one replaces it
-              is_alone = false;
-            }
-            if (above->m_instance) chain.insert(chain.begin(), above->m_instance);
-          }
-          const KEP_WIRE_TYPE* found = store.find_wire_type(uip);
-          EXPECT_EQ(found ? found->get_name() : "", expected) << uip.get_name(KEP_NAME_STYLE());
-          ++(expected.empty() ? none : is_alone ? alone : from_above);
-        }
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
-  }
-  EXPECT_GT(from_above, 1000U);
-  EXPECT_GT(alone, 1000U);
-  EXPECT_GT(none, 1000U);
 }
 
 } // namespace routing_primitive_test

@@ -1,11 +1,14 @@
 #include "kep/graph_building/kep_routing_graph_folder.h"
+#include "tests/support/graph_text.h"
 #include "tests/support/random_graph.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 #include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <set>
@@ -143,29 +146,19 @@ EDGES iterate(const KEP_ROUTING::NODE_ITER_RANGE& range) {
   return edges;
 }
 
-void build_one_by_one(KEP_DB& db, const RANDOM_GRAPH& graph, std::uint64_t order) {
-  GRAPH_BUILD build(db, graph.nodes().size());
-  graph.allocate(build, order);
-  for (const NAIVE_NODE& node : graph.nodes())
-    graph.set_fanout(build, node);
-  EXPECT_GE(build.edges().get_num_templates(), 0);
-  build.publish();
-}
-
 TEST(RandomGraphs, AreReadBackEdgeByEdge) {
   COUNTS counts;
-  for (std::uint64_t seed = 0; seed != 1200; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 1200)) {
     test_model::RANDOM_MODEL_LIMITS limits;
     limits.m_max_size = 20 + static_cast<unsigned>(seed % 7) * 60;
     const auto db = test_model::make_random_db(seed, limits);
     test_model::RANDOM_GRAPH_LIMITS graph_limits;
     graph_limits.m_max_fanout = static_cast<unsigned>(seed % 5) * 3;
     graph_limits.m_nodes = 20 + static_cast<unsigned>(seed % 9) * 10;
-    RANDOM_GRAPH graph(*db, seed, graph_limits);
-    graph.index();
-    build_one_by_one(*db, graph, seed);
+    const RANDOM_GRAPH graph(*db, seed, graph_limits);
+    graph.publish(*db, seed);
     CHECK(*db, graph, counts).run();
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
+    if (HasFailure()) FAIL() << test_model::describe(*db);
   }
   EXPECT_GT(counts.m_nodes, 10000U);
   EXPECT_GT(counts.m_hipi, 1000U);
@@ -183,13 +176,12 @@ TEST(RandomGraphs, AreReadBackEdgeByEdge) {
 TEST(RandomGraphs, ShowVisitorsOfAnyRangeTheEdgesThatIteratorsGive) {
   std::size_t edges = 0, splits = 0;
   std::uint64_t templates = 0;
-  for (std::uint64_t seed = 0; seed != 203; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 203)) {
     test_model::RANDOM_MODEL_LIMITS limits;
     if (seed >= 200) limits.m_max_size = 4000; // so many shapes that their numbers take two bytes
     const auto db = test_model::make_random_db(seed, limits);
-    RANDOM_GRAPH graph(*db, seed, {});
-    graph.index();
-    build_one_by_one(*db, graph, seed);
+    const RANDOM_GRAPH graph(*db, seed, {});
+    graph.publish(*db, seed);
     const KEP_ROUTING::GRAPH& finished = *db->get_routing_template_graph();
     templates = std::max(templates, finished.get_num_templates());
     std::vector<KEP_ROUTING::NODE_ITER_RANGE> ranges{finished.iter_nodes()};
@@ -197,7 +189,7 @@ TEST(RandomGraphs, ShowVisitorsOfAnyRangeTheEdgesThatIteratorsGive) {
       KEP_ROUTING::NODE_ITER_RANGE range = ranges.back();
       ranges.pop_back();
       const EDGES expected = iterate(range);
-      EXPECT_EQ(visit(finished, range), expected) << "seed " << seed;
+      EXPECT_EQ(visit(finished, range), expected);
       edges += expected.size();
       if (!range.is_divisible()) continue;
       ranges.emplace_back(range, tbb::split());
@@ -212,53 +204,48 @@ TEST(RandomGraphs, ShowVisitorsOfAnyRangeTheEdgesThatIteratorsGive) {
 
 TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
   std::size_t lines = 0;
-  for (std::uint64_t seed = 0; seed != 104; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 104)) {
     test_model::RANDOM_MODEL_LIMITS limits;
     const bool is_large = seed >= 100; // so many places that blocks of them are passed over
     if (is_large) limits.m_max_size = 4000;
     const auto db = test_model::make_random_db(seed, limits);
-    RANDOM_GRAPH graph(*db, seed, {});
-    graph.index();
-    std::vector<std::string> expected;
+    const RANDOM_GRAPH graph(*db, seed, {});
+    std::string expected;
     for (const std::uint64_t fanins_at_a_time : {0, is_large ? 5 : 1, 3, 20}) {
       GRAPH_BUILD build(*db);
-      graph.allocate(build, seed);
-      for (const NAIVE_NODE& node : graph.nodes())
-        graph.set_fanout(build, node);
+      graph.fill(build, seed);
       KEP_RG_TEST_ACCESS::publish(*db->get_routing_template_graph(),
                                   KEP_ROUTING_GRAPH_FOLDER(*build.graph()).fold(fanins_at_a_time));
       if (fanins_at_a_time == 0)
-        expected = test_model::dump(*db);
+        expected = test_model::whole_graph(*db);
       else
-        EXPECT_EQ(test_model::dump(*db), expected) << "seed " << seed << ", " << fanins_at_a_time;
+        EXPECT_EQ(test_model::whole_graph(*db), expected) << fanins_at_a_time;
     }
-    lines += expected.size();
+    lines += static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
   }
   EXPECT_GT(lines, 2000U);
 }
 
 TEST(RandomGraphs, DoNotShowTheOrderOfAllocationTheNumberOfThreadsOrTheDatabase) {
   std::size_t lines = 0;
-  for (std::uint64_t seed = 0; seed != 60; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 60)) {
     test_model::RANDOM_MODEL_LIMITS limits;
     limits.m_max_size = 400;
     test_model::RANDOM_GRAPH_LIMITS graph_limits;
     const auto db = test_model::make_random_db(seed, limits);
-    RANDOM_GRAPH graph(*db, seed, graph_limits);
-    graph.index();
-    build_one_by_one(*db, graph, seed);
-    const std::vector<std::string> expected = test_model::dump(*db);
+    const RANDOM_GRAPH graph(*db, seed, graph_limits);
+    graph.publish(*db, seed);
+    const std::string expected = test_model::whole_graph(*db);
     const std::uint64_t templates = db->get_routing_template_graph()->get_num_templates();
-    lines += expected.size();
-    build_one_by_one(*db, graph, seed + 77);
-    EXPECT_EQ(test_model::dump(*db), expected);
+    lines += static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
+    graph.publish(*db, seed + 77);
+    EXPECT_EQ(test_model::whole_graph(*db), expected);
     EXPECT_EQ(db->get_routing_template_graph()->get_num_templates(), templates);
     for (const int threads : {2, 8}) {
       const tbb::global_control more(tbb::global_control::max_allowed_parallelism,
                                      static_cast<std::size_t>(threads));
       const auto same = test_model::make_random_db(seed, limits); // other addresses
-      RANDOM_GRAPH again(*same, seed, graph_limits);
-      again.index();
+      const RANDOM_GRAPH again(*same, seed, graph_limits);
       GRAPH_BUILD build(*same);
       again.allocate(build, seed + static_cast<std::uint64_t>(threads));
       tbb::task_arena arena(threads);
@@ -268,10 +255,10 @@ TEST(RandomGraphs, DoNotShowTheOrderOfAllocationTheNumberOfThreadsOrTheDatabase)
       });
       EXPECT_EQ(static_cast<std::uint64_t>(build.edges().get_num_templates()), templates);
       build.publish();
-      EXPECT_EQ(test_model::dump(*same), expected);
+      EXPECT_EQ(test_model::whole_graph(*same), expected);
       EXPECT_EQ(same->get_routing_template_graph()->get_num_templates(), templates);
     }
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
+    if (HasFailure()) FAIL() << test_model::describe(*db);
   }
   EXPECT_GT(lines, 10000U);
 }

@@ -1,4 +1,5 @@
 #include "tests/support/random_graph.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -58,15 +59,9 @@ void read(const KEP_ROUTING::GRAPH& graph, SEEN& seen) {
 
 TEST(FinishedGraph, IsReadWithoutAnAllocation) {
   SEEN seen;
-  for (std::uint64_t seed = 0; seed != 50; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 50)) {
     const auto db = test_model::make_random_db(seed, {});
-    test_model::RANDOM_GRAPH plain(*db, seed, {});
-    plain.index();
-    test_model::GRAPH_BUILD build(*db);
-    plain.allocate(build, seed);
-    for (const test_model::NAIVE_NODE& node : plain.nodes())
-      plain.set_fanout(build, node);
-    build.publish();
+    test_model::RANDOM_GRAPH(*db, seed, {}).publish(*db, seed);
     read(*db->get_routing_template_graph(), seen);
   }
   EXPECT_EQ(seen.m_allocations, 0U);

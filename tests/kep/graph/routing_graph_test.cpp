@@ -1,5 +1,6 @@
 #include "kep/kep_routing_graph.h"
-#include "tests/support/graph_fixture.h"
+#include "tests/support/graph_text.h"
+#include "tests/support/two_tiles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,29 +19,14 @@ using test_model::GRAPH_BUILD;
 using test_model::make_db;
 using test_model::name_of;
 using test_model::port;
+using test_model::text_of;
 using test_model::uip;
 using testing::ElementsAre;
 
 const KEP_NAME_STYLE STYLE{};
 
-const char* const DEVICE = R"(
-  module MUX
-    ports >a >b <z
-  module TILE
-    ports >in <out
-    inst m MUX
-    inst k MUX
-  module TOP top type=1
-    ports >p <q
-    inst t TILE
-    inst u TILE
-)";
-
-class RoutingGraph : public testing::Test {
+class RoutingGraph : public test_model::TWO_TILES {
 protected:
-  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  KEP_PORT* const p = port(*db, "TOP", "p");
-  KEP_PORT* const q = port(*db, "TOP", "q");
   const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
 
   KEP_ROUTING::NODE node(const char* name, bool hipi = false) const { return {uip(*db, name), hipi}; }
@@ -71,15 +57,14 @@ template <class RANGE>
 std::vector<std::string> fanouts(const RANGE& range) {
   std::vector<std::string> found;
   for (const KEP_ROUTING::FWD_EDGE& edge : range)
-    found.push_back(edge.get_fanout().get_name(STYLE) + (edge.get_fanout().is_hipi() ? "^" : "") + " " +
-                    name_of(edge.get_mux_input()));
+    found.push_back(text_of(edge.get_fanout()) + " " + name_of(edge.get_mux_input()));
   return found;
 }
 
 std::vector<std::string> fanins(const KEP_ROUTING::NODE& node) {
   std::vector<std::string> found;
   for (const KEP_ROUTING::REV_EDGE& edge : node.iter_all_fanin())
-    found.push_back(edge.get_fanin().get_name(STYLE) + (edge.get_fanin().is_hipi() ? "^" : ""));
+    found.push_back(text_of(edge.get_fanin()));
   return found;
 }
 
@@ -147,9 +132,9 @@ TEST_F(RoutingGraph, EdgesStandInTheOrderInWhichTheyWereSet) {
   build();
   EXPECT_THAT(fanouts(KEP_ROUTING::NODE(p).iter_real_fanout()), ElementsAre("t/m:z t/m:b", "t/m:z t/m:a"));
   const KEP_ROUTING::NODE z = node("t/m:z");
-  EXPECT_THAT(fanouts(z.iter_real_fanout()), ElementsAre("t/k:z^ t/k:a", "t/k:z t/k:b", ":q "));
+  EXPECT_THAT(fanouts(z.iter_real_fanout()), ElementsAre("t/k:z* t/k:a", "t/k:z t/k:b", ":q "));
   EXPECT_THAT(fanouts(z.iter_redundant_fanout()), ElementsAre("u/m:z u/m:a"));
-  EXPECT_THAT(fanouts(z.iter_all_fanout()), ElementsAre("t/k:z^ t/k:a", "t/k:z t/k:b", ":q ", "u/m:z u/m:a"));
+  EXPECT_THAT(fanouts(z.iter_all_fanout()), ElementsAre("t/k:z* t/k:a", "t/k:z t/k:b", ":q ", "u/m:z u/m:a"));
   EXPECT_EQ(z.get_num_edges(), 4U);
   EXPECT_EQ(z.get_num_real_edges(), 3U);
   EXPECT_EQ(z.get_num_fanin(), 2U);
@@ -163,7 +148,7 @@ TEST_F(RoutingGraph, EdgesStandInTheOrderInWhichTheyWereSet) {
 
 TEST_F(RoutingGraph, AHipiFaninStandsFirst) {
   build();
-  EXPECT_THAT(fanins(node("t/k:z")), ElementsAre("t/k:z^", "t/m:z", "u/m:z"));
+  EXPECT_THAT(fanins(node("t/k:z")), ElementsAre("t/k:z*", "t/m:z", "u/m:z"));
   EXPECT_EQ(node("t/k:z").get_hipi_node(), node("t/k:z", true));
   EXPECT_EQ((*node("t/k:z").iter_all_fanin().begin()).get_fanin(), node("t/k:z").get_hipi_node());
   EXPECT_FALSE(node("t/m:z").get_hipi_node());
@@ -191,11 +176,11 @@ TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
   const auto names = [&](const KEP_ROUTING::NODE_ITER_RANGE& range) {
     std::vector<std::string> found;
     for (const KEP_ROUTING::NODE& each : range)
-      found.push_back(each.get_name(STYLE) + (each.is_hipi() ? "^" : ""));
+      found.push_back(text_of(each));
     return found;
   };
   EXPECT_THAT(names(graph.iter_nodes()),
-              ElementsAre(":p", ":q", "t/m:z", "t/k:z", "t/k:z^", "u/m:z", "u/k:z"));
+              ElementsAre(":p", ":q", "t/m:z", "t/k:z", "t/k:z*", "u/m:z", "u/k:z"));
   EXPECT_EQ(names(graph.iter_nodes()), names(graph.iter_nodes_with_grain(3)));
   std::unordered_set<KEP_ROUTING::NODE> set;
   for (const KEP_ROUTING::NODE& each : graph.iter_nodes())
@@ -235,8 +220,8 @@ TEST_F(RoutingGraph, NamesFollowTheStyle) {
 }
 
 TEST(RoutingGraphs, OfTwoDatabasesHaveDifferentNodes) {
-  const auto one = make_db(DEVICE);
-  const auto two = make_db(DEVICE);
+  const auto one = make_db(test_model::TWO_TILES_TEXT);
+  const auto two = make_db(test_model::TWO_TILES_TEXT);
   for (KEP_DB* db : {one.get(), two.get()}) {
     GRAPH_BUILD build(*db);
     build.add("t/m:z");
@@ -264,7 +249,7 @@ TEST(RoutingGraphs, KeepTheBoundaryNodesOfPortsOfEveryTop) {
   build.publish();
   EXPECT_TRUE(KEP_ROUTING::NODE(port(*db, "T_BLC", "q")).is_boundary());
   EXPECT_FALSE(KEP_ROUTING::NODE(port(*db, "T", "q")));
-  EXPECT_THAT(test_model::dump(*db), ElementsAre(":p", "  > :q ", ":q", "  < :p"));
+  EXPECT_EQ(test_model::whole_graph(*db), ":p 1 of 1\n:p -> :q\n:q 0 of 0\n  from :p\n");
 }
 
 } // namespace routing_graph_test

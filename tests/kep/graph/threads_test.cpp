@@ -1,8 +1,11 @@
 #include "kep/kep_flat_utils.h"
+#include "tests/support/graph_text.h"
 #include "tests/support/random_graph.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <string>
@@ -82,22 +85,22 @@ std::unique_ptr<KEP_DB> make_large_db(std::uint64_t seed) {
 
 TEST(Threads, ReadOneDatabaseAtOnce) {
   std::size_t read = 0;
-  for (std::uint64_t seed = 0; seed != 20; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 20)) {
     const auto db = make_large_db(seed);
     const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
     read += top.m_object->get_size();
     const auto results = on_all_threads([&](unsigned) { return read_below(*db, top, top); });
     for (const std::size_t each : results)
-      EXPECT_EQ(each, results[0]) << "seed " << seed;
+      EXPECT_EQ(each, results[0]);
   }
   EXPECT_GT(read, 1000U);
 }
 
 TEST(Threads, SearchWithOneLeafSearch) {
   std::size_t found = 0;
-  for (std::uint64_t seed = 0; seed != 20; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 20)) {
     const auto db = make_large_db(seed);
-    const test_model::NAIVE_HIERARCHY naive(*db);
+    const std::vector<KEP_UNFOLDED_INST_PORT> uips = test_model::NAIVE_HIERARCHY(*db).uips();
     KEP_UNFOLD_OBSERVER silent;
     const KEP_LEAF_SEARCH<LEAVES_ARE_BOTTOM> search(LEAVES_ARE_BOTTOM(), &silent);
     KEP_GET_LEAF_PARAMS params;
@@ -105,34 +108,29 @@ TEST(Threads, SearchWithOneLeafSearch) {
     params.m_direction = KEP_LEAF_DIRECTION::BOTH;
     const auto results = on_all_threads([&](unsigned) {
       std::size_t sum = 0;
-      for (const test_model::NAIVE_OCCURRENCE* at : naive.all())
-        for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
-          for (const KEP_UNFOLDED_INST_PORT& uip : instance.iter_inst_ports()) {
-            KEP_LEAF_RESULTS leaves;
-            search.find_leaves(uip, {}, leaves, params, {}, {});
-            sum = sum * 31 + leaves.m_uips.size() * 7 + leaves.m_visited_nets.size();
-          }
+      for (const KEP_UNFOLDED_INST_PORT& uip : uips) {
+        KEP_LEAF_RESULTS leaves;
+        search.find_leaves(uip, {}, leaves, params, {}, {});
+        sum = sum * 31 + leaves.m_uips.size() * 7 + leaves.m_visited_nets.size();
+      }
       return sum;
     });
     for (const std::size_t each : results)
-      EXPECT_EQ(each, results[0]) << "seed " << seed;
+      EXPECT_EQ(each, results[0]);
     found += results[0] != 0;
   }
   EXPECT_GT(found, 10U);
 }
 
 TEST(Threads, SetFanoutsAndLookNodesUpAtOnce) {
-  for (std::uint64_t seed = 0; seed != 20; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 20)) {
     const auto db = make_large_db(seed);
-    RANDOM_GRAPH graph(*db, seed, {});
-    graph.index();
+    const RANDOM_GRAPH graph(*db, seed, {});
     GRAPH_BUILD one(*db);
-    graph.allocate(one, 1);
-    for (const test_model::NAIVE_NODE& node : graph.nodes())
-      graph.set_fanout(one, node);
+    graph.fill(one, 1);
     const int templates = one.edges().get_num_templates();
     one.publish();
-    const std::vector<std::string> expected = test_model::dump(*db);
+    const std::string expected = test_model::whole_graph(*db);
 
     GRAPH_BUILD many(*db);
     graph.allocate(many, 2);
@@ -146,25 +144,20 @@ TEST(Threads, SetFanoutsAndLookNodesUpAtOnce) {
     });
     EXPECT_EQ(many.edges().get_num_templates(), templates);
     many.publish();
-    EXPECT_EQ(test_model::dump(*db), expected) << "seed " << seed;
+    EXPECT_EQ(test_model::whole_graph(*db), expected);
   }
 }
 
 TEST(Threads, ReadOneFinishedGraphAtOnce) {
   std::size_t lines = 0;
-  for (std::uint64_t seed = 0; seed != 10; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 10)) {
     const auto db = make_large_db(seed);
-    RANDOM_GRAPH graph(*db, seed, {});
-    graph.index();
-    GRAPH_BUILD build(*db);
-    graph.allocate(build, 1);
-    for (const test_model::NAIVE_NODE& node : graph.nodes())
-      graph.set_fanout(build, node);
-    build.publish();
-    const std::vector<std::string> expected = test_model::dump(*db);
-    lines += expected.size();
+    const RANDOM_GRAPH graph(*db, seed, {});
+    graph.publish(*db, 1);
+    const std::string expected = test_model::whole_graph(*db);
+    lines += static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
     on_all_threads([&](unsigned) {
-      EXPECT_EQ(test_model::dump(*db), expected) << "seed " << seed;
+      EXPECT_EQ(test_model::whole_graph(*db), expected);
       for (const test_model::NAIVE_NODE& node : graph.nodes())
         if (!node.m_port) {
           EXPECT_TRUE(KEP_ROUTING::NODE(node.m_uip, node.m_key.m_hipi));

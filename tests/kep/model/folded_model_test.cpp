@@ -1,14 +1,10 @@
-#include "kep/kep_view_type_rank.h"
 #include "tests/support/model_fixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <iterator>
 #include <memory>
-#include <set>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace folded_model_test {
@@ -20,11 +16,7 @@ using test_model::port;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr KEP_VIEW_TYPE LOGICAL = KEP_VIEW_TYPE::LOGICAL;
-constexpr KEP_VIEW_TYPE VIEW_1 = KEP_VIEW_TYPE::VIEW_1;
-constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
-constexpr KEP_VIEW_TYPE TWIN = KEP_VIEW_TYPE::LOGICAL_TWIN;
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+using enum KEP_VIEW_TYPE;
 
 /// The plain names of what a range yields.
 template <class RANGE>
@@ -75,38 +67,8 @@ protected:
   const KEP_NAME_STYLE style{};
 };
 
-TEST(Views, HaveTheNumbersThatFilesAndToolsUse) {
-  EXPECT_EQ(static_cast<int>(LOGICAL), 0);
-  EXPECT_EQ(static_cast<int>(BLC), 2);
-  EXPECT_EQ(static_cast<int>(TWIN), 3);
-  EXPECT_EQ(static_cast<int>(DEFAULT), 4);
-  EXPECT_EQ(sizeof(KEP_VIEW_TYPE), 1U);
-  EXPECT_EQ(static_cast<int>(KEP_DB_TYPE::NO_REDUNDANCY), 0);
-  EXPECT_EQ(static_cast<int>(KEP_DB_TYPE::TOP_PORTS_ROUTED), 1);
-  EXPECT_EQ(sizeof(KEP_DB_TYPE), 1U);
-  EXPECT_EQ(static_cast<int>(KEP_MODULE::TRAIT::TRAIT_0), 0);
-  EXPECT_EQ(static_cast<int>(KEP_MODULE::TRAIT::IP_ROOT), 5);
-  EXPECT_EQ(static_cast<int>(KEP_INSTANCE::TRAIT::TRAIT_0), 0);
-}
-
-TEST(Views, HavePrintableNames) {
-  EXPECT_STREQ(kep_get_name_of_view_type(LOGICAL), "logical");
-  EXPECT_STREQ(kep_get_name_of_view_type(VIEW_1), "view_1");
-  EXPECT_STREQ(kep_get_name_of_view_type(BLC), "blc");
-  EXPECT_STREQ(kep_get_name_of_view_type(TWIN), "logical_twin");
-  EXPECT_STREQ(kep_get_name_of_view_type(DEFAULT), "default");
-}
-
-TEST(NameStyle, IsSevenOptionBytesAndTwoSeparators) {
-  EXPECT_EQ(sizeof(KEP_NAME_STYLE), 9U);
-  const KEP_NAME_STYLE style{};
-  EXPECT_THAT(style.m_options, testing::Each(false));
-  EXPECT_EQ(style.m_hierarchy_separator, '/');
-  EXPECT_EQ(style.m_port_separator, ':');
-}
-
 TEST_F(FoldedModel, TheDefaultTopIsTheDesignatedOneAndOtherViewsHaveNoTop) {
-  EXPECT_EQ(db->get_top_module(DEFAULT), module(*db, "TOP"));
+  EXPECT_EQ(db->get_top_module(DEFAULT_VIEW), module(*db, "TOP"));
   EXPECT_EQ(db->get_top_module(LOGICAL), module(*db, "TOP"));
   EXPECT_EQ(db->get_top_module(BLC), nullptr);
   EXPECT_EQ(db->get_top_module(VIEW_1), nullptr);
@@ -120,7 +82,7 @@ TEST(Top, InAViewIsTheTopItselfOrItsFirstEquivalentThere) {
     module A view=VIEW_1 group=a top
     module A_BLC_2 view=BLC group=a
   )");
-  EXPECT_EQ(db->get_top_module(DEFAULT), module(*db, "A"));
+  EXPECT_EQ(db->get_top_module(DEFAULT_VIEW), module(*db, "A"));
   EXPECT_EQ(db->get_top_module(VIEW_1), module(*db, "A"));
   EXPECT_EQ(db->get_top_module(BLC), module(*db, "A_BLC_1"));
   EXPECT_EQ(db->get_top_module(LOGICAL), nullptr);
@@ -155,7 +117,7 @@ TEST_F(FoldedModel, ModulesAreFoundByNameAndView) {
   EXPECT_THAT(db->find_modules("MUX", LOGICAL, true), IsEmpty()) << "a key is not a name";
   EXPECT_THAT(db->find_modules("nothing", LOGICAL, true), IsEmpty());
   EXPECT_THAT(db->find_modules("", LOGICAL, true), IsEmpty());
-  EXPECT_THAT(db->find_modules("mux", DEFAULT, true), IsEmpty());
+  EXPECT_THAT(db->find_modules("mux", DEFAULT_VIEW, true), IsEmpty());
 }
 
 TEST(Modules, OfOneNameAndViewAreAllFoundInOrder) {
@@ -296,9 +258,9 @@ TEST_F(FoldedModel, AMasterInAViewIsThePlainOneOrTheFirstEquivalentOrNull) {
   const KEP_INSTANCE* m = instance(*db, "TILE", "m");
   EXPECT_EQ(m->get_module(LOGICAL), module(*db, "MUX"));
   EXPECT_EQ(m->get_module(BLC), module(*db, "MUX_BLC"));
-  EXPECT_EQ(m->get_module(TWIN), module(*db, "MUX_TWIN"));
+  EXPECT_EQ(m->get_module(LOGICAL_TWIN), module(*db, "MUX_TWIN"));
   EXPECT_EQ(m->get_module(VIEW_1), nullptr);
-  EXPECT_EQ(m->get_module(DEFAULT), module(*db, "MUX"));
+  EXPECT_EQ(m->get_module(DEFAULT_VIEW), module(*db, "MUX"));
 }
 
 TEST(Masters, OfTheSecondModuleInAViewStayThemselves) {
@@ -310,7 +272,7 @@ TEST(Masters, OfTheSecondModuleInAViewStayThemselves) {
       inst b B
   )");
   EXPECT_EQ(instance(*db, "T", "b")->get_module(LOGICAL), module(*db, "B"));
-  EXPECT_EQ(instance(*db, "T", "b")->get_module(DEFAULT), module(*db, "B"));
+  EXPECT_EQ(instance(*db, "T", "b")->get_module(DEFAULT_VIEW), module(*db, "B"));
   EXPECT_EQ(module(*db, "A_BLC")->find_view(LOGICAL), module(*db, "A"));
 }
 
@@ -362,7 +324,7 @@ TEST_F(FoldedModel, EquivalentsLeaveOutTheModuleAndTheViewOfAModuleGivesIt) {
   EXPECT_EQ(mux->find_view(LOGICAL), mux);
   EXPECT_EQ(mux->find_view(BLC), module(*db, "MUX_BLC"));
   EXPECT_EQ(mux->find_view(VIEW_1), nullptr);
-  EXPECT_EQ(mux->find_view(DEFAULT), mux);
+  EXPECT_EQ(mux->find_view(DEFAULT_VIEW), mux);
   EXPECT_EQ(module(*db, "MUX_BLC_2")->find_view(BLC), module(*db, "MUX_BLC_2"));
   EXPECT_THAT(mux->get_equivalent_modules(LOGICAL), IsEmpty());
   EXPECT_EQ(mux->get_num_equivalent_modules(LOGICAL), 0U);
@@ -400,75 +362,6 @@ TEST_F(FoldedModel, SlotsStandInstanceByInstanceWithThePlainMasterFirst) {
   EXPECT_TRUE(tile->is_inner());
   EXPECT_TRUE(module(*db, "MUX_BLC")->is_inner());
   EXPECT_FALSE(module(*db, "MUX")->is_inner());
-}
-
-TEST(ViewTypeRank, IsThreeBytesAndTriesItsViewsInOrder) {
-  EXPECT_EQ(sizeof(KEP_VIEW_TYPE_RANK), 3U);
-  EXPECT_TRUE(std::is_trivially_copyable_v<KEP_VIEW_TYPE_RANK>);
-  const auto db = make_db(DEVICE);
-  const KEP_MODULE* mux = module(*db, "MUX");
-  const KEP_VIEW_TYPE_RANK one(BLC);
-  EXPECT_EQ(one.size(), 1);
-  EXPECT_EQ(one.get_view_type(0), BLC);
-  EXPECT_EQ(one.find_view(mux, true, nullptr), module(*db, "MUX_BLC"));
-  KEP_VIEW_TYPE_RANK two(VIEW_1, TWIN);
-  EXPECT_EQ(two.size(), 2);
-  EXPECT_EQ(two.get_view_type(0), VIEW_1);
-  EXPECT_EQ(two.get_view_type(1), TWIN);
-  EXPECT_EQ(two.find_view(mux, true, nullptr), module(*db, "MUX_TWIN"));
-  two = one;
-  EXPECT_EQ(two.size(), 1);
-  EXPECT_EQ(KEP_VIEW_TYPE_RANK(LOGICAL, BLC).find_view(mux), mux);
-  EXPECT_EQ(KEP_VIEW_TYPE_RANK(DEFAULT).find_view(mux), mux);
-  EXPECT_EQ(KEP_VIEW_TYPE_RANK(VIEW_1).find_view(mux, true, nullptr), nullptr);
-  EXPECT_EQ(KEP_VIEW_TYPE_RANK().size(), 0);
-  EXPECT_EQ(KEP_VIEW_TYPE_RANK().find_view(mux), nullptr);
-}
-
-TEST(PortIndexCompare, OrdersByIndexAndThenByModule) {
-  const auto db = make_db(DEVICE);
-  const KEP_PORT_INDEX_COMPARE less{};
-  const KEP_PORT* mux_b = port(*db, "MUX", "b");
-  const KEP_PORT* blc_a = port(*db, "MUX_BLC", "a");
-  const KEP_PORT* mux_a = port(*db, "MUX", "a");
-  EXPECT_TRUE(less(mux_a, mux_b));
-  EXPECT_TRUE(less(blc_a, mux_b)) << "the index goes before the module";
-  EXPECT_TRUE(less(mux_a, blc_a));
-  EXPECT_FALSE(less(blc_a, mux_a));
-  EXPECT_FALSE(less(mux_a, mux_a));
-}
-
-TEST(PortIndexCompare, KeepsEveryPortOfEveryModuleInASet) {
-  const auto db = make_db(DEVICE);
-  std::set<const KEP_PORT*, KEP_PORT_INDEX_COMPARE> set;
-  std::size_t count = 0;
-  for (const KEP_MODULE* each : db->iter_modules(true))
-    for (const KEP_PORT* member : each->iter_ports()) {
-      EXPECT_TRUE(set.insert(member).second);
-      EXPECT_FALSE(set.insert(member).second);
-      ++count;
-    }
-  EXPECT_EQ(set.size(), count);
-  EXPECT_GT(count, 15U);
-}
-
-TEST(Iterators, AreCopiedComparedAndHeldByTheirBase) {
-  const auto db = make_db(DEVICE);
-  auto modules = db->iter_modules(true);
-  KEP_DB_MODULE_ITER first = modules.begin();
-  KEP_DB_MODULE_ITER copy(first);
-  EXPECT_TRUE(copy == first);
-  ++copy;
-  EXPECT_TRUE(copy != first);
-  EXPECT_EQ(*first, module(*db, "MUX"));
-  const std::unique_ptr<KEP_HIER_TABLE_ITER<KEP_DB_MODULE_ITER, KEP_MODULE>> base =
-      std::make_unique<KEP_DB_MODULE_ITER>(first);
-  EXPECT_EQ(**base, *first);
-  EXPECT_TRUE((std::has_virtual_destructor_v<KEP_DB_MODULE_ITER>));
-  using CATEGORY = std::iterator_traits<KEP_MODULE_PORT_ITER>::iterator_category;
-  static_assert(std::is_convertible_v<boost::iterator_traversal<KEP_MODULE_PORT_ITER>::type,
-                                      boost::forward_traversal_tag>);
-  static_assert(std::is_convertible_v<CATEGORY, std::input_iterator_tag>);
 }
 
 TEST(ForeignModules, LieInADatabaseOfTheirOwn) {

@@ -11,7 +11,7 @@ namespace leaf_results_test {
 using test_model::make_db;
 using test_model::unfolded_instance;
 
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+using enum KEP_VIEW_TYPE;
 
 TEST(LeafResults, NoteTheHighestModule) {
   const auto db = make_db(R"(
@@ -25,7 +25,7 @@ TEST(LeafResults, NoteTheHighestModule) {
       inst a A
       inst e B
   )");
-  const auto module = [&](const char* path) { return unfolded_instance(*db, path).get_module(DEFAULT); };
+  const auto module = [&](const char* path) { return unfolded_instance(*db, path).get_module(DEFAULT_VIEW); };
   KEP_LEAF_RESULTS results;
   results.note_module(module("a/b/c"));
   EXPECT_EQ(results.m_top_module, module("a/b/c"));
@@ -39,9 +39,9 @@ TEST(LeafResults, NoteTheHighestModule) {
   EXPECT_EQ(results.m_top_module, module("a/d")) << "beside is taken";
   results.note_module(module("e"));
   EXPECT_EQ(results.m_top_module, module("e"));
-  results.note_module(db->get_top_unfolded_module(DEFAULT));
+  results.note_module(db->get_top_unfolded_module(DEFAULT_VIEW));
   results.note_module(module("a/b/c"));
-  EXPECT_EQ(results.m_top_module, db->get_top_unfolded_module(DEFAULT));
+  EXPECT_EQ(results.m_top_module, db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(NetSet, HoldsEachNetOnceInOrderAndCanBeEmptied) {
@@ -56,7 +56,7 @@ TEST(NetSet, HoldsEachNetOnceInOrderAndCanBeEmptied) {
   }
   const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
   std::vector<KEP_UNFOLDED_NET> nets;
-  for (const KEP_UNFOLDED_INSTANCE& each : db->get_top_unfolded_module(DEFAULT).iter_instances())
+  for (const KEP_UNFOLDED_INSTANCE& each : db->get_top_unfolded_module(DEFAULT_VIEW).iter_instances())
     nets.push_back(each.get_unfolded_inst_port_by_index(0).get_unfolded_net());
   KEP_UNFOLDED_NET_SET set;
   for (const std::size_t count : {3U, 8U, 9U, 100U, 3000U, 5U}) {

@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using SEARCH = test_model::LEAF_SEARCH_CASE;
 
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+using enum KEP_VIEW_TYPE;
 const KEP_NAME_STYLE STYLE{};
 
 // A driver and three loads on one net: a leaf, a block to go down into, and one with nothing behind its port.
@@ -44,36 +44,6 @@ const char* const FLAT = R"(
     inst e OPEN
     net n d.o l.i b.i e.i q
 )";
-
-TEST(VisitTypes, HaveBindingValuesAndNamesForTheLog) {
-  using TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
-  EXPECT_EQ(static_cast<int>(TYPE::SKIP), 8);
-  EXPECT_EQ(static_cast<int>(TYPE::TERMINATING), 10);
-  EXPECT_EQ(static_cast<int>(TYPE::END), 11);
-  EXPECT_EQ(static_cast<int>(TYPE::SEARCH), 12);
-  EXPECT_EQ(static_cast<int>(TYPE::CROSS), 13);
-  const char* const names[] = {"",           "start", "target", "walk", "found",       "mux_input",
-                               "mux_output", "",      "skip",   "",     "terminating", "end",
-                               "search",     "cross", "",       ""};
-  for (int i = 0; i != 16; ++i)
-    EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(i)), names[i]) << i;
-  EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(-1)), "");
-  EXPECT_STREQ(KEP_UNFOLD_OBSERVER::get_name_of_visit_type(static_cast<TYPE>(1000)), "");
-}
-
-TEST(UnfoldObserver, DoesNothingByItself) {
-  KEP_UNFOLD_OBSERVER observer;
-  observer.start_uip({});
-  observer.start_net({});
-  observer.visit(KEP_UNFOLDED_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END);
-  observer.visit(KEP_UNFOLDED_INST_PORT(), KEP_UNFOLD_OBSERVER::VISIT_TYPE::END);
-  observer.finish_uip();
-  observer.close();
-  SEARCH search(FLAT);
-  const KEP_LEAF_SEARCH<SCRIPTED_PREDICATE> silent(SCRIPTED_PREDICATE(&search.script), &observer);
-  silent.find_leaves(uip(*search.db, "d:o"), {}, search.results, search.params, {}, {});
-  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
-}
 
 TEST(LeafSearch, FromNowhereReturnsAtOnce) {
   SEARCH search(FLAT);
@@ -110,7 +80,7 @@ TEST(LeafSearch, GoesFromADriverToItsLoads) {
                           "13 b:i", "12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i", "11 e:i", //
                           "13 port :q", "11 port :q"));
   EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, FromANetWalkedBeforeReturnsAfterItsOwnVisit) {
@@ -129,11 +99,11 @@ TEST(LeafSearch, FromANetWalkedBeforeReturnsAfterItsOwnVisit) {
 TEST(LeafSearch, NotesTheModuleEvenWhereTheNetWasWalkedBefore) {
   SEARCH search(FLAT);
   search.from(search.port("b", "i"));
-  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT));
+  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT_VIEW));
   search.results.m_top_module = {};
   search.observer.clear();
   search.from(search.port("b", "i"));
-  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT));
+  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT_VIEW));
   EXPECT_THAT(search.log(), ElementsAre("12 port b:i"));
 }
 
@@ -152,7 +122,7 @@ TEST(LeafSearch, StartsAtATerminatingPointAndEndsThere) {
   EXPECT_THAT(search.found(), ElementsAre("d:o"));
   EXPECT_THAT(search.log(), ElementsAre("10 d:o"));
   EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, ATerminatingStartThatIsExcludedIsNone) {
@@ -205,66 +175,6 @@ TEST(LeafSearch, HandsTheExcludesAndThePointAtHandToTheIgnoreTest) {
               ElementsAre("d:o e:i :p d:o ", "l:i e:i :p d:o ", "b:i e:i :p d:o ", "b/x:i    b:i",
                           "b/y:i    b:i", "e:i e:i :p d:o "))
       << "below the start the excludes are empty";
-}
-
-TEST(LeafSearch, InDirection0PassesOutputsOfInstancesAndInputsOfModules) {
-  SEARCH search(R"(
-    module LEAF
-      ports >i <o =z
-    module TOP top
-      ports >p <q =r
-      inst a LEAF
-      inst b LEAF
-      net n a.i a.o a.z b.i b.o b.z p q r
-  )");
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
-  search.script.m_terminating = {"b:o"};
-  search.from("a:o"); // the start point is not terminating here
-  EXPECT_THAT(search.found(), ElementsAre("a:i", "a:z", "b:i", "b:z")) << "not even a terminating output";
-  EXPECT_THAT(search.top_ports(), ElementsAre(":q", ":r"));
-  EXPECT_THAT(search.log(),
-              ElementsAre("12 a:o", "net n", "11 a:i", "11 a:z", "11 b:i", "10 b:o", "11 b:z", "11 port :p",
-                          "13 port :q", "11 port :q", "13 port :r", "11 port :r"));
-}
-
-TEST(LeafSearch, InDirection1PassesInputsOfInstancesAndOutputsOfModules) {
-  SEARCH search(R"(
-    module LEAF
-      ports >i <o =z
-    module TOP top
-      ports >p <q =r
-      inst a LEAF
-      inst b LEAF
-      net n a.i a.o a.z b.i b.o b.z p q r
-  )");
-  search.params.m_direction = KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS;
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
-  search.from("a:i");
-  EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:o", "b:z"));
-  EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":r"));
-  EXPECT_THAT(search.log(),
-              ElementsAre("12 a:i", "net n", "11 a:o", "11 a:z", "11 b:i", "11 b:o", "11 b:z", "13 port :p",
-                          "11 port :p", "11 port :q", "13 port :r", "11 port :r"));
-}
-
-TEST(LeafSearch, InDirection2PassesNothing) {
-  SEARCH search(R"(
-    module LEAF
-      ports >i <o =z
-    module TOP top
-      ports >p <q =r
-      inst a LEAF
-      inst b LEAF
-      net n a.i a.o a.z b.i b.o b.z p q r
-  )");
-  search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
-  search.from("a:i");
-  EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:i", "b:o", "b:z"));
-  EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":q", ":r"));
-  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::DRIVER_TO_LOADS), 0);
-  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS), 1);
-  EXPECT_EQ(static_cast<int>(KEP_LEAF_DIRECTION::BOTH), 2);
 }
 
 TEST(LeafSearch, ALeafOnWhichItStandsIsPassedOver) {
@@ -342,7 +252,7 @@ TEST(LeafSearch, ClimbsOutOfModulesAndDownAgainDepthFirst) {
                           "12 a/deep:o", "net a/n", "11 a/here:i", "13 port a:o",               //
                           "12 a:o", "net n", "13 b:i", "12 port b:i", "net b/m", "11 b/sink:i", //
                           "13 port :q", "11 port :q"));
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT));
+  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, EndsAtATerminatingPointOnTheOutsideOfAPort) {
@@ -428,10 +338,9 @@ TEST(LeafSearch, LeavesEquivalentsOfTheTopAtTheirPorts) {
       inst d L
       net n d.o q
   )");
-  search.from(uip(*search.db, "d:o", KEP_VIEW_TYPE::BLC));
+  search.from(uip(*search.db, "d:o", BLC));
   ASSERT_EQ(search.results.m_top_ports.size(), 1U);
-  EXPECT_EQ(search.results.m_top_ports[0].get_parent(),
-            search.db->get_top_unfolded_module(KEP_VIEW_TYPE::BLC));
+  EXPECT_EQ(search.results.m_top_ports[0].get_parent(), search.db->get_top_unfolded_module(BLC));
 }
 
 } // namespace leaf_search_test

@@ -137,15 +137,34 @@ TEST(LeafSearch, TakesAStartThatStandsInItsOwnResults) {
   EXPECT_THAT(search.found(), ElementsAre("a:o", "a:o"));
 }
 
-TEST(LeafSearch, Follows200000SkipPathsWithoutADeepStack) {
-  constexpr unsigned HOPS = 200000;
+/// Goes through every instance, from its first port to its second.
+struct THROUGH_ALL {
+  bool is_terminating_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_GET_LEAF_PARAMS&) const { return false; }
+  bool is_leaf(const KEP_UNFOLDED_INST_PORT&, const KEP_GET_LEAF_PARAMS&) const { return true; }
+  bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_PORT&,
+                     const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_PORT&) const {
+    return false;
+  }
+  bool is_ignore_port(const KEP_UNFOLDED_PORT&) const { return false; }
+  void get_trace_thru_outputs(const KEP_UNFOLDED_INST_PORT& uip,
+                              std::vector<KEP_UNFOLDED_INST_PORT>& outputs) const {
+    const KEP_UNFOLDED_INST_PORT output = uip.get_unfolded_instance().get_unfolded_inst_port_by_index(1);
+    if (output.get_unfolded_net()) outputs.push_back(output);
+  }
+  bool should_trace_thru_fanout(const KEP_UNFOLDED_INST_PORT& output) const {
+    return output.m_object->is_output();
+  }
+};
+
+/// So many muxes in a row, each driving the next, and one more.
+std::unique_ptr<KEP_DB> make_row(unsigned count) {
   KEP_DB_BUILDER builder;
   const KEP_MODULE_ID mux = builder.add_module("MUX", {});
   builder.add_port(mux, "i", KEP_PORT_DIRECTION::INPUT);
   builder.add_port(mux, "o", KEP_PORT_DIRECTION::OUTPUT);
   const KEP_MODULE_ID top = builder.add_module("T", {});
   KEP_NET_ID net = builder.add_net(top, "first");
-  for (unsigned i = 0; i != HOPS; ++i) {
+  for (unsigned i = 0; i != count; ++i) {
     const KEP_INSTANCE_ID m = builder.add_instance(top, "m" + std::to_string(i), mux, {});
     builder.connect(top, m, 0, net);
     net = builder.add_net(top, "n" + std::to_string(i));
@@ -153,25 +172,12 @@ TEST(LeafSearch, Follows200000SkipPathsWithoutADeepStack) {
   }
   const KEP_INSTANCE_ID last = builder.add_instance(top, "last", mux, {});
   builder.connect(top, last, 0, net);
-  const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
+  return KEP_DB_BUILDER::freeze(std::move(builder));
+}
 
-  struct THROUGH_ALL {
-    bool is_terminating_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_GET_LEAF_PARAMS&) const { return false; }
-    bool is_leaf(const KEP_UNFOLDED_INST_PORT&, const KEP_GET_LEAF_PARAMS&) const { return true; }
-    bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_PORT&,
-                       const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_PORT&) const {
-      return false;
-    }
-    bool is_ignore_port(const KEP_UNFOLDED_PORT&) const { return false; }
-    void get_trace_thru_outputs(const KEP_UNFOLDED_INST_PORT& uip,
-                                std::vector<KEP_UNFOLDED_INST_PORT>& outputs) const {
-      const KEP_UNFOLDED_INST_PORT output = uip.get_unfolded_instance().get_unfolded_inst_port_by_index(1);
-      if (output.get_unfolded_net()) outputs.push_back(output);
-    }
-    bool should_trace_thru_fanout(const KEP_UNFOLDED_INST_PORT& output) const {
-      return output.m_object->is_output();
-    }
-  };
+TEST(LeafSearch, Follows200000SkipPathsWithoutADeepStack) {
+  constexpr unsigned HOPS = 200000;
+  const auto db = make_row(HOPS);
   KEP_UNFOLD_OBSERVER silent;
   const KEP_LEAF_SEARCH<THROUGH_ALL> search(THROUGH_ALL(), &silent);
   KEP_LEAF_RESULTS results;

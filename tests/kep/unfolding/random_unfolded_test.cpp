@@ -1,5 +1,6 @@
 #include "tests/support/naive_hierarchy.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@ using test_model::NAIVE_HIERARCHY;
 using test_model::NAIVE_OCCURRENCE;
 using test_model::naive_view;
 
-constexpr std::uint64_t SEEDS = 2000;
+constexpr std::uint64_t NUM_SEEDS = 2000;
 const KEP_NAME_STYLE STYLE{};
 
 std::vector<KEP_VIEW_TYPE_RANK> some_ranks() {
@@ -324,10 +325,10 @@ TEST(RandomHierarchies, UnfoldAsTheyDoWhenSpelledOut) {
   COUNTS counts;
   test_model::RANDOM_MODEL_LIMITS limits;
   limits.m_max_size = 80;
-  for (std::uint64_t seed = 0; seed != SEEDS; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, NUM_SEEDS)) {
     const auto db = test_model::make_random_db(seed, limits);
     CHECK(*db, counts).run();
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
+    if (HasFailure()) FAIL() << test_model::describe(*db);
   }
   EXPECT_GT(counts.m_occurrences, 10000U);
   EXPECT_GT(counts.m_in_second_views, 3000U);
@@ -345,7 +346,7 @@ TEST(RandomHierarchies, UnfoldAsTheyDoWhenSpelledOut) {
 
 TEST(RandomHierarchies, GiveEveryViewOfAPathOfNames) {
   std::size_t several = 0, none = 0;
-  for (std::uint64_t seed = 0; seed != SEEDS; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, NUM_SEEDS)) {
     const auto db = test_model::make_random_db(seed);
     const NAIVE_HIERARCHY naive(*db);
     if (naive.tops().size() != 1) continue;
@@ -362,7 +363,7 @@ TEST(RandomHierarchies, GiveEveryViewOfAPathOfNames) {
       EXPECT_THAT(db->find_unfolded_instances(name), testing::IsEmpty()) << name;
       ++none;
     }
-    ASSERT_FALSE(HasFailure()) << "seed " << seed << "\n" << test_model::describe(*db);
+    if (HasFailure()) FAIL() << test_model::describe(*db);
   }
   EXPECT_GT(several, 300U);
   EXPECT_GT(none, 300U);

@@ -22,8 +22,7 @@ using test_model::unfolded_instance;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
-constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
+using enum KEP_VIEW_TYPE;
 
 const char* const DEVICE = R"(
   module MUX group=mux
@@ -50,7 +49,7 @@ const char* const DEVICE = R"(
 class RelativePath : public testing::Test {
 protected:
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
   KEP_INSTANCE* const t = instance(*db, "TOP", "t");
   KEP_INSTANCE* const u = instance(*db, "TOP", "u");
   KEP_INSTANCE* const m = instance(*db, "TILE", "m");
@@ -70,7 +69,7 @@ TEST(RelativePathValue, IsFourWordsAndInvalidByDefault) {
   EXPECT_EQ(path.get_port(db.get()), nullptr);
   EXPECT_EQ(path.get_module(db.get()), nullptr);
   EXPECT_THAT(path.get_instances(db.get()), IsEmpty());
-  EXPECT_EQ(db->get_top_unfolded_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(db->get_top_unfolded_module(DEFAULT_VIEW) + path, KEP_UNFOLDED_MODULE());
 }
 
 TEST_F(RelativePath, OfAnEmptyChainNamesAPortOfTheModuleItself) {
@@ -82,7 +81,7 @@ TEST_F(RelativePath, OfAnEmptyChainNamesAPortOfTheModuleItself) {
       EXPECT_EQ(path.get_module(db.get()), each);
       EXPECT_THAT(path.get_instances(db.get()), IsEmpty());
     }
-  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT_VIEW);
   EXPECT_EQ(tile + KEP_RELATIVE_PATH::create({}, port(*db, "TILE", "in")), tile);
   EXPECT_EQ(top + KEP_RELATIVE_PATH::create({}, port(*db, "TOP", "p")), top);
 }
@@ -93,13 +92,13 @@ TEST_F(RelativePath, LeadsFromAModuleDownItsChain) {
   EXPECT_EQ(path.get_port(db.get()), mux_b);
   EXPECT_EQ(path.get_module(db.get()), module(*db, "TOP"));
   EXPECT_THAT(path.get_instances(db.get()), ElementsAre(t, k));
-  EXPECT_EQ(top + path, unfolded_instance(*db, "t/k").get_module(DEFAULT));
+  EXPECT_EQ(top + path, unfolded_instance(*db, "t/k").get_module(DEFAULT_VIEW));
 }
 
 TEST_F(RelativePath, GoesThroughTheViewThatHoldsTheNextInstance) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({t, m, x}, port(*db, "ATOM", "i"));
   ASSERT_TRUE(path);
-  EXPECT_EQ(top + path, unfolded_instance(*db, "t/m@BLC/x").get_module(DEFAULT));
+  EXPECT_EQ(top + path, unfolded_instance(*db, "t/m@BLC/x").get_module(DEFAULT_VIEW));
   EXPECT_THAT(path.get_instances(db.get()), ElementsAre(t, m, x));
 }
 
@@ -123,8 +122,8 @@ TEST_F(RelativePath, IsInvalidForAChainThatDoesNotHangTogether) {
 
 TEST_F(RelativePath, IsTheDifferenceOfAPortAndAModuleAbove) {
   const KEP_UNFOLDED_PORT deep =
-      unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
-  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT);
+      unfolded_instance(*db, "u/k").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1);
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "u").get_module(DEFAULT_VIEW);
   EXPECT_EQ(deep - top, KEP_RELATIVE_PATH::create({u, k}, mux_b));
   EXPECT_EQ(deep - tile, KEP_RELATIVE_PATH::create({k}, mux_b));
   EXPECT_EQ(deep - deep.get_parent(), KEP_RELATIVE_PATH::create({}, mux_b));
@@ -134,9 +133,9 @@ TEST_F(RelativePath, IsTheDifferenceOfAPortAndAModuleAbove) {
 TEST_F(RelativePath, IsEqualAtEveryOccurrenceOfTheModule) {
   const auto difference = [&](const char* tile, const char* mux) {
     return unfolded_instance(*db, std::string(tile) + "/" + mux)
-               .get_module(DEFAULT)
+               .get_module(DEFAULT_VIEW)
                .get_unfolded_port_by_index(0) -
-           unfolded_instance(*db, tile).get_module(DEFAULT);
+           unfolded_instance(*db, tile).get_module(DEFAULT_VIEW);
   };
   EXPECT_EQ(difference("t", "m"), difference("u", "m"));
   EXPECT_EQ(difference("t", "m").get_words(), difference("u", "m").get_words());
@@ -145,28 +144,28 @@ TEST_F(RelativePath, IsEqualAtEveryOccurrenceOfTheModule) {
 
 TEST_F(RelativePath, FromAModuleThatIsNotAboveThePortIsInvalid) {
   const KEP_UNFOLDED_PORT deep =
-      unfolded_instance(*db, "u/k").get_module(DEFAULT).get_unfolded_port_by_index(1);
-  EXPECT_FALSE(deep - unfolded_instance(*db, "t").get_module(DEFAULT)) << "beside";
-  EXPECT_FALSE(deep - unfolded_instance(*db, "u/m").get_module(DEFAULT));
+      unfolded_instance(*db, "u/k").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1);
+  EXPECT_FALSE(deep - unfolded_instance(*db, "t").get_module(DEFAULT_VIEW)) << "beside";
+  EXPECT_FALSE(deep - unfolded_instance(*db, "u/m").get_module(DEFAULT_VIEW));
   EXPECT_FALSE(deep - unfolded_instance(*db, "u/k").get_module(BLC)) << "the same instance in another view";
   EXPECT_FALSE(deep - KEP_UNFOLDED_MODULE());
   const KEP_UNFOLDED_PORT own = top.get_unfolded_port_by_index(0);
-  EXPECT_FALSE(own - unfolded_instance(*db, "u").get_module(DEFAULT)) << "below the port";
+  EXPECT_FALSE(own - unfolded_instance(*db, "u").get_module(DEFAULT_VIEW)) << "below the port";
 }
 
 TEST_F(RelativePath, BelowAModuleInWhichItDoesNotStartLeadsNowhere) {
   const KEP_RELATIVE_PATH path = KEP_RELATIVE_PATH::create({k}, mux_b);
   EXPECT_EQ(top + path, KEP_UNFOLDED_MODULE());
-  EXPECT_EQ(unfolded_instance(*db, "u/k").get_module(DEFAULT) + path, KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(unfolded_instance(*db, "u/k").get_module(DEFAULT_VIEW) + path, KEP_UNFOLDED_MODULE());
 }
 
 TEST_F(RelativePath, CarriesAFactToALikePlace) {
   // The way of a redundant port: path, module below another occurrence, instance, inst port, uip.
   const KEP_UNFOLDED_PORT known =
-      unfolded_instance(*db, "t/m").get_module(DEFAULT).get_unfolded_port_by_index(1);
-  const KEP_RELATIVE_PATH path = known - unfolded_instance(*db, "t").get_module(DEFAULT);
+      unfolded_instance(*db, "t/m").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1);
+  const KEP_RELATIVE_PATH path = known - unfolded_instance(*db, "t").get_module(DEFAULT_VIEW);
   const KEP_UNFOLDED_INSTANCE like =
-      (unfolded_instance(*db, "u").get_module(DEFAULT) + path).get_unfolded_instance();
+      (unfolded_instance(*db, "u").get_module(DEFAULT_VIEW) + path).get_unfolded_instance();
   KEP_INST_PORT* inst_port = like.m_object->get_inst_port_for_port(path.get_port(db.get()));
   EXPECT_EQ(like.get_unfolding_of_inst_port(inst_port), test_model::uip(*db, "u/m:b"));
 }
@@ -178,7 +177,7 @@ TEST_F(RelativePath, IntoAForeignModuleIsDecodedByEitherDatabase) {
   ASSERT_TRUE(path);
   EXPECT_EQ(path.get_port(db.get()), i);
   EXPECT_EQ(path.get_port(module(*db, "FAR")->get_db()), i);
-  EXPECT_EQ(top + path, unfolded_instance(*db, "f/a").get_module(DEFAULT));
+  EXPECT_EQ(top + path, unfolded_instance(*db, "f/a").get_module(DEFAULT_VIEW));
 }
 
 TEST_F(RelativePath, HashesItsFourWordsInOrder) {
@@ -282,11 +281,11 @@ TEST(RelativePaths, FromAModuleOfAnotherDatabaseAreInvalid) {
   const auto one = make_db("module A \n ports >p \n module T top \n inst a A");
   const auto two = make_db("module A \n ports >p \n module T top \n inst a A");
   const KEP_UNFOLDED_PORT deep =
-      unfolded_instance(*one, "a").get_module(DEFAULT).get_unfolded_port_by_index(0);
-  EXPECT_TRUE(deep - one->get_top_unfolded_module(DEFAULT));
-  EXPECT_FALSE(deep - two->get_top_unfolded_module(DEFAULT));
+      unfolded_instance(*one, "a").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(0);
+  EXPECT_TRUE(deep - one->get_top_unfolded_module(DEFAULT_VIEW));
+  EXPECT_FALSE(deep - two->get_top_unfolded_module(DEFAULT_VIEW));
   const auto large = make_db(DEVICE);
-  EXPECT_FALSE(deep - unfolded_instance(*large, "u/k").get_module(DEFAULT));
+  EXPECT_FALSE(deep - unfolded_instance(*large, "u/k").get_module(DEFAULT_VIEW));
 }
 
 } // namespace relative_path_test

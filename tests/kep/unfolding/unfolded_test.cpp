@@ -21,9 +21,7 @@ using test_model::uip;
 using test_model::unfolded_instance;
 using testing::ElementsAre;
 
-constexpr KEP_VIEW_TYPE LOGICAL = KEP_VIEW_TYPE::LOGICAL;
-constexpr KEP_VIEW_TYPE BLC = KEP_VIEW_TYPE::BLC;
-constexpr KEP_VIEW_TYPE DEFAULT = KEP_VIEW_TYPE::DEFAULT_VIEW;
+using enum KEP_VIEW_TYPE;
 const KEP_NAME_STYLE STYLE{};
 
 const char* const DEVICE = R"(
@@ -63,7 +61,7 @@ const char* const DEVICE = R"(
 class Unfolded : public testing::Test {
 protected:
   const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
 };
 
 template <class VALUE>
@@ -111,7 +109,7 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_EQ(instance.get_name(STYLE), "");
   EXPECT_EQ(instance.get_parent(), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(instance.get_module(rank), KEP_UNFOLDED_MODULE());
-  EXPECT_EQ(instance.get_module(DEFAULT), KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(instance.get_module(DEFAULT_VIEW), KEP_UNFOLDED_MODULE());
   EXPECT_TRUE(instance.iter_inst_ports().empty());
   EXPECT_EQ(instance.get_unfolded_inst_port_by_index(0), KEP_UNFOLDED_INST_PORT());
   EXPECT_EQ(instance.get_unfolding_of_inst_port(nullptr), KEP_UNFOLDED_INST_PORT());
@@ -124,8 +122,10 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_EQ(port.get_unfolded_net(), KEP_UNFOLDED_NET());
   EXPECT_EQ(port.get_unfolded_inst_port(), KEP_UNFOLDED_INST_PORT());
   EXPECT_FALSE(port - module);
-  EXPECT_FALSE(port - db->get_top_unfolded_module(DEFAULT));
+  EXPECT_FALSE(port - db->get_top_unfolded_module(DEFAULT_VIEW));
+}
 
+TEST(EmptyValues, OfUipsAndNetsHaveTotalOperations) {
   const KEP_UNFOLDED_INST_PORT empty_uip{};
   EXPECT_EQ(empty_uip.get_db(), nullptr);
   EXPECT_EQ(empty_uip.get_name(STYLE), "");
@@ -134,7 +134,7 @@ TEST(EmptyValues, HaveTotalOperations) {
   EXPECT_EQ(name, "kept");
   EXPECT_EQ(empty_uip.get_unfolded_instance(), KEP_UNFOLDED_INSTANCE());
   EXPECT_EQ(empty_uip.get_unfolded_net(), KEP_UNFOLDED_NET());
-  EXPECT_EQ(empty_uip.get_unfolded_port(rank), KEP_UNFOLDED_PORT());
+  EXPECT_EQ(empty_uip.get_unfolded_port(KEP_VIEW_TYPE_RANK(LOGICAL)), KEP_UNFOLDED_PORT());
 
   const KEP_UNFOLDED_NET net{};
   EXPECT_EQ(net.get_name(STYLE), "");
@@ -147,7 +147,7 @@ TEST_F(Unfolded, AViewWithoutATopGivesAnEmptyModule) {
   EXPECT_EQ(top.m_object, module(*db, "TOP"));
   EXPECT_EQ(db->get_top_unfolded_module(LOGICAL), top);
   EXPECT_EQ(db->get_top_unfolded_module(BLC).m_object, module(*db, "TOP_BLC"));
-  EXPECT_EQ(db->get_top_unfolded_module(KEP_VIEW_TYPE::VIEW_1), KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(db->get_top_unfolded_module(VIEW_1), KEP_UNFOLDED_MODULE());
 }
 
 TEST_F(Unfolded, AWalkUpwardEndsAtTheTop) {
@@ -168,8 +168,9 @@ TEST_F(Unfolded, NamesLeaveOutTheTop) {
   EXPECT_EQ(unfolded_instance(*db, "a/t/m@BLC/x").get_name(STYLE), "a/t/m/x");
   EXPECT_EQ(uip(*db, "a/t/m:z").get_name(STYLE), "a/t/m:z");
   EXPECT_EQ(top.get_unfolded_port_by_index(0).get_name(STYLE), ":p");
-  EXPECT_EQ(unfolded_instance(*db, "b/u").get_module(DEFAULT).get_unfolded_port_by_index(1).get_name(STYLE),
-            "b/u:out");
+  EXPECT_EQ(
+      unfolded_instance(*db, "b/u").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1).get_name(STYLE),
+      "b/u:out");
   EXPECT_EQ(uip(*db, "a/t:in").get_unfolded_net().get_name(STYLE), "a/n");
   EXPECT_EQ(uip(*db, "a:g").get_unfolded_net().get_name(STYLE), "n");
   KEP_NAME_STYLE other;
@@ -190,7 +191,7 @@ TEST_F(Unfolded, TheSameObjectAtTwoPlacesIsTwoValues) {
 TEST_F(Unfolded, AnUnconnectedPortHasNoNet) {
   EXPECT_EQ(uip(*db, "s:open").get_unfolded_net().m_object, nullptr);
   EXPECT_EQ(uip(*db, "s:in").get_unfolded_net().m_object, nullptr);
-  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "s").get_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "s").get_module(DEFAULT_VIEW);
   EXPECT_EQ(tile.get_unfolded_port_by_index(2).get_unfolded_net().m_object, nullptr);
   EXPECT_NE(tile.get_unfolded_port_by_index(0).get_unfolded_net().m_object, nullptr);
 }
@@ -245,7 +246,7 @@ TEST(IpRootInstance, AsksThePlainMasterWhateverViewWasEntered) {
 }
 
 TEST_F(Unfolded, ARankThatFindsNoViewGivesAnEmptyValue) {
-  const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1, KEP_VIEW_TYPE::LOGICAL_TWIN);
+  const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1, LOGICAL_TWIN);
   EXPECT_EQ(unfolded_instance(*db, "a").get_module(none), KEP_UNFOLDED_MODULE());
   EXPECT_EQ(uip(*db, "a:g").get_unfolded_port(none), KEP_UNFOLDED_PORT());
   EXPECT_EQ(uip(*db, "a:g").get_unfolded_port(KEP_VIEW_TYPE_RANK()), KEP_UNFOLDED_PORT());
@@ -310,13 +311,13 @@ TEST(UnfoldedValues, StepThroughAHierarchyOfManyLevels) {
     below = here;
   }
   const auto db = KEP_DB_BUILDER::freeze(std::move(builder));
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT);
+  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
   KEP_UNFOLDED_PORT at = top.get_unfolded_port_by_index(0);
   std::vector<KEP_INSTANCE*> chain;
   while (at.get_unfolded_net()) {
     const KEP_UNFOLDED_INST_PORT next = *at.get_unfolded_net().iter_inst_ports().begin();
     chain.push_back(next.m_object->get_inst());
-    at = next.get_unfolded_port(KEP_VIEW_TYPE_RANK(DEFAULT));
+    at = next.get_unfolded_port(KEP_VIEW_TYPE_RANK(DEFAULT_VIEW));
   }
   EXPECT_EQ(chain.size(), DEPTH - 1);
   const KEP_RELATIVE_PATH path = at - top;
