@@ -76,7 +76,8 @@ TEST(RandomWireTypes, AreFoundFromTheTopDownAndLastOnThePortAlone) {
       for (const KEP_UNFOLDED_INSTANCE& instance : at->m_value.iter_instances())
         for (const KEP_UNFOLDED_INST_PORT& uip : instance.iter_inst_ports()) {
           const KEP_WIRE_TYPE* found = store.find_wire_type(uip);
-          EXPECT_EQ(found ? found->get_name() : "", find_type(types, at, uip, counts)) << test_model::name_of(uip);
+          EXPECT_EQ(found ? found->get_name() : "", find_type(types, at, uip, counts))
+              << test_model::name_of(uip);
         }
     if (HasFailure()) FAIL() << test_model::describe(*db);
   }
