@@ -281,7 +281,7 @@ public:
                                        KEP_ROUTING_BUILDER_NODE* node);
 
 private:
-  friend class KEP_RG_TEST_ACCESS;
+  friend class KEP_TEST_ACCESS;
   struct STATE;
   /// Null if none was stored.
   KEP_ROUTING_BUILDER_NODE* find_representative(const RELPATH_AND_ORIENTATION& path) const;

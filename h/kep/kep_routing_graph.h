@@ -12,6 +12,7 @@
 #include <vector>
 
 class KEP_RG_TEST_ACCESS;
+class KEP_TEST_ACCESS;
 class KEP_ROUTING_BUILDER_GRAPH;
 struct KEP_ROUTING_GRAPH_STORAGE; // where a finished graph is kept; belongs to KEP_ROUTING::GRAPH
 
@@ -234,6 +235,7 @@ public:
   std::uint64_t get_memory_bytes() const;
 
 protected:
+  friend class ::KEP_TEST_ACCESS;
   friend class ::KEP_RG_TEST_ACCESS;
   friend class NODE;
   friend class FWD_EDGE;

@@ -214,7 +214,7 @@ TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
     for (const std::uint64_t fanins_at_a_time : {0, is_large ? 5 : 1, 3, 20}) {
       GRAPH_BUILD build(*db);
       graph.fill(build, seed);
-      KEP_RG_TEST_ACCESS::publish(*db->get_routing_template_graph(),
+      KEP_TEST_ACCESS::publish(*db->get_routing_template_graph(),
                                   KEP_ROUTING_GRAPH_FOLDER(*build.graph()).fold(fanins_at_a_time));
       if (fanins_at_a_time == 0)
         expected = test_model::whole_graph(*db);

@@ -23,7 +23,7 @@ TEST_F(RoutingBuilder, ARepresentativeIsTheNodeAtTheFirstOccurrenceOfAModule) {
   build.sort();
   REPRESENTATIVES representatives(db.get(), KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank);
   const auto find = [&](const ENTRY& entry) {
-    return KEP_RG_TEST_ACCESS::find_representative(representatives, entry);
+    return KEP_TEST_ACCESS::find_representative(representatives, entry);
   };
   const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
   const KEP_UNFOLDED_MODULE t = unfolded_instance(*db, "t").get_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
