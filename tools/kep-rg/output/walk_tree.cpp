@@ -2,7 +2,6 @@
 
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
-#include "kep_rg/detail/kep_rg_predicate_utils.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <algorithm>
@@ -182,11 +181,11 @@ void WALK_TREE::settle() {
 
 void WALK_TREE::skip(const KEP_UNFOLDED_INST_PORT& uip) {
   return_to(uip.get_unfolded_net());
-  const bool flies = KEP_RG_PREDICATE_UTILS::takes_flyover(m_primitives, m_legacy_api, uip);
+  const bool flies = m_predicate.takes_flyover(uip);
   add_line(get_depth(), uip.get_name(NAME_STYLE), flies ? "flies over the spare row" : "into a skip path");
   OPEN open{m_lines.back().m_depth};
   open.m_text = flies ? "behind the spare row" : "out of the skip path";
-  KEP_RG_PREDICATE_UTILS::get_trace_thru_outputs(m_primitives, m_legacy_api, uip, open.m_outputs);
+  m_predicate.get_trace_thru_outputs(uip, open.m_outputs);
   m_open.push_back(std::move(open));
 }
 

@@ -27,7 +27,7 @@ class WALK_TREE : public KEP_UNFOLD_OBSERVER {
 public:
   /// Both must outlive the object.
   WALK_TREE(const KEP_RG_PRIMITIVES& primitives, const KEP_DB& db)
-      : m_primitives(primitives), m_legacy_api(*db.get_legacy_api()),
+      : m_primitives(primitives),
         m_predicate(&db, primitives, KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank) {}
 
   void start_uip(const KEP_UNFOLDED_INST_PORT& uip) override;
@@ -94,7 +94,6 @@ private:
   std::string get_end_text(const LINE& line, const FANOUTS_BY_LEAF& fanouts) const;
 
   const KEP_RG_PRIMITIVES& m_primitives;
-  const KEP_LEGACY_API& m_legacy_api;
   KEP_RG_INSTANCE_IS_PRIMITIVE m_predicate;
   KEP_UNFOLDED_INST_PORT m_start;
   std::vector<LINE> m_lines;
