@@ -1,21 +1,18 @@
 #include "kep_rg/kep_rg_parse_redundancy.h"
 
-#include "kep/common/kep_tsan.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_profiler.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/redundancy/kep_rg_redundancy_fixup_tables.h"
+#include "kep_rg/redundancy/kep_rg_redundancy_loop.h"
+#include "kep_rg/redundancy/kep_rg_redundancy_pairs.h"
 #include "kep_rg/redundancy/kep_rg_redundancy_tokens.h"
 
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/partitioner.h>
+#include <fmt/format.h>
 #include <tbb/task_arena.h>
-#include <tbb/task_group.h>
 
 #include <algorithm>
-#include <numeric>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -24,7 +21,6 @@ namespace {
 
 constexpr std::string_view KEYWORD = "module_name:";
 constexpr std::size_t LINE_GRAIN = 1000;
-constexpr std::size_t CHUNK = 1 << 16; // bytes
 
 /// The working state of one parse. A worker writes the elements of its own lines alone; results are plain
 /// bytes, so that no two workers share a written unit.
@@ -58,65 +54,15 @@ class APPLY_PARSE_RELATIVE_PORTS {
 public:
   explicit APPLY_PARSE_RELATIVE_PORTS(KEP_RG_PARSE_RELATIVE_PORTS_STATE* state) : m_state(state) {}
   void operator()(const tbb::blocked_range<std::size_t>& lines) const {
-    KEP_TSAN::begin_body();
     for (std::size_t i = lines.begin(); i != lines.end(); ++i)
       m_state->m_parsed[i] = m_state->m_relative_ports[i].parse(m_state->m_module, m_state->m_tokens[i],
                                                                 *m_state->m_view_type_rank, nullptr)
                                  ? 1
                                  : 0;
-    KEP_TSAN::end_body();
   }
 
 private:
   KEP_RG_PARSE_RELATIVE_PORTS_STATE* m_state;
-};
-
-template <class BODY>
-void run_loop(std::size_t size, std::size_t grain, const BODY& body) {
-  if (size == 0) return;
-  tbb::task_group_context context;
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(tbb::blocked_range<std::size_t>(0, size, grain), body, tbb::auto_partitioner(), context);
-  KEP_TSAN::after_loop();
-}
-
-/// Splits the pairs behind the module's name, chunk by chunk. A token belongs to the chunk in which it
-/// begins; the number of tokens before a chunk tells which of its tokens are second ones and whose lines they
-/// are.
-class PAIRS {
-public:
-  explicit PAIRS(std::string_view text)
-      : m_text(text), m_tokens_before((text.size() + CHUNK - 1) / CHUNK + 1) {
-    run_loop(get_num_chunks(), 1, [this](const tbb::blocked_range<std::size_t>& chunks) {
-      KEP_TSAN::begin_body();
-      for (std::size_t i = chunks.begin(); i != chunks.end(); ++i)
-        m_tokens_before[i + 1] = KEP_RG_REDUNDANCY_TOKENS::count(m_text, i * CHUNK, get_end(i));
-      KEP_TSAN::end_body();
-    });
-    std::partial_sum(m_tokens_before.begin(), m_tokens_before.end(), m_tokens_before.begin());
-  }
-
-  std::size_t get_num_tokens() const { return m_tokens_before.back(); }
-
-  /// Stores the second token of each pair; there is room for all.
-  void get_second(std::vector<std::string_view>& seconds) const {
-    run_loop(get_num_chunks(), 1, [&](const tbb::blocked_range<std::size_t>& chunks) {
-      KEP_TSAN::begin_body();
-      for (std::size_t i = chunks.begin(); i != chunks.end(); ++i) {
-        KEP_RG_REDUNDANCY_TOKENS tokens(m_text, i * CHUNK);
-        for (std::size_t token = m_tokens_before[i]; token != m_tokens_before[i + 1]; ++token, tokens.next())
-          if (token % 2 == 1) seconds[token / 2] = tokens.get();
-      }
-      KEP_TSAN::end_body();
-    });
-  }
-
-private:
-  std::size_t get_num_chunks() const { return m_tokens_before.size() - 1; }
-  std::size_t get_end(std::size_t chunk) const { return std::min((chunk + 1) * CHUNK, m_text.size()); }
-
-  std::string_view m_text;
-  std::vector<std::size_t> m_tokens_before; // one more than chunks
 };
 
 } // namespace
@@ -126,7 +72,7 @@ KEP_RG_PARSE_REDUNDANCY::KEP_RG_PARSE_REDUNDANCY(KEP_DB* db, int view_type, cons
     : m_db(db), m_view_type(static_cast<KEP_VIEW_TYPE>(view_type)), m_view_type_rank(rank),
       m_num_threads(num_threads) {
   const std::string threads =
-      num_threads < 0 ? std::to_string(std::thread::hardware_concurrency()) : std::to_string(num_threads);
+      num_threads < 0 ? fmt::to_string(std::thread::hardware_concurrency()) : fmt::to_string(num_threads);
   KEP_REPORT::info("Parsing redundancy with %s threads\n", threads.c_str());
 }
 
@@ -153,12 +99,12 @@ bool KEP_RG_PARSE_REDUNDANCY::parse(KEP_RG_MODULE_RELATIVE_PORTS* out, std::stri
   KEP_RG_PARSE_RELATIVE_PORTS_STATE state{modules.front(), &m_view_type_rank, {}, {}, {}};
   tbb::task_arena arena(m_num_threads < 0 ? tbb::task_arena::automatic : m_num_threads, 1);
   arena.execute([&] {
-    const PAIRS pairs(text.substr(tokens.get_end()));
+    const KEP_RG_REDUNDANCY_PAIRS pairs(text.substr(tokens.get_end()));
     const bool valid_ = pairs.get_num_tokens() % 2 == 0; // told like a token that is not there
     KEP_ASSERT(valid_);
     state.set_num_lines(pairs.get_num_tokens() / 2);
     pairs.get_second(state.m_tokens);
-    run_loop(state.m_tokens.size(), LINE_GRAIN, APPLY_PARSE_RELATIVE_PORTS(&state));
+    kep_rg_run_redundancy_loop(state.m_tokens.size(), LINE_GRAIN, APPLY_PARSE_RELATIVE_PORTS(&state));
   });
 
   const auto num_failed =
