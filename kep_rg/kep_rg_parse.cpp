@@ -11,10 +11,6 @@
 
 namespace {
 
-std::string name_of(const auto* object) {
-  return object->get_name(KEP_NAME_STYLE());
-}
-
 /// Gives the pointer, which an operation needs.
 template <class T>
 T* check(const char* operation, T* pointer) {
@@ -79,8 +75,8 @@ void KEP_RG_PARSE::add_port_edge(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_
 void KEP_RG_PARSE::add_port_edge_internal(KEP_PORT* port_in, KEP_PORT* port_out, bool flag) {
   KEP_MODULE* module_in = port_in->get_parent();
   KEP_ASSERT_EXPLAIN(module_in == port_out->get_parent(), "Ports %s and %s are not in the same module: %s %s",
-                     name_of(port_in).c_str(), name_of(port_out).c_str(), name_of(module_in).c_str(),
-                     name_of(port_out->get_parent()).c_str());
+                     port_in->get_plain_name(), port_out->get_plain_name(), module_in->get_plain_name(),
+                     port_out->get_parent()->get_plain_name());
   KEP_ROUTING_MUX* mux = nullptr;
   for (KEP_ROUTING_MUX* candidate : m_routing_primitive_cache->iter_routing_muxes(module_in)) {
     if (candidate->get_num_skip_exception_instance() == 0) {
@@ -122,7 +118,7 @@ void KEP_RG_PARSE::add_routing_root(KEP_MODULE* routing_root, unsigned char view
     if (roots.empty()) {
       KEP_RG_THROW("KEP_RG_PARSE::add_routing_root",
                    fmt::format("Failed because routing_root={} does not have a view_type={}",
-                               name_of(routing_root), kep_get_name_of_view_type(view)));
+                               routing_root->get_plain_name(), kep_get_name_of_view_type(view)));
     }
     for (KEP_MODULE* root : roots)
       m_routing_primitive->add_routing_root(root);
@@ -131,7 +127,7 @@ void KEP_RG_PARSE::add_routing_root(KEP_MODULE* routing_root, unsigned char view
   } else {
     KEP_RG_THROW("KEP_RG_PARSE::add_routing_root",
                  fmt::format("Failed because routing_root={} is not marked as view_type logical or blc.",
-                             name_of(routing_root)));
+                             routing_root->get_plain_name()));
   }
 }
 
@@ -180,7 +176,7 @@ void KEP_RG_PARSE::set_skip_paths_internal(KEP_MODULE* module, bool skip) {
   const auto muxes = m_routing_primitive_cache->iter_routing_muxes(module);
   if (muxes.empty() && module->get_view_type() == KEP_VIEW_TYPE::LOGICAL) {
     KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths_internal",
-                 fmt::format("No port edges exist for module {}({})", name_of(module),
+                 fmt::format("No port edges exist for module {}({})", module->get_plain_name(),
                              kep_get_name_of_view_type(module->get_view_type())));
   }
   for (KEP_ROUTING_MUX* mux : muxes) {
@@ -195,8 +191,8 @@ void KEP_RG_PARSE::set_skip_paths(KEP_INSTANCE* instance, bool skip) {
   const auto muxes = m_routing_primitive_cache->iter_routing_muxes(module);
   if (muxes.empty()) {
     KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths",
-                 fmt::format("No port edges exist for instance {} with a master {}", name_of(instance),
-                             name_of(module)));
+                 fmt::format("No port edges exist for instance {} with a master {}",
+                             instance->get_plain_name(), module->get_plain_name()));
   }
   for (KEP_ROUTING_MUX* mux : muxes) {
     if (mux->get_skip() != skip) {
@@ -205,7 +201,7 @@ void KEP_RG_PARSE::set_skip_paths(KEP_INSTANCE* instance, bool skip) {
       // The instance may be one of the exceptions, and there is no way to take a single one back.
       KEP_RG_THROW("KEP_RG_PARSE::set_skip_paths",
                    fmt::format("Can't currently {} a skip path for instance {}", skip ? "add" : "remove",
-                               name_of(instance)));
+                               instance->get_plain_name()));
     }
   }
 }
@@ -289,7 +285,7 @@ void kep_rg_store_relative_routing_wire_paths(KEP_DB* db) {
   for (KEP_MODULE* root : store->iter_routing_roots(false)) {
     if (root->get_view_type() == KEP_VIEW_TYPE::BLC) continue;
     const std::size_t n = wires.add_wires(root);
-    const std::string name = root->get_name(KEP_NAME_STYLE());
+    const std::string name = root->get_plain_name();
     KEP_RG_REPORT::info() << "Adding " << n << " wire paths for " << name << std::endl;
     if (n == 0) continue;
     if (table.find_path_mappings_for_module(root).exists())

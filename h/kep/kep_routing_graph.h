@@ -50,6 +50,10 @@ private:
   explicit BASE_NODE(bool) {}
 };
 
+/// How a node is named: `:p` for a port of the top, the full name of the uip without one.
+KEP_EXPORT void append_node_name(const KEP_PORT* port, const KEP_UNFOLDED_INST_PORT& uip,
+                                 const KEP_NAME_STYLE& style, std::string& name);
+
 /// A node of a graph. Every operation on the null node is total: it gives a null node, an empty range or
 /// value, false or 0.
 class KEP_EXPORT NODE : public BASE_NODE {
@@ -91,8 +95,8 @@ public:
   /// A hipi fanin first, then by the order of the nodes they come from.
   inline boost::iterator_range<EDGE_ITER<REV_EDGE>> iter_all_fanin() const;
 
-  /// The full name of its uip, or `:p` for a boundary node.
   std::string get_name(const KEP_NAME_STYLE& style) const;
+  void append_name(const KEP_NAME_STYLE& style, std::string& name) const;
 
   GRAPH* m_graph = nullptr;
 

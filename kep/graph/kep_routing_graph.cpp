@@ -66,9 +66,21 @@ NODE NODE::get_hipi_node() const {
   return stands_there ? NODE(m_word + 1, m_graph) : NODE();
 }
 
+void append_node_name(const KEP_PORT* port, const KEP_UNFOLDED_INST_PORT& uip, const KEP_NAME_STYLE& style,
+                      std::string& name) {
+  if (!port) return uip.append_name(style, name);
+  name += style.m_port_separator;
+  name += port->get_plain_name();
+}
+
+void NODE::append_name(const KEP_NAME_STYLE& style, std::string& name) const {
+  append_node_name(get_port(), get_unfolded_inst_port(), style, name);
+}
+
 std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
-  if (const KEP_PORT* port = get_port()) return style.m_port_separator + port->get_name(style);
-  return get_unfolded_inst_port().get_name(style);
+  std::string name;
+  append_name(style, name);
+  return name;
 }
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {

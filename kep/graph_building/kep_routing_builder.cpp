@@ -27,8 +27,9 @@ std::uint32_t KEP_ROUTING_BUILDER_NODE::get_key() const {
 }
 
 std::string KEP_ROUTING_BUILDER_NODE::get_name(const KEP_NAME_STYLE& style) const {
-  if (!is_boundary()) return get_unfolded_inst_port().get_name(style);
-  return style.m_port_separator + std::string(get_port()->get_plain_name());
+  std::string name;
+  KEP_ROUTING::append_node_name(get_port(), get_unfolded_inst_port(), style, name);
+  return name;
 }
 
 using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE;

@@ -187,5 +187,7 @@ KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings
 }
 
 std::string KEP_RG_PROOF::NODE_FINDING::get_name(const KEP_NAME_STYLE& style) const {
-  return m_port ? style.m_port_separator + std::string(m_port->get_plain_name()) : m_uip.get_name(style);
+  std::string name;
+  KEP_ROUTING::append_node_name(m_port, m_uip, style, name);
+  return name;
 }

@@ -16,14 +16,8 @@ constexpr std::size_t BUFFER_BYTES = 1 << 20;
 constexpr std::uint64_t NODES_PER_STEP = 10000; // of the progress
 
 void append_node(const KEP_ROUTING::NODE& node, std::string& line) {
-  if (node.is_boundary()) {
-    line += NAME_STYLE.m_port_separator;
-    line += node.get_port()->get_plain_name();
-    line += "\tboundary";
-  } else {
-    node.get_unfolded_inst_port().append_name(NAME_STYLE, line);
-    line += node.is_hipi() ? "\thipi" : "\tuip";
-  }
+  node.append_name(NAME_STYLE, line);
+  line += node.is_boundary() ? "\tboundary" : node.is_hipi() ? "\thipi" : "\tuip";
 }
 
 void append_edges(std::string_view from,
