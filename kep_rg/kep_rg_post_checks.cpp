@@ -4,8 +4,8 @@
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/checks/kep_rg_connectivity_check.h"
+#include "kep_rg/checks/kep_rg_print_rule.h"
 #include "kep_rg/checks/kep_rg_rules.h"
-#include "kep_rg/common/kep_rg_format.h"
 #include "kep_rg/common/kep_rg_report.h"
 
 #include <tbb/parallel_for.h>
@@ -19,23 +19,6 @@ using KEP_RG_RULES::HIPI;
 using KEP_ROUTING::FWD_EDGE;
 using KEP_ROUTING::NODE;
 using KEP_ROUTING::NODE_ITER_RANGE;
-
-namespace {
-
-/// Prints the text of a rule without arguments.
-void print_rule(const char* code) {
-  KEP_REPORT::print_error(KEP_REPORT::get_msg_db()->get(code)->to_printf());
-}
-
-/// Prints the text of a rule, the arguments filled in.
-template <class... ARGUMENTS>
-void print_rule(const char* code, const ARGUMENTS&... arguments) {
-  boost::format format = kep_rg_format(KEP_REPORT::get_msg_db()->get(code)->to_boost());
-  (format % ... % arguments);
-  KEP_REPORT::print_error(format.str().c_str());
-}
-
-} // namespace
 
 KEP_RG_POST_CHECKS::KEP_RG_POST_CHECKS(KEP_DB* db, bool verbose) : m_db(db), m_verbose(verbose) {
   KEP_ASSERT_EXPLAIN(m_db, "Null db pointer, cannot proceed with rg post checking.");
@@ -55,7 +38,7 @@ bool KEP_RG_POST_CHECKS::re_check_this_node(const NODE& node) {
 bool KEP_RG_POST_CHECKS::test_redundant_edges() {
   for (const NODE& node : m_graph->iter_nodes())
     if (re_check_this_node(node) && !redundant_edges_have_one_real_on_same_path(node)) {
-      print_rule("RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE");
+      kep_rg_print_rule("RG-NO-REAL-EDGE-FOR-REDUNDANT-EDGE");
       return false;
     }
   if (m_verbose) KEP_REPORT::print_info("All redundant edges have a real edge on the same path");
@@ -71,8 +54,8 @@ bool KEP_RG_POST_CHECKS::redundant_edges_have_one_real_on_same_path(const NODE& 
     for (const FWD_EDGE& edge : edges) {
       const int count = real_fanouts.count(edge);
       if (count < 2) continue;
-      print_rule("RG-ONE-REAL-EDGE-PER-NODE", count,
-                 edge.get_fanout().get_unfolded_inst_port().get_name(KEP_RG_REPORT::NAME_STYLE));
+      kep_rg_print_rule("RG-ONE-REAL-EDGE-PER-NODE", count,
+                        edge.get_fanout().get_unfolded_inst_port().get_name(KEP_RG_REPORT::NAME_STYLE));
       return true;
     }
     return false;
@@ -93,14 +76,14 @@ bool KEP_RG_POST_CHECKS::test_redundant_edge_count() {
     num_redundant += redundant;
   }
   if (KEP_RG_RULES::are_enough_redundant(num_real, num_redundant)) return true;
-  print_rule("RG-REDUNDANT-EDGE-COUNT-PREREQUISITE");
+  kep_rg_print_rule("RG-REDUNDANT-EDGE-COUNT-PREREQUISITE");
   return false;
 }
 
 namespace {
 
 void print_hipi_finding(const char* condition) {
-  print_rule("RG-HIPI-CHECK-FAILED", condition);
+  kep_rg_print_rule("RG-HIPI-CHECK-FAILED", condition);
 }
 
 /// Goes on after a finding, but for a node that is not fed by its hipi node: that one ends the range. True

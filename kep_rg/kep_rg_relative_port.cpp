@@ -1,9 +1,10 @@
 #include "kep_rg/kep_rg_relative_port.h"
 
 #include "kep_report/kep_report_assert.h"
-#include "kep_rg/common/kep_rg_format.h"
 #include "kep_rg/common/kep_rg_report.h"
 #include "kep_rg/kep_rg_exception.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <bit>
@@ -70,18 +71,12 @@ void KEP_RG_RELATIVE_PORT::add(KEP_INSTANCE* instance, const KEP_VIEW_TYPE_RANK&
 void KEP_RG_RELATIVE_PORT::add(KEP_PORT* port) {
   if (!m_instances.empty() && m_instances.back()->get_module() != port->get_parent()) {
     std::string chain;
-    for (const KEP_INSTANCE* instance : m_instances) {
-      if (!chain.empty()) chain += '/';
-      chain += instance->get_name(NAME_STYLE);
-      chain += " (";
-      chain += instance->get_module()->get_name(NAME_STYLE);
-      chain += ')';
-    }
-    const std::string name = boost::str(kep_rg_format("%s (%s)") % port->get_name(NAME_STYLE) %
-                                        port->get_parent()->get_name(NAME_STYLE));
-    KEP_RG_THROW(
-        "KEP_RG_RELATIVE_PORT::add",
-        boost::str(kep_rg_format("Mismatched top level with instances %s adding port %s") % chain % name));
+    for (const KEP_INSTANCE* instance : m_instances)
+      chain += fmt::format("{}{} ({})", chain.empty() ? "" : "/", instance->get_plain_name(),
+                           instance->get_module()->get_plain_name());
+    KEP_RG_THROW("KEP_RG_RELATIVE_PORT::add",
+                 fmt::format("Mismatched top level with instances {} adding port {} ({})", chain,
+                             port->get_plain_name(), port->get_parent()->get_plain_name()));
   }
   m_port = port;
 }
@@ -129,7 +124,8 @@ std::string KEP_RG_RELATIVE_PORT::get_name() const {
 }
 
 long KEP_RG_RELATIVE_PORT::hash() const {
-  // The order of the chain and an instance that stands in it twice count for nothing, which is accepted.
+  // The order of the chain and an instance that stands in it twice count for nothing: what is equal hashes
+  // alike, and no table needs more.
   std::uint64_t hash = 0;
   for (const KEP_INSTANCE* instance : m_instances)
     hash ^= hash_pointer(instance);
@@ -221,9 +217,9 @@ KEP_RG_RELATIVE_PORT_TO_PORT::~KEP_RG_RELATIVE_PORT_TO_PORT() {
 
 void KEP_RG_RELATIVE_PORT_TO_PORT::add(const KEP_RG_RELATIVE_PORT* key, KEP_PORT* value) {
   if (key->get_top() != value->get_parent())
-    KEP_RG_THROW("KEP_RG_RELATIVE_PORT_TO_PORT::add",
-                 boost::str(kep_rg_format("Mismatched top level when adding %s and %s") % key->get_name() %
-                            value->get_name(NAME_STYLE)));
+    KEP_RG_THROW(
+        "KEP_RG_RELATIVE_PORT_TO_PORT::add",
+        fmt::format("Mismatched top level when adding {} and {}", key->get_name(), value->get_plain_name()));
   if (key->size() == 0)
     m_port_map->emplace(key->get_port(), value);
   else if (key->size() == 1)

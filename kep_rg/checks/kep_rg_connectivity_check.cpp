@@ -1,7 +1,9 @@
 #include "kep_rg/checks/kep_rg_connectivity_check.h"
 
 #include "kep_report/kep_report.h"
-#include "kep_rg/common/kep_rg_format.h"
+#include "kep_rg/checks/kep_rg_print_rule.h"
+
+#include <fmt/format.h>
 
 #include <chrono>
 #include <string>
@@ -10,10 +12,10 @@ namespace {
 
 using CLOCK = std::chrono::steady_clock;
 
-void print_seconds(const char* format, CLOCK::time_point begin, CLOCK::time_point end) {
+void print_seconds(const char* what, CLOCK::time_point begin, CLOCK::time_point end) {
   const auto span = std::chrono::duration_cast<std::chrono::nanoseconds>(end - begin).count();
   const float seconds = static_cast<float>(span) / 1000000000.0F;
-  KEP_REPORT::print_info((kep_rg_format(format) % seconds).str().c_str());
+  KEP_REPORT::print_info(fmt::format("{} took {:f} seconds.", what, seconds).c_str());
 }
 
 constexpr KEP_NAME_STYLE LISTING_STYLE{.m_options = {true, true, true, false, false, true, true}};
@@ -26,10 +28,10 @@ KEP_RG_CONNECTIVITY_CHECK::KEP_RG_CONNECTIVITY_CHECK(KEP_DB* db, bool verbose)
 bool KEP_RG_CONNECTIVITY_CHECK::run() {
   const CLOCK::time_point start = CLOCK::now();
   const CLOCK::time_point t1 = CLOCK::now();
-  if (m_verbose) print_seconds("Cache initialization took %f seconds.", start, t1);
+  if (m_verbose) print_seconds("Cache initialization", start, t1);
   mark_input_nodes();
   m_reachability.walk();
-  if (m_verbose) print_seconds("Traversal and marking took %f seconds.", t1, CLOCK::now());
+  if (m_verbose) print_seconds("Traversal and marking", t1, CLOCK::now());
   return report_unreachable();
 }
 
@@ -37,12 +39,11 @@ void KEP_RG_CONNECTIVITY_CHECK::mark_input_nodes() {
   const int num_inputs = static_cast<int>(m_reachability.mark_input_nodes());
   if (!m_verbose) return;
   const int num_nodes = static_cast<int>(m_graph->get_num_nodes());
-  boost::format format =
-      kep_rg_format("Found a total of %d input nodes, representing a %.3f %% of the total nodes ('%d') in "
-                    "the graph.");
-  format % num_inputs % (static_cast<double>(num_inputs) * 100.0 / static_cast<double>(num_nodes)) %
-      num_nodes;
-  KEP_REPORT::print_error(format.str().c_str()); // a statistic, yet it belongs among the errors
+  const std::string text = fmt::format(
+      "Found a total of {} input nodes, representing a {:.3f} % of the total nodes ('{}') in the graph.",
+      num_inputs, static_cast<double>(num_inputs) * 100.0 / static_cast<double>(num_nodes), num_nodes);
+  // A statistic, but readers of reports look for it among the errors, beside what it puts in proportion.
+  KEP_REPORT::print_error(text.c_str());
 }
 
 bool KEP_RG_CONNECTIVITY_CHECK::report_unreachable() {
@@ -59,8 +60,6 @@ bool KEP_RG_CONNECTIVITY_CHECK::report_unreachable() {
     KEP_REPORT::print_info(m_graph->get_node(place).get_unfolded_inst_port().get_name(LISTING_STYLE).c_str());
   }
   if (num_unreachable == 0) return true;
-  const std::string rule = "RG-UNREACHABLE-ROUTING-NODES";
-  boost::format format = kep_rg_format(KEP_REPORT::get_msg_db()->get(rule)->to_boost());
-  KEP_REPORT::print_error((format % num_unreachable).str().c_str());
+  kep_rg_print_rule("RG-UNREACHABLE-ROUTING-NODES", num_unreachable);
   return false;
 }

@@ -1,7 +1,6 @@
 #include "kep_rg/kep_rg_exception.h"
 
-#include <locale>
-#include <sstream>
+#include <fmt/format.h>
 
 KEP_EXCEPTION::KEP_EXCEPTION(const char* message) : m_message(message) {}
 
@@ -19,8 +18,6 @@ std::string kep_rg_get_reason(const KEP_EXCEPTION& error) {
 }
 
 void throw_at_line(const std::string& message, const char* function, const char* file, int line) {
-  std::stringstream text;
-  text.imbue(std::locale::classic()); // the line reads the same whatever locale a program sets
-  text << message << " from function " << function << " in " << file << "@" << line;
-  throw KEP_RUNTIME_ERROR(text.str().c_str());
+  const std::string text = fmt::format("{} from function {} in {}@{}", message, function, file, line);
+  throw KEP_RUNTIME_ERROR(text.c_str()); // up to its first NUL
 }
