@@ -68,7 +68,8 @@ void KEP_RG_PRIMITIVES::digest_arc(const KEP_ROUTING_MUX& mux, const KEP_ROUTING
   }
   add_skip_path_port(in, out);
   if (!mux.has_skip_exception_instances()) {
-    // No inserted port is known yet, so every such output is ignored, whatever the second test says.
+    // No inserted port is known yet, so every such output is ignored; the tests say what the rule would be if
+    // modules were digested first.
     if (!m_all_inserted_ports.contains(out)) add_ignored_port(out);
     if (!m_all_inserted_ports.contains(in) && in->get_parent()->has_trait(KEP_MODULE::TRAIT::TRAIT_0))
       add_ignored_port(out);
@@ -263,7 +264,7 @@ const KEP_RG_PRIMITIVES::PORT_SET* KEP_RG_PRIMITIVES::get_removed_ports(const KE
 const KEP_RG_PRIMITIVES::PORT_SET& KEP_RG_PRIMITIVES::get_module_to_ports(KEP_MODULE* module) const {
   const auto found = m_module_to_ports.find(module);
   if (found == m_module_to_ports.end()) {
-    const std::string name = module ? module->get_name(KEP_NAME_STYLE()) : std::string();
+    const std::string name = module ? module->get_plain_name() : "";
     KEP_RG_THROW("KEP_RG_PRIMITIVES::get_module_to_ports",
                  "No port list found in map for primitive module " + name);
   }
@@ -273,5 +274,5 @@ const KEP_RG_PRIMITIVES::PORT_SET& KEP_RG_PRIMITIVES::get_module_to_ports(KEP_MO
 std::string KEP_RG_PRIMITIVES::get_blc_icd_port_name(const KEP_PORT* port) const {
   if (!port) return {};
   std::string name = port->get_blc_icd_port_name();
-  return name.empty() ? port->get_name(KEP_NAME_STYLE()) : name;
+  return name.empty() ? port->get_plain_name() : name;
 }

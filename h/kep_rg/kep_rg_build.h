@@ -143,6 +143,8 @@ private:
   friend class KEP_PROCESS_NODE_FOR_ADD_EDGES;
   friend class KEP_RG_TEST_ACCESS;
 
+  // In names of members `dbg` is debug, and a cdrn cache is a fanout cache.
+
   /// The kind of creation, printed as its number.
   enum CREATE_TYPE : int {
     CREATE_TYPE_PORT = 0,
@@ -155,15 +157,21 @@ private:
   using HAS_NODES = std::map<KEP_MODULE*, bool>;
   using WITHOUT_NODE = KEP_RG_OUTPUTS_WITHOUT_NODE::REASON;
 
+  using REP_NODES_BUILDER = KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER;
   /// One row of representative data.
   struct REP_NODE_ARGS {
-    KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER::RELPATH_AND_ORIENTATION m_relpath;
+    REP_NODES_BUILDER::RELPATH_AND_ORIENTATION m_relpath;
     KEP_UNFOLDED_MODULE m_module; ///< the module that the path is relative to
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
   using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
   /// Which answers a range keeps. What does not come again in it would never be found.
   enum class FANOUT_CACHE : unsigned char { NOTHING, WHAT_COMES_AGAIN, EVERYTHING };
+  /// How the edge phase goes about it; no graph shows it.
+  struct EDGE_PHASE {
+    bool m_walks_plain_nets = true; ///< else plain connections are searched, too
+    unsigned m_min_grain = 10000;   ///< the fewest nodes of a range
+  };
   template <class T>
   using PER_THREAD = tbb::enumerable_thread_specific<T, tbb::cache_aligned_allocator<T>>;
 
@@ -177,7 +185,8 @@ private:
     void operator()(KEP_ROUTING_BUILDER_GRAPH* graph) const { KEP_ROUTING_BUILDER_GRAPH::destroy(graph); }
   };
 
-  // Counting.
+  // Counting. With the flag a mux counts nothing and gives no node; all callers pass false.
+  void prepare_nodes();
   std::size_t count(std::size_t& boundary_count);
   std::size_t count_module(KEP_UNFOLDED_MODULE u_module);
   std::size_t count_mux(KEP_MODULE* module, bool flag) const;
@@ -185,7 +194,8 @@ private:
   std::size_t count_inside_blc(KEP_MODULE* module) const;
   std::size_t count_inserted(KEP_MODULE* module) const;
 
-  // Nodes. A bool is true when a node was created or a port eliminated at least once.
+  // Nodes. A bool is true when a node was created or a port eliminated at least once. Each operation for one
+  // instance takes the folded instance and its master as well, whether it reads them or not.
   void add_nodes(bool debug);
   KEP_UNFOLDED_MODULE find_routing_top() const;
   bool add_nodes_module(KEP_UNFOLDED_MODULE u_module, HAS_NODES* has_nodes, bool debug);
@@ -229,7 +239,9 @@ private:
   bool get_mux_outputs(std::vector<KEP_UNFOLDED_INST_PORT>* outputs, KEP_UNFOLDED_INSTANCE u_instance,
                        KEP_PORT* port);
   bool is_mux_output(KEP_PORT* input, KEP_PORT* output);
-  /// The answers of these two are fixed, which is meant, and nothing asks for them.
+  /// A connection is followed alike from every driver, whatever mux it drives, and every instance may be a
+  /// mux somewhere: so both answers are fixed. No phase asks; they tell the rule to whoever extends the edge
+  /// phase.
   bool is_muxtype_edge_driver(KEP_UNFOLDED_INST_PORT) const { return false; }
   bool is_sometimes_mux_instance(KEP_INSTANCE*) const { return true; }
 
@@ -240,23 +252,26 @@ private:
   bool m_owns_routing_primitive_cache;
   std::unique_ptr<const KEP_DB_ROUTING_PRIMITIVE_CACHE, CACHE_DELETER> m_routing_primitive_cache;
   KEP_DB_PARENTS_CACHE m_parents_cache;
-  bool m_disable_edge_allocation = false;
-  bool m_disable_node_allocation = false; // nothing sets it but a test
-  bool m_disable_hipi = false;            // nothing sets it but a test
+  bool m_disable_edge_allocation = false; // set by debug_edges
+  // For debugging a walk, and set by no operation: nodes are only counted, and listed below where `debug` is
+  // set; and no twin is made or looked for.
+  bool m_disable_node_allocation = false;
+  bool m_disable_hipi = false;
   std::int32_t m_nodes_per_display;
   bool m_verbose;
   KEP_RG_PRIMITIVES m_primitives;
   KEP_RG_INSTANCE_IS_PRIMITIVE m_instance_is_primitive;
   KEP_RG_TRACE_PREDICATE m_trace_predicate;
-  std::unique_ptr<KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER> m_rep_nodes_builder;
+  std::unique_ptr<REP_NODES_BUILDER> m_rep_nodes_builder;
   std::unordered_map<KEP_MODULE*, std::uint64_t> m_module_counts;
   std::unique_ptr<KEP_ROUTING_BUILDER_EDGE_BUILDER> m_edge_builder;
   KEP_VIEW_TYPE_RANK m_view_type_rank;
   KEP_RG_NODE_CREATION_STATS m_node_stats;
   KEP_REPORT_PROGRESS* m_node_progress = nullptr; // while nodes are added, else null
   std::uint32_t m_num_threads;
-  KEP_UNFOLDED_INSTANCE m_dbg_u_instance; // nothing sets it but a test
-  std::vector<KEP_UNFOLDED_INST_PORT> m_dbg_uips;
+  // Likewise: nodes are made in the master of this instance alone, with `debug` set.
+  KEP_UNFOLDED_INSTANCE m_dbg_u_instance;
+  std::vector<KEP_UNFOLDED_INST_PORT> m_dbg_uips; // instead of nodes
   std::vector<KEP_PORT*> m_dbg_ports;
   std::unordered_set<KEP_UNFOLDED_INST_PORT> m_redundant_inputs;
   KEP_RG_REDUNDANCY_MARKS m_redundancy_marks; // the same, for look-ups without hashing
@@ -267,9 +282,8 @@ private:
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
   KEP_RG_LIKE_PLACES m_like_places;
   FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
-  bool m_walks_plain_nets = true;                               // nothing clears it but a test
-  unsigned m_min_grain = 10000;                                 // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
+  EDGE_PHASE m_edge_phase;
 
   std::unique_ptr<KEP_RG_MUX_OUTPUTS> m_mux_outputs;
   KEP_RG_OUTPUTS_WITHOUT_NODE m_outputs_without_node;

@@ -52,7 +52,8 @@ KEP_RG_EXPORT std::optional<KEP_RG_FINDING_KIND> kep_rg_find_kind(KEP_RG_TRACE_E
 /// Why an edge does not verify, as the rest of a sentence that begins with the edge.
 KEP_RG_EXPORT const char* kep_rg_get_reason(KEP_RG_TRACE_EDGE::OUTCOME outcome);
 
-/// One finding.
+/// One finding. The library and the tool print the text alone; node and edge are for programs that go on from
+/// them.
 struct KEP_RG_FINDING {
   KEP_RG_FINDING_KIND m_kind;
   std::string m_text;                 ///< one line

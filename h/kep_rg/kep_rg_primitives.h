@@ -89,7 +89,8 @@ public:
   bool is_routing_root(const KEP_MODULE* module) const { return get_flags(module) & ROUTING_ROOT; }
   bool is_blc_bidir_buffer(const KEP_MODULE* module) const { return get_flags(module) & BLC_BIDIR_BUFFER; }
   bool port_is_ignored(const KEP_PORT* port) const { return get_flags(port) & IGNORED; }
-  /// True for every instance, on purpose.
+  /// True for every instance, null included: the digest keeps no list of instances that are never muxes, so
+  /// whoever asks takes any of them for one.
   bool is_sometimes_mux_instance(KEP_INSTANCE*) const { return true; }
 
   boost::iterator_range<KEP_RG_PRIMITIVES_MODULE_ITER> iter_stop_modules() const {
@@ -184,6 +185,7 @@ private:
   void digest_non_template_muxes();
   void digest_foreign_masters();
 
+  /// Beside get_inserted_ports, to read the table by; a build asks the flags.
   const PORT_SET* get_removed_ports(const KEP_MODULE* module) const;
   void enter_inserted_ports(const KEP_MODULE* module, const PORT_SET& ports);
   void enter_removed_ports(const KEP_MODULE* module, const PORT_SET& ports);
@@ -202,7 +204,8 @@ private:
   PORT_SET m_all_removed_ports;
   MODULE_PORTS m_module_to_removed_ports;
   std::set<const KEP_MODULE*> m_stop_modules;
-  std::set<const KEP_INSTANCE*> m_stop_instances; // read by the predicates; nothing fills it
+  std::set<const KEP_INSTANCE*>
+      m_stop_instances; // the predicates read it; no statement of a description fills it
   std::set<const KEP_MODULE*> m_routing_roots;
   std::map<const KEP_PORT*, PORTS> m_skip_path_ports;
   std::map<const KEP_INST_PORT*, INST_PORTS> m_skip_path_inst_ports;

@@ -141,7 +141,8 @@ public:
   /// The value of exactly that key, or null.
   KEP_PORT* find(const KEP_RG_RELATIVE_PORT* key) const;
   /// Rewrites one relative port by the longest rule that fits. False, and `out` untouched, when none does.
-  /// For a chain of exactly one instance the rules for a port alone are not asked, which is meant.
+  /// For a chain of exactly one instance the rules for a port alone are not asked: a port that redundancy
+  /// data marks on a mux standing in the module itself stays as it is marked, and builds rely on that.
   bool apply(KEP_RG_RELATIVE_PORT* out, const KEP_RG_RELATIVE_PORT* in) const;
   /// Appends a group to `out`, each entry rewritten where a rule fits; gives the number of those.
   std::size_t apply(KEP_RG_MODULE_RELATIVE_PORTS* out, const KEP_RG_MODULE_RELATIVE_PORTS* in) const;

@@ -7,7 +7,8 @@
 #include <fstream>
 #include <string>
 
-/// Writes each point that a walk visits to a text file, a line a point, in the order of the visits:
+/// Writes each point that a walk visits to a text file, a line a point, in the order of the visits. (UUI in
+/// the name: the unfolded ports and unfolded inst ports, or uips, that the walk goes through.)
 ///
 ///   inst_port a/b:c blc -type start     the uip, the view of the port inside its master, the visit type
 ///   port a/b:c logical -type cross      the port, the view of its module, the visit type

@@ -48,7 +48,7 @@ void KEP_RG_BUILD::debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_I
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
   const KEP_PROCESS_NODE_FOR_ADD_EDGES process(this, &build_search, &trace_search, &stats, &mutex);
-  m_verbose = true; // both for good, which is meant
+  m_verbose = true; // both for good: the header says what the builder is from here on
   m_disable_edge_allocation = true;
 
   const KEP_ROUTING::NODE node(uip, node_flag);

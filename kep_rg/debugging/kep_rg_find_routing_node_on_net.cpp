@@ -71,7 +71,9 @@ bool KEP_RG_FIND_ROUTING_NODE_ON_NET::follow_inst_port(const KEP_UNFOLDED_INST_P
   m_observer->visit(other, VISIT_TYPE::WALK);
   const KEP_UNFOLDED_PORT inner = other.get_unfolded_port(m_view_type_rank);
   if (!inner || !inner.m_object->get_net()) return false;
-  m_observer->visit(inner, VISIT_TYPE::WALK); // and once more at the start of the next step, which is meant
+  // It is told once more at the start of the next step: as where the way leaves an instance port, and as
+  // where it comes to a net. Readers of the log count on both lines.
+  m_observer->visit(inner, VISIT_TYPE::WALK);
   at = {inner, {}, inner.get_unfolded_net()};
   return true;
 }

@@ -84,7 +84,7 @@ void KEP_RG_BUILD::add_edges() {
                       : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
   // Whoever observes the search or reads of it must see every step.
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
-  if (m_walks_plain_nets && !build_search.is_observed() && !m_verbose && m_edge_builder)
+  if (m_edge_phase.m_walks_plain_nets && !build_search.is_observed() && !m_verbose && m_edge_builder)
     arena.execute([&] {
       plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate,
                                                    m_primitives, *m_routing_primitive_cache,
@@ -95,7 +95,7 @@ void KEP_RG_BUILD::add_edges() {
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
                    static_cast<int>(m_num_threads));
-  const unsigned grain = std::max(node_count / 1000, m_min_grain);
+  const unsigned grain = std::max(node_count / 1000, m_edge_phase.m_min_grain);
   KEP_TSAN::before_loop();
   KEP_REPORT_PROGRESS progress("edges", node_count);
   // The body stays where it is: what TBB copies from task to task is a reference.

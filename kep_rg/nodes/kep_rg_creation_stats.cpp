@@ -1,14 +1,17 @@
 #include "kep_rg/kep_rg_creation_stats.h"
 
-#include "kep_rg/common/kep_rg_format.h"
 #include "kep_rg/common/kep_rg_report.h"
+#include "kep_rg/kep_rg_build.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 #include <iomanip>
 #include <limits>
+
+using KEP_RG_REPORT::info;
 
 namespace {
 
@@ -59,16 +62,27 @@ KEP_RG_EDGE_CREATION_STATS operator+(KEP_RG_EDGE_CREATION_STATS left,
 std::string format_time(int seconds) {
   const int minutes = seconds / 60;
   const int hours = minutes / 60;
-  return boost::str(kep_rg_format("%1%h:%2%m:%3%s") % hours % (minutes - hours * 60) %
-                    (seconds - minutes * 60));
+  return fmt::format("{}h:{}m:{}s", hours, minutes - hours * 60, seconds - minutes * 60);
+}
+
+void KEP_RG_BUILD::print_node_stats() const {
+  // The lines stay as they are, blanks included: whoever reads a report looks for them whole.
+  info() << "   Created Total nodes = " << m_node_stats.m_created_num_nodes << std::endl;
+  info() << "     Created BLC nodes = " << m_node_stats.m_created_num_nodes_blc << std::endl;
+  info() << "Created Inserted nodes = " << m_node_stats.m_created_num_nodes_inserted << std::endl;
+  info() << "   Created Hipi nodes  = " << m_node_stats.m_created_num_nodes_hipi << std::endl;
+  info() << "   Created Boundary nodes  = " << m_node_stats.m_created_num_nodes_boundary << std::endl;
+  info() << "        Repeated nodes = " << m_node_stats.m_repeated_num_nodes << std::endl;
+  info() << "      Redundant inputs = " << m_redundant_inputs.size() << std::endl;
+  info() << "Eliminated Total nodes = " << m_node_stats.m_eliminated_num_nodes << std::endl;
 }
 
 void print_stats(const KEP_RG_EDGE_CREATION_STATS& total) {
-  using KEP_RG_REPORT::info;
   info() << "n_skip_port = " << total.n_skip_port << std::endl;
   info() << "          n_edges = " << total.n_edges << std::endl;
   info() << "n_redundant_edges = " << total.n_redundant_edges << std::endl;
-  // The averages are whole numbers, rounded down, and a miss counts twice in the calls: both are meant.
+  // The averages are whole numbers, rounded down, and a miss counts twice in the calls: these lines mean the
+  // same from version to version, so that reports can be compared.
   if (total.n_get_leaf_calls != 0)
     info() << std::fixed << std::setprecision(2) << "|_ avg fanout size per node = "
            << (total.n_edges + total.n_redundant_edges) / total.n_get_leaf_calls << std::endl;
@@ -98,15 +112,12 @@ std::string format_progress(const KEP_RG_EDGE_CREATION_STATS& total, std::uint64
       total.n_get_leaf_calls == 0
           ? 0
           : total.n_get_leaf_fanouts / (total.n_cdrn_cache_hits + total.n_get_leaf_calls);
-  char line[512];
-  std::snprintf(line, sizeof line,
-                "(%.0f%s done) %.0f nodes/s ... %s time left [%u of %u nodes in %s cpu, %s wallclock] ... "
-                "get_leaf: %.0f calls/s, %u calls, %u avg fanouts\n",
-                done / all * 100.0, "%", done / cpu_seconds, format_time(to_seconds(left)).c_str(),
-                static_cast<std::uint32_t>(after), static_cast<std::uint32_t>(total.n_nodes),
-                format_time(to_seconds(cpu_seconds)).c_str(),
-                format_time(to_seconds(static_cast<double>(wall_seconds))).c_str(),
-                static_cast<double>(total.n_get_leaf_calls) / cpu_seconds,
-                static_cast<std::uint32_t>(total.n_get_leaf_calls), static_cast<std::uint32_t>(average));
-  return line;
+  return fmt::format(
+      "({:.0f}% done) {:.0f} nodes/s ... {} time left [{} of {} nodes in {} cpu, {} wallclock] "
+      "... get_leaf: {:.0f} calls/s, {} calls, {} avg fanouts\n",
+      done / all * 100.0, done / cpu_seconds, format_time(to_seconds(left)),
+      static_cast<std::uint32_t>(after), static_cast<std::uint32_t>(total.n_nodes),
+      format_time(to_seconds(cpu_seconds)), format_time(to_seconds(static_cast<double>(wall_seconds))),
+      static_cast<double>(total.n_get_leaf_calls) / cpu_seconds,
+      static_cast<std::uint32_t>(total.n_get_leaf_calls), static_cast<std::uint32_t>(average));
 }

@@ -41,7 +41,8 @@ KEP_RG_TRACE_HOPS::OUTCOME KEP_RG_TRACE_HOPS::step_along_net(STATE& state, const
                                                              const KEP_UNFOLDED_NET& port_net) const {
   if (!uip_net) return OUTCOME::UNCONNECTED_PORT;
   const bool is_first = state.m_first_net_hop;
-  // Behind the first hop, two nets that are not there are the same net: this is how the rule is meant.
+  // Behind the first hop, two nets that are not there are the same net. The rule is fixed: tools that know
+  // the findings of traces rely on it.
   const auto fits = [&](const KEP_UNFOLDED_NET& net) {
     return is_first ? net && (net == m_from_uip_net || net == m_from_port_net) : net == state.m_expected_net;
   };

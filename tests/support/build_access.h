@@ -81,9 +81,9 @@ public:
   /// Whoever observes a build makes it ask every question anew.
   static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
   /// Plain connections, too, are searched.
-  static void search_all(KEP_RG_BUILD& build) { build.m_walks_plain_nets = false; }
+  static void search_all(KEP_RG_BUILD& build) { build.m_edge_phase.m_walks_plain_nets = false; }
   /// Ranges of so many nodes at least.
-  static void set_min_grain(KEP_RG_BUILD& build, unsigned grain) { build.m_min_grain = grain; }
+  static void set_min_grain(KEP_RG_BUILD& build, unsigned grain) { build.m_edge_phase.m_min_grain = grain; }
   static void debug_instance(KEP_RG_BUILD& build, const KEP_UNFOLDED_INSTANCE& instance) {
     build.m_dbg_u_instance = instance;
   }
