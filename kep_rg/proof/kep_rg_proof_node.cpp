@@ -6,7 +6,7 @@ namespace {
 
 using TUNNEL = KEP_ROUTING_PRIMITIVE_TUNNEL;
 
-constexpr std::uint64_t NO_TARGET = ~std::uint64_t{0};
+constexpr std::uint64_t NOWHERE = ~std::uint64_t{0};
 
 std::uint64_t get_place(const KEP_UNFOLDED_INST_PORT& uip, bool is_hipi) {
   return uip.m_position << 32 | static_cast<std::uint64_t>(uip.m_object->get_number()) << 1 |
@@ -21,7 +21,7 @@ std::uint64_t get_place(const KEP_PORT* port) {
 KEP_RG_PROOF_NODE::EDGE KEP_RG_PROOF_NODE::make_edge(const KEP_ROUTING::FWD_EDGE& edge, bool is_redundant) {
   const KEP_ROUTING::NODE target = edge.get_fanout();
   const KEP_UNFOLDED_INST_PORT mux_input = edge.get_mux_input();
-  if (!target) return {NO_TARGET, 0, is_redundant}; // of a damaged graph
+  if (!target) return {NOWHERE, 0, is_redundant}; // of a damaged graph
   const KEP_PORT* port = target.get_port();
   return {port ? get_place(port) : get_place(target.get_unfolded_inst_port(), target.is_hipi()),
           mux_input ? get_place(mux_input, false) : 0, is_redundant};
@@ -35,7 +35,7 @@ KEP_UNFOLDED_INST_PORT KEP_RG_PROOF_NODE::get_uip(std::uint64_t place) const {
 }
 
 KEP_ROUTING::NODE KEP_RG_PROOF_NODE::get_target(const EDGE& edge) const {
-  if (edge.m_target == NO_TARGET) return {};
+  if (edge.m_target == NOWHERE) return {};
   if (const KEP_UNFOLDED_INST_PORT uip = get_uip(edge.m_target))
     return KEP_ROUTING::NODE(uip, (edge.m_target & 1) != 0);
   return KEP_ROUTING::NODE(m_db->get_unfolding().get_ports()[edge.m_target]);
