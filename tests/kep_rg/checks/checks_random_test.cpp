@@ -2,11 +2,12 @@
 #include "tests/support/build_case.h"
 #include "tests/support/check_report.h"
 #include "tests/support/damaged_graph.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/naive_checks.h"
 #include "tests/support/naive_hierarchy.h"
 #include "tests/support/naive_trace.h"
-#include "tests/support/random_fabric.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,12 +23,13 @@ namespace checks_random_test {
 
 using test_model::CHECK_REPORT;
 using test_model::EDITED_GRAPH;
+using test_model::FABRIC_CASE;
 using test_model::NAIVE_CHECKS;
 using test_model::NAIVE_TRACE;
-using test_model::RANDOM_FABRIC;
 using test_model::RANDOM_SOURCE;
 using test_model::rule_line;
 using test_model::run_check;
+using test_model::SEEDS;
 
 using LINES = std::vector<std::string>;
 
@@ -137,14 +139,12 @@ void compare(KEP_DB& db, SEEN& seen) {
 TEST(ChecksBesideANaiveModel, SayTheSameOfRandomDevices) {
   SEEN seen;
   const std::uint64_t seeds = 400;
-  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
+    FABRIC_CASE c(seed);
     c.build();
     compare(*c.db(), seen);
     EXPECT_TRUE(run_check(*c.db(), &KEP_RG_POST_CHECKS::test_hipi_api).m_result) << "a build is sound";
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   EXPECT_GT(seen.m_few, seeds / 4);
   EXPECT_LT(seen.m_few, seeds);
@@ -191,11 +191,11 @@ EDITED_GRAPH random_graph(KEP_DB& db, std::uint64_t seed, unsigned most_edges = 
 TEST(ChecksBesideANaiveModel, SayTheSameOfRandomGraphsOnRandomModels) {
   SEEN seen;
   const std::uint64_t seeds = 1500;
-  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
     const auto db = test_model::make_random_db(seed);
     random_graph(*db, seed).publish();
     compare(*db, seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::whole_graph(*db);
+    if (HasFailure()) FAIL() << test_model::whole_graph(*db);
   }
   EXPECT_GT(seen.m_doubled, seeds / 20);
   EXPECT_GT(seen.m_few, seeds / 10);
@@ -208,11 +208,11 @@ TEST(ChecksBesideANaiveModel, SayTheSameOfRandomGraphsOnRandomModels) {
 TEST(ChecksBesideANaiveModel, SayTheSameOfDenseGraphsWithSeveralDoubledEdges) {
   SEEN seen;
   const std::uint64_t seeds = 300;
-  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
     const auto db = test_model::make_random_db(seed);
     random_graph(*db, seed, 40).publish();
     compare(*db, seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::whole_graph(*db);
+    if (HasFailure()) FAIL() << test_model::whole_graph(*db);
   }
   EXPECT_GT(seen.m_several, seeds / 10);
 }
@@ -299,11 +299,9 @@ void damage(EDITED_GRAPH& graph, RANDOM_SOURCE& random) {
 TEST(TracesBesideANaiveModel, AreTheSameForRandomDevicesSoundAndDamaged) {
   TRACES_SEEN seen;
   const std::uint64_t seeds = 250;
-  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed) {
-    const RANDOM_FABRIC fabric(seed);
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
     RANDOM_SOURCE random(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+    FABRIC_CASE c(seed);
     if (random.percent(50))
       for (KEP_MODULE* module : c.db()->iter_modules(true))
         c.parse().add_tunnel_type(module, static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(random.below(4)));
@@ -313,7 +311,7 @@ TEST(TracesBesideANaiveModel, AreTheSameForRandomDevicesSoundAndDamaged) {
     damage(graph, random);
     graph.publish();
     compare_traces(c, seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   EXPECT_GT(seen.m_traced, 10 * seeds);
   EXPECT_GT(seen.m_long, seeds);

@@ -1,5 +1,6 @@
 #include "kep_rg/checks/kep_rg_pending_places.h"
 #include "tests/support/random_source.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 namespace pending_places_test {
 
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 
 /// All that is pending, in the order in which it is taken.
 std::vector<std::uint32_t> take_all(KEP_RG_PENDING_PLACES& places) {
@@ -45,8 +47,7 @@ TEST(PendingPlaces, BeginAgainAtTheLowestBehindTheHighest) {
 
 TEST(PendingPlaces, AgreeWithAnOrderedSet) {
   std::size_t wraps = 0;
-  for (std::uint64_t seed = 1; seed <= 200; ++seed) {
-    SCOPED_TRACE(seed);
+  for (const std::uint64_t seed : SEEDS(1, 200)) {
     RANDOM_SOURCE random(seed);
     const std::uint32_t size = std::vector<std::uint32_t>{1, 64, 100, 4096, 5000, 70000, 262144}[seed % 7];
     KEP_RG_PENDING_PLACES places(size);

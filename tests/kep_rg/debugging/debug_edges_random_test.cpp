@@ -4,10 +4,11 @@
 #include "kep_rg/kep_rg_debug.h"
 #include "tests/support/build_case.h"
 #include "tests/support/debugged_fanouts.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/random_device.h"
-#include "tests/support/random_fabric.h"
 #include "tests/support/random_model.h"
 #include "tests/support/recorded_walk.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -17,9 +18,10 @@
 
 namespace debug_edges_random_test {
 
+using test_model::FABRIC_CASE;
 using test_model::RANDOM_DEVICE;
-using test_model::RANDOM_FABRIC;
 using test_model::RECORDED_WALK;
+using test_model::SEEDS;
 
 struct SEEN {
   std::uint64_t m_real = 0, m_redundant = 0, m_to_twin = 0, m_to_boundary = 0, m_refused = 0;
@@ -58,13 +60,11 @@ void compare(BUILD_CASE& c, SEEN& seen) {
 TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOfTheGraph) {
   SEEN seen;
   const std::uint64_t seeds = 1000;
-  for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
+    FABRIC_CASE c(seed);
     c.build(KEP_RG_BUILD_PARAMS().set_num_threads(1 + static_cast<int>(seed % 2)));
     compare(c, seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   EXPECT_GT(seen.m_real, 10 * seeds);
   EXPECT_GT(seen.m_redundant, seeds / 4);
@@ -75,7 +75,7 @@ TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeOfAFabricInTheOrderOfTheG
 TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
   SEEN seen;
   const std::uint64_t seeds = 300;
-  for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, seeds)) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     try {
@@ -85,7 +85,7 @@ TEST(DebugEdgesOfRandomDevices, GivesTheEdgesOfEachNodeWhateverASearchMeets) {
     } catch (const KEP_EXCEPTION&) {
       ++seen.m_refused;
     }
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << device.text();
+    if (HasFailure()) FAIL() << device.text();
   }
   EXPECT_GT(seen.m_real, 30 * seeds);
   EXPECT_GT(seen.m_redundant, seeds / 4);

@@ -3,6 +3,7 @@
 #include "kep_rg/kep_rg_instance_is_primitive.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -341,10 +342,10 @@ protected:
 };
 
 TEST_F(RandomPrimitives, AnswerAsASearchOfTheWholeDescriptionDoes) {
-  for (std::uint64_t seed = 1; seed <= 2000 && !HasFailure(); ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 2000)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed, {.m_max_size = 60});
     RANDOM_DESCRIPTION description(db.get(), seed);
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + test_model::describe(*db) + description.text());
+    SCOPED_TRACE(test_model::describe(*db) + description.text());
     const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
     const KEP_RG_PRIMITIVES tables(db.get(), &cache);
     compare(db.get(), tables);

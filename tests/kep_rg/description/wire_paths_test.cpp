@@ -4,6 +4,7 @@
 #include "tests/support/failure_text.h"
 #include "tests/support/named_model.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 namespace wire_paths_test {
 
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -325,9 +327,9 @@ TEST_F(IndexedRelativePaths, KeepModulesApart) {
 TEST(WirePathsRandom, AreThoseThatACheckOfEveryPlaceFinds) {
   std::size_t found = 0;
   std::size_t from_root = 0;
-  for (std::uint64_t seed = 1; seed <= 400; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 400)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + test_model::describe(*db));
+    SCOPED_TRACE(test_model::describe(*db));
     RANDOM_SOURCE random(seed);
     KEP_ROUTING_PRIMITIVE* const store = db->get_routing_template_graph()->get_routing_primitive();
     std::vector<std::vector<std::pair<std::string, bool>>> wanted; // of each root: path, from the root

@@ -1,6 +1,7 @@
-#include "tests/support/build_case.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/naive_routing.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,9 @@
 
 namespace build_naive_test {
 
+using test_model::FABRIC_CASE;
 using test_model::NAIVE_ROUTING;
-using test_model::RANDOM_FABRIC;
+using test_model::SEEDS;
 
 std::vector<std::string> sorted(std::vector<std::string> lines) {
   std::sort(lines.begin(), lines.end());
@@ -69,10 +71,8 @@ struct SEEN {
 };
 
 void compare(std::uint64_t seed, SEEN& seen) {
-  const RANDOM_FABRIC fabric(seed);
-  const NAIVE_ROUTING naive(fabric);
-  BUILD_CASE c(fabric.freeze());
-  fabric.describe(*c.db(), c.parse());
+  FABRIC_CASE c(seed);
+  const NAIVE_ROUTING naive(c.fabric());
   c.build(KEP_RG_BUILD_PARAMS().set_num_threads(1 + static_cast<int>(seed % 2)));
 
   const KEP_RG_NODE_CREATION_STATS& nodes = c.builder().get_node_stats();
@@ -89,14 +89,13 @@ void compare(std::uint64_t seed, SEEN& seen) {
   EXPECT_EQ(edges.n_redundant_edges, naive.m_redundant);
   EXPECT_EQ(nodes.m_eliminated_num_nodes, naive.m_eliminated);
   seen.add(naive);
-  if (testing::Test::HasFailure())
-    FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+  if (testing::Test::HasFailure()) FAIL() << c.text();
 }
 
 TEST(BuildBesideANaiveModel, GivesTheSameNodesAndEdgesForRandomDevices) {
   SEEN seen;
   const std::uint64_t seeds = 4000;
-  for (std::uint64_t seed = 1; seed <= seeds && !HasFailure(); ++seed)
+  for (const std::uint64_t seed : SEEDS(1, seeds))
     compare(seed, seen);
   // The devices are worth the name only if all of this occurs, and often.
   EXPECT_GT(seen.m_edges, 10 * seeds);

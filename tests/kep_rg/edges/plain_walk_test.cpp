@@ -1,6 +1,7 @@
 #include "kep_rg/edges/kep_rg_plain_walk.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/random_device.h"
-#include "tests/support/random_fabric.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,8 +15,9 @@
 
 namespace plain_walk_test {
 
+using test_model::FABRIC_CASE;
 using test_model::RANDOM_DEVICE;
-using test_model::RANDOM_FABRIC;
+using test_model::SEEDS;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
@@ -319,7 +321,7 @@ void compare(BUILD_CASE& c, SEEN& seen) {
 
 TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnAnyDevice) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed != 400; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 399)) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     try {
@@ -327,7 +329,7 @@ TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnAnyDevice) {
       compare(c, seen);
     } catch (const KEP_EXCEPTION&) { // a device that is refused
     }
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << device.text();
+    if (HasFailure()) FAIL() << device.text();
   }
   EXPECT_GT(seen.m_plain, 3000U);
   EXPECT_GT(seen.m_searched, 1000U);
@@ -339,12 +341,10 @@ TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnAnyDevice) {
 
 TEST(PlainWalkRandom, FindsWhatTheSearchFindsOnFabrics) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed != 200; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+  for (const std::uint64_t seed : SEEDS(1, 199)) {
+    FABRIC_CASE c(seed);
     compare(c, seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   EXPECT_GT(seen.m_plain, seen.m_searched);
   EXPECT_GT(seen.m_edges, 1000U);

@@ -1,9 +1,10 @@
 // Outputs of muxes that become no node: each is counted once, under its reason.
 
 #include "tests/support/build_case.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/failure_text.h"
 #include "tests/support/random_device.h"
-#include "tests/support/random_fabric.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,8 +15,9 @@
 namespace build_without_node_test {
 
 using REASON = KEP_RG_OUTPUTS_WITHOUT_NODE::REASON;
+using test_model::FABRIC_CASE;
 using test_model::RANDOM_DEVICE;
-using test_model::RANDOM_FABRIC;
+using test_model::SEEDS;
 
 const KEP_RG_OUTPUTS_WITHOUT_NODE& built(BUILD_CASE& c) {
   c.build_nodes();
@@ -242,25 +244,24 @@ struct SEEN {
   std::array<std::uint64_t, KEP_RG_OUTPUTS_WITHOUT_NODE::NUM_REASONS> m_reasons{};
 };
 
-void compare(BUILD_CASE& c, std::uint64_t seed, SEEN& seen) {
+void compare(BUILD_CASE& c, SEEN& seen) {
   const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs = built(c);
   NAIVE_COUNT naive{c};
   KEP_UNFOLDED_MODULE top;
   for (const KEP_VIEW_TYPE view : {KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL, KEP_VIEW_TYPE::DEFAULT_VIEW})
     if (!top) top = c.db()->get_top_unfolded_module(view);
   naive.visit(top);
-  EXPECT_EQ(naive.m_nodes + outputs.get_total(), naive.m_outputs) << "seed " << seed << "\n"
-                                                                  << text_of(outputs);
+  EXPECT_EQ(naive.m_nodes + outputs.get_total(), naive.m_outputs) << text_of(outputs);
   seen.m_nodes += naive.m_nodes;
   for (std::size_t i = 0; i != seen.m_reasons.size(); ++i) {
     seen.m_reasons[i] += outputs.m_counts[i].m_number;
-    EXPECT_EQ(outputs.m_counts[i].m_example.empty(), outputs.m_counts[i].m_number == 0) << "seed " << seed;
+    EXPECT_EQ(outputs.m_counts[i].m_example.empty(), outputs.m_counts[i].m_number == 0);
   }
 }
 
 TEST(BuildWithoutNode, WithTheNodesMakesUpAllOutputsOfMuxesOnRandomDevices) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed <= 1500 && !testing::Test::HasFailure(); ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 1500)) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     device.describe(c);
@@ -268,13 +269,11 @@ TEST(BuildWithoutNode, WithTheNodesMakesUpAllOutputsOfMuxesOnRandomDevices) {
     if (seed % 5 == 0) c.parse().set_non_template_mux_skip_path_inst_name_pattern("3");
     if (seed % 7 == 0) c.store()->add_remove_node(c.model().port("MUX:o"));
     if (c.builder().find_refusal().empty())
-      compare(c, seed, seen);
+      compare(c, seen);
     else
       EXPECT_THAT(failure_text([&] { c.build_nodes(); }), testing::HasSubstr("No port list found"));
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE f(fabric.freeze());
-    fabric.describe(*f.db(), f.parse());
-    compare(f, seed, seen);
+    FABRIC_CASE fabric(seed);
+    compare(fabric, seen);
   }
   EXPECT_GT(seen.m_nodes, 1000U);
   for (const REASON reason : {REASON::NO_HEADER, REASON::UNCONNECTED, REASON::REMOVED, REASON::SKIP,

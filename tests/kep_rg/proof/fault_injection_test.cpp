@@ -5,9 +5,10 @@
 #include "tests/support/check_report.h"
 #include "tests/support/damage_kinds.h"
 #include "tests/support/damaged_graph.h"
-#include "tests/support/random_fabric.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/random_model.h"
 #include "tests/support/random_source.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -29,8 +30,9 @@ namespace fault_injection_test {
 using test_model::DAMAGE_KIND;
 using test_model::damage_kinds;
 using test_model::EDITED_GRAPH;
-using test_model::RANDOM_FABRIC;
+using test_model::FABRIC_CASE;
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 
 /// Something that may find that the graph of a database is damaged. A further one is a line in this list.
 struct DETECTOR {
@@ -81,10 +83,8 @@ std::vector<std::unique_ptr<BUILD_CASE>> make_devices() {
     kep_read_routing(devices.back()->db(), devices.back()->parse(), path + "routing.jsonl");
     devices.back()->build();
   }
-  for (std::uint64_t seed = 1; seed <= 250; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    devices.push_back(std::make_unique<BUILD_CASE>(fabric.freeze()));
-    fabric.describe(*devices.back()->db(), devices.back()->parse());
+  for (const std::uint64_t seed : SEEDS(1, 250)) {
+    devices.push_back(std::make_unique<FABRIC_CASE>(seed));
     devices.back()->build();
   }
   return devices;
@@ -196,8 +196,7 @@ void write_table(const char* path, const std::string& table) {
 }
 
 TEST(FaultInjection, FindsEveryDamageByTheChecksThatLookAtIt) {
-  const char* const wanted = std::getenv("KEP_RG_DAMAGES");
-  INJECTION injection(wanted ? std::strtoul(wanted, nullptr, 10) : 60);
+  INJECTION injection(test_model::number_from_environment("KEP_RG_DAMAGES", 60));
   std::string table = head_of_table();
   for (std::size_t i = 0; i != damage_kinds().size() && !HasFailure(); ++i)
     table += line_of_table(damage_kinds()[i], injection.run(damage_kinds()[i], i));

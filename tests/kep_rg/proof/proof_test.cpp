@@ -7,6 +7,7 @@
 #include "tests/support/damaged_graph.h"
 #include "tests/support/random_device.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,8 +23,10 @@
 namespace proof_test {
 
 using test_model::EDITED_GRAPH;
+using test_model::number_from_environment;
 using test_model::RANDOM_DEVICE;
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -120,11 +123,11 @@ private:
 TEST(Proof, FindsNothingInTheGraphsOfRandomDevicesWithIpRoots) {
   std::size_t num_nodes = 0;
   std::size_t num_lacking = 0; // devices where a use of an IP root lacks what another one has
-  for (std::uint64_t seed = 1; seed <= 1500; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 1500)) {
     ROOTED_DEVICE device(seed);
     BUILD_CASE& c = device.get_case();
     if (!device.build()) continue;
-    ASSERT_THAT(findings_of(*c.db()), IsEmpty()) << "seed " << seed << "\n" << test_model::describe(*c.db());
+    ASSERT_THAT(findings_of(*c.db()), IsEmpty()) << test_model::describe(*c.db());
     num_nodes += c.nodes().size();
     for (const auto& [root, modules] : KEP_RG_TEST_ACCESS::module_has_nodes(c.builder()))
       for (const auto& [module, has_nodes] : modules)
@@ -325,8 +328,6 @@ std::unique_ptr<BUILD_CASE> make_inserted_output() {
 }
 
 TEST(Proof, FindsEveryFaultInTheDigestOfABuildThatChangesTheGraph) {
-  const char* const wanted = std::getenv("KEP_RG_DIGEST_SEEDS");
-  const std::uint64_t num_seeds = wanted ? std::strtoull(wanted, nullptr, 10) : 250;
   std::vector<DIGEST_DAMAGE> damages;
   for (const char* table :
        {"m_module_to_ports", "m_all_inserted_ports", "m_module_to_inserted_ports",
@@ -338,7 +339,7 @@ TEST(Proof, FindsEveryFaultInTheDigestOfABuildThatChangesTheGraph) {
     for (DIGEST_DAMAGE& damage : damages)
       damage.try_on(c, seed);
   };
-  for (std::uint64_t seed = 1; seed <= num_seeds && !HasFailure(); ++seed)
+  for (const std::uint64_t seed : SEEDS(1, number_from_environment("KEP_RG_DIGEST_SEEDS", 250)))
     if (ROOTED_DEVICE device(seed); device.build()) try_all_on(device.get_case(), seed);
   std::vector<std::unique_ptr<BUILD_CASE>> small;
   for (const char* name :
@@ -346,7 +347,7 @@ TEST(Proof, FindsEveryFaultInTheDigestOfABuildThatChangesTheGraph) {
     small.push_back(read_example(name));
   small.push_back(make_inserted_output());
   for (const std::unique_ptr<BUILD_CASE>& c : small)
-    for (std::uint64_t seed = 1; seed <= 20; ++seed)
+    for (const std::uint64_t seed : SEEDS(1, 20))
       try_all_on(*c, seed);
   std::string table;
   for (const DIGEST_DAMAGE& damage : damages) {

@@ -3,7 +3,8 @@
 #include "kep_rg/kep_rg_proof.h"
 #include "tests/support/build_case.h"
 #include "tests/support/damaged_graph.h"
-#include "tests/support/random_fabric.h"
+#include "tests/support/fabric_case.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +16,8 @@
 namespace proof_threads_test {
 
 using test_model::EDITED_GRAPH;
-using test_model::RANDOM_FABRIC;
+using test_model::FABRIC_CASE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 
 KEP_RG_PROOF::RESULT prove(KEP_DB& db, int num_threads, std::size_t max_findings = 100) {
@@ -34,13 +36,11 @@ std::vector<std::string> texts_of(const KEP_RG_PROOF::RESULT& result) {
 
 TEST(ProofThreads, FindsNothingInTheGraphsOfRandomDevices) {
   std::uint64_t num_edges = 0;
-  for (std::uint64_t seed = 5001; seed <= 6000; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+  for (const std::uint64_t seed : SEEDS(5001, 1000)) {
+    FABRIC_CASE c(seed);
     c.build();
     const KEP_RG_PROOF::RESULT result = prove(*c.db(), 1 + static_cast<int>(seed % 2));
-    ASSERT_THAT(texts_of(result), ElementsAre()) << "seed " << seed;
+    ASSERT_THAT(texts_of(result), ElementsAre());
     EXPECT_EQ(result.m_num_edges, c.db()->get_routing_template_graph()->get_num_real_edges() +
                                       c.db()->get_routing_template_graph()->get_num_redundant_edges());
     num_edges += result.m_num_edges;
@@ -50,9 +50,7 @@ TEST(ProofThreads, FindsNothingInTheGraphsOfRandomDevices) {
 
 /// A graph in which the first edge of every node is gone and its last edge stands twice.
 TEST(ProofThreads, NamesTheSameMissingAndSurplusEdgesForAnyNumberOfThreads) {
-  const RANDOM_FABRIC fabric(7);
-  BUILD_CASE c(fabric.freeze());
-  fabric.describe(*c.db(), c.parse());
+  FABRIC_CASE c(7);
   c.build();
   EDITED_GRAPH graph = EDITED_GRAPH::read(*c.db());
   std::size_t num_changed = 0;

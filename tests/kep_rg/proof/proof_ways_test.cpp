@@ -3,6 +3,7 @@
 #include "kep_rg/kep_rg_proof.h"
 #include "tests/support/build_case.h"
 #include "tests/support/random_device.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 namespace proof_ways_test {
 
 using test_model::RANDOM_DEVICE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 
 KEP_RG_PROOF::RESULT prove(KEP_DB& db) {
@@ -38,7 +40,7 @@ TEST(ProofWays, FindAPortOfTheTopOnceBeforeASkipPathToATwoWayPort) {
 
 TEST(ProofWays, AgreeWithBuildsOfRandomDevicesOfEverythingThatASearchMeets) {
   std::uint64_t num_edges = 0;
-  for (std::uint64_t seed = 1; seed <= 500; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 500)) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     try {
@@ -48,7 +50,7 @@ TEST(ProofWays, AgreeWithBuildsOfRandomDevicesOfEverythingThatASearchMeets) {
       continue;
     }
     const KEP_RG_PROOF::RESULT result = prove(*c.db());
-    ASSERT_TRUE(result.is_sound()) << "seed " << seed << "\n" << device.text();
+    ASSERT_TRUE(result.is_sound()) << device.text();
     num_edges += result.m_num_edges;
   }
   EXPECT_GT(num_edges, 10000U);

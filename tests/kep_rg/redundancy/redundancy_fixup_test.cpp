@@ -3,6 +3,7 @@
 #include "tests/kep_rg/redundancy/parse_redundancy_fixture.h"
 #include "tests/support/build_access.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,6 +25,7 @@ namespace redundancy_fixup_test {
 using parse_redundancy::quiet_parser;
 using parse_redundancy::RANK;
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
@@ -368,7 +370,7 @@ TABLE as_map(const KEP_RG_RELATIVE_PORT_TO_PORT& table) {
 
 TEST(RedundancyFixupRandom, HasTheRulesThatASearchUpwardFinds) {
   std::size_t rules[4] = {};
-  for (std::uint64_t seed = 1; seed <= 1500; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 1500)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
     RANDOM_SOURCE random(seed);
     describe_at_random(db.get(), random);
@@ -377,10 +379,8 @@ TEST(RedundancyFixupRandom, HasTheRulesThatASearchUpwardFinds) {
     KEP_RG_MODULE_RELATIVE_PORTS out;
     parser.fixup(&out, &none);
     const NAIVE_TABLES naive(*db);
-    ASSERT_EQ(as_map(*parser.get_inner_to_outer()), naive.m_inner_to_outer) << "seed " << seed << "\n"
-                                                                            << test_model::describe(*db);
-    ASSERT_EQ(as_map(*parser.get_output_to_input()), naive.m_output_to_input) << "seed " << seed << "\n"
-                                                                              << test_model::describe(*db);
+    ASSERT_EQ(as_map(*parser.get_inner_to_outer()), naive.m_inner_to_outer) << test_model::describe(*db);
+    ASSERT_EQ(as_map(*parser.get_output_to_input()), naive.m_output_to_input) << test_model::describe(*db);
     for (const auto& [key, value] : naive.m_inner_to_outer)
       ++rules[std::min<std::size_t>(key.first.size(), 3)];
   }
@@ -391,7 +391,7 @@ TEST(RedundancyFixupRandom, HasTheRulesThatASearchUpwardFinds) {
 
 TEST(RedundancyFixupRandom, AppliesOneTableAfterTheOther) {
   std::size_t rewritten = 0;
-  for (std::uint64_t seed = 1; seed <= 300; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 300)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
     RANDOM_SOURCE random(seed);
     describe_at_random(db.get(), random);
@@ -419,7 +419,7 @@ TEST(RedundancyFixupRandom, AppliesOneTableAfterTheOther) {
         wanted_count += parser.get_inner_to_outer()->apply(&middle, each);
         KEP_RG_RELATIVE_PORT last = middle;
         wanted_count += parser.get_output_to_input()->apply(&last, &middle);
-        ASSERT_EQ(**at, last) << "seed " << seed << " " << each->get_name();
+        ASSERT_EQ(**at, last) << each->get_name();
         ++at;
       }
       ASSERT_EQ(count, wanted_count);

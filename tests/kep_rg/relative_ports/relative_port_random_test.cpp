@@ -2,6 +2,7 @@
 #include "tests/support/naive_hierarchy.h"
 #include "tests/support/named_model.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@ namespace relative_port_random_test {
 /// Relative ports against a naive reader, in random hierarchies and on random texts.
 
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 
 KEP_MODULE* inside(KEP_MODULE* module, const KEP_VIEW_TYPE_RANK& rank) {
   return module->has_trait(KEP_MODULE::TRAIT::IP_ROOT) ? test_model::naive_view(module, rank) : module;
@@ -49,9 +51,9 @@ void each_port(KEP_MODULE* top, const KEP_VIEW_TYPE_RANK& rank, const auto& visi
 TEST(RelativePortRandom, ReadsEveryPortBelowEveryModuleBackFromItsName) {
   std::size_t read = 0;
   std::size_t through_ip_root = 0;
-  for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 150)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + test_model::describe(*db));
+    SCOPED_TRACE(test_model::describe(*db));
     for (KEP_MODULE* top : db->iter_modules(true))
       for (const KEP_VIEW_TYPE_RANK& rank : RANKS)
         each_port(top, rank, [&](const std::vector<KEP_INSTANCE*>& chain, KEP_PORT* port) {
@@ -103,9 +105,9 @@ bool naive_parse(KEP_MODULE* top, const std::string& text, const KEP_VIEW_TYPE_R
 TEST(RelativePortRandom, ReadsWhatANaiveReaderReadsFromTextsThatAreMostlyWrong) {
   std::size_t good = 0;
   std::size_t bad = 0;
-  for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 150)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + test_model::describe(*db));
+    SCOPED_TRACE(test_model::describe(*db));
     RANDOM_SOURCE random(seed);
     std::vector<KEP_MODULE*> tops;
     for (KEP_MODULE* top : db->iter_modules(true))

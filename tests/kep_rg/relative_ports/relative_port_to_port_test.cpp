@@ -4,6 +4,7 @@
 #include "tests/support/failure_text.h"
 #include "tests/support/named_model.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,6 +19,7 @@
 #include <vector>
 
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 using testing::ElementsAre;
 using ACCESS = KEP_RG_TEST_ACCESS;
 using GROUP = KEP_RG_MODULE_RELATIVE_PORTS;
@@ -299,9 +301,9 @@ std::vector<KEP_RG_RELATIVE_PORT> all_ports(const KEP_DB& db) {
 TEST(RewriteRulesRandom, AgreeWithASearchThroughAllRules) {
   std::size_t rewritten[5] = {};
   std::size_t ports = 0;
-  for (std::uint64_t seed = 1; seed <= 800; ++seed) {
+  for (const std::uint64_t seed : SEEDS(1, 800)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + test_model::describe(*db));
+    SCOPED_TRACE(test_model::describe(*db));
     RANDOM_SOURCE random(seed);
     const std::vector<KEP_RG_RELATIVE_PORT> all = all_ports(*db);
     RULES rules;

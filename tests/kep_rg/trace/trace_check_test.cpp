@@ -4,9 +4,9 @@
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tests/support/build_case.h"
 #include "tests/support/damaged_graph.h"
-#include "tests/support/random_fabric.h"
-#include "tests/support/random_model.h"
+#include "tests/support/fabric_case.h"
 #include "tests/support/random_source.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +21,9 @@ using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 using KEP_ROUTING::FWD_EDGE;
 using KEP_ROUTING::NODE;
 using test_model::EDITED_GRAPH;
-using test_model::RANDOM_FABRIC;
+using test_model::FABRIC_CASE;
 using test_model::RANDOM_SOURCE;
+using test_model::SEEDS;
 using SEEN = std::array<unsigned, KEP_RG_TRACE_EDGE::NUM_OUTCOMES>;
 
 OUTCOME check_alone(KEP_RG_TRACE_EDGE& tracer, const NODE& from, const NODE& to) {
@@ -87,19 +88,13 @@ void damage(EDITED_GRAPH& graph, RANDOM_SOURCE& random) {
   }
 }
 
-void build(const RANDOM_FABRIC& fabric, BUILD_CASE& c) {
-  fabric.describe(*c.db(), c.parse());
-  c.build();
-}
-
 TEST(TraceCheck, AgreesWithSingleTracesOnRandomDevices) {
   SEEN seen{};
-  for (std::uint64_t seed = 1; seed <= 1500 && !HasFailure(); ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    build(fabric, c);
+  for (const std::uint64_t seed : SEEDS(1, 1500)) {
+    FABRIC_CASE c(seed);
+    c.build();
     compare(*c.db(), seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   EXPECT_GT(seen[static_cast<std::size_t>(OUTCOME::VERIFIED)], 10000U);
   EXPECT_GT(seen[static_cast<std::size_t>(OUTCOME::STARTS_AT_BOUNDARY)], 100U);
@@ -108,10 +103,9 @@ TEST(TraceCheck, AgreesWithSingleTracesOnRandomDevices) {
 
 TEST(TraceCheck, AgreesWithSingleTracesOnDamagedGraphs) {
   SEEN seen{};
-  for (std::uint64_t seed = 1; seed <= 1500 && !HasFailure(); ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    build(fabric, c);
+  for (const std::uint64_t seed : SEEDS(1, 1500)) {
+    FABRIC_CASE c(seed);
+    c.build();
     EDITED_GRAPH graph = EDITED_GRAPH::read(*c.db());
     if (graph.nodes().empty()) continue;
     RANDOM_SOURCE random(seed);
@@ -119,7 +113,7 @@ TEST(TraceCheck, AgreesWithSingleTracesOnDamagedGraphs) {
       damage(graph, random);
     graph.publish();
     compare(*c.db(), seen);
-    if (HasFailure()) FAIL() << "seed " << seed << "\n" << test_model::describe(*c.db()) << fabric.facts();
+    if (HasFailure()) FAIL() << c.text();
   }
   for (const OUTCOME outcome : {OUTCOME::VERIFIED, OUTCOME::NOT_FOUND, OUTCOME::NO_ARC,
                                 OUTCOME::NET_OF_FIRST_HOP, OUTCOME::NET_OF_LATER_HOP})
@@ -128,10 +122,9 @@ TEST(TraceCheck, AgreesWithSingleTracesOnDamagedGraphs) {
 
 TEST(TraceCheck, CountsEdgesWithoutAFanoutAndIsSilent) {
   unsigned num_null = 0;
-  for (std::uint64_t seed = 1; seed <= 50; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    build(fabric, c);
+  for (const std::uint64_t seed : SEEDS(1, 50)) {
+    FABRIC_CASE c(seed);
+    c.build();
     const KEP_ROUTING::GRAPH& graph = *c.db()->get_routing_template_graph();
     if (graph.get_num_nodes() == 0) continue;
     test_model::STORAGE_DAMAGE(*c.db()).empty_last_node();

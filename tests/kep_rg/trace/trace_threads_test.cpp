@@ -2,7 +2,8 @@
 
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tests/support/build_case.h"
-#include "tests/support/random_fabric.h"
+#include "tests/support/fabric_case.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,8 @@
 namespace trace_threads_test {
 
 using OUTCOMES = std::vector<KEP_RG_TRACE_EDGE::OUTCOME>;
-using test_model::RANDOM_FABRIC;
+using test_model::FABRIC_CASE;
+using test_model::SEEDS;
 
 /// The outcomes of all edges, node by node, with one tracer for all of them.
 std::vector<OUTCOMES> check_all(const KEP_DB& db, KEP_RG_TRACE_EDGE tracer) {
@@ -24,10 +26,8 @@ std::vector<OUTCOMES> check_all(const KEP_DB& db, KEP_RG_TRACE_EDGE tracer) {
 
 TEST(TraceThreads, TracersSideBySideSeeWhatOneAloneSees) {
   std::size_t num_nodes = 0;
-  for (std::uint64_t seed = 1; seed <= 30; ++seed) {
-    const RANDOM_FABRIC fabric(seed);
-    BUILD_CASE c(fabric.freeze());
-    fabric.describe(*c.db(), c.parse());
+  for (const std::uint64_t seed : SEEDS(1, 30)) {
+    FABRIC_CASE c(seed);
     c.build();
     const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(c.db());
     const KEP_RG_TRACE_EDGE tracer(c.db(), cache);
@@ -39,7 +39,7 @@ TEST(TraceThreads, TracersSideBySideSeeWhatOneAloneSees) {
     for (std::thread& thread : threads)
       thread.join();
     for (const std::vector<OUTCOMES>& own : seen)
-      EXPECT_TRUE(own == alone) << "seed " << seed;
+      EXPECT_TRUE(own == alone);
     num_nodes += alone.size();
   }
   EXPECT_GT(num_nodes, 300U);
