@@ -1,65 +1,18 @@
-#include "kep_io/kep_model_reader.h"
-#include "kep_io/kep_routing_reader.h"
 #include "kep_rg/kep_rg_proof.h"
-#include "tests/support/build_case.h"
+#include "tests/support/example_device.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace build_examples_test {
 
-std::string folder(const std::string& name) {
-  std::string path = KEP_TEST_DATA_DIR "/examples/";
-  path += name;
-  path += '/';
-  return path;
-}
-
-std::vector<std::string> sorted_lines(const std::string& path) {
-  std::ifstream file(path);
-  EXPECT_TRUE(file) << path;
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);)
-    lines.push_back(line);
-  std::sort(lines.begin(), lines.end());
-  return lines;
-}
-
-const char* kind_of(const KEP_ROUTING::NODE& node) {
-  return node.is_boundary() ? "boundary" : node.is_hipi() ? "hipi" : "uip";
-}
-
-std::string cells_of(const KEP_ROUTING::NODE& node) {
-  return node.get_name(KEP_NAME_STYLE()) + "\t" + kind_of(node);
-}
-
-std::vector<std::string> node_lines(const KEP_DB& db) {
-  std::vector<std::string> lines{"node\tkind"};
-  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes())
-    lines.push_back(cells_of(node));
-  std::sort(lines.begin(), lines.end());
-  return lines;
-}
-
-std::vector<std::string> edge_lines(const KEP_DB& db) {
-  std::vector<std::string> lines{"from\tfrom_kind\tto\tto_kind\tclass\tmux_input"};
-  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes()) {
-    const auto add = [&](const auto& edges, const char* name) {
-      for (const KEP_ROUTING::FWD_EDGE& edge : edges)
-        lines.push_back(cells_of(node) + "\t" + cells_of(edge.get_fanout()) + "\t" + name + "\t" +
-                        edge.get_mux_input().get_name(KEP_NAME_STYLE()));
-    };
-    add(node.iter_real_fanout(), "real");
-    add(node.iter_redundant_fanout(), "redundant");
-  }
-  std::sort(lines.begin(), lines.end());
-  return lines;
-}
+using test_model::edge_table;
+using test_model::folder_of_example;
+using test_model::sorted_lines_of_file;
 
 /// The counters of a build that do not hang on time.
 std::vector<std::uint64_t> counters_of(const KEP_RG_EDGE_CREATION_STATS& stats) {
@@ -71,9 +24,9 @@ std::vector<std::uint64_t> counters_of(const KEP_RG_EDGE_CREATION_STATS& stats) 
 class BuildExamples : public testing::TestWithParam<const char*> {};
 
 TEST_P(BuildExamples, GivesTheGraphWorkedOutByHand) {
-  const std::string path = folder(GetParam());
-  BUILD_CASE c(kep_read_model(path + "model.json"));
-  kep_read_routing(c.db(), c.parse(), path + "routing.jsonl");
+  const std::string folder = folder_of_example(GetParam());
+  const std::unique_ptr<BUILD_CASE> example = test_model::read_example(GetParam());
+  BUILD_CASE& c = *example;
   if (GetParam() == std::string("redundant_inputs")) { // what the data of this device mark
     KEP_MODULE_RELATIVE_PATH_MAP paths = c.db()
                                              ->find_or_create_relative_paths("redundancy")
@@ -84,15 +37,15 @@ TEST_P(BuildExamples, GivesTheGraphWorkedOutByHand) {
     ASSERT_TRUE(paths.add_path({s, m3}, m3->get_module()->find_port("a")));
   }
   c.build();
-  EXPECT_EQ(node_lines(*c.db()), sorted_lines(path + "expected/nodes.tsv"));
-  EXPECT_EQ(edge_lines(*c.db()), sorted_lines(path + "expected/edges.tsv"));
+  EXPECT_EQ(test_model::node_table(*c.db()), sorted_lines_of_file(folder + "expected/nodes.tsv"));
+  EXPECT_EQ(edge_table(*c.db()), sorted_lines_of_file(folder + "expected/edges.tsv"));
   EXPECT_TRUE(KEP_RG_PROOF(c.db()).run(1).is_sound());
 
   const std::vector<std::uint64_t> walked = counters_of(c.builder().get_edge_stats());
   c.drop_builder();
   KEP_RG_TEST_ACCESS::search_all(c.builder());
   c.build();
-  EXPECT_EQ(edge_lines(*c.db()), sorted_lines(path + "expected/edges.tsv"))
+  EXPECT_EQ(edge_table(*c.db()), sorted_lines_of_file(folder + "expected/edges.tsv"))
       << "plain connections searched, too";
   EXPECT_EQ(counters_of(c.builder().get_edge_stats()), walked);
 }

@@ -1,15 +1,14 @@
-#include "kep_io/kep_model_reader.h"
-#include "kep_io/kep_routing_reader.h"
 #include "kep_rg/kep_rg_proof.h"
-#include "tests/support/build_case.h"
 #include "tests/support/check_report.h"
 #include "tests/support/damage_kinds.h"
 #include "tests/support/damaged_graph.h"
+#include "tests/support/example_device.h"
 #include "tests/support/fabric_case.h"
 #include "tests/support/random_model.h"
 #include "tests/support/random_source.h"
 #include "tests/support/seeds.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -78,9 +77,7 @@ std::vector<std::unique_ptr<BUILD_CASE>> make_devices() {
   std::vector<std::unique_ptr<BUILD_CASE>> devices;
   for (const char* name : {"plain_mux_chain", "skip_mux", "inserted_node", "hipi_twin", "blc_root",
                            "top_ports_routed", "redundant_inputs"}) {
-    const std::string path = std::string(KEP_TEST_DATA_DIR) + "/examples/" + name + "/";
-    devices.push_back(std::make_unique<BUILD_CASE>(kep_read_model(path + "model.json")));
-    kep_read_routing(devices.back()->db(), devices.back()->parse(), path + "routing.jsonl");
+    devices.push_back(test_model::read_example(name));
     devices.back()->build();
   }
   for (const std::uint64_t seed : SEEDS(1, 250)) {
@@ -176,11 +173,8 @@ std::string head_of_table() {
 std::string line_of_table(const DAMAGE_KIND& kind, const std::vector<TALLY>& tallies) {
   std::string line = std::string("| ") + kind.m_name + " |";
   for (const TALLY& tally : tallies) {
-    char share[40];
-    std::snprintf(share, sizeof share, " %.1f %% of %zu |",
-                  100.0 * static_cast<double>(tally.m_found) / static_cast<double>(tally.m_tried),
-                  tally.m_tried);
-    line += tally.m_tried == 0 ? " - |" : share;
+    const double share = 100.0 * static_cast<double>(tally.m_found) / static_cast<double>(tally.m_tried);
+    line += tally.m_tried == 0 ? " - |" : fmt::format(" {:.1f} % of {} |", share, tally.m_tried);
   }
   return line + "\n";
 }

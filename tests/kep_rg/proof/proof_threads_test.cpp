@@ -1,7 +1,6 @@
-// KEP_RG_PROOF: what a build makes agrees with the model, and what does not is named.
+// KEP_RG_PROOF by several threads: what a build makes agrees with the model, and what does not is named.
 
-#include "kep_rg/kep_rg_proof.h"
-#include "tests/support/build_case.h"
+#include "tests/kep_rg/proof/proof_text.h"
 #include "tests/support/damaged_graph.h"
 #include "tests/support/fabric_case.h"
 #include "tests/support/seeds.h"
@@ -15,24 +14,11 @@
 
 namespace proof_threads_test {
 
+using namespace proof;
 using test_model::EDITED_GRAPH;
 using test_model::FABRIC_CASE;
 using test_model::SEEDS;
 using testing::ElementsAre;
-
-KEP_RG_PROOF::RESULT prove(KEP_DB& db, int num_threads, std::size_t max_findings = 100) {
-  return KEP_RG_PROOF(&db).run(num_threads, max_findings);
-}
-
-std::vector<std::string> texts_of(const KEP_RG_PROOF::RESULT& result) {
-  std::vector<std::string> texts;
-  for (const KEP_RG_PROOF::EDGE_FINDING& finding : result.m_edge_findings)
-    texts.push_back(std::string(finding.m_is_missing ? "missing " : "surplus ") +
-                    test_model::text_of(finding.m_from) + (finding.m_is_redundant ? " ~> " : " -> ") +
-                    test_model::text_of(finding.m_to) +
-                    (finding.m_mux_input ? " via " + finding.m_mux_input.get_name(KEP_NAME_STYLE()) : ""));
-  return texts;
-}
 
 TEST(ProofThreads, FindsNothingInTheGraphsOfRandomDevices) {
   std::uint64_t num_edges = 0;

@@ -1,6 +1,6 @@
 // KEP_RG_PROOF on devices where the order of a signal's way has a say: such nodes are followed twice.
 
-#include "kep_rg/kep_rg_proof.h"
+#include "tests/kep_rg/proof/proof_text.h"
 #include "tests/support/build_case.h"
 #include "tests/support/random_device.h"
 #include "tests/support/seeds.h"
@@ -12,13 +12,10 @@
 
 namespace proof_ways_test {
 
+using proof::prove;
 using test_model::RANDOM_DEVICE;
 using test_model::SEEDS;
 using testing::ElementsAre;
-
-KEP_RG_PROOF::RESULT prove(KEP_DB& db) {
-  return KEP_RG_PROOF(&db).run(1);
-}
 
 TEST(ProofWays, FindAPortOfTheTopOnceBeforeASkipPathToATwoWayPort) {
   BUILD_CASE c(R"(
