@@ -3,6 +3,7 @@
 #include "kep_rg/kep_rg_exception.h"
 #include "tests/support/build_case.h"
 #include "tests/support/random_source.h"
+#include "tests/support/tunnel_modules.h"
 
 #include <cstdint>
 #include <map>
@@ -29,13 +30,8 @@ public:
         ports >i <j =s
       module BOTH
         ports =x =y
-      module SOURCE
-        ports >i <o
-      module THROUGH
-        ports >i <o
-        net way i o
-      module TARGET
-        ports >i <o
+)" + TUNNEL_MODULES +
+             R"(
       module PIN
         ports >x <y
       module BLK group=blk ip_root
@@ -74,11 +70,7 @@ public:
     if (m_random.percent(50)) c.arcs("FLY", {"i"}, "j", m_random.percent(50));
     c.parse().add_routing_flyover(c.model().port("FLY:i"), c.model().port("FLY:j"));
     if (m_random.percent(30)) c.parse().add_routing_flyover(c.model().port("MUX:b"), c.model().port("MUX:o"));
-    int tunnel = 0;
-    for (const char* key : {"SOURCE", "THROUGH", "TARGET"}) {
-      c.arcs(key, {"i"}, "o");
-      c.parse().add_tunnel_type(c.model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(++tunnel));
-    }
+    describe_tunnel(c);
     if (m_random.percent(70)) c.parse().add_routing_root(c.model().module("BLK"), 2);
     for (const auto& [key, ports] : m_ports)
       for (const std::string& port : ports)

@@ -20,7 +20,7 @@ const KEP_VIEW_TYPE_RANK BLC_FIRST(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
 /// A model in which nodes stand where a test puts them.
 class WIRES : public NAMED_MODEL {
 public:
-  WIRES(const char* text, const std::vector<std::string>& nodes) : NAMED_MODEL(text) {
+  WIRES(const std::string& text, const std::vector<std::string>& nodes) : NAMED_MODEL(text) {
     test_model::EDITED_GRAPH(*db(), nodes).publish();
   }
   /// The node that the search from this one gives, "(none)" for the null node.
@@ -38,19 +38,18 @@ private:
   std::vector<std::string> m_visits;
 };
 
-const char* const CELLS = R"(
+const std::string CELL = R"(
     module CELL
       ports >a >b <o
 )";
 
 TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
       inst k CELL
       net n s.o k.a
-  )")
-              .c_str(),
+  )",
           {"s:o", "k:a"});
   EXPECT_EQ(w.next("s:o"), "k:a");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a found"));
@@ -58,7 +57,7 @@ TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
 }
 
 TEST(FindRoutingNode, GoesDownIntoAModule) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports >in
       inst k CELL
@@ -67,8 +66,7 @@ TEST(FindRoutingNode, GoesDownIntoAModule) {
       inst s CELL
       inst t TILE
       net n s.o t.in
-  )")
-              .c_str(),
+  )",
           {"s:o", "t/k:a"});
   EXPECT_EQ(w.next("s:o"), "t/k:a");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk", "[t:in] walk", "[t:in] walk", "t/k:a found"))
@@ -76,7 +74,7 @@ TEST(FindRoutingNode, GoesDownIntoAModule) {
 }
 
 TEST(FindRoutingNode, GoesUpOutOfAModule) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out
       inst s CELL
@@ -85,15 +83,14 @@ TEST(FindRoutingNode, GoesUpOutOfAModule) {
       inst k CELL
       inst t TILE
       net n t.out k.a
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "k:a"});
   EXPECT_EQ(w.next("t/s:o"), "k:a");
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out walk", "k:a found"));
 }
 
 TEST(FindRoutingNode, FindsANodeOnTheModuleThatItLeaves) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out
       inst s CELL
@@ -102,8 +99,7 @@ TEST(FindRoutingNode, FindsANodeOnTheModuleThatItLeaves) {
       inst k CELL
       inst t TILE
       net n t.out k.a
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "t:out", "k:a"});
   EXPECT_EQ(w.next("t/s:o"), "t:out");
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out found"));
@@ -112,24 +108,22 @@ TEST(FindRoutingNode, FindsANodeOnTheModuleThatItLeaves) {
 }
 
 TEST(FindRoutingNode, GivesTheNullNodeAtOnceForAUipWithoutANet) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
-  )")
-              .c_str(),
+  )",
           {"s:o"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), IsEmpty());
 }
 
 TEST(FindRoutingNode, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       ports >p
       inst k CELL
       net n p k.a
-  )")
-              .c_str(),
+  )",
           {":p", "k:a"});
   EXPECT_EQ(w.next(":p"), "(none)");
   EXPECT_THAT(w.visits(), IsEmpty());
@@ -140,7 +134,7 @@ TEST(FindRoutingNode, GivesTheNullNodeForABoundaryNodeAndForTheNullNode) {
 }
 
 TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherInstPorts) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out
       inst s CELL
@@ -149,8 +143,7 @@ TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherInstPorts) {
       inst k CELL
       inst t TILE
       net n t.out k.a k.b
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "k:a", "k:b"});
   EXPECT_EQ(w.next("t/s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk", "t:out walk"));
@@ -159,7 +152,7 @@ TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherInstPorts) {
 }
 
 TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherPorts) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out <z
       inst s CELL
@@ -169,8 +162,7 @@ TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherPorts) {
       inst t TILE
       net n t.out k.a
       net m t.z
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "k:a"});
   EXPECT_EQ(w.next("t/s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk"));
@@ -181,20 +173,19 @@ TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherPorts) {
 }
 
 TEST(FindRoutingNode, EndsAtAnInstPortWithNothingInside) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
       inst k CELL
       net n s.o k.a
-  )")
-              .c_str(),
+  )",
           {"s:o"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
 }
 
 TEST(FindRoutingNode, EndsAtAnInstPortWithoutAViewUnderTheRank) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports >in
       inst k CELL
@@ -203,42 +194,39 @@ TEST(FindRoutingNode, EndsAtAnInstPortWithoutAViewUnderTheRank) {
       inst s CELL
       inst t TILE
       net n s.o t.in
-  )")
-              .c_str(),
+  )",
           {"s:o", "t/k:a"});
   EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::BLC)), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk"));
 }
 
 TEST(FindRoutingNode, EndsOnANetWithNothingElse) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
       net n s.o
-  )")
-              .c_str(),
+  )",
           {"s:o"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk"));
 }
 
 TEST(FindRoutingNode, EndsOutsideAtAPortWithoutANet) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out
       inst s CELL
       net n s.o out
     module TOP top
       inst t TILE
-  )")
-              .c_str(),
+  )",
           {"t/s:o"});
   EXPECT_EQ(w.next("t/s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("t/s:o walk", "[t:out] walk"));
 }
 
 TEST(FindRoutingNode, GoesOnByThePortWhenTheInstPortHasNothingInside) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE
       ports <out
       inst s CELL
@@ -248,8 +236,7 @@ TEST(FindRoutingNode, GoesOnByThePortWhenTheInstPortHasNothingInside) {
       inst k CELL
       inst t TILE
       net n t.out k.a
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "k:a"});
   EXPECT_EQ(w.next("t/s:o"), "k:a") << "one inst port and one port are no branch";
   EXPECT_THAT(w.visits(),
@@ -257,7 +244,7 @@ TEST(FindRoutingNode, GoesOnByThePortWhenTheInstPortHasNothingInside) {
 }
 
 TEST(FindRoutingNode, GivesUpThePortOnceItWentIntoTheInstPort) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module INNER
       ports >in
       inst dead CELL
@@ -271,8 +258,7 @@ TEST(FindRoutingNode, GivesUpThePortOnceItWentIntoTheInstPort) {
       inst k CELL
       inst t TILE
       net n t.out k.a
-  )")
-              .c_str(),
+  )",
           {"t/s:o", "k:a"});
   EXPECT_EQ(w.next("t/s:o"), "(none)");
   EXPECT_THAT(w.visits(),
@@ -307,7 +293,7 @@ TEST(FindRoutingNode, EndsWhenTheWayUpComesBackToANet) {
 }
 
 TEST(FindRoutingNode, EndsWhenTheWayDownComesBackToANet) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module THROUGH
       ports >i <j
       net n i j
@@ -320,8 +306,7 @@ TEST(FindRoutingNode, EndsWhenTheWayDownComesBackToANet) {
     module TOP top
       inst r R
       net n r.y r.z
-  )")
-              .c_str(),
+  )",
           {"r/s:o"});
   EXPECT_EQ(w.next("r/s:o"), "(none)");
   EXPECT_THAT(w.visits(),
@@ -331,7 +316,7 @@ TEST(FindRoutingNode, EndsWhenTheWayDownComesBackToANet) {
 }
 
 TEST(FindRoutingNode, GoesDownIntoTheViewOfTheRank) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TILE group=tile
       ports >in
       inst k CELL
@@ -344,21 +329,19 @@ TEST(FindRoutingNode, GoesDownIntoTheViewOfTheRank) {
       inst s CELL
       inst t TILE
       net n s.o t.in
-  )")
-              .c_str(),
+  )",
           {"s:o", "t/k:a", "t@BLC/q:b"});
   EXPECT_EQ(w.next("s:o", BLC_FIRST), "t/q:b");
   EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::LOGICAL)), "t/k:a");
 }
 
 TEST(FindRoutingNode, PassesByATwinWithoutAPlainNode) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
       inst k CELL
       net n s.o k.a
-  )")
-              .c_str(),
+  )",
           {"s:o", "k:a*"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
@@ -366,13 +349,12 @@ TEST(FindRoutingNode, PassesByATwinWithoutAPlainNode) {
 }
 
 TEST(FindRoutingNode, KeepsNothingBetweenCalls) {
-  WIRES w((std::string(CELLS) + R"(
+  WIRES w(CELL + R"(
     module TOP top
       inst s CELL
       inst k CELL
       net n s.o k.a
-  )")
-              .c_str(),
+  )",
           {"s:o", "k:a"});
   KEP_UNFOLD_OBSERVER observer;
   const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(BLC_FIRST, &observer);
@@ -383,7 +365,7 @@ TEST(FindRoutingNode, KeepsNothingBetweenCalls) {
 
 TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
   const int length = 100000;
-  std::string text = std::string(CELLS) + R"(
+  std::string text = CELL + R"(
     module THROUGH
       ports >i <o
       net n i o
@@ -397,7 +379,7 @@ TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
   for (int i = 1; i != length; ++i)
     text += " net n" + std::to_string(i) + " t" + std::to_string(i - 1) + ".o t" + std::to_string(i) + ".i\n";
   text += " net last t" + std::to_string(length - 1) + ".o k.a\n";
-  WIRES w(text.c_str(), {"s:o", "k:a"});
+  WIRES w(text, {"s:o", "k:a"});
   EXPECT_EQ(w.next("s:o"), "k:a");
   EXPECT_EQ(w.visits().size(), 2U + 5U * length);
 }

@@ -27,7 +27,7 @@ namespace fault_injection_test {
 ///   KEP_RG_DAMAGE_TABLE=FILE   where the table of all shares goes, "-" for the standard output
 
 using test_model::DAMAGE_KIND;
-using test_model::damage_kinds;
+using test_model::DAMAGE_KINDS;
 using test_model::EDITED_GRAPH;
 using test_model::FABRIC_CASE;
 using test_model::RANDOM_SOURCE;
@@ -192,8 +192,8 @@ void write_table(const char* path, const std::string& table) {
 TEST(FaultInjection, FindsEveryDamageByTheChecksThatLookAtIt) {
   INJECTION injection(test_model::number_from_environment("KEP_RG_DAMAGES", 60));
   std::string table = head_of_table();
-  for (std::size_t i = 0; i != damage_kinds().size() && !HasFailure(); ++i)
-    table += line_of_table(damage_kinds()[i], injection.run(damage_kinds()[i], i));
+  for (std::size_t i = 0; i != DAMAGE_KINDS.size() && !HasFailure(); ++i)
+    table += line_of_table(DAMAGE_KINDS[i], injection.run(DAMAGE_KINDS[i], i));
   if (const char* path = std::getenv("KEP_RG_DAMAGE_TABLE")) write_table(path, table);
 }
 

@@ -1,5 +1,6 @@
-#include "kep_rg/kep_rg_relative_port.h"
-#include "tests/support/build_access.h"
+// What a relative port holds, how it grows, and what it stands for.
+
+#include "tests/kep_rg/relative_ports/relative_port_fixture.h"
 #include "tests/support/failure_text.h"
 #include "tests/support/named_model.h"
 
@@ -11,10 +12,6 @@
 #include <type_traits>
 #include <vector>
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using ACCESS = KEP_RG_TEST_ACCESS;
-
 static_assert(std::is_default_constructible_v<KEP_RG_RELATIVE_PORT>);
 static_assert(std::is_nothrow_move_constructible_v<KEP_RG_RELATIVE_PORT>);
 static_assert(std::is_nothrow_move_assignable_v<KEP_RG_RELATIVE_PORT>);
@@ -22,217 +19,10 @@ static_assert(!std::is_polymorphic_v<KEP_RG_RELATIVE_PORT>);
 
 namespace relative_port_test {
 
-const KEP_VIEW_TYPE_RANK RANK(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
-
-const char* const DEVICE = R"(
-  module LEAF
-    ports >p <q
-  module MID
-    ports >p <q =x
-    inst x LEAF
-    inst y LEAF
-  module IP ip_root group=ip
-    ports >p <q
-    inst plain LEAF
-  module IP_BLC view=BLC group=ip ip_root
-    ports >p <q
-    inst u LEAF
-    inst m MID
-  module TOP top
-    ports >a >p <q"r
-    inst a MID
-    inst b MID
-    inst l LEAF
-    inst i IP
-)";
-
-class RelativePort : public testing::Test {
-protected:
-  KEP_RG_RELATIVE_PORT parsed(const std::string& text) const {
-    KEP_RG_RELATIVE_PORT result;
-    EXPECT_TRUE(result.parse(top, text, RANK, nullptr)) << text;
-    return result;
-  }
-  bool fails(const std::string& text) const {
-    KEP_RG_RELATIVE_PORT result;
-    const bool found = result.parse(top, text, RANK, nullptr);
-    EXPECT_EQ(result.get_port() != nullptr, found) << text;
-    return !found;
-  }
-  KEP_RG_RELATIVE_PORT make(const std::vector<KEP_INSTANCE*>& chain, KEP_PORT* port = nullptr) const {
-    return ACCESS::relative_port(chain, port);
-  }
-
-  const NAMED_MODEL model{DEVICE};
-  KEP_MODULE* const top = model.module("TOP");
-  KEP_INSTANCE* const a = model.instance("TOP/a");
-  KEP_INSTANCE* const b = model.instance("TOP/b");
-  KEP_INSTANCE* const x = model.instance("MID/x");
-  KEP_INSTANCE* const y = model.instance("MID/y");
-  KEP_PORT* const leaf_p = model.port("LEAF:p");
-  KEP_PORT* const leaf_q = model.port("LEAF:q");
-};
-
-// --- text -------------------------------------------------------------------------------------------------
-
-TEST_F(RelativePort, ReadsAChainOfInstancesAndAPort) {
-  const KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
-  EXPECT_THAT(*port.get_instances(), ElementsAre(a, x));
-  EXPECT_EQ(port.get_port(), leaf_q);
-  EXPECT_EQ(port.size(), 2U);
-  EXPECT_EQ(port.get_name(), "a/x:q");
-}
-
-TEST_F(RelativePort, ReadsBothSeparatorsAndAnyRunOfThemAlike) {
-  const KEP_RG_RELATIVE_PORT wanted = parsed("a/x:q");
-  for (const char* text : {"a/x/q", "a:x/q", "a:x:q", "a//x::q", ":a/x/q/", "/:/:a:/:x/:q:::", "::a:x:q"})
-    EXPECT_EQ(parsed(text), wanted) << text;
-}
-
-TEST_F(RelativePort, ReadsNothingFromAnEmptyTextOrOneOfSeparatorsAlone) {
-  for (const char* text : {"", "/", ":", "//", "::", "/:/::/"}) {
-    EXPECT_TRUE(fails(text)) << text;
-    EXPECT_TRUE(fails(std::string(text) + std::string(text))) << text;
-  }
-}
-
-TEST_F(RelativePort, ReadsASingleSegmentAsAPortOfTheTopAndNamesItWithAColonInFront) {
-  const KEP_RG_RELATIVE_PORT port = parsed("p");
-  EXPECT_THAT(*port.get_instances(), IsEmpty());
-  EXPECT_EQ(port.get_port(), model.port("TOP:p"));
-  EXPECT_EQ(port.get_name(), ":p");
-  EXPECT_EQ(parsed(port.get_name()), port);
-}
-
-TEST_F(RelativePort, TriesInstancesFirstSoThatAPortOfTheSameNameIsOutOfReach) {
-  ASSERT_NE(top->find_port("a"), nullptr);
-  EXPECT_TRUE(fails("a"));
-  ASSERT_NE(model.module("MID")->find_port("x"), nullptr);
-  EXPECT_TRUE(fails("a/x"));
-  EXPECT_TRUE(fails("b:x"));
-}
-
-TEST_F(RelativePort, FailsAtASegmentThatNamesNoInstanceAndIsNotTheLast) {
-  // p is a port of MID and the name behind it one too; neither makes the text good.
-  EXPECT_TRUE(fails("a/p/q"));
-  EXPECT_TRUE(fails("a/nothing/q"));
-  EXPECT_TRUE(fails("p/q"));
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_FALSE(port.parse(top, "a/p/q", RANK, nullptr));
-  EXPECT_THAT(*port.get_instances(), ElementsAre(a)) << "the chain as far as it was built";
-  EXPECT_EQ(port.get_port(), nullptr);
-}
-
-TEST_F(RelativePort, FailsAtAnUnknownPort) {
-  EXPECT_TRUE(fails("nothing"));
-  EXPECT_TRUE(fails("a:nothing"));
-  EXPECT_TRUE(fails("a/x:nothing"));
-}
-
-TEST_F(RelativePort, TakesACarriageReturnAndABlankAndAQuoteForPartsOfASegment) {
-  EXPECT_TRUE(fails("a/x:q\r"));
-  EXPECT_TRUE(fails("a\r/x:q"));
-  EXPECT_TRUE(fails("a/x:q "));
-  EXPECT_TRUE(fails(" a/x:q"));
-  EXPECT_TRUE(fails("a/x: q"));
-  EXPECT_TRUE(fails("\"a/x:q\""));
-  EXPECT_EQ(parsed("q\"r").get_port(), model.port("TOP:q\"r"));
-}
-
-TEST_F(RelativePort, TakesANulForACharacterLikeAnyOther) {
-  EXPECT_TRUE(fails(std::string("a/x:q\0", 6)));
-  EXPECT_TRUE(fails(std::string("\0a/x:q", 6)));
-  EXPECT_TRUE(fails(std::string("a\0/x:q", 6)));
-  EXPECT_TRUE(fails(std::string(1, '\0')));
-}
-
-TEST_F(RelativePort, ReplacesWhatItHeldWhenItReads) {
-  KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
-  EXPECT_TRUE(port.parse(top, "b:p", RANK, nullptr));
-  EXPECT_THAT(*port.get_instances(), ElementsAre(b));
-  EXPECT_EQ(port.get_port(), model.port("MID:p"));
-  EXPECT_FALSE(port.parse(top, "", RANK, nullptr));
-  EXPECT_THAT(*port.get_instances(), IsEmpty());
-  EXPECT_EQ(port.get_port(), nullptr);
-}
-
-TEST_F(RelativePort, ReadsTheSameWithACacheOfNames) {
-  KEP_DB_CACHE cache(KEP_VIEW_TYPE::LOGICAL, true);
-  cache.initialize_unfolding(model.db(), "", true);
-  for (const char* text : {"a/x:q", "p", "a", "", "a/p/q", "i/u:p", "i/plain:p", "i:q", "i/m/y/q", "b/y:"}) {
-    KEP_RG_RELATIVE_PORT with;
-    KEP_RG_RELATIVE_PORT without;
-    EXPECT_EQ(with.parse(top, text, RANK, &cache), without.parse(top, text, RANK, nullptr)) << text;
-    EXPECT_EQ(with, without) << text;
-  }
-}
-
-TEST_F(RelativePort, NamesWhatItHoldsSoFar) {
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_EQ(port.get_name(), "");
-  port.add(a, RANK);
-  EXPECT_EQ(port.get_name(), "a");
-  port.add(x, RANK);
-  EXPECT_EQ(port.get_name(), "a/x");
-  port.add(leaf_p);
-  EXPECT_EQ(port.get_name(), "a/x:p");
-}
-
-// --- IP roots ---------------------------------------------------------------------------------------------
-
-TEST_F(RelativePort, FindsTheInstancesBelowAnIpRootInItsViewAndItsPortInThePlainMaster) {
-  EXPECT_THAT(*parsed("i/u:p").get_instances(),
-              ElementsAre(model.instance("TOP/i"), model.instance("IP_BLC/u")));
-  EXPECT_TRUE(fails("i/plain:p"));
-  EXPECT_EQ(parsed("i:p").get_port(), model.port("IP:p"));
-  EXPECT_EQ(parsed("i/m/y:q").get_name(), "i/m/y:q");
-}
-
-TEST_F(RelativePort, FollowsTheRankAndNotTheOrderOfTheModel) {
-  const KEP_VIEW_TYPE_RANK logical(KEP_VIEW_TYPE::LOGICAL);
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_TRUE(port.parse(top, "i/plain:p", logical, nullptr));
-  EXPECT_FALSE(port.parse(top, "i/u:p", logical, nullptr));
-  EXPECT_TRUE(port.parse(top, "i:p", logical, nullptr));
-  EXPECT_EQ(port.get_port(), model.port("IP:p"));
-}
-
-TEST_F(RelativePort, FindsThePortOfATopThatIsAnIpRootInItsView) {
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_TRUE(port.parse(model.module("IP"), "p", RANK, nullptr));
-  EXPECT_EQ(port.get_port(), model.port("IP_BLC:p"));
-  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
-  EXPECT_TRUE(port.parse(model.module("IP"), "u:p", RANK, nullptr));
-  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
-}
-
-TEST_F(RelativePort, LeavesAModuleThatIsNoIpRootInItsOwnView) {
-  const NAMED_MODEL views(R"(
-    module LEAF
-      ports >p
-    module M group=m
-      ports >p
-      inst plain LEAF
-    module M_BLC view=BLC group=m
-      ports >p
-      inst u LEAF
-    module TOP top
-      inst m M
-  )");
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_TRUE(port.parse(views.module("TOP"), "m/plain:p", RANK, nullptr));
-  EXPECT_FALSE(port.parse(views.module("TOP"), "m/u:p", RANK, nullptr));
-}
-
-TEST_F(RelativePort, ReadsOnlyThePortsOfThePlainMasterOfAnIpRootForWhichTheRankHasNoView) {
-  const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1);
-  KEP_RG_RELATIVE_PORT port;
-  EXPECT_FALSE(port.parse(model.module("IP"), "p", none, nullptr));
-  EXPECT_FALSE(port.parse(model.module("IP"), "u:p", none, nullptr));
-  EXPECT_FALSE(port.parse(top, "i/u:p", none, nullptr));
-  EXPECT_TRUE(port.parse(top, "i:p", none, nullptr));
-  EXPECT_TRUE(port.parse(top, "a/x:p", none, nullptr)) << "no IP root on the way";
-}
+using relative_port::RANK;
+using relative_port::RelativePort;
+using testing::ElementsAre;
+using ACCESS = KEP_RG_TEST_ACCESS;
 
 // --- growing and shortening -------------------------------------------------------------------------------
 

@@ -1,5 +1,6 @@
 #include "tests/kep_rg/trace/trace_fixture.h"
 #include "tests/support/failure_text.h"
+#include "tests/support/tunnel_modules.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -233,14 +234,7 @@ TEST(TraceWalk, AssertsThatAMuxInputOnTheWayHasANet) {
 // s drives the tunnel x, behind which stand d and m.
 struct TUNNEL : TRACED {
   TUNNEL(int source, int through, int target)
-      : TRACED(R"(
-    module SOURCE
-      ports >i <o
-    module THROUGH
-      ports >i <o
-      net way i o
-    module TARGET
-      ports >a <o
+      : TRACED(test_model::TUNNEL_MODULES + R"(
     module TOP top
       ports <out
       inst s SOURCE header
@@ -248,27 +242,19 @@ struct TUNNEL : TRACED {
       inst d TARGET header
       inst m TARGET header
       net n s.o x.i
-      net q x.o d.a m.a
+      net q x.o d.i m.i
       net r d.o
       net t m.o
   )") {
-    arcs("SOURCE", {"i"}, "o");
-    arcs("THROUGH", {"i"}, "o");
-    arcs("TARGET", {"a"}, "o");
-    const auto set = [&](const char* key, int type) {
-      parse().add_tunnel_type(model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(type));
-    };
-    set("SOURCE", source);
-    set("THROUGH", through);
-    set("TARGET", target);
+    test_model::describe_tunnel(*this, source, through, target);
   }
 };
 
 TEST(TraceWalk, GoesThroughATunnelFromTheFirstTypeToTheThird) {
   TUNNEL c(1, 2, 3);
   c.build();
-  EXPECT_THAT(c.trace("s:o", "d:o"), ElementsAre("x:i", "x:o", "d:a", "d:o"));
-  EXPECT_THAT(c.trace("s:o", "m:o"), ElementsAre("x:i", "x:o", "m:a", "m:o"));
+  EXPECT_THAT(c.trace("s:o", "d:o"), ElementsAre("x:i", "x:o", "d:i", "d:o"));
+  EXPECT_THAT(c.trace("s:o", "m:o"), ElementsAre("x:i", "x:o", "m:i", "m:o"));
   EXPECT_THAT(c.verify_all(), IsEmpty());
 }
 
@@ -281,7 +267,7 @@ TEST(TraceWalk, GoesToTheTunnelItself) {
 TEST(TraceWalk, StopsAtATunnelForAnyOtherPairOfTypes) {
   for (const auto& [source, target] : {std::pair(0, 3), {2, 3}, {3, 3}, {1, 0}, {1, 1}, {1, 2}}) {
     TUNNEL c(source, 2, target);
-    c.publish({"s:o -> d:o via d:a", "x:o"});
+    c.publish({"s:o -> d:o via d:i", "x:o"});
     EXPECT_THAT(c.trace("s:o", "d:o"), ElementsAre("(none)")) << source << " to " << target;
     EXPECT_THAT(c.verify_all(), ElementsAre("Issue determining trace from s:o to d:o"));
   }
