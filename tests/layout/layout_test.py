@@ -11,7 +11,15 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TABLE = ROOT / "tests" / "layout" / "rooms.txt"
 TOPS = ["h", "kep_report", "kep", "kep_rg", "kep_io", "tools", "tests", "examples", "bench"]
-INCLUDE = re.compile(r'^\s*#include "([^"]+)"', re.MULTILINE)
+INCLUDE = re.compile(r'^\s*#include (["<])([^">]+)', re.MULTILINE)
+WHAT_TO_DO = """
+What to do: move what is included to a room that both may see, or the code that includes it to where the arrow leads from.
+If one room is meant to know another from now on, add the arrow to tests/layout/rooms.txt; no circle may come of it."""
+
+
+def matching(rooms, word):
+    """The rooms that a word right of a colon names: one, or all below "FOLDER/*"."""
+    return [room for room in rooms if room == word or word.endswith("/*") and room.startswith(word[:-1])]
 
 
 def read_table(text):
@@ -23,7 +31,7 @@ def read_table(text):
     for room, right in entries:
         may = set()
         for word in right.split():
-            named = [each for each in rooms if each == word or word.endswith("/*") and each.startswith(word[:-1])]
+            named = matching(rooms, word)
             if not named:
                 raise ValueError(f"{room}: there is no room {word}")
             may.update(named)
@@ -55,7 +63,7 @@ def find_circle(table):
 
 
 def find_faults(root, table):
-    """A line for each include, file and room that does not hold to the table, and for each arrow without a use."""
+    """A line for each file and include that does not hold to the table; and the arrows between rooms that are in use."""
     faults, used = [], set()
     for top in TOPS:
         for path in sorted((root / top).rglob("*")):
@@ -64,13 +72,17 @@ def find_faults(root, table):
                 continue
             room = find_room(table, name)
             if room is None:
-                faults.append(f"{name}: lies in no room")
+                faults.append(f"{name}: lies in no room of rooms.txt")
                 continue
-            for include in INCLUDE.findall(path.read_text()):
+            for mark, include in INCLUDE.findall(path.read_text()):
                 if include.endswith("_export.h"):  # generated
                     continue
                 found = next((each for each in ("h/" + include, include) if (root / each).is_file()), None)
                 target = found and find_room(table, found)
+                if mark == "<":
+                    if found:
+                        faults.append(f"{name}: <{include}> is ours and stands in quotes")
+                    continue
                 if target is None:
                     faults.append(f'{name}: "{include}" is no path from the root or from h/')
                 elif target != room and target not in table[room]:
@@ -84,10 +96,12 @@ class Layout(unittest.TestCase):
 
     def test_every_include_goes_where_the_table_allows(self):
         faults, _ = find_faults(ROOT, read_table(TABLE.read_text()))
-        self.assertEqual(faults, [])
+        if faults:
+            self.fail("\n".join(faults) + WHAT_TO_DO)
 
     def test_arrows_between_rooms_go_one_way(self):
-        self.assertIsNone(find_circle(read_table(TABLE.read_text())))
+        circle = find_circle(read_table(TABLE.read_text()))
+        self.assertIsNone(circle, "these rooms of rooms.txt reach the first again: one arrow must go")
 
     def test_every_arrow_of_the_table_is_used(self):
         text = TABLE.read_text()
@@ -98,13 +112,13 @@ class Layout(unittest.TestCase):
             f"{room} -> {word}"
             for room, right in named
             for word in right.split()
-            if not any((room, each) in used for each in table if each == word or word.endswith("/*") and each.startswith(word[:-1]))
+            if not any((room.strip(), each) in used for each in matching(table, word))
         ]
-        self.assertEqual(unused, [])
+        self.assertEqual(unused, [], "no file uses these arrows any more: take them out of rooms.txt")
 
     def test_every_room_opens_with_a_page(self):
         missing = [room for room in read_table(TABLE.read_text()) if not (ROOT / room / "README.md").is_file()]
-        self.assertEqual(missing, [])
+        self.assertEqual(missing, [], "these rooms lack a README.md: what lives here, where to begin, what may not come in")
 
 
 class Checker(unittest.TestCase):
@@ -126,8 +140,12 @@ class Checker(unittest.TestCase):
         files = {"kep/a/x.h": "", "kep/a/y.h": '#include "x.h"\n'}
         self.assertEqual(self.find("kep/a:\n", files), ['kep/a/y.h: "x.h" is no path from the root or from h/'])
 
+    def test_an_own_header_in_angle_brackets_is_told(self):
+        files = {"kep/a/x.h": "", "kep/a/y.h": "#include <kep/a/x.h>\n#include <string>\n"}
+        self.assertEqual(self.find("kep/a:\n", files), ["kep/a/y.h: <kep/a/x.h> is ours and stands in quotes"])
+
     def test_a_file_outside_all_rooms_is_told(self):
-        self.assertEqual(self.find("kep/a:\n", {"kep/x.cpp": ""}), ["kep/x.cpp: lies in no room"])
+        self.assertEqual(self.find("kep/a:\n", {"kep/x.cpp": ""}), ["kep/x.cpp: lies in no room of rooms.txt"])
 
     def test_a_circle_of_the_table_is_told(self):
         self.assertEqual(find_circle(read_table("a: b\nb: c\nc: a\n")), ["a", "b", "c", "a"])
