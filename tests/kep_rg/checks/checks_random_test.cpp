@@ -9,11 +9,11 @@
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <optional>
 #include <string>
@@ -57,12 +57,11 @@ void compare_connectivity(KEP_DB& db, const NAIVE_CHECKS& naive, SEEN& seen) {
     errors[0] = rule_line("RG-UNREACHABLE-ROUTING-NODES", {std::to_string(unreachable.size())});
   const std::uint64_t total = db.get_routing_template_graph()->get_num_nodes();
   if (total != 0) {
-    char percentage[40];
-    std::snprintf(percentage, sizeof percentage, "%.3f",
-                  static_cast<double>(naive.num_inputs()) * 100.0 / static_cast<double>(total));
+    const double percentage = static_cast<double>(naive.num_inputs()) * 100.0 / static_cast<double>(total);
     errors.insert(errors.begin(),
-                  "Found a total of " + std::to_string(naive.num_inputs()) + " input nodes, representing a " +
-                      percentage + " % of the total nodes ('" + std::to_string(total) + "') in the graph.");
+                  fmt::format("Found a total of {} input nodes, representing a {:.3f} % of the "
+                              "total nodes ('{}') in the graph.",
+                              naive.num_inputs(), percentage, total));
     EXPECT_EQ(verbose.m_errors, errors);
   }
   seen.m_unreachable += unreachable.size();
@@ -237,48 +236,55 @@ LINES verify_all(KEP_RG_TRACE_EDGE& tracer) {
   return lines.empty() ? report.m_errors : lines;
 }
 
+std::string text_of(const NAIVE_TRACE::UIPS& trace) {
+  std::string text = "found";
+  for (const KEP_UNFOLDED_INST_PORT& each : trace)
+    text += " " + test_model::name_of(each);
+  return text;
+}
+
+/// Follows one trace by itself: verifying them all ends at the first bad one.
+void compare_followed(const NAIVE_TRACE& naive, KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& node,
+                      const NAIVE_TRACE::UIPS& trace, TRACES_SEEN& seen) {
+  const std::string line = naive.follow(node, trace);
+  if (line == "uip_net") {
+    ++seen.m_asserted;
+    return;
+  }
+  const CHECK_REPORT report =
+      test_model::report_of([&] { return KEP_RG_TEST_ACCESS::verify_trace_edge(tracer, node, trace); });
+  EXPECT_EQ(report.m_errors, line.empty() ? LINES() : LINES{line});
+  EXPECT_EQ(report.m_result, line.empty());
+  seen.m_bad += !line.empty();
+  seen.m_verified += line.empty();
+}
+
+void compare_trace(const NAIVE_TRACE& naive, KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& node,
+                   const KEP_ROUTING::NODE& to, TRACES_SEEN& seen) {
+  std::optional<NAIVE_TRACE::UIPS> expected;
+  if (!to.is_boundary()) expected = naive.trace(node, to, NAIVE_TRACE::first_mux_input(node, to));
+  NAIVE_TRACE::UIPS trace;
+  const CHECK_REPORT report = test_model::report_of([&] { return tracer.trace_edge(node, to, trace); });
+  EXPECT_TRUE(report.is_silent());
+  EXPECT_EQ(report.m_result ? text_of(trace) : "not found", expected ? text_of(*expected) : "not found")
+      << test_model::text_of(node) << " to " << test_model::text_of(to);
+  if (!expected) {
+    ++seen.m_not_found;
+    return;
+  }
+  ++seen.m_traced;
+  seen.m_long += expected->size() > 3;
+  compare_followed(naive, tracer, node, *expected, seen);
+}
+
 void compare_traces(BUILD_CASE& c, TRACES_SEEN& seen) {
   const KEP_DB_ROUTING_PRIMITIVE_CACHE& cache = *c.parse().find_routing_primitive_cache();
   const NAIVE_TRACE naive(*c.db(), cache);
   KEP_RG_TRACE_EDGE tracer(c.db(), cache);
-  const auto text = [](bool found, const NAIVE_TRACE::UIPS& trace) {
-    std::string result = found ? "found" : "not found";
-    if (found)
-      for (const KEP_UNFOLDED_INST_PORT& each : trace)
-        result += " " + test_model::name_of(each);
-    return result;
-  };
-  for (const KEP_ROUTING::NODE& node : c.db()->get_routing_template_graph()->iter_nodes()) {
-    if (node.is_boundary()) continue;
-    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout()) {
-      const KEP_ROUTING::NODE to = edge.get_fanout();
-      std::optional<NAIVE_TRACE::UIPS> expected;
-      if (!to.is_boundary()) expected = naive.trace(node, to, NAIVE_TRACE::first_mux_input(node, to));
-      NAIVE_TRACE::UIPS trace;
-      const CHECK_REPORT report = test_model::report_of([&] { return tracer.trace_edge(node, to, trace); });
-      EXPECT_TRUE(report.is_silent());
-      EXPECT_EQ(text(report.m_result, trace), text(expected.has_value(), expected.value_or(trace)))
-          << test_model::text_of(node) << " to " << test_model::text_of(to);
-      if (!expected) {
-        ++seen.m_not_found;
-        continue;
-      }
-      ++seen.m_traced;
-      seen.m_long += expected->size() > 3;
-      // Each trace by itself, too: verifying them all ends at the first bad one.
-      const std::string line = naive.follow(node, *expected);
-      if (line == "uip_net") {
-        ++seen.m_asserted;
-        continue;
-      }
-      const CHECK_REPORT followed = test_model::report_of(
-          [&] { return KEP_RG_TEST_ACCESS::verify_trace_edge(tracer, node, *expected); });
-      EXPECT_EQ(followed.m_errors, line.empty() ? LINES() : LINES{line});
-      EXPECT_EQ(followed.m_result, line.empty());
-      seen.m_bad += !line.empty();
-      seen.m_verified += line.empty();
-    }
-  }
+  for (const KEP_ROUTING::NODE& node : c.db()->get_routing_template_graph()->iter_nodes())
+    if (!node.is_boundary())
+      for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
+        compare_trace(naive, tracer, node, edge.get_fanout(), seen);
   EXPECT_EQ(verify_all(tracer), naive.verify_all(*c.db()));
 }
 

@@ -345,10 +345,10 @@ TEST_F(RandomPrimitives, AnswerAsASearchOfTheWholeDescriptionDoes) {
   for (const std::uint64_t seed : test_model::SEEDS(1, 2000)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed, {.m_max_size = 60});
     RANDOM_DESCRIPTION description(db.get(), seed);
-    SCOPED_TRACE(test_model::describe(*db) + description.text());
     const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(db.get());
     const KEP_RG_PRIMITIVES tables(db.get(), &cache);
     compare(db.get(), tables);
+    if (HasFailure()) FAIL() << test_model::describe(*db) << description.text();
   }
   for (const auto& [question, count] : m_answers)
     EXPECT_GE(count, 50U) << "hardly ever: " << question;

@@ -3,13 +3,14 @@
 #include "kep_rg/kep_rg_relative_paths.h"
 #include "tests/support/failure_text.h"
 #include "tests/support/named_model.h"
+#include "tests/support/ports_below.h"
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +18,7 @@
 
 namespace wire_paths_test {
 
+using test_model::for_each_port_below;
 using test_model::RANDOM_SOURCE;
 using test_model::SEEDS;
 using testing::ElementsAre;
@@ -324,74 +326,68 @@ TEST_F(IndexedRelativePaths, KeepModulesApart) {
 
 // --- random models ----------------------------------------------------------------------------------------
 
+using CHAIN = std::vector<KEP_INSTANCE*>;
+using WIRE_TYPES = std::vector<std::pair<CHAIN, KEP_PORT*>>;
+
+WIRE_TYPES add_types_at_random(KEP_DB& db, RANDOM_SOURCE& random) {
+  KEP_ROUTING_PRIMITIVE* const store = db.get_routing_template_graph()->get_routing_primitive();
+  WIRE_TYPES types;
+  for (KEP_MODULE* module : db.iter_modules(true))
+    for_each_port_below(module, [&](const CHAIN& chain, KEP_PORT* port) {
+      if (!random.percent(15)) return;
+      types.emplace_back(chain, port);
+      store->add_wire_type(KEP_RELATIVE_PATH::create(chain, port), "w", 0);
+    });
+  return types;
+}
+
+/// The paths that a root must have, each port below it held against all types.
+std::vector<std::string> naive_paths(const KEP_DB& db, KEP_MODULE* root, const WIRE_TYPES& types,
+                                     std::size_t& num_from_root) {
+  std::vector<std::string> names;
+  if (root->get_view_type() == KEP_VIEW_TYPE::BLC) return names;
+  for_each_port_below(root, [&](const CHAIN& chain, KEP_PORT* port) {
+    if (port->is_input()) return;
+    bool is_wire = false;
+    bool is_from_root = false;
+    for (const auto& [type_chain, type_port] : types) {
+      if (type_port != port) continue;
+      is_wire |= type_chain.empty() || type_chain == chain;
+      is_from_root |= !chain.empty() && type_chain == chain;
+    }
+    if (!is_wire) return;
+    names.push_back(name_of(db, KEP_RELATIVE_PATH::create(chain, port)));
+    num_from_root += is_from_root;
+  });
+  return names;
+}
+
 TEST(WirePathsRandom, AreThoseThatACheckOfEveryPlaceFinds) {
-  std::size_t found = 0;
-  std::size_t from_root = 0;
+  std::size_t num_found = 0;
+  std::size_t num_from_root = 0;
   for (const std::uint64_t seed : SEEDS(1, 400)) {
     const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE(test_model::describe(*db));
     RANDOM_SOURCE random(seed);
-    KEP_ROUTING_PRIMITIVE* const store = db->get_routing_template_graph()->get_routing_primitive();
-    std::vector<std::vector<std::pair<std::string, bool>>> wanted; // of each root: path, from the root
-    std::vector<KEP_MODULE*> roots;
-    std::vector<KEP_INSTANCE*> chain;
-    const auto each_place = [&](KEP_MODULE* top, const auto& visit) {
-      const std::function<void(KEP_MODULE*)> descend = [&](KEP_MODULE* module) {
-        for (KEP_PORT* port : module->iter_ports())
-          visit(port);
-        for (KEP_INSTANCE* instance : module->iter_instances()) {
-          chain.push_back(instance);
-          descend(instance->get_module());
-          chain.pop_back();
-        }
-      };
-      descend(top);
-    };
-    // First all types, then what they come to.
-    std::vector<std::pair<std::vector<KEP_INSTANCE*>, KEP_PORT*>> types;
-    for (KEP_MODULE* module : db->iter_modules(true))
-      each_place(module, [&](KEP_PORT* port) {
-        if (!random.percent(15)) return;
-        types.emplace_back(chain, port);
-        store->add_wire_type(KEP_RELATIVE_PATH::create(chain, port), "w", 0);
-      });
+    const WIRE_TYPES types = add_types_at_random(*db, random); // first all of them, then what they come to
+    std::vector<std::pair<KEP_MODULE*, std::vector<std::string>>> expected;
     for (KEP_MODULE* module : db->iter_modules(true)) {
       if (!module->has_trait(KEP_MODULE::TRAIT::IP_ROOT)) continue;
-      store->add_routing_root(module);
-      std::vector<std::pair<std::string, bool>> of_root;
-      if (module->get_view_type() != KEP_VIEW_TYPE::BLC)
-        each_place(module, [&](KEP_PORT* port) {
-          if (port->is_input()) return;
-          bool is_wire = false;
-          bool is_from_root = false;
-          for (const auto& [type_chain, type_port] : types) {
-            if (type_port != port) continue;
-            is_wire |= type_chain.empty() || type_chain == chain;
-            is_from_root |= !chain.empty() && type_chain == chain;
-          }
-          if (is_wire)
-            of_root.emplace_back(name_of(*db, KEP_RELATIVE_PATH::create(chain, port)), is_from_root);
-        });
-      roots.push_back(module);
-      wanted.push_back(of_root);
+      db->get_routing_template_graph()->get_routing_primitive()->add_routing_root(module);
+      expected.emplace_back(module, naive_paths(*db, module, types, num_from_root));
     }
     {
       KEP_REPORT_CAPTURE capture;
       kep_rg_store_relative_routing_wire_paths(db.get());
     }
-    for (std::size_t i = 0; i != roots.size(); ++i) {
-      std::vector<std::string> names;
-      for (const auto& [path, is_from_root] : wanted[i]) {
-        names.push_back(path);
-        from_root += is_from_root;
-      }
-      found += names.size();
+    for (auto& [root, names] : expected) {
+      num_found += names.size();
       if (names.empty()) names = {"no entry"};
-      ASSERT_EQ(stored(*db, "routing_crf", roots[i]), names);
+      EXPECT_EQ(stored(*db, "routing_crf", root), names);
     }
+    if (HasFailure()) FAIL() << test_model::describe(*db);
   }
-  EXPECT_GT(found, 300U);
-  EXPECT_GT(from_root, 50U);
+  EXPECT_GT(num_found, 300U);
+  EXPECT_GT(num_from_root, 50U);
 }
 
 } // namespace wire_paths_test

@@ -1,5 +1,6 @@
 #include "tests/support/build_case.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,9 +12,8 @@ namespace build_threads_test {
 
 using testing::HasSubstr;
 
-// A ring of tiles, each with plain muxes, a mux with twins, a skip mux, an inserted port and a block to go
-// through; tiles of two kinds, the second with its muxes one level further down.
-std::string ring(unsigned tiles) {
+// Muxes, a mux with twins and a skip mux; a row of twelve muxes with a block to go through.
+std::string row() {
   std::string text = R"(
     module MUX
       ports >a >b >c <o
@@ -30,12 +30,16 @@ std::string ring(unsigned tiles) {
       ports >in <out <side
   )";
   for (int i = 0; i != 12; ++i)
-    text += " inst m" + std::to_string(i) + (i % 4 == 3 ? " HIPI header\n" : " MUX header\n");
+    text += fmt::format(" inst m{} {} header\n", i, i % 4 == 3 ? "HIPI" : "MUX");
   text += " inst b BLK\n net n in m0.a m1.c b.i\n net side b.o m2.c m4.c side\n net out m11.o out m5.c\n";
   for (int i = 0; i != 11; ++i)
-    text += " net n" + std::to_string(i) + " m" + std::to_string(i) + ".o m" + std::to_string(i + 1) +
-            ".a m" + std::to_string((i + 5) % 12) + ".b\n";
-  text += R"(
+    text += fmt::format(" net n{} m{}.o m{}.a m{}.b\n", i, i, i + 1, (i + 5) % 12);
+  return text;
+}
+
+// A ring of tiles of two kinds, the second with its rows one level further down.
+std::string ring(unsigned tiles) {
+  std::string text = row() + R"(
     module TILE
       ports >in >in_2 <out <out_2
       inst r1 ROW
@@ -56,13 +60,11 @@ std::string ring(unsigned tiles) {
       ports >enter <leave
   )";
   for (unsigned i = 0; i != tiles; ++i)
-    text += " inst t" + std::to_string(i) + (i % 3 == 0 ? " DEEP\n" : " TILE\n");
+    text += fmt::format(" inst t{} {}\n", i, i % 3 == 0 ? "DEEP" : "TILE");
   for (unsigned i = 0; i != tiles; ++i) {
-    const std::string here = " t" + std::to_string(i);
-    const std::string next = " t" + std::to_string((i + 1) % tiles);
-    text +=
-        " net a" + std::to_string(i) + here + ".out" + next + ".in" + (i == 0 ? " enter leave" : "") + "\n";
-    text += " net b" + std::to_string(i) + here + ".out_2" + next + ".in_2\n";
+    const unsigned next = (i + 1) % tiles;
+    text += fmt::format(" net a{0} t{0}.out t{1}.in{2}\n", i, next, i == 0 ? " enter leave" : "");
+    text += fmt::format(" net b{0} t{0}.out_2 t{1}.in_2\n", i, next);
   }
   return text;
 }
@@ -96,7 +98,7 @@ std::string counters(const KEP_RG_BUILD& build) {
         build.get_counted_n(), build.get_counted_boundary(), edges.n_skip_port, edges.n_nodes,
         edges.n_nodes_done, edges.n_edges, edges.n_redundant_edges,
         edges.n_cdrn_cache_hits + edges.n_cdrn_cache_misses})
-    text += std::to_string(value) + " ";
+    text += fmt::format("{} ", value);
   return text;
 }
 
@@ -177,8 +179,8 @@ std::string star(unsigned many) {
   )";
   std::string net = " net n hub.o m.a";
   for (unsigned i = 0; i != many; ++i) {
-    text += " inst s" + std::to_string(i) + " SINK header\n";
-    net += " s" + std::to_string(i) + ".i";
+    text += fmt::format(" inst s{} SINK header\n", i);
+    net += fmt::format(" s{}.i", i);
   }
   return text + net + "\n net q m.o\n";
 }

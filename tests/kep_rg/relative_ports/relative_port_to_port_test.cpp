@@ -3,6 +3,7 @@
 #include "tests/support/build_access.h"
 #include "tests/support/failure_text.h"
 #include "tests/support/named_model.h"
+#include "tests/support/ports_below.h"
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -283,61 +283,62 @@ private:
 /// Every port below every module, through plain masters.
 std::vector<KEP_RG_RELATIVE_PORT> all_ports(const KEP_DB& db) {
   std::vector<KEP_RG_RELATIVE_PORT> found;
-  std::vector<KEP_INSTANCE*> chain;
-  const std::function<void(KEP_MODULE*)> descend = [&](KEP_MODULE* module) {
-    for (KEP_PORT* port : module->iter_ports())
-      found.push_back(ACCESS::relative_port(chain, port));
-    for (KEP_INSTANCE* instance : module->iter_instances()) {
-      chain.push_back(instance);
-      descend(instance->get_module());
-      chain.pop_back();
-    }
-  };
   for (KEP_MODULE* module : db.iter_modules(true))
-    descend(module);
+    test_model::for_each_port_below(module, [&](const std::vector<KEP_INSTANCE*>& chain, KEP_PORT* port) {
+      found.push_back(ACCESS::relative_port(chain, port));
+    });
   return found;
 }
 
-TEST(RewriteRulesRandom, AgreeWithASearchThroughAllRules) {
-  std::size_t rewritten[5] = {};
-  std::size_t ports = 0;
-  for (const std::uint64_t seed : SEEDS(1, 800)) {
-    const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
-    SCOPED_TRACE(test_model::describe(*db));
-    RANDOM_SOURCE random(seed);
-    const std::vector<KEP_RG_RELATIVE_PORT> all = all_ports(*db);
-    RULES rules;
-    NAIVE_RULES naive;
-    std::vector<KEP_RG_RELATIVE_PORT> keys;
-    const unsigned share = 5 + random.below(60);
-    for (const KEP_RG_RELATIVE_PORT& key : all) {
-      KEP_MODULE* const top = key.get_top();
-      if (!random.percent(share) || top->get_num_ports() == 0) continue;
-      for (unsigned times = 1 + random.percent(20); times != 0; --times) {
-        KEP_PORT* const value = top->get_port_by_index(random.below(top->get_num_ports()));
-        rules.add(&key, value);
-        naive.add(key, value);
-        keys.push_back(key);
-      }
-    }
-    ASSERT_TRUE(std::equal(keys.begin(), keys.end(), rules.iter_relative_ports().begin(),
-                           rules.iter_relative_ports().end(),
-                           [](const auto& left, const auto* right) { return left == *right; }));
-    for (const KEP_RG_RELATIVE_PORT& in : all) {
-      ++ports;
-      ASSERT_EQ(rules.find(&in), naive.find(in)) << in.get_name();
-      const std::vector<KEP_RG_RELATIVE_PORT> fitting = naive.apply(in);
-      KEP_RG_RELATIVE_PORT out;
-      ASSERT_EQ(rules.apply(&out, &in), !fitting.empty()) << in.get_name();
-      if (fitting.empty()) continue;
-      ASSERT_TRUE(std::find(fitting.begin(), fitting.end(), out) != fitting.end())
-          << in.get_name() << " became " << out.get_name();
-      ASSERT_EQ(out.get_top(), in.get_top());
-      ++rewritten[std::min<std::size_t>(in.size() - out.size(), 4)];
+struct REWRITTEN {
+  std::size_t m_num_ports = 0;
+  std::size_t m_by_length[5] = {};
+};
+
+/// What both make of each port, with a random share of the ports as keys.
+void compare(const KEP_DB& db, RANDOM_SOURCE& random, REWRITTEN& seen) {
+  const std::vector<KEP_RG_RELATIVE_PORT> all = all_ports(db);
+  RULES rules;
+  NAIVE_RULES naive;
+  std::vector<KEP_RG_RELATIVE_PORT> keys;
+  const unsigned share = 5 + random.below(60);
+  for (const KEP_RG_RELATIVE_PORT& key : all) {
+    KEP_MODULE* const top = key.get_top();
+    if (!random.percent(share) || top->get_num_ports() == 0) continue;
+    for (unsigned times = 1 + random.percent(20); times != 0; --times) {
+      KEP_PORT* const value = top->get_port_by_index(random.below(top->get_num_ports()));
+      rules.add(&key, value);
+      naive.add(key, value);
+      keys.push_back(key);
     }
   }
-  EXPECT_GT(ports, 20000U);
-  for (const std::size_t each : rewritten)
+  ASSERT_TRUE(std::equal(keys.begin(), keys.end(), rules.iter_relative_ports().begin(),
+                         rules.iter_relative_ports().end(),
+                         [](const auto& left, const auto* right) { return left == *right; }));
+  for (const KEP_RG_RELATIVE_PORT& in : all) {
+    ++seen.m_num_ports;
+    ASSERT_EQ(rules.find(&in), naive.find(in)) << in.get_name();
+    const std::vector<KEP_RG_RELATIVE_PORT> fitting = naive.apply(in);
+    KEP_RG_RELATIVE_PORT out;
+    ASSERT_EQ(rules.apply(&out, &in), !fitting.empty()) << in.get_name();
+    if (fitting.empty()) continue;
+    ASSERT_TRUE(std::find(fitting.begin(), fitting.end(), out) != fitting.end())
+        << in.get_name() << " became " << out.get_name();
+    ASSERT_EQ(out.get_top(), in.get_top());
+    ++seen.m_by_length[std::min<std::size_t>(in.size() - out.size(), 4)];
+  }
+}
+
+TEST(RewriteRulesRandom, AgreeWithASearchThroughAllRules) {
+  REWRITTEN seen;
+  for (const std::uint64_t seed : SEEDS(1, 800)) {
+    const std::unique_ptr<KEP_DB> db = test_model::make_random_db(seed);
+    RANDOM_SOURCE random(seed);
+    compare(*db, random, seen);
+    if (HasFailure()) FAIL() << test_model::describe(*db);
+  }
+  EXPECT_GT(seen.m_num_ports, 20000U);
+  for (const std::size_t each : seen.m_by_length)
     EXPECT_GT(each, 50U) << "rules of every length were applied";
 }
 
