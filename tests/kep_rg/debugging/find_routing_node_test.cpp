@@ -3,10 +3,13 @@
 #include "tests/support/named_model.h"
 #include "tests/support/recorded_walk.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace find_routing_node_test {
@@ -20,7 +23,10 @@ const KEP_VIEW_TYPE_RANK BLC_FIRST(KEP_VIEW_TYPE::BLC, KEP_VIEW_TYPE::LOGICAL);
 /// A model in which nodes stand where a test puts them.
 class WIRES : public NAMED_MODEL {
 public:
-  WIRES(const std::string& text, const std::vector<std::string>& nodes) : NAMED_MODEL(text) {
+  WIRES(const std::string& text, const std::vector<std::string>& nodes)
+      : WIRES(test_model::make_db(text), nodes) {}
+  WIRES(std::unique_ptr<KEP_DB> model, const std::vector<std::string>& nodes)
+      : NAMED_MODEL(std::move(model)) {
     test_model::EDITED_GRAPH(*db(), nodes).publish();
   }
   /// The node that the search from this one gives, "(none)" for the null node.
@@ -363,23 +369,35 @@ TEST(FindRoutingNode, KeepsNothingBetweenCalls) {
     EXPECT_EQ(finder.find_routing_node(start), test_model::node_named(*w.db(), "k:a"));
 }
 
-TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
-  const int length = 100000;
-  std::string text = CELL + R"(
+/// A wire from s:o to k:a through so many modules.
+std::unique_ptr<KEP_DB> make_wire(unsigned length) {
+  test_model::TEXT_MODEL text(CELL + R"(
     module THROUGH
       ports >i <o
       net n i o
     module TOP top
-      inst s CELL
-      inst k CELL
-)";
-  for (int i = 0; i != length; ++i)
-    text += " inst t" + std::to_string(i) + " THROUGH\n";
-  text += " net n s.o t0.i\n";
-  for (int i = 1; i != length; ++i)
-    text += " net n" + std::to_string(i) + " t" + std::to_string(i - 1) + ".o t" + std::to_string(i) + ".i\n";
-  text += " net last t" + std::to_string(length - 1) + ".o k.a\n";
-  WIRES w(text, {"s:o", "k:a"});
+  )");
+  KEP_DB_BUILDER& builder = text.builder();
+  const KEP_MODULE_ID top = text.id("TOP");
+  KEP_INSTANCE_ID from = builder.add_instance(top, "s", text.id("CELL"), {});
+  unsigned from_port = 2; // CELL's o
+  for (unsigned i = 0; i != length; ++i) {
+    const KEP_INSTANCE_ID through = builder.add_instance(top, fmt::format("t{}", i), text.id("THROUGH"), {});
+    const KEP_NET_ID net = builder.add_net(top, fmt::format("n{}", i));
+    builder.connect(top, from, from_port, net);
+    builder.connect(top, through, 0, net);
+    from = through;
+    from_port = 1;
+  }
+  const KEP_NET_ID last = builder.add_net(top, "last");
+  builder.connect(top, from, from_port, last);
+  builder.connect(top, builder.add_instance(top, "k", text.id("CELL"), {}), 0, last);
+  return text.freeze();
+}
+
+TEST(FindRoutingNode, FollowsAWireThatIsLongerThanAStackIsDeep) {
+  const unsigned length = 100000;
+  WIRES w(make_wire(length), {"s:o", "k:a"});
   EXPECT_EQ(w.next("s:o"), "k:a");
   EXPECT_EQ(w.visits().size(), 2U + 5U * length);
 }

@@ -1,12 +1,13 @@
 #include "tests/support/fabric_case.h"
 #include "tests/support/naive_routing.h"
-#include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace build_naive_test {
@@ -34,20 +35,23 @@ std::string differences(const std::vector<std::string>& found, const std::vector
   return text;
 }
 
-/// Both ends of all edges, as the drivers tell it and as the targets do.
-std::vector<std::string> ends_by_driver(const KEP_DB& db) {
-  std::vector<std::string> lines;
-  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes())
-    for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_all_fanout())
-      lines.push_back(test_model::text_of(node) + " " + test_model::text_of(edge.get_fanout()));
-  return sorted(lines);
+/// Both ends of all edges, sorted, as the drivers tell it and as the targets do.
+using ENDS = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+ENDS ends_by_driver(const KEP_ROUTING::GRAPH& graph) {
+  ENDS ends;
+  for (std::uint32_t i = 0; i != graph.get_num_nodes(); ++i)
+    for (const KEP_ROUTING::FWD_EDGE& edge : graph.get_node(i).iter_all_fanout())
+      ends.emplace_back(i, graph.get_index(edge.get_fanout()));
+  std::sort(ends.begin(), ends.end());
+  return ends;
 }
-std::vector<std::string> ends_by_target(const KEP_DB& db) {
-  std::vector<std::string> lines;
-  for (const KEP_ROUTING::NODE& node : db.get_routing_template_graph()->iter_nodes())
-    for (const KEP_ROUTING::REV_EDGE& edge : node.iter_all_fanin())
-      lines.push_back(test_model::text_of(edge.get_fanin()) + " " + test_model::text_of(node));
-  return sorted(lines);
+ENDS ends_by_target(const KEP_ROUTING::GRAPH& graph) {
+  ENDS ends;
+  for (std::uint32_t i = 0; i != graph.get_num_nodes(); ++i)
+    for (const KEP_ROUTING::REV_EDGE& edge : graph.get_node(i).iter_all_fanin())
+      ends.emplace_back(graph.get_index(edge.get_fanin()), i);
+  std::sort(ends.begin(), ends.end());
+  return ends;
 }
 
 struct SEEN {
@@ -79,7 +83,8 @@ void compare(std::uint64_t seed, SEEN& seen) {
   const KEP_RG_EDGE_CREATION_STATS& edges = c.builder().get_edge_stats();
   EXPECT_EQ(differences(sorted(c.nodes()), sorted(naive.nodes())), "");
   EXPECT_EQ(differences(sorted(c.edges()), sorted(naive.edges())), "");
-  EXPECT_EQ(ends_by_driver(*c.db()), ends_by_target(*c.db()));
+  const KEP_ROUTING::GRAPH& graph = *c.db()->get_routing_template_graph();
+  EXPECT_EQ(ends_by_driver(graph), ends_by_target(graph)) << test_model::whole_graph(*c.db());
   EXPECT_EQ(nodes.m_created_num_nodes, naive.m_created);
   EXPECT_EQ(nodes.m_created_num_nodes_inserted, naive.m_inserted);
   EXPECT_EQ(nodes.m_created_num_nodes_hipi, naive.m_twins);
