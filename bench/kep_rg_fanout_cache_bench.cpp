@@ -44,16 +44,16 @@ std::unique_ptr<KEP_DB> make_fabric(const SIZES& cells, std::uint32_t spare_rows
       std::filesystem::temp_directory_path() / ("kep_rg_fanout_cache_bench." + std::to_string(::getpid()));
   std::filesystem::create_directory(folder);
   GENERATE_OPTIONS options;
-  options.model = (folder / "model.json").string();
-  options.routing = (folder / "routing.jsonl").string();
-  options.levels = static_cast<std::uint32_t>(cells.size());
-  options.columns = options.rows = cells;
-  options.spare_rows = spare_rows;
+  options.m_model = (folder / "model.json").string();
+  options.m_routing = (folder / "routing.jsonl").string();
+  options.m_levels = static_cast<std::uint32_t>(cells.size());
+  options.m_columns = options.m_rows = cells;
+  options.m_spare_rows = spare_rows;
   {
     const KEP_REPORT_CAPTURE capture;
-    generate(options, options.model, options.routing);
+    generate(options);
   }
-  std::unique_ptr<KEP_DB> db = read_device(options.model, options.routing);
+  std::unique_ptr<KEP_DB> db = read_device(options.m_model, options.m_routing);
   std::filesystem::remove_all(folder);
   return db;
 }

@@ -266,8 +266,10 @@ int main(int argc, char** argv) {
       const std::vector<RESULT> results =
           build_device(fmt::format("fabric of {}", size), threads, [&](const DEVICE_OPTIONS& device) {
             GENERATE_OPTIONS options;
-            options.nodes = size;
-            generate(options, device.m_model, device.m_routing[0]);
+            options.m_nodes = size;
+            options.m_model = device.m_model;
+            options.m_routing = device.m_routing[0];
+            generate(options);
           });
       for (std::size_t i = 0; i != smaller.size(); ++i)
         fmt::print(

@@ -1,62 +1,32 @@
 // What an edge costs to trace and verify, beside a plain pass over all edges: all edges of a node in one
 // walk, and edge by edge. On a generated fabric of the number of nodes that the benchmark names.
 
+#include "bench/generated_fabric.h"
 #include "kep/kep_db.h"
-#include "kep_io/kep_model_reader.h"
-#include "kep_io/kep_routing_reader.h"
-#include "kep_report/kep_report_capture.h"
-#include "kep_rg/kep_rg_build.h"
-#include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_trace_edge.h"
-#include "tools/kep-rg/generate/generate.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
-#include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 
-std::unique_ptr<KEP_DB> build_fabric(std::uint64_t num_nodes) {
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / ("kep-rg-trace-bench-" + std::to_string(getpid()));
-  std::filesystem::create_directories(folder);
-  const std::string model = (folder / "model.json").string();
-  const std::string routing = (folder / "routing.jsonl").string();
-  const KEP_REPORT_CAPTURE quiet;
-  GENERATE_OPTIONS options{.model = model, .routing = routing};
-  options.nodes = num_nodes;
-  options.skip = 20;
-  generate(options, model, routing);
-  std::unique_ptr<KEP_DB> db = kep_read_model(model);
-  KEP_RG_PARSE parse(db.get());
-  kep_read_routing(db.get(), parse, routing);
-  std::filesystem::remove_all(folder);
-  KEP_RG_BUILD(db.get(), KEP_RG_BUILD_PARAMS().set_num_threads(2)).build();
-  return db;
-}
-
 KEP_DB& get_fabric(const benchmark::State& state) {
   static std::unique_ptr<KEP_DB> db;
   static std::int64_t num_nodes = 0;
-  if (num_nodes != state.range(0)) db = build_fabric(static_cast<std::uint64_t>(state.range(0)));
-  num_nodes = state.range(0);
+  if (num_nodes != state.range(0)) {
+    num_nodes = state.range(0);
+    GENERATE_OPTIONS options;
+    options.m_nodes = static_cast<std::uint64_t>(num_nodes);
+    options.m_skip = 20;
+    db = build_fabric(options);
+  }
   return *db;
-}
-
-void count_edges(benchmark::State& state, const KEP_DB& db) {
-  const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
-  const auto edges = static_cast<double>(graph.get_num_real_edges() + graph.get_num_redundant_edges());
-  state.counters["edges"] = edges;
-  state.counters["per_edge"] = benchmark::Counter(edges * static_cast<double>(state.iterations()),
-                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 /// The baseline: every edge with its fanout and its mux input.

@@ -22,36 +22,36 @@ enum class KEP_MODEL_DIRECTION : unsigned char { INPUT, OUTPUT, INOUT };
 
 /// A number or a text; `text` counts when it is not empty.
 struct KEP_MODEL_ATTRIBUTE {
-  std::string name;
-  std::int64_t number = 0;
-  std::string text = {};
+  std::string m_name;
+  std::int64_t m_number = 0;
+  std::string m_text = {};
 };
 
 struct KEP_MODEL_PORT {
-  std::string name;
-  KEP_MODEL_DIRECTION direction = KEP_MODEL_DIRECTION::INPUT;
-  std::vector<std::int64_t> bits;
+  std::string m_name;
+  KEP_MODEL_DIRECTION m_direction = KEP_MODEL_DIRECTION::INPUT;
+  std::vector<std::int64_t> m_bits;
 };
 
 struct KEP_MODEL_CELL {
-  std::string name;
-  std::string type; ///< key of the master module in the same file
-  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
-  std::vector<std::pair<std::string, std::vector<std::int64_t>>> connections = {}; ///< port name, bits
+  std::string m_name;
+  std::string m_type; ///< key of the master module in the same file
+  std::vector<KEP_MODEL_ATTRIBUTE> m_attributes = {};
+  std::vector<std::pair<std::string, std::vector<std::int64_t>>> m_connections = {}; ///< port name, bits
 };
 
 struct KEP_MODEL_NETNAME {
-  std::string name;
-  std::vector<std::int64_t> bits;
-  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
+  std::string m_name;
+  std::vector<std::int64_t> m_bits;
+  std::vector<KEP_MODEL_ATTRIBUTE> m_attributes = {};
 };
 
 struct KEP_MODEL_MODULE {
-  std::string key;
-  std::vector<KEP_MODEL_ATTRIBUTE> attributes = {};
-  std::vector<KEP_MODEL_PORT> ports = {};
-  std::vector<KEP_MODEL_CELL> cells = {};
-  std::vector<KEP_MODEL_NETNAME> netnames = {};
+  std::string m_key;
+  std::vector<KEP_MODEL_ATTRIBUTE> m_attributes = {};
+  std::vector<KEP_MODEL_PORT> m_ports = {};
+  std::vector<KEP_MODEL_CELL> m_cells = {};
+  std::vector<KEP_MODEL_NETNAME> m_netnames = {};
 };
 
 class KEP_MODEL_WRITER {

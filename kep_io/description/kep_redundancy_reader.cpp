@@ -5,6 +5,8 @@
 #include "kep_rg/kep_rg_parse_redundancy.h"
 #include "kep_rg/kep_rg_relative_paths.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -37,12 +39,12 @@ std::vector<KEP_REDUNDANCY_FAULT> kep_read_redundancy(KEP_DB* db, KEP_RG_PARSE_R
 std::vector<KEP_REDUNDANCY_FAULT> kep_read_redundancy_text(KEP_DB* db, KEP_RG_PARSE_REDUNDANCY& parser,
                                                            std::string_view text, const std::string& name) {
   const std::string cut_off = KEP_RG_PARSE_REDUNDANCY::find_cut_off(text);
-  if (!cut_off.empty()) throw KEP_IO_ERROR(name + ": " + cut_off);
+  if (!cut_off.empty()) throw KEP_IO_ERROR(fmt::format("{}: {}", name, cut_off));
   KEP_RG_MODULE_RELATIVE_PORTS ports;
   parser.parse(&ports, text);
   // With nothing read and nothing failed either there were no lines, or there is no such module.
   if (parser.is_module_unknown())
-    throw KEP_IO_ERROR(name + ": no module \"" + parser.get_failed_module() + "\"");
+    throw KEP_IO_ERROR(fmt::format("{}: no module \"{}\"", name, parser.get_failed_module()));
   KEP_RG_MODULE_RELATIVE_PORTS fixed;
   parser.fixup(&fixed, &ports);
   if (fixed.size() != 0) {

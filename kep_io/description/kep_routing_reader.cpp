@@ -30,14 +30,13 @@ public:
 
 private:
   bool read_line(std::string_view line, std::size_t number);
+  void gather_warning(std::size_t number);
   [[noreturn]] void refuse(std::size_t number, const std::string& reason) const {
     throw KEP_IO_ERROR(fmt::format("{}:{}: {}", m_name, number, reason));
   }
 
   KEP_ROUTING_OPERATIONS m_operations;
   const std::string& m_name;
-  void gather_warning(std::size_t number);
-
   simdjson::dom::parser m_parser;
   std::vector<std::string> m_warnings;
   std::size_t m_num_warnings = 0;
@@ -81,28 +80,30 @@ bool LINES::read_line(std::string_view line, std::size_t number) {
   const simdjson::error_code error = m_parser.parse(line.data(), line.size(), false).get(element);
   if (error != simdjson::SUCCESS) {
     const std::optional<KEP_JSON_FAULT> fault = kep_find_json_fault(line);
-    if (!fault) throw KEP_ROUTING_REFUSAL{fmt::format("no JSON: {}", simdjson::error_message(error))};
+    if (!fault) kep_routing_refuse("no JSON: {}", simdjson::error_message(error));
     throw KEP_IO_ERROR(fmt::format("{}:{}:{}: {}", m_name, number, fault->m_offset + 1, fault->m_reason));
   }
   m_operations.carry_out(KEP_ROUTING_STATEMENT(element));
   return true;
 }
 
-} // namespace
-
-std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path) {
-  const simdjson::padded_string text = kep_read_whole_file(path, std::numeric_limits<std::size_t>::max());
-  const std::string name = kep_get_file_name(path);
+std::vector<std::string> read_description(KEP_DB* db, KEP_RG_PARSE& parse,
+                                          const simdjson::padded_string& text, const std::string& name) {
   std::vector<std::string> warnings = LINES(db, parse, name).read(text);
   kep_describe_no_routing(db);
   return warnings;
 }
 
+} // namespace
+
+std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path) {
+  return read_description(db, parse, kep_read_whole_file(path, std::numeric_limits<std::size_t>::max()),
+                          kep_get_file_name(path));
+}
+
 std::vector<std::string> kep_read_routing_text(KEP_DB* db, KEP_RG_PARSE& parse, std::string_view text,
                                                const std::string& name) {
-  std::vector<std::string> warnings = LINES(db, parse, name).read(simdjson::padded_string(text));
-  kep_describe_no_routing(db);
-  return warnings;
+  return read_description(db, parse, simdjson::padded_string(text), name);
 }
 
 void kep_describe_no_routing(KEP_DB* db) {

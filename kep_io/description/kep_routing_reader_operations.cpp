@@ -1,6 +1,7 @@
 #include "kep_io/description/kep_routing_reader_operations.h"
 
 #include "kep/kep_routing_graph.h"
+#include "kep_io/text/kep_view_name.h"
 
 #include <fmt/format.h>
 
@@ -18,14 +19,6 @@ using FIELD = KEP_ROUTING_FIELD;
 /// all.
 std::string as_name(std::string_view text) {
   return std::string(text.find('\0') == std::string_view::npos ? text : std::string_view());
-}
-
-std::optional<KEP_VIEW_TYPE> find_view(std::string_view name) {
-  if (name == "LOGICAL") return KEP_VIEW_TYPE::LOGICAL;
-  if (name == "VIEW_1") return KEP_VIEW_TYPE::VIEW_1;
-  if (name == "BLC") return KEP_VIEW_TYPE::BLC;
-  if (name == "LOGICAL_TWIN") return KEP_VIEW_TYPE::LOGICAL_TWIN;
-  return std::nullopt;
 }
 
 std::vector<std::string_view> split_path(std::string_view path) {
@@ -146,7 +139,7 @@ void KEP_ROUTING_OPERATIONS::add_routing_root(const KEP_ROUTING_STATEMENT& state
   const std::string_view name = statement.get_text(FIELD::ROOT_VIEW);
   // The operation decides which views it takes, so every view that has a name is passed on.
   const std::optional<KEP_VIEW_TYPE> view =
-      name == "DEFAULT_VIEW" ? std::optional(KEP_VIEW_TYPE::DEFAULT_VIEW) : find_view(name);
+      name == "DEFAULT_VIEW" ? std::optional(KEP_VIEW_TYPE::DEFAULT_VIEW) : kep_find_view(name);
   if (!view) kep_routing_refuse("unknown view \"{}\"", name);
   if (!module->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
     kep_routing_refuse("module \"{}\" is no IP root, so it can't be a routing root",
@@ -181,7 +174,7 @@ void KEP_ROUTING_OPERATIONS::set_spare_row(const KEP_ROUTING_STATEMENT& statemen
 KEP_MODULE* KEP_ROUTING_OPERATIONS::get_module(const KEP_ROUTING_STATEMENT& statement) const {
   const std::string_view view_name =
       statement.has(FIELD::VIEW) ? statement.get_text(FIELD::VIEW) : std::string_view("LOGICAL");
-  const std::optional<KEP_VIEW_TYPE> view = find_view(view_name);
+  const std::optional<KEP_VIEW_TYPE> view = kep_find_view(view_name);
   if (!view) kep_routing_refuse("unknown view \"{}\"", view_name);
   const std::string_view name = statement.get_text(FIELD::MODULE);
   const std::vector<KEP_MODULE*> modules = m_db->find_modules(as_name(name).c_str(), *view, true);

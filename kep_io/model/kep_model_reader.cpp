@@ -14,8 +14,9 @@ namespace {
 
 /// Why the parser refused the text, with line and column where they can be found.
 [[noreturn]] void refuse_text(std::string_view text, const std::string& name, simdjson::error_code error) {
-  if (text.empty()) throw KEP_IO_ERROR(name + ": no JSON: the file is empty");
-  if (error == simdjson::MEMALLOC) throw KEP_IO_ERROR(name + ": can't be read: not enough memory");
+  if (text.empty()) throw KEP_IO_ERROR(fmt::format("{}: no JSON: the file is empty", name));
+  if (error == simdjson::MEMALLOC)
+    throw KEP_IO_ERROR(fmt::format("{}: can't be read: not enough memory", name));
   const std::optional<KEP_JSON_FAULT> fault = kep_find_json_fault(text);
   if (!fault) throw KEP_IO_ERROR(fmt::format("{}: no JSON: {}", name, simdjson::error_message(error)));
   const std::string_view before = text.substr(0, fault->m_offset);
@@ -51,7 +52,7 @@ std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::str
     if (lines) *lines = warnings.get_lines(*db, name);
     return db;
   } catch (const KEP_DB_ERROR& error) {
-    throw KEP_IO_ERROR(name + ": " + error.what());
+    throw KEP_IO_ERROR(fmt::format("{}: {}", name, error.what()));
   }
 }
 

@@ -1,6 +1,7 @@
 #include "kep_io/model/kep_model_reader_attributes.h"
 
 #include "kep_io/model/kep_model_reader_names.h"
+#include "kep_io/text/kep_view_name.h"
 
 #include <fmt/format.h>
 
@@ -58,10 +59,7 @@ NUMBER read_number(simdjson::dom::element value, const KEP_JSON_PLACE& place) {
 }
 
 KEP_VIEW_TYPE read_view(std::string_view text, const KEP_JSON_PLACE& place) {
-  if (text == "LOGICAL") return KEP_VIEW_TYPE::LOGICAL;
-  if (text == "VIEW_1") return KEP_VIEW_TYPE::VIEW_1;
-  if (text == "BLC") return KEP_VIEW_TYPE::BLC;
-  if (text == "LOGICAL_TWIN") return KEP_VIEW_TYPE::LOGICAL_TWIN;
+  if (const std::optional<KEP_VIEW_TYPE> view = kep_find_view(text)) return *view;
   place.refuse(fmt::format("unknown view \"{}\"", text));
 }
 

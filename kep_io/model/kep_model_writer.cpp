@@ -28,12 +28,12 @@ void append_attributes(std::string& out, const std::vector<KEP_MODEL_ATTRIBUTE>&
   for (const KEP_MODEL_ATTRIBUTE& attribute : attributes) {
     out += separator;
     separator = ",";
-    kep_append_json_text(out, attribute.name);
+    kep_append_json_text(out, attribute.m_name);
     out += ':';
-    if (attribute.text.empty())
-      fmt::format_to(std::back_inserter(out), "{}", attribute.number);
+    if (attribute.m_text.empty())
+      fmt::format_to(std::back_inserter(out), "{}", attribute.m_number);
     else
-      kep_append_json_text(out, attribute.text);
+      kep_append_json_text(out, attribute.m_text);
   }
   out += '}';
 }
@@ -58,7 +58,7 @@ void append_object(std::string& out, const char* name, const ELEMENTS& elements,
   for (const auto& element : elements) {
     out += separator;
     separator = ",\n    ";
-    kep_append_json_text(out, element.name);
+    kep_append_json_text(out, element.m_name);
     out += ":{";
     append(element);
     out += '}';
@@ -79,21 +79,22 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
   std::string& out = m_buffer;
   out = m_first ? "\n  " : ",\n  ";
   m_first = false;
-  kep_append_json_text(out, module.key);
+  kep_append_json_text(out, module.m_key);
   out += ":{\n   ";
-  append_attributes(out, module.attributes);
-  append_object(out, "ports", module.ports, [&out](const KEP_MODEL_PORT& port) {
-    fmt::format_to(std::back_inserter(out), "\"direction\":\"{}\",\"bits\":", direction_name(port.direction));
-    append_bits(out, port.bits);
+  append_attributes(out, module.m_attributes);
+  append_object(out, "ports", module.m_ports, [&out](const KEP_MODEL_PORT& port) {
+    fmt::format_to(std::back_inserter(out),
+                   "\"direction\":\"{}\",\"bits\":", direction_name(port.m_direction));
+    append_bits(out, port.m_bits);
   });
-  append_object(out, "cells", module.cells, [&out](const KEP_MODEL_CELL& cell) {
+  append_object(out, "cells", module.m_cells, [&out](const KEP_MODEL_CELL& cell) {
     out += "\"type\":";
-    kep_append_json_text(out, cell.type);
+    kep_append_json_text(out, cell.m_type);
     out += ',';
-    append_attributes(out, cell.attributes);
+    append_attributes(out, cell.m_attributes);
     out += ",\"connections\":{";
     const char* separator = "";
-    for (const auto& [port, bits] : cell.connections) {
+    for (const auto& [port, bits] : cell.m_connections) {
       out += separator;
       separator = ",";
       kep_append_json_text(out, port);
@@ -102,11 +103,11 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
     }
     out += '}';
   });
-  append_object(out, "netnames", module.netnames, [&out](const KEP_MODEL_NETNAME& net) {
+  append_object(out, "netnames", module.m_netnames, [&out](const KEP_MODEL_NETNAME& net) {
     out += "\"bits\":";
-    append_bits(out, net.bits);
+    append_bits(out, net.m_bits);
     out += ',';
-    append_attributes(out, net.attributes);
+    append_attributes(out, net.m_attributes);
   });
   out += '}';
   m_out << out;

@@ -1,5 +1,6 @@
 #include "kep_io/text/kep_json_fault.h"
 
+#include <fmt/format.h>
 #include <simdjson.h>
 
 #include <charconv>
@@ -18,8 +19,7 @@ public:
 private:
   [[noreturn]] void fail(const std::string& reason) const { throw KEP_JSON_FAULT{m_at, reason}; }
   [[noreturn]] void fail_syntax(const std::string& expected) const {
-    fail(at_end() ? "no JSON: the text ends where " + expected + " is expected"
-                  : "no JSON: " + expected + " is expected");
+    fail(fmt::format("no JSON: {}{} is expected", at_end() ? "the text ends where " : "", expected));
   }
   bool at_end() const { return m_at == m_text.size(); }
   unsigned char peek(std::size_t ahead = 0) const {
@@ -72,7 +72,7 @@ bool JSON_SCANNER::opens_container() {
   skip_space();
   if (accept(closer)) return false;
   if (m_closers.size() + 2 > simdjson::DEFAULT_MAX_DEPTH)
-    fail("nested deeper than " + std::to_string(simdjson::DEFAULT_MAX_DEPTH));
+    fail(fmt::format("nested deeper than {}", simdjson::DEFAULT_MAX_DEPTH));
   m_closers.push_back(closer);
   if (closer == '}') scan_key();
   return true;

@@ -2,6 +2,8 @@
 
 #include "kep_io/kep_io_error.h"
 
+#include <fmt/format.h>
+
 void KEP_JSON_PLACE::refuse(const std::string& reason) const {
   throw KEP_IO_ERROR(get_line(reason));
 }
@@ -10,13 +12,13 @@ std::string KEP_JSON_PLACE::get_line(const std::string& reason) const {
   const KEP_JSON_PLACE* file = this;
   while (file->m_above)
     file = file->m_above;
-  const std::string path = m_above ? get_path() + ": " : "";
-  return std::string(file->m_name) + ": " + path + reason;
+  return m_above ? fmt::format("{}: {}: {}", file->m_name, get_path(), reason)
+                 : fmt::format("{}: {}", file->m_name, reason);
 }
 
 std::string KEP_JSON_PLACE::get_path() const {
   const bool is_outermost = !m_above->m_above;
-  return (is_outermost ? "" : m_above->get_path() + ".") + std::string(m_name);
+  return is_outermost ? std::string(m_name) : fmt::format("{}.{}", m_above->get_path(), m_name);
 }
 
 simdjson::dom::object kep_json_object(simdjson::dom::element value, const KEP_JSON_PLACE& place) {

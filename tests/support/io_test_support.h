@@ -4,6 +4,7 @@
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_model_reader.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ inline const KEP_MODULE* module_of_key(const KEP_DB& db, const std::string& key)
   for (const KEP_MODULE* module : db.iter_modules(true))
     if (key == module->get_key()) return module;
   return nullptr;
+}
+
+inline const KEP_MODULE* top_of(const std::unique_ptr<KEP_DB>& db) {
+  return db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
 }
 
 /// The members of a net in their order: ports of the module plain, inst ports as INSTANCE:PORT.

@@ -1,50 +1,30 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include "tests/support/folder_fixture.h"
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
+#include <utility>
 
 /// Runs the tool as a user does, in a folder of the test's own.
-class Tool : public testing::Test {
+class Tool : public Folder {
 protected:
-  void SetUp() override {
-    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-    m_folder = std::filesystem::temp_directory_path() / ("kep-rg-" + std::string(test.test_suite_name()) +
-                                                         "-" + std::to_string(getpid()) + "-" + test.name());
-    std::filesystem::create_directories(m_folder);
-  }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-  std::string path(const std::string& name) const { return (m_folder / name).string(); }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-  std::string read(const std::string& name) const {
-    std::ostringstream text;
-    text << std::ifstream(path(name)).rdbuf();
-    return text.str();
-  }
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder))
-      names.push_back(std::filesystem::relative(entry.path(), m_folder).string());
-    return names;
-  }
-
   /// The arguments may end in redirections and pipes. Gives the exit status, or -1 when a signal ended the
   /// tool.
-  int run(const std::string& arguments) {
-    const std::string streams = "../" + m_folder.filename().string();
-    const std::string command = "cd " + m_folder.string() + " && { '" KEP_RG_TOOL "' " + arguments + "; } >" +
-                                streams + ".out 2>" + streams + ".err";
-    const int status = std::system(command.c_str());
-    m_out = take(".out");
-    m_err = take(".err");
+  int run(const std::string& arguments) { return run_line("'" KEP_RG_TOOL "' " + arguments); }
+
+  /// The same of a command line of a user whose PATH has the tool.
+  int run_line(const std::string& command) {
+    const std::string tool = KEP_RG_TOOL;
+    const std::string out = path("../" + m_streams + ".out");
+    const std::string err = path("../" + m_streams + ".err");
+    const int status = std::system(("cd '" + path("") + "' && PATH='" + tool.substr(0, tool.rfind('/')) +
+                                    "':\"$PATH\" && { " + command + "; } >'" + out + "' 2>'" + err + "'")
+                                       .c_str());
+    m_out = take(out);
+    m_err = take(err);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
@@ -52,12 +32,12 @@ protected:
   std::string m_err;
 
 private:
-  std::string take(const std::string& suffix) const {
-    const std::filesystem::path file = m_folder.string() + suffix;
-    std::ostringstream text;
-    text << std::ifstream(file).rdbuf();
+  static std::string take(const std::string& file) {
+    std::string text = read_file(file);
     std::filesystem::remove(file);
-    return text.str();
+    return text;
   }
-  std::filesystem::path m_folder;
+
+  /// What goes to the streams stands beside the folder.
+  const std::string m_streams = std::filesystem::path(path("x")).parent_path().filename().string();
 };

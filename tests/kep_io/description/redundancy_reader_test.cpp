@@ -2,6 +2,7 @@
 #include "kep_report/kep_report_capture.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
+#include "tests/support/folder_fixture.h"
 #include "tests/support/io_test_support.h"
 #include "tests/support/named_model.h"
 #include "tests/support/random_source.h"
@@ -10,10 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <vector>
 
 namespace redundancy_reader_test {
@@ -27,7 +26,7 @@ KEP_RG_PARSE_REDUNDANCY quiet_parser(KEP_DB* db) {
 }
 
 /// TILE's two muxes have arcs from a and b to z.
-class RedundancyReader : public testing::Test {
+class RedundancyReader : public Folder {
 protected:
   RedundancyReader() {
     KEP_RG_PARSE parse(model.db());
@@ -175,15 +174,13 @@ TEST_F(RedundancyReader, ReadsOrRefusesRandomBytesAndDoesNothingElse) {
 // --- files ------------------------------------------------------------------------------------------------
 
 TEST_F(RedundancyReader, ReadsAFile) {
-  const std::filesystem::path file =
-      std::filesystem::temp_directory_path() / ("kep_redundancy_" + std::to_string(getpid()) + ".txt");
-  std::ofstream(file, std::ios::binary) << "module_name: TILE\n0 m:b\n1 x:y\n";
+  const std::string file = write("data.txt", "module_name: TILE\n0 m:b\n1 x:y\n");
   EXPECT_THAT(as_texts(kep_read_redundancy(model.db(), parser, file)), ElementsAre("3: x:y"));
-  std::ofstream(file, std::ios::binary) << "";
+  write("data.txt", "");
   EXPECT_EQ(refusal_of([&] { kep_read_redundancy(model.db(), parser, file); }),
-            file.string() + ": the keyword \"module_name:\" is missing");
+            file + ": the keyword \"module_name:\" is missing");
   std::filesystem::remove(file);
-  EXPECT_TRUE(refusal_of([&] { kep_read_redundancy(model.db(), parser, file); }).starts_with(file.string()));
+  EXPECT_TRUE(refusal_of([&] { kep_read_redundancy(model.db(), parser, file); }).starts_with(file));
   EXPECT_THAT(stored(), ElementsAre("m/b"));
 }
 

@@ -7,7 +7,6 @@
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
 #include "tests/support/example_device.h"
-#include "tests/support/io_test_support.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

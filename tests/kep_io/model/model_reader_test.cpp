@@ -21,10 +21,6 @@ std::unique_ptr<KEP_DB> read_attributes(const std::string& attributes) {
   return read_module(R"("attributes": {)" + attributes + "}");
 }
 
-const KEP_MODULE* top_of(const std::unique_ptr<KEP_DB>& db) {
-  return db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
-}
-
 TEST(ModelReader, OrderOfModulesPortsAndCellsIsThatOfTheFile) {
   const auto db = read(R"({"modules": {
     "Z": {"ports": {"z": {"direction": "input", "bits": [2]}, "a": {"direction": "output", "bits": [3]}}},

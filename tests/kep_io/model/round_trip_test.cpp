@@ -21,7 +21,7 @@ public:
     const std::size_t num_modules = 1 + below(5);
     for (std::size_t i = 0; i != num_modules; ++i)
       m_modules.push_back(make_module(i));
-    m_modules.back().attributes.push_back({"top", 1});
+    m_modules.back().m_attributes.push_back({"top", 1});
     std::shuffle(m_modules.begin(), m_modules.end(), m_random); // masters may stand behind their uses
   }
 
@@ -41,20 +41,20 @@ private:
 
   KEP_MODEL_MODULE make_module(std::size_t number) {
     KEP_MODEL_MODULE module;
-    module.key = "M" + std::to_string(number);
+    module.m_key = "M" + std::to_string(number);
     for (std::size_t i = 0, count = below(4); i != count; ++i)
-      module.ports.push_back(
+      module.m_ports.push_back(
           {"p" + std::to_string(9 - i), static_cast<KEP_MODEL_DIRECTION>(below(3)), make_bits(below(4))});
     for (std::size_t i = 0, count = number == 0 ? 0 : below(4); i != count; ++i) {
       const KEP_MODEL_MODULE& master = m_modules[below(number)];
-      KEP_MODEL_CELL cell{"c\"" + std::to_string(9 - i), master.key};
-      for (const KEP_MODEL_PORT& port : master.ports)
-        if (below(4) != 0) cell.connections.emplace_back(port.name, make_bits(port.bits.size()));
-      std::shuffle(cell.connections.begin(), cell.connections.end(), m_random);
-      module.cells.push_back(std::move(cell));
+      KEP_MODEL_CELL cell{"c\"" + std::to_string(9 - i), master.m_key};
+      for (const KEP_MODEL_PORT& port : master.m_ports)
+        if (below(4) != 0) cell.m_connections.emplace_back(port.m_name, make_bits(port.m_bits.size()));
+      std::shuffle(cell.m_connections.begin(), cell.m_connections.end(), m_random);
+      module.m_cells.push_back(std::move(cell));
     }
     for (std::size_t i = 0, count = below(4); i != count; ++i)
-      module.netnames.push_back({"n" + std::to_string(i), make_bits(1 + below(2))});
+      module.m_netnames.push_back({"n" + std::to_string(i), make_bits(1 + below(2))});
     return module;
   }
 
@@ -94,28 +94,28 @@ struct MEMBERS {
 WORDS expected_words(const KEP_MODEL_MODULE& module, const std::vector<KEP_MODEL_MODULE>& modules) {
   WORDS words;
   std::map<std::int64_t, MEMBERS> nets;
-  for (const KEP_MODEL_PORT& port : module.ports)
-    for (std::size_t i = 0; i != port.bits.size(); ++i) {
-      const std::string name = bit_name(port.name, port.bits.size(), i);
-      words.m_ports += name + letter_of(port.direction) + " ";
-      nets[port.bits[i]].m_text += name + " ";
-      ++nets[port.bits[i]].m_num_ports;
+  for (const KEP_MODEL_PORT& port : module.m_ports)
+    for (std::size_t i = 0; i != port.m_bits.size(); ++i) {
+      const std::string name = bit_name(port.m_name, port.m_bits.size(), i);
+      words.m_ports += name + letter_of(port.m_direction) + " ";
+      nets[port.m_bits[i]].m_text += name + " ";
+      ++nets[port.m_bits[i]].m_num_ports;
     }
-  for (const KEP_MODEL_CELL& cell : module.cells) {
-    words.m_cells += cell.name + "=" + cell.type + " ";
+  for (const KEP_MODEL_CELL& cell : module.m_cells) {
+    words.m_cells += cell.m_name + "=" + cell.m_type + " ";
     const auto master =
-        std::find_if(modules.begin(), modules.end(), [&](const auto& m) { return m.key == cell.type; });
-    for (const KEP_MODEL_PORT& port : master->ports)
-      for (const auto& [name, bits] : cell.connections)
-        for (std::size_t i = 0; name == port.name && i != bits.size(); ++i) {
-          nets[bits[i]].m_text += cell.name + ":" + bit_name(name, bits.size(), i) + " ";
+        std::find_if(modules.begin(), modules.end(), [&](const auto& m) { return m.m_key == cell.m_type; });
+    for (const KEP_MODEL_PORT& port : master->m_ports)
+      for (const auto& [name, bits] : cell.m_connections)
+        for (std::size_t i = 0; name == port.m_name && i != bits.size(); ++i) {
+          nets[bits[i]].m_text += cell.m_name + ":" + bit_name(name, bits.size(), i) + " ";
           ++nets[bits[i]].m_num_inst_ports;
         }
   }
   std::map<std::int64_t, std::string> names;
-  for (const KEP_MODEL_NETNAME& net : module.netnames)
-    for (std::size_t i = 0; i != net.bits.size(); ++i)
-      names.emplace(net.bits[i], bit_name(net.name, net.bits.size(), i));
+  for (const KEP_MODEL_NETNAME& net : module.m_netnames)
+    for (std::size_t i = 0; i != net.m_bits.size(); ++i)
+      names.emplace(net.m_bits[i], bit_name(net.m_name, net.m_bits.size(), i));
   for (const auto& [bit, members] : nets) {
     const bool is_alone = members.m_num_ports == 1 && members.m_num_inst_ports == 0;
     if (bit == KEP_MODEL_UNCONNECTED_BIT || is_alone) continue;
@@ -150,7 +150,7 @@ TEST(RoundTrip, AModelThatIsWrittenIsReadBackAsItWas) {
     const auto db = kep_read_model_text(text.str(), "m.json");
     std::size_t i = 0;
     for (const KEP_MODULE* module : db->iter_modules(true)) {
-      ASSERT_EQ(module->get_key(), model.modules()[i].key);
+      ASSERT_EQ(module->get_key(), model.modules()[i].m_key);
       ASSERT_EQ(words_of(module), expected_words(model.modules()[i], model.modules()))
           << "seed " << seed << "\n"
           << text.str();

@@ -24,10 +24,6 @@ std::string refusal(const std::string& name) {
   return refusal_of([&] { read(name); }).substr(FOLDER.size());
 }
 
-const KEP_MODULE* top_of(const std::unique_ptr<KEP_DB>& db) {
-  return db->get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
-}
-
 /// The name of the net that a port of an instance is on, "-" if it is on none.
 std::string net_at(const KEP_MODULE* module, const char* instance, const char* port) {
   const KEP_INSTANCE* at = module->find_instance(instance);

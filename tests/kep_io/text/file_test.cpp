@@ -1,29 +1,15 @@
+#include "tests/support/folder_fixture.h"
 #include "tests/support/routing_test_support.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <fstream>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
 namespace file_test {
 
-/// A folder of its own for each test.
-class ReadingFiles : public testing::Test {
+class ReadingFiles : public Folder {
 protected:
-  ReadingFiles() {
-    std::string name = (std::filesystem::temp_directory_path() / "kep_io_XXXXXX").string();
-    m_folder = mkdtemp(name.data());
-  }
-  ~ReadingFiles() override { std::filesystem::remove_all(m_folder); }
-
-  std::string path(const std::string& name) const { return (m_folder / name).string(); }
-  std::string write(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-    return path(name);
-  }
   /// What both readers say of a file, each without the name of the file.
   std::pair<std::string, std::string> refusals(const std::string& file) {
     const std::string model = refusal_of([&] { kep_read_model(file); });
@@ -37,8 +23,6 @@ private:
   static std::string without(const std::string& message, const std::string& file) {
     return message.starts_with(file) ? message.substr(file.size()) : message;
   }
-
-  std::filesystem::path m_folder;
 };
 
 using PAIR = std::pair<std::string, std::string>;

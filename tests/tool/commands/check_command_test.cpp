@@ -52,7 +52,7 @@ protected:
   /// From the line of the traces on; above it is what the build tells.
   std::string findings() const { return m_out.substr(std::min(m_out.size(), m_out.find("Traced "))); }
   static std::string example(const std::string& name) {
-    const std::string folder = KEP_TEST_DATA_DIR "/examples/" + name + "/";
+    const std::string folder = "'" KEP_TEST_DATA_DIR "/examples/" + name + "/'";
     return folder + "model.json " + folder + "routing.jsonl" +
            (name == "redundant_inputs" ? " --redundancy " + folder + "redundancy.txt" : "");
   }

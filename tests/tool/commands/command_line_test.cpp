@@ -34,7 +34,6 @@ const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input":
 class CommandLine : public Tool {
 protected:
   void SetUp() override {
-    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }
@@ -46,15 +45,6 @@ protected:
     EXPECT_EQ(std::count(m_err.begin(), m_err.end(), '\n'), 1) << arguments << "\n" << m_err;
   }
 };
-
-std::vector<std::string> sorted_lines(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  std::sort(lines.begin(), lines.end());
-  return lines;
-}
 
 TEST_F(CommandLine, BuildsAGraphAndDumpsItByName) {
   ASSERT_EQ(run("build model.json routing.jsonl --dump dump"), 0) << m_err;

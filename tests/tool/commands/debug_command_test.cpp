@@ -60,7 +60,6 @@ const char* const LOG = "inst_port l/m:o logical -type start\n"
 class DebugCommand : public Tool {
 protected:
   void SetUp() override {
-    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }
@@ -138,7 +137,7 @@ TEST_F(DebugCommand, TellsWhyNoNodeStandsAtAUip) {
                  "bare:z is not a routing node: its mux has no inst header, and the port no wire type");
   write("removed.jsonl", R"({"op": "add_remove_node", "module": "LUT", "port": "in"}
 )");
-  const std::string blc = KEP_TEST_DATA_DIR "/examples/blc_root/";
+  const std::string blc = "'" KEP_TEST_DATA_DIR "/examples/blc_root/'";
   expect_refused("debug " + blc + "model.json " + blc + "routing.jsonl removed.jsonl k/a1:in",
                  "k/a1:in is not a routing node: the description removes it");
 }
@@ -281,8 +280,7 @@ TEST_F(DebugCommand, RefusesABoundaryNode) {
 }
 
 // Skip paths with two outputs, one behind the other; a net that is met twice; a node in front of its mux.
-TEST_F(DebugCommand, DrawsSkipPathsBehindSkipPaths) {
-  write("model.json", R"({"modules": {
+const char* const SKIPS_MODEL = R"({"modules": {
     "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "b": {"direction": "input", "bits": [3]},
                       "o": {"direction": "output", "bits": [4]}}},
     "SKIP": {"ports": {"i": {"direction": "input", "bits": [2]}, "y": {"direction": "output", "bits": [3]},
@@ -299,13 +297,17 @@ TEST_F(DebugCommand, DrawsSkipPathsBehindSkipPaths) {
                             "connections": {"a": [4], "b": [2], "o": [8]}},
                       "c": {"type": "JOIN", "connections": {"i": [2], "j": [2]}}},
             "netnames": {"n": {"bits": [2]}, "fy": {"bits": [3]}, "fz": {"bits": [4]}, "gy": {"bits": [5]},
-                         "gz": {"bits": [6]}}}}})");
-  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+                         "gz": {"bits": [6]}}}}})";
+const char* const SKIPS_ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
 {"op": "add_port_edge", "module": "MUX", "input": "b", "output": "o"}
 {"op": "add_port_edge", "module": "SKIP", "input": "i", "output": "y", "flag": true}
 {"op": "add_port_edge", "module": "SKIP", "input": "i", "output": "z", "flag": true}
 {"op": "add_inserted_node", "name": "", "module": "MUX", "port": "b"}
-)");
+)";
+
+TEST_F(DebugCommand, DrawsSkipPathsBehindSkipPaths) {
+  write("model.json", SKIPS_MODEL);
+  write("routing.jsonl", SKIPS_ROUTING);
   EXPECT_EQ(run("debug model.json routing.jsonl s:o --log -"), 0) << m_err;
   EXPECT_EQ(m_out, "s:o\n"
                    "  outside: net n\n"

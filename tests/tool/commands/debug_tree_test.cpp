@@ -12,10 +12,10 @@ class DebugTree : public Tool {
 protected:
   /// The tree of one of the example devices, or of model.json and routing.jsonl.
   std::string tree(const std::string& uip, const std::string& example = "") {
-    const std::string folder = example.empty() ? "" : KEP_TEST_DATA_DIR "/examples/" + example + "/";
-    std::string arguments = "debug " + folder + "model.json " + folder + "routing.jsonl " + uip;
+    const std::string folder = example.empty() ? path("") : KEP_TEST_DATA_DIR "/examples/" + example + "/";
+    std::string arguments = "debug '" + folder + "model.json' '" + folder + "routing.jsonl' " + uip;
     if (std::filesystem::exists(folder + "redundancy.txt"))
-      arguments += " --redundancy " + folder + "redundancy.txt";
+      arguments += " --redundancy '" + folder + "redundancy.txt'";
     EXPECT_EQ(run(arguments + " --log -"), 0) << m_err;
     EXPECT_EQ(m_err, "");
     return m_out.substr(0, m_out.find("\n\n") + 1);
@@ -94,8 +94,7 @@ TEST_F(DebugTree, GoesOnOnTheSameNetBehindANodeThroughWhichItComesUp) {
 }
 
 // s drives the tunnel x, behind which stand the target d and a mux.
-TEST_F(DebugTree, TellsTheTwoSearchesOfATunnelApartAndWhatTheyDrop) {
-  write("model.json", R"({"modules": {
+const char* const TUNNEL_MODEL = R"({"modules": {
     "MUX": {"ports": {"a": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [3]}}},
     "SOURCE": {"ports": {"i": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [3]}}},
     "THROUGH": {"ports": {"i": {"direction": "input", "bits": [2]}, "o": {"direction": "output", "bits": [2]}},
@@ -114,15 +113,19 @@ TEST_F(DebugTree, TellsTheTwoSearchesOfATunnelApartAndWhatTheyDrop) {
                       "k": {"type": "MUX", "attributes": {"kep_inst_header": 1},
                             "connections": {"a": [3], "o": [7]}}},
             "netnames": {"n": {"bits": [2]}, "q": {"bits": [3]}, "mo": {"bits": [5]}, "do": {"bits": [6]},
-                         "ko": {"bits": [7]}}}}})");
-  write("routing.jsonl", R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
+                         "ko": {"bits": [7]}}}}})";
+const char* const TUNNEL_ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input": "a", "output": "o"}
 {"op": "add_port_edge", "module": "SOURCE", "input": "i", "output": "o"}
 {"op": "add_port_edge", "module": "THROUGH", "input": "i", "output": "o"}
 {"op": "add_port_edge", "module": "TARGET", "input": "i", "output": "o"}
 {"op": "add_tunnel_type", "module": "SOURCE", "tunnel": 1}
 {"op": "add_tunnel_type", "module": "THROUGH", "tunnel": 2}
 {"op": "add_tunnel_type", "module": "TARGET", "tunnel": 3}
-)");
+)";
+
+TEST_F(DebugTree, TellsTheTwoSearchesOfATunnelApartAndWhatTheyDrop) {
+  write("model.json", TUNNEL_MODEL);
+  write("routing.jsonl", TUNNEL_ROUTING);
   EXPECT_EQ(tree("s:o"), "s:o\n"
                          "  outside: net n\n"
                          "    x:i  mux input -> x:o\n"

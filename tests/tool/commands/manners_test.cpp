@@ -35,35 +35,41 @@ class Manners : public Tool {
 protected:
   /// Files of a small fabric with a little of everything.
   void SetUp() override {
-    Tool::SetUp();
     ASSERT_EQ(
         run("generate --columns 3 --rows 3 --hipi 20 --redundant 20 --tunnels 1 --top-ports --model m.json "
             "--routing r.jsonl --redundancy d.txt"),
         0)
         << m_err;
-    ASSERT_EQ(run("build " + DEVICE + " -q --dump reference"), 0) << m_err;
-    std::string line;
-    std::istringstream edges(read("reference/edges.tsv"));
-    std::getline(edges, line);
-    while (std::getline(edges, line) && line.compare(line.find('\t'), 5, "\tuip\t") != 0) {
+  }
+  /// The edges of the device, as the dump has them.
+  const std::string& edges() {
+    if (m_edges.empty()) {
+      EXPECT_EQ(run("build " + DEVICE + " -q --dump reference"), 0) << m_err;
+      m_edges = read("reference/edges.tsv");
     }
-    m_from = line.substr(0, line.find('\t'));
-    const std::size_t to = line.find('\t', line.find('\t') + 1) + 1;
-    m_to = line.substr(to, line.find('\t', to) - to);
+    return m_edges;
   }
   void expect_refused(const std::string& arguments, const std::string& line) {
     EXPECT_EQ(run(arguments), 2) << arguments;
     EXPECT_EQ(m_out, "") << arguments;
     EXPECT_EQ(m_err, "kep-rg: " + line + "\n") << arguments;
   }
-  /// A command for each one that is about a device.
-  std::vector<std::string> commands() const {
-    return {"build " + DEVICE, "check " + DEVICE, "trace " + DEVICE + " " + m_from + " " + m_to,
-            "debug " + DEVICE + " " + m_from, "next " + DEVICE + " " + m_from};
+  /// A command for each one that is about a device; those about nodes take the first edge from a plain one.
+  std::vector<std::string> commands() {
+    std::string line;
+    std::istringstream lines(edges());
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line.compare(line.find('\t'), 5, "\tuip\t") != 0) {
+    }
+    const std::string from = line.substr(0, line.find('\t'));
+    const std::size_t to = line.find('\t', line.find('\t') + 1) + 1;
+    return {"build " + DEVICE, "check " + DEVICE,
+            "trace " + DEVICE + " " + from + " " + line.substr(to, line.find('\t', to) - to),
+            "debug " + DEVICE + " " + from, "next " + DEVICE + " " + from};
   }
 
-  std::string m_from;
-  std::string m_to;
+private:
+  std::string m_edges;
 };
 
 /// Ends of lines that hold the report of a build.
@@ -94,7 +100,7 @@ TEST_F(Manners, ABuildEndsInASummary) {
 }
 
 TEST_F(Manners, ASummaryTellsOfInsertedNodes) {
-  const std::string folder = KEP_TEST_DATA_DIR "/examples/inserted_node/";
+  const std::string folder = "'" KEP_TEST_DATA_DIR "/examples/inserted_node/'";
   ASSERT_EQ(run("build " + folder + "model.json " + folder + "routing.jsonl"), 0) << m_err;
   EXPECT_THAT(m_out, HasSubstr(", of them 1 inserted\n"));
 }
@@ -129,23 +135,25 @@ TEST_F(Manners, EveryCommandTakesTheOptionsOfADevice) {
 }
 
 TEST_F(Manners, NoNumberOfThreadsBringsAWarningOrOtherBytes) {
+  const std::string expected = edges();
   for (const std::string threads : {"1", "8", "64", "4096"}) {
     ASSERT_EQ(run("build " + DEVICE + " -q --dump dump -j " + threads), 0) << m_err;
     EXPECT_EQ(m_err, "") << threads;
-    EXPECT_TRUE(read("dump/edges.tsv") == read("reference/edges.tsv")) << threads;
+    EXPECT_TRUE(read("dump/edges.tsv") == expected) << threads;
   }
   ASSERT_EQ(run("build " + DEVICE + " --report -j 8"), 0);
   EXPECT_THAT(m_out, HasSubstr("with 8 threads\n"));
 }
 
 TEST_F(Manners, AMinusIsAStandardStream) {
+  const std::string expected = edges();
   ASSERT_EQ(run("build - r.jsonl --redundancy d.txt --dump dump < m.json"), 0) << m_err;
   EXPECT_THAT(m_out, StartsWith("device  standard input, top \"device\"\n"));
-  EXPECT_TRUE(read("dump/edges.tsv") == read("reference/edges.tsv"));
+  EXPECT_TRUE(read("dump/edges.tsv") == expected);
   ASSERT_EQ(run("build m.json - --redundancy d.txt --dump dump < r.jsonl"), 0) << m_err;
-  EXPECT_TRUE(read("dump/edges.tsv") == read("reference/edges.tsv"));
+  EXPECT_TRUE(read("dump/edges.tsv") == expected);
   ASSERT_EQ(run("build m.json r.jsonl --redundancy - --dump dump < d.txt"), 0) << m_err;
-  EXPECT_TRUE(read("dump/edges.tsv") == read("reference/edges.tsv"));
+  EXPECT_TRUE(read("dump/edges.tsv") == expected);
 
   ASSERT_EQ(run("build " + DEVICE + " --stats -"), 0) << m_err;
   EXPECT_THAT(m_out, StartsWith("{\n"));
@@ -229,8 +237,7 @@ TEST_F(Manners, AFullDiskIsToldAndLeavesWhatWasThere) {
 }
 
 TEST_F(Manners, AFileThatIsLargerThanALimitIsToldAndNoSignal) {
-  const int status =
-      run("--version >/dev/null; ulimit -f 8; '" KEP_RG_TOOL "' build " + DEVICE + " --dump dump");
+  const int status = run_line("ulimit -f 8; kep-rg build " + DEVICE + " --dump dump");
   EXPECT_EQ(status, 2);
   EXPECT_THAT(m_err, MatchesRegex("kep-rg: dump/(nodes|edges)\\.tsv: can't be written: File too large\n"));
   EXPECT_FALSE(std::filesystem::exists(path("dump")));
@@ -268,37 +275,61 @@ TEST_F(Manners, NumbersAreReadable) {
   EXPECT_EQ(format_bytes(5000000000000000), "5000 TB");
 }
 
+/// A run that is killed at some moment, again and again: files appear whole or not at all.
 class KilledRuns : public Tool {
 protected:
-  static pid_t start(const std::vector<std::string>& words, const std::string& folder) {
+  void SetUp() override {
+    ASSERT_EQ(run("generate --columns 12 --rows 12 --model m.json --routing r.jsonl"), 0) << m_err;
+    ASSERT_EQ(run("build m.json r.jsonl -q --dump dump --stats stats.json --wire-paths wires"), 0) << m_err;
+    m_files = files();
+    for (const std::string name : {"dump/nodes.tsv", "dump/edges.tsv", "wires"})
+      m_new_texts[name] = read(name);
+  }
+  pid_t start() const {
     const pid_t child = fork();
     if (child != 0) return child;
+    std::vector<std::string> words{"kep-rg", "build",   "m.json",     "r.jsonl",      "-q",   "--dump",
+                                   "dump",   "--stats", "stats.json", "--wire-paths", "wires"};
     std::vector<char*> arguments;
-    for (const std::string& word : words)
-      arguments.push_back(const_cast<char*>(word.c_str()));
+    for (std::string& word : words)
+      arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDERR_FILENO);
-    if (chdir(folder.c_str()) == 0) execv(KEP_RG_TOOL, arguments.data());
+    if (chdir(path("").c_str()) == 0) execv(KEP_RG_TOOL, arguments.data());
     _exit(127);
   }
+  /// Old files of all these names; or, when all is new, none of a dump.
+  void prepare(bool is_new) {
+    if (is_new)
+      std::filesystem::remove_all(path("dump"));
+    else
+      std::filesystem::create_directory(path("dump"));
+    for (const auto& [name, text] : m_new_texts)
+      if (!is_new || name == "wires") write(name, "old");
+    write("stats.json", "old");
+  }
+  void check(bool is_new, useconds_t delay) {
+    for (const auto& [name, text] : m_new_texts) {
+      const bool was_there = !is_new || name == "wires";
+      const std::string now = std::filesystem::exists(path(name)) ? read(name) : "none";
+      EXPECT_TRUE(now == text || (was_there ? now == "old" : now == "none")) << name << " " << delay;
+    }
+    EXPECT_THAT(read("stats.json"), AnyOf("old", EndsWith("\n}\n"))) << delay;
+    for (const std::string& name : files())
+      EXPECT_NE(std::find(m_files.begin(), m_files.end(), name), m_files.end()) << name << " " << delay;
+  }
+
+private:
+  std::vector<std::string> m_files; // of a run that ended by itself
+  std::map<std::string, std::string> m_new_texts;
 };
 
 TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
-  ASSERT_EQ(run("generate --columns 12 --rows 12 --model m.json --routing r.jsonl"), 0) << m_err;
-  const std::string arguments = "build m.json r.jsonl -q --dump dump --stats stats.json --wire-paths wires";
-  ASSERT_EQ(run(arguments), 0) << m_err;
-  const std::vector<std::string> expected = files();
-  std::map<std::string, std::string> new_texts;
-  for (const std::string name : {"dump/nodes.tsv", "dump/edges.tsv", "wires"})
-    new_texts[name] = read(name);
-
-  const std::vector<std::string> words{"kep-rg", "build",   "m.json",     "r.jsonl",      "-q",   "--dump",
-                                       "dump",   "--stats", "stats.json", "--wire-paths", "wires"};
   const auto begin = std::chrono::steady_clock::now();
   int status = 0;
-  waitpid(start(words, path("")), &status, 0);
+  waitpid(start(), &status, 0);
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   const auto whole =
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
@@ -306,29 +337,15 @@ TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
   std::mt19937 random(4711);
   int num_killed = 0;
   for (int i = 0; i != 60; ++i) {
-    const bool is_new = i % 4 == 3; // nothing stood there before
-    if (is_new)
-      std::filesystem::remove_all(path("dump"));
-    else if (!std::filesystem::exists(path("dump")))
-      std::filesystem::create_directory(path("dump"));
-    for (const auto& [name, text] : new_texts)
-      if (!is_new || name == "wires") write(name, "old");
-    write("stats.json", "old");
-    const pid_t child = start(words, path(""));
+    const bool is_new = i % 4 == 3;
+    prepare(is_new);
+    const pid_t child = start();
     const auto delay = static_cast<useconds_t>(random() % static_cast<unsigned>(whole.count()));
     usleep(delay);
     kill(child, std::array{SIGINT, SIGTERM, SIGKILL}[static_cast<std::size_t>(i) % 3]);
     ASSERT_EQ(waitpid(child, &status, 0), child);
     num_killed += WIFSIGNALED(status) ? 1 : 0;
-
-    for (const auto& [name, text] : new_texts) {
-      const bool was_there = !is_new || name == "wires";
-      const std::string now = std::filesystem::exists(path(name)) ? read(name) : "none";
-      EXPECT_TRUE(now == text || (was_there ? now == "old" : now == "none")) << name << " " << delay;
-    }
-    EXPECT_THAT(read("stats.json"), AnyOf("old", EndsWith("\n}\n"))) << delay;
-    for (const std::string& name : files())
-      EXPECT_NE(std::find(expected.begin(), expected.end(), name), expected.end()) << name << " " << delay;
+    check(is_new, delay);
   }
   EXPECT_GT(num_killed, 20) << "of runs that take " << whole.count() << " us";
 }

@@ -36,7 +36,6 @@ const char* const ROUTING = R"({"op": "add_port_edge", "module": "MUX", "input":
 class NextCommand : public Tool {
 protected:
   void SetUp() override {
-    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

@@ -29,10 +29,7 @@ std::string cell(const std::string& name, const std::string& connections, bool h
 
 class NothingSilent : public Tool {
 protected:
-  void SetUp() override {
-    Tool::SetUp();
-    write("r.jsonl", ROUTING);
-  }
+  void SetUp() override { write("r.jsonl", ROUTING); }
   /// One line on standard error, and exit status 2.
   void expect_refused(const std::string& arguments, const std::string& line) {
     EXPECT_EQ(run(arguments), 2) << arguments << "\n" << m_err;

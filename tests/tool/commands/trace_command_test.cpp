@@ -43,7 +43,6 @@ const char* const ROUTING =
 class TraceCommand : public Tool {
 protected:
   void SetUp() override {
-    Tool::SetUp();
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }

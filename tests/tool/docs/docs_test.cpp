@@ -30,11 +30,9 @@ std::string read_block(const std::string& document, const std::string& file) {
 
 class Docs : public Tool {
 protected:
-  /// Runs a sample with the tool on the path, below a folder of the test's own.
+  /// Runs a sample below a folder of the test's own.
   void expect_printed(const SAMPLE& sample, const std::string& folder) {
-    const std::string tool = KEP_RG_TOOL;
-    run("--version >/dev/null; PATH=" + tool.substr(0, tool.rfind('/')) + ":$PATH; cd " + folder +
-        sample.m_folder + " && " + sample.m_command);
+    run_line("cd " + folder + sample.m_folder + " && " + sample.m_command);
     EXPECT_EQ(m_out, sample.m_output) << "$ " << sample.m_command;
     EXPECT_EQ(m_err, "") << "$ " << sample.m_command;
   }

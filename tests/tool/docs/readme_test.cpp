@@ -8,7 +8,6 @@
 #include <cctype>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -17,12 +16,6 @@
 namespace readme_test {
 
 const std::filesystem::path PROJECT = std::filesystem::path(KEP_TEST_DATA_DIR) / ".." / "..";
-
-std::string read_page(const std::filesystem::path& page) {
-  std::ostringstream text;
-  text << std::ifstream(page).rdbuf();
-  return text.str();
-}
 
 /// The indented lines of the section "## The tool".
 std::vector<std::string> read_commands(const std::string& readme) {
@@ -51,7 +44,7 @@ std::string get_anchor(const std::string& heading) {
 }
 
 std::set<std::string> read_anchors(const std::filesystem::path& page) {
-  std::istringstream in(read_page(page));
+  std::istringstream in(read_file(page));
   std::set<std::string> anchors;
   for (std::string line; std::getline(in, line);) {
     const std::size_t text = line.find_first_not_of('#');
@@ -63,7 +56,7 @@ std::set<std::string> read_anchors(const std::filesystem::path& page) {
 
 /// The targets of the links `[...](TARGET)` that stay within the project.
 std::vector<std::string> read_links(const std::filesystem::path& page) {
-  const std::string text = read_page(page);
+  const std::string text = read_file(page);
   std::vector<std::string> links;
   for (std::size_t at = text.find("]("); at != std::string::npos; at = text.find("](", at + 2)) {
     const std::size_t end = text.find_first_of(") \n", at);
@@ -82,19 +75,12 @@ std::vector<std::filesystem::path> find_pages() {
   return pages;
 }
 
-class Readme : public Tool {
-protected:
-  /// A command line of a user whose PATH has the tool.
-  int run_line(const std::string& command) {
-    const std::string tool = KEP_RG_TOOL;
-    return run("--version >/dev/null; PATH=" + tool.substr(0, tool.rfind('/')) + ":$PATH; " + command);
-  }
-};
+using Readme = Tool;
 
 TEST_F(Readme, HasCommandsThatRunInTheOrderInWhichTheyStand) {
   const std::string chipdb = "/usr/share/fpga-icestorm/chipdb/chipdb-8k.txt";
   if (!std::filesystem::exists(chipdb)) GTEST_SKIP() << chipdb << " is not there";
-  const std::string readme = read_page(PROJECT / "README.md");
+  const std::string readme = read_file(PROJECT / "README.md");
   const std::vector<std::string> commands = read_commands(readme);
   EXPECT_GE(commands.size(), 10U);
   EXPECT_NE(readme.find(chipdb), std::string::npos);

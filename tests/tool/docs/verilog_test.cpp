@@ -17,7 +17,6 @@ namespace verilog_test {
 class Verilog : public Tool {
 protected:
   void SetUp() override {
-    Tool::SetUp();
     if (std::system("yosys -V >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no yosys";
     std::filesystem::create_directories(path("examples"));
     std::filesystem::copy(KEP_TEST_DATA_DIR "/../../examples/verilog", path("examples/verilog"),
@@ -25,9 +24,7 @@ protected:
   }
   /// Runs a command line in the folder of the examples, the tool at hand.
   int run_there(const std::string& command) {
-    const std::string tool = KEP_RG_TOOL;
-    return run("--version >/dev/null; PATH=" + tool.substr(0, tool.rfind('/')) +
-               ":$PATH; cd examples/verilog && { " + command + "; } 2>&1");
+    return run_line("cd examples/verilog && { " + command + "; } 2>&1");
   }
 };
 
@@ -55,15 +52,6 @@ std::vector<std::string> edges_of_row() {
     }
   std::sort(edges.begin(), edges.end());
   return edges;
-}
-
-std::vector<std::string> sorted_lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  std::sort(lines.begin(), lines.end());
-  return lines;
 }
 
 TEST_F(Verilog, AStructuralDeviceWithAttributesGivesTheGraphThatWasMadeByHand) {

@@ -1,18 +1,15 @@
 #pragma once
 
 #include "kep_report/kep_report_capture.h"
+#include "tests/support/folder_fixture.h"
 #include "tools/kep-rg/generate/generate.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <simdjson.h>
 
-#include <cstdlib>
-#include <filesystem>
+#include <cstdint>
 #include <fstream>
-#include <iterator>
 #include <map>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -21,57 +18,43 @@
 using GENERATE_BITS = std::vector<std::string>; // as they stand in the file, "x" among them
 
 struct GENERATED_PORT {
-  std::string direction;
-  GENERATE_BITS bits;
+  std::string m_direction;
+  GENERATE_BITS m_bits;
 };
 
 struct GENERATED_CELL {
-  std::string type;
-  std::map<std::string, GENERATE_BITS> connections;
+  std::string m_type;
+  std::map<std::string, GENERATE_BITS> m_connections;
 };
 
 struct GENERATED_MODULE {
-  std::map<std::string, GENERATED_PORT> ports;
-  std::map<std::string, GENERATED_CELL> cells;
+  std::map<std::string, GENERATED_PORT> m_ports;
+  std::map<std::string, GENERATED_CELL> m_cells;
 };
 
 using GENERATED_MODEL = std::map<std::string, GENERATED_MODULE>;
 
-/// A folder of its own for each test, with a generated fabric in it.
-class Generate : public testing::Test {
+/// Small enough to be walked in every direction.
+inline GENERATE_OPTIONS small() {
+  GENERATE_OPTIONS options;
+  options.m_columns = {2};
+  options.m_rows = {3};
+  options.m_width = 6;
+  options.m_luts = 2;
+  options.m_switch_inputs = 8;
+  options.m_connect_inputs = 4;
+  return options;
+}
+
+/// A generated fabric.
+class Generate : public Folder {
 protected:
-  Generate() {
-    std::string name = (std::filesystem::temp_directory_path() / "generate-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    m_folder = name;
-  }
-  ~Generate() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
-  }
-
-  std::string path(const std::string& name) const { return (m_folder / name).string(); }
-
-  static std::string read_text(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-
-  static void write_text(const std::string& path, std::string_view text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
-
-  std::set<std::string> files() const {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_folder))
-      names.insert(entry.path().filename().string());
-    return names;
-  }
-
   /// Generates, and gives the report line.
-  std::string make(const GENERATE_OPTIONS& options) {
+  std::string make(GENERATE_OPTIONS options) {
     KEP_REPORT_CAPTURE capture;
-    generate(options, path("model.json"), path("routing.jsonl"));
+    options.m_model = path("model.json");
+    options.m_routing = path("routing.jsonl");
+    generate(options);
     return capture.text(KEP_REPORT::STREAM::INFO);
   }
 
@@ -112,8 +95,6 @@ private:
       result.push_back(bit.is_string() ? std::string(bit) : simdjson::minify(bit));
     return result;
   }
-
-  std::filesystem::path m_folder;
 };
 
 inline GENERATED_MODEL Generate::read_model() const {
@@ -123,12 +104,12 @@ inline GENERATED_MODEL Generate::read_model() const {
   for (const auto& [key, module] : modules.get_object()) {
     GENERATED_MODULE& read = model[std::string(key)];
     for (const auto& [name, port] : module["ports"].get_object())
-      read.ports[std::string(name)] = {std::string(port["direction"]), read_bits(port["bits"])};
+      read.m_ports[std::string(name)] = {std::string(port["direction"]), read_bits(port["bits"])};
     for (const auto& [name, cell] : module["cells"].get_object()) {
-      GENERATED_CELL& read_cell = read.cells[std::string(name)];
-      read_cell.type = std::string(cell["type"]);
+      GENERATED_CELL& read_cell = read.m_cells[std::string(name)];
+      read_cell.m_type = std::string(cell["type"]);
       for (const auto& [port, bits] : cell["connections"].get_object())
-        read_cell.connections[std::string(port)] = read_bits(bits);
+        read_cell.m_connections[std::string(port)] = read_bits(bits);
     }
   }
   return model;
@@ -173,13 +154,13 @@ private:
         if (!is_new) m_parent[find(name)] = find(entry->second);
       }
     };
-    for (const auto& [name, port] : module.ports)
-      add(place, name, port.bits);
-    for (const auto& [name, cell] : module.cells) {
+    for (const auto& [name, port] : module.m_ports)
+      add(place, name, port.m_bits);
+    for (const auto& [name, cell] : module.m_cells) {
       const std::string inner = place.empty() ? name : place + "/" + name;
-      for (const auto& [port, bits] : cell.connections)
+      for (const auto& [port, bits] : cell.m_connections)
         add(inner, port, bits);
-      join(cell.type, inner);
+      join(cell.m_type, inner);
     }
   }
 

@@ -1,63 +1,45 @@
 #pragma once
 
+#include "tests/support/folder_fixture.h"
 #include "tools/kep-rg/import_icebox/import_icebox.h"
+#include "tools/kep-rg/import_icebox/import_icebox_fold.h"
+#include "tools/kep-rg/import_icebox/import_icebox_read.h"
+#include "tools/kep-rg/import_icebox/import_icebox_write.h"
 
-#include <gtest/gtest.h>
 #include <simdjson.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <set>
+#include <cstdint>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-/// A folder of its own for each test, with the chip database and what the importer makes of it.
-class ImportIcebox : public testing::Test {
+/// A chip database, and what the importer makes of it.
+class ImportIcebox : public Folder {
 protected:
-  ImportIcebox() {
-    std::string name = (std::filesystem::temp_directory_path() / "icebox-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    m_folder = name;
-  }
-  ~ImportIcebox() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
-  }
-
-  std::string path(const std::string& name) const { return (m_folder / name).string(); }
-
-  static void write_text(const std::string& path, std::string_view text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
-
-  static std::string read_text(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-
-  std::set<std::string> files() const {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_folder))
-      names.insert(entry.path().filename().string());
-    return names;
-  }
-
   /// Imports `text` and parses the model.
   void import(std::string_view text) {
-    write_text(path("chip.txt"), text);
+    write("chip.txt", text);
     import_icebox(path("chip.txt"), path("model.json"), path("routing.jsonl"));
     m_modules = m_parser.load(path("model.json"))["modules"];
+  }
+
+  /// The same without files. Gives the text of the model.
+  std::string import_in_memory(std::string_view text) {
+    const std::string file = "chip.txt";
+    std::ostringstream model;
+    std::ostringstream routing;
+    const ICEBOX_CHIP chip = read_icebox(file, text);
+    write_icebox(chip, fold_icebox(chip), model, routing);
+    m_modules = m_parser.parse(model.str())["modules"];
+    return model.str();
   }
 
   /// The one line with which importing `text` fails, "" if it doesn't. The chip database's path is left out
   /// of it.
   std::string failure(std::string_view text) {
-    write_text(path("chip.txt"), text);
+    write("chip.txt", text);
     try {
       import_icebox(path("chip.txt"), path("model.json"), path("routing.jsonl"));
     } catch (const std::runtime_error& error) {
@@ -107,7 +89,6 @@ protected:
     return "";
   }
 
-  std::filesystem::path m_folder;
   simdjson::dom::parser m_parser;
   simdjson::dom::element m_modules;
 };

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 #include <tuple>
+#include <utility>
 
 namespace import_icebox_edges_test {
 
@@ -16,24 +18,24 @@ namespace import_icebox_edges_test {
 using EDGES = std::multiset<std::string>; // "driver > load", "tile/instance" or with ":port" behind it
 
 struct ICEBOX_NAME {
-  int tile;
-  std::string name;
+  int m_tile;
+  std::string m_name;
 };
 
 struct RANDOM_MUX {
-  int tile;
-  int net;
-  bool is_routing;
-  std::vector<int> sources;
-  std::string name; // with its tile
+  int m_tile;
+  int m_net;
+  bool m_is_routing;
+  std::vector<int> m_sources;
+  std::string m_name; // with its tile
 };
 
 /// A short row of tiles with few nets and names, so that second names, several drivers and equal tiles are
 /// common.
 struct RANDOM_CHIP {
-  std::vector<std::vector<ICEBOX_NAME>> nets;
-  std::vector<RANDOM_MUX> muxes;
-  int width = 0;
+  std::vector<std::vector<ICEBOX_NAME>> m_nets;
+  std::vector<RANDOM_MUX> m_muxes;
+  int m_width = 0;
 
   explicit RANDOM_CHIP(unsigned seed);
   std::string text() const;
@@ -52,13 +54,13 @@ std::string dotted(std::string name) {
 }
 
 std::string RANDOM_CHIP::first_name(int tile, int net) const {
-  for (const ICEBOX_NAME& wire : nets[net])
-    if (wire.tile == tile) return wire.name;
+  for (const ICEBOX_NAME& wire : m_nets[net])
+    if (wire.m_tile == tile) return wire.m_name;
   return "";
 }
 
 bool RANDOM_CHIP::is_driven(int net) const {
-  return std::ranges::any_of(muxes, [net](const RANDOM_MUX& mux) { return mux.net == net; });
+  return std::ranges::any_of(m_muxes, [net](const RANDOM_MUX& mux) { return mux.m_net == net; });
 }
 
 RANDOM_CHIP::RANDOM_CHIP(unsigned seed) {
@@ -67,45 +69,45 @@ RANDOM_CHIP::RANDOM_CHIP(unsigned seed) {
     return static_cast<int>(random() % static_cast<unsigned>(limit));
   };
   const std::vector<std::string> names{"a", "b", "c", "d", "l_0/x", "l_0/y", "l_1/x", "l_1/y"};
-  width = 2 + below(4);
-  nets.resize(2 + below(6));
+  m_width = 2 + below(4);
+  m_nets.resize(2 + below(6));
 
-  for (int tile = 0; tile < width; ++tile) {
+  for (int tile = 0; tile < m_width; ++tile) {
     std::vector<std::string> left = names;
     std::ranges::shuffle(left, random);
     left.resize(below(static_cast<int>(names.size())) + 1);
     for (const std::string& name : left)
-      nets[below(static_cast<int>(nets.size()))].push_back({tile, name});
+      m_nets[below(static_cast<int>(m_nets.size()))].push_back({tile, name});
   }
   std::map<std::string, int> num_entries;
   for (int tries = below(12); tries > 0; --tries) {
-    RANDOM_MUX mux{below(width), below(static_cast<int>(nets.size())), below(2) == 0, {}, {}};
-    if (first_name(mux.tile, mux.net).empty()) continue;
+    RANDOM_MUX mux{below(m_width), below(static_cast<int>(m_nets.size())), below(2) == 0, {}, {}};
+    if (first_name(mux.m_tile, mux.m_net).empty()) continue;
     for (int inputs = 1 + below(4); inputs > 0; --inputs) {
-      const int source = below(static_cast<int>(nets.size()));
-      if (!first_name(mux.tile, source).empty()) mux.sources.push_back(source);
+      const int source = below(static_cast<int>(m_nets.size()));
+      if (!first_name(mux.m_tile, source).empty()) mux.m_sources.push_back(source);
     }
-    if (mux.sources.empty()) continue;
-    mux.name = fmt::format("{}/{}.{}", place(mux.tile), mux.is_routing ? "routing" : "buffer",
-                           dotted(first_name(mux.tile, mux.net)));
-    const int entry = ++num_entries[mux.name];
-    if (entry > 1) mux.name += fmt::format(".{}", entry);
-    muxes.push_back(mux);
+    if (mux.m_sources.empty()) continue;
+    mux.m_name = fmt::format("{}/{}.{}", place(mux.m_tile), mux.m_is_routing ? "routing" : "buffer",
+                             dotted(first_name(mux.m_tile, mux.m_net)));
+    const int entry = ++num_entries[mux.m_name];
+    if (entry > 1) mux.m_name += fmt::format(".{}", entry);
+    m_muxes.push_back(mux);
   }
 }
 
 std::string RANDOM_CHIP::text() const {
-  std::string text = fmt::format(".device random {} 1 {}\n", width, nets.size());
-  for (int tile = 0; tile < width; ++tile)
+  std::string text = fmt::format(".device random {} 1 {}\n", m_width, m_nets.size());
+  for (int tile = 0; tile < m_width; ++tile)
     text += fmt::format(".logic_tile {} 0\n", tile);
-  for (std::size_t net = 0; net < nets.size(); ++net) {
+  for (std::size_t net = 0; net < m_nets.size(); ++net) {
     text += fmt::format(".net {}\n", net);
-    for (const ICEBOX_NAME& wire : nets[net])
-      text += fmt::format("{} 0 {}\n", wire.tile, wire.name);
+    for (const ICEBOX_NAME& wire : m_nets[net])
+      text += fmt::format("{} 0 {}\n", wire.m_tile, wire.m_name);
   }
-  for (const RANDOM_MUX& mux : muxes) {
-    text += fmt::format(".{} {} 0 {} B\n", mux.is_routing ? "routing" : "buffer", mux.tile, mux.net);
-    for (const int source : mux.sources)
+  for (const RANDOM_MUX& mux : m_muxes) {
+    text += fmt::format(".{} {} 0 {} B\n", mux.m_is_routing ? "routing" : "buffer", mux.m_tile, mux.m_net);
+    for (const int source : mux.m_sources)
       text += fmt::format("1 {}\n", source);
   }
   return text;
@@ -113,20 +115,20 @@ std::string RANDOM_CHIP::text() const {
 
 EDGES RANDOM_CHIP::edges() const {
   EDGES edges;
-  for (int net = 0; net < static_cast<int>(nets.size()); ++net) {
+  for (int net = 0; net < static_cast<int>(m_nets.size()); ++net) {
     std::vector<std::string> drivers;
     std::vector<std::string> loads;
-    for (const RANDOM_MUX& mux : muxes) {
-      if (mux.net == net) drivers.push_back(mux.name + ":o");
-      for (std::size_t input = 0; input < mux.sources.size(); ++input)
-        if (mux.sources[input] == net) loads.push_back(fmt::format("{}:i{}", mux.name, input));
+    for (const RANDOM_MUX& mux : m_muxes) {
+      if (mux.m_net == net) drivers.push_back(mux.m_name + ":o");
+      for (std::size_t input = 0; input < mux.m_sources.size(); ++input)
+        if (mux.m_sources[input] == net) loads.push_back(fmt::format("{}:i{}", mux.m_name, input));
     }
-    for (const ICEBOX_NAME& wire : nets[net]) {
-      const std::size_t slash = wire.name.find('/');
+    for (const ICEBOX_NAME& wire : m_nets[net]) {
+      const std::size_t slash = wire.m_name.find('/');
       if (slash == std::string::npos) continue;
       (is_driven(net) ? loads : drivers)
-          .push_back(fmt::format("{}/bel.{}:{}", place(wire.tile), wire.name.substr(0, slash),
-                                 wire.name.substr(slash + 1)));
+          .push_back(fmt::format("{}/bel.{}:{}", place(wire.m_tile), wire.m_name.substr(0, slash),
+                                 wire.m_name.substr(slash + 1)));
     }
     for (const std::string& driver : drivers)
       for (const std::string& load : loads)
@@ -143,12 +145,12 @@ public:
 
 private:
   struct PIN {
-    std::string name;
-    std::string direction;
+    std::string m_name;
+    std::string m_direction;
   };
   struct NET {
-    std::vector<PIN> cells; // "cell:port"
-    std::vector<PIN> ports;
+    std::vector<PIN> m_cells; // "cell:port"
+    std::vector<PIN> m_ports;
   };
   using NETS = std::map<std::int64_t, NET>;
   using NET_OF_TILE = std::pair<std::string, std::int64_t>; // instance and bit
@@ -166,12 +168,12 @@ private:
 MODEL_WALK::NETS MODEL_WALK::nets_of(simdjson::dom::element modules, simdjson::dom::element module) {
   NETS nets;
   for (const auto& [name, port] : simdjson::dom::object(module["ports"]))
-    nets[port["bits"].at(0)].ports.push_back(
+    nets[port["bits"].at(0)].m_ports.push_back(
         {std::string(name), std::string(std::string_view(port["direction"]))});
   for (const auto& [name, cell] : simdjson::dom::object(module["cells"]))
     for (const auto& [port, bits] : simdjson::dom::object(cell["connections"])) {
       const std::string_view direction = modules[std::string_view(cell["type"])]["ports"][port]["direction"];
-      nets[bits.at(0)].cells.push_back({fmt::format("{}:{}", name, port), std::string(direction)});
+      nets[bits.at(0)].m_cells.push_back({fmt::format("{}:{}", name, port), std::string(direction)});
     }
   return nets;
 }
@@ -194,11 +196,11 @@ void MODEL_WALK::walk(const NET_OF_TILE& at, const std::string& driver, VISITED&
   if (!visited.insert(at).second) return;
   const auto& [tile, bit] = at;
   const NET& net = m_tiles.at(tile).at(bit);
-  for (const PIN& load : net.cells)
-    if (load.direction != "output") edges.insert(fmt::format("{} > {}/{}", driver, tile, load.name));
-  for (const PIN& port : net.ports) {
-    if (port.direction == "input") continue;
-    const std::int64_t outer = m_outer.at(fmt::format("{}:{}", tile, port.name));
+  for (const PIN& load : net.m_cells)
+    if (load.m_direction != "output") edges.insert(fmt::format("{} > {}/{}", driver, tile, load.m_name));
+  for (const PIN& port : net.m_ports) {
+    if (port.m_direction == "input") continue;
+    const std::int64_t outer = m_outer.at(fmt::format("{}:{}", tile, port.m_name));
     if (!visited.insert({"", outer}).second) continue;
     for (const auto& [other, inner, direction] : m_top.at(outer))
       if (direction != "output") walk({other, inner}, driver, visited, edges);
@@ -209,35 +211,35 @@ EDGES MODEL_WALK::edges() const {
   EDGES edges;
   for (const auto& [tile, nets] : m_tiles)
     for (const auto& [bit, net] : nets)
-      for (const PIN& driver : net.cells) {
-        if (driver.direction != "output") continue;
+      for (const PIN& driver : net.m_cells) {
+        if (driver.m_direction != "output") continue;
         VISITED visited;
-        walk({tile, bit}, fmt::format("{}/{}", tile, driver.name), visited, edges);
+        walk({tile, bit}, fmt::format("{}/{}", tile, driver.m_name), visited, edges);
       }
   return edges;
 }
 
 /// How often the cases that matter occurred.
 struct SEEN {
-  int shared_modules = 0;
-  int second_names = 0;
-  int further_entries = 0;
-  int repeated_sources = 0;
-  int bidirectional = 0;
-  int edges = 0;
+  int m_shared_modules = 0;
+  int m_second_names = 0;
+  int m_further_entries = 0;
+  int m_repeated_sources = 0;
+  int m_bidirectional = 0;
+  int m_edges = 0;
 };
 
 void note(const RANDOM_CHIP& chip, const std::string& model, SEEN& seen) {
-  for (const auto& net : chip.nets)
+  for (const auto& net : chip.m_nets)
     for (std::size_t i = 1; i < net.size(); ++i)
-      seen.second_names += net[i].tile == net[i - 1].tile;
-  for (const RANDOM_MUX& mux : chip.muxes) {
-    seen.further_entries += mux.name.ends_with(".2");
-    std::vector<int> sources = mux.sources;
+      seen.m_second_names += net[i].m_tile == net[i - 1].m_tile;
+  for (const RANDOM_MUX& mux : chip.m_muxes) {
+    seen.m_further_entries += mux.m_name.ends_with(".2");
+    std::vector<int> sources = mux.m_sources;
     std::ranges::sort(sources);
-    seen.repeated_sources += std::ranges::adjacent_find(sources) != sources.end();
+    seen.m_repeated_sources += std::ranges::adjacent_find(sources) != sources.end();
   }
-  seen.bidirectional += model.find("\"inout\"") != std::string::npos;
+  seen.m_bidirectional += model.find("\"inout\"") != std::string::npos;
 }
 
 TEST_F(ImportIcebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
@@ -245,22 +247,23 @@ TEST_F(ImportIcebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     const RANDOM_CHIP chip(seed);
     const EDGES expected = chip.edges();
-    ASSERT_NO_THROW(import(chip.text())) << "seed " << seed << "\n" << chip.text();
+    std::string model;
+    ASSERT_NO_THROW(model = import_in_memory(chip.text())) << "seed " << seed << "\n" << chip.text();
     ASSERT_EQ(MODEL_WALK(m_modules).edges(), expected) << "seed " << seed << "\n" << chip.text();
 
-    note(chip, read_text(path("model.json")), seen);
-    seen.edges += static_cast<int>(expected.size());
+    note(chip, model, seen);
+    seen.m_edges += static_cast<int>(expected.size());
     std::set<std::string> types;
-    for (int tile = 0; tile < chip.width; ++tile)
+    for (int tile = 0; tile < chip.m_width; ++tile)
       types.insert(tile_type(place(tile)));
-    seen.shared_modules += chip.width - static_cast<int>(types.size());
+    seen.m_shared_modules += chip.m_width - static_cast<int>(types.size());
   }
-  EXPECT_GT(seen.edges, 10000);
-  EXPECT_GT(seen.shared_modules, 10);
-  EXPECT_GT(seen.second_names, 1000);
-  EXPECT_GT(seen.further_entries, 50);
-  EXPECT_GT(seen.repeated_sources, 500);
-  EXPECT_GT(seen.bidirectional, 500);
+  EXPECT_GT(seen.m_edges, 10000);
+  EXPECT_GT(seen.m_shared_modules, 10);
+  EXPECT_GT(seen.m_second_names, 1000);
+  EXPECT_GT(seen.m_further_entries, 50);
+  EXPECT_GT(seen.m_repeated_sources, 500);
+  EXPECT_GT(seen.m_bidirectional, 500);
 }
 
 } // namespace import_icebox_edges_test

@@ -39,22 +39,22 @@ std::string good_with(int number, std::string_view line) {
 }
 
 struct BAD_TEXT {
-  std::string text;
-  std::string reason;
+  std::string m_text;
+  std::string m_reason;
 };
 
 void PrintTo(const BAD_TEXT& bad, std::ostream* out) {
-  *out << bad.reason;
+  *out << bad.m_reason;
 }
 
 class MalformedIcebox : public ImportIcebox, public testing::WithParamInterface<BAD_TEXT> {};
 
 TEST_P(MalformedIcebox, IsRefusedWithItsLineAndLeavesTheOldFiles) {
-  write_text(path("model.json"), "old model");
-  write_text(path("routing.jsonl"), "old routing");
-  EXPECT_EQ(failure(GetParam().text), GetParam().reason);
-  EXPECT_EQ(read_text(path("model.json")), "old model");
-  EXPECT_EQ(read_text(path("routing.jsonl")), "old routing");
+  write("model.json", "old model");
+  write("routing.jsonl", "old routing");
+  EXPECT_EQ(failure(GetParam().m_text), GetParam().m_reason);
+  EXPECT_EQ(read("model.json"), "old model");
+  EXPECT_EQ(read("routing.jsonl"), "old routing");
   EXPECT_THAT(files(), UnorderedElementsAre("chip.txt", "model.json", "routing.jsonl"));
 }
 
@@ -149,8 +149,8 @@ TEST_F(ImportIcebox, AChipDatabaseThatIsNotThereIsTold) {
 }
 
 TEST_F(ImportIcebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
-  write_text(path("chip.txt"), GOOD);
-  write_text(path("model.json"), "old model");
+  write("chip.txt", GOOD);
+  write("model.json", "old model");
   std::filesystem::create_directory(path("folder"));
   for (const std::string& target :
        {path("nowhere/routing.jsonl"), path("folder"), std::string("/dev/null")}) {
@@ -161,17 +161,17 @@ TEST_F(ImportIcebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
     } catch (const std::runtime_error& error) {
       EXPECT_THAT(error.what(), StartsWith(target + ": can't be written: "));
     }
-    EXPECT_EQ(read_text(path("model.json")), "old model");
+    EXPECT_EQ(read("model.json"), "old model");
     EXPECT_THAT(files(), UnorderedElementsAre("chip.txt", "model.json", "folder"));
   }
 }
 
 TEST_F(ImportIcebox, OneFileForTwoPurposesIsRefused) {
-  write_text(path("chip.txt"), GOOD);
+  write("chip.txt", GOOD);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("m"), path("./m")), std::runtime_error);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("chip.txt"), path("r")), std::runtime_error);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("m"), path("chip.txt")), std::runtime_error);
-  EXPECT_EQ(read_text(path("chip.txt")), GOOD);
+  EXPECT_EQ(read("chip.txt"), GOOD);
   EXPECT_THAT(files(), UnorderedElementsAre("chip.txt"));
 }
 

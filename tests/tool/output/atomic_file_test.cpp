@@ -29,14 +29,8 @@ using testing::UnorderedElementsAre;
 
 class AtomicFile : public Tool, public testing::WithParamInterface<bool> {
 protected:
-  void SetUp() override {
-    Tool::SetUp();
-    ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(GetParam());
-  }
-  void TearDown() override {
-    ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(true);
-    Tool::TearDown();
-  }
+  void SetUp() override { ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(GetParam()); }
+  void TearDown() override { ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(true); }
 
   static void replace(const std::string& path, const std::string& text) {
     ATOMIC_FILE file(path);

@@ -31,9 +31,9 @@ protected:
   std::uint64_t compare(const DEVICE_OPTIONS& device) {
     const KEP_RG_EDGE_CREATION_STATS with = build(device, true, "with");
     const KEP_RG_EDGE_CREATION_STATS without = build(device, false, "without");
-    EXPECT_NE(read_text(path("with/nodes.tsv")), "node\tkind\n");
+    EXPECT_NE(read("with/nodes.tsv"), "node\tkind\n");
     for (const std::string file : {"/nodes.tsv", "/edges.tsv"})
-      EXPECT_TRUE(read_text(path("with" + file)) == read_text(path("without" + file))) << file;
+      EXPECT_TRUE(read("with" + file) == read("without" + file)) << file;
     EXPECT_EQ(without.n_cdrn_cache_hits, 0U);
     EXPECT_EQ(with.n_cdrn_cache_hits + with.n_cdrn_cache_misses, without.n_cdrn_cache_misses);
     for (const KEP_RG_EDGE_CREATION_STATS& each : {with, without})
@@ -67,17 +67,14 @@ TEST_F(FanoutCacheDump, IsTheSameForEveryExampleDevice) {
 
 TEST_F(FanoutCacheDump, IsTheSameForAFabricOfEverythingThatCanBeGenerated) {
   GENERATE_OPTIONS fabric;
-  fabric.columns = {6};
-  fabric.rows = {6};
-  fabric.redundancy = path("redundancy.txt");
-  fabric.redundant = fabric.hipi = fabric.skip = 20;
-  fabric.tunnels = 2;
-  fabric.spare_rows = 2;
-  fabric.top_ports = true;
-  {
-    const KEP_REPORT_CAPTURE capture;
-    generate(fabric, path("model.json"), path("routing.jsonl"));
-  }
+  fabric.m_columns = {6};
+  fabric.m_rows = {6};
+  fabric.m_redundancy = path("redundancy.txt");
+  fabric.m_redundant = fabric.m_hipi = fabric.m_skip = 20;
+  fabric.m_tunnels = 2;
+  fabric.m_spare_rows = 2;
+  fabric.m_top_ports = true;
+  make(fabric);
   DEVICE_OPTIONS device;
   device.m_model = path("model.json");
   device.m_routing = {path("routing.jsonl")};
@@ -86,7 +83,7 @@ TEST_F(FanoutCacheDump, IsTheSameForAFabricOfEverythingThatCanBeGenerated) {
     device.m_num_threads = threads;
     EXPECT_GT(compare(device), 1000U) << threads << " threads";
   }
-  const std::string edges = read_text(path("with/edges.tsv"));
+  const std::string edges = read("with/edges.tsv");
   for (const char* what : {"\tredundant\t", "\thipi\t", "\tboundary\t", "tunnel"})
     EXPECT_NE(edges.find(what), std::string::npos) << what;
 }

@@ -3,6 +3,8 @@
 #include "kep_report/kep_report_number.h"
 #include "tools/kep-rg/device/closest_names.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
@@ -23,8 +25,8 @@ WAIVED_KINDS get_waived_kinds(const std::vector<std::string>& ids) {
       is_known = true;
     }
     if (!is_known)
-      throw std::runtime_error("--waive: no finding has the id \"" + id +
-                               "\"; closest: " + closest.get_names().front());
+      throw std::runtime_error(
+          fmt::format("--waive: no finding has the id \"{}\"; closest: {}", id, closest.get_names().front()));
   }
   return waived;
 }
@@ -75,10 +77,10 @@ std::string FINDINGS_REPORT::get_summary(SUBJECT subject) const {
 namespace {
 
 std::string get_size_text(const VERDICT_SCOPE& scope) {
-  const auto count = [](std::uint64_t number, const std::string& what) {
-    return KEP_REPORT::group_digits(number) + " " + what + (number == 1 ? "" : "s");
+  const auto count = [](std::uint64_t number, const char* what) {
+    return fmt::format("{} {}{}", KEP_REPORT::group_digits(number), what, number == 1 ? "" : "s");
   };
-  return count(scope.m_num_nodes, "node") + ", " + count(scope.m_num_edges, "edge");
+  return fmt::format("{}, {}", count(scope.m_num_nodes, "node"), count(scope.m_num_edges, "edge"));
 }
 
 /// A graph without nodes agrees with a model that makes none, but nobody wants to hear that all is well.

@@ -1,6 +1,6 @@
-#include "tools/kep-rg/commands/build_command.h"
-
 #include "tools/kep-rg/checks/findings_report.h"
+#include "tools/kep-rg/commands/commands.h"
+#include "tools/kep-rg/commands/device_command.h"
 #include "tools/kep-rg/device/summary.h"
 #include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/dump.h"
@@ -15,6 +15,14 @@
 
 namespace {
 
+/// What `kep-rg build` was asked for.
+struct BUILD_OPTIONS {
+  DEVICE_OPTIONS m_device;
+  std::string m_wire_paths; ///< file for the paths of wires; empty: none
+  std::string m_dump;       ///< folder for the dump; empty: none
+  VERIFICATION m_verification;
+};
+
 /// The files of a build, but for its statistics.
 std::vector<std::string> get_outputs(const BUILD_OPTIONS& options) {
   std::vector<std::string> outputs;
@@ -25,9 +33,9 @@ std::vector<std::string> get_outputs(const BUILD_OPTIONS& options) {
   return outputs;
 }
 
-} // namespace
-
-bool build_command(const BUILD_OPTIONS& options) {
+/// Builds the graph of a device, checks it and writes what was asked for. False when a check made a finding;
+/// the files are written all the same.
+bool build(const BUILD_OPTIONS& options) {
   const DEVICE_OPTIONS& device = options.m_device;
   const VERIFICATION& asked = options.m_verification;
   const bool is_verified = asked.m_check || asked.m_trace;
@@ -61,4 +69,21 @@ bool build_command(const BUILD_OPTIONS& options) {
   const bool clean = verify_graph(db.get(), device, asked, stats, std::cout);
   write_stats(*db, device, stats);
   return clean;
+}
+
+} // namespace
+
+COMMAND add_build_command(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("build", "Build the routing graph of a device");
+  const auto options = std::make_shared<BUILD_OPTIONS>();
+  add_device_files(*command, options->m_device);
+  add_device_options(*command, options->m_device);
+  add_text(*command, "--wire-paths", options->m_wire_paths, "FILE",
+           "Write the paths of the wires below routing roots");
+  command->add_flag("--check", options->m_verification.m_check,
+                    "Hold every node and edge against the model, and run the post checks of the graph");
+  add_verification(*command, options->m_verification);
+  add_text(*command, "--dump", options->m_dump, "DIR", "Write nodes.tsv and edges.tsv into this folder");
+  command->footer(EXIT_STATUS_TEXT);
+  return {command, [options] { return run_on_device(options->m_device, [&] { return build(*options); }); }};
 }

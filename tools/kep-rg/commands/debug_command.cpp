@@ -1,10 +1,11 @@
-#include "tools/kep-rg/commands/debug_command.h"
-
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_debug.h"
 #include "kep_rg/kep_rg_primitives.h"
 #include "kep_rg/kep_rg_uui_observer.h"
+#include "tools/kep-rg/commands/commands.h"
+#include "tools/kep-rg/commands/device_command.h"
+#include "tools/kep-rg/commands/node_words.h"
 #include "tools/kep-rg/device/find_plain_node.h"
 #include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/plain_output.h"
@@ -13,10 +14,19 @@
 
 #include <memory>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace {
 
 const char* const DRAW = "-";
+
+/// What `kep-rg debug` was asked for.
+struct DEBUG_OPTIONS {
+  DEVICE_OPTIONS m_device;
+  NODE_WORDS m_words{std::vector<std::string>{"UIP"}};
+  std::string m_log; ///< file for the points of the walk; DRAW: a tree before the fanouts; empty: none
+};
 
 /// The lines of the log, into a file that tells when it can't be written.
 class WALK_LOG : public KEP_UNFOLD_OBSERVER {
@@ -30,10 +40,7 @@ public:
     m_file.out() << KEP_RG_UUI_OBSERVER::get_line(uip, type,
                                                   KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank);
   }
-  void finish() {
-    m_file.close();
-    m_file.commit();
-  }
+  void finish() { commit_together({&m_file}); }
 
 private:
   ATOMIC_FILE m_file;
@@ -61,9 +68,9 @@ void print_fanouts(const KEP_ROUTING::NODE& from, KEP_RG_DBG_FANOUTS& fanouts) {
   }
 }
 
-} // namespace
-
-void debug_command(const DEBUG_OPTIONS& options) {
+/// Walks from a node once more and lists the fanouts that this gives. The log appears only when it is
+/// complete.
+void debug(const DEBUG_OPTIONS& options, const std::string& uip) {
   const bool draws = options.m_log == DRAW;
   keep_stats_off_standard_output(options.m_device);
   check_outputs(options.m_device, {draws ? std::string() : options.m_log});
@@ -71,7 +78,7 @@ void debug_command(const DEBUG_OPTIONS& options) {
   const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
   // The builder stays: the targets are its nodes.
   const std::unique_ptr<KEP_RG_BUILD> build = build_and_keep(db.get(), options.m_device, stats);
-  const KEP_ROUTING::NODE node = find_plain_node(*db, options.m_uip);
+  const KEP_ROUTING::NODE node = find_plain_node(*db, uip);
   KEP_RG_DBG_FANOUTS fanouts;
   if (draws) {
     const KEP_RG_PRIMITIVES primitives(db.get(), build->find_routing_primitive_cache());
@@ -87,4 +94,27 @@ void debug_command(const DEBUG_OPTIONS& options) {
   }
   print_fanouts(node, fanouts);
   write_stats(*db, options.m_device, stats);
+}
+
+} // namespace
+
+COMMAND add_debug_command(CLI::App& app) {
+  CLI::App* command =
+      app.add_subcommand("debug", "Build the routing graph of a device, walk once more from one "
+                                  "node and list the fanouts that this gives, as the dump does");
+  const auto options = std::make_shared<DEBUG_OPTIONS>();
+  options->m_words.add_to(*command, NODE_WORDS::UIP_TEXT);
+  add_device_options(*command, options->m_device);
+  add_text(*command, "--log", options->m_log, "FILE",
+           "Write each point of the walk into this file, a line a point; or draw the walk as a tree "
+           "before the fanouts, for -");
+  command->footer(
+      "Exit status: 0 clean; 2 bad input or bad use, a name without a node among it; 3 an internal failure.");
+  return {command, [options] {
+            const std::string uip = options->m_words.take(options->m_device)[0];
+            return run_on_device(options->m_device, [&] {
+              debug(*options, uip);
+              return true;
+            });
+          }};
 }

@@ -1,8 +1,9 @@
-#include "tools/kep-rg/commands/next_command.h"
-
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_find_routing_node_on_net.h"
+#include "tools/kep-rg/commands/commands.h"
+#include "tools/kep-rg/commands/device_command.h"
+#include "tools/kep-rg/commands/node_words.h"
 #include "tools/kep-rg/device/find_plain_node.h"
 #include "tools/kep-rg/output/plain_output.h"
 
@@ -105,15 +106,10 @@ std::string WAY::get_reason(const KEP_DB& db) const {
                                                                  : ", which has no net inside");
 }
 
-} // namespace
-
-bool next_command(const NEXT_OPTIONS& options) {
-  keep_stats_off_standard_output(options.m_device);
-  check_outputs(options.m_device);
-  BUILD_STATS stats;
-  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
-  build_graph(db.get(), options.m_device, stats);
-  const NODE node = find_plain_node(*db, options.m_uip);
+/// Looks for the next routing node from a node along a plain wire and prints the way. False when there is
+/// none, which is told with the reason.
+bool next(const KEP_DB& db, const std::string& uip) {
+  const NODE node = find_plain_node(db, uip);
   info() << node.get_name(NAME_STYLE) << std::endl;
   WAY way;
   const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, &way);
@@ -122,7 +118,24 @@ bool next_command(const NEXT_OPTIONS& options) {
     info() << "Next routing node: " << found.get_name(NAME_STYLE) << (found == node ? ", where it began" : "")
            << std::endl;
   else
-    info() << "No next routing node: " << way.get_reason(*db) << std::endl;
-  write_stats(*db, options.m_device, stats);
+    info() << "No next routing node: " << way.get_reason(db) << std::endl;
   return static_cast<bool>(found);
+}
+
+} // namespace
+
+COMMAND add_next_command(CLI::App& app) {
+  CLI::App* command = app.add_subcommand(
+      "next", "Build the routing graph of a device and follow a plain wire from one node to the next");
+  const auto device = std::make_shared<DEVICE_OPTIONS>();
+  const auto words = std::make_shared<NODE_WORDS>(std::vector<std::string>{"UIP"});
+  words->add_to(*command, NODE_WORDS::UIP_TEXT);
+  add_device_options(*command, *device);
+  command->footer(
+      "Exit status: 0 there is a next node; 1 there is none, and it is told why; 2 bad input or bad "
+      "use, a name without a node among it; 3 an internal failure.");
+  return {command, [device, words] {
+            const std::string uip = words->take(*device)[0];
+            return answer_on_device(*device, [&](const KEP_DB& db) { return next(db, uip); });
+          }};
 }

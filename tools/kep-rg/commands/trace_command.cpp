@@ -1,16 +1,14 @@
-#include "tools/kep-rg/commands/trace_command.h"
-
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_trace_edge.h"
+#include "tools/kep-rg/commands/commands.h"
+#include "tools/kep-rg/commands/device_command.h"
+#include "tools/kep-rg/commands/node_words.h"
 #include "tools/kep-rg/device/find_nodes.h"
 #include "tools/kep-rg/output/plain_output.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
 #include <memory>
 #include <ostream>
 #include <vector>
@@ -88,17 +86,12 @@ private:
   std::vector<KEP_RG_TRACE_EDGE::HOP> m_hops;
 };
 
-} // namespace
-
-bool trace_command(const TRACE_OPTIONS& options) {
-  keep_stats_off_standard_output(options.m_device);
-  check_outputs(options.m_device);
-  BUILD_STATS stats;
-  const std::unique_ptr<KEP_DB> db = read_device(options.m_device, stats);
-  build_graph(db.get(), options.m_device, stats);
-  const std::vector<NODE> sources = find_nodes(*db, options.m_from);
-  const std::vector<NODE> targets = find_nodes(*db, options.m_to);
-  TRACE_PRINTER printer(*db);
+/// Prints the traces of the edges between two nodes, hop by hop; a name stands for all nodes at its place, a
+/// plain node and its hipi twin. False when there is no such edge and when the trace of one does not verify.
+bool trace(const KEP_DB& db, const std::string& from_name, const std::string& to_name) {
+  const std::vector<NODE> sources = find_nodes(db, from_name);
+  const std::vector<NODE> targets = find_nodes(db, to_name);
+  TRACE_PRINTER printer(db);
   bool found = false;
   bool clean = true;
   for (const NODE& from : sources)
@@ -107,7 +100,29 @@ bool trace_command(const TRACE_OPTIONS& options) {
         found = true;
         clean &= printer.print(from, to);
       }
-  if (!found) info() << "No edge from " << options.m_from << " to " << options.m_to << std::endl;
-  write_stats(*db, options.m_device, stats);
+  if (!found) info() << "No edge from " << from_name << " to " << to_name << std::endl;
   return found && clean;
+}
+
+} // namespace
+
+COMMAND add_trace_command(CLI::App& app) {
+  CLI::App* command =
+      app.add_subcommand("trace", "Build the routing graph of a device and print the way of an "
+                                  "edge through the hierarchy, a line for each hop");
+  const auto device = std::make_shared<DEVICE_OPTIONS>();
+  const auto words = std::make_shared<NODE_WORDS>(std::vector<std::string>{"FROM", "TO"});
+  words->add_to(*command,
+                "The device model, its routing descriptions, and the names of the two nodes as the dump "
+                "has them: a/b:c, or :p for the boundary node of a port. A name stands for the plain "
+                "node and for the hipi node at its place");
+  add_device_options(*command, *device);
+  command->footer(
+      "Exit status: 0 the edge is there and its trace verifies, or it is an edge at a boundary node, "
+      "which has none; 1 there is no such edge, or its trace does not verify; 2 bad input or bad use, a "
+      "name without a node among it; 3 an internal failure.");
+  return {command, [device, words] {
+            const std::vector<std::string> names = words->take(*device);
+            return answer_on_device(*device, [&](const KEP_DB& db) { return trace(db, names[0], names[1]); });
+          }};
 }

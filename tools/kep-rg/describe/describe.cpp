@@ -8,7 +8,7 @@
 #include "tools/kep-rg/describe/describe_pattern.h"
 #include "tools/kep-rg/device/load_device.h"
 #include "tools/kep-rg/output/atomic_file.h"
-#include "tools/kep-rg/output/interrupts.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
 
@@ -65,13 +65,7 @@ void describe(const DESCRIBE_OPTIONS& options) {
   }
   routing.out() << arcs.get_text();
   copy_with_inst_headers(text, num_cells, new_model.out());
-  new_model.close();
-  routing.close();
-  {
-    const INTERRUPT_DELAY delay;
-    new_model.commit();
-    routing.commit();
-  }
+  commit_together({&new_model, &routing});
 
   const bool is_output_taken = options.m_new_model == ATOMIC_FILE::STANDARD_OUTPUT ||
                                options.m_routing == ATOMIC_FILE::STANDARD_OUTPUT;
@@ -79,6 +73,6 @@ void describe(const DESCRIBE_OPTIONS& options) {
     std::uint64_t count = 0;
     for (const KEP_MODULE* module : findings[i].m_modules)
       count += num_cells[module->get_key()];
-    tell(patterns[i], findings[i], count, is_output_taken ? std::cerr : std::cout);
+    tell(patterns[i], findings[i], count, is_output_taken ? std::cerr : info());
   }
 }

@@ -2,13 +2,13 @@
 
 #include "kep_io/kep_io_error.h"
 #include "kep_io/text/kep_json_text.h"
-#include "kep_report/kep_report.h"
+#include "kep_io/text/kep_view_name.h"
 #include "tools/kep-rg/device/closest_names.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ostream>
 #include <string_view>
 
 namespace {
@@ -58,24 +58,11 @@ std::string list_ports(const KEP_MODULE& module) {
   return names.empty() ? " no port" : names;
 }
 
-const char* get_view_text(KEP_VIEW_TYPE view) {
-  switch (view) {
-  case KEP_VIEW_TYPE::VIEW_1:
-    return "VIEW_1";
-  case KEP_VIEW_TYPE::BLC:
-    return "BLC";
-  case KEP_VIEW_TYPE::LOGICAL_TWIN:
-    return "LOGICAL_TWIN";
-  default:
-    return "LOGICAL";
-  }
-}
-
 void append_arc(std::string& text, const KEP_MODULE& module, const KEP_PORT& in, const KEP_PORT& out) {
   text += "{\"op\": \"add_port_edge\", \"module\": ";
   kep_append_json_text(text, module.get_plain_name());
   if (module.get_view_type() != KEP_VIEW_TYPE::LOGICAL)
-    text += fmt::format(", \"view\": \"{}\"", get_view_text(module.get_view_type()));
+    text += fmt::format(", \"view\": \"{}\"", kep_get_view_name(module.get_view_type()));
   text += ", \"input\": ";
   kep_append_json_text(text, in.get_plain_name());
   text += ", \"output\": ";
@@ -106,11 +93,8 @@ void DESCRIBE_ARCS::add_arcs(const KEP_MODULE& module, const MUX_PATTERN& patter
   if (fault.empty()) fault = find_fault(outputs, pattern.m_out, false);
   if (!fault.empty()) {
     ++findings.m_num_without_ports;
-    KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD)
-        << KEP_IO_ERROR(fmt::format("{}: modules.{}: it fits \"{}\", but {}", m_file, module.get_key(),
-                                    pattern.m_text, fault))
-               .what()
-        << std::endl;
+    warn(fmt::format("{}: modules.{}: it fits \"{}\", but {}", m_file, module.get_key(), pattern.m_text,
+                     fault));
     return;
   }
   check_name(module);

@@ -1,7 +1,7 @@
 #include "tools/kep-rg/device/closest_names.h"
 
-#include "kep/kep_types.h"
 #include "kep_io/text/kep_edit_distance.h"
+#include "tools/kep-rg/output/plain_output.h"
 
 #include <algorithm>
 
@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t MAX_CLOSEST = 3;
 
 std::string_view get_last_part(std::string_view name) {
-  return name.substr(name.rfind(KEP_NAME_STYLE().m_hierarchy_separator) + 1);
+  return name.substr(name.rfind(NAME_STYLE.m_hierarchy_separator) + 1);
 }
 
 /// Of a short text another is near only if one character differs.

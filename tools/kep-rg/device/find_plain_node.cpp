@@ -2,6 +2,9 @@
 
 #include "kep/kep_routing_primitive_cache.h"
 #include "tools/kep-rg/device/find_nodes.h"
+#include "tools/kep-rg/output/plain_output.h"
+
+#include <fmt/format.h>
 
 #include <stdexcept>
 #include <vector>
@@ -10,24 +13,13 @@ namespace {
 
 using KEP_ROUTING::NODE;
 
-/// The uips of that name, one for each choice of views on the way; none for a name of another form.
-std::vector<KEP_UNFOLDED_INST_PORT> find_uips(const KEP_DB& db, const std::string& name) {
-  std::vector<KEP_UNFOLDED_INST_PORT> uips;
-  const std::size_t colon = name.rfind(KEP_NAME_STYLE().m_port_separator);
-  if (colon == std::string::npos || colon == 0) return uips;
-  for (const KEP_UNFOLDED_INSTANCE& instance : db.find_unfolded_instances(name.substr(0, colon)))
-    if (const KEP_PORT* port = instance.m_object->get_module()->find_port(name.substr(colon + 1)))
-      uips.push_back(instance.get_unfolded_inst_port_by_index(port->get_index()));
-  return uips;
-}
-
+/// These ports at the instance of the uip.
 std::string get_names(const KEP_UNFOLDED_INST_PORT& uip, const std::vector<const KEP_PORT*>& ports) {
-  std::string names;
+  std::vector<std::string> names;
   for (const KEP_PORT* port : ports)
-    names += (names.empty() ? "" : ", ") + uip.get_unfolded_instance()
-                                               .get_unfolded_inst_port_by_index(port->get_index())
-                                               .get_name(KEP_NAME_STYLE());
-  return names;
+    names.push_back(
+        uip.get_unfolded_instance().get_unfolded_inst_port_by_index(port->get_index()).get_name(NAME_STYLE));
+  return fmt::format("{}", fmt::join(names, ", "));
 }
 
 /// Of a port of a mux. Inputs have no node of their own, the outputs behind them have.
@@ -62,7 +54,7 @@ std::string get_reason(const KEP_DB& db, const KEP_UNFOLDED_INST_PORT& uip) {
       !uip.get_unfolded_port(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank).get_unfolded_net())
     return "no net is connected to it";
   if (!cache.is_arc_output(port))
-    return "a port of " + port->get_parent()->get_name(KEP_NAME_STYLE()) + ", on no arc of a mux";
+    return fmt::format("a port of {}, on no arc of a mux", port->get_parent()->get_name(NAME_STYLE));
   return uip.m_object->get_inst()->get_inst_header()
              ? ""
              : "its mux has no inst header, and the port no wire type";
@@ -84,11 +76,14 @@ NODE find_plain_node(const KEP_DB& db, const std::string& name) {
   for (const KEP_UNFOLDED_INST_PORT& uip : uips)
     if (const NODE node{uip, false}) return node;
   if (is_nothing_described(db))
-    throw std::runtime_error("no routing is described, so no node stands at " + name + " or any other uip");
+    throw std::runtime_error(
+        fmt::format("no routing is described, so no node stands at {} or any other uip", name));
   if (!uips.empty()) {
     const std::string reason = get_reason(db, uips[0]);
-    throw std::runtime_error(name + " is not a routing node" + (reason.empty() ? "" : ": ") + reason);
+    throw std::runtime_error(
+        fmt::format("{} is not a routing node{}{}", name, reason.empty() ? "" : ": ", reason));
   }
   find_nodes(db, name); // throws unless it is a port of the top
-  throw std::runtime_error(name + " is a boundary node, and only the nodes of inst ports can be walked from");
+  throw std::runtime_error(
+      fmt::format("{} is a boundary node, and only the nodes of inst ports can be walked from", name));
 }

@@ -4,20 +4,17 @@
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_redundancy_reader.h"
 #include "kep_io/kep_routing_reader.h"
-#include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
 #include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/check_files.h"
+#include "tools/kep-rg/output/plain_output.h"
 #include "tools/kep-rg/output/quiet.h"
 
-#include <ostream>
-#include <stdexcept>
+#include <fmt/format.h>
 
-void warn(const std::string& line) {
-  KEP_REPORT::warn(KEP_REPORT::PREFIX_VIEW::STANDARD) << KEP_IO_ERROR(line).what() << std::endl;
-}
+#include <stdexcept>
 
 namespace {
 
@@ -27,25 +24,24 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
                                  KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, options.m_num_threads);
   for (const std::string& path : options.m_redundancy)
     for (const KEP_REDUNDANCY_FAULT& fault : kep_read_redundancy(db, parser, path))
-      warn(kep_get_file_name(path) + ":" + std::to_string(fault.m_line) + ": can't be read: \"" +
-           fault.m_text + "\"");
+      warn(fmt::format("{}:{}: can't be read: \"{}\"", kep_get_file_name(path), fault.m_line, fault.m_text));
 }
 
 /// std::runtime_error, with the place in the device, for a device on which no graph can be built; one on
 /// which no node stands is a warning that says what is missing.
 void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
+  const std::string file = kep_get_file_name(options.m_model);
   const std::string refusal = build.find_refusal();
-  if (!refusal.empty()) throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + refusal);
+  if (!refusal.empty()) throw std::runtime_error(fmt::format("{}: {}", file, refusal));
   try {
     build.build();
   } catch (const KEP_DB_ERROR& error) { // more than a graph can hold
-    throw std::runtime_error(kep_get_file_name(options.m_model) + ": " + error.what());
+    throw std::runtime_error(fmt::format("{}: {}", file, error.what()));
   }
   const std::string missing = build.explain_no_nodes();
   if (!missing.empty())
-    warn(kep_get_file_name(options.m_model) + ": no port of a cell became a node: " +
-         (options.m_routing.empty() ? "no routing description is given" : missing) +
-         " (docs/model.md says what makes a node)");
+    warn(fmt::format("{}: no port of a cell became a node: {} (docs/model.md says what makes a node)", file,
+                     options.m_routing.empty() ? "no routing description is given" : missing));
 }
 
 } // namespace

@@ -29,9 +29,6 @@ struct DEVICE_OPTIONS {
 /// std::runtime_error. What it took is entered in the statistics, here and below.
 std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats);
 
-/// A line on standard error.
-void warn(const std::string& line);
-
 /// Builds the routing graph of a device that was read. std::runtime_error for a device on which none can be
 /// built; one on which no node stands is a warning.
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats);

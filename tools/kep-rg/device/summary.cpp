@@ -4,6 +4,7 @@
 #include "kep_io/kep_io_error.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_number.h"
+#include "tools/kep-rg/output/atomic_file.h"
 
 #include <fmt/format.h>
 
@@ -16,14 +17,6 @@ namespace {
 
 using ROWS = std::vector<std::pair<std::string, std::string>>;
 
-/// The words with a comma between them.
-std::string join(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words)
-    text += (text.empty() ? "" : ", ") + word;
-  return text;
-}
-
 std::string get_device_text(const KEP_DB& db, const DEVICE_OPTIONS& options) {
   return fmt::format("{}, top \"{}\"", kep_get_file_name(options.m_model),
                      db.get_top_module(KEP_VIEW_TYPE::DEFAULT_VIEW)->get_plain_name());
@@ -34,14 +27,14 @@ std::string get_nodes_text(const KEP_ROUTING::GRAPH& graph, const KEP_RG_NODE_CR
   for (const auto& [number, kind] : {std::pair(stats.m_created_num_nodes_hipi, "hipi"),
                                      std::pair(stats.m_created_num_nodes_boundary, "boundary"),
                                      std::pair(stats.m_created_num_nodes_inserted, "inserted")})
-    if (number != 0) kinds.push_back(KEP_REPORT::group_digits(number) + " " + kind);
+    if (number != 0) kinds.push_back(fmt::format("{} {}", KEP_REPORT::group_digits(number), kind));
   const std::string text = KEP_REPORT::group_digits(graph.get_num_nodes());
-  return kinds.empty() ? text : text + ", of them " + join(kinds);
+  return kinds.empty() ? text : fmt::format("{}, of them {}", text, fmt::join(kinds, ", "));
 }
 
 std::string get_edges_text(const KEP_ROUTING::GRAPH& graph) {
-  return KEP_REPORT::group_digits(graph.get_num_real_edges()) + " real, " +
-         KEP_REPORT::group_digits(graph.get_num_redundant_edges()) + " redundant";
+  return fmt::format("{} real, {} redundant", KEP_REPORT::group_digits(graph.get_num_real_edges()),
+                     KEP_REPORT::group_digits(graph.get_num_redundant_edges()));
 }
 
 /// Phases of a run under the names that a user knows them by.
@@ -79,7 +72,7 @@ std::string get_times_text(const KEP_RG_PHASES& phases) {
   words.reserve(times.size());
   for (const auto& [name, seconds] : times)
     words.push_back(fmt::format("{} {:.2f}", name, seconds));
-  return fmt::format("{:.2f} s: {}", total, join(words));
+  return fmt::format("{:.2f} s: {}", total, fmt::join(words, ", "));
 }
 
 } // namespace
@@ -98,7 +91,8 @@ std::string format_bytes(std::uint64_t bytes) {
 
 void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats,
                    const std::vector<std::string>& files) {
-  const bool is_output_taken = std::count(files.begin(), files.end(), "-") != 0 || options.m_stats == "-";
+  const bool is_output_taken = options.m_stats == ATOMIC_FILE::STANDARD_OUTPUT ||
+                               std::count(files.begin(), files.end(), ATOMIC_FILE::STANDARD_OUTPUT) != 0;
   if (options.m_quiet || is_output_taken) return;
   const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
   ROWS rows;
@@ -109,7 +103,7 @@ void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_
   rows.emplace_back("edges", get_edges_text(graph));
   rows.emplace_back("memory", format_bytes(graph.get_memory_bytes()) + " for the graph");
   rows.emplace_back("time", get_times_text(stats.m_phases));
-  if (!files.empty()) rows.emplace_back("files", join(files));
+  if (!files.empty()) rows.emplace_back("files", fmt::format("{}", fmt::join(files, ", ")));
 
   std::size_t width = 0;
   for (const auto& [name, text] : rows)

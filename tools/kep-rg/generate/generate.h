@@ -6,35 +6,37 @@
 
 /// What a synthetic fabric is made of.
 ///
-/// A tile holds a switch block, two connection blocks and a logic block. Level 1 is `columns` by `rows` tiles
-/// joined at their borders, every further level so many copies of the level below; the last level is the
-/// device. A module is stored once, however often it occurs, so the size of the files follows the border of
-/// the device and not its area.
+/// A tile holds a switch block, two connection blocks and a logic block. Level 1 is so many columns by so
+/// many rows of tiles, joined at their borders, every further level so many copies of the level below; the
+/// last level is the device. A module is stored once, however often it occurs, so the size of the files
+/// follows the border of the device and not its area.
 ///
 /// Percentages are rounded up to whole muxes, so any share above 0 is present.
 struct GENERATE_OPTIONS {
-  std::string model;           ///< the path that the command line names for the device model
-  std::string routing;         ///< the file for the routing description
-  std::string redundancy = {}; ///< a file for redundancy data; empty: none
+  std::string m_model;           ///< the file for the device model
+  std::string m_routing;         ///< the file for the routing description
+  std::string m_redundancy = {}; ///< a file for redundancy data; empty: none
 
-  std::uint64_t nodes = 0; ///< about so many nodes, in levels picked for it; 0: the three below say the size
-  std::uint32_t levels = 1;
-  std::vector<std::uint32_t> columns = {8}; ///< a level, lowest first; a single number holds for every level
-  std::vector<std::uint32_t> rows = {8};
+  /// About so many nodes, in levels picked for it; 0: the three below say the size.
+  std::uint64_t m_nodes = 0;
+  std::uint32_t m_levels = 1;
+  /// Of a level, lowest first; a single number holds for every level.
+  std::vector<std::uint32_t> m_columns = {8};
+  std::vector<std::uint32_t> m_rows = {8};
 
-  std::uint32_t width = 16;                          ///< wires that start at each side of a tile
-  std::vector<std::uint32_t> lengths = {1, 1, 2, 4}; ///< of the wires in tiles, dealt in turn
-  std::uint32_t switch_inputs = 12;                  ///< of a mux of the switch block
-  std::uint32_t connect_inputs = 12;                 ///< of a mux of a connection block
-  std::uint32_t luts = 8;                            ///< of a logic block
+  std::uint32_t m_width = 16;                          ///< wires that start at each side of a tile
+  std::vector<std::uint32_t> m_lengths = {1, 1, 2, 4}; ///< of the wires in tiles, dealt in turn
+  std::uint32_t m_switch_inputs = 12;                  ///< of a mux of the switch block
+  std::uint32_t m_connect_inputs = 12;                 ///< of a mux of a connection block
+  std::uint32_t m_luts = 8;                            ///< of a logic block
 
-  std::uint32_t redundant = 0;  ///< percent of the mux inputs that stand twice, for redundancy data to mark
-  std::uint32_t hipi = 0;       ///< percent of the wires with a hipi mux, of the three types in turn
-  std::uint32_t skip = 0;       ///< percent of the wires that start through a mux skipped on most instances
-  std::uint32_t tunnels = 0;    ///< chains of source, through and target in a tile
-  std::uint32_t spare_rows = 0; ///< rows of tiles that wires fly over
-  bool top_ports = false;       ///< border tracks are routed ports of the top; else they turn back there
-  std::uint64_t seed = 1;       ///< another seed, other connections; the size stays
+  std::uint32_t m_redundant = 0;  ///< percent of the mux inputs that stand twice, for redundancy data to mark
+  std::uint32_t m_hipi = 0;       ///< percent of the wires with a hipi mux, of the three types in turn
+  std::uint32_t m_skip = 0;       ///< percent of the wires that start through a mux skipped on most instances
+  std::uint32_t m_tunnels = 0;    ///< chains of source, through and target in a tile
+  std::uint32_t m_spare_rows = 0; ///< rows of tiles that wires fly over
+  bool m_top_ports = false;       ///< border tracks are routed ports of the top; else they turn back there
+  std::uint64_t m_seed = 1;       ///< another seed, other connections; the size stays
 };
 
 /// Writes the fabric as a device model and its routing description, and as redundancy data where a file for
@@ -43,5 +45,4 @@ struct GENERATE_OPTIONS {
 /// The same options give the same bytes on every machine. All files are written beside their targets and
 /// renamed when all are complete. Throws std::runtime_error with one line on options that can't be met and
 /// on files that can't be written.
-void generate(const GENERATE_OPTIONS& options, const std::string& model_path,
-              const std::string& routing_path);
+void generate(const GENERATE_OPTIONS& options);

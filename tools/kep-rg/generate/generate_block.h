@@ -14,13 +14,13 @@
 struct GENERATE_BLOCK {
   static constexpr const char* KEY = "logic_block";
 
-  std::uint32_t get_num_inputs() const { return 4 * luts; }
-  std::uint32_t get_num_outputs() const { return 2 * luts; }
+  std::uint32_t get_num_inputs() const { return 4 * m_luts; }
+  std::uint32_t get_num_outputs() const { return 2 * m_luts; }
 
   /// Its routing nodes: its ports and every port inside.
   std::uint64_t get_num_nodes() const;
 
   void add_modules(std::vector<KEP_MODEL_MODULE>& modules, GENERATE_DESCRIPTION& description) const;
 
-  std::uint32_t luts; ///< as many slices
+  std::uint32_t m_luts; ///< as many slices
 };

@@ -30,43 +30,43 @@ void check_levels(const char* option, const std::vector<std::uint32_t>& values, 
 
 void check_ranges(const GENERATE_OPTIONS& options) {
   using LIMITS = GENERATE_LIMITS;
-  check_range("--nodes", options.nodes, 0, LIMITS::MAX_NODES);
-  check_range("--levels", options.levels, 1, LIMITS::MAX_LEVELS);
-  check_levels("--columns", options.columns, options.levels);
-  check_levels("--rows", options.rows, options.levels);
-  check_range("--width", options.width, LIMITS::MIN_WIDTH, LIMITS::MAX_WIDTH);
-  check_list("--lengths", options.lengths, LIMITS::MAX_LENGTH);
-  check_range("--switch-inputs", options.switch_inputs, LIMITS::MIN_SWITCH_INPUTS, LIMITS::MAX_INPUTS);
-  check_range("--connect-inputs", options.connect_inputs, 1, LIMITS::MAX_INPUTS);
-  check_range("--luts", options.luts, 1, LIMITS::MAX_LUTS);
-  check_range("--redundant", options.redundant, 0, LIMITS::MAX_REDUNDANT);
-  check_range("--hipi", options.hipi, 0, 100);
-  check_range("--skip", options.skip, 0, 100);
-  check_range("--tunnels", options.tunnels, 0, LIMITS::MAX_TUNNELS);
-  check_range("--spare-rows", options.spare_rows, 0, LIMITS::MAX_SPARE_ROWS);
+  check_range("--nodes", options.m_nodes, 0, LIMITS::MAX_NODES);
+  check_range("--levels", options.m_levels, 1, LIMITS::MAX_LEVELS);
+  check_levels("--columns", options.m_columns, options.m_levels);
+  check_levels("--rows", options.m_rows, options.m_levels);
+  check_range("--width", options.m_width, LIMITS::MIN_WIDTH, LIMITS::MAX_WIDTH);
+  check_list("--lengths", options.m_lengths, LIMITS::MAX_LENGTH);
+  check_range("--switch-inputs", options.m_switch_inputs, LIMITS::MIN_SWITCH_INPUTS, LIMITS::MAX_INPUTS);
+  check_range("--connect-inputs", options.m_connect_inputs, 1, LIMITS::MAX_INPUTS);
+  check_range("--luts", options.m_luts, 1, LIMITS::MAX_LUTS);
+  check_range("--redundant", options.m_redundant, 0, LIMITS::MAX_REDUNDANT);
+  check_range("--hipi", options.m_hipi, 0, 100);
+  check_range("--skip", options.m_skip, 0, 100);
+  check_range("--tunnels", options.m_tunnels, 0, LIMITS::MAX_TUNNELS);
+  check_range("--spare-rows", options.m_spare_rows, 0, LIMITS::MAX_SPARE_ROWS);
 }
 
 /// A mux never takes a source twice, and what a tile drives must be taken by some mux.
 void check_sources(const GENERATE_OPTIONS& options) {
   const std::uint32_t num_local = GENERATE_SWITCH::get_num_local_inputs(options);
   const std::uint32_t num_sources = GENERATE_SWITCH::get_num_local_sources(options);
-  const std::uint32_t num_tracks = options.switch_inputs - num_local;
-  if (num_tracks > 2 * options.width)
+  const std::uint32_t num_tracks = options.m_switch_inputs - num_local;
+  if (num_tracks > 2 * options.m_width)
     throw std::runtime_error(
         fmt::format("generate: --switch-inputs {} needs {} tracks, but --width {} gives {}",
-                    options.switch_inputs, num_tracks, options.width, 2 * options.width));
+                    options.m_switch_inputs, num_tracks, options.m_width, 2 * options.m_width));
   if (num_local > num_sources)
     throw std::runtime_error(fmt::format(
         "generate: --switch-inputs {} needs {} outputs of the logic block, but --luts {} gives {}",
-        options.switch_inputs, num_local, options.luts, num_sources));
-  if (4 * options.width * num_local < num_sources)
+        options.m_switch_inputs, num_local, options.m_luts, num_sources));
+  if (4 * options.m_width * num_local < num_sources)
     throw std::runtime_error(
         fmt::format("generate: the {} switch muxes of --width {} can't take the {} outputs of --luts {} and "
                     "--tunnels {}",
-                    4 * options.width, options.width, num_sources, options.luts, options.tunnels));
-  if (options.connect_inputs > options.width)
+                    4 * options.m_width, options.m_width, num_sources, options.m_luts, options.m_tunnels));
+  if (options.m_connect_inputs > options.m_width)
     throw std::runtime_error(fmt::format("generate: --connect-inputs {} is more than --width {} gives",
-                                         options.connect_inputs, options.width));
+                                         options.m_connect_inputs, options.m_width));
 }
 
 } // namespace

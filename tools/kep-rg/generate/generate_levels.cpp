@@ -69,23 +69,23 @@ std::string level_key(std::size_t level) {
 
 GENERATE_LEVELS::GENERATE_LEVELS(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile,
                                  std::uint32_t tracks)
-    : m_tracks(tracks), m_top_ports(options.top_ports) {
-  if (options.nodes != 0) {
-    pick(std::max<std::uint64_t>(1, (options.nodes + tile.nodes / 2) / tile.nodes),
-         options.spare_rows * (tile.nodes - tile.spare_nodes) / tile.nodes);
+    : m_tracks(tracks), m_top_ports(options.m_top_ports) {
+  if (options.m_nodes != 0) {
+    pick(std::max<std::uint64_t>(1, (options.m_nodes + tile.m_nodes / 2) / tile.m_nodes),
+         options.m_spare_rows * (tile.m_nodes - tile.m_spare_nodes) / tile.m_nodes);
   } else {
-    for (std::uint32_t level = 0; level < options.levels; ++level)
-      m_levels.push_back({options.columns[options.columns.size() == 1 ? 0 : level],
-                          options.rows[options.rows.size() == 1 ? 0 : level]});
+    for (std::uint32_t level = 0; level < options.m_levels; ++level)
+      m_levels.push_back({options.m_columns[options.m_columns.size() == 1 ? 0 : level],
+                          options.m_rows[options.m_rows.size() == 1 ? 0 : level]});
   }
   check();
   for (const GENERATE_LEVEL& level : m_levels) {
-    m_columns *= level.columns;
-    m_rows *= level.rows;
+    m_columns *= level.m_columns;
+    m_rows *= level.m_rows;
   }
-  if (options.spare_rows >= m_rows)
+  if (options.m_spare_rows >= m_rows)
     throw std::runtime_error(
-        fmt::format("generate: {} spare rows don't fit among {} rows", options.spare_rows, m_rows));
+        fmt::format("generate: {} spare rows don't fit among {} rows", options.m_spare_rows, m_rows));
 }
 
 /// A square, as nearly as may be. The larger factors go to the lower levels: the borders of the top are the
@@ -129,8 +129,8 @@ std::string GENERATE_LEVELS::get_text() const {
   std::vector<std::uint32_t> columns;
   std::vector<std::uint32_t> rows;
   for (const GENERATE_LEVEL& level : m_levels) {
-    columns.push_back(level.columns);
-    rows.push_back(level.rows);
+    columns.push_back(level.m_columns);
+    rows.push_back(level.m_rows);
   }
   return fmt::format("--levels {} --columns {} --rows {}: {} tiles ({} columns, {} rows)", m_levels.size(),
                      fmt::join(columns, ","), fmt::join(rows, ","), get_num_tiles(), m_columns, m_rows);
@@ -144,10 +144,10 @@ void GENERATE_LEVELS::write(KEP_MODEL_WRITER& writer) const {
     const std::string key = is_top ? "device" : level_key(i);
     KEP_MODEL_MODULE module = make_generate_region(
         key, cell, level, m_tracks, is_top && !m_top_ports ? GENERATE_BORDER::TURNS : GENERATE_BORDER::PORTS);
-    if (is_top) module.attributes.push_back({"top", 1});
-    if (is_top && m_top_ports) module.attributes.push_back({"kep_db_type", 1});
+    if (is_top) module.m_attributes.push_back({"top", 1});
+    if (is_top && m_top_ports) module.m_attributes.push_back({"kep_db_type", 1});
     writer.write(module);
-    cell = {key, cell.columns * level.columns, cell.rows * level.rows};
+    cell = {key, cell.m_columns * level.m_columns, cell.m_rows * level.m_rows};
   }
 }
 
@@ -156,8 +156,8 @@ std::string GENERATE_LEVELS::get_tile_path(std::uint32_t column, std::uint32_t r
   std::uint32_t cell_columns = m_columns;
   std::uint32_t cell_rows = m_rows;
   for (auto level = m_levels.rbegin(); level != m_levels.rend(); ++level) {
-    cell_columns /= level->columns;
-    cell_rows /= level->rows;
+    cell_columns /= level->m_columns;
+    cell_rows /= level->m_rows;
     if (!path.empty()) path += '/';
     path += get_generate_cell_name(column / cell_columns, row / cell_rows);
     column %= cell_columns;

@@ -11,14 +11,14 @@
 
 /// How many copies of the level below a level is.
 struct GENERATE_LEVEL {
-  std::uint32_t columns;
-  std::uint32_t rows;
+  std::uint32_t m_columns;
+  std::uint32_t m_rows;
 };
 
 /// The levels above the tile, lowest first; the last is the device.
 class GENERATE_LEVELS {
 public:
-  /// As the options say, or picked for about `options.nodes` nodes.
+  /// As the options say, or picked for about `options.m_nodes` nodes.
   GENERATE_LEVELS(const GENERATE_OPTIONS& options, const GENERATE_TILE& tile, std::uint32_t tracks);
 
   std::uint32_t get_columns() const { return m_columns; } ///< of tiles, in all

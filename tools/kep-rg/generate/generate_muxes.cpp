@@ -15,9 +15,9 @@ std::vector<std::int64_t> generate_bits(std::int64_t first, std::size_t width) {
 }
 
 std::string GENERATE_MUX_KIND::get_key() const {
-  std::string key = fmt::format("mux_{}", inputs);
-  if (redundant != 0) key += fmt::format("_r{}", redundant);
-  if (hipi != 0) key += fmt::format("_h{}", hipi);
+  std::string key = fmt::format("mux_{}", m_inputs);
+  if (m_redundant != 0) key += fmt::format("_r{}", m_redundant);
+  if (m_hipi != 0) key += fmt::format("_h{}", m_hipi);
   return key;
 }
 
@@ -29,15 +29,15 @@ std::uint32_t generate_redundant_inputs(std::uint32_t percent, std::uint32_t inp
 }
 
 KEP_MODEL_CELL generate_primitive_cell(const std::string& name, const std::string& master) {
-  KEP_MODEL_CELL cell{.name = name, .type = master};
-  cell.attributes.push_back({"kep_inst_header", 1});
+  KEP_MODEL_CELL cell{.m_name = name, .m_type = master};
+  cell.m_attributes.push_back({"kep_inst_header", 1});
   return cell;
 }
 
 KEP_MODEL_MODULE generate_primitive_module(const std::string& key, std::size_t inputs) {
-  KEP_MODEL_MODULE module{.key = key};
-  module.ports.push_back({"i", KEP_MODEL_DIRECTION::INPUT, generate_bits(GENERATE_FIRST_BIT, inputs)});
-  module.ports.push_back(
+  KEP_MODEL_MODULE module{.m_key = key};
+  module.m_ports.push_back({"i", KEP_MODEL_DIRECTION::INPUT, generate_bits(GENERATE_FIRST_BIT, inputs)});
+  module.m_ports.push_back(
       {"o", KEP_MODEL_DIRECTION::OUTPUT, {GENERATE_FIRST_BIT + static_cast<std::int64_t>(inputs)}});
   return module;
 }
@@ -48,15 +48,15 @@ KEP_MODEL_CELL GENERATE_MUXES::make_cell(const std::string& name, const std::vec
   const GENERATE_MUX_KIND kind{static_cast<std::uint32_t>(sources.size()), redundant, hipi};
   m_kinds.insert(kind);
   KEP_MODEL_CELL cell = generate_primitive_cell(name, kind.get_key());
-  cell.connections.push_back({"i", sources});
+  cell.m_connections.push_back({"i", sources});
   if (redundant != 0) {
     // They repeat inputs of the hipi half only: both then end on the same node, whatever the type.
     std::vector<std::int64_t> repeated;
     for (std::uint32_t i = 0; i < redundant; ++i)
       repeated.push_back(sources[(rotation + i) % kind.get_hipi_inputs()]);
-    cell.connections.push_back({"r", std::move(repeated)});
+    cell.m_connections.push_back({"r", std::move(repeated)});
   }
-  cell.connections.push_back({"o", {output}});
+  cell.m_connections.push_back({"o", {output}});
   return cell;
 }
 
@@ -64,16 +64,16 @@ void GENERATE_MUXES::add_modules(std::vector<KEP_MODEL_MODULE>& modules,
                                  GENERATE_DESCRIPTION& description) const {
   for (const GENERATE_MUX_KIND& kind : m_kinds) {
     const std::string key = kind.get_key();
-    KEP_MODEL_MODULE module = generate_primitive_module(key, kind.inputs);
-    for (std::uint32_t i = 0; i < kind.inputs; ++i)
-      description.add_port_edge(key, generate_bit_name("i", kind.inputs, i), "o",
-                                i < kind.get_hipi_inputs() ? kind.hipi : 0);
-    if (kind.redundant != 0)
-      module.ports.insert(module.ports.begin() + 1,
-                          {"r", KEP_MODEL_DIRECTION::INPUT,
-                           generate_bits(GENERATE_FIRST_BIT + kind.inputs + 1, kind.redundant)});
-    for (std::uint32_t i = 0; i < kind.redundant; ++i)
-      description.add_port_edge(key, generate_bit_name("r", kind.redundant, i), "o", kind.hipi);
+    KEP_MODEL_MODULE module = generate_primitive_module(key, kind.m_inputs);
+    for (std::uint32_t i = 0; i < kind.m_inputs; ++i)
+      description.add_port_edge(key, generate_bit_name("i", kind.m_inputs, i), "o",
+                                i < kind.get_hipi_inputs() ? kind.m_hipi : 0);
+    if (kind.m_redundant != 0)
+      module.m_ports.insert(module.m_ports.begin() + 1,
+                            {"r", KEP_MODEL_DIRECTION::INPUT,
+                             generate_bits(GENERATE_FIRST_BIT + kind.m_inputs + 1, kind.m_redundant)});
+    for (std::uint32_t i = 0; i < kind.m_redundant; ++i)
+      description.add_port_edge(key, generate_bit_name("r", kind.m_redundant, i), "o", kind.m_hipi);
     modules.push_back(std::move(module));
   }
 }

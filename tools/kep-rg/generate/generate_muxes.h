@@ -21,14 +21,14 @@ std::vector<std::int64_t> generate_bits(std::int64_t first, std::size_t width);
 /// What tells mux modules apart. The redundant inputs repeat other inputs; of a hipi mux the first half of
 /// the inputs and the redundant ones are of its hipi type.
 struct GENERATE_MUX_KIND {
-  std::uint32_t inputs;
-  std::uint32_t redundant = 0;
-  std::uint32_t hipi = 0;
+  std::uint32_t m_inputs;
+  std::uint32_t m_redundant = 0;
+  std::uint32_t m_hipi = 0;
 
   auto operator<=>(const GENERATE_MUX_KIND&) const = default;
 
   std::string get_key() const;
-  std::uint32_t get_hipi_inputs() const { return (inputs + 1) / 2; }
+  std::uint32_t get_hipi_inputs() const { return (m_inputs + 1) / 2; }
 };
 
 /// The instances of muxes that a fabric needs, and from them the mux modules.

@@ -33,14 +33,14 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, VALUE& value, st
 }
 
 void add_size(CLI::App& app, GENERATE_OPTIONS& options) {
-  CLI::Option* levels = add_number(app, "--levels", options.levels, 1, LIMITS::MAX_LEVELS,
+  CLI::Option* levels = add_number(app, "--levels", options.m_levels, 1, LIMITS::MAX_LEVELS,
                                    "levels of copies above the tile; the last is the device");
   CLI::Option* columns =
-      add_list(app, "--columns", options.columns, LIMITS::MAX_CELLS,
+      add_list(app, "--columns", options.m_columns, LIMITS::MAX_CELLS,
                "columns of a level, in copies of the level below; one number for all levels or one for "
                "each, lowest first");
-  CLI::Option* rows = add_list(app, "--rows", options.rows, LIMITS::MAX_CELLS, "rows of a level, likewise");
-  app.add_option("--nodes", options.nodes, "pick levels, columns and rows for about so many routing nodes")
+  CLI::Option* rows = add_list(app, "--rows", options.m_rows, LIMITS::MAX_CELLS, "rows of a level, likewise");
+  app.add_option("--nodes", options.m_nodes, "pick levels, columns and rows for about so many routing nodes")
       ->check(range(1, LIMITS::MAX_NODES))
       ->type_name("N")
       ->excludes(levels)
@@ -49,44 +49,44 @@ void add_size(CLI::App& app, GENERATE_OPTIONS& options) {
 }
 
 void add_tile(CLI::App& app, GENERATE_OPTIONS& options) {
-  add_number(app, "--width", options.width, LIMITS::MIN_WIDTH, LIMITS::MAX_WIDTH,
+  add_number(app, "--width", options.m_width, LIMITS::MIN_WIDTH, LIMITS::MAX_WIDTH,
              "wires that start at each side of a tile");
-  add_list(app, "--lengths", options.lengths, LIMITS::MAX_LENGTH,
+  add_list(app, "--lengths", options.m_lengths, LIMITS::MAX_LENGTH,
            "lengths of the wires in tiles, dealt in turn");
-  add_number(app, "--switch-inputs", options.switch_inputs, LIMITS::MIN_SWITCH_INPUTS, LIMITS::MAX_INPUTS,
+  add_number(app, "--switch-inputs", options.m_switch_inputs, LIMITS::MIN_SWITCH_INPUTS, LIMITS::MAX_INPUTS,
              "inputs of a mux of the switch block");
-  add_number(app, "--connect-inputs", options.connect_inputs, 1, LIMITS::MAX_INPUTS,
+  add_number(app, "--connect-inputs", options.m_connect_inputs, 1, LIMITS::MAX_INPUTS,
              "inputs of a mux of a connection block; at most --width");
-  add_number(app, "--luts", options.luts, 1, LIMITS::MAX_LUTS,
+  add_number(app, "--luts", options.m_luts, 1, LIMITS::MAX_LUTS,
              "look-up tables of a logic block, along its carry chain");
 }
 
 void add_features(CLI::App& app, GENERATE_OPTIONS& options) {
-  add_number(app, "--redundant", options.redundant, 0, LIMITS::MAX_REDUNDANT,
+  add_number(app, "--redundant", options.m_redundant, 0, LIMITS::MAX_REDUNDANT,
              "percent of the mux inputs that stand twice (ports \"r\"), for redundancy data to mark");
-  add_number(app, "--hipi", options.hipi, 0, 100,
+  add_number(app, "--hipi", options.m_hipi, 0, 100,
              "percent of the wires that are driven by a hipi mux, of type 1, 2 and 3 in turn");
   add_number(
-      app, "--skip", options.skip, 0, 100,
+      app, "--skip", options.m_skip, 0, 100,
       "percent of the wires that start behind a skip mux; every third is an exception, a mux with a node");
-  add_number(app, "--tunnels", options.tunnels, 0, LIMITS::MAX_TUNNELS,
+  add_number(app, "--tunnels", options.m_tunnels, 0, LIMITS::MAX_TUNNELS,
              "chains of a tunnel source, a through module and a target in a tile");
-  add_number(app, "--spare-rows", options.spare_rows, 0, LIMITS::MAX_SPARE_ROWS,
+  add_number(app, "--spare-rows", options.m_spare_rows, 0, LIMITS::MAX_SPARE_ROWS,
              "rows of tiles, evenly spread, that the carry chain and three of four vertical wires fly over");
-  app.add_flag("--top-ports", options.top_ports,
+  app.add_flag("--top-ports", options.m_top_ports,
                "make the border tracks routed ports of the top; otherwise they turn back at the border");
-  add_number(app, "--seed", options.seed, 0, UINT64_MAX,
+  add_number(app, "--seed", options.m_seed, 0, UINT64_MAX,
              "another seed, other connections of the same number");
 }
 
 } // namespace
 
 void add_generate_options(CLI::App& app, GENERATE_OPTIONS& options) {
-  app.add_option("--model", options.model, "file for the device model")->required()->type_name("FILE");
-  app.add_option("--routing", options.routing, "file for the routing description")
+  app.add_option("--model", options.m_model, "file for the device model")->required()->type_name("FILE");
+  app.add_option("--routing", options.m_routing, "file for the routing description")
       ->required()
       ->type_name("FILE");
-  app.add_option("--redundancy", options.redundancy,
+  app.add_option("--redundancy", options.m_redundancy,
                  "file for redundancy data that marks the second inputs of --redundant")
       ->type_name("FILE");
   add_size(app, options);

@@ -7,9 +7,9 @@
 
 /// The module below a region, and how large it is in tiles.
 struct GENERATE_CELL {
-  std::string key;
-  std::uint32_t columns;
-  std::uint32_t rows;
+  std::string m_key;
+  std::uint32_t m_columns;
+  std::uint32_t m_rows;
 };
 
 /// How the border of a region is closed.

@@ -54,9 +54,9 @@ private:
   void count(std::uint32_t nodes, std::uint32_t wire, const std::string& mux);
 
   struct SKIP {
-    std::string instance;
-    bool bypass; ///< the module is no skip mux, the exceptions are those that are skipped
-    bool real;   ///< a mux with a node on this instance
+    std::string m_instance;
+    bool m_bypass; ///< the module is no skip mux, the exceptions are those that are skipped
+    bool m_real;   ///< a mux with a node on this instance
   };
 
   const GENERATE_OPTIONS& m_options;

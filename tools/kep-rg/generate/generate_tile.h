@@ -17,15 +17,15 @@ struct GENERATE_TILE {
   static constexpr const char* KEY = "tile";
   static constexpr const char* BLOCK = "block"; ///< the instance of the logic block
 
-  std::vector<KEP_MODEL_MODULE> modules; ///< masters before their users: the tile is the last
-  GENERATE_DESCRIPTION description;      ///< of these modules
+  std::vector<KEP_MODEL_MODULE> m_modules; ///< masters before their users: the tile is the last
+  GENERATE_DESCRIPTION m_description;      ///< of these modules
 
   /// The inputs that repeat another input of the same mux, as relative ports below the tile: those that
   /// redundancy data for the tile has to mark.
-  std::vector<std::string> redundant_inputs;
+  std::vector<std::string> m_redundant_inputs;
 
-  std::uint64_t nodes = 0;       ///< routing nodes of a tile
-  std::uint64_t spare_nodes = 0; ///< routing nodes of a tile in a spare row
+  std::uint64_t m_nodes = 0;       ///< routing nodes of a tile
+  std::uint64_t m_spare_nodes = 0; ///< routing nodes of a tile in a spare row
 };
 
 /// The options must have passed check_generate_options().

@@ -28,19 +28,19 @@ inline GENERATE_HEADING turn(GENERATE_HEADING heading, std::uint32_t turns) {
 
 struct GENERATE_WIRES {
   explicit GENERATE_WIRES(const GENERATE_OPTIONS& options) {
-    for (std::uint32_t wire = 0; wire < options.width; ++wire) {
-      length.push_back(options.lengths[wire % options.lengths.size()]);
-      first_track.push_back(tracks);
-      tracks += length.back();
+    for (std::uint32_t wire = 0; wire < options.m_width; ++wire) {
+      m_length.push_back(options.m_lengths[wire % options.m_lengths.size()]);
+      m_first_track.push_back(m_tracks);
+      m_tracks += m_length.back();
     }
   }
 
-  std::uint32_t last_track(std::uint32_t wire) const { return first_track[wire] + length[wire] - 1; }
+  std::uint32_t last_track(std::uint32_t wire) const { return m_first_track[wire] + m_length[wire] - 1; }
 
   /// Every fourth wire keeps its muxes in a spare row, the others fly over it.
   static bool stays_in_spare_row(std::uint32_t wire) { return wire % 4 == 0; }
 
-  std::vector<std::uint32_t> length;
-  std::vector<std::uint32_t> first_track; ///< the track on which a wire leaves its first tile
-  std::uint32_t tracks = 0;               ///< of one heading
+  std::vector<std::uint32_t> m_length;
+  std::vector<std::uint32_t> m_first_track; ///< the track on which a wire leaves its first tile
+  std::uint32_t m_tracks = 0;               ///< of one heading
 };

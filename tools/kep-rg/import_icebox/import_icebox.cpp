@@ -7,7 +7,6 @@
 #include "tools/kep-rg/import_icebox/import_icebox_write.h"
 #include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/check_files.h"
-#include "tools/kep-rg/output/interrupts.h"
 
 #include <limits>
 #include <string>
@@ -20,9 +19,5 @@ void import_icebox(const std::string& chipdb, const std::string& model, const st
   ATOMIC_FILE model_file(model);
   ATOMIC_FILE routing_file(routing);
   write_icebox(chip, fold_icebox(chip), model_file.out(), routing_file.out());
-  model_file.close();
-  routing_file.close();
-  const INTERRUPT_DELAY together;
-  model_file.commit();
-  routing_file.commit();
+  commit_together({&model_file, &routing_file});
 }

@@ -24,27 +24,27 @@ std::string icebox_model_name(std::string_view name) {
 std::vector<ICEBOX_BEL> ICEBOX_BELS::bels(const ICEBOX_SHAPE& shape) {
   std::vector<ICEBOX_BEL> bels;
   std::map<std::string, std::size_t> positions;
-  for (std::uint32_t wire = 0; wire < shape.wires.size(); ++wire) {
-    const std::string& name = m_chip.names[shape.wires[wire].name];
+  for (std::uint32_t wire = 0; wire < shape.m_wires.size(); ++wire) {
+    const std::string& name = m_chip.m_names[shape.m_wires[wire].m_name];
     const std::size_t slash = name.find('/');
     if (slash == std::string::npos) continue;
     const auto [entry, is_new] = positions.try_emplace(name.substr(0, slash), bels.size());
     if (is_new) bels.push_back({entry->first});
-    bels[entry->second].pins.emplace_back(icebox_model_name(name.substr(slash + 1)), wire);
+    bels[entry->second].m_pins.emplace_back(icebox_model_name(name.substr(slash + 1)), wire);
   }
   for (ICEBOX_BEL& bel : bels)
-    bel.kind = find_kind(shape, bel);
+    bel.m_kind = find_kind(shape, bel);
   return bels;
 }
 
 std::uint32_t ICEBOX_BELS::find_kind(const ICEBOX_SHAPE& shape, const ICEBOX_BEL& bel) {
   PORTS ports;
-  for (const auto& [port, wire] : bel.pins)
-    ports.emplace_back(port, shape.wires[wire].pin);
+  for (const auto& [port, wire] : bel.m_pins)
+    ports.emplace_back(port, shape.m_wires[wire].m_pin);
   PORTS sorted = ports;
   std::ranges::sort(sorted);
 
-  const std::string family = family_of(bel.name);
+  const std::string family = family_of(bel.m_name);
   std::map<PORTS, std::uint32_t>& kinds = m_families[family];
   const auto [entry, is_new] =
       kinds.try_emplace(std::move(sorted), static_cast<std::uint32_t>(m_kinds.size()));

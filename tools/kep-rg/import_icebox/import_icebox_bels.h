@@ -13,14 +13,14 @@
 
 /// A cell within a tile.
 struct ICEBOX_BEL {
-  std::string name; ///< what stands before the "/"
-  std::uint32_t kind = 0;
-  std::vector<std::pair<std::string, std::uint32_t>> pins = {}; ///< port and wire in ICEBOX_SHAPE::wires
+  std::string m_name; ///< what stands before the "/"
+  std::uint32_t m_kind = 0;
+  std::vector<std::pair<std::string, std::uint32_t>> m_pins = {}; ///< port and wire in ICEBOX_SHAPE::wires
 };
 
 struct ICEBOX_BEL_KIND {
-  std::string key; ///< name of the module
-  std::vector<std::pair<std::string, KEP_MODEL_DIRECTION>> ports;
+  std::string m_key; ///< name of the module
+  std::vector<std::pair<std::string, KEP_MODEL_DIRECTION>> m_ports;
 };
 
 /// Collects the kinds of cells of the shapes given to it: cells of one family with the same ports share one.

@@ -121,17 +121,17 @@ std::uint32_t ICEBOX_READER::first_wire(std::uint32_t tile, std::size_t net_toke
   if (net == m_net_ids.end()) fail(fmt::format("there is no net {} above this line", net_number));
   const auto wire = m_first_wires.find(join(tile, net->second));
   if (wire == m_first_wires.end()) {
-    const ICEBOX_TILE& place = m_chip.tiles[tile];
-    fail(fmt::format("net {} has no local name in tile {} {}", net_number, place.x, place.y));
+    const ICEBOX_TILE& place = m_chip.m_tiles[tile];
+    fail(fmt::format("net {} has no local name in tile {} {}", net_number, place.m_x, place.m_y));
   }
   return wire->second;
 }
 
 std::uint32_t ICEBOX_READER::intern(std::string_view name) {
-  const auto [entry, is_new] = m_name_ids.try_emplace(name, size_of(m_chip.names));
+  const auto [entry, is_new] = m_name_ids.try_emplace(name, size_of(m_chip.m_names));
   if (is_new) {
     if (!is_local_name(name)) fail(fmt::format("\"{}\" can't be a local name", name));
-    m_chip.names.emplace_back(name);
+    m_chip.m_names.emplace_back(name);
   }
   return entry->second;
 }
@@ -175,7 +175,7 @@ void ICEBOX_READER::start_section() {
 }
 
 void ICEBOX_READER::end_section() {
-  if (m_section == SECTION::MUX && m_chip.muxes.back().num_sources == 0)
+  if (m_section == SECTION::MUX && m_chip.m_muxes.back().m_num_sources == 0)
     fail_at(m_section_line, fmt::format("\"{}\" without a source", m_section_name));
 }
 
@@ -212,37 +212,37 @@ void ICEBOX_READER::read_tile(std::string_view kind) {
   const std::uint32_t y = number(2, "Y");
   if (x >= m_width || y >= m_height)
     fail(fmt::format("tile {} {} lies outside the device of {} by {}", x, y, m_width, m_height));
-  if (!m_tile_ids.try_emplace(join(x, y), size_of(m_chip.tiles)).second)
+  if (!m_tile_ids.try_emplace(join(x, y), size_of(m_chip.m_tiles)).second)
     fail(fmt::format("a second tile {} {}", x, y));
 
   std::uint32_t kind_id = 0;
-  while (kind_id < m_chip.kinds.size() && m_chip.kinds[kind_id] != kind)
+  while (kind_id < m_chip.m_kinds.size() && m_chip.m_kinds[kind_id] != kind)
     ++kind_id;
-  if (kind_id == m_chip.kinds.size()) m_chip.kinds.emplace_back(kind);
-  m_chip.tiles.push_back({kind_id, x, y});
+  if (kind_id == m_chip.m_kinds.size()) m_chip.m_kinds.emplace_back(kind);
+  m_chip.m_tiles.push_back({kind_id, x, y});
 }
 
 void ICEBOX_READER::read_net() {
   m_section = SECTION::NET;
   expect_tokens(m_tokens.size() == 2, ".net NET");
   const std::uint32_t net = number(1, "net");
-  if (!m_net_ids.try_emplace(net, size_of(m_chip.nets)).second) fail(fmt::format("a second net {}", net));
-  m_chip.nets.push_back({.number = net});
+  if (!m_net_ids.try_emplace(net, size_of(m_chip.m_nets)).second) fail(fmt::format("a second net {}", net));
+  m_chip.m_nets.push_back({.m_number = net});
 }
 
 void ICEBOX_READER::read_net_wire() {
   expect_tokens(m_tokens.size() == 3, "X Y NAME");
   const std::uint32_t tile = tile_at(0);
   const std::uint32_t name = intern(m_tokens[2]);
-  const std::uint32_t net = size_of(m_chip.nets) - 1;
-  const std::uint32_t wire = size_of(m_chip.wires);
+  const std::uint32_t net = size_of(m_chip.m_nets) - 1;
+  const std::uint32_t wire = size_of(m_chip.m_wires);
   const auto [owner, is_new] = m_named_wires.try_emplace(join(tile, name), wire);
   if (!is_new)
     fail(fmt::format("local wire \"{}\" of tile {} {} is on net {} already", m_tokens[2], m_tokens[0],
-                     m_tokens[1], m_chip.nets[m_chip.wires[owner->second].net].number));
+                     m_tokens[1], m_chip.m_nets[m_chip.m_wires[owner->second].m_net].m_number));
   m_first_wires.try_emplace(join(tile, net), wire);
-  m_chip.wires.push_back({tile, net, name});
-  ++m_chip.nets.back().num_wires;
+  m_chip.m_wires.push_back({tile, net, name});
+  ++m_chip.m_nets.back().m_num_wires;
 }
 
 void ICEBOX_READER::read_mux(ICEBOX_MUX_KIND kind) {
@@ -253,8 +253,8 @@ void ICEBOX_READER::read_mux(ICEBOX_MUX_KIND kind) {
   const std::uint32_t wire = first_wire(tile_at(1), 3);
   std::vector<std::uint32_t>& num_entries = m_num_entries[static_cast<std::size_t>(kind)];
   num_entries.resize(std::max<std::size_t>(num_entries.size(), wire + std::size_t{1}));
-  m_chip.muxes.push_back({kind, ++num_entries[wire], wire, size_of(m_chip.sources), 0, m_line});
-  ++m_chip.nets[m_chip.wires[wire].net].num_drivers;
+  m_chip.m_muxes.push_back({kind, ++num_entries[wire], wire, size_of(m_chip.m_sources), 0, m_line});
+  ++m_chip.m_nets[m_chip.m_wires[wire].m_net].m_num_drivers;
 }
 
 void ICEBOX_READER::read_mux_source() {
@@ -262,32 +262,32 @@ void ICEBOX_READER::read_mux_source() {
   const std::string_view bits = m_tokens[0];
   if (bits.size() != m_num_config_bits || bits.find_first_not_of("01") != std::string_view::npos)
     fail(fmt::format("\"{}\" is not {} values of 0 or 1", bits, m_num_config_bits));
-  ICEBOX_MUX& mux = m_chip.muxes.back();
-  m_chip.sources.push_back(first_wire(m_chip.wires[mux.wire].tile, 1));
-  ++mux.num_sources;
+  ICEBOX_MUX& mux = m_chip.m_muxes.back();
+  m_chip.m_sources.push_back(first_wire(m_chip.m_wires[mux.m_wire].m_tile, 1));
+  ++mux.m_num_sources;
 }
 
 /// A text that was cut off within its nets is told by their number.
 void ICEBOX_READER::check_net_count() {
   if (m_device_line == 0) fail_at(std::max(m_line, 1u), "there is no \".device\"");
-  if (m_chip.nets.size() != m_num_nets)
+  if (m_chip.m_nets.size() != m_num_nets)
     fail_at(m_device_line,
-            fmt::format("{} nets are declared, but {} follow", m_num_nets, m_chip.nets.size()));
+            fmt::format("{} nets are declared, but {} follow", m_num_nets, m_chip.m_nets.size()));
 }
 
 /// A second entry for wire "w" and the first for wire "w/2" would be instances of one name.
 void ICEBOX_READER::check_mux_names() {
-  for (const ICEBOX_MUX& mux : m_chip.muxes) {
-    if (mux.ordinal == 1) continue;
-    const ICEBOX_WIRE& wire = m_chip.wires[mux.wire];
-    const auto name = m_name_ids.find(fmt::format("{}/{}", m_chip.names[wire.name], mux.ordinal));
+  for (const ICEBOX_MUX& mux : m_chip.m_muxes) {
+    if (mux.m_ordinal == 1) continue;
+    const ICEBOX_WIRE& wire = m_chip.m_wires[mux.m_wire];
+    const auto name = m_name_ids.find(fmt::format("{}/{}", m_chip.m_names[wire.m_name], mux.m_ordinal));
     if (name == m_name_ids.end()) continue;
-    const auto other = m_named_wires.find(join(wire.tile, name->second));
-    const auto& num_entries = m_num_entries[static_cast<std::size_t>(mux.kind)];
+    const auto other = m_named_wires.find(join(wire.m_tile, name->second));
+    const auto& num_entries = m_num_entries[static_cast<std::size_t>(mux.m_kind)];
     if (other != m_named_wires.end() && other->second < num_entries.size() && num_entries[other->second] > 0)
-      fail_at(mux.line,
+      fail_at(mux.m_line,
               fmt::format("entry {} for local wire \"{}\" would have the name of an entry for \"{}\"",
-                          mux.ordinal, m_chip.names[wire.name], name->first));
+                          mux.m_ordinal, m_chip.m_names[wire.m_name], name->first));
   }
 }
 

@@ -25,7 +25,7 @@ std::string mux_key(std::uint32_t num_inputs) {
 }
 
 std::string tile_key(const ICEBOX_CHIP& chip, const ICEBOX_SHAPE& shape) {
-  return fmt::format("{}.{}", chip.kinds[shape.kind], shape.number);
+  return fmt::format("{}.{}", chip.m_kinds[shape.m_kind], shape.m_number);
 }
 
 class ICEBOX_WRITER {
@@ -53,7 +53,7 @@ private:
 
 void ICEBOX_WRITER::write() {
   write_muxes();
-  for (const ICEBOX_SHAPE& shape : m_folded.shapes)
+  for (const ICEBOX_SHAPE& shape : m_folded.m_shapes)
     write_tile(shape);
   write_bels();
   write_top();
@@ -63,93 +63,96 @@ void ICEBOX_WRITER::write() {
 
 void ICEBOX_WRITER::write_muxes() {
   std::set<std::uint32_t> widths;
-  for (const ICEBOX_MUX& mux : m_chip.muxes)
-    widths.insert(mux.num_sources);
+  for (const ICEBOX_MUX& mux : m_chip.m_muxes)
+    widths.insert(mux.m_num_sources);
 
   for (const std::uint32_t width : widths) {
-    KEP_MODEL_MODULE module{.key = mux_key(width)};
+    KEP_MODEL_MODULE module{.m_key = mux_key(width)};
     for (std::uint32_t input = 0; input < width; ++input) {
-      module.ports.push_back({fmt::format("i{}", input), KEP_MODEL_DIRECTION::INPUT, {bit_of(input)}});
+      module.m_ports.push_back({fmt::format("i{}", input), KEP_MODEL_DIRECTION::INPUT, {bit_of(input)}});
       m_routing << fmt::format(R"({{"op":"add_port_edge","module":"{}","input":"i{}","output":"o"}})"
                                "\n",
-                               module.key, input);
+                               module.m_key, input);
     }
-    module.ports.push_back({"o", KEP_MODEL_DIRECTION::OUTPUT, {bit_of(width)}});
+    module.m_ports.push_back({"o", KEP_MODEL_DIRECTION::OUTPUT, {bit_of(width)}});
     m_model.write(module);
   }
 }
 
 KEP_MODEL_CELL ICEBOX_WRITER::mux_cell(const ICEBOX_SHAPE& shape, const ICEBOX_SHAPE_MUX& mux) const {
-  const char* kind = mux.kind == ICEBOX_MUX_KIND::BUFFER ? "buffer" : "routing";
-  const std::string wire = icebox_model_name(m_chip.names[shape.wires[mux.output].name]);
-  KEP_MODEL_CELL cell{.name = fmt::format("{}.{}", kind, wire), .type = mux_key(mux.num_inputs)};
-  if (mux.ordinal > 1) cell.name += fmt::format(".{}", mux.ordinal);
+  const char* kind = mux.m_kind == ICEBOX_MUX_KIND::BUFFER ? "buffer" : "routing";
+  const std::string wire = icebox_model_name(m_chip.m_names[shape.m_wires[mux.m_output].m_name]);
+  KEP_MODEL_CELL cell{.m_name = fmt::format("{}.{}", kind, wire), .m_type = mux_key(mux.m_num_inputs)};
+  if (mux.m_ordinal > 1) cell.m_name += fmt::format(".{}", mux.m_ordinal);
   // The instance has a header: its output is a routing node without a wire type.
-  cell.attributes.push_back({"kep_inst_header", 1});
-  cell.connections.reserve(mux.num_inputs + 1);
-  for (std::uint32_t input = 0; input < mux.num_inputs; ++input)
-    cell.connections.push_back({fmt::format("i{}", input), {bit_of(shape.inputs[mux.first_input + input])}});
-  cell.connections.push_back({"o", {bit_of(mux.output)}});
+  cell.m_attributes.push_back({"kep_inst_header", 1});
+  cell.m_connections.reserve(mux.m_num_inputs + 1);
+  for (std::uint32_t input = 0; input < mux.m_num_inputs; ++input)
+    cell.m_connections.push_back(
+        {fmt::format("i{}", input), {bit_of(shape.m_inputs[mux.m_first_input + input])}});
+  cell.m_connections.push_back({"o", {bit_of(mux.m_output)}});
   return cell;
 }
 
 void ICEBOX_WRITER::write_tile(const ICEBOX_SHAPE& shape) {
-  KEP_MODEL_MODULE module{.key = tile_key(m_chip, shape)};
-  for (std::uint32_t wire = 0; wire < shape.wires.size(); ++wire) {
-    const std::string name = icebox_model_name(m_chip.names[shape.wires[wire].name]);
-    if (shape.wires[wire].port) module.ports.push_back({name, *shape.wires[wire].port, {bit_of(wire)}});
-    module.netnames.push_back({name, {bit_of(wire)}});
+  KEP_MODEL_MODULE module{.m_key = tile_key(m_chip, shape)};
+  for (std::uint32_t wire = 0; wire < shape.m_wires.size(); ++wire) {
+    const std::string name = icebox_model_name(m_chip.m_names[shape.m_wires[wire].m_name]);
+    if (shape.m_wires[wire].m_port)
+      module.m_ports.push_back({name, *shape.m_wires[wire].m_port, {bit_of(wire)}});
+    module.m_netnames.push_back({name, {bit_of(wire)}});
   }
-  for (const ICEBOX_SHAPE_MUX& mux : shape.muxes)
-    module.cells.push_back(mux_cell(shape, mux));
+  for (const ICEBOX_SHAPE_MUX& mux : shape.m_muxes)
+    module.m_cells.push_back(mux_cell(shape, mux));
   for (const ICEBOX_BEL& bel : m_bels.bels(shape)) {
-    KEP_MODEL_CELL cell{.name = "bel." + bel.name, .type = m_bels.kinds()[bel.kind].key};
-    for (const auto& [port, wire] : bel.pins)
-      cell.connections.push_back({port, {bit_of(wire)}});
-    module.cells.push_back(std::move(cell));
+    KEP_MODEL_CELL cell{.m_name = "bel." + bel.m_name, .m_type = m_bels.kinds()[bel.m_kind].m_key};
+    for (const auto& [port, wire] : bel.m_pins)
+      cell.m_connections.push_back({port, {bit_of(wire)}});
+    module.m_cells.push_back(std::move(cell));
   }
   m_model.write(module);
 }
 
 void ICEBOX_WRITER::write_bels() {
   for (const ICEBOX_BEL_KIND& kind : m_bels.kinds()) {
-    KEP_MODEL_MODULE module{.key = kind.key};
-    for (const auto& [port, direction] : kind.ports) {
-      module.ports.push_back({port, direction, {FIRST_BIT + static_cast<std::int64_t>(module.ports.size())}});
+    KEP_MODEL_MODULE module{.m_key = kind.m_key};
+    for (const auto& [port, direction] : kind.m_ports) {
+      module.m_ports.push_back(
+          {port, direction, {FIRST_BIT + static_cast<std::int64_t>(module.m_ports.size())}});
       m_routing << fmt::format(R"({{"op":"add_inserted_node","module":"{}","port":"{}"}})"
                                "\n",
-                               kind.key, port);
+                               kind.m_key, port);
     }
     m_model.write(module);
   }
 }
 
 void ICEBOX_WRITER::write_top() {
-  KEP_MODEL_MODULE top{.key = "top", .attributes = {{"top", 1}}};
+  KEP_MODEL_MODULE top{.m_key = "top", .m_attributes = {{"top", 1}}};
   const ICEBOX_BY_TILE wires = wires_by_tile(m_chip);
   // Column by column, whatever the order of the file: what stands at like places is then equally far apart,
   // which a graph is folded by.
-  std::vector<std::size_t> order(m_chip.tiles.size());
+  std::vector<std::size_t> order(m_chip.m_tiles.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::sort(order.begin(), order.end(), [this](std::size_t left, std::size_t right) {
-    const ICEBOX_TILE& a = m_chip.tiles[left];
-    const ICEBOX_TILE& b = m_chip.tiles[right];
-    return std::tie(a.x, a.y) < std::tie(b.x, b.y);
+    const ICEBOX_TILE& a = m_chip.m_tiles[left];
+    const ICEBOX_TILE& b = m_chip.m_tiles[right];
+    return std::tie(a.m_x, a.m_y) < std::tie(b.m_x, b.m_y);
   });
   for (const std::size_t tile : order) {
-    const ICEBOX_TILE& place = m_chip.tiles[tile];
-    KEP_MODEL_CELL cell{.name = fmt::format("{}_{}", place.x, place.y),
-                        .type = tile_key(m_chip, m_folded.shapes[m_folded.shape_of_tile[tile]])};
-    for (std::uint32_t i = wires.first[tile]; i < wires.first[tile + 1]; ++i) {
-      const ICEBOX_WIRE& wire = m_chip.wires[wires.items[i]];
-      if (m_chip.nets[wire.net].num_wires > 1)
-        cell.connections.push_back({icebox_model_name(m_chip.names[wire.name]), {bit_of(wire.net)}});
+    const ICEBOX_TILE& place = m_chip.m_tiles[tile];
+    KEP_MODEL_CELL cell{.m_name = fmt::format("{}_{}", place.m_x, place.m_y),
+                        .m_type = tile_key(m_chip, m_folded.m_shapes[m_folded.m_shape_of_tile[tile]])};
+    for (std::uint32_t i = wires.m_first[tile]; i < wires.m_first[tile + 1]; ++i) {
+      const ICEBOX_WIRE& wire = m_chip.m_wires[wires.m_items[i]];
+      if (m_chip.m_nets[wire.m_net].m_num_wires > 1)
+        cell.m_connections.push_back({icebox_model_name(m_chip.m_names[wire.m_name]), {bit_of(wire.m_net)}});
     }
-    top.cells.push_back(std::move(cell));
+    top.m_cells.push_back(std::move(cell));
   }
-  for (std::uint32_t net = 0; net < m_chip.nets.size(); ++net)
-    if (m_chip.nets[net].num_wires > 1)
-      top.netnames.push_back({fmt::format("net.{}", m_chip.nets[net].number), {bit_of(net)}});
+  for (std::uint32_t net = 0; net < m_chip.m_nets.size(); ++net)
+    if (m_chip.m_nets[net].m_num_wires > 1)
+      top.m_netnames.push_back({fmt::format("net.{}", m_chip.m_nets[net].m_number), {bit_of(net)}});
   m_model.write(top);
 }
 

@@ -219,6 +219,14 @@ void ATOMIC_FILE::fail(const std::string& reason) const {
   throw std::runtime_error(fmt::format("{}: can't be written: {}", m_name, reason));
 }
 
+void commit_together(const std::vector<ATOMIC_FILE*>& files) {
+  for (ATOMIC_FILE* file : files)
+    file->close();
+  const INTERRUPT_DELAY together;
+  for (ATOMIC_FILE* file : files)
+    file->commit();
+}
+
 fs::path get_canonical_path(const std::string& path) {
   std::error_code ignored;
   return fs::weakly_canonical(fs::absolute(path, ignored), ignored);

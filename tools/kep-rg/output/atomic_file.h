@@ -13,8 +13,7 @@
 /// A new file gets the permissions that a plain open would give, one that is replaced keeps its own; a link
 /// keeps being a link. "-" is standard output, to which the text goes as it is written.
 ///
-/// Several files that belong together: close() all of them, then commit() one after the other under one
-/// INTERRUPT_DELAY. Every failure is a std::runtime_error with one line that names the target and the reason.
+/// Every failure is a std::runtime_error with one line that names the target and the reason.
 class ATOMIC_FILE {
 public:
   /// Whatever is known to stand in the way of writing is told here. With `makes_folder` the folder of the
@@ -75,6 +74,10 @@ private:
 
   inline static bool s_has_unnamed_files = true; // nothing clears it but a test
 };
+
+/// Closes files that belong together, and gives them their names when all are complete. No signal comes in
+/// between.
+void commit_together(const std::vector<ATOMIC_FILE*>& files);
 
 /// The path without links and detours, absolute, whether there is a file or not.
 std::filesystem::path get_canonical_path(const std::string& path);

@@ -2,6 +2,8 @@
 
 #include "tools/kep-rg/output/atomic_file.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -25,6 +27,10 @@ std::filesystem::path get_folder(const std::string& path) {
   return get_canonical_path(path).parent_path();
 }
 
+[[noreturn]] void refuse(const std::string& path, const char* reason) {
+  throw std::runtime_error(fmt::format("{}: can't be written: {}", path, reason));
+}
+
 void check_streams(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs) {
   if (std::count(inputs.begin(), inputs.end(), STREAM) > 1)
     throw std::runtime_error("standard input: can't be read twice: more than one input is \"-\"");
@@ -45,12 +51,9 @@ void check_files(const std::vector<std::string>& inputs, const std::vector<std::
     if (path.empty()) continue;
     if (path != STREAM) {
       const std::filesystem::path target = get_canonical_path(path);
-      if (is_standard_output(path))
-        throw std::runtime_error(path + ": can't be written: it is where standard output goes");
-      if (read.count(target) != 0)
-        throw std::runtime_error(path + ": can't be written: it is an input of this run");
-      if (!written.insert(target).second)
-        throw std::runtime_error(path + ": can't be written: it is another output of this run");
+      if (is_standard_output(path)) refuse(path, "it is where standard output goes");
+      if (read.contains(target)) refuse(path, "it is an input of this run");
+      if (!written.insert(target).second) refuse(path, "it is another output of this run");
     }
     const ATOMIC_FILE attempt(path,
                               !made_folder.empty() && get_folder(path) == get_folder(made_folder + "/file"));

@@ -2,7 +2,6 @@
 
 #include "kep_report/kep_report_progress.h"
 #include "tools/kep-rg/output/atomic_file.h"
-#include "tools/kep-rg/output/interrupts.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <cstdint>
@@ -66,9 +65,5 @@ void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
   }
   flush(nodes, node_text);
   flush(edges, edge_text);
-  nodes.close();
-  edges.close();
-  const INTERRUPT_DELAY together;
-  nodes.commit();
-  edges.commit();
+  commit_together({&nodes, &edges});
 }

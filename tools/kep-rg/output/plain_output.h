@@ -4,6 +4,7 @@
 #include "kep_report/kep_report.h"
 
 #include <ostream>
+#include <string>
 
 /// The style in which the tool writes every name.
 inline constexpr KEP_NAME_STYLE NAME_STYLE{};
@@ -12,3 +13,6 @@ inline constexpr KEP_NAME_STYLE NAME_STYLE{};
 inline std::ostream& info() {
   return KEP_REPORT::info(KEP_REPORT::PREFIX_VIEW::STANDARD);
 }
+
+/// A line on standard error, whatever the text holds.
+void warn(const std::string& line);

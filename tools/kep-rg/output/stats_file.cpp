@@ -89,6 +89,5 @@ void write_stats(const BUILD_STATS& stats, const KEP_ROUTING::GRAPH& graph, cons
              << "\n  },\n  \"graph\": {" << format_graph(graph)
              << "\n  },\n  \"threads\": " << stats.m_num_threads
              << ",\n  \"peak_rss_bytes\": " << get_peak_rss_bytes() << "\n}\n";
-  file.close();
-  file.commit();
+  commit_together({&file});
 }

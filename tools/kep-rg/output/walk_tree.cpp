@@ -4,6 +4,8 @@
 #include "kep/kep_routing_graph.h"
 #include "tools/kep-rg/output/plain_output.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <ostream>
 #include <utility>
@@ -16,15 +18,15 @@ const char* const OUT_OF_DEVICE = "out of the device";
 
 std::string get_module_text(const KEP_UNFOLDED_MODULE& module) {
   if (!module) return "";
-  std::string text = module.m_object->get_name(NAME_STYLE);
+  const std::string name = module.m_object->get_name(NAME_STYLE);
   const KEP_VIEW_TYPE view = module.m_object->get_view_type();
-  if (view != KEP_VIEW_TYPE::LOGICAL) text += std::string(" (") + kep_get_name_of_view_type(view) + ")";
-  return text;
+  return view == KEP_VIEW_TYPE::LOGICAL ? name
+                                        : fmt::format("{} ({})", name, kep_get_name_of_view_type(view));
 }
 
 std::string get_indent(unsigned depth) {
-  if (depth <= MAX_INDENT) return std::string(std::size_t{2} * depth, ' ');
-  return std::string(std::size_t{2} * MAX_INDENT, ' ') + "[level " + std::to_string(depth) + "] ";
+  const std::string indent(std::size_t{2} * std::min(depth, MAX_INDENT), ' ');
+  return depth <= MAX_INDENT ? indent : fmt::format("{}[level {}] ", indent, depth);
 }
 
 } // namespace

@@ -26,6 +26,5 @@ void write_wire_paths(KEP_DB* db, const std::string& path) {
     for (std::size_t i = 0; i != paths.size(); ++i)
       file.out() << root->get_plain_name() << '\t' << to_text(paths.get_path(i)->get_path(), db) << '\n';
   }
-  file.close();
-  file.commit();
+  commit_together({&file});
 }

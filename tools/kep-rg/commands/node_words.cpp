@@ -1,4 +1,8 @@
-#include "tools/kep-rg/commands/word_options.h"
+#include "tools/kep-rg/commands/node_words.h"
+
+#include "tools/kep-rg/output/plain_output.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -23,7 +27,7 @@ public:
 /// The name of a node holds a colon, so a word without one that names a file is meant as the file.
 bool is_file(const std::string& word) {
   std::error_code ignored;
-  return word.find(KEP_NAME_STYLE().m_port_separator) == std::string::npos &&
+  return word.find(NAME_STYLE.m_port_separator) == std::string::npos &&
          std::filesystem::exists(word, ignored) && !std::filesystem::is_directory(word, ignored);
 }
 
@@ -31,15 +35,13 @@ bool is_file(const std::string& word) {
 
 void NODE_WORDS::add_to(CLI::App& command, const std::string& description) {
   m_command = command.get_name();
-  m_usage = "DEVICE [ROUTING ...]";
-  for (const std::string& node : m_nodes)
-    m_usage += " " + node;
+  m_usage = fmt::format("DEVICE [ROUTING ...] {}", fmt::join(m_nodes, " "));
   command.add_option("WORDS", m_words, description)->type_name(m_usage);
   command.formatter(std::make_shared<WORDS_FORMATTER>());
 }
 
 void NODE_WORDS::refuse(const std::string& reason) const {
-  throw std::runtime_error(m_command + ": " + reason + "; usage: kep-rg " + m_command + " " + m_usage);
+  throw std::runtime_error(fmt::format("{}: {}; usage: kep-rg {} {}", m_command, reason, m_command, m_usage));
 }
 
 std::vector<std::string> NODE_WORDS::take(DEVICE_OPTIONS& device) const {
@@ -48,11 +50,9 @@ std::vector<std::string> NODE_WORDS::take(DEVICE_OPTIONS& device) const {
   if (file != m_words.end()) {
     const auto last_file = std::find_if(m_words.rbegin(), m_words.rend(), is_file);
     const std::size_t num_names = static_cast<std::size_t>(last_file - m_words.rbegin());
-    std::string missing = m_nodes[num_names];
-    for (std::size_t i = num_names + 1; i != m_nodes.size(); ++i)
-      missing += " and " + m_nodes[i];
-    refuse(missing + (num_names + 1 == m_nodes.size() ? " is" : " are") + " missing: " + *last_file +
-           " is a file and no node");
+    const auto missing = m_nodes.begin() + static_cast<std::ptrdiff_t>(num_names);
+    refuse(fmt::format("{} {} missing: {} is a file and no node", fmt::join(missing, m_nodes.end(), " and "),
+                       num_names + 1 == m_nodes.size() ? "is" : "are", *last_file));
   }
   if (m_words.size() <= m_nodes.size()) refuse("there are too few words");
   device.m_model = m_words.front();
