@@ -58,7 +58,7 @@ public:
 
 private:
   std::recursive_mutex m_mutex; // recursive: a sink may write to another stream
-  std::array<OUTPUT, 4> m_outputs;
+  std::array<OUTPUT, NUM_STREAMS> m_outputs;
 };
 
 // Never destroyed: destructors of static objects may still report.

@@ -1,7 +1,6 @@
 #include "kep_report/kep_report_progress.h"
 
 #include <mutex>
-#include <utility>
 
 namespace KEP_REPORT {
 namespace {

@@ -54,8 +54,8 @@ public:
 private:
   THREAD_STREAMS();
 
-  std::array<LINE_BUFFER, 4> m_buffers;
-  std::array<std::ostream, 4> m_streams;
+  std::array<LINE_BUFFER, NUM_STREAMS> m_buffers;
+  std::array<std::ostream, NUM_STREAMS> m_streams;
 };
 
 } // namespace KEP_REPORT

@@ -27,6 +27,6 @@ private:
   void add(KEP_REPORT::STREAM stream, std::string_view line);
 
   mutable std::mutex m_mutex;
-  std::array<std::string, 4> m_texts;
-  std::array<KEP_REPORT::SINK, 4> m_previous_sinks;
+  std::array<std::string, KEP_REPORT::NUM_STREAMS> m_texts;
+  std::array<KEP_REPORT::SINK, KEP_REPORT::NUM_STREAMS> m_previous_sinks;
 };

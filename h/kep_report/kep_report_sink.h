@@ -2,6 +2,7 @@
 
 #include "kep_report/kep_report_export.h"
 
+#include <cstddef>
 #include <functional>
 #include <string_view>
 
@@ -9,6 +10,7 @@ namespace KEP_REPORT {
 
 /// The four streams.
 enum class STREAM : int { ERR, WARN, INFO, DEBUG };
+inline constexpr std::size_t NUM_STREAMS = 4;
 
 /// Where the text of a stream goes. A sink gets one or more whole lines with their line ends, in one piece;
 /// only text that was flushed before its line was ended comes without one.

@@ -1,11 +1,8 @@
 #include "kep_io/description/kep_routing_reader_statement.h"
 
-#include <fmt/format.h>
-
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
-#include <utility>
 
 namespace {
 

@@ -19,9 +19,10 @@ std::string get_derivation(std::string_view type) {
 std::string kep_tell_unknown_master(std::string_view type, simdjson::dom::object cell) {
   const std::string unknown = fmt::format("unknown master \"{}\"", type);
   if (type.starts_with("$array:"))
-    return unknown + ": an array of instances that Yosys unrolls in \"hierarchy -top TOP\"";
+    return fmt::format("{}: an array of instances that Yosys unrolls in \"hierarchy -top TOP\"", unknown);
   if (type.starts_with("$paramod"))
-    return unknown + ": a module with parameters that isn't in the file; write the whole design";
+    return fmt::format("{}: a module with parameters that isn't in the file; write the whole design",
+                       unknown);
   if (type.starts_with("$"))
     return fmt::format(
         "{}: a cell that Yosys made from an expression or a process. \"blackbox MODULE\" empties "
@@ -32,9 +33,10 @@ std::string kep_tell_unknown_master(std::string_view type, simdjson::dom::object
         "{}: the file has no such module. If it is a black box with parameters, Yosys needs its "
         "ports (\"read_verilog -lib FILE\"), and {}",
         unknown, get_derivation(type));
-  return unknown +
-         ": the file has no such module. If it is a black box, Yosys needs its ports (\"read_verilog "
-         "-lib FILE\"); \"hierarchy -check\" tells what is missing";
+  return fmt::format(
+      "{}: the file has no such module. If it is a black box, Yosys needs its ports (\"read_verilog "
+      "-lib FILE\"); \"hierarchy -check\" tells what is missing",
+      unknown);
 }
 
 std::string kep_tell_unknown_port(std::string_view port, std::string_view type) {
@@ -46,7 +48,8 @@ std::string kep_tell_unknown_port(std::string_view port, std::string_view type) 
 
 std::string kep_tell_other_width(unsigned width, unsigned master_width, std::string_view type,
                                  simdjson::dom::object cell) {
-  std::string differs = fmt::format("the width is {}, that of the master's port {}", width, master_width);
+  const std::string differs =
+      fmt::format("the width is {}, that of the master's port {}", width, master_width);
   if (has_members(cell, "parameters"))
     return fmt::format(
         "{}: the cell gives parameters to a black box, which Yosys writes once, as it is without "

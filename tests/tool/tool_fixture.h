@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <string>
 #include <sys/wait.h>
-#include <utility>
 
 /// Runs the tool as a user does, in a folder of the test's own.
 class Tool : public Folder {
@@ -26,6 +25,13 @@ protected:
     m_out = take(out);
     m_err = take(err);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  /// One line on standard error, nothing on standard output, and exit status 2.
+  void expect_refused(const std::string& arguments, const std::string& line) {
+    EXPECT_EQ(run(arguments), 2) << arguments;
+    EXPECT_EQ(m_out, "") << arguments;
+    EXPECT_EQ(m_err, "kep-rg: " + line + "\n") << arguments;
   }
 
   std::string m_out;

@@ -5,8 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 namespace routing_warning_test {
 
 using testing::ElementsAre;

@@ -7,7 +7,6 @@
 #include <simdjson.h>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -37,8 +36,8 @@ protected:
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }
-  /// One line on standard error, and exit status 2.
-  void expect_refused(const std::string& arguments, const std::string& reason) {
+  /// One line on standard error that tells this reason, and exit status 2.
+  void expect_refused_for(const std::string& arguments, const std::string& reason) {
     EXPECT_EQ(run(arguments), 2) << arguments << "\n" << m_err;
     EXPECT_THAT(m_err, StartsWith("kep-rg: ")) << arguments;
     EXPECT_THAT(m_err, HasSubstr(reason)) << arguments;
@@ -162,7 +161,8 @@ TEST_F(CommandLine, TakesRedundancyDataMoreThanOnce) {
 TEST_F(CommandLine, RefusesRedundancyDataWithoutAKeywordOrAModuleOrThatIsCutShort) {
   const auto refuse = [this](const std::string& text, const std::string& reason) {
     write("redundancy.txt", text);
-    expect_refused("build model.json routing.jsonl --redundancy redundancy.txt", "redundancy.txt: " + reason);
+    expect_refused_for("build model.json routing.jsonl --redundancy redundancy.txt",
+                       "redundancy.txt: " + reason);
   };
   refuse("", "the keyword \"module_name:\" is missing");
   refuse("TILE\n0 m:b\n", "the keyword \"module_name:\" is missing");
@@ -187,55 +187,55 @@ TEST_F(CommandLine, WritesThePathsOfWiresBelowRoutingRoots) {
 }
 
 TEST_F(CommandLine, RefusesBadUse) {
-  expect_refused("", "subcommand");
-  expect_refused("make model.json routing.jsonl", "unknown command \"make\"");
+  expect_refused_for("", "subcommand");
+  expect_refused_for("make model.json routing.jsonl", "unknown command \"make\"");
   for (const std::string command : {"build", "check"})
     for (const std::string option : {"-o x.kdb", "--no-such-option"})
-      expect_refused(command + " model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
-  expect_refused("check model.json routing.jsonl --dump dump", "--dump");
+      expect_refused_for(command + " model.json routing.jsonl " + option, option.substr(0, option.find(' ')));
+  expect_refused_for("check model.json routing.jsonl --dump dump", "--dump");
   for (const std::string option : {"--dump", "--stats", "--wire-paths", "--redundancy"})
-    expect_refused("build model.json routing.jsonl " + option + " ''", "must not be empty");
-  expect_refused("build", "DEVICE");
-  expect_refused("build model.json routing.jsonl -j 0", "-j");
-  expect_refused("build model.json routing.jsonl -j two", "-j");
-  expect_refused("build model.json routing.jsonl --nodes-per-display 0", "--nodes-per-display");
-  expect_refused("import-icebox", "CHIPDB");
-  expect_refused("generate --model m.json", "--routing");
+    expect_refused_for("build model.json routing.jsonl " + option + " ''", "must not be empty");
+  expect_refused_for("build", "DEVICE");
+  expect_refused_for("build model.json routing.jsonl -j 0", "-j");
+  expect_refused_for("build model.json routing.jsonl -j two", "-j");
+  expect_refused_for("build model.json routing.jsonl --nodes-per-display 0", "--nodes-per-display");
+  expect_refused_for("import-icebox", "CHIPDB");
+  expect_refused_for("generate --model m.json", "--routing");
 }
 
 TEST_F(CommandLine, RefusesBadInputWithFileAndPlace) {
-  expect_refused("build none.json", "none.json: ");
-  expect_refused("build model.json none.jsonl", "none.jsonl: ");
+  expect_refused_for("build none.json", "none.json: ");
+  expect_refused_for("build model.json none.jsonl", "none.jsonl: ");
   write("bad.json", "{\"modules\": ");
-  expect_refused("build bad.json routing.jsonl", "bad.json:1:");
+  expect_refused_for("build bad.json routing.jsonl", "bad.json:1:");
   write("bad.json", R"({"modules": {"TOP": {"cells": {"x": {"type": "NONE"}}}}})");
-  expect_refused("build bad.json routing.jsonl", "bad.json: modules.TOP.cells.x");
+  expect_refused_for("build bad.json routing.jsonl", "bad.json: modules.TOP.cells.x");
   write("bad.jsonl", std::string(ROUTING) + "{\"op\": \"dance\"}\n");
-  expect_refused("build model.json bad.jsonl", "bad.jsonl:3: ");
+  expect_refused_for("build model.json bad.jsonl", "bad.jsonl:3: ");
   write("bad.txt", "0 0 a\n");
-  expect_refused("import-icebox bad.txt --model m.json --routing r.jsonl", "bad.txt:1: ");
-  expect_refused("generate --columns 0 --model m.json --routing r.jsonl", "--columns");
+  expect_refused_for("import-icebox bad.txt --model m.json --routing r.jsonl", "bad.txt:1: ");
+  expect_refused_for("generate --columns 0 --model m.json --routing r.jsonl", "--columns");
 }
 
 TEST_F(CommandLine, RefusesFilesThatItCannotWriteAndLeavesNothingBehind) {
-  expect_refused("build model.json routing.jsonl --stats none/stats.json", "stats.json");
-  expect_refused("build model.json routing.jsonl --dump model.json", "model.json");
+  expect_refused_for("build model.json routing.jsonl --stats none/stats.json", "stats.json");
+  expect_refused_for("build model.json routing.jsonl --dump model.json", "model.json");
   EXPECT_THAT(files(), UnorderedElementsAre("model.json", "routing.jsonl"));
   EXPECT_EQ(read("model.json"), MODEL);
 }
 
 TEST_F(CommandLine, RefusesAnOutputThatWouldReplaceAnInputOrAnotherOutput) {
-  expect_refused("build model.json routing.jsonl --stats model.json",
-                 "model.json: can't be written: it is an input of this run");
-  expect_refused("build model.json routing.jsonl --wire-paths x --stats ./x",
-                 "x: can't be written: it is another output of this run");
-  expect_refused("build model.json routing.jsonl --dump d --stats d/nodes.tsv",
-                 "d/nodes.tsv: can't be written: it is another output of this run");
+  expect_refused_for("build model.json routing.jsonl --stats model.json",
+                     "model.json: can't be written: it is an input of this run");
+  expect_refused_for("build model.json routing.jsonl --wire-paths x --stats ./x",
+                     "x: can't be written: it is another output of this run");
+  expect_refused_for("build model.json routing.jsonl --dump d --stats d/nodes.tsv",
+                     "d/nodes.tsv: can't be written: it is another output of this run");
   EXPECT_EQ(read("model.json"), MODEL);
 }
 
 TEST_F(CommandLine, TellsControlCharactersAsNumbers) {
-  expect_refused("build \"$(printf 'a\\033b.json')\"", "a\\u001bb.json");
+  expect_refused_for("build \"$(printf 'a\\033b.json')\"", "a\\u001bb.json");
   write("redundancy.txt", "module_name: TILE\n0 m:b\r\n");
   ASSERT_EQ(run("build model.json routing.jsonl --redundancy redundancy.txt"), 0);
   EXPECT_THAT(m_err, HasSubstr("m:b\\u000d"));
@@ -245,7 +245,7 @@ TEST_F(CommandLine, ARefusedBuildKeepsTheOldDump) {
   ASSERT_EQ(run("build model.json routing.jsonl --dump dump"), 0) << m_err;
   const std::string old = read("dump/edges.tsv");
   write("routing.jsonl", "{}");
-  expect_refused("build model.json routing.jsonl --dump dump", "routing.jsonl:1: ");
+  expect_refused_for("build model.json routing.jsonl --dump dump", "routing.jsonl:1: ");
   EXPECT_EQ(read("dump/edges.tsv"), old);
 }
 

@@ -63,12 +63,6 @@ protected:
     write("model.json", MODEL);
     write("routing.jsonl", ROUTING);
   }
-  /// One line on standard error, nothing on standard output, and exit status 2.
-  void expect_refused(const std::string& arguments, const std::string& line) {
-    EXPECT_EQ(run(arguments), 2) << arguments;
-    EXPECT_EQ(m_out, "") << arguments;
-    EXPECT_EQ(m_err, "kep-rg: " + line + "\n") << arguments;
-  }
 };
 
 TEST_F(DebugCommand, ListsTheFanoutsAsTheDumpDoes) {

@@ -49,11 +49,6 @@ protected:
     }
     return m_edges;
   }
-  void expect_refused(const std::string& arguments, const std::string& line) {
-    EXPECT_EQ(run(arguments), 2) << arguments;
-    EXPECT_EQ(m_out, "") << arguments;
-    EXPECT_EQ(m_err, "kep-rg: " + line + "\n") << arguments;
-  }
   /// A command for each one that is about a device; those about nodes take the first edge from a plain one.
   std::vector<std::string> commands() {
     std::string line;

@@ -44,11 +44,6 @@ protected:
     EXPECT_EQ(m_out, text);
     EXPECT_EQ(m_err, "");
   }
-  void expect_refused(const std::string& uip, const std::string& line) {
-    EXPECT_EQ(run("next model.json routing.jsonl " + uip), 2);
-    EXPECT_EQ(m_out, "");
-    EXPECT_EQ(m_err, "kep-rg: " + line + "\n");
-  }
 };
 
 TEST_F(NextCommand, PrintsTheWayToTheNextNode) {
@@ -177,9 +172,11 @@ TEST_F(NextCommand, NamesTheFirstTenOfManyWays) {
 }
 
 TEST_F(NextCommand, RefusesAUipWithoutANode) {
-  expect_refused("l/m:a", "l/m:a is not a routing node: an input of a mux in front of l/m:o");
-  expect_refused("l:in", "l:in is not a routing node: a port of TILE, on no arc of a mux");
-  expect_refused("l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
+  expect_refused("next model.json routing.jsonl l/m:a",
+                 "l/m:a is not a routing node: an input of a mux in front of l/m:o");
+  expect_refused("next model.json routing.jsonl l:in",
+                 "l:in is not a routing node: a port of TILE, on no arc of a mux");
+  expect_refused("next model.json routing.jsonl l/n:o", "no node \"l/n:o\"; closest: l/m:o, l/m:b, r/m:o");
   EXPECT_EQ(run("next model.json routing.jsonl"), 2);
   EXPECT_EQ(m_err,
             "kep-rg: next: UIP is missing: routing.jsonl is a file and no node; usage: kep-rg next DEVICE "

@@ -172,31 +172,32 @@ TEST(ProgressLine, IsErasedWhenASignalEndsTheTool) {
   EXPECT_THAT(shown, EndsWith(ERASED));
 }
 
-class ProgressOfTheTool : public Tool {};
+using ProgressOfTheTool = Tool;
 
 TEST_F(ProgressOfTheTool, IsShownOnATerminalAlone) {
   ASSERT_EQ(run("generate --columns 3 --rows 3 --model m.json --routing r.jsonl"), 0) << m_err;
-  // A model that comes slowly makes for a long phase.
-  const std::string build =
-      "--version >/dev/null; (sleep 1; cat m.json) | '" KEP_RG_TOOL "' build - r.jsonl ";
+  // A model that comes slowly makes for a long phase. Runs that show nothing wait side by side.
+  const std::string model = "(sleep 1; cat m.json) | ";
   const TERMINAL terminal;
-  ASSERT_EQ(run(build + "2>" + terminal.get_path()), 0);
+  const TERMINAL quiet[4];
+  const auto build_on = [&quiet](std::size_t i) {
+    return "kep-rg build - r.jsonl 2>" + quiet[i].get_path() + " ";
+  };
+  ASSERT_EQ(run_line("(" + model + build_on(0) + "-q) & a=$!; (" + model + build_on(1) +
+                     "--report) & b=$!; (" + model + build_on(2) + "--verbose) & c=$!; (" + model +
+                     "TERM=dumb " + build_on(3) + ") & d=$!; (" + model + "kep-rg build - r.jsonl) & e=$!; " +
+                     model + "kep-rg build - r.jsonl >shown.txt 2>" + terminal.get_path() +
+                     " && wait $a && wait $b && wait $c && wait $d && wait $e"),
+            0);
   const std::string shown = terminal.take();
   EXPECT_THAT(shown, HasSubstr("\rreading ...\033[K"));
   EXPECT_THAT(shown, EndsWith(ERASED));
   EXPECT_THAT(shown, Not(HasSubstr("\n")));
   EXPECT_LT(get_width(shown), 80U);
-  EXPECT_THAT(m_out, HasSubstr("\nnodes   "));
-
-  ASSERT_EQ(run(build), 0);
-  EXPECT_EQ(m_err, "");
-  for (const std::string option : {"-q", "--report", "--verbose"}) {
-    ASSERT_EQ(run(build + option + " 2>" + terminal.get_path()), 0);
-    EXPECT_EQ(terminal.take(), "") << option;
-  }
-  setenv("TERM", "dumb", 1);
-  ASSERT_EQ(run(build + "2>" + terminal.get_path()), 0);
-  EXPECT_EQ(terminal.take(), "") << "a terminal that can't erase";
+  EXPECT_THAT(read("shown.txt"), HasSubstr("\nnodes   "));
+  EXPECT_EQ(m_err, "") << "no terminal";
+  for (const TERMINAL& each : quiet)
+    EXPECT_EQ(each.take(), "") << "-q, --report, --verbose, a terminal that can't erase: " << &each - quiet;
 }
 
 } // namespace progress_line_test

@@ -5,6 +5,7 @@
 #include "tests/support/build_case.h"
 #include "tests/support/random_device.h"
 #include "tests/support/random_fabric.h"
+#include "tools/kep-rg/output/quiet.h"
 #include "tools/kep-rg/output/walk_tree.h"
 
 #include <gtest/gtest.h>
@@ -55,12 +56,13 @@ protected:
   void check_tree(BUILD_CASE& c, const KEP_RG_PRIMITIVES& primitives, const KEP_UNFOLDED_INST_PORT& start) {
     WALK_TREE tree(primitives, *c.db());
     KEP_RG_DBG_FANOUTS fanouts;
-    c.report([&] { c.builder().debug_edges(&fanouts, start, false, &tree); });
-    std::ostringstream text;
-    tree.print(text, fanouts);
-    SCOPED_TRACE(text.str());
+    c.builder().debug_edges(&fanouts, start, false, &tree);
+    std::ostringstream out;
+    tree.print(out, fanouts);
+    const std::string text = out.str();
+    SCOPED_TRACE(text);
     std::vector<std::string> told;
-    const std::uint64_t boundary_told = read_lines(text.str(), told);
+    const std::uint64_t boundary_told = read_lines(text, told);
     std::uint64_t boundary = 0;
     std::vector<std::string> expected;
     for (const KEP_RG_DBG_FANOUT* fanout : fanouts.iter()) {
@@ -115,6 +117,7 @@ protected:
   }
 
   void check_trees(BUILD_CASE& c) {
+    const LIBRARY_REPORT quiet(false); // the builder tells every step of these walks
     const KEP_RG_PRIMITIVES primitives(c.db(), c.builder().find_routing_primitive_cache());
     for (const KEP_ROUTING::NODE& node : c.db()->get_routing_template_graph()->iter_nodes())
       if (!node.is_boundary() && !node.is_hipi() && !HasFailure())

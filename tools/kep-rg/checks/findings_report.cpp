@@ -35,7 +35,7 @@ FINDINGS_REPORT::FINDINGS_REPORT(std::ostream& out, WAIVED_KINDS waived, std::si
     : m_out(out), m_waived(std::move(waived)), m_max_shown(max_shown) {}
 
 std::string FINDINGS_REPORT::get_id(KIND kind) const {
-  return std::string(kep_rg_get_id(kind)) + (m_waived.contains(kind) ? " (waived)" : "");
+  return fmt::format("{}{}", kep_rg_get_id(kind), m_waived.contains(kind) ? " (waived)" : "");
 }
 
 void FINDINGS_REPORT::add(KIND kind, std::uint64_t num, std::size_t num_kept,
@@ -69,7 +69,8 @@ std::string FINDINGS_REPORT::get_summary(SUBJECT subject) const {
     const auto kind = static_cast<KIND>(i);
     if (m_num[i] == 0 || kep_rg_get_subject(kind) != subject) continue;
     if (kind == KIND::NO_NODE) continue; // the verdict says so in words of its own
-    text += (text.empty() ? "" : ", ") + KEP_REPORT::group_digits(m_num[i]) + " " + get_id(kind);
+    text +=
+        fmt::format("{}{} {}", text.empty() ? "" : ", ", KEP_REPORT::group_digits(m_num[i]), get_id(kind));
   }
   return text;
 }
@@ -87,9 +88,10 @@ std::string get_size_text(const VERDICT_SCOPE& scope) {
 std::string get_graph_text(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope) {
   const bool is_empty = scope.m_num_nodes == 0;
   const std::string wrong = report.get_summary(SUBJECT::GRAPH);
-  if (!wrong.empty()) return "the graph is wrong: " + wrong + (is_empty ? "; it has no nodes at all" : "");
+  if (!wrong.empty())
+    return fmt::format("the graph is wrong: {}{}", wrong, is_empty ? "; it has no nodes at all" : "");
   if (is_empty) return "the graph has no nodes at all: there is nothing to check";
-  return scope.m_is_proved ? "the graph agrees with the model: " + get_size_text(scope) : "";
+  return scope.m_is_proved ? fmt::format("the graph agrees with the model: {}", get_size_text(scope)) : "";
 }
 
 } // namespace

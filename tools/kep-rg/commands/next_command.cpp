@@ -7,8 +7,11 @@
 #include "tools/kep-rg/device/find_plain_node.h"
 #include "tools/kep-rg/output/plain_output.h"
 
+#include <fmt/format.h>
+
 #include <memory>
 #include <ostream>
+#include <string>
 #include <unordered_set>
 #include <vector>
 
@@ -84,26 +87,26 @@ std::size_t append_others(const RANGE& points, const POINT& from, std::string& t
 std::string WAY::get_reason(const KEP_DB& db) const {
   if (!m_net) return "it has no net";
   const std::string name = m_net.get_name(NAME_STYLE);
-  if (m_is_loop) return "the way comes back to net " + name + ", a loop";
+  if (m_is_loop) return fmt::format("the way comes back to net {}, a loop", name);
   std::string others;
   if (append_others(m_net.iter_inst_ports(), m_from_uip, others) > 1)
-    return "net " + name + " branches: " + others;
+    return fmt::format("net {} branches: {}", name, others);
   std::string ports;
   if (append_others(m_net.iter_ports(), m_from_port, ports) > 1)
-    return "net " + name + " branches: " + ports + " of its module";
+    return fmt::format("net {} branches: {} of its module", name, ports);
   if (m_left_by_port) {
     const KEP_UNFOLDED_INST_PORT outer = m_left_by_port.get_unfolded_inst_port();
     const std::string port_name = m_left_by_port.get_name(NAME_STYLE);
-    if (!outer) return "net " + name + " leaves the device at " + port_name;
+    if (!outer) return fmt::format("net {} leaves the device at {}", name, port_name);
     if (!outer.get_unfolded_net())
-      return "net " + name + " ends at " + port_name + ", which has no net outside";
-    return "the way comes back to net " + outer.get_unfolded_net().get_name(NAME_STYLE) + ", a loop";
+      return fmt::format("net {} ends at {}, which has no net outside", name, port_name);
+    return fmt::format("the way comes back to net {}, a loop", outer.get_unfolded_net().get_name(NAME_STYLE));
   }
-  if (!m_left_by_uip) return "net " + name + " leads nowhere else";
+  if (!m_left_by_uip) return fmt::format("net {} leads nowhere else", name);
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
-  return "net " + name + " ends at " + others +
-         (cache.is_arc_input(m_left_by_uip.m_object->get_port()) ? ", an input of a mux"
-                                                                 : ", which has no net inside");
+  return fmt::format("net {} ends at {}, {}", name, others,
+                     cache.is_arc_input(m_left_by_uip.m_object->get_port()) ? "an input of a mux"
+                                                                            : "which has no net inside");
 }
 
 /// Looks for the next routing node from a node along a plain wire and prints the way. False when there is

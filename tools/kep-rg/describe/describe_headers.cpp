@@ -1,6 +1,7 @@
 #include "tools/kep-rg/describe/describe_headers.h"
 
 #include <cctype>
+#include <string>
 #include <string_view>
 
 namespace {

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <ostream>
-#include <string>
 #include <unordered_map>
 
 /// Copies a model and gives each cell of certain masters a kep_inst_header; all else stays as it is, letter

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 /// Which modules are muxes, and which of their ports: "GLOB:IN>OUT". In GLOB "*" stands for any text, "?" for
 /// any character, "[...]" for one of those characters; all else stands for itself.

@@ -6,7 +6,6 @@
 #include "tools/kep-rg/generate/generate_switch.h"
 
 #include <array>
-#include <iterator>
 #include <utility>
 
 namespace {

@@ -28,10 +28,10 @@ class ICEBOX_BELS {
 public:
   explicit ICEBOX_BELS(const ICEBOX_CHIP& chip) : m_chip(chip) {}
 
-  /// The cells of a shape, in the order of their first pins.
-  std::vector<ICEBOX_BEL> bels(const ICEBOX_SHAPE& shape);
+  /// Takes in the kinds of the cells of a shape, and gives these cells, in the order of their first pins.
+  std::vector<ICEBOX_BEL> add_bels(const ICEBOX_SHAPE& shape);
 
-  const std::vector<ICEBOX_BEL_KIND>& kinds() const { return m_kinds; }
+  const std::vector<ICEBOX_BEL_KIND>& get_kinds() const { return m_kinds; }
 
 private:
   std::uint32_t find_kind(const ICEBOX_SHAPE& shape, const ICEBOX_BEL& bel);
@@ -44,4 +44,4 @@ private:
 };
 
 /// A local name, or a part of one, as the model spells it: "/" as ".".
-std::string icebox_model_name(std::string_view name);
+std::string get_icebox_model_name(std::string_view name);

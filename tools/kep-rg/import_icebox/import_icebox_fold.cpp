@@ -67,7 +67,7 @@ private:
 };
 
 FOLDER::FOLDER(const ICEBOX_CHIP& chip)
-    : m_chip(chip), m_drivers(count_drivers(chip)), m_wires(wires_by_tile(chip)),
+    : m_chip(chip), m_drivers(count_drivers(chip)), m_wires(get_wires_by_tile(chip)),
       m_muxes(group_by_tile(chip.m_tiles.size(), chip.m_muxes.size(), [&chip](std::uint32_t mux) {
         return chip.m_wires[chip.m_muxes[mux].m_wire].m_tile;
       })) {
@@ -151,7 +151,7 @@ ICEBOX_FOLDED FOLDER::fold() {
 
 } // namespace
 
-ICEBOX_BY_TILE wires_by_tile(const ICEBOX_CHIP& chip) {
+ICEBOX_BY_TILE get_wires_by_tile(const ICEBOX_CHIP& chip) {
   return group_by_tile(chip.m_tiles.size(), chip.m_wires.size(),
                        [&chip](std::uint32_t wire) { return chip.m_wires[wire].m_tile; });
 }

@@ -51,4 +51,4 @@ struct ICEBOX_BY_TILE {
   std::vector<std::uint32_t> m_first; ///< in `items`, by tile, with one more at the end
   std::vector<std::uint32_t> m_items;
 };
-ICEBOX_BY_TILE wires_by_tile(const ICEBOX_CHIP& chip);
+ICEBOX_BY_TILE get_wires_by_tile(const ICEBOX_CHIP& chip);

@@ -57,9 +57,9 @@ private:
   void check_net_count();
   void check_mux_names();
 
-  std::uint32_t number(std::size_t token, const char* what) const;
-  std::uint32_t tile_at(std::size_t x_token) const;
-  std::uint32_t first_wire(std::uint32_t tile, std::size_t net_token) const;
+  std::uint32_t read_number(std::size_t token, const char* what) const;
+  std::uint32_t get_tile(std::size_t x_token) const;
+  std::uint32_t get_first_wire(std::uint32_t tile, std::size_t net_token) const;
   std::uint32_t intern(std::string_view name);
   void expect_tokens(bool holds, const char* form) const;
   [[noreturn]] void fail(const std::string& reason) const { fail_at(m_line, reason); }
@@ -96,7 +96,7 @@ void ICEBOX_READER::expect_tokens(bool holds, const char* form) const {
   if (!holds) fail(fmt::format("expected \"{}\"", form));
 }
 
-std::uint32_t ICEBOX_READER::number(std::size_t token, const char* what) const {
+std::uint32_t ICEBOX_READER::read_number(std::size_t token, const char* what) const {
   const std::string_view text = m_tokens[token];
   std::uint32_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -106,17 +106,17 @@ std::uint32_t ICEBOX_READER::number(std::size_t token, const char* what) const {
 }
 
 /// The tile whose X and Y are the tokens `x_token` and the one behind it.
-std::uint32_t ICEBOX_READER::tile_at(std::size_t x_token) const {
-  const std::uint32_t x = number(x_token, "X");
-  const std::uint32_t y = number(x_token + 1, "Y");
+std::uint32_t ICEBOX_READER::get_tile(std::size_t x_token) const {
+  const std::uint32_t x = read_number(x_token, "X");
+  const std::uint32_t y = read_number(x_token + 1, "Y");
   const auto found = m_tile_ids.find(join(x, y));
   if (found == m_tile_ids.end()) fail(fmt::format("there is no tile {} {} above this line", x, y));
   return found->second;
 }
 
 /// The first local wire in `tile` of the net whose number is a token.
-std::uint32_t ICEBOX_READER::first_wire(std::uint32_t tile, std::size_t net_token) const {
-  const std::uint32_t net_number = number(net_token, "net");
+std::uint32_t ICEBOX_READER::get_first_wire(std::uint32_t tile, std::size_t net_token) const {
+  const std::uint32_t net_number = read_number(net_token, "net");
   const auto net = m_net_ids.find(net_number);
   if (net == m_net_ids.end()) fail(fmt::format("there is no net {} above this line", net_number));
   const auto wire = m_first_wires.find(join(tile, net->second));
@@ -200,16 +200,16 @@ void ICEBOX_READER::read_device() {
   expect_tokens(m_tokens.size() == 5, ".device DEVICE WIDTH HEIGHT NUM_NETS");
   if (m_device_line != 0) fail(fmt::format("a second \".device\", the first is in line {}", m_device_line));
   m_device_line = m_line;
-  m_width = number(2, "width");
-  m_height = number(3, "height");
-  m_num_nets = number(4, "number of nets");
+  m_width = read_number(2, "width");
+  m_height = read_number(3, "height");
+  m_num_nets = read_number(4, "number of nets");
 }
 
 void ICEBOX_READER::read_tile(std::string_view kind) {
   m_section = SECTION::TILE;
   expect_tokens(m_tokens.size() == 3 && is_section_name(kind), ".KIND_tile X Y");
-  const std::uint32_t x = number(1, "X");
-  const std::uint32_t y = number(2, "Y");
+  const std::uint32_t x = read_number(1, "X");
+  const std::uint32_t y = read_number(2, "Y");
   if (x >= m_width || y >= m_height)
     fail(fmt::format("tile {} {} lies outside the device of {} by {}", x, y, m_width, m_height));
   if (!m_tile_ids.try_emplace(join(x, y), size_of(m_chip.m_tiles)).second)
@@ -225,14 +225,14 @@ void ICEBOX_READER::read_tile(std::string_view kind) {
 void ICEBOX_READER::read_net() {
   m_section = SECTION::NET;
   expect_tokens(m_tokens.size() == 2, ".net NET");
-  const std::uint32_t net = number(1, "net");
+  const std::uint32_t net = read_number(1, "net");
   if (!m_net_ids.try_emplace(net, size_of(m_chip.m_nets)).second) fail(fmt::format("a second net {}", net));
   m_chip.m_nets.push_back({.m_number = net});
 }
 
 void ICEBOX_READER::read_net_wire() {
   expect_tokens(m_tokens.size() == 3, "X Y NAME");
-  const std::uint32_t tile = tile_at(0);
+  const std::uint32_t tile = get_tile(0);
   const std::uint32_t name = intern(m_tokens[2]);
   const std::uint32_t net = size_of(m_chip.m_nets) - 1;
   const std::uint32_t wire = size_of(m_chip.m_wires);
@@ -250,7 +250,7 @@ void ICEBOX_READER::read_mux(ICEBOX_MUX_KIND kind) {
   expect_tokens(m_tokens.size() >= 4, kind == ICEBOX_MUX_KIND::BUFFER ? ".buffer X Y NET CONFIG_BITS..."
                                                                       : ".routing X Y NET CONFIG_BITS...");
   m_num_config_bits = m_tokens.size() - 4;
-  const std::uint32_t wire = first_wire(tile_at(1), 3);
+  const std::uint32_t wire = get_first_wire(get_tile(1), 3);
   std::vector<std::uint32_t>& num_entries = m_num_entries[static_cast<std::size_t>(kind)];
   num_entries.resize(std::max<std::size_t>(num_entries.size(), wire + std::size_t{1}));
   m_chip.m_muxes.push_back({kind, ++num_entries[wire], wire, size_of(m_chip.m_sources), 0, m_line});
@@ -263,7 +263,7 @@ void ICEBOX_READER::read_mux_source() {
   if (bits.size() != m_num_config_bits || bits.find_first_not_of("01") != std::string_view::npos)
     fail(fmt::format("\"{}\" is not {} values of 0 or 1", bits, m_num_config_bits));
   ICEBOX_MUX& mux = m_chip.m_muxes.back();
-  m_chip.m_sources.push_back(first_wire(m_chip.m_wires[mux.m_wire].m_tile, 1));
+  m_chip.m_sources.push_back(get_first_wire(m_chip.m_wires[mux.m_wire].m_tile, 1));
   ++mux.m_num_sources;
 }
 

@@ -48,6 +48,6 @@ private:
   std::vector<PHASE> m_phases; // the innermost last
   bool m_is_drawn = false;
   bool m_is_over = false;
-  std::array<KEP_REPORT::SINK, 4> m_sinks; // those of before
+  std::array<KEP_REPORT::SINK, KEP_REPORT::NUM_STREAMS> m_sinks; // those of before
   std::thread m_thread;
 };
