@@ -6,8 +6,8 @@
 #include "tools/kep-rg/describe/describe_arcs.h"
 #include "tools/kep-rg/describe/describe_headers.h"
 #include "tools/kep-rg/describe/describe_pattern.h"
-#include "tools/kep-rg/device/load_device.h"
 #include "tools/kep-rg/output/atomic_file.h"
+#include "tools/kep-rg/output/check_files.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
@@ -46,9 +46,7 @@ void describe(const DESCRIBE_OPTIONS& options) {
   std::vector<MUX_PATTERN> patterns;
   for (const std::string& text : options.m_muxes)
     patterns.push_back(read_mux_pattern(text));
-  DEVICE_OPTIONS input;
-  input.m_model = options.m_model;
-  check_outputs(input, {options.m_new_model, options.m_routing});
+  check_files({options.m_model}, {options.m_new_model, options.m_routing});
   ATOMIC_FILE new_model(options.m_new_model);
   ATOMIC_FILE routing(options.m_routing);
 

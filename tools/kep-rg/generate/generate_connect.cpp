@@ -48,7 +48,7 @@ void GENERATE_CONNECT::add_module(bool vertical) {
 /// No two tracks of one wire index: at the device's border a wire turns back and could feed the mux twice.
 std::vector<std::int64_t> GENERATE_CONNECT::choose_sources(std::uint32_t number) const {
   std::vector<std::uint32_t> pool(m_options.m_width);
-  std::iota(pool.begin(), pool.end(), 0u);
+  std::iota(pool.begin(), pool.end(), 0U);
   GENERATE_RANDOM random(m_options.m_seed, CONNECT_TOPIC, number);
   random.draw(pool, m_options.m_connect_inputs);
   std::vector<std::int64_t> sources;

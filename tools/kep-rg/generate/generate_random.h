@@ -28,10 +28,10 @@ public:
 
 private:
   std::uint64_t next() {
-    m_state += 0x9e3779b97f4a7c15u;
+    m_state += 0x9e3779b97f4a7c15U;
     std::uint64_t z = m_state;
-    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
-    z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9U;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebU;
     return z ^ (z >> 31);
   }
 

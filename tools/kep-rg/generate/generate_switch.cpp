@@ -21,7 +21,7 @@ enum TOPIC : std::uint64_t { SWITCH_TOPIC = 1, HIPI_TOPIC, SKIP_TOPIC, TUNNEL_TO
 /// Draws `percent` of `count` numbers, rounded up.
 std::vector<bool> draw_share(std::uint32_t count, std::uint32_t percent, GENERATE_RANDOM random) {
   std::vector<std::uint32_t> numbers(count);
-  std::iota(numbers.begin(), numbers.end(), 0u);
+  std::iota(numbers.begin(), numbers.end(), 0U);
   const std::uint32_t share = (count * percent + 99) / 100;
   random.draw(numbers, share);
   std::vector<bool> drawn(count);
@@ -38,7 +38,7 @@ const char* GENERATE_SWITCH::get_output(GENERATE_HEADING heading) {
 }
 
 std::uint32_t GENERATE_SWITCH::get_num_local_inputs(const GENERATE_OPTIONS& options) {
-  return std::max(1u, options.m_switch_inputs / 4);
+  return std::max(1U, options.m_switch_inputs / 4);
 }
 
 std::uint32_t GENERATE_SWITCH::get_num_local_sources(const GENERATE_OPTIONS& options) {

@@ -269,7 +269,7 @@ void ICEBOX_READER::read_mux_source() {
 
 /// A text that was cut off within its nets is told by their number.
 void ICEBOX_READER::check_net_count() {
-  if (m_device_line == 0) fail_at(std::max(m_line, 1u), "there is no \".device\"");
+  if (m_device_line == 0) fail_at(std::max(m_line, 1U), "there is no \".device\"");
   if (m_chip.m_nets.size() != m_num_nets)
     fail_at(m_device_line,
             fmt::format("{} nets are declared, but {} follow", m_num_nets, m_chip.m_nets.size()));
