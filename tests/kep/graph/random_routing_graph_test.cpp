@@ -215,7 +215,7 @@ TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
       GRAPH_BUILD build(*db);
       graph.fill(build, seed);
       KEP_TEST_ACCESS::publish(*db->get_routing_template_graph(),
-                                  KEP_ROUTING_GRAPH_FOLDER(*build.graph()).fold(fanins_at_a_time));
+                               KEP_ROUTING_GRAPH_FOLDER(*build.graph()).fold(fanins_at_a_time));
       if (fanins_at_a_time == 0)
         expected = test_model::whole_graph(*db);
       else

@@ -1,8 +1,6 @@
-#include "kep_rg/detail/kep_rg_predicate.h"
+#include "kep_rg/detail/kep_rg_predicate_utils.h"
 
-#include "kep_rg/kep_rg_instance_is_primitive.h"
-#include "kep_rg/kep_rg_trace_predicate.h"
-
+namespace KEP_RG_PREDICATE_UTILS {
 namespace {
 
 using UIPS = std::vector<KEP_UNFOLDED_INST_PORT>;
@@ -34,14 +32,14 @@ void append_flyover_output(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY
 
 } // namespace
 
-void kep_rg_append_outputs_of_paths(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
-                                    const KEP_UNFOLDED_INST_PORT& uip, UIPS& outputs) {
+void append_outputs_of_paths(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
+                             const KEP_UNFOLDED_INST_PORT& uip, UIPS& outputs) {
   append_skip_outputs(primitives, uip, outputs);
   if (outputs.empty()) append_flyover_output(primitives, legacy_api, uip, outputs);
 }
 
-bool kep_rg_takes_flyover(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
-                          const KEP_UNFOLDED_INST_PORT& uip) {
+bool takes_flyover(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_API& legacy_api,
+                   const KEP_UNFOLDED_INST_PORT& uip) {
   UIPS outputs;
   append_skip_outputs(primitives, uip, outputs);
   if (!outputs.empty()) return false;
@@ -49,13 +47,4 @@ bool kep_rg_takes_flyover(const KEP_RG_PRIMITIVES& primitives, const KEP_LEGACY_
   return !outputs.empty();
 }
 
-// Stand here so that the classification is compiled once.
-KEP_RG_INSTANCE_IS_PRIMITIVE::KEP_RG_INSTANCE_IS_PRIMITIVE(const KEP_DB* db,
-                                                           const KEP_RG_PRIMITIVES& primitives,
-                                                           const KEP_VIEW_TYPE_RANK& view_type_rank)
-    : BASE(*db, primitives, view_type_rank) {}
-
-KEP_RG_TRACE_PREDICATE::KEP_RG_TRACE_PREDICATE(const KEP_DB* db, const KEP_RG_PRIMITIVES& primitives,
-                                               const KEP_VIEW_TYPE_RANK& view_type_rank,
-                                               const KEP_ROUTING_BUILDER_NODE_CACHE* node_cache)
-    : BASE(*db, primitives, view_type_rank), m_node_cache(node_cache) {}
+} // namespace KEP_RG_PREDICATE_UTILS
