@@ -29,14 +29,14 @@ KEP_RG_PARSE_REDUNDANCY quiet_parser(KEP_DB* db) {
 class RedundancyReader : public Folder {
 protected:
   RedundancyReader() {
-    KEP_RG_PARSE parse(model.db());
+    KEP_RG_PARSE parse(m_model.db());
     for (const char* input : {"MUX:a", "MUX:b"})
-      parse.add_port_edge(model.port(input), model.port("MUX:z"));
+      parse.add_port_edge(m_model.port(input), m_model.port("MUX:z"));
   }
 
   /// The lines that could not be read, "LINE: TEXT".
   std::vector<std::string> faults(std::string_view text) {
-    return as_texts(kep_read_redundancy_text(model.db(), parser, text, "r.txt"));
+    return as_texts(kep_read_redundancy_text(m_model.db(), m_parser, text, "r.txt"));
   }
   static std::vector<std::string> as_texts(const std::vector<KEP_REDUNDANCY_FAULT>& faults) {
     std::vector<std::string> texts;
@@ -49,21 +49,21 @@ protected:
   }
   /// What the table "redundancy" holds for a module, in order.
   std::vector<std::string> stored(const char* module = "TILE") const {
-    const KEP_INDEXED_RELATIVE_PATHS table = model.db()->get_relative_paths("redundancy");
+    const KEP_INDEXED_RELATIVE_PATHS table = m_model.db()->get_relative_paths("redundancy");
     if (!table.valid()) return {"no table"};
-    const KEP_MODULE_RELATIVE_PATH_MAP map = table.find_path_mappings_for_module(model.module(module));
+    const KEP_MODULE_RELATIVE_PATH_MAP map = table.find_path_mappings_for_module(m_model.module(module));
     std::vector<std::string> names;
     for (std::size_t i = 0; map.exists() && i != map.size(); ++i) {
       const KEP_RELATIVE_PATH& path = map.get_path(i)->get_path();
       names.emplace_back();
-      for (const KEP_INSTANCE* instance : path.get_instances(model.db()))
+      for (const KEP_INSTANCE* instance : path.get_instances(m_model.db()))
         names.back() += std::string(instance->get_plain_name()) + "/";
-      names.back() += path.get_port(model.db())->get_plain_name();
+      names.back() += path.get_port(m_model.db())->get_plain_name();
     }
     return names;
   }
 
-  const NAMED_MODEL model{R"(
+  const NAMED_MODEL m_model{R"(
     module MUX
       ports >a >b <z
     module SUB
@@ -75,7 +75,7 @@ protected:
     module TOP top
       inst t TILE
   )"};
-  KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(model.db());
+  KEP_RG_PARSE_REDUNDANCY m_parser = quiet_parser(m_model.db());
 };
 
 TEST_F(RedundancyReader, StoresWhatItReadsAtTheLevelThatTheGraphNeeds) {
@@ -175,12 +175,12 @@ TEST_F(RedundancyReader, ReadsOrRefusesRandomBytesAndDoesNothingElse) {
 
 TEST_F(RedundancyReader, ReadsAFile) {
   const std::string file = write("data.txt", "module_name: TILE\n0 m:b\n1 x:y\n");
-  EXPECT_THAT(as_texts(kep_read_redundancy(model.db(), parser, file)), ElementsAre("3: x:y"));
+  EXPECT_THAT(as_texts(kep_read_redundancy(m_model.db(), m_parser, file)), ElementsAre("3: x:y"));
   write("data.txt", "");
-  EXPECT_EQ(refusal_of([&] { kep_read_redundancy(model.db(), parser, file); }),
+  EXPECT_EQ(refusal_of([&] { kep_read_redundancy(m_model.db(), m_parser, file); }),
             file + ": the keyword \"module_name:\" is missing");
   std::filesystem::remove(file);
-  EXPECT_TRUE(refusal_of([&] { kep_read_redundancy(model.db(), parser, file); }).starts_with(file));
+  EXPECT_TRUE(refusal_of([&] { kep_read_redundancy(m_model.db(), m_parser, file); }).starts_with(file));
   EXPECT_THAT(stored(), ElementsAre("m/b"));
 }
 

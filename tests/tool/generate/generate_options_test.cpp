@@ -25,30 +25,30 @@ TEST(GenerateOptions, AreReadFromTheCommandLine) {
       "--luts 3 --redundant 11 --hipi 12 --skip 13 --tunnels 2 --spare-rows 4 --top-ports --seed 77");
   EXPECT_EQ(options.m_model, "m");
   EXPECT_EQ(options.m_routing, "r");
-  EXPECT_EQ(options.m_nodes, 0u);
-  EXPECT_EQ(options.m_levels, 3u);
+  EXPECT_EQ(options.m_nodes, 0U);
+  EXPECT_EQ(options.m_levels, 3U);
   EXPECT_THAT(options.m_columns, testing::ElementsAre(8, 4, 2));
   EXPECT_THAT(options.m_rows, testing::ElementsAre(5));
-  EXPECT_EQ(options.m_width, 10u);
+  EXPECT_EQ(options.m_width, 10U);
   EXPECT_THAT(options.m_lengths, testing::ElementsAre(1, 6));
-  EXPECT_EQ(options.m_switch_inputs, 9u);
-  EXPECT_EQ(options.m_connect_inputs, 7u);
-  EXPECT_EQ(options.m_luts, 3u);
-  EXPECT_EQ(options.m_redundant, 11u);
-  EXPECT_EQ(options.m_hipi, 12u);
-  EXPECT_EQ(options.m_skip, 13u);
-  EXPECT_EQ(options.m_tunnels, 2u);
-  EXPECT_EQ(options.m_spare_rows, 4u);
+  EXPECT_EQ(options.m_switch_inputs, 9U);
+  EXPECT_EQ(options.m_connect_inputs, 7U);
+  EXPECT_EQ(options.m_luts, 3U);
+  EXPECT_EQ(options.m_redundant, 11U);
+  EXPECT_EQ(options.m_hipi, 12U);
+  EXPECT_EQ(options.m_skip, 13U);
+  EXPECT_EQ(options.m_tunnels, 2U);
+  EXPECT_EQ(options.m_spare_rows, 4U);
   EXPECT_TRUE(options.m_top_ports);
-  EXPECT_EQ(options.m_seed, 77u);
+  EXPECT_EQ(options.m_seed, 77U);
   EXPECT_NO_THROW(check_generate_options(options));
 }
 
 TEST(GenerateOptions, HaveDefaultsThatCanBeMet) {
   const GENERATE_OPTIONS options = parse("");
-  EXPECT_EQ(options.m_levels, 1u);
+  EXPECT_EQ(options.m_levels, 1U);
   EXPECT_EQ(options.m_redundant + options.m_hipi + options.m_skip + options.m_tunnels + options.m_spare_rows,
-            0u);
+            0U);
   EXPECT_NO_THROW(check_generate_options(options));
 }
 

@@ -46,15 +46,15 @@ TEST_F(Generate, TheSameOptionsGiveTheSameBytes) {
 
 TEST_F(Generate, TheBytesAreThoseOfEveryMachine) {
   const auto fnv = [](const std::string& text) {
-    std::uint64_t hash = 0xcbf29ce484222325u;
+    std::uint64_t hash = 0xcbf29ce484222325U;
     for (const char c : text)
-      hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3u;
+      hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
     return hash;
   };
   make(small_with_everything());
   // To be replaced only by a change that means to give other fabrics for the same options.
-  EXPECT_EQ(fnv(read("model.json")), 2376939697945436883u);
-  EXPECT_EQ(fnv(read("routing.jsonl")), 11441950405233174455u);
+  EXPECT_EQ(fnv(read("model.json")), 2376939697945436883U);
+  EXPECT_EQ(fnv(read("routing.jsonl")), 11441950405233174455U);
 }
 
 TEST_F(Generate, AnotherSeedGivesOtherConnectionsOfTheSameNumber) {
@@ -73,15 +73,15 @@ TEST_F(Generate, ADeviceHasSoManyTilesAndMuxesAsTheOptionsSay) {
   options.m_rows = {3, 2, 1};
   make(options);
   const GENERATED_MODEL model = read_model();
-  EXPECT_EQ(model.at("region_1").m_cells.size(), 6u);
-  EXPECT_EQ(count_cells(model.at("region_1"), "tile"), 6u);
-  EXPECT_EQ(count_cells(model.at("region_2"), "region_1"), 2u);
-  EXPECT_EQ(count_cells(model.at("device"), "region_2"), 3u);
+  EXPECT_EQ(model.at("region_1").m_cells.size(), 6U);
+  EXPECT_EQ(count_cells(model.at("region_1"), "tile"), 6U);
+  EXPECT_EQ(count_cells(model.at("region_2"), "region_1"), 2U);
+  EXPECT_EQ(count_cells(model.at("device"), "region_2"), 3U);
   EXPECT_FALSE(model.contains("region_3"));
-  EXPECT_EQ(count_cells(model.at("switch_block"), "mux_8"), 24u);
-  EXPECT_EQ(count_cells(model.at("connect_block_v"), "mux_4"), 4u);
-  EXPECT_EQ(count_cells(model.at("connect_block_h"), "mux_4"), 4u);
-  EXPECT_EQ(count_cells(model.at("logic_block_blc"), "lut"), 2u);
+  EXPECT_EQ(count_cells(model.at("switch_block"), "mux_8"), 24U);
+  EXPECT_EQ(count_cells(model.at("connect_block_v"), "mux_4"), 4U);
+  EXPECT_EQ(count_cells(model.at("connect_block_h"), "mux_4"), 4U);
+  EXPECT_EQ(count_cells(model.at("logic_block_blc"), "lut"), 2U);
   EXPECT_TRUE(model.at("logic_block").m_cells.empty());
   EXPECT_TRUE(model.at("device").m_ports.empty());
 }
@@ -89,21 +89,21 @@ TEST_F(Generate, ADeviceHasSoManyTilesAndMuxesAsTheOptionsSay) {
 // A tile of the small fabric by hand: 24 switch muxes, 8 connection muxes, 14 block ports, 2 slices of 14.
 TEST_F(Generate, TheReportCountsTheNodes) {
   GENERATE_OPTIONS options = small();
-  EXPECT_EQ(make_and_count(options), 6u * 74);
+  EXPECT_EQ(make_and_count(options), 6U * 74);
   options.m_hipi = 50; // 12 wires, of which the third type has no twin
-  EXPECT_EQ(make_and_count(options), 6u * (74 + 8));
+  EXPECT_EQ(make_and_count(options), 6U * (74 + 8));
   options.m_hipi = 0;
   options.m_skip = 50; // 12 skip muxes, every third with a node
-  EXPECT_EQ(make_and_count(options), 6u * (74 + 4));
+  EXPECT_EQ(make_and_count(options), 6U * (74 + 4));
   options.m_skip = 0;
   options.m_tunnels = 2;
-  EXPECT_EQ(make_and_count(options), 6u * (74 + 6));
+  EXPECT_EQ(make_and_count(options), 6U * (74 + 6));
   options.m_tunnels = 0;
   options.m_spare_rows = 1; // wires 0 and 4 of each heading stay
-  EXPECT_EQ(make_and_count(options), 4u * 74 + 2 * 8);
+  EXPECT_EQ(make_and_count(options), 4U * 74 + 2 * 8);
   options.m_spare_rows = 0;
   options.m_top_ports = true; // 11 tracks a heading: lengths 1, 1, 2, 4, 1, 1 make 10; and the carry
-  EXPECT_EQ(make_and_count(options), 6u * 74 + 4 * (2 + 3) * 10 + 2 * 2);
+  EXPECT_EQ(make_and_count(options), 6U * 74 + 4 * (2 + 3) * 10 + 2 * 2);
 }
 
 TEST_F(Generate, WhatLeavesATileEntersItsNeighbourOnEveryLevel) {
@@ -114,7 +114,7 @@ TEST_F(Generate, WhatLeavesATileEntersItsNeighbourOnEveryLevel) {
   make(options);
   const GENERATED_MODEL model = read_model();
   FLAT_NETS nets(model, "device");
-  ASSERT_EQ(nets.get_tiles().size(), 36u);
+  ASSERT_EQ(nets.get_tiles().size(), 36U);
   for (int y = 0; y < 6; ++y)
     for (int x = 0; x < 6; ++x) {
       const std::string here = tile_path(x, y);
@@ -145,8 +145,8 @@ TEST_F(Generate, RoutedTopPortsAreTheBorderTracksOfTheDevice) {
   make(options);
   const GENERATED_MODEL model = read_model();
   const auto& ports = model.at("device").m_ports;
-  EXPECT_EQ(ports.at("n_in").m_bits.size(), 20u);
-  EXPECT_EQ(ports.at("w_out").m_bits.size(), 30u);
+  EXPECT_EQ(ports.at("n_in").m_bits.size(), 20U);
+  EXPECT_EQ(ports.at("w_out").m_bits.size(), 30U);
   FLAT_NETS nets(model, "device");
   EXPECT_TRUE(nets.are_joined(":n_in.10", "x1y0:n_in.0"));
   EXPECT_TRUE(nets.are_joined(":n_out.10", "x1y2:n_out.0"));
@@ -163,7 +163,7 @@ TEST_F(Generate, ALongWireMovesOnByOneTrackInEachTile) {
   const GENERATE_BITS& in = tile.m_ports.at("e_in").m_bits;
   const GENERATE_BITS& out = tile.m_ports.at("e_out").m_bits;
   const GENERATE_BITS& starts = tile.m_cells.at("switch").m_connections.at("e");
-  ASSERT_EQ(in.size(), 18u);
+  ASSERT_EQ(in.size(), 18U);
   for (std::size_t wire = 0; wire < 6; ++wire) {
     EXPECT_EQ(out[3 * wire], starts[wire]);
     EXPECT_EQ(out[3 * wire + 1], in[3 * wire]);
@@ -236,11 +236,11 @@ TEST_F(Generate, APlainFabricHoldsNoneOfTheFeatures) {
   EXPECT_EQ(count_statements("add_tunnel_type") + count_statements("set_skip_paths") +
                 count_statements("add_routing_flyover") + count_statements("set_spare_row") +
                 count_statements("add_wire_type"),
-            0u);
+            0U);
   const std::string routing = read("routing.jsonl");
   EXPECT_EQ(routing.find("hipi"), std::string::npos);
   EXPECT_EQ(routing.find("flag"), std::string::npos);
-  EXPECT_EQ(count_statements("add_routing_root"), 1u);
+  EXPECT_EQ(count_statements("add_routing_root"), 1U);
 }
 
 TEST_F(Generate, EachFeatureShowsInTheDescription) {
@@ -254,12 +254,12 @@ TEST_F(Generate, EachFeatureShowsInTheDescription) {
   EXPECT_THAT(hipi_types, UnorderedElementsAre("1", "2", "3"));
   EXPECT_THAT(tunnel_types, UnorderedElementsAre("1", "2", "3"));
   const GENERATED_MODULE block = read_model().at("switch_block");
-  EXPECT_EQ(count_cells(block, "skip_mux") + count_cells(block, "bypass_mux"), 12u);
-  EXPECT_EQ(count_cells(block, "tunnel_"), 6u);
+  EXPECT_EQ(count_cells(block, "skip_mux") + count_cells(block, "bypass_mux"), 12U);
+  EXPECT_EQ(count_cells(block, "tunnel_"), 6U);
   // 6 skip muxes of which 2 are exceptions, 6 bypass muxes of which 4 are.
-  EXPECT_EQ(count_statements("set_skip_paths"), 6u);
+  EXPECT_EQ(count_statements("set_skip_paths"), 6U);
   // 4 of 6 wires up and down, with 1, 2, 4 and 1 tracks, and the carry chain.
-  EXPECT_EQ(count_statements("add_routing_flyover"), 2u * 8 + 1);
+  EXPECT_EQ(count_statements("add_routing_flyover"), 2U * 8 + 1);
 }
 
 TEST_F(Generate, SpareRowsLieEvenlyAndNameTilesAndTheirBlocks) {
@@ -273,7 +273,7 @@ TEST_F(Generate, SpareRowsLieEvenlyAndNameTilesAndTheirBlocks) {
   std::set<std::string> marked;
   for (const auto& statement : read_routing())
     if (statement.at("op") == "set_spare_row") marked.insert(statement.at("instance"));
-  EXPECT_EQ(marked.size(), 2u * 4 * 2);
+  EXPECT_EQ(marked.size(), 2U * 4 * 2);
   for (int x = 0; x < 4; ++x)
     for (const int y : {3, 6}) {
       const std::string tile = tile_path(x, y);
@@ -284,7 +284,7 @@ TEST_F(Generate, SpareRowsLieEvenlyAndNameTilesAndTheirBlocks) {
 }
 
 TEST_F(Generate, AWantedNumberOfNodesIsMetClosely) {
-  for (const std::uint64_t wanted : {1'000u, 20'000u, 100'000u, 1'000'000u, 30'000'000u}) {
+  for (const std::uint64_t wanted : {1'000U, 20'000U, 100'000U, 1'000'000U, 30'000'000U}) {
     GENERATE_OPTIONS options;
     options.m_nodes = wanted;
     const auto nodes = static_cast<double>(make_and_count(options));
@@ -311,9 +311,9 @@ TEST_F(Generate, ThePickedSizeIsToldAsOptions) {
 TEST_F(Generate, AHundredMillionNodesTakeSomeMegabytes) {
   GENERATE_OPTIONS options;
   options.m_nodes = 100'000'000;
-  EXPECT_GT(make_and_count(options), 95'000'000u);
-  EXPECT_LT(std::filesystem::file_size(path("model.json")), 10'000'000u);
-  EXPECT_LT(std::filesystem::file_size(path("routing.jsonl")), 10'000'000u);
+  EXPECT_GT(make_and_count(options), 95'000'000U);
+  EXPECT_LT(std::filesystem::file_size(path("model.json")), 10'000'000U);
+  EXPECT_LT(std::filesystem::file_size(path("routing.jsonl")), 10'000'000U);
 }
 
 } // namespace generate_test

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -177,18 +178,20 @@ using ProgressOfTheTool = Tool;
 TEST_F(ProgressOfTheTool, IsShownOnATerminalAlone) {
   ASSERT_EQ(run("generate --columns 3 --rows 3 --model m.json --routing r.jsonl"), 0) << m_err;
   // A model that comes slowly makes for a long phase. Runs that show nothing wait side by side.
-  const std::string model = "(sleep 1; cat m.json) | ";
+  const std::string build = "(sleep 1; cat m.json) | kep-rg build - r.jsonl ";
+  const TERMINAL quiet[3];
+  const TERMINAL dumb;
   const TERMINAL terminal;
-  const TERMINAL quiet[4];
-  const auto build_on = [&quiet](std::size_t i) {
-    return "kep-rg build - r.jsonl 2>" + quiet[i].get_path() + " ";
-  };
-  ASSERT_EQ(run_line("(" + model + build_on(0) + "-q) & a=$!; (" + model + build_on(1) +
-                     "--report) & b=$!; (" + model + build_on(2) + "--verbose) & c=$!; (" + model +
-                     "TERM=dumb " + build_on(3) + ") & d=$!; (" + model + "kep-rg build - r.jsonl) & e=$!; " +
-                     model + "kep-rg build - r.jsonl >shown.txt 2>" + terminal.get_path() +
-                     " && wait $a && wait $b && wait $c && wait $d && wait $e"),
-            0);
+  std::string started =
+      "(" + build + ") & p=$!; (export TERM=dumb; " + build + "2>" + dumb.get_path() + ") & q=$!; ";
+  std::string ended = " && wait $p && wait $q";
+  for (std::size_t i = 0; i != 3; ++i) {
+    const std::string option = std::array{"-q", "--report", "--verbose"}[i];
+    const std::string number = std::to_string(i);
+    started += "(" + build + option + " 2>" + quiet[i].get_path() + ") & p" + number + "=$!; ";
+    ended += " && wait $p" + number;
+  }
+  ASSERT_EQ(run_line(started + build + ">shown.txt 2>" + terminal.get_path() + ended), 0);
   const std::string shown = terminal.take();
   EXPECT_THAT(shown, HasSubstr("\rreading ...\033[K"));
   EXPECT_THAT(shown, EndsWith(ERASED));
@@ -196,8 +199,9 @@ TEST_F(ProgressOfTheTool, IsShownOnATerminalAlone) {
   EXPECT_LT(get_width(shown), 80U);
   EXPECT_THAT(read("shown.txt"), HasSubstr("\nnodes   "));
   EXPECT_EQ(m_err, "") << "no terminal";
+  EXPECT_EQ(dumb.take(), "") << "a terminal that can't erase";
   for (const TERMINAL& each : quiet)
-    EXPECT_EQ(each.take(), "") << "-q, --report, --verbose, a terminal that can't erase: " << &each - quiet;
+    EXPECT_EQ(each.take(), "") << "-q, --report, --verbose: " << &each - quiet;
 }
 
 } // namespace progress_line_test

@@ -39,10 +39,11 @@ void append_fanouts(const std::string& point, std::string text, std::vector<std:
   const std::string_view mark = "mux input -> ";
   const std::size_t at = text.find(mark);
   if (at == std::string::npos) return;
-  std::istringstream targets(text.substr(at + mark.size()));
-  for (std::string target; std::getline(targets, target, ',');) {
-    target.erase(0, target.find_first_not_of(' '));
+  for (std::size_t begin = at + mark.size(); begin < text.size();) {
+    const std::size_t end = std::min(text.find(", ", begin), text.size());
+    const std::string target = text.substr(begin, end - begin);
     if (!target.ends_with(" (no routing node)")) lines.push_back(point + " -> " + target + redundant);
+    begin = end + 2;
   }
 }
 
@@ -94,15 +95,13 @@ protected:
       const std::size_t indent = line.find_first_not_of(' ');
       const std::size_t level = indent / 2;
       line.erase(0, indent);
-      EXPECT_LE(level, last_level + 1) << line;
-      EXPECT_TRUE(level <= last_level || last_leads_on) << line << ": below a line that leads nowhere";
+      if (level > last_level + 1 || (level > last_level && !last_leads_on))
+        ADD_FAILURE() << line << ": below a line that leads nowhere";
       const std::size_t gap = line.find("  ");
       const std::string rest = gap == std::string::npos ? line : line.substr(gap + 2);
-      if (level == 1) {
-        EXPECT_TRUE(rest.starts_with("outside") || rest.starts_with("inside ") ||
-                    rest.starts_with("through the arc of its mux, "))
-            << line;
-      }
+      if (level == 1 && !rest.starts_with("outside") && !rest.starts_with("inside ") &&
+          !rest.starts_with("through the arc of its mux, "))
+        ADD_FAILURE() << line;
       if (gap != std::string::npos) append_fanouts(line.substr(0, gap), rest, fanouts);
       num_boundary += rest.ends_with("-> boundary node");
       m_seen.m_dropped += rest.find("dropped: ") != std::string::npos;

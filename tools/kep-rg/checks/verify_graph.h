@@ -8,9 +8,9 @@
 
 /// What a finished graph is asked.
 struct VERIFICATION {
-  bool m_check = false;               ///< run the proof and the post checks
-  bool m_trace = false;               ///< verify the traces of all edges
-  std::vector<std::string> m_waive{}; ///< ids of findings that don't decide the result
+  bool m_check = false;                  ///< run the proof and the post checks
+  bool m_trace = false;                  ///< verify the traces of all edges
+  std::vector<std::string> m_waive = {}; ///< ids of findings that don't decide the result
 };
 
 /// Holds the graph of a database against its model and against the rules of a graph, traces its edges, or

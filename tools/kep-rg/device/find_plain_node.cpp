@@ -16,6 +16,7 @@ using KEP_ROUTING::NODE;
 /// These ports at the instance of the uip.
 std::string get_names(const KEP_UNFOLDED_INST_PORT& uip, const std::vector<const KEP_PORT*>& ports) {
   std::vector<std::string> names;
+  names.reserve(ports.size());
   for (const KEP_PORT* port : ports)
     names.push_back(
         uip.get_unfolded_instance().get_unfolded_inst_port_by_index(port->get_index()).get_name(NAME_STYLE));
