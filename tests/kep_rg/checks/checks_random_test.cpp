@@ -91,8 +91,8 @@ void compare_findings(KEP_DB& db, const NAIVE_CHECKS& naive, SEEN& seen) {
 
   LINES doubled;
   for (const NAIVE_CHECKS::DOUBLED& each : naive.doubled())
-    doubled.push_back(std::to_string(each.m_count) + " real edges from " + text_of(each.m_from) + " to " +
-                      text_of(each.m_to) + ", beside redundant ones");
+    doubled.push_back(fmt::format("{} real edges from {} to {}, beside redundant ones", each.m_count,
+                                  text_of(each.m_from), text_of(each.m_to)));
   EXPECT_THAT(texts_of(graph, kep_rg_find_doubled_edges(graph, ALL)),
               testing::UnorderedElementsAreArray(doubled));
   EXPECT_EQ(doubled.empty(), checks.test_redundant_edges());

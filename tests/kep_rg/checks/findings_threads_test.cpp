@@ -4,6 +4,7 @@
 #include "kep_rg/kep_rg_findings.h"
 #include "tests/support/damaged_graph.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <tbb/task_arena.h>
 
@@ -43,10 +44,10 @@ protected:
   static std::string model() {
     std::string text = "module MUX\n ports >a <o\nmodule ROW\n";
     for (std::size_t i = 0; i != NUM_MUXES; ++i)
-      text += " inst m" + std::to_string(i) + " MUX\n";
+      text += fmt::format(" inst m{} MUX\n", i);
     text += "module TOP top\n";
     for (std::size_t i = 0; i != NUM_ROWS; ++i)
-      text += " inst r" + std::to_string(i) + " ROW\n";
+      text += fmt::format(" inst r{} ROW\n", i);
     return text;
   }
   const KEP_ROUTING::GRAPH& graph() const { return *m_db->get_routing_template_graph(); }

@@ -1,6 +1,7 @@
 #include "tests/support/check_report.h"
 #include "tests/support/damaged_graph.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,10 +34,10 @@ protected:
   static std::string model() {
     std::string text = "module MUX\n ports >a >b <o\nmodule ROW\n";
     for (std::size_t i = 0; i != NUM_MUXES; ++i)
-      text += " inst m" + std::to_string(i) + " MUX\n";
+      text += fmt::format(" inst m{} MUX\n", i);
     text += "module TOP top\n inst mux MUX\n";
     for (std::size_t i = 0; i != NUM_ROWS; ++i)
-      text += " inst r" + std::to_string(i) + " ROW\n";
+      text += fmt::format(" inst r{} ROW\n", i);
     return text;
   }
   /// A node at the output of every mux in a row, in their order; and a twin behind each.

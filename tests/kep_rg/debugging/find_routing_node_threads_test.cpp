@@ -4,6 +4,7 @@
 #include "tests/support/damaged_graph.h"
 #include "tests/support/named_model.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -34,11 +35,10 @@ std::string model() {
     module TOP top
 )";
   for (int i = 0; i != NUM_WIRES; ++i)
-    text += " inst r" + std::to_string(i) + " ROW\n inst x" + std::to_string(i) + " CELL\n";
+    text += fmt::format(" inst r{0} ROW\n inst x{0} CELL\n", i);
   for (int i = 0; i != NUM_WIRES; ++i)
-    text += " net n" + std::to_string(i) + " r" + std::to_string(i) + ".out r" +
-            std::to_string((i + 1) % NUM_WIRES) + ".in" +
-            (i % 3 == 0 ? " x" + std::to_string(i) + ".a\n" : "\n");
+    text += fmt::format(" net n{0} r{0}.out r{1}.in{2}\n", i, (i + 1) % NUM_WIRES,
+                        i % 3 == 0 ? fmt::format(" x{}.a", i) : "");
   return text;
 }
 
@@ -47,7 +47,7 @@ TEST(FindRoutingNodeThreads, GivesEachThreadWhatOneAloneFinds) {
   std::vector<std::string> names;
   for (int i = 0; i != NUM_WIRES; ++i)
     for (const char* cell : {"/s:o", "/k:a"})
-      names.push_back("r" + std::to_string(i) + cell);
+      names.push_back(fmt::format("r{}{}", i, cell));
   test_model::EDITED_GRAPH(*model_of_wires.db(), names).publish();
   KEP_UNFOLD_OBSERVER observer;
   const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank, &observer);

@@ -5,6 +5,7 @@
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -181,8 +182,8 @@ private:
     KEP_PORT* b = port_of(module);
     const bool flag = m_random.percent(50);
     const unsigned kind = m_random.below(8);
-    m_text += "fact " + std::to_string(kind) + " " + module->get_key() + " " + a->get_plain_name() + " " +
-              b->get_plain_name() + " " + std::to_string(flag) + "\n";
+    m_text += fmt::format("fact {} {} {} {} {}\n", kind, module->get_key(), a->get_plain_name(),
+                          b->get_plain_name(), flag);
     switch (kind) {
     case 0:
     case 1:

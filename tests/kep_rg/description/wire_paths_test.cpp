@@ -72,35 +72,35 @@ std::string device(const std::string& type) {
 
 class WirePaths : public testing::Test {
 protected:
-  explicit WirePaths(const std::string& text = device("2")) : model(text) {}
+  explicit WirePaths(const std::string& text = device("2")) : m_model(text) {}
 
   KEP_ROUTING_PRIMITIVE* store() const {
-    return model.db()->get_routing_template_graph()->get_routing_primitive();
+    return m_model.db()->get_routing_template_graph()->get_routing_primitive();
   }
-  void root(const char* key) const { store()->add_routing_root(model.module(key)); }
+  void root(const char* key) const { store()->add_routing_root(m_model.module(key)); }
   /// A wire type for the port of that text below the module.
   void wire(const char* module, const std::string& text) const {
     KEP_RG_RELATIVE_PORT port;
-    ASSERT_TRUE(port.parse(model.module(module), text, RANK, nullptr)) << text;
+    ASSERT_TRUE(port.parse(m_model.module(module), text, RANK, nullptr)) << text;
     store()->add_wire_type(KEP_RELATIVE_PATH::create(*port.get_instances(), port.get_port()), "w", 0);
   }
   /// What the store reports.
   std::string report() const {
     KEP_REPORT_CAPTURE capture;
-    kep_rg_store_relative_routing_wire_paths(model.db());
+    kep_rg_store_relative_routing_wire_paths(m_model.db());
     return capture.text(KEP_REPORT::STREAM::INFO);
   }
   /// What it reports before it fails, and the failure.
   std::string failed_report(std::string& failure) const {
     KEP_REPORT_CAPTURE capture;
-    failure = failure_text([&] { kep_rg_store_relative_routing_wire_paths(model.db()); });
+    failure = failure_text([&] { kep_rg_store_relative_routing_wire_paths(m_model.db()); });
     return capture.text(KEP_REPORT::STREAM::INFO);
   }
   std::vector<std::string> paths(const char* module) const {
-    return stored(*model.db(), "routing_crf", model.module(module));
+    return stored(*m_model.db(), "routing_crf", m_model.module(module));
   }
 
-  const NAMED_MODEL model;
+  const NAMED_MODEL m_model;
 };
 
 class WirePathsWithoutRedundancy : public WirePaths {
@@ -168,7 +168,7 @@ TEST_F(WirePaths, AreToldForARootWithoutWiresTooWhichGetsNoEntry) {
   root("ROOT");
   EXPECT_EQ(report(), "Adding 0 wire paths for ROOT\n");
   EXPECT_THAT(paths("ROOT"), ElementsAre("no entry"));
-  EXPECT_THAT(model.db()->get_relative_paths("routing_crf").get_modules(), IsEmpty());
+  EXPECT_THAT(m_model.db()->get_relative_paths("routing_crf").get_modules(), IsEmpty());
 }
 
 TEST_F(WirePaths, PassOverARootOfTheBlcViewSilently) {
@@ -190,13 +190,13 @@ TEST_F(WirePaths, GoFromRootToRootInTheirOrderAndStartAfreshAtEach) {
   EXPECT_EQ(report(), "Adding 1 wire paths for ROOT_2\nAdding 2 wire paths for ROOT\n");
   EXPECT_THAT(paths("ROOT_2"), ElementsAre(":o"));
   EXPECT_THAT(paths("ROOT"), ElementsAre(":b", "c:o"));
-  EXPECT_THAT(model.db()->get_relative_paths("routing_crf").get_modules(),
-              ElementsAre(model.module("ROOT_2"), model.module("ROOT")));
+  EXPECT_THAT(m_model.db()->get_relative_paths("routing_crf").get_modules(),
+              ElementsAre(m_model.module("ROOT_2"), m_model.module("ROOT")));
 }
 
 TEST_F(WirePaths, MakeTheTableEvenWithoutARoot) {
   EXPECT_EQ(report(), "");
-  EXPECT_TRUE(model.db()->get_relative_paths("routing_crf").valid());
+  EXPECT_TRUE(m_model.db()->get_relative_paths("routing_crf").valid());
 }
 
 TEST_F(WirePaths, AreRefusedASecondTimeWhateverTheFirstTimeStored) {
@@ -210,7 +210,7 @@ TEST_F(WirePaths, AreRefusedASecondTimeWhateverTheFirstTimeStored) {
 TEST_F(WirePaths, AreRefusedWhereTheTableIsThereAlready) {
   root("ROOT");
   wire("ROOT", "o");
-  model.db()->find_or_create_relative_paths("routing_crf");
+  m_model.db()->find_or_create_relative_paths("routing_crf");
   std::string failure;
   failed_report(failure);
   EXPECT_EQ(failure, ADDED_TO_DB);
@@ -283,14 +283,16 @@ protected:
     KEP_RG_MODULE_RELATIVE_PORTS ports;
     for (const std::string& text : texts) {
       KEP_RG_RELATIVE_PORT port;
-      EXPECT_TRUE(port.parse(model.module(module), text, RANK, nullptr)) << text;
+      EXPECT_TRUE(port.parse(m_model.module(module), text, RANK, nullptr)) << text;
       ports.add(&port);
     }
     return ports;
   }
-  KEP_INDEXED_RELATIVE_PATHS table() const { return model.db()->find_or_create_relative_paths("redundancy"); }
+  KEP_INDEXED_RELATIVE_PATHS table() const {
+    return m_model.db()->find_or_create_relative_paths("redundancy");
+  }
   std::vector<std::string> redundant(const char* module) const {
-    return stored(*model.db(), "redundancy", model.module(module));
+    return stored(*m_model.db(), "redundancy", m_model.module(module));
   }
 };
 

@@ -3,6 +3,7 @@
 #include "tests/support/build_case.h"
 #include "tests/support/failure_text.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -97,8 +98,7 @@ TEST(BuildRefusal, NamesACellWithAnInstHeaderOfAnIpRootWithoutArcs) {
 TEST(BuildRefusal, GoesThroughAModuleOnceHoweverOftenItStands) {
   std::string text = "module L0\nmodule ROOT ip_root\n inst i L0\n";
   for (int level = 1; level != 24; ++level) {
-    const std::string below = "L" + std::to_string(level - 1);
-    text += "module L" + std::to_string(level) + "\n inst i " + below + "\n inst j " + below + "\n";
+    text += fmt::format("module L{0}\n inst i L{1}\n inst j L{1}\n", level, level - 1);
   }
   BUILD_CASE c(text + "module TOP top\n inst a L23\n inst r ROOT\n");
   c.store()->initialize();

@@ -6,6 +6,7 @@
 #include "tests/support/random_device.h"
 #include "tests/support/seeds.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -29,9 +30,9 @@ std::string text_of(const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs) {
   std::string text;
   for (std::size_t i = 0; i != outputs.m_counts.size(); ++i)
     if (outputs.m_counts[i].m_number != 0)
-      text += std::to_string(outputs.m_counts[i].m_number) + " " +
-              KEP_RG_OUTPUTS_WITHOUT_NODE::get_text(static_cast<REASON>(i)) + " (" +
-              outputs.m_counts[i].m_example + ")\n";
+      text += fmt::format("{} {} ({})\n", outputs.m_counts[i].m_number,
+                          KEP_RG_OUTPUTS_WITHOUT_NODE::get_text(static_cast<REASON>(i)),
+                          outputs.m_counts[i].m_example);
   return text;
 }
 

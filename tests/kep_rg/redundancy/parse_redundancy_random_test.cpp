@@ -22,8 +22,8 @@ using test_model::RANDOM_SOURCE;
 
 class ParseRedundancyText : public testing::Test {
 protected:
-  const NAMED_MODEL model{DEVICE};
-  KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(model.db());
+  const NAMED_MODEL m_model{DEVICE};
+  KEP_RG_PARSE_REDUNDANCY m_parser = quiet_parser(m_model.db());
 };
 
 /// Exactly one of the four ends that a parse can have: "valid_", "keyword", "true", "false".
@@ -76,9 +76,9 @@ void expect_right_end(KEP_RG_PARSE_REDUNDANCY& parser, const std::string& text) 
 TEST_F(ParseRedundancyText, EndsAsItsTokensSayWhereverAGoodTextIsCutOff) {
   const std::string text = "\"module_name:\" TILE\n0 c:x\n1 \"d/z\"\n\t2 :x\n0 c:z\r\n3 e:x\n";
   for (std::size_t length = 0; length <= text.size(); ++length)
-    expect_right_end(parser, text.substr(0, length));
+    expect_right_end(m_parser, text.substr(0, length));
   for (std::size_t begin = 0; begin <= text.size(); ++begin)
-    expect_right_end(parser, text.substr(begin));
+    expect_right_end(m_parser, text.substr(begin));
 }
 
 TEST_F(ParseRedundancyText, EndsAsItsTokensSayWhenAByteOfAGoodTextIsAnother) {
@@ -87,7 +87,7 @@ TEST_F(ParseRedundancyText, EndsAsItsTokensSayWhenAByteOfAGoodTextIsAnother) {
     for (const char byte : {'\0', ' ', '\n', '\r', '"', '/', ':', 'x', '\xff'}) {
       std::string changed = text;
       changed[at] = byte;
-      expect_right_end(parser, changed);
+      expect_right_end(m_parser, changed);
     }
 }
 
@@ -115,7 +115,7 @@ TEST_F(ParseRedundancyText, EndsAsItsTokensSayWhateverTheBytes) {
     std::string text = random.percent(80) ? "module_name: TILE " : "";
     for (unsigned left = random.below(20); left != 0; --left)
       text += random.percent(90) ? random.pick(parts) : std::string(1, static_cast<char>(random.below(256)));
-    expect_right_end(parser, text);
+    expect_right_end(m_parser, text);
     if (HasFatalFailure()) return;
   }
 }
@@ -158,11 +158,11 @@ TEST_F(ParseRedundancyText, TakesMemoryInProportionToItsTextWhateverTheBytes) {
     const std::string text = large_text(pattern);
     const std::size_t peak = peak_of([&] {
       KEP_RG_MODULE_RELATIVE_PORTS out;
-      const std::string end = end_of(parser, out, text);
+      const std::string end = end_of(m_parser, out, text);
       EXPECT_TRUE(end == "true" || end == "false") << end;
     });
     EXPECT_LT(peak, 40 * text.size()) << testing::PrintToString(pattern);
-    parser = quiet_parser(model.db()); // gives its failed lines free
+    m_parser = quiet_parser(m_model.db()); // gives its failed lines free
   }
 }
 

@@ -16,7 +16,7 @@ namespace parse_redundancy_threads_test {
 using namespace parse_redundancy;
 using test_model::RANDOM_SOURCE;
 
-/// A text of many lines of which some cannot be read.
+/// A text of many lines of which some can't be read.
 std::string long_text(unsigned lines) {
   RANDOM_SOURCE random(5);
   const std::vector<std::string> ports{"c:x", "c:z", "d:x", "d:z", ":x", "z", "c", "e:x", "c:y", "c:x\r"};

@@ -40,13 +40,13 @@ const char* const DEVICE = R"(
 
 class RedundancyFixup : public testing::Test {
 protected:
-  explicit RedundancyFixup(std::string_view text = DEVICE) : model(text) {}
+  explicit RedundancyFixup(std::string_view text = DEVICE) : m_model(text) {}
 
   void arcs(const std::string& module, const std::vector<std::string>& inputs, const std::string& output,
             bool skip = false) {
-    KEP_RG_PARSE parse(model.db());
+    KEP_RG_PARSE parse(m_model.db());
     for (const std::string& input : inputs)
-      parse.add_port_edge(model.port(module + ":" + input), model.port(module + ":" + output), skip);
+      parse.add_port_edge(m_model.port(module + ":" + input), m_model.port(module + ":" + output), skip);
   }
   void usual_arcs() {
     arcs("MUX", {"a", "b"}, "z");
@@ -57,11 +57,11 @@ protected:
     KEP_RG_MODULE_RELATIVE_PORTS in;
     for (const std::string& text : texts) {
       KEP_RG_RELATIVE_PORT port;
-      EXPECT_TRUE(port.parse(model.module(top), text, RANK, nullptr)) << text;
+      EXPECT_TRUE(port.parse(m_model.module(top), text, RANK, nullptr)) << text;
       in.add(&port);
     }
     KEP_RG_MODULE_RELATIVE_PORTS out;
-    const std::size_t count = parser.fixup(&out, &in);
+    const std::size_t count = m_parser.fixup(&out, &in);
     std::vector<std::string> names = parse_redundancy::names(out);
     names.push_back(std::to_string(count));
     return names;
@@ -69,7 +69,7 @@ protected:
   void build_tables() {
     const KEP_RG_MODULE_RELATIVE_PORTS none{};
     KEP_RG_MODULE_RELATIVE_PORTS out;
-    EXPECT_EQ(parser.fixup(&out, &none), 0U);
+    EXPECT_EQ(m_parser.fixup(&out, &none), 0U);
     EXPECT_EQ(out.size(), 0U);
   }
   /// The rules of a table in order of arrival, "KEY>VALUE".
@@ -81,63 +81,63 @@ protected:
   }
   std::vector<std::string> inner_to_outer() {
     build_tables();
-    return rules(parser.get_inner_to_outer());
+    return rules(m_parser.get_inner_to_outer());
   }
   std::vector<std::string> output_to_input() {
     build_tables();
-    return rules(parser.get_output_to_input());
+    return rules(m_parser.get_output_to_input());
   }
 
-  const NAMED_MODEL model;
-  KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(model.db());
+  const NAMED_MODEL m_model;
+  KEP_RG_PARSE_REDUNDANCY m_parser = quiet_parser(m_model.db());
 };
 
 // --- when the tables are built ----------------------------------------------------------------------------
 
 TEST_F(RedundancyFixup, HasNoTablesBeforeItsFirstCall) {
   usual_arcs();
-  EXPECT_EQ(parser.get_inner_to_outer(), nullptr);
-  EXPECT_EQ(parser.get_output_to_input(), nullptr);
+  EXPECT_EQ(m_parser.get_inner_to_outer(), nullptr);
+  EXPECT_EQ(m_parser.get_output_to_input(), nullptr);
   KEP_RG_MODULE_RELATIVE_PORTS out;
   {
     KEP_REPORT_CAPTURE capture;
-    parser.parse(&out, "module_name: TOP 0 t:p");
+    m_parser.parse(&out, "module_name: TOP 0 t:p");
   }
-  EXPECT_EQ(parser.get_inner_to_outer(), nullptr) << "reading does not need them";
+  EXPECT_EQ(m_parser.get_inner_to_outer(), nullptr) << "reading does not need them";
 }
 
 TEST_F(RedundancyFixup, BuildsTheTablesForAnEmptyGroupToo) {
   usual_arcs();
   build_tables();
-  ASSERT_NE(parser.get_inner_to_outer(), nullptr);
-  ASSERT_NE(parser.get_output_to_input(), nullptr);
-  EXPECT_FALSE(parser.get_inner_to_outer()->iter_relative_ports().empty());
+  ASSERT_NE(m_parser.get_inner_to_outer(), nullptr);
+  ASSERT_NE(m_parser.get_output_to_input(), nullptr);
+  EXPECT_FALSE(m_parser.get_inner_to_outer()->iter_relative_ports().empty());
 }
 
 TEST_F(RedundancyFixup, KeepsTheTablesThoughTheDescriptionGoesOn) {
   arcs("MUX", {"a"}, "z");
   build_tables();
-  const auto* table = parser.get_output_to_input();
+  const auto* table = m_parser.get_output_to_input();
   arcs("OUTER", {"p"}, "q");
   EXPECT_THAT(fixed({"q"}, "OUTER"), ElementsAre(":q", "0"));
   {
     KEP_REPORT_CAPTURE capture;
     KEP_RG_MODULE_RELATIVE_PORTS out;
-    parser.parse(&out, "module_name: OUTER 0 q");
+    m_parser.parse(&out, "module_name: OUTER 0 q");
   }
-  EXPECT_EQ(parser.get_output_to_input(), table);
+  EXPECT_EQ(m_parser.get_output_to_input(), table);
   EXPECT_THAT(rules(table), ElementsAre(":z>a"));
 }
 
 TEST_F(RedundancyFixup, GathersInAGroupThatIsNotCleared) {
   usual_arcs();
   KEP_RG_RELATIVE_PORT port;
-  ASSERT_TRUE(port.parse(model.module("TOP"), "t/y:z", RANK, nullptr));
+  ASSERT_TRUE(port.parse(m_model.module("TOP"), "t/y:z", RANK, nullptr));
   KEP_RG_MODULE_RELATIVE_PORTS in;
   in.add(&port);
   KEP_RG_MODULE_RELATIVE_PORTS out;
-  EXPECT_EQ(parser.fixup(&out, &in), 1U);
-  EXPECT_EQ(parser.fixup(&out, &in), 1U);
+  EXPECT_EQ(m_parser.fixup(&out, &in), 1U);
+  EXPECT_EQ(m_parser.fixup(&out, &in), 1U);
   EXPECT_EQ(out.size(), 2U);
   EXPECT_EQ(in.size(), 1U);
 }
@@ -170,7 +170,7 @@ TEST_F(RedundancyFixup, DoesNotEndAtAModuleWhoseArcsAreSkipPathsNorBeginAtIt) {
 
 TEST_F(RedundancyFixup, TakesNoNoticeOfAMuxWithExceptionInstances) {
   usual_arcs();
-  KEP_RG_PARSE(model.db()).set_skip_paths(model.instance("WRAP/m"), true);
+  KEP_RG_PARSE(m_model.db()).set_skip_paths(m_model.instance("WRAP/m"), true);
   EXPECT_THAT(inner_to_outer(), IsEmpty());
   EXPECT_THAT(output_to_input(), ElementsAre(":z>a", ":z>a", ":q>p", ":q>p"));
 }
@@ -178,12 +178,12 @@ TEST_F(RedundancyFixup, TakesNoNoticeOfAMuxWithExceptionInstances) {
 TEST_F(RedundancyFixup, TakesNoNoticeOfASkipMuxWithExceptionInstances) {
   arcs("MUX", {"a", "b"}, "z", true);
   arcs("OUTER", {"p", "r"}, "q");
-  KEP_RG_PARSE(model.db()).set_skip_paths(model.instance("WRAP/m"), false);
+  KEP_RG_PARSE(m_model.db()).set_skip_paths(m_model.instance("WRAP/m"), false);
   EXPECT_THAT(inner_to_outer(), IsEmpty());
 }
 
 TEST_F(RedundancyFixup, TakesNoNoticeOfAnArcWithoutAMux) {
-  KEP_ROUTING_ARC::allocate(model.db(), model.port("MUX:a"), model.port("MUX:z"), nullptr);
+  KEP_ROUTING_ARC::allocate(m_model.db(), m_model.port("MUX:a"), m_model.port("MUX:z"), nullptr);
   arcs("OUTER", {"p"}, "q");
   EXPECT_THAT(inner_to_outer(), IsEmpty());
   EXPECT_THAT(output_to_input(), ElementsAre(":q>p"));
@@ -268,9 +268,9 @@ TEST_F(RedundancyFixup, SharesItsTablesWithACopy) {
   // A copy made now may not be destroyed beside its source, so it lies in storage that just
   // ends. It holds no failures, hence no memory of its own.
   alignas(KEP_RG_PARSE_REDUNDANCY) std::byte place[sizeof(KEP_RG_PARSE_REDUNDANCY)];
-  const auto* const copy = new (place) KEP_RG_PARSE_REDUNDANCY(parser);
-  EXPECT_EQ(copy->get_inner_to_outer(), parser.get_inner_to_outer());
-  EXPECT_EQ(copy->get_output_to_input(), parser.get_output_to_input());
+  const auto* const copy = new (place) KEP_RG_PARSE_REDUNDANCY(m_parser);
+  EXPECT_EQ(copy->get_inner_to_outer(), m_parser.get_inner_to_outer());
+  EXPECT_EQ(copy->get_output_to_input(), m_parser.get_output_to_input());
 }
 
 } // namespace redundancy_fixup_test

@@ -40,12 +40,12 @@ class RelativePort : public testing::Test {
 protected:
   KEP_RG_RELATIVE_PORT parsed(const std::string& text) const {
     KEP_RG_RELATIVE_PORT result;
-    EXPECT_TRUE(result.parse(top, text, RANK, nullptr)) << text;
+    EXPECT_TRUE(result.parse(m_top, text, RANK, nullptr)) << text;
     return result;
   }
   bool fails(const std::string& text) const {
     KEP_RG_RELATIVE_PORT result;
-    const bool found = result.parse(top, text, RANK, nullptr);
+    const bool found = result.parse(m_top, text, RANK, nullptr);
     EXPECT_EQ(result.get_port() != nullptr, found) << text;
     return !found;
   }
@@ -53,14 +53,14 @@ protected:
     return KEP_RG_TEST_ACCESS::relative_port(chain, port);
   }
 
-  const NAMED_MODEL model{DEVICE};
-  KEP_MODULE* const top = model.module("TOP");
-  KEP_INSTANCE* const a = model.instance("TOP/a");
-  KEP_INSTANCE* const b = model.instance("TOP/b");
-  KEP_INSTANCE* const x = model.instance("MID/x");
-  KEP_INSTANCE* const y = model.instance("MID/y");
-  KEP_PORT* const leaf_p = model.port("LEAF:p");
-  KEP_PORT* const leaf_q = model.port("LEAF:q");
+  const NAMED_MODEL m_model{DEVICE};
+  KEP_MODULE* const m_top = m_model.module("TOP");
+  KEP_INSTANCE* const m_a = m_model.instance("TOP/a");
+  KEP_INSTANCE* const m_b = m_model.instance("TOP/b");
+  KEP_INSTANCE* const m_x = m_model.instance("MID/x");
+  KEP_INSTANCE* const m_y = m_model.instance("MID/y");
+  KEP_PORT* const m_leaf_p = m_model.port("LEAF:p");
+  KEP_PORT* const m_leaf_q = m_model.port("LEAF:q");
 };
 
 } // namespace relative_port

@@ -18,8 +18,8 @@ using testing::IsEmpty;
 
 TEST_F(RelativePort, ReadsAChainOfInstancesAndAPort) {
   const KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
-  EXPECT_THAT(*port.get_instances(), ElementsAre(a, x));
-  EXPECT_EQ(port.get_port(), leaf_q);
+  EXPECT_THAT(*port.get_instances(), ElementsAre(m_a, m_x));
+  EXPECT_EQ(port.get_port(), m_leaf_q);
   EXPECT_EQ(port.size(), 2U);
   EXPECT_EQ(port.get_name(), "a/x:q");
 }
@@ -40,15 +40,15 @@ TEST_F(RelativePort, ReadsNothingFromAnEmptyTextOrOneOfSeparatorsAlone) {
 TEST_F(RelativePort, ReadsASingleSegmentAsAPortOfTheTopAndNamesItWithAColonInFront) {
   const KEP_RG_RELATIVE_PORT port = parsed("p");
   EXPECT_THAT(*port.get_instances(), IsEmpty());
-  EXPECT_EQ(port.get_port(), model.port("TOP:p"));
+  EXPECT_EQ(port.get_port(), m_model.port("TOP:p"));
   EXPECT_EQ(port.get_name(), ":p");
   EXPECT_EQ(parsed(port.get_name()), port);
 }
 
 TEST_F(RelativePort, TriesInstancesFirstSoThatAPortOfTheSameNameIsOutOfReach) {
-  ASSERT_NE(top->find_port("a"), nullptr);
+  ASSERT_NE(m_top->find_port("a"), nullptr);
   EXPECT_TRUE(fails("a"));
-  ASSERT_NE(model.module("MID")->find_port("x"), nullptr);
+  ASSERT_NE(m_model.module("MID")->find_port("x"), nullptr);
   EXPECT_TRUE(fails("a/x"));
   EXPECT_TRUE(fails("b:x"));
 }
@@ -59,8 +59,8 @@ TEST_F(RelativePort, FailsAtASegmentThatNamesNoInstanceAndIsNotTheLast) {
   EXPECT_TRUE(fails("a/nothing/q"));
   EXPECT_TRUE(fails("p/q"));
   KEP_RG_RELATIVE_PORT port;
-  EXPECT_FALSE(port.parse(top, "a/p/q", RANK, nullptr));
-  EXPECT_THAT(*port.get_instances(), ElementsAre(a)) << "the chain as far as it was built";
+  EXPECT_FALSE(port.parse(m_top, "a/p/q", RANK, nullptr));
+  EXPECT_THAT(*port.get_instances(), ElementsAre(m_a)) << "the chain as far as it was built";
   EXPECT_EQ(port.get_port(), nullptr);
 }
 
@@ -77,7 +77,7 @@ TEST_F(RelativePort, TakesACarriageReturnAndABlankAndAQuoteForPartsOfASegment) {
   EXPECT_TRUE(fails(" a/x:q"));
   EXPECT_TRUE(fails("a/x: q"));
   EXPECT_TRUE(fails("\"a/x:q\""));
-  EXPECT_EQ(parsed("q\"r").get_port(), model.port("TOP:q\"r"));
+  EXPECT_EQ(parsed("q\"r").get_port(), m_model.port("TOP:q\"r"));
 }
 
 TEST_F(RelativePort, TakesANulForACharacterLikeAnyOther) {
@@ -89,21 +89,21 @@ TEST_F(RelativePort, TakesANulForACharacterLikeAnyOther) {
 
 TEST_F(RelativePort, ReplacesWhatItHeldWhenItReads) {
   KEP_RG_RELATIVE_PORT port = parsed("a/x:q");
-  EXPECT_TRUE(port.parse(top, "b:p", RANK, nullptr));
-  EXPECT_THAT(*port.get_instances(), ElementsAre(b));
-  EXPECT_EQ(port.get_port(), model.port("MID:p"));
-  EXPECT_FALSE(port.parse(top, "", RANK, nullptr));
+  EXPECT_TRUE(port.parse(m_top, "b:p", RANK, nullptr));
+  EXPECT_THAT(*port.get_instances(), ElementsAre(m_b));
+  EXPECT_EQ(port.get_port(), m_model.port("MID:p"));
+  EXPECT_FALSE(port.parse(m_top, "", RANK, nullptr));
   EXPECT_THAT(*port.get_instances(), IsEmpty());
   EXPECT_EQ(port.get_port(), nullptr);
 }
 
 TEST_F(RelativePort, ReadsTheSameWithACacheOfNames) {
   KEP_DB_CACHE cache(KEP_VIEW_TYPE::LOGICAL, true);
-  cache.initialize_unfolding(model.db(), "", true);
+  cache.initialize_unfolding(m_model.db(), "", true);
   for (const char* text : {"a/x:q", "p", "a", "", "a/p/q", "i/u:p", "i/plain:p", "i:q", "i/m/y/q", "b/y:"}) {
     KEP_RG_RELATIVE_PORT with;
     KEP_RG_RELATIVE_PORT without;
-    EXPECT_EQ(with.parse(top, text, RANK, &cache), without.parse(top, text, RANK, nullptr)) << text;
+    EXPECT_EQ(with.parse(m_top, text, RANK, &cache), without.parse(m_top, text, RANK, nullptr)) << text;
     EXPECT_EQ(with, without) << text;
   }
 }
@@ -111,11 +111,11 @@ TEST_F(RelativePort, ReadsTheSameWithACacheOfNames) {
 TEST_F(RelativePort, NamesWhatItHoldsSoFar) {
   KEP_RG_RELATIVE_PORT port;
   EXPECT_EQ(port.get_name(), "");
-  port.add(a, RANK);
+  port.add(m_a, RANK);
   EXPECT_EQ(port.get_name(), "a");
-  port.add(x, RANK);
+  port.add(m_x, RANK);
   EXPECT_EQ(port.get_name(), "a/x");
-  port.add(leaf_p);
+  port.add(m_leaf_p);
   EXPECT_EQ(port.get_name(), "a/x:p");
 }
 
@@ -123,28 +123,28 @@ TEST_F(RelativePort, NamesWhatItHoldsSoFar) {
 
 TEST_F(RelativePort, FindsTheInstancesBelowAnIpRootInItsViewAndItsPortInThePlainMaster) {
   EXPECT_THAT(*parsed("i/u:p").get_instances(),
-              ElementsAre(model.instance("TOP/i"), model.instance("IP_BLC/u")));
+              ElementsAre(m_model.instance("TOP/i"), m_model.instance("IP_BLC/u")));
   EXPECT_TRUE(fails("i/plain:p"));
-  EXPECT_EQ(parsed("i:p").get_port(), model.port("IP:p"));
+  EXPECT_EQ(parsed("i:p").get_port(), m_model.port("IP:p"));
   EXPECT_EQ(parsed("i/m/y:q").get_name(), "i/m/y:q");
 }
 
 TEST_F(RelativePort, FollowsTheRankAndNotTheOrderOfTheModel) {
   const KEP_VIEW_TYPE_RANK logical(KEP_VIEW_TYPE::LOGICAL);
   KEP_RG_RELATIVE_PORT port;
-  EXPECT_TRUE(port.parse(top, "i/plain:p", logical, nullptr));
-  EXPECT_FALSE(port.parse(top, "i/u:p", logical, nullptr));
-  EXPECT_TRUE(port.parse(top, "i:p", logical, nullptr));
-  EXPECT_EQ(port.get_port(), model.port("IP:p"));
+  EXPECT_TRUE(port.parse(m_top, "i/plain:p", logical, nullptr));
+  EXPECT_FALSE(port.parse(m_top, "i/u:p", logical, nullptr));
+  EXPECT_TRUE(port.parse(m_top, "i:p", logical, nullptr));
+  EXPECT_EQ(port.get_port(), m_model.port("IP:p"));
 }
 
 TEST_F(RelativePort, FindsThePortOfATopThatIsAnIpRootInItsView) {
   KEP_RG_RELATIVE_PORT port;
-  EXPECT_TRUE(port.parse(model.module("IP"), "p", RANK, nullptr));
-  EXPECT_EQ(port.get_port(), model.port("IP_BLC:p"));
-  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
-  EXPECT_TRUE(port.parse(model.module("IP"), "u:p", RANK, nullptr));
-  EXPECT_EQ(port.get_top(), model.module("IP_BLC"));
+  EXPECT_TRUE(port.parse(m_model.module("IP"), "p", RANK, nullptr));
+  EXPECT_EQ(port.get_port(), m_model.port("IP_BLC:p"));
+  EXPECT_EQ(port.get_top(), m_model.module("IP_BLC"));
+  EXPECT_TRUE(port.parse(m_model.module("IP"), "u:p", RANK, nullptr));
+  EXPECT_EQ(port.get_top(), m_model.module("IP_BLC"));
 }
 
 TEST_F(RelativePort, LeavesAModuleThatIsNoIpRootInItsOwnView) {
@@ -168,11 +168,11 @@ TEST_F(RelativePort, LeavesAModuleThatIsNoIpRootInItsOwnView) {
 TEST_F(RelativePort, ReadsOnlyThePortsOfThePlainMasterOfAnIpRootForWhichTheRankHasNoView) {
   const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1);
   KEP_RG_RELATIVE_PORT port;
-  EXPECT_FALSE(port.parse(model.module("IP"), "p", none, nullptr));
-  EXPECT_FALSE(port.parse(model.module("IP"), "u:p", none, nullptr));
-  EXPECT_FALSE(port.parse(top, "i/u:p", none, nullptr));
-  EXPECT_TRUE(port.parse(top, "i:p", none, nullptr));
-  EXPECT_TRUE(port.parse(top, "a/x:p", none, nullptr)) << "no IP root on the way";
+  EXPECT_FALSE(port.parse(m_model.module("IP"), "p", none, nullptr));
+  EXPECT_FALSE(port.parse(m_model.module("IP"), "u:p", none, nullptr));
+  EXPECT_FALSE(port.parse(m_top, "i/u:p", none, nullptr));
+  EXPECT_TRUE(port.parse(m_top, "i:p", none, nullptr));
+  EXPECT_TRUE(port.parse(m_top, "a/x:p", none, nullptr)) << "no IP root on the way";
 }
 
 } // namespace relative_port_reading_test

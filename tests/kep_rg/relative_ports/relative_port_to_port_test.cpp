@@ -41,7 +41,7 @@ protected:
   /// The rule from the port of that text below `top` to a port of `top`.
   void rule(RULES& rules, const std::string& key, const char* value, const char* top = "TOP") const {
     const KEP_RG_RELATIVE_PORT made = port(key, top);
-    rules.add(&made, model.port(std::string(top) + ":" + value));
+    rules.add(&made, m_model.port(std::string(top) + ":" + value));
   }
   /// What the rules make of a port below TOP, "-" when none fits.
   std::string applied(const RULES& rules, const std::string& text) const {
@@ -66,7 +66,7 @@ TEST_F(RewriteRules, AreEmptyAtFirst) {
     EXPECT_EQ(found(rules, text), nullptr);
     EXPECT_EQ(applied(rules, text), "-");
   }
-  EXPECT_EQ(rules.find(&nothing), nullptr);
+  EXPECT_EQ(rules.find(&m_nothing), nullptr);
 }
 
 TEST_F(RewriteRules, KeepTheFirstValueOfAKeyAndShowEveryKeyInOrderOfArrival) {
@@ -76,7 +76,7 @@ TEST_F(RewriteRules, KeepTheFirstValueOfAKeyAndShowEveryKeyInOrderOfArrival) {
       rule(rules, key, value);
   rule(rules, "f:x", "z");
   for (const char* key : {"x", "a:x", "a/b:x", "a/b/c:x"})
-    EXPECT_EQ(found(rules, key), model.port("TOP:y")) << key;
+    EXPECT_EQ(found(rules, key), m_model.port("TOP:y")) << key;
   EXPECT_THAT(names_of(rules.iter_relative_ports()),
               ElementsAre(":x", ":x", "a:x", "a:x", "a/b:x", "a/b:x", "a/b/c:x", "a/b/c:x", "f:x"));
 }
@@ -85,7 +85,7 @@ TEST_F(RewriteRules, RefuseAValueThatDoesNotLieInTheTopOfTheKey) {
   RULES rules;
   const auto refusal = [&](const std::string& key, const char* value) {
     const KEP_RG_RELATIVE_PORT made = port(key);
-    return failure_text([&] { rules.add(&made, model.port(value)); });
+    return failure_text([&] { rules.add(&made, m_model.port(value)); });
   };
   const std::string rest = " from function KEP_RG_RELATIVE_PORT_TO_PORT::add in "
                            "kep_rg/kep_rg_relative_port.cpp@LINE";
@@ -102,9 +102,9 @@ TEST_F(RewriteRules, AreFoundByExactlyTheirKey) {
   rule(rules, "x", "y", "B");
   rule(rules, "c:x", "y", "B");
   rule(rules, "b/c:x", "y", "A");
-  EXPECT_EQ(found(rules, "x", "B"), model.port("B:y"));
-  EXPECT_EQ(found(rules, "c:x", "B"), model.port("B:y"));
-  EXPECT_EQ(found(rules, "b/c:x", "A"), model.port("A:y"));
+  EXPECT_EQ(found(rules, "x", "B"), m_model.port("B:y"));
+  EXPECT_EQ(found(rules, "c:x", "B"), m_model.port("B:y"));
+  EXPECT_EQ(found(rules, "b/c:x", "A"), m_model.port("A:y"));
   EXPECT_EQ(found(rules, "d:x", "B"), nullptr);
   EXPECT_EQ(found(rules, "c:y", "B"), nullptr);
   EXPECT_EQ(found(rules, "e/c:x", "A"), nullptr);
@@ -145,7 +145,7 @@ TEST_F(RewriteRules, ForAChainOfOnePutTheirPortOneLevelUp) {
   KEP_RG_RELATIVE_PORT out;
   ASSERT_TRUE(rules.apply(&out, &in));
   EXPECT_EQ(out.size(), 0U);
-  EXPECT_EQ(out.get_top(), model.module("TOP"));
+  EXPECT_EQ(out.get_top(), m_model.module("TOP"));
 }
 
 TEST_F(RewriteRules, ForALongerChainPutTheirPortWhereTheChainBegan) {
@@ -188,7 +188,7 @@ TEST_F(RewriteRules, LeaveTheOutputUntouchedWhenNoneFits) {
     const KEP_RG_RELATIVE_PORT in = port(text);
     EXPECT_FALSE(rules.apply(&out, &in));
   }
-  EXPECT_FALSE(rules.apply(&out, &nothing));
+  EXPECT_FALSE(rules.apply(&out, &m_nothing));
   EXPECT_EQ(out, port("f/e:z"));
 }
 
@@ -240,7 +240,7 @@ TEST_F(RewriteRules, AreSharedAfterAnAssignment) {
   std::launder(reinterpret_cast<RULES*>(before))->~RULES();
 
   rule(source, "a:x", "y");
-  EXPECT_EQ(found(*target, "a:x"), model.port("TOP:y"));
+  EXPECT_EQ(found(*target, "a:x"), m_model.port("TOP:y"));
   rule(*target, "a/b:x", "y");
   rule(*target, "x", "y");
   EXPECT_EQ(applied(source, "a/b:x"), ":y");

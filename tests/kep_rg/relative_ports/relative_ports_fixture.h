@@ -41,7 +41,7 @@ class RelativePortsFixture : public testing::Test {
 protected:
   KEP_RG_RELATIVE_PORT port(const std::string& text, const char* top = "TOP") const {
     KEP_RG_RELATIVE_PORT result;
-    EXPECT_TRUE(result.parse(model.module(top), text, RANK, nullptr)) << text;
+    EXPECT_TRUE(result.parse(m_model.module(top), text, RANK, nullptr)) << text;
     return result;
   }
   KEP_RG_MODULE_RELATIVE_PORTS group(const std::vector<std::string>& texts, const char* top = "TOP") const {
@@ -56,8 +56,8 @@ protected:
     return names_of(group.iter_relative_ports());
   }
 
-  const NAMED_MODEL model{DEVICE};
-  const KEP_RG_RELATIVE_PORT nothing{};
+  const NAMED_MODEL m_model{DEVICE};
+  const KEP_RG_RELATIVE_PORT m_nothing{};
 };
 
 } // namespace relative_ports

@@ -45,7 +45,7 @@ TEST_F(RelativePorts, KeepEntriesInOrderOfArrivalDuplicatesToo) {
   const GROUP ports = group({"a/b:x", "f:x", "x", "a/b:x"});
   EXPECT_THAT(names(ports), ElementsAre("a/b:x", "f:x", ":x", "a/b:x"));
   EXPECT_EQ(ports.size(), 4U);
-  EXPECT_EQ(ports.get_top(), model.module("TOP"));
+  EXPECT_EQ(ports.get_top(), m_model.module("TOP"));
 }
 
 TEST_F(RelativePorts, CopyAnEntryRatherThanKeepingItsPlace) {
@@ -60,12 +60,12 @@ TEST_F(RelativePorts, CopyAnEntryRatherThanKeepingItsPlace) {
 
 TEST_F(RelativePorts, StayWithoutATopAfterAnEmptyEntry) {
   GROUP ports;
-  ports.add(&nothing);
+  ports.add(&m_nothing);
   EXPECT_EQ(ports.size(), 1U);
   EXPECT_EQ(ports.get_top(), nullptr);
   const KEP_RG_RELATIVE_PORT first = port("a:x");
   ports.add(&first);
-  EXPECT_EQ(ports.get_top(), model.module("TOP"));
+  EXPECT_EQ(ports.get_top(), m_model.module("TOP"));
 }
 
 TEST_F(RelativePorts, AssertThatAnEntryStartsInTheTopOfTheGroup) {
@@ -75,7 +75,7 @@ TEST_F(RelativePorts, AssertThatAnEntryStartsInTheTopOfTheGroup) {
   const KEP_RG_RELATIVE_PORT elsewhere = port("b:x", "A");
   EXPECT_EQ(assertion_text([&] { ports.add(&elsewhere); }), text);
   EXPECT_EQ(assertion_text([&] { ports.add(KEP_RG_RELATIVE_PORT(elsewhere)); }), text);
-  EXPECT_EQ(assertion_text([&] { ports.add(&nothing); }), text) << "no top at all is another top";
+  EXPECT_EQ(assertion_text([&] { ports.add(&m_nothing); }), text) << "no top at all is another top";
   EXPECT_THAT(names(ports), ElementsAre("a:x"));
 }
 
@@ -88,7 +88,7 @@ TEST_F(RelativePorts, CopyDeeplyAndMoveWhole) {
   EXPECT_THAT(names(copy), ElementsAre("a:x", "f:x"));
   const GROUP moved = std::move(copy);
   EXPECT_THAT(names(moved), ElementsAre("a:x", "f:x"));
-  EXPECT_EQ(moved.get_top(), model.module("TOP"));
+  EXPECT_EQ(moved.get_top(), m_model.module("TOP"));
 }
 
 TEST_F(RelativePorts, TakeAnotherTopAfterTheyWereCleared) {
@@ -98,7 +98,7 @@ TEST_F(RelativePorts, TakeAnotherTopAfterTheyWereCleared) {
   EXPECT_EQ(ports.get_top(), nullptr);
   const KEP_RG_RELATIVE_PORT elsewhere = port("b:x", "A");
   ports.add(&elsewhere);
-  EXPECT_EQ(ports.get_top(), model.module("A"));
+  EXPECT_EQ(ports.get_top(), m_model.module("A"));
 }
 
 TEST_F(RelativePorts, UniteToEveryDistinctEntryOnce) {
@@ -106,16 +106,16 @@ TEST_F(RelativePorts, UniteToEveryDistinctEntryOnce) {
   const GROUP other = group({"f:x", "z", "z", "a/b/c:z"});
   ports.set_union(&other);
   EXPECT_THAT(names(ports), UnorderedElementsAre("a:x", "f:x", ":z", "a/b/c:z"));
-  EXPECT_EQ(ports.get_top(), model.module("TOP"));
+  EXPECT_EQ(ports.get_top(), m_model.module("TOP"));
   EXPECT_EQ(other.size(), 4U);
 }
 
 TEST_F(RelativePorts, KeepEntriesOfEqualHashApartWhenTheyUnite) {
   // The hash takes no notice of the order of the chain; these two differ in nothing else.
-  const KEP_INSTANCE* const a = model.instance("TOP/a");
-  const KEP_INSTANCE* const b = model.instance("A/b");
+  const KEP_INSTANCE* const a = m_model.instance("TOP/a");
+  const KEP_INSTANCE* const b = m_model.instance("A/b");
   const auto mutable_of = [](const KEP_INSTANCE* instance) { return const_cast<KEP_INSTANCE*>(instance); };
-  KEP_PORT* const x = model.port("B:x");
+  KEP_PORT* const x = m_model.port("B:x");
   const KEP_RG_RELATIVE_PORT one = ACCESS::relative_port({mutable_of(a), mutable_of(b)}, x);
   const KEP_RG_RELATIVE_PORT two =
       ACCESS::relative_port({mutable_of(a), mutable_of(b), mutable_of(a), mutable_of(a)}, x);
@@ -148,7 +148,7 @@ TEST_F(RelativePorts, TakeAllOfTheOtherGroupIntoAnEmptyOne) {
   const GROUP other = group({"a:x", "f:x", "a:x"});
   ports.set_union(&other);
   EXPECT_THAT(names(ports), UnorderedElementsAre("a:x", "f:x"));
-  EXPECT_EQ(ports.get_top(), model.module("TOP"));
+  EXPECT_EQ(ports.get_top(), m_model.module("TOP"));
 }
 
 TEST_F(RelativePorts, UniteWithThemselves) {
