@@ -16,7 +16,7 @@
 #include <vector>
 
 /// A chip database, and what the importer makes of it.
-class ImportIcebox : public Folder {
+class Icebox : public Folder {
 protected:
   /// Imports `text` and parses the model.
   void import(std::string_view text) {

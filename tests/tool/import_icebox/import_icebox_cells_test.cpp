@@ -42,7 +42,7 @@ constexpr std::string_view CELLS = R"(.device tiny 2 1 8
 1 0
 )";
 
-TEST_F(ImportIcebox, PinsArePortsOfCellsInputsWhereAMuxDrivesThemAndOutputsElsewhere) {
+TEST_F(Icebox, PinsArePortsOfCellsInputsWhereAMuxDrivesThemAndOutputsElsewhere) {
   import(CELLS);
   EXPECT_THAT(keys(tile("0_0")["cells"]),
               ElementsAre("buffer.lutff_0.in_0", "buffer.lutff_1.in_0", "buffer.lutff_2.in_0", "buffer.feed",
@@ -53,7 +53,7 @@ TEST_F(ImportIcebox, PinsArePortsOfCellsInputsWhereAMuxDrivesThemAndOutputsElsew
   EXPECT_EQ(as_text(tile("0_0")["cells"]["bel.lutff_0"]["attributes"]), "{}");
 }
 
-TEST_F(ImportIcebox, CellsOfOneFamilyWithTheSamePortsShareAModule) {
+TEST_F(Icebox, CellsOfOneFamilyWithTheSamePortsShareAModule) {
   import(CELLS);
   const auto type = [this](std::string_view cell) {
     return std::string_view(tile("0_0")["cells"][cell]["type"]);
@@ -64,19 +64,19 @@ TEST_F(ImportIcebox, CellsOfOneFamilyWithTheSamePortsShareAModule) {
   EXPECT_EQ(type("bel.lutff_global"), "bel.lutff_global.1");
 }
 
-TEST_F(ImportIcebox, APinBehindASecondSlashKeepsTheRestAsItsPort) {
+TEST_F(Icebox, APinBehindASecondSlashKeepsTheRestAsItsPort) {
   import(CELLS);
   EXPECT_THAT(connections(tile("0_0"), "bel.io_0"), ElementsAre("d.0=io_0.d.0"));
 }
 
-TEST_F(ImportIcebox, PinsSetTheDirectionsOfTheTilesPortsToo) {
+TEST_F(Icebox, PinsSetTheDirectionsOfTheTilesPortsToo) {
   import(CELLS);
   EXPECT_THAT(ports(tile("0_0")), ElementsAre("lutff_0.out output", "feed output", "io_global.latch input"));
   EXPECT_THAT(ports(tile("1_0")), ElementsAre("neigh input", "io_global.latch input"));
   EXPECT_THAT(ports(module("bel.io_global.1")), ElementsAre("latch input"));
 }
 
-TEST_F(ImportIcebox, AnUndrivenNetWithPinsInTwoTilesIsBidirectionalInBoth) {
+TEST_F(Icebox, AnUndrivenNetWithPinsInTwoTilesIsBidirectionalInBoth) {
   import(R"(.device tiny 2 1 1
 .logic_tile 0 0
 .logic_tile 1 0
@@ -89,7 +89,7 @@ TEST_F(ImportIcebox, AnUndrivenNetWithPinsInTwoTilesIsBidirectionalInBoth) {
   EXPECT_EQ(tile_type("0_0"), tile_type("1_0"));
 }
 
-TEST_F(ImportIcebox, TheSameTextGivesTheSameBytesAndLeavesNoOtherFile) {
+TEST_F(Icebox, TheSameTextGivesTheSameBytesAndLeavesNoOtherFile) {
   import(CELLS);
   const std::string model = read("model.json");
   const std::string routing = read("routing.jsonl");

@@ -242,7 +242,7 @@ void note(const RANDOM_CHIP& chip, const std::string& model, SEEN& seen) {
   seen.m_bidirectional += model.find("\"inout\"") != std::string::npos;
 }
 
-TEST_F(ImportIcebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
+TEST_F(Icebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
   SEEN seen;
   for (unsigned seed = 1; seed <= 2000; ++seed) {
     const RANDOM_CHIP chip(seed);

@@ -47,7 +47,7 @@ void PrintTo(const BAD_TEXT& bad, std::ostream* out) {
   *out << bad.m_reason;
 }
 
-class MalformedIcebox : public ImportIcebox, public testing::WithParamInterface<BAD_TEXT> {};
+class MalformedIcebox : public Icebox, public testing::WithParamInterface<BAD_TEXT> {};
 
 TEST_P(MalformedIcebox, IsRefusedWithItsLineAndLeavesTheOldFiles) {
   write("model.json", "old model");
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
         BAD_TEXT{good_and("1 0\n"), ":13: \"1\" is not 2 values of 0 or 1"},
         BAD_TEXT{good_and("12 0\n"), ":13: \"12\" is not 2 values of 0 or 1"}));
 
-TEST_F(ImportIcebox, TwoMuxesThatWouldHaveOneNameAreRefused) {
+TEST_F(Icebox, TwoMuxesThatWouldHaveOneNameAreRefused) {
   const std::string head = R"(.device tiny 1 1 2
 .logic_tile 0 0
 .net 0
@@ -120,11 +120,11 @@ TEST_F(ImportIcebox, TwoMuxesThatWouldHaveOneNameAreRefused) {
             ":9: entry 2 for local wire \"w\" would have the name of an entry for \"w/2\"");
 }
 
-TEST_F(ImportIcebox, TheGoodTextOfTheseCasesIsRead) {
+TEST_F(Icebox, TheGoodTextOfTheseCasesIsRead) {
   EXPECT_EQ(failure(GOOD), "");
 }
 
-TEST_F(ImportIcebox, ATextCutOffAnywhereIsRefusedWithALineOrGivesWholeFiles) {
+TEST_F(Icebox, ATextCutOffAnywhereIsRefusedWithALineOrGivesWholeFiles) {
   int num_refused = 0;
   int num_read = 0;
   for (std::size_t length = 0; length < GOOD.size(); ++length) {
@@ -142,13 +142,13 @@ TEST_F(ImportIcebox, ATextCutOffAnywhereIsRefusedWithALineOrGivesWholeFiles) {
   EXPECT_GT(num_read, 0);
 }
 
-TEST_F(ImportIcebox, AChipDatabaseThatIsNotThereIsTold) {
+TEST_F(Icebox, AChipDatabaseThatIsNotThereIsTold) {
   EXPECT_THROW(import_icebox(path("none.txt"), path("m.json"), path("r.jsonl")), std::runtime_error);
   EXPECT_THROW(import_icebox(path(""), path("m.json"), path("r.jsonl")), std::runtime_error);
   EXPECT_TRUE(files().empty());
 }
 
-TEST_F(ImportIcebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
+TEST_F(Icebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
   write("chip.txt", GOOD);
   write("model.json", "old model");
   std::filesystem::create_directory(path("folder"));
@@ -166,7 +166,7 @@ TEST_F(ImportIcebox, ATargetThatCannotBeWrittenLeavesTheOtherAsItWas) {
   }
 }
 
-TEST_F(ImportIcebox, OneFileForTwoPurposesIsRefused) {
+TEST_F(Icebox, OneFileForTwoPurposesIsRefused) {
   write("chip.txt", GOOD);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("m"), path("./m")), std::runtime_error);
   EXPECT_THROW(import_icebox(path("chip.txt"), path("chip.txt"), path("r")), std::runtime_error);

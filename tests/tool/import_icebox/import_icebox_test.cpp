@@ -31,28 +31,28 @@ constexpr std::string_view CHAIN = R"(# a comment
 1 1
 )";
 
-TEST_F(ImportIcebox, ATileIsAnInstanceNamedByItsPlace) {
+TEST_F(Icebox, ATileIsAnInstanceNamedByItsPlace) {
   import(CHAIN);
   EXPECT_THAT(keys(module("top")["cells"]), ElementsAre("1_0", "2_0"));
   EXPECT_EQ(as_text(module("top")["attributes"]), R"({"top":1})");
   EXPECT_THAT(keys(module("top")["ports"]), IsEmpty());
 }
 
-TEST_F(ImportIcebox, ANetOfSeveralTilesIsANetOfTheTop) {
+TEST_F(Icebox, ANetOfSeveralTilesIsANetOfTheTop) {
   import(CHAIN);
   EXPECT_THAT(keys(module("top")["netnames"]), ElementsAre("net.1"));
   EXPECT_THAT(connections(module("top"), "1_0"), ElementsAre("b=net.1"));
   EXPECT_THAT(connections(module("top"), "2_0"), ElementsAre("a=net.1"));
 }
 
-TEST_F(ImportIcebox, AWireWhoseNetStaysInTheTileIsANetWithoutAPort) {
+TEST_F(Icebox, AWireWhoseNetStaysInTheTileIsANetWithoutAPort) {
   import(CHAIN);
   EXPECT_THAT(keys(tile("1_0")["netnames"]), ElementsAre("a", "b"));
   EXPECT_THAT(ports(tile("1_0")), ElementsAre("b output"));
   EXPECT_THAT(ports(tile("2_0")), ElementsAre("a input"));
 }
 
-TEST_F(ImportIcebox, AMuxInstanceHasAHeaderAndAMasterByItsNumberOfInputs) {
+TEST_F(Icebox, AMuxInstanceHasAHeaderAndAMasterByItsNumberOfInputs) {
   import(CHAIN);
   EXPECT_EQ(as_text(tile("1_0")["cells"]["buffer.b"]["attributes"]), R"({"kep_inst_header":1})");
   EXPECT_EQ(std::string_view(tile("1_0")["cells"]["buffer.b"]["type"]), "mux.1");
@@ -60,7 +60,7 @@ TEST_F(ImportIcebox, AMuxInstanceHasAHeaderAndAMasterByItsNumberOfInputs) {
   EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
 }
 
-TEST_F(ImportIcebox, EveryMuxInputAndEveryPinHasAStatement) {
+TEST_F(Icebox, EveryMuxInputAndEveryPinHasAStatement) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -110,7 +110,7 @@ std::string four_tiles(std::string_view tail) {
 )") + std::string(tail);
 }
 
-TEST_F(ImportIcebox, TilesWithTheSameMuxesShareAModuleWhateverTheOrderOfTheirWires) {
+TEST_F(Icebox, TilesWithTheSameMuxesShareAModuleWhateverTheOrderOfTheirWires) {
   import(four_tiles(R"(.buffer 0 0 1 B
 1 0
 .buffer 0 0 0 B
@@ -125,14 +125,14 @@ TEST_F(ImportIcebox, TilesWithTheSameMuxesShareAModuleWhateverTheOrderOfTheirWir
   EXPECT_THAT(connections(tile("1_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
 }
 
-TEST_F(ImportIcebox, TilesOfDifferentKindsHaveModulesOfTheirOwn) {
+TEST_F(Icebox, TilesOfDifferentKindsHaveModulesOfTheirOwn) {
   import(four_tiles(""));
   EXPECT_EQ(tile_type("0_0"), "logic_tile.1");
   EXPECT_EQ(tile_type("2_0"), "io_tile.1");
   EXPECT_EQ(tile_type("3_0"), "logic_tile.1");
 }
 
-TEST_F(ImportIcebox, TilesWhoseMuxesListTheirInputsInAnotherOrderHaveModulesOfTheirOwn) {
+TEST_F(Icebox, TilesWhoseMuxesListTheirInputsInAnotherOrderHaveModulesOfTheirOwn) {
   import(four_tiles(R"(.buffer 0 0 1 B
 0 0
 1 1
@@ -184,7 +184,7 @@ constexpr std::string_view DRIVEN_ON_BOTH_SIDES = R"(.device tiny 3 1 4
 1 0
 )";
 
-TEST_F(ImportIcebox, TilesThatDifferInAPortsDirectionAloneHaveModulesOfTheirOwn) {
+TEST_F(Icebox, TilesThatDifferInAPortsDirectionAloneHaveModulesOfTheirOwn) {
   import(DRIVEN_FROM_OUTSIDE);
   EXPECT_THAT(ports(tile("0_0")), ElementsAre("w input"));
   EXPECT_THAT(ports(tile("1_0")), ElementsAre("w input"));
@@ -197,7 +197,7 @@ TEST_F(ImportIcebox, TilesThatDifferInAPortsDirectionAloneHaveModulesOfTheirOwn)
   EXPECT_NE(tile_type("0_0"), tile_type("1_0"));
 }
 
-TEST_F(ImportIcebox, AMuxIsNamedByItsSectionAndTheWireWithDotsForSlashes) {
+TEST_F(Icebox, AMuxIsNamedByItsSectionAndTheWireWithDotsForSlashes) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -217,7 +217,7 @@ TEST_F(ImportIcebox, AMuxIsNamedByItsSectionAndTheWireWithDotsForSlashes) {
                                                       "buffer.glb2local_0", "bel.lutff_0"));
 }
 
-TEST_F(ImportIcebox, AFurtherEntryOfOneKindForAWireHasItsNumberBehindItsName) {
+TEST_F(Icebox, AFurtherEntryOfOneKindForAWireHasItsNumberBehindItsName) {
   import(R"(.device tiny 1 1 2
 .logic_tile 0 0
 .net 0
@@ -237,7 +237,7 @@ TEST_F(ImportIcebox, AFurtherEntryOfOneKindForAWireHasItsNumberBehindItsName) {
   EXPECT_THAT(connections(tile("0_0"), "buffer.b.2"), ElementsAre("i0=b", "o=b"));
 }
 
-TEST_F(ImportIcebox, InputsStandInFileOrderAndANetListedTwiceHasTwo) {
+TEST_F(Icebox, InputsStandInFileOrderAndANetListedTwiceHasTwo) {
   import(R"(.device tiny 1 1 3
 .logic_tile 0 0
 .net 0
@@ -254,7 +254,7 @@ TEST_F(ImportIcebox, InputsStandInFileOrderAndANetListedTwiceHasTwo) {
   EXPECT_THAT(connections(tile("0_0"), "routing.c"), ElementsAre("i0=b", "i1=a", "i2=b", "o=c"));
 }
 
-TEST_F(ImportIcebox, MuxesUseTheFirstNameOfANetAndTheOthersHangOnItOutside) {
+TEST_F(Icebox, MuxesUseTheFirstNameOfANetAndTheOthersHangOnItOutside) {
   import(R"(.device tiny 2 1 3
 .logic_tile 0 0
 .logic_tile 1 0
@@ -277,7 +277,7 @@ TEST_F(ImportIcebox, MuxesUseTheFirstNameOfANetAndTheOthersHangOnItOutside) {
   EXPECT_THAT(connections(module("top"), "0_0"), ElementsAre("first=net.0", "second=net.0", "out=net.1"));
 }
 
-TEST_F(ImportIcebox, AWireWithDriversOnSeveralSidesIsBidirectional) {
+TEST_F(Icebox, AWireWithDriversOnSeveralSidesIsBidirectional) {
   import(R"(.device tiny 3 1 2
 .logic_tile 0 0
 .logic_tile 1 0
@@ -301,7 +301,7 @@ TEST_F(ImportIcebox, AWireWithDriversOnSeveralSidesIsBidirectional) {
   EXPECT_NE(tile_type("0_0"), tile_type("2_0"));
 }
 
-TEST_F(ImportIcebox, SectionsThatAreNotAboutConnectivityArePassedOver) {
+TEST_F(Icebox, SectionsThatAreNotAboutConnectivityArePassedOver) {
   import(R"(.device tiny 1 1 1
 .pins cm36
 A1 0 7 0
@@ -326,7 +326,7 @@ padin_glb_netwk.0 0 180 78
   EXPECT_EQ(tile_type("0_0"), "dsp0_tile.1");
 }
 
-TEST_F(ImportIcebox, LineEndsOfEitherKindAndALastLineWithoutOneAreRead) {
+TEST_F(Icebox, LineEndsOfEitherKindAndALastLineWithoutOneAreRead) {
   import(
       ".device tiny 1 1 2\r\n.io_tile 0 0\r\n.net 0\r\n0 0 a\r\n.net 1\r\n0 0 b\r\n.buffer 0 0 1 B\r\n1 0");
   EXPECT_THAT(connections(tile("0_0"), "buffer.b"), ElementsAre("i0=a", "o=b"));
