@@ -165,12 +165,11 @@ private:
     KEP_ROUTING_BUILDER_NODE* m_node;
   };
   using CDRN_CACHE = KEP_RG_FANOUT_CACHE;
-  /// Which answers a range keeps. What does not come again in it would never be found.
-  enum class FANOUT_CACHE : unsigned char { NOTHING, WHAT_COMES_AGAIN, EVERYTHING };
   /// How the edge phase goes about it; no graph shows it.
   struct EDGE_PHASE {
     bool m_walks_plain_nets = true; ///< else plain connections are searched, too
-    unsigned m_min_grain = 10000;   ///< the fewest nodes of a range
+    bool m_uses_fanout_cache = true;
+    unsigned m_min_grain = 10000; ///< the fewest nodes of a range
   };
   template <class T>
   using PER_THREAD = tbb::enumerable_thread_specific<T, tbb::cache_aligned_allocator<T>>;
@@ -281,7 +280,6 @@ private:
   bool m_has_nodes_known = false;                      // the current IP root had been walked before
   PER_THREAD<CDRN_CACHE> m_cdrn_caches;
   KEP_RG_LIKE_PLACES m_like_places;
-  FANOUT_CACHE m_fanout_cache = FANOUT_CACHE::WHAT_COMES_AGAIN; // nothing sets it but a test
   PER_THREAD<std::vector<REP_NODE_ARGS>> m_rep_node_args;
   EDGE_PHASE m_edge_phase;
 

@@ -17,6 +17,22 @@
 
 using KEP_RG_REPORT::info;
 
+namespace {
+
+void process_nodes(const KEP_PROCESS_NODE_FOR_ADD_EDGES& body, KEP_ROUTING_BUILDER_GRAPH& graph,
+                   unsigned grain, tbb::task_arena& arena, KEP_REPORT_PROGRESS& progress) {
+  KEP_TSAN::before_loop();
+  // The body stays where it is: what TBB copies from task to task is a reference.
+  const auto run_body = [&](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) {
+    body(range);
+    progress.add(static_cast<std::uint64_t>(std::distance(range.begin(), range.end())));
+  };
+  arena.execute([&] { tbb::parallel_for(graph.iter_nodes(grain), run_body, tbb::auto_partitioner()); });
+  KEP_TSAN::after_loop();
+}
+
+} // namespace
+
 void KEP_RG_BUILD::build_edges() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::build_edges", true);
   KEP_ASSERT_EXPLAIN(!m_disable_edge_allocation, "KEP_RG_BUILD::build_edges comes after debug_edges");
@@ -79,12 +95,12 @@ void KEP_RG_BUILD::add_edges() {
   const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(m_instance_is_primitive, m_observer);
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
-  m_like_places = m_db->get_db_type() == KEP_DB_TYPE::NO_REDUNDANCY || m_fanout_cache == FANOUT_CACHE::NOTHING
-                      ? KEP_RG_LIKE_PLACES()
-                      : KEP_RG_LIKE_PLACES(*m_db, m_primitives);
+  const bool keeps_answers =
+      m_edge_phase.m_uses_fanout_cache && m_db->get_db_type() != KEP_DB_TYPE::NO_REDUNDANCY;
+  m_like_places = keeps_answers ? KEP_RG_LIKE_PLACES(*m_db, m_primitives) : KEP_RG_LIKE_PLACES();
   // Whoever observes the search or reads of it must see every step.
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
-  if (m_edge_phase.m_walks_plain_nets && !build_search.is_observed() && !m_verbose && m_edge_builder)
+  if (m_edge_phase.m_walks_plain_nets && !build_search.is_observed() && !m_verbose)
     arena.execute([&] {
       plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate,
                                                    m_primitives, *m_routing_primitive_cache,
@@ -95,17 +111,9 @@ void KEP_RG_BUILD::add_edges() {
 
   KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
                    static_cast<int>(m_num_threads));
-  const unsigned grain = std::max(node_count / 1000, m_edge_phase.m_min_grain);
-  KEP_TSAN::before_loop();
   KEP_REPORT_PROGRESS progress("edges", node_count);
-  // The body stays where it is: what TBB copies from task to task is a reference.
-  const auto run_body = [&](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) {
-    body(range);
-    progress.add(static_cast<std::uint64_t>(std::distance(range.begin(), range.end())));
-  };
-  arena.execute(
-      [&] { tbb::parallel_for(m_builder_graph->iter_nodes(grain), run_body, tbb::auto_partitioner()); });
-  KEP_TSAN::after_loop();
+  process_nodes(body, *m_builder_graph, std::max(node_count / 1000, m_edge_phase.m_min_grain), arena,
+                progress);
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)
     for (const REP_NODE_ARGS& row : rows)

@@ -31,36 +31,23 @@ bool asks_attributes(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT& inst_po
 } // namespace
 
 KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives)
-    : m_unfolding(&db.get_unfolding()) {
-  link_occurrences();
+    : m_unfolding(&db.get_unfolding()), m_previous(m_unfolding->size()) {
+  std::vector<std::uint32_t> last(m_unfolding->get_modules().size(), KEP_UNFOLDING::ABOVE_TOP);
+  if (!m_previous.empty()) link(KEP_UNFOLDING::ABOVE_TOP, last);
   if (!db.get_legacy_api()->has_instance_attributes()) return;
   m_primitives = &primitives;
   find_flyover_nets(db, primitives);
 }
 
-/// Goes through the depth-first order from its end: of the children the last comes first, and each comes
-/// before what is above it.
-void KEP_RG_LIKE_PLACES::link_occurrences() {
-  const std::uint32_t size = m_unfolding->size();
-  m_next.resize(size);
-  m_previous.resize(size);
-  std::vector<std::uint32_t> next(m_unfolding->get_modules().size()); // by module number
-  std::vector<std::uint32_t> num_open(size);                          // children that are still to come
-  for (std::uint32_t i = 1; i < size; ++i)
-    ++num_open[m_unfolding->get(i).m_parent];
-  for (std::uint32_t at = KEP_UNFOLDING::ABOVE_TOP; size != 0;) {
-    const KEP_OCCURRENCE& occurrence = m_unfolding->get(at);
-    if (num_open[at] != 0) {
-      at = occurrence.m_first_child + --num_open[at];
-    } else if (at != KEP_UNFOLDING::ABOVE_TOP) {
-      m_next[at] = std::exchange(next[occurrence.m_module->get_number()], at);
-      m_previous[m_next[at]] = at;
-      at = occurrence.m_parent;
-    } else {
-      m_previous[KEP_UNFOLDING::ABOVE_TOP] = KEP_UNFOLDING::ABOVE_TOP; // written for the last of each module
-      return;
-    }
-  }
+/// Goes down in depth-first order, the order of the nodes; `last` holds the last occurrence of each module.
+void KEP_RG_LIKE_PLACES::link(std::uint32_t occurrence, std::vector<std::uint32_t>& last) {
+  const KEP_OCCURRENCE& own = m_unfolding->get(occurrence);
+  if (own.m_module) m_previous[occurrence] = std::exchange(last[own.m_module->get_number()], occurrence);
+  // The children of all stand in one row.
+  const std::uint32_t behind = occurrence + 1;
+  const std::uint32_t end = behind == m_unfolding->size() ? behind : m_unfolding->get(behind).m_first_child;
+  for (std::uint32_t child = own.m_first_child; child != end; ++child)
+    link(child, last);
 }
 
 KEP_RG_LIKE_PLACES::PLACE KEP_RG_LIKE_PLACES::find_previous(const PLACE& place) const {
@@ -73,25 +60,6 @@ KEP_RG_LIKE_PLACES::PLACE KEP_RG_LIKE_PLACES::find_previous(const PLACE& place) 
     return m_unfolding->get(find(find, parent)).m_first_child + rank;
   };
   return {find_like(find_like, place.m_occurrence), top};
-}
-
-bool KEP_RG_LIKE_PLACES::may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
-                                        std::uint64_t last_number) const {
-  // The occurrence of `top`; for the master of the driver's instance that around it, since a like place
-  // holds the same instance.
-  const auto own = static_cast<std::uint32_t>(driver.m_position);
-  std::uint32_t above = own;
-  if (top && KEP_SLOT_POSITION::occurrence(top.m_position) != own)
-    for (;;) {
-      const KEP_OCCURRENCE& occurrence = m_unfolding->get(above);
-      if (KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot) == top.m_position) break;
-      if (occurrence.m_parent == KEP_UNFOLDING::ABOVE_TOP) return false;
-      above = occurrence.m_parent;
-    }
-  const std::uint32_t next = m_next[above];
-  if (!next) return false;
-  const std::uint64_t difference = m_unfolding->get(own).m_number - m_unfolding->get(above).m_number;
-  return m_unfolding->get(next).m_number + difference <= last_number;
 }
 
 /// An inserted port ends a search, but not the one that begins there.

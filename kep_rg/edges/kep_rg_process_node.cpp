@@ -11,27 +11,22 @@ using KEP_RG_REPORT::debug;
 using KEP_RG_REPORT::NAME_STYLE;
 using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
 
-void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
-    const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const {
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(const NODE_RANGE& range) const {
   KEP_TSAN::begin_body();
-  // A copy that dies with the range: what a range learns is not written back, which is meant.
+  // A copy that dies with the range. Nothing is written back, so that the counters hang on the ranges and not
+  // on the thread that takes them.
   KEP_RG_BUILD::CDRN_CACHE cache = m_ftd->m_cdrn_caches.local();
   KEP_RG_EDGE_CREATION_STATS& own_stats = get_own_stats();
   KEP_RG_EDGE_CREATION_STATS range_stats(0, m_ftd->m_nodes_per_display);
   WORK work;
   work.m_cache = &cache;
   work.m_stats = &range_stats;
-  work.m_last_number = get_last_number(range);
-  if (!range.empty()) {
-    work.m_first_node = (*range.begin())->get_index();
-    work.m_first_number = m_ftd->m_db->get_unfolding().get((*range.begin())->get_occurrence()).m_number;
-  }
-  std::size_t count = 0;
+  const auto count = static_cast<std::uint32_t>(std::distance(range.begin(), range.end()));
+  if (count != 0) note_ends(**range.begin(), count, work);
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
     work.m_fanouts.clear();
     work.m_redundant_fanouts.clear();
     process_one_node(node, nullptr, work);
-    ++count;
   }
   {
     const tbb::mutex::scoped_lock lock(*m_mutex);
@@ -45,18 +40,13 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(
   KEP_TSAN::end_body();
 }
 
-/// Only nodes that were sorted stand in the order of their occurrences.
-std::uint64_t KEP_PROCESS_NODE_FOR_ADD_EDGES::get_last_number(
-    const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const {
-  if (m_ftd->m_fanout_cache == KEP_RG_BUILD::FANOUT_CACHE::EVERYTHING || !m_ftd->m_edge_builder ||
-      range.empty())
-    return KEP_RG_LIKE_PLACES::NO_END;
-  const auto count = static_cast<std::uint32_t>(std::distance(range.begin(), range.end()));
-  const KEP_ROUTING_BUILDER_NODE* node =
-      m_ftd->m_builder_graph->get_node((*range.begin())->get_index() + count - 1);
-  if (node->is_boundary()) return KEP_RG_LIKE_PLACES::NO_END;
-  const KEP_UNFOLDED_INST_PORT uip = node->get_unfolded_inst_port();
-  return m_ftd->m_db->get_unfolding().get(static_cast<std::uint32_t>(uip.m_position)).m_number;
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::note_ends(const KEP_ROUTING_BUILDER_NODE& first, std::uint32_t count,
+                                               WORK& work) const {
+  const KEP_ROUTING_BUILDER_NODE& last = *m_ftd->m_builder_graph->get_node(first.get_index() + count - 1);
+  const KEP_UNFOLDING& unfolding = m_ftd->m_db->get_unfolding();
+  work.m_first_node = first.get_index();
+  work.m_first_number = unfolding.get(first.get_occurrence()).m_number;
+  work.m_last_number = unfolding.get(last.get_occurrence()).m_number;
 }
 
 /// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of
@@ -211,7 +201,8 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::compute_fanout(KEP_ROUTING_BUILDER_NODE* st
         start_node, work.m_fanouts, work.m_redundant_fanouts, results.m_top_module);
     if (relpath) store_row({relpath, results.m_top_module, start_node});
   }
-  // Also for a hit, and the second time for a miss: this is how the counter is meant.
+  // The only one of a hit and the second of a miss: the average that is printed divides by calls and hits,
+  // two for each node.
   ++work.m_stats->n_get_leaf_calls;
   work.m_stats->n_get_leaf_fanouts += results.m_uips.size();
   observer.finish_uip();
@@ -379,20 +370,19 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
   if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
   const KEP_LEAF_RESULTS& results = work.m_results;
-  if (!may_be_kept(start, work)) return;
-  if (std::none_of(results.m_uips.begin(), results.m_uips.end(),
-                   [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
-    return;
-  work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
+  if (may_come_again(start, work) && !depends_on_place(start, work) &&
+      std::any_of(results.m_uips.begin(), results.m_uips.end(),
+                  [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
+    work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
-/// What left for the top of the device has no like place, and others have none up to the end of the range.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_be_kept(const START& start, const WORK& work) const {
-  KEP_UNFOLDED_MODULE top = work.m_results.m_top_module;
-  if (!top) top = start.m_uip.get_unfolded_instance().get_module(KEP_VIEW_TYPE::DEFAULT_VIEW);
-  return !top.m_object->is_top_module_or_equiv() &&
-         m_ftd->m_like_places.may_come_again(start.m_uip, top, work.m_last_number) &&
-         !depends_on_place(start, work);
+/// Nodes stand in depth-first order, and so the next like place comes at least the size of the enclosing
+/// module later. An answer that would die with its range unused is not worth its memory.
+bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_come_again(const START& start, const WORK& work) const {
+  const auto occurrence = static_cast<std::uint32_t>(start.m_uip.m_position);
+  const KEP_MODULE* top = work.m_results.m_top_module.m_object;
+  return m_ftd->m_db->get_unfolding().get(occurrence).m_number + (top ? top->get_size() : 0) <=
+         work.m_last_number;
 }
 
 /// A search asks two questions that like places may answer differently: where nodes stand, and whether an

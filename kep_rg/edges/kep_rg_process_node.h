@@ -14,6 +14,7 @@ class KEP_RG_EXPORT KEP_PROCESS_NODE_FOR_ADD_EDGES {
 public:
   using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT;
   using FANOUTS = std::vector<FANOUT>;
+  using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE;
   using STATS = tbb::enumerable_thread_specific<KEP_RG_EDGE_CREATION_STATS,
                                                 tbb::cache_aligned_allocator<KEP_RG_EDGE_CREATION_STATS>>;
 
@@ -27,10 +28,10 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    bool m_asked_for_nodes = false;                           // the search at hand ended where nodes stand
-    std::uint32_t m_first_node = 0;                           // where the range begins
-    std::uint64_t m_first_number = 0;                         // likewise, as the number of the occurrence
-    std::uint64_t m_last_number = KEP_RG_LIKE_PLACES::NO_END; // and where it ends
+    bool m_asked_for_nodes = false;   // the search at hand ended where nodes stand
+    std::uint32_t m_first_node = 0;   // where the range begins
+    std::uint64_t m_first_number = 0; // likewise, as the number of the occurrence
+    std::uint64_t m_last_number = 0;  // and where it ends
   };
 
   KEP_PROCESS_NODE_FOR_ADD_EDGES(KEP_RG_BUILD* ftd,
@@ -40,10 +41,10 @@ public:
       : m_ftd(ftd), m_build_search(build_search), m_trace_search(trace_search), m_stats(stats),
         m_mutex(mutex), m_plain_nets(plain_nets) {}
 
-  void operator()(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const;
+  void operator()(const NODE_RANGE& range) const;
 
-  /// One node: exactly one of the two is given. A node of the finished graph is traced for debugging and its
-  /// fanouts are left in the lists.
+  /// One node: exactly one of the two is given. A node of the finished graph is traced for debugging (dbg)
+  /// and its fanouts are left in the lists.
   void process_one_node(KEP_ROUTING_BUILDER_NODE* start_node, const KEP_ROUTING::NODE* dbg_start_node,
                         WORK& work) const;
 
@@ -60,6 +61,7 @@ private:
     bool m_is_inserted = false;
   };
 
+  void note_ends(const KEP_ROUTING_BUILDER_NODE& first, std::uint32_t count, WORK& work) const;
   void check_start(const KEP_ROUTING_BUILDER_NODE* start_node, const KEP_ROUTING::NODE* dbg_start_node) const;
   bool process_plain_node(KEP_ROUTING_BUILDER_NODE* node, WORK& work) const;
   bool was_answered_before(const KEP_ROUTING_BUILDER_NODE* node, const WORK& work) const;
@@ -84,15 +86,14 @@ private:
   bool find_cached_fanout(const START& start, WORK& work) const;
   /// Keeps an answer only if a search from every like place finds the same.
   void store_cached_fanout(const START& start, WORK& work) const;
-  bool may_be_kept(const START& start, const WORK& work) const;
+  bool may_come_again(const START& start, const WORK& work) const;
   bool depends_on_place(const START& start, const WORK& work) const;
 
   void store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const;
-  std::uint64_t get_last_number(const KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& range) const;
   KEP_RG_EDGE_CREATION_STATS& get_own_stats() const;
   void print_progress(std::size_t count) const;
 
-  KEP_RG_BUILD* m_ftd;
+  KEP_RG_BUILD* m_ftd; // the builder
   const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE>* m_build_search;
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE>* m_trace_search;
   STATS* m_stats;

@@ -72,12 +72,7 @@ public:
   static void disable_node_allocation(KEP_RG_BUILD& build) { build.m_disable_node_allocation = true; }
   static void disable_edge_allocation(KEP_RG_BUILD& build) { build.m_disable_edge_allocation = true; }
   /// Every node is searched.
-  static void disable_fanout_cache(KEP_RG_BUILD& build) {
-    build.m_fanout_cache = KEP_RG_BUILD::FANOUT_CACHE::NOTHING;
-  }
-  static void keep_all_answers(KEP_RG_BUILD& build) {
-    build.m_fanout_cache = KEP_RG_BUILD::FANOUT_CACHE::EVERYTHING;
-  }
+  static void disable_fanout_cache(KEP_RG_BUILD& build) { build.m_edge_phase.m_uses_fanout_cache = false; }
   /// Whoever observes a build makes it ask every question anew.
   static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
   /// Plain connections, too, are searched.
@@ -98,6 +93,14 @@ public:
   static const auto& redundant_inputs(const KEP_RG_BUILD& build) { return build.m_redundant_inputs; }
   static const auto& module_has_nodes(const KEP_RG_BUILD& build) { return build.m_module_has_nodes; }
   using CDRN_CACHE = KEP_RG_BUILD::CDRN_CACHE;
+  static std::size_t count_answers(const CDRN_CACHE& cache) {
+    std::size_t count = 0;
+    for (const auto& [driver, levels] : cache.m_answers)
+      for (const auto& [level, modules] : levels)
+        for (const auto& [module, answers] : modules)
+          count += answers.size();
+    return count;
+  }
   static const KEP_RG_INSTANCE_IS_PRIMITIVE& instance_is_primitive(const KEP_RG_BUILD& build) {
     return build.m_instance_is_primitive;
   }

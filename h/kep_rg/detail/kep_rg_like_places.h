@@ -5,28 +5,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
-/// What tells whether the answer of a leaf search may serve like places (docs/glossary.md): where the next
-/// place of a module is, and on which nets a search asks where it stands. Filled before the edge phase; then
-/// any number of threads may read.
+/// What tells whether the answer of a leaf search may serve like places (docs/glossary.md): where the last
+/// place of a module before another is, and on which nets a search asks where it stands. Filled before the
+/// edge phase; then any number of threads may read.
 class KEP_RG_EXPORT KEP_RG_LIKE_PLACES {
 public:
-  static constexpr std::uint64_t NO_END = std::numeric_limits<std::uint64_t>::max();
-
   /// For a device whose answers are never kept.
   KEP_RG_LIKE_PLACES() = default;
   KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   /// Answers are kept at all.
   bool is_used() const { return m_unfolding != nullptr; }
-  /// False: no place like that of the driver below `top` comes before the end of the range, which is told by
-  /// the number of its last node's occurrence: nodes stand in depth-first order. An empty `top` is the master
-  /// of the driver's instance.
-  bool may_come_again(const KEP_UNFOLDED_INST_PORT& driver, const KEP_UNFOLDED_MODULE& top,
-                      std::uint64_t last_number) const;
-
   /// An inner occurrence at or below another one.
   struct PLACE {
     std::uint32_t m_occurrence;
@@ -49,12 +40,12 @@ public:
   }
 
 private:
-  void link_occurrences();
+  void link(std::uint32_t occurrence, std::vector<std::uint32_t>& last);
   void find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   const KEP_UNFOLDING* m_unfolding = nullptr;
   const KEP_RG_PRIMITIVES* m_primitives = nullptr; // null where no instance has attributes
-  std::vector<std::uint32_t> m_next;             // by inner occurrence: the next one of the same module, or 0
-  std::vector<std::uint32_t> m_previous;         // likewise
+  // By inner occurrence: the last one of the same module before it, in the order of the nodes, or ABOVE_TOP.
+  std::vector<std::uint32_t> m_previous;
   std::vector<std::vector<bool>> m_flyover_nets; // by module number, then by net; empty where there are none
 };
