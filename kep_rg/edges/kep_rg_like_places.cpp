@@ -34,9 +34,7 @@ KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES
     : m_unfolding(&db.get_unfolding()), m_previous(m_unfolding->size()) {
   std::vector<std::uint32_t> last(m_unfolding->get_modules().size(), KEP_UNFOLDING::ABOVE_TOP);
   if (!m_previous.empty()) link(KEP_UNFOLDING::ABOVE_TOP, last);
-  if (!db.get_legacy_api()->has_instance_attributes()) return;
-  m_primitives = &primitives;
-  find_flyover_nets(db, primitives);
+  if (db.get_legacy_api()->has_instance_attributes()) m_primitives = &primitives;
 }
 
 /// Goes down in depth-first order, the order of the nodes; `last` holds the last occurrence of each module.
@@ -64,30 +62,14 @@ KEP_RG_LIKE_PLACES::PLACE KEP_RG_LIKE_PLACES::find_previous(const PLACE& place) 
 
 /// An inserted port ends a search, but not the one that begins there.
 bool KEP_RG_LIKE_PLACES::asks_at_start(const KEP_INST_PORT& driver) const {
-  return m_primitives && driver.get_port()->is_bidir() && begins_flyover(*m_primitives, *driver.get_port()) &&
+  return driver.get_port()->is_bidir() && begins_flyover(*m_primitives, *driver.get_port()) &&
          !has_skip_outputs(*m_primitives, driver);
 }
 
-void KEP_RG_LIKE_PLACES::find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives) {
-  const std::vector<KEP_MODULE*>& modules = db.get_unfolding().get_modules();
-  std::vector<bool> has_flyovers(modules.size());
-  for (const KEP_MODULE* module : modules)
-    for (const KEP_PORT* port : module->iter_ports())
-      if (begins_flyover(primitives, *port)) has_flyovers[module->get_number()] = true;
-  if (std::find(has_flyovers.begin(), has_flyovers.end(), true) == has_flyovers.end()) return;
-  m_flyover_nets.resize(modules.size());
-  for (const KEP_MODULE* module : modules)
-    for (KEP_INSTANCE* instance : module->iter_instances()) {
-      const KEP_MODULE* master = instance->get_module();
-      if (!has_flyovers[master->get_number()]) continue;
-      for (unsigned i = 0; i != master->get_num_ports(); ++i) {
-        KEP_INST_PORT& inst_port = *instance->get_inst_port_by_index(i);
-        if (!inst_port.get_net() || !begins_flyover(primitives, *inst_port.get_port()) ||
-            !asks_attributes(primitives, inst_port))
-          continue;
-        std::vector<bool>& nets = m_flyover_nets[module->get_number()];
-        nets.resize(module->get_num_nets());
-        nets[inst_port.get_net()->get_index()] = true;
-      }
-    }
+bool KEP_RG_LIKE_PLACES::is_flyover_net(const KEP_NET& net) const {
+  const auto inst_ports = net.iter_inst_ports();
+  return std::any_of(inst_ports.begin(), inst_ports.end(), [this](KEP_INST_PORT* inst_port) {
+    return begins_flyover(*m_primitives, *inst_port->get_port()) &&
+           asks_attributes(*m_primitives, *inst_port);
+  });
 }

@@ -336,25 +336,27 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::add_fanout(FANOUTS& list, const KEP_UNFOLDE
     list.push_back({to_twin ? twin : plain, mux_input});
     return;
   }
-  // No error: ports that were excluded have no nodes.
-  if (m_ftd->m_verbose)
-    debug() << "Target routing node is missing: " << target.get_name(NAME_STYLE) << std::endl;
-  ++work.m_stats->n_skip_port;
-  m_ftd->m_observer->visit(target, VISIT_TYPE::TARGET);
+  note_missing(target, work);
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::add_boundary_fanout(FANOUTS& list, const KEP_UNFOLDED_PORT& u_port,
                                                          WORK& work) const {
   KEP_ROUTING_BUILDER_NODE* node = m_ftd->m_node_cache.find_routing_node(u_port.m_object);
-  if (node) {
-    m_ftd->m_observer->visit(u_port, VISIT_TYPE::TARGET);
-    list.push_back({node, {}});
+  if (!node) {
+    note_missing(u_port, work);
     return;
   }
-  if (m_ftd->m_verbose)
-    debug() << "Target routing node is missing: " << u_port.get_name(NAME_STYLE) << std::endl;
-  ++work.m_stats->n_skip_port;
   m_ftd->m_observer->visit(u_port, VISIT_TYPE::TARGET);
+  list.push_back({node, {}});
+}
+
+/// No error: ports that were excluded have no nodes.
+template <class POINT>
+void KEP_PROCESS_NODE_FOR_ADD_EDGES::note_missing(const POINT& target, WORK& work) const {
+  if (m_ftd->m_verbose)
+    debug() << "Target routing node is missing: " << target.get_name(NAME_STYLE) << std::endl;
+  ++work.m_stats->n_skip_port;
+  m_ftd->m_observer->visit(target, VISIT_TYPE::TARGET);
 }
 
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK& work) const {
@@ -389,13 +391,14 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_come_again(const START& start, const WO
 /// instance lies in a spare row. All else follows from the folded model.
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const START& start, const WORK& work) const {
   const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
-  if (work.m_asked_for_nodes || places.asks_at_start(*start.m_uip.m_object)) return true;
-  if (!places.has_flyover_nets()) return false;
+  if (work.m_asked_for_nodes) return true;
+  if (!places.has_attributes()) return false;
   const auto has_flyover_net = [&places](const KEP_LEAF_RESULTS& results) {
     const std::vector<KEP_UNFOLDED_NET>& nets = results.m_visited_nets.get_nets();
     return std::any_of(nets.begin(), nets.end(), [&places](const KEP_UNFOLDED_NET& net) {
-      return places.is_flyover_net(net.m_object);
+      return places.is_flyover_net(*net.m_object);
     });
   };
-  return has_flyover_net(work.m_results) || has_flyover_net(work.m_tunnel_results);
+  return places.asks_at_start(*start.m_uip.m_object) || has_flyover_net(work.m_results) ||
+         has_flyover_net(work.m_tunnel_results);
 }

@@ -80,6 +80,8 @@ private:
   void add_fanout(FANOUTS& list, const KEP_UNFOLDED_INST_PORT& mux_input,
                   const KEP_UNFOLDED_INST_PORT& target, bool is_inserted, WORK& work) const;
   void add_boundary_fanout(FANOUTS& list, const KEP_UNFOLDED_PORT& u_port, WORK& work) const;
+  template <class POINT>
+  void note_missing(const POINT& target, WORK& work) const;
   KEP_ROUTING_PRIMITIVE_TUNNEL get_tunnel_type(const KEP_PORT* port) const;
 
   /// Finding nothing is always a correct answer: the node is then searched.

@@ -3,7 +3,6 @@
 #include "kep/kep_db.h"
 #include "kep_rg/kep_rg_primitives.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -18,6 +17,7 @@ public:
 
   /// Answers are kept at all.
   bool is_used() const { return m_unfolding != nullptr; }
+
   /// An inner occurrence at or below another one.
   struct PLACE {
     std::uint32_t m_occurrence;
@@ -27,25 +27,19 @@ public:
   /// KEP_UNFOLDING::ABOVE_TOP if there is none.
   PLACE find_previous(const PLACE& place) const;
 
-  /// A search up from the driver asks for the attributes of its instance, whatever net it walks: what is
-  /// behind its own inst port may be flown to.
+  /// On some net of the device a search may ask for the attributes of an instance, to take a flyover or not.
+  bool has_attributes() const { return m_primitives != nullptr; }
+  /// A search up from the driver asks for those of its instance, whatever net it walks: what is behind its
+  /// own inst port may be flown to. Where there are attributes, like the next one.
   bool asks_at_start(const KEP_INST_PORT& driver) const;
-  /// On some net of the device a search depends on its place.
-  bool has_flyover_nets() const { return !m_flyover_nets.empty(); }
-  /// A search that comes to the net from elsewhere asks for the attributes of an instance there, to take a
-  /// flyover or not.
-  bool is_flyover_net(const KEP_NET* net) const {
-    const std::vector<bool>& nets = m_flyover_nets[net->get_parent()->get_number()];
-    return !nets.empty() && nets[net->get_index()];
-  }
+  /// A search that comes to the net from elsewhere asks there.
+  bool is_flyover_net(const KEP_NET& net) const;
 
 private:
   void link(std::uint32_t occurrence, std::vector<std::uint32_t>& last);
-  void find_flyover_nets(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
 
   const KEP_UNFOLDING* m_unfolding = nullptr;
   const KEP_RG_PRIMITIVES* m_primitives = nullptr; // null where no instance has attributes
   // By inner occurrence: the last one of the same module before it, in the order of the nodes, or ABOVE_TOP.
   std::vector<std::uint32_t> m_previous;
-  std::vector<std::vector<bool>> m_flyover_nets; // by module number, then by net; empty where there are none
 };

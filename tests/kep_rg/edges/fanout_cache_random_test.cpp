@@ -57,6 +57,24 @@ void compare_ranges(BUILD_CASE& c, int threads, const std::string& graph) {
   ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << threads << " threads, ranges of a few nodes";
 }
 
+/// Builds without the cache: the same counters but for what a hit saves and adds.
+void compare_without(BUILD_CASE& c, const KEP_RG_EDGE_CREATION_STATS& one, const std::string& graph,
+                     const std::vector<std::string>& rows) {
+  c.drop_builder();
+  ACCESS::disable_fanout_cache(c.builder());
+  c.build();
+  ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "without the cache";
+  compare_rows(test_model::representative_rows(c.builder()), rows);
+  const KEP_RG_EDGE_CREATION_STATS& none = c.builder().get_edge_stats();
+  EXPECT_EQ(none.n_cdrn_cache_hits, 0U);
+  EXPECT_EQ(one.n_cdrn_cache_hits + one.n_cdrn_cache_misses, none.n_cdrn_cache_misses);
+  EXPECT_EQ(one.n_get_leaf_calls, 2 * one.n_cdrn_cache_misses + one.n_cdrn_cache_hits);
+  EXPECT_EQ(one.n_get_leaf_fanouts, none.n_get_leaf_fanouts + one.n_cdrn_cache_hits);
+  EXPECT_EQ(one.n_edges, none.n_edges);
+  EXPECT_EQ(one.n_redundant_edges, none.n_redundant_edges);
+  EXPECT_EQ(one.n_skip_port, none.n_skip_port);
+}
+
 /// Builds with the cache, with one thread or more, and once without: the same graph, and the same counters
 /// but for what a hit saves and adds.
 void compare(BUILD_CASE& c, int threads, SEEN& seen) {
@@ -67,20 +85,8 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   c.drop_builder();
   c.build(KEP_RG_BUILD_PARAMS().set_num_threads(threads));
   ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << threads << " threads";
-  c.drop_builder();
-  ACCESS::disable_fanout_cache(c.builder());
-  c.build();
-  ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "without the cache";
-  compare_rows(test_model::representative_rows(c.builder()), rows);
+  compare_without(c, one, graph, rows);
   seen.m_rows += rows.size();
-  const KEP_RG_EDGE_CREATION_STATS& none = c.builder().get_edge_stats();
-  EXPECT_EQ(none.n_cdrn_cache_hits, 0U);
-  EXPECT_EQ(one.n_cdrn_cache_hits + one.n_cdrn_cache_misses, none.n_cdrn_cache_misses);
-  EXPECT_EQ(one.n_get_leaf_calls, 2 * one.n_cdrn_cache_misses + one.n_cdrn_cache_hits);
-  EXPECT_EQ(one.n_get_leaf_fanouts, none.n_get_leaf_fanouts + one.n_cdrn_cache_hits);
-  EXPECT_EQ(one.n_edges, none.n_edges);
-  EXPECT_EQ(one.n_redundant_edges, none.n_redundant_edges);
-  EXPECT_EQ(one.n_skip_port, none.n_skip_port);
   c.drop_builder();
   ACCESS::search_all(c.builder());
   c.build();
