@@ -4,7 +4,6 @@
 #include "kep_report/kep_report.h"
 #include "kep_rg/common/kep_rg_report.h"
 
-#include <algorithm>
 #include <iterator>
 
 using KEP_RG_REPORT::debug;
@@ -124,23 +123,6 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE
   stats.n_edges += counts.m_num_real;
   stats.n_redundant_edges += counts.m_num_redundant;
   return true;
-}
-
-/// The cache of the range, were it asked, would hold an answer: that for the node at a like place of the
-/// range. So a plain connection is counted as if it were searched. To ask would take longer than the walk.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILDER_NODE* node,
-                                                         const WORK& work) const {
-  const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
-  const KEP_UNFOLDING& unfolding = m_plain_nets->get_unfolding();
-  KEP_RG_LIKE_PLACES::PLACE place{node->get_occurrence(), work.m_plain_walk.get_top()};
-  if (!places.is_used() || !work.m_plain_walk.is_kept()) return false;
-  for (;;) {
-    place = places.find_previous(place);
-    if (place.m_top == KEP_UNFOLDING::ABOVE_TOP) return false;
-    if (const auto* like = m_ftd->m_node_cache.find_like_node(*node, place.m_occurrence))
-      return like->get_index() >= work.m_first_node;
-    if (unfolding.get(place.m_occurrence).m_number < work.m_first_number) return false;
-  }
 }
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_row(const KEP_RG_BUILD::REP_NODE_ARGS& row) const {
@@ -357,48 +339,4 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::note_missing(const POINT& target, WORK& wor
     debug() << "Target routing node is missing: " << target.get_name(NAME_STYLE) << std::endl;
   ++work.m_stats->n_skip_port;
   m_ftd->m_observer->visit(target, VISIT_TYPE::TARGET);
-}
-
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::find_cached_fanout(const START& start, WORK& work) const {
-  if (!start.m_uip || !m_ftd->m_like_places.is_used()) return false;
-  KEP_LEAF_RESULTS& results = work.m_results;
-  const KEP_UNFOLDED_MODULE module = work.m_cache->find(start.m_uip, results.m_uips);
-  if (!module) return false;
-  // Nobody asks for the nets of an answer, and none of its leaves is a port of the top.
-  results.note_module(module);
-  return true;
-}
-
-void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WORK& work) const {
-  if (!start.m_uip || !m_ftd->m_like_places.is_used()) return;
-  const KEP_LEAF_RESULTS& results = work.m_results;
-  if (may_come_again(start, work) && !depends_on_place(start, work) &&
-      std::any_of(results.m_uips.begin(), results.m_uips.end(),
-                  [](const KEP_UNFOLDED_INST_PORT& uip) { return uip.m_object->get_net() != nullptr; }))
-    work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
-}
-
-/// Nodes stand in depth-first order, and so the next like place comes at least the size of the enclosing
-/// module later. An answer that would die with its range unused is not worth its memory.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_come_again(const START& start, const WORK& work) const {
-  const auto occurrence = static_cast<std::uint32_t>(start.m_uip.m_position);
-  const KEP_MODULE* top = work.m_results.m_top_module.m_object;
-  return m_ftd->m_db->get_unfolding().get(occurrence).m_number + (top ? top->get_size() : 0) <=
-         work.m_last_number;
-}
-
-/// A search asks two questions that like places may answer differently: where nodes stand, and whether an
-/// instance lies in a spare row. All else follows from the folded model.
-bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const START& start, const WORK& work) const {
-  const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
-  if (work.m_asked_for_nodes) return true;
-  if (!places.has_attributes()) return false;
-  const auto has_flyover_net = [&places](const KEP_LEAF_RESULTS& results) {
-    const std::vector<KEP_UNFOLDED_NET>& nets = results.m_visited_nets.get_nets();
-    return std::any_of(nets.begin(), nets.end(), [&places](const KEP_UNFOLDED_NET& net) {
-      return places.is_flyover_net(*net.m_object);
-    });
-  };
-  return places.asks_at_start(*start.m_uip.m_object) || has_flyover_net(work.m_results) ||
-         has_flyover_net(work.m_tunnel_results);
 }
