@@ -105,7 +105,7 @@ public:
   KEP_MODULE* get_module() const { return m_module; }
   /// The plain master when it has that view, else its first equivalent there, else null.
   inline KEP_MODULE* get_module(KEP_VIEW_TYPE view) const;
-  /// `index` must be that of a port of the plain master, and so must be the port.
+  /// These two: the plain master must have the index; the port may be that of an equivalent, too.
   KEP_INST_PORT* get_inst_port_by_index(unsigned index) const { return m_inst_ports + index; }
   KEP_INST_PORT* get_inst_port_for_port(const KEP_PORT* port) const {
     return m_inst_ports + port->get_index();
@@ -199,7 +199,7 @@ public:
   /// The module's number in the design, from 0, in the order in which the builder was given the modules.
   unsigned get_number() const { return m_number; }
 
-  /// By name, null if absent; in constant time.
+  /// By name, null if absent.
   KEP_PORT* find_port(std::string_view name) const;
   KEP_INSTANCE* find_instance(std::string_view name) const;
   /// Null when there is no such port.
