@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/kep_db_builder.h"
+#include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "tests/support/random_source.h"
 

@@ -1,11 +1,11 @@
 #include "kep_rg/kep_rg_findings.h"
+#include "tests/kep_rg/checks/naive_checks.h"
+#include "tests/kep_rg/checks/naive_trace.h"
 #include "tests/support/build_case.h"
 #include "tests/support/check_report.h"
 #include "tests/support/damaged_graph.h"
 #include "tests/support/fabric_case.h"
-#include "tests/support/naive_checks.h"
 #include "tests/support/naive_hierarchy.h"
-#include "tests/support/naive_trace.h"
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
 

@@ -1,5 +1,5 @@
+#include "tests/kep_rg/edges/naive_routing.h"
 #include "tests/support/fabric_case.h"
-#include "tests/support/naive_routing.h"
 #include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>

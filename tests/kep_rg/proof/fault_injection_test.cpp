@@ -1,6 +1,6 @@
 #include "kep_rg/kep_rg_proof.h"
+#include "tests/kep_rg/proof/damage_kinds.h"
 #include "tests/support/check_report.h"
-#include "tests/support/damage_kinds.h"
 #include "tests/support/damaged_graph.h"
 #include "tests/support/example_device.h"
 #include "tests/support/fabric_case.h"

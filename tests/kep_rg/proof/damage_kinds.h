@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/damage_subject.h"
+#include "tests/kep_rg/proof/damage_subject.h"
 
 #include <functional>
 #include <set>
