@@ -49,14 +49,16 @@ const std::string CELL = R"(
       ports >a >b <o
 )";
 
-TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
-  WIRES w(CELL + R"(
+// s drives k.
+const std::string PAIR = CELL + R"(
     module TOP top
       inst s CELL
       inst k CELL
       net n s.o k.a
-  )",
-          {"s:o", "k:a"});
+)";
+
+TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
+  WIRES w(PAIR, {"s:o", "k:a"});
   EXPECT_EQ(w.next("s:o"), "k:a");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a found"));
   EXPECT_EQ(w.next("k:a"), "s:o") << "directions do not matter";
@@ -179,13 +181,7 @@ TEST(FindRoutingNode, GivesUpWhereANetHasTwoOtherPorts) {
 }
 
 TEST(FindRoutingNode, EndsAtAnInstPortWithNothingInside) {
-  WIRES w(CELL + R"(
-    module TOP top
-      inst s CELL
-      inst k CELL
-      net n s.o k.a
-  )",
-          {"s:o"});
+  WIRES w(PAIR, {"s:o"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
 }
@@ -342,26 +338,14 @@ TEST(FindRoutingNode, GoesDownIntoTheViewOfTheRank) {
 }
 
 TEST(FindRoutingNode, PassesByATwinWithoutAPlainNode) {
-  WIRES w(CELL + R"(
-    module TOP top
-      inst s CELL
-      inst k CELL
-      net n s.o k.a
-  )",
-          {"s:o", "k:a*"});
+  WIRES w(PAIR, {"s:o", "k:a*"});
   EXPECT_EQ(w.next("s:o"), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "k:a walk"));
   EXPECT_EQ(w.next("k:a*"), "s:o") << "a twin is a start like any other";
 }
 
 TEST(FindRoutingNode, KeepsNothingBetweenCalls) {
-  WIRES w(CELL + R"(
-    module TOP top
-      inst s CELL
-      inst k CELL
-      net n s.o k.a
-  )",
-          {"s:o", "k:a"});
+  WIRES w(PAIR, {"s:o", "k:a"});
   KEP_UNFOLD_OBSERVER observer;
   const KEP_RG_FIND_ROUTING_NODE_ON_NET finder(BLC_FIRST, &observer);
   const KEP_ROUTING::NODE start = test_model::node_named(*w.db(), "s:o");
