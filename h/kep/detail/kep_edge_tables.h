@@ -25,8 +25,8 @@ struct KEP_SEEN_WORD {
   bool is_absolute() const { return (m_bits & ABSOLUTE) != 0; }
   std::uint64_t get_word(std::uint32_t own_place) const {
     // Foretold for certain, it stays a branch, which costs less than to choose between both words.
-    if (__builtin_expect_with_probability(is_absolute(), false, 1.0)) return m_bits - ABSOLUTE;
-    return get_relative_word(own_place);
+    if (__builtin_expect_with_probability(!is_absolute(), true, 1.0)) return get_relative_word(own_place);
+    return m_bits ^ ABSOLUTE; // a difference would join both words again
   }
   /// For one that is not absolute.
   std::uint64_t get_relative_word(std::uint32_t own_place) const {
