@@ -169,7 +169,8 @@ private:
   struct EDGE_PHASE {
     bool m_walks_plain_nets = true; ///< else plain connections are searched, too
     bool m_uses_fanout_cache = true;
-    unsigned m_min_grain = 10000; ///< the fewest nodes of a range
+    bool m_keeps_all_answers = false; ///< else what can't come again in its range is not kept
+    unsigned m_min_grain = 10000;     ///< the fewest nodes of a range
   };
   template <class T>
   using PER_THREAD = tbb::enumerable_thread_specific<T, tbb::cache_aligned_allocator<T>>;

@@ -4,8 +4,8 @@
 
 namespace {
 
-// 64 megabytes for each thread. Only a device with tens of millions of nodes, most of them searched and each
-// different, gets there, and answers nothing worse for it: a node without an answer is searched.
+// 64 megabytes for each thread, some hundred thousand answers. A range with more, each different, gets there
+// and answers nothing worse for it: a node without an answer is searched.
 constexpr std::size_t MAX_PATHS = std::size_t{1} << 22;
 constexpr std::size_t PATHS_OF_AN_ANSWER = 40; // as much memory as the maps take for one
 

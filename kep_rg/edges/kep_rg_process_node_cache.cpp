@@ -26,6 +26,7 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WOR
 /// Nodes stand in depth-first order, and so the next like place comes at least the size of the enclosing
 /// module later. An answer that would die with its range unused is not worth its memory.
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_come_again(const START& start, const WORK& work) const {
+  if (m_ftd->m_edge_phase.m_keeps_all_answers) return true;
   const auto occurrence = static_cast<std::uint32_t>(start.m_uip.m_position);
   const KEP_MODULE* top = work.m_results.m_top_module.m_object;
   return m_ftd->m_db->get_unfolding().get(occurrence).m_number + (top ? top->get_size() : 0) <=

@@ -157,21 +157,21 @@ def main():
     run_seed = functools.partial(try_seed, arguments.tool, threads=threads, with_redundancy=not arguments.no_redundancy)
     with concurrent.futures.ProcessPoolExecutor() as pool:
         outcomes = [pool.submit(run_seed, seed=seed, folder=folder) for seed, folder in zip(seeds, folders)]
-    for seed, folder, outcome in zip(seeds, folders, outcomes):
-        found, num_edges = outcome.result()
-        if num_edges is None:
-            refused += 1
-        else:
-            edges += num_edges
-            with_edges += bool(num_edges)
-        if found:
-            failed += 1
-            print(f"seed {seed}: {len(found)} differences, in {folder}")
-            for line in found[:SHOWN]:
-                print(f"    {line}")
-        else:
-            passed += 1
-            shutil.rmtree(folder)
+        for seed, folder, outcome in zip(seeds, folders, outcomes):
+            found, num_edges = outcome.result()
+            if num_edges is None:
+                refused += 1
+            else:
+                edges += num_edges
+                with_edges += bool(num_edges)
+            if found:
+                failed += 1
+                print(f"seed {seed}: {len(found)} differences, in {folder}")
+                for line in found[:SHOWN]:
+                    print(f"    {line}")
+            else:
+                passed += 1
+                shutil.rmtree(folder)
     if not failed and not arguments.keep:
         os.rmdir(keep)
     print(f"{with_edges} seeds with {edges} edges, {refused} without a graph")

@@ -73,6 +73,8 @@ public:
   static void disable_edge_allocation(KEP_RG_BUILD& build) { build.m_disable_edge_allocation = true; }
   /// Every node is searched.
   static void disable_fanout_cache(KEP_RG_BUILD& build) { build.m_edge_phase.m_uses_fanout_cache = false; }
+  /// Also those that no later node of the range can ask for.
+  static void keep_all_answers(KEP_RG_BUILD& build) { build.m_edge_phase.m_keeps_all_answers = true; }
   /// Whoever observes a build makes it ask every question anew.
   static void observe(KEP_RG_BUILD& build, KEP_UNFOLD_OBSERVER* observer) { build.m_observer = observer; }
   /// Plain connections, too, are searched.

@@ -19,6 +19,7 @@ class BUILD_CASE {
 public:
   explicit BUILD_CASE(std::string_view text) : m_model(text), m_parse(m_model.db()) {}
   explicit BUILD_CASE(std::unique_ptr<KEP_DB> db) : m_model(std::move(db)), m_parse(m_model.db()) {}
+  virtual ~BUILD_CASE() = default; // cases of several kinds stand in one list
 
   const NAMED_MODEL& model() const { return m_model; }
   KEP_DB* db() const { return m_model.db(); }

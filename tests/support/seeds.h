@@ -68,7 +68,10 @@ private:
 /// How many inputs a test takes: what the environment says, else `usual`.
 inline std::uint64_t number_from_environment(const char* variable, std::uint64_t usual) {
   const char* const wanted = std::getenv(variable);
-  return wanted ? std::strtoull(wanted, nullptr, 10) : usual;
+  if (!wanted) return usual;
+  const std::uint64_t number = std::strtoull(wanted, nullptr, 10);
+  EXPECT_NE(number, 0U) << variable << " is " << wanted << ", no number of inputs";
+  return number;
 }
 
 } // namespace test_model

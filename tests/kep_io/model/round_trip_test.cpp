@@ -1,9 +1,11 @@
 #include "kep_io/kep_model_writer.h"
 #include "tests/support/io_test_support.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <random>
 #include <sstream>
@@ -17,7 +19,7 @@ using BITS = std::vector<std::int64_t>;
 
 class RANDOM_MODEL {
 public:
-  explicit RANDOM_MODEL(unsigned seed) : m_random(seed) {
+  explicit RANDOM_MODEL(std::uint64_t seed) : m_random(seed) {
     const std::size_t num_modules = 1 + below(5);
     for (std::size_t i = 0; i != num_modules; ++i)
       m_modules.push_back(make_module(i));
@@ -140,7 +142,7 @@ WORDS words_of(const KEP_MODULE* module) {
 
 TEST(RoundTrip, AModelThatIsWrittenIsReadBackAsItWas) {
   std::size_t num_nets = 0;
-  for (unsigned seed = 0; seed != 500; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 500)) {
     const RANDOM_MODEL model(seed);
     std::ostringstream text;
     KEP_MODEL_WRITER writer(text, "test");

@@ -3,10 +3,12 @@
 #include "tests/support/random_device.h"
 #include "tests/support/random_fabric.h"
 #include "tests/support/representative_rows.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -53,8 +55,24 @@ void compare_ranges(BUILD_CASE& c, int threads, const std::string& graph) {
   EXPECT_EQ(stats[0].n_skip_port, stats[1].n_skip_port);
   c.drop_builder();
   ACCESS::set_min_grain(c.builder(), 3);
+  ACCESS::keep_all_answers(c.builder());
+  c.build();
+  EXPECT_EQ(stats[0].n_cdrn_cache_hits, c.builder().get_edge_stats().n_cdrn_cache_hits)
+      << "an answer was not kept that came again in a range of a few nodes";
+  c.drop_builder();
+  ACCESS::set_min_grain(c.builder(), 3);
   c.build(KEP_RG_BUILD_PARAMS().set_num_threads(threads));
   ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << threads << " threads, ranges of a few nodes";
+}
+
+/// Builds with every answer kept, no hit was lost.
+void compare_with_all_kept(BUILD_CASE& c, const KEP_RG_EDGE_CREATION_STATS& one, const std::string& graph) {
+  c.drop_builder();
+  ACCESS::keep_all_answers(c.builder());
+  c.build();
+  ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << "with every answer kept";
+  ASSERT_EQ(c.builder().get_edge_stats().n_cdrn_cache_hits, one.n_cdrn_cache_hits)
+      << "an answer was not kept that came again";
 }
 
 /// Builds without the cache: the same counters but for what a hit saves and adds.
@@ -82,6 +100,7 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
   const KEP_RG_EDGE_CREATION_STATS one = c.builder().get_edge_stats();
   const std::string graph = test_model::whole_graph(*c.db());
   const std::vector<std::string> rows = test_model::representative_rows(c.builder());
+  compare_with_all_kept(c, one, graph);
   c.drop_builder();
   c.build(KEP_RG_BUILD_PARAMS().set_num_threads(threads));
   ASSERT_EQ(test_model::whole_graph(*c.db()), graph) << threads << " threads";
@@ -113,7 +132,7 @@ void compare(BUILD_CASE& c, int threads, SEEN& seen) {
 
 TEST(FanoutCacheRandomBuild, LeavesTheGraphOfAFabricAsItIs) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed != 300; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 299)) {
     const RANDOM_FABRIC fabric(seed);
     BUILD_CASE c(fabric.freeze());
     fabric.describe(*c.db(), c.parse());
@@ -127,7 +146,7 @@ TEST(FanoutCacheRandomBuild, LeavesTheGraphOfAFabricAsItIs) {
 
 TEST(FanoutCacheRandomBuild, LeavesTheGraphAsItIsWhateverASearchMeets) {
   SEEN seen;
-  for (std::uint64_t seed = 1; seed != 600; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 599)) {
     RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     try {

@@ -2,10 +2,12 @@
 #include "tests/support/build_access.h"
 #include "tests/support/named_model.h"
 #include "tests/support/random_model.h"
+#include "tests/support/seeds.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <tuple>
@@ -314,7 +316,7 @@ struct PLACES {
 
 TEST(FanoutCacheRandom, AnswersAsAMapOfRelativePathsDoes) {
   unsigned stored = 0, refused = 0, found = 0, found_none = 0; // the last two at other places
-  for (std::uint64_t seed = 1; seed != 300; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 299)) {
     const auto db = test_model::make_random_db(seed, {.m_max_kinds = 6});
     PLACES places;
     places.visit(db->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW));

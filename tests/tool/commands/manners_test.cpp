@@ -283,6 +283,8 @@ protected:
   pid_t start() const {
     const pid_t child = fork();
     if (child != 0) return child;
+    for (const int signal : {SIGINT, SIGTERM})
+      std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
     std::vector<std::string> words{"kep-rg", "build",   "m.json",     "r.jsonl",      "-q",   "--dump",
                                    "dump",   "--stats", "stats.json", "--wire-paths", "wires"};
     std::vector<char*> arguments;

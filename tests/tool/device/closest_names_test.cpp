@@ -2,12 +2,14 @@
 
 #include "kep_io/text/kep_edit_distance.h"
 #include "tests/support/random_source.h"
+#include "tests/support/seeds.h"
 #include "tools/kep-rg/device/closest_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -119,7 +121,7 @@ TEST(ClosestNames, AreWhatSortingAllOfThemGives) {
       name += std::string(1, "abc"[random.below(3)]) + (random.percent(25) ? "x" : "") + "/";
     return name + "klm"[random.below(3)] + ":" + "opq"[random.below(3)];
   };
-  for (std::uint64_t seed = 1; seed != 3000; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 2999)) {
     test_model::RANDOM_SOURCE random(seed);
     std::vector<std::string> offered(random.below(12));
     for (std::string& each : offered)

@@ -1,3 +1,4 @@
+#include "tests/support/seeds.h"
 #include "tests/tool/import_icebox/icebox_fixture.h"
 
 #include <fmt/format.h>
@@ -37,7 +38,7 @@ struct RANDOM_CHIP {
   std::vector<RANDOM_MUX> m_muxes;
   int m_width = 0;
 
-  explicit RANDOM_CHIP(unsigned seed);
+  explicit RANDOM_CHIP(std::uint64_t seed);
   std::string text() const;
   EDGES edges() const;
   std::string first_name(int tile, int net) const;
@@ -63,7 +64,7 @@ bool RANDOM_CHIP::is_driven(int net) const {
   return std::ranges::any_of(m_muxes, [net](const RANDOM_MUX& mux) { return mux.m_net == net; });
 }
 
-RANDOM_CHIP::RANDOM_CHIP(unsigned seed) {
+RANDOM_CHIP::RANDOM_CHIP(std::uint64_t seed) {
   std::mt19937 random(seed);
   const auto below = [&random](int limit) {
     return static_cast<int>(random() % static_cast<unsigned>(limit));
@@ -244,7 +245,7 @@ void note(const RANDOM_CHIP& chip, const std::string& model, SEEN& seen) {
 
 TEST_F(Icebox, AWalkOverARandomChipsModelFindsTheEdgesOfItsText) {
   SEEN seen;
-  for (unsigned seed = 1; seed <= 2000; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 2000)) {
     const RANDOM_CHIP chip(seed);
     const EDGES expected = chip.edges();
     std::string model;

@@ -222,6 +222,8 @@ template <class CALL>
 pid_t start(const CALL& call) {
   const pid_t child = fork();
   if (child != 0) return child;
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+    std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
   handle_interrupts();
   call();
   _exit(0);

@@ -5,6 +5,7 @@
 #include "tests/support/build_case.h"
 #include "tests/support/random_device.h"
 #include "tests/support/random_fabric.h"
+#include "tests/support/seeds.h"
 #include "tools/kep-rg/output/quiet.h"
 #include "tools/kep-rg/output/walk_tree.h"
 
@@ -128,7 +129,7 @@ protected:
 
 TEST_F(WalkTreeRandom, TellsEveryFanoutAtItsPlaceWhateverAWalkMeets) {
   std::uint64_t num_refused = 0;
-  for (std::uint64_t seed = 1; seed != 600; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 599)) {
     test_model::RANDOM_DEVICE device(seed);
     BUILD_CASE c(device.text());
     try {
@@ -153,7 +154,7 @@ TEST_F(WalkTreeRandom, TellsEveryFanoutAtItsPlaceWhateverAWalkMeets) {
 }
 
 TEST_F(WalkTreeRandom, TellsEveryFanoutOfAFabricAtItsPlace) {
-  for (std::uint64_t seed = 1; seed != 300; ++seed) {
+  for (const std::uint64_t seed : test_model::SEEDS(1, 299)) {
     const test_model::RANDOM_FABRIC fabric(seed);
     BUILD_CASE c(fabric.freeze());
     fabric.describe(*c.db(), c.parse());
