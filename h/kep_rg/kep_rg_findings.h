@@ -81,10 +81,11 @@ struct KEP_RG_FINDINGS {
   std::vector<PLACE> m_first; ///< the first ones, in the order of the graph
 };
 
-/// The rules of KEP_RG_POST_CHECKS, but every finding is counted, nothing is printed or asserted, and a graph
-/// with edges to nowhere does no harm. Each takes time that goes with nodes and edges and, but for the walk
-/// from the input nodes, runs on all threads of the arena; two of them may run at a time. No more than so
-/// many findings are kept. Those that look at all nodes add their number to the progress, if one is given.
+/// The rules of KEP_RG_POST_CHECKS, and that of a graph without nodes, but every finding is counted, nothing
+/// is printed or asserted, and a graph with edges to nowhere does no harm. Each takes time that goes with
+/// nodes and edges and, but for the walk from the input nodes, runs on all threads of the arena; two of them
+/// may run at a time. No more than so many findings are kept. Those that look at all nodes add their number
+/// to the progress, if one is given.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_hipi_order(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept,
                                                      KEP_REPORT_PROGRESS* progress = nullptr);
 /// One finding for each node and fanout.

@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_findings.h"
 
+#include "kep_report/kep_report_assert.h"
 #include "kep_rg/checks/kep_rg_rules.h"
 #include "kep_rg/common/kep_rg_report.h"
 
@@ -122,6 +123,7 @@ KEP_RG_FINDING kep_rg_get_finding(const KEP_ROUTING::GRAPH& graph, KIND kind,
   const std::string name = kep_rg_get_node_text(node);
   if (kind == KIND::HIPI_ORDER) return {kind, get_hipi_text(node, name), node, {}, {}};
   if (kind == KIND::UNREACHABLE_NODE) return {kind, "Unreachable node " + name, node, {}, {}};
+  KEP_ASSERT(kind == KIND::DOUBLED_EDGE || kep_rg_get_subject(kind) == SUBJECT::TRACE); // what names an edge
   const FWD_EDGE edge = *std::next(node.iter_all_fanout().begin(), place.m_edge);
   const std::string to = kep_rg_get_node_text(edge.get_fanout());
   const std::string text = kind == KIND::DOUBLED_EDGE

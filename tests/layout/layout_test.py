@@ -116,6 +116,17 @@ class Layout(unittest.TestCase):
         ]
         self.assertEqual(unused, [], "no file uses these arrows any more: take them out of rooms.txt")
 
+    def test_every_source_that_a_page_names_is_there(self):
+        named = re.compile(r"`([\w./-]+/[\w.-]+\.(?:h|cpp|py|txt))`")
+        missing = []
+        for page in sorted(ROOT.rglob("*.md")):
+            if "build" in page.relative_to(ROOT).parts:
+                continue
+            for name in named.findall(page.read_text()):
+                if not any((folder / name).is_file() for folder in (ROOT, ROOT / "h", page.parent)):
+                    missing.append(f"{page.relative_to(ROOT)}: {name}")
+        self.assertEqual(missing, [])
+
     def test_every_room_opens_with_a_page(self):
         missing = [room for room in read_table(TABLE.read_text()) if not (ROOT / room / "README.md").is_file()]
         self.assertEqual(missing, [], "these rooms lack a README.md: what lives here, where to begin, what may not come in")

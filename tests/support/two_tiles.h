@@ -24,15 +24,15 @@ inline const char* const TWO_TILES_TEXT = R"(
 )";
 
 /// A fixture of that device. One suite may stand in several files, under one name for this class.
-class TWO_TILES : public testing::Test {
+class TwoTiles : public testing::Test {
 protected:
   std::uint32_t occurrence_of(const char* name) const {
-    return static_cast<std::uint32_t>(uip(*db, name).m_position);
+    return static_cast<std::uint32_t>(uip(*m_db, name).m_position);
   }
 
-  const std::unique_ptr<KEP_DB> db = make_db(TWO_TILES_TEXT);
-  KEP_PORT* const p = port(*db, "TOP", "p");
-  KEP_PORT* const q = port(*db, "TOP", "q");
+  const std::unique_ptr<KEP_DB> m_db = make_db(TWO_TILES_TEXT);
+  KEP_PORT* const m_p = port(*m_db, "TOP", "p");
+  KEP_PORT* const m_q = port(*m_db, "TOP", "q");
 };
 
 } // namespace test_model

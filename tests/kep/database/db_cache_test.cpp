@@ -71,8 +71,8 @@ void mark(KEP_DB& db, const char* key, const std::vector<KEP_INSTANCE*>& chain, 
 
 class Redundancy : public testing::Test {
 protected:
-  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
+  const std::unique_ptr<KEP_DB> m_db = make_db(DEVICE);
+  const KEP_UNFOLDED_MODULE m_top = m_db->get_top_unfolded_module(DEFAULT_VIEW);
 };
 
 TEST(DbCache, FindsWhatTheModuleFinds) {
@@ -127,59 +127,59 @@ TEST(ParentsCache, GivesTheSlotsThatHoldAModule) {
 }
 
 TEST_F(Redundancy, MarksNothingWithoutItsTable) {
-  EXPECT_THAT(marked(*db, top), IsEmpty());
-  db->find_or_create_relative_paths("other")
-      .find_or_create_paths_for_module(module(*db, "TILE"))
-      .add_path({instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  EXPECT_THAT(marked(*db, top), IsEmpty()) << "another table does not count";
-  db->find_or_create_relative_paths("redundancy");
-  EXPECT_THAT(marked(*db, top), IsEmpty());
+  EXPECT_THAT(marked(*m_db, m_top), IsEmpty());
+  m_db->find_or_create_relative_paths("other")
+      .find_or_create_paths_for_module(module(*m_db, "TILE"))
+      .add_path({instance(*m_db, "TILE", "m")}, port(*m_db, "MUX", "a"));
+  EXPECT_THAT(marked(*m_db, m_top), IsEmpty()) << "another table does not count";
+  m_db->find_or_create_relative_paths("redundancy");
+  EXPECT_THAT(marked(*m_db, m_top), IsEmpty());
 }
 
 TEST_F(Redundancy, MarksAUipAtEveryOccurrenceOfTheModule) {
-  mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  EXPECT_THAT(marked(*db, top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"))
+  mark(*m_db, "TILE", {instance(*m_db, "TILE", "m")}, port(*m_db, "MUX", "a"));
+  EXPECT_THAT(marked(*m_db, m_top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"))
       << "the two views of g are two places of one name";
 }
 
 TEST_F(Redundancy, MarksTheOutsideOfAModulesOwnPort) {
-  mark(*db, "MUX", {}, port(*db, "MUX", "b"));
-  EXPECT_EQ(marked(*db, top).count("t/m:b"), 2U) << "in both views of t";
-  EXPECT_EQ(marked(*db, top).count("g/t/m:b"), 4U);
-  EXPECT_EQ(marked(*db, top).size(), 6U);
+  mark(*m_db, "MUX", {}, port(*m_db, "MUX", "b"));
+  EXPECT_EQ(marked(*m_db, m_top).count("t/m:b"), 2U) << "in both views of t";
+  EXPECT_EQ(marked(*m_db, m_top).count("g/t/m:b"), 4U);
+  EXPECT_EQ(marked(*m_db, m_top).size(), 6U);
 }
 
 TEST_F(Redundancy, MarksOneUipOnceThoughTwoPathsLeadToIt) {
-  mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX_BLC", "a"));
-  EXPECT_THAT(marked(*db, top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"));
+  mark(*m_db, "TILE", {instance(*m_db, "TILE", "m")}, port(*m_db, "MUX", "a"));
+  mark(*m_db, "TILE", {instance(*m_db, "TILE", "m")}, port(*m_db, "MUX_BLC", "a"));
+  EXPECT_THAT(marked(*m_db, m_top), UnorderedElementsAre("t/m:a", "g/t/m:a", "g/t/m:a"));
 }
 
 TEST_F(Redundancy, MarksNothingOutsideAPortOfTheTop) {
-  mark(*db, "TOP", {}, port(*db, "TOP", "p"));
-  EXPECT_THAT(marked(*db, top), IsEmpty());
+  mark(*m_db, "TOP", {}, port(*m_db, "TOP", "p"));
+  EXPECT_THAT(marked(*m_db, m_top), IsEmpty());
 }
 
 TEST_F(Redundancy, OfNoModuleIsNothing) {
-  mark(*db, "TILE", {}, port(*db, "TILE", "in"));
-  EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
+  mark(*m_db, "TILE", {}, port(*m_db, "TILE", "in"));
+  EXPECT_THAT(marked(*m_db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
 TEST_F(Redundancy, StaysBelowTheGivenModule) {
-  mark(*db, "TILE", {instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  mark(*db, "TILE", {}, port(*db, "TILE", "in"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "g").get_module(DEFAULT_VIEW)),
+  mark(*m_db, "TILE", {instance(*m_db, "TILE", "m")}, port(*m_db, "MUX", "a"));
+  mark(*m_db, "TILE", {}, port(*m_db, "TILE", "in"));
+  EXPECT_THAT(marked(*m_db, test_model::unfolded_instance(*m_db, "g").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("g/t/m:a", "g/t:in"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT_VIEW)),
+  EXPECT_THAT(marked(*m_db, test_model::unfolded_instance(*m_db, "t").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("t/m:a"))
       << "the module's own uips lie outside of it";
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(BLC)), IsEmpty());
-  EXPECT_THAT(marked(*db, KEP_UNFOLDED_MODULE()), IsEmpty());
+  EXPECT_THAT(marked(*m_db, test_model::unfolded_instance(*m_db, "t").get_module(BLC)), IsEmpty());
+  EXPECT_THAT(marked(*m_db, KEP_UNFOLDED_MODULE()), IsEmpty());
 }
 
 TEST_F(Redundancy, BelowAModuleCountsMarksThatBeginAboveIt) {
-  mark(*db, "TOP", {instance(*db, "TOP", "t"), instance(*db, "TILE", "m")}, port(*db, "MUX", "a"));
-  EXPECT_THAT(marked(*db, test_model::unfolded_instance(*db, "t").get_module(DEFAULT_VIEW)),
+  mark(*m_db, "TOP", {instance(*m_db, "TOP", "t"), instance(*m_db, "TILE", "m")}, port(*m_db, "MUX", "a"));
+  EXPECT_THAT(marked(*m_db, test_model::unfolded_instance(*m_db, "t").get_module(DEFAULT_VIEW)),
               UnorderedElementsAre("t/m:a"));
 }
 

@@ -25,30 +25,30 @@ using testing::ElementsAre;
 
 const KEP_NAME_STYLE STYLE{};
 
-class RoutingGraph : public test_model::TWO_TILES {
+class RoutingGraph : public test_model::TwoTiles {
 protected:
-  const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
+  const KEP_ROUTING::GRAPH& m_graph = *m_db->get_routing_template_graph();
 
-  KEP_ROUTING::NODE node(const char* name, bool hipi = false) const { return {uip(*db, name), hipi}; }
+  KEP_ROUTING::NODE node(const char* name, bool hipi = false) const { return {uip(*m_db, name), hipi}; }
 
   /// p drives t/m:z by both inputs; that drives t/k:z, its twin and q; redundantly u/m:z.
   void build() {
-    GRAPH_BUILD made(*db);
+    GRAPH_BUILD made(*m_db);
     for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})
       made.add(name);
-    made.add_hipi(uip(*db, "t/k:z"));
-    made.add(p);
-    made.add(q);
+    made.add_hipi(uip(*m_db, "t/k:z"));
+    made.add(m_p);
+    made.add(m_q);
     made.sort();
-    made.set(made.find(p),
-             {{made.find("t/m:z"), uip(*db, "t/m:b")}, {made.find("t/m:z"), uip(*db, "t/m:a")}});
+    made.set(made.find(m_p),
+             {{made.find("t/m:z"), uip(*m_db, "t/m:b")}, {made.find("t/m:z"), uip(*m_db, "t/m:a")}});
     made.set(made.find("t/m:z"),
-             {{made.find_hipi(uip(*db, "t/k:z")), uip(*db, "t/k:a")},
-              {made.find("t/k:z"), uip(*db, "t/k:b")},
-              {made.find(q), {}}},
-             {{made.find("u/m:z"), uip(*db, "u/m:a")}});
-    made.set(made.find_hipi(uip(*db, "t/k:z")), {{made.find("t/k:z"), {}}});
-    made.set(made.find("u/m:z"), {}, {{made.find("t/k:z"), uip(*db, "t/k:a")}});
+             {{made.find_hipi(uip(*m_db, "t/k:z")), uip(*m_db, "t/k:a")},
+              {made.find("t/k:z"), uip(*m_db, "t/k:b")},
+              {made.find(m_q), {}}},
+             {{made.find("u/m:z"), uip(*m_db, "u/m:a")}});
+    made.set(made.find_hipi(uip(*m_db, "t/k:z")), {{made.find("t/k:z"), {}}});
+    made.set(made.find("u/m:z"), {}, {{made.find("t/k:z"), uip(*m_db, "t/k:a")}});
     made.publish();
   }
 };
@@ -80,14 +80,14 @@ TEST_F(RoutingGraph, ValuesAreSmallAndCopiedAsPlainMemory) {
 }
 
 TEST_F(RoutingGraph, WithoutNodesIsAnEmptyRange) {
-  EXPECT_TRUE(graph.iter_nodes().begin() == graph.iter_nodes().end());
-  EXPECT_TRUE(graph.iter_nodes_with_grain(10000).empty());
-  EXPECT_FALSE(graph.iter_nodes_with_grain(10000).is_divisible());
-  EXPECT_EQ(graph.get_num_nodes(), 0U);
-  EXPECT_EQ(graph.get_num_real_edges(), 0U);
-  EXPECT_EQ(graph.get_num_redundant_edges(), 0U);
+  EXPECT_TRUE(m_graph.iter_nodes().begin() == m_graph.iter_nodes().end());
+  EXPECT_TRUE(m_graph.iter_nodes_with_grain(10000).empty());
+  EXPECT_FALSE(m_graph.iter_nodes_with_grain(10000).is_divisible());
+  EXPECT_EQ(m_graph.get_num_nodes(), 0U);
+  EXPECT_EQ(m_graph.get_num_real_edges(), 0U);
+  EXPECT_EQ(m_graph.get_num_redundant_edges(), 0U);
   EXPECT_FALSE(node("t/m:z"));
-  EXPECT_FALSE(KEP_ROUTING::NODE(p));
+  EXPECT_FALSE(KEP_ROUTING::NODE(m_p));
 }
 
 TEST_F(RoutingGraph, TheNullNodeIsFalseAndEqualsItself) {
@@ -107,8 +107,8 @@ TEST_F(RoutingGraph, TheNullNodeIsFalseAndEqualsItself) {
 TEST_F(RoutingGraph, NodesAreFoundWhereTheyStand) {
   build();
   EXPECT_TRUE(node("t/m:z"));
-  EXPECT_EQ(node("t/m:z").m_graph, &graph);
-  EXPECT_EQ(node("t/m:z").get_unfolded_inst_port(), uip(*db, "t/m:z"));
+  EXPECT_EQ(node("t/m:z").m_graph, &m_graph);
+  EXPECT_EQ(node("t/m:z").get_unfolded_inst_port(), uip(*m_db, "t/m:z"));
   EXPECT_FALSE(node("t/m:z").is_boundary());
   EXPECT_FALSE(node("t/m:z").is_hipi());
   EXPECT_EQ(node("t/m:z").get_port(), nullptr);
@@ -116,21 +116,21 @@ TEST_F(RoutingGraph, NodesAreFoundWhereTheyStand) {
   EXPECT_FALSE(node("t/m:z", true)) << "no twin stands there";
   EXPECT_TRUE(node("t/k:z", true).is_hipi());
   EXPECT_FALSE(node("t/k:z", false).is_hipi());
-  EXPECT_EQ(node("t/k:z", true).get_unfolded_inst_port(), uip(*db, "t/k:z"));
+  EXPECT_EQ(node("t/k:z", true).get_unfolded_inst_port(), uip(*m_db, "t/k:z"));
   EXPECT_TRUE(node("t/k:z", true) != node("t/k:z", false));
-  const KEP_ROUTING::NODE boundary(p);
+  const KEP_ROUTING::NODE boundary(m_p);
   EXPECT_TRUE(boundary.is_boundary());
   EXPECT_FALSE(boundary.is_hipi());
-  EXPECT_EQ(boundary.get_port(), p);
+  EXPECT_EQ(boundary.get_port(), m_p);
   EXPECT_EQ(boundary.get_unfolded_inst_port(), KEP_UNFOLDED_INST_PORT());
   EXPECT_EQ(boundary.get_name(STYLE), ":p");
   EXPECT_EQ(node("t/k:z", true).get_name(STYLE), "t/k:z");
-  EXPECT_FALSE(KEP_ROUTING::NODE(port(*db, "TILE", "in"))) << "no port of a top";
+  EXPECT_FALSE(KEP_ROUTING::NODE(port(*m_db, "TILE", "in"))) << "no port of a top";
 }
 
 TEST_F(RoutingGraph, EdgesStandInTheOrderInWhichTheyWereSet) {
   build();
-  EXPECT_THAT(fanouts(KEP_ROUTING::NODE(p).iter_real_fanout()), ElementsAre("t/m:z t/m:b", "t/m:z t/m:a"));
+  EXPECT_THAT(fanouts(KEP_ROUTING::NODE(m_p).iter_real_fanout()), ElementsAre("t/m:z t/m:b", "t/m:z t/m:a"));
   const KEP_ROUTING::NODE z = node("t/m:z");
   EXPECT_THAT(fanouts(z.iter_real_fanout()), ElementsAre("t/k:z* t/k:a", "t/k:z t/k:b", ":q "));
   EXPECT_THAT(fanouts(z.iter_redundant_fanout()), ElementsAre("u/m:z u/m:a"));
@@ -140,10 +140,10 @@ TEST_F(RoutingGraph, EdgesStandInTheOrderInWhichTheyWereSet) {
   EXPECT_EQ(z.get_num_fanin(), 2U);
   EXPECT_EQ(node("u/m:z").get_num_edges(), 1U);
   EXPECT_EQ(node("u/m:z").get_num_real_edges(), 0U);
-  EXPECT_EQ(graph.get_num_nodes(), 7U);
-  EXPECT_EQ(graph.get_num_real_edges(), 6U);
-  EXPECT_EQ(graph.get_num_redundant_edges(), 2U);
-  EXPECT_GT(graph.get_memory_bytes(), 0U);
+  EXPECT_EQ(m_graph.get_num_nodes(), 7U);
+  EXPECT_EQ(m_graph.get_num_real_edges(), 6U);
+  EXPECT_EQ(m_graph.get_num_redundant_edges(), 2U);
+  EXPECT_GT(m_graph.get_memory_bytes(), 0U);
 }
 
 TEST_F(RoutingGraph, AHipiFaninStandsFirst) {
@@ -153,10 +153,10 @@ TEST_F(RoutingGraph, AHipiFaninStandsFirst) {
   EXPECT_EQ((*node("t/k:z").iter_all_fanin().begin()).get_fanin(), node("t/k:z").get_hipi_node());
   EXPECT_FALSE(node("t/m:z").get_hipi_node());
   EXPECT_FALSE(node("t/k:z", true).get_hipi_node()) << "a twin has no twin";
-  EXPECT_FALSE(KEP_ROUTING::NODE(p).get_hipi_node());
+  EXPECT_FALSE(KEP_ROUTING::NODE(m_p).get_hipi_node());
   EXPECT_THAT(fanins(node("t/k:z", true)), ElementsAre("t/m:z"));
   EXPECT_THAT(fanins(node("t/m:z")), ElementsAre(":p", ":p")) << "one for each edge";
-  EXPECT_THAT(fanins(KEP_ROUTING::NODE(q)), ElementsAre("t/m:z"));
+  EXPECT_THAT(fanins(KEP_ROUTING::NODE(m_q)), ElementsAre("t/m:z"));
 }
 
 TEST_F(RoutingGraph, ANodeWithoutEdgesGivesEmptyRanges) {
@@ -179,11 +179,11 @@ TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
       found.push_back(text_of(each));
     return found;
   };
-  EXPECT_THAT(names(graph.iter_nodes()),
+  EXPECT_THAT(names(m_graph.iter_nodes()),
               ElementsAre(":p", ":q", "t/m:z", "t/k:z", "t/k:z*", "u/m:z", "u/k:z"));
-  EXPECT_EQ(names(graph.iter_nodes()), names(graph.iter_nodes_with_grain(3)));
+  EXPECT_EQ(names(m_graph.iter_nodes()), names(m_graph.iter_nodes_with_grain(3)));
   std::unordered_set<KEP_ROUTING::NODE> set;
-  for (const KEP_ROUTING::NODE& each : graph.iter_nodes())
+  for (const KEP_ROUTING::NODE& each : m_graph.iter_nodes())
     EXPECT_TRUE(set.insert(each).second);
   EXPECT_EQ(set.size(), 7U);
   EXPECT_EQ(set.count(node("t/k:z", true)), 1U);
@@ -193,17 +193,17 @@ TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
 TEST_F(RoutingGraph, RangesOfNodesDivideDownToTheirGrain) {
   build();
   using RANGE = KEP_ROUTING::NODE_ITER_RANGE;
-  EXPECT_TRUE(graph.iter_nodes_with_grain(6).is_divisible());
-  EXPECT_FALSE(graph.iter_nodes_with_grain(7).is_divisible()) << "the grain or fewer";
-  EXPECT_FALSE(graph.iter_nodes_with_grain(10000).is_divisible());
-  RANGE left = graph.iter_nodes_with_grain(1);
+  EXPECT_TRUE(m_graph.iter_nodes_with_grain(6).is_divisible());
+  EXPECT_FALSE(m_graph.iter_nodes_with_grain(7).is_divisible()) << "the grain or fewer";
+  EXPECT_FALSE(m_graph.iter_nodes_with_grain(10000).is_divisible());
+  RANGE left = m_graph.iter_nodes_with_grain(1);
   RANGE right(left, tbb::split());
   const RANGE copy(right);
   EXPECT_EQ(std::distance(left.begin(), left.end()) + std::distance(copy.begin(), copy.end()), 7);
   EXPECT_TRUE(left.end() == right.begin());
   EXPECT_FALSE(left.empty() || right.empty());
   std::atomic<int> nodes = 0;
-  tbb::parallel_for(graph.iter_nodes(), [&](const RANGE& piece) {
+  tbb::parallel_for(m_graph.iter_nodes(), [&](const RANGE& piece) {
     for (const KEP_ROUTING::NODE& each : piece)
       nodes += each ? 1 : 0;
   });
@@ -216,7 +216,7 @@ TEST_F(RoutingGraph, NamesFollowTheStyle) {
   style.m_hierarchy_separator = '.';
   style.m_port_separator = '#';
   EXPECT_EQ(node("t/m:z").get_name(style), "t.m#z");
-  EXPECT_EQ(KEP_ROUTING::NODE(q).get_name(style), "#q");
+  EXPECT_EQ(KEP_ROUTING::NODE(m_q).get_name(style), "#q");
 }
 
 TEST(RoutingGraphs, OfTwoDatabasesHaveDifferentNodes) {

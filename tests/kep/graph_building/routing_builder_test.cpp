@@ -18,7 +18,7 @@
 
 namespace routing_builder_test {
 
-using RoutingBuilder = test_model::TWO_TILES;
+using RoutingBuilder = test_model::TwoTiles;
 using test_model::BUILDER_NODE;
 using test_model::GRAPH_BUILD;
 using test_model::nodes_of;
@@ -30,9 +30,9 @@ const KEP_NAME_STYLE STYLE{};
 
 TEST_F(RoutingBuilder, ANewGraphIsEmpty) {
   for (const std::size_t init_size : {0U, 1U, 64U}) {
-    KEP_ROUTING_BUILDER_GRAPH* graph = KEP_ROUTING_BUILDER_GRAPH::create(db.get(), init_size);
+    KEP_ROUTING_BUILDER_GRAPH* graph = KEP_ROUTING_BUILDER_GRAPH::create(m_db.get(), init_size);
     EXPECT_EQ(graph->get_node_count(), 0U);
-    EXPECT_EQ(graph->get_db(), db.get());
+    EXPECT_EQ(graph->get_db(), m_db.get());
     const auto range = graph->iter_nodes(1);
     EXPECT_TRUE(range.empty());
     EXPECT_FALSE(range.is_divisible());
@@ -42,20 +42,20 @@ TEST_F(RoutingBuilder, ANewGraphIsEmpty) {
 }
 
 TEST_F(RoutingBuilder, ANodeKnowsAtWhatItStands) {
-  GRAPH_BUILD build(*db);
-  const BUILDER_NODE* boundary = build.add(p);
+  GRAPH_BUILD build(*m_db);
+  const BUILDER_NODE* boundary = build.add(m_p);
   const BUILDER_NODE* plain = build.add("t/m:z");
-  const BUILDER_NODE* hipi = build.add_hipi(uip(*db, "t/m:z"));
+  const BUILDER_NODE* hipi = build.add_hipi(uip(*m_db, "t/m:z"));
   EXPECT_EQ(build.graph()->get_node_count(), 3U);
   EXPECT_TRUE(boundary->is_boundary());
   EXPECT_FALSE(boundary->is_hipi());
-  EXPECT_EQ(boundary->get_port(), p);
+  EXPECT_EQ(boundary->get_port(), m_p);
   EXPECT_EQ(boundary->get_unfolded_inst_port(), KEP_UNFOLDED_INST_PORT());
   EXPECT_EQ(boundary->get_name(STYLE), ":p");
   EXPECT_FALSE(plain->is_boundary());
   EXPECT_FALSE(plain->is_hipi());
   EXPECT_EQ(plain->get_port(), nullptr);
-  EXPECT_EQ(plain->get_unfolded_inst_port(), uip(*db, "t/m:z"));
+  EXPECT_EQ(plain->get_unfolded_inst_port(), uip(*m_db, "t/m:z"));
   EXPECT_EQ(plain->get_name(STYLE), "t/m:z");
   EXPECT_TRUE(hipi->is_hipi());
   EXPECT_EQ(hipi->get_unfolded_inst_port(), plain->get_unfolded_inst_port());
@@ -66,50 +66,50 @@ TEST_F(RoutingBuilder, ANodeKnowsAtWhatItStands) {
 }
 
 TEST_F(RoutingBuilder, TheCacheFindsPlainAndHipiAndBoundaryNodes) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   const auto expect_found = [&](const char* when) {
     SCOPED_TRACE(when);
-    const auto at = uip(*db, "t/m:z");
+    const auto at = uip(*m_db, "t/m:z");
     EXPECT_EQ(text_of(build.find(at)), "t/m:z") << "the plain node";
     const auto both = build.cache().find_both_routing_nodes(at);
     EXPECT_EQ(both.first, build.find(at));
     EXPECT_EQ(text_of(both.second), "t/m:z*");
     EXPECT_EQ(both.second->get_unfolded_inst_port(), both.first->get_unfolded_inst_port());
-    EXPECT_EQ(text_of(build.cache().find_both_routing_nodes(uip(*db, "u/m:z")).first), "u/m:z");
-    EXPECT_EQ(build.cache().find_both_routing_nodes(uip(*db, "u/m:z")).second, nullptr);
-    const auto none = build.cache().find_both_routing_nodes(uip(*db, "u/m:a"));
+    EXPECT_EQ(text_of(build.cache().find_both_routing_nodes(uip(*m_db, "u/m:z")).first), "u/m:z");
+    EXPECT_EQ(build.cache().find_both_routing_nodes(uip(*m_db, "u/m:z")).second, nullptr);
+    const auto none = build.cache().find_both_routing_nodes(uip(*m_db, "u/m:a"));
     EXPECT_EQ(none.first, nullptr);
     EXPECT_EQ(none.second, nullptr);
     EXPECT_EQ(build.find("u/m:a"), nullptr);
     EXPECT_EQ(build.find(KEP_UNFOLDED_INST_PORT()), nullptr);
-    EXPECT_EQ(text_of(build.find(p)), ":p");
-    EXPECT_EQ(build.find(q), nullptr);
+    EXPECT_EQ(text_of(build.find(m_p)), ":p");
+    EXPECT_EQ(build.find(m_q), nullptr);
     EXPECT_EQ(build.find(static_cast<const KEP_PORT*>(nullptr)), nullptr);
   };
   build.add("u/m:z");
   build.add("t/m:z");
-  build.add_hipi(uip(*db, "t/m:z"));
-  build.add(p);
+  build.add_hipi(uip(*m_db, "t/m:z"));
+  build.add(m_p);
   expect_found("before the sort");
   build.sort();
   expect_found("after the sort");
 }
 
 TEST_F(RoutingBuilder, TheCacheKeepsTheFirstOfTwoNodesAtOnePlace) {
-  GRAPH_BUILD build(*db);
-  BUILDER_NODE* first = BUILDER_NODE::allocate(build.graph(), uip(*db, "t/m:z"));
-  BUILDER_NODE* second = BUILDER_NODE::allocate(build.graph(), uip(*db, "t/m:z"));
+  GRAPH_BUILD build(*m_db);
+  BUILDER_NODE* first = BUILDER_NODE::allocate(build.graph(), uip(*m_db, "t/m:z"));
+  BUILDER_NODE* second = BUILDER_NODE::allocate(build.graph(), uip(*m_db, "t/m:z"));
   EXPECT_TRUE(build.cache().add_routing_node(first));
   EXPECT_FALSE(build.cache().add_routing_node(second));
   EXPECT_EQ(build.find("t/m:z"), first);
-  BUILDER_NODE* boundary = BUILDER_NODE::allocate(build.graph(), p);
+  BUILDER_NODE* boundary = BUILDER_NODE::allocate(build.graph(), m_p);
   EXPECT_TRUE(build.cache().add_routing_node(boundary));
-  EXPECT_FALSE(build.cache().add_routing_node(BUILDER_NODE::allocate(build.graph(), p)));
-  EXPECT_EQ(build.find(p), boundary);
+  EXPECT_FALSE(build.cache().add_routing_node(BUILDER_NODE::allocate(build.graph(), m_p)));
+  EXPECT_EQ(build.find(m_p), boundary);
 }
 
 TEST_F(RoutingBuilder, NodesAllocatedDuringAWalkAreNotVisited) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.add("t/k:z");
   unsigned visited = 0;
@@ -122,16 +122,16 @@ TEST_F(RoutingBuilder, NodesAllocatedDuringAWalkAreNotVisited) {
 }
 
 TEST_F(RoutingBuilder, TheSortPutsBoundaryNodesFirstAndTwinsBehindTheirPlainNodes) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("u/k:z");
-  build.add_hipi(uip(*db, "u/k:z"));
-  build.add(q);
+  build.add_hipi(uip(*m_db, "u/k:z"));
+  build.add(m_q);
   build.add("t/m:z");
   build.add("u/k:a");
-  build.add(p);
+  build.add(m_p);
   build.add("t/m:b");
   build.add("u:out");
-  build.add_hipi(uip(*db, "t/m:b"));
+  build.add_hipi(uip(*m_db, "t/m:b"));
   build.sort();
   EXPECT_THAT(nodes_of(*build.graph()),
               ElementsAre(":p", ":q", "u:out", "t/m:b", "t/m:b*", "t/m:z", "u/k:a", "u/k:z", "u/k:z*"));
@@ -144,7 +144,7 @@ TEST_F(RoutingBuilder, TheSortPutsBoundaryNodesFirstAndTwinsBehindTheirPlainNode
 
 TEST_F(RoutingBuilder, MakesNoNodesBehindTheSort) {
   const KEP_REPORT_CAPTURE capture;
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.sort();
   EXPECT_THROW(build.add("u/m:z"), KEP_REPORT_ASSERTION_FAILURE);

@@ -11,7 +11,7 @@
 
 namespace set_fanout_test {
 
-using RoutingBuilder = test_model::TWO_TILES;
+using RoutingBuilder = test_model::TwoTiles;
 using test_model::BUILDER_NODE;
 using test_model::FANOUTS;
 using test_model::GRAPH_BUILD;
@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using EDGES = KEP_ROUTING_BUILDER_EDGE_BUILDER;
 
 TEST_F(RoutingBuilder, RefusesMoreThan65535EdgesOfOneKindByName) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.add("u/m:z");
   build.sort();
@@ -45,22 +45,22 @@ TEST_F(RoutingBuilder, RefusesMoreThan65535EdgesOfOneKindByName) {
 }
 
 TEST_F(RoutingBuilder, Takes65535Edges) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.add("u/m:z");
   build.sort();
   const FANOUTS most(65535, {build.find("u/m:z"), {}});
   build.set(build.find("t/m:z"), most);
   build.publish();
-  const KEP_ROUTING::NODE node(uip(*db, "t/m:z"), false);
+  const KEP_ROUTING::NODE node(uip(*m_db, "t/m:z"), false);
   EXPECT_EQ(node.get_num_edges(), 65535U);
   EXPECT_EQ(node.get_num_real_edges(), 65535U);
-  EXPECT_EQ(KEP_ROUTING::NODE(uip(*db, "u/m:z"), false).get_num_fanin(), 65535U);
+  EXPECT_EQ(KEP_ROUTING::NODE(uip(*m_db, "u/m:z"), false).get_num_fanin(), 65535U);
   EXPECT_EQ(std::distance(node.iter_real_fanout().begin(), node.iter_real_fanout().end()), 65535);
 }
 
 TEST_F(RoutingBuilder, TwoEmptyListsOfFanoutsChangeNothing) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.add("u/m:z");
   build.sort();
@@ -68,24 +68,24 @@ TEST_F(RoutingBuilder, TwoEmptyListsOfFanoutsChangeNothing) {
   build.set(build.find("u/m:z"), {{build.find("t/m:z"), {}}});
   build.set(build.find("u/m:z"), {});
   build.publish();
-  EXPECT_EQ(db->get_routing_template_graph()->get_num_real_edges(), 1U);
-  EXPECT_EQ(db->get_routing_template_graph()->get_num_templates(), 1U);
+  EXPECT_EQ(m_db->get_routing_template_graph()->get_num_real_edges(), 1U);
+  EXPECT_EQ(m_db->get_routing_template_graph()->get_num_templates(), 1U);
 }
 
 TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   for (const char* name : {"t/m:z", "t/k:z", "u/k:z"})
     build.add(name);
   build.sort();
   EDGES& edges = build.edges();
-  const auto target = [&](const char* name) { return edges.find_target(*uip(*db, name).m_object); };
+  const auto target = [&](const char* name) { return edges.find_target(*uip(*m_db, name).m_object); };
   EXPECT_EQ(target("t/m:a"), EDGES::NO_TARGET);
   EXPECT_EQ(target("u/m:z"), target("t/m:z")) << "a node somewhere is enough";
   EXPECT_TRUE(edges.has_all_nodes(occurrence_of("t/m:z")));
   EXPECT_FALSE(edges.has_all_nodes(occurrence_of("u/m:z")));
 
   const EDGES::FOLDED_FANOUT fanouts[] = {{target("t/m:z"), 0},
-                                          {target("t/k:z"), uip(*db, "t/k:a").m_object->get_number() + 1}};
+                                          {target("t/k:z"), uip(*m_db, "t/k:a").m_object->get_number() + 1}};
   const EDGES::FANOUT_RUN in_t{fanouts, 2, occurrence_of("t/m:z")};
   const EDGES::FANOUT_RUN in_u{fanouts, 2, occurrence_of("u/m:z")};
   const EDGES::FANOUT_COUNTS counts = edges.set_fanout(build.find("t/m:z"), {in_t, in_u}, {in_u});
@@ -93,48 +93,48 @@ TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
   EXPECT_EQ(counts.m_num_redundant, 1U);
   EXPECT_EQ(counts.m_num_missing, 2U) << "u/m:z in either list";
   build.publish();
-  EXPECT_EQ(test_model::whole_graph(*db), "t/m:z 2 of 3\n"
-                                          "t/m:z -> t/k:z via t/k:a\n"
-                                          "t/m:z -> u/k:z via u/k:a\n"
-                                          "t/m:z ~> u/k:z via u/k:a\n"
-                                          "t/k:z 0 of 0\n"
-                                          "  from t/m:z\n"
-                                          "u/k:z 0 of 0\n"
-                                          "  from t/m:z\n"
-                                          "  from t/m:z\n");
+  EXPECT_EQ(test_model::whole_graph(*m_db), "t/m:z 2 of 3\n"
+                                            "t/m:z -> t/k:z via t/k:a\n"
+                                            "t/m:z -> u/k:z via u/k:a\n"
+                                            "t/m:z ~> u/k:z via u/k:a\n"
+                                            "t/k:z 0 of 0\n"
+                                            "  from t/m:z\n"
+                                            "u/k:z 0 of 0\n"
+                                            "  from t/m:z\n"
+                                            "  from t/m:z\n");
 }
 
 TEST_F(RoutingBuilder, FoldsFanoutsHoweverTheyWereTold) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})
     build.add(name);
   build.sort();
   EDGES& edges = build.edges();
-  build.set(build.find("t/m:z"), {{build.find("t/k:z"), uip(*db, "t/k:a")}});
-  const EDGES::FOLDED_FANOUT fanout{edges.find_target(*uip(*db, "u/k:z").m_object),
-                                    uip(*db, "u/k:a").m_object->get_number() + 1};
+  build.set(build.find("t/m:z"), {{build.find("t/k:z"), uip(*m_db, "t/k:a")}});
+  const EDGES::FOLDED_FANOUT fanout{edges.find_target(*uip(*m_db, "u/k:z").m_object),
+                                    uip(*m_db, "u/k:a").m_object->get_number() + 1};
   edges.set_fanout(build.find("u/m:z"), {{&fanout, 1, occurrence_of("u/m:z")}}, {});
   EXPECT_EQ(edges.get_num_templates(), 1);
   edges.set_fanout(build.find("u/k:z"), {}, {});
   build.publish();
   EXPECT_EQ(edges.get_num_templates(), 1) << "the finished graph has taken it";
-  EXPECT_EQ(test_model::whole_graph(*db), "t/m:z 1 of 1\n"
-                                          "t/m:z -> t/k:z via t/k:a\n"
-                                          "t/k:z 0 of 0\n"
-                                          "  from t/m:z\n"
-                                          "u/m:z 1 of 1\n"
-                                          "u/m:z -> u/k:z via u/k:a\n"
-                                          "u/k:z 0 of 0\n"
-                                          "  from u/m:z\n");
+  EXPECT_EQ(test_model::whole_graph(*m_db), "t/m:z 1 of 1\n"
+                                            "t/m:z -> t/k:z via t/k:a\n"
+                                            "t/k:z 0 of 0\n"
+                                            "  from t/m:z\n"
+                                            "u/m:z 1 of 1\n"
+                                            "u/m:z -> u/k:z via u/k:a\n"
+                                            "u/k:z 0 of 0\n"
+                                            "  from u/m:z\n");
 }
 
 TEST_F(RoutingBuilder, RefusesTooManyFanoutsOfRunsByName) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
   build.add("u/m:z");
   build.sort();
   const std::vector<EDGES::FOLDED_FANOUT> most(65535,
-                                               {build.edges().find_target(*uip(*db, "t/m:z").m_object), 0});
+                                               {build.edges().find_target(*uip(*m_db, "t/m:z").m_object), 0});
   const EDGES::FANOUT_RUN run{most.data(), 65535, occurrence_of("u/m:z")};
   EXPECT_EQ(build.edges().set_fanout(build.find("t/m:z"), {run}, {}).m_num_real, 65535U);
   for (const bool redundant : {false, true})
@@ -148,20 +148,20 @@ TEST_F(RoutingBuilder, RefusesTooManyFanoutsOfRunsByName) {
 }
 
 TEST_F(RoutingBuilder, CountsTheDistinctListsOfFanoutsAsSeenFromTheirNodes) {
-  GRAPH_BUILD build(*db);
+  GRAPH_BUILD build(*m_db);
   for (const char* name : {"t/m:a", "t/m:z", "t/k:a", "t/k:z", "u/m:a", "u/m:z", "u/k:a", "u/k:z"})
     build.add(name);
   build.sort();
   for (const std::string tile : {"t", "u"})
     for (const std::string mux : {"m", "k"})
       build.set(build.find((tile + "/" + mux + ":a").c_str()),
-                {{build.find((tile + "/" + mux + ":z").c_str()), uip(*db, tile + "/" + mux + ":a")}});
+                {{build.find((tile + "/" + mux + ":z").c_str()), uip(*m_db, tile + "/" + mux + ":a")}});
   EXPECT_EQ(build.edges().get_num_templates(), 2); // of "m" and of "k", in both tiles
   const int templates = build.edges().get_num_templates();
   build.publish();
-  EXPECT_EQ(db->get_routing_template_graph()->get_num_templates(), static_cast<std::uint64_t>(templates));
-  EXPECT_EQ(test_model::nodes_of(*db).size(), 8U);
-  EXPECT_EQ(test_model::edges_of(*db).size(), 4U);
+  EXPECT_EQ(m_db->get_routing_template_graph()->get_num_templates(), static_cast<std::uint64_t>(templates));
+  EXPECT_EQ(test_model::nodes_of(*m_db).size(), 8U);
+  EXPECT_EQ(test_model::edges_of(*m_db).size(), 4U);
 }
 
 } // namespace set_fanout_test

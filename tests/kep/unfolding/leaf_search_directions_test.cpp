@@ -22,8 +22,8 @@ const char* const ALL_ON_ONE_NET = R"(
 
 TEST(LeafSearch, InDirection0PassesOutputsOfInstancesAndInputsOfModules) {
   SEARCH search(ALL_ON_ONE_NET);
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
-  search.script.m_terminating = {"b:o"};
+  search.m_script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.m_script.m_terminating = {"b:o"};
   search.from("a:o"); // the start point is not terminating here
   EXPECT_THAT(search.found(), ElementsAre("a:i", "a:z", "b:i", "b:z")) << "not even a terminating output";
   EXPECT_THAT(search.top_ports(), ElementsAre(":q", ":r"));
@@ -34,8 +34,8 @@ TEST(LeafSearch, InDirection0PassesOutputsOfInstancesAndInputsOfModules) {
 
 TEST(LeafSearch, InDirection1PassesInputsOfInstancesAndOutputsOfModules) {
   SEARCH search(ALL_ON_ONE_NET);
-  search.params.m_direction = KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS;
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.m_params.m_direction = KEP_LEAF_DIRECTION::LOAD_TO_DRIVERS;
+  search.m_script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
   search.from("a:i");
   EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:o", "b:z"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":r"));
@@ -46,8 +46,8 @@ TEST(LeafSearch, InDirection1PassesInputsOfInstancesAndOutputsOfModules) {
 
 TEST(LeafSearch, InDirection2PassesNothing) {
   SEARCH search(ALL_ON_ONE_NET);
-  search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
-  search.script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
+  search.m_params.m_direction = KEP_LEAF_DIRECTION::BOTH;
+  search.m_script.m_leaf = {"a:i", "a:o", "a:z", "b:i", "b:o", "b:z"};
   search.from("a:i");
   EXPECT_THAT(search.found(), ElementsAre("a:o", "a:z", "b:i", "b:o", "b:z"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":p", ":q", ":r"));

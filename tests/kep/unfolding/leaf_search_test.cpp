@@ -23,7 +23,6 @@ using testing::IsEmpty;
 using SEARCH = test_model::LEAF_SEARCH_CASE;
 
 using enum KEP_VIEW_TYPE;
-const KEP_NAME_STYLE STYLE{};
 
 // A driver and three loads on one net: a leaf, a block to go down into, and one with nothing behind its port.
 const char* const FLAT = R"(
@@ -50,8 +49,8 @@ TEST(LeafSearch, FromNowhereReturnsAtOnce) {
   search.run({}, {}, {}, {});
   EXPECT_THAT(search.found(), IsEmpty());
   EXPECT_THAT(search.top_ports(), IsEmpty());
-  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
-  EXPECT_EQ(search.results.m_top_module, KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.m_results.m_top_module, KEP_UNFOLDED_MODULE());
   EXPECT_THAT(search.log(), IsEmpty());
 }
 
@@ -59,7 +58,7 @@ TEST(LeafSearch, FromAUipAndAPortAtOnceIsAnAssertion) {
   SEARCH search(FLAT);
   KEP_REPORT_CAPTURE capture;
   try {
-    search.run(uip(*search.db, "d:o"), search.port("", "p"), {}, {});
+    search.run(uip(*search.m_db, "d:o"), search.port("", "p"), {}, {});
     FAIL() << "no assertion";
   } catch (const KEP_REPORT_ASSERTION_FAILURE& failure) {
     EXPECT_EQ(failure.get_assertion().get_expression(), "!cur_unfolded_port");
@@ -70,7 +69,7 @@ TEST(LeafSearch, FromAUipAndAPortAtOnceIsAnAssertion) {
 
 TEST(LeafSearch, GoesFromADriverToItsLoads) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"l:i", "b/x:i", "b/y:i"};
+  search.m_script.m_leaf = {"l:i", "b/x:i", "b/y:i"};
   search.from("d:o");
   EXPECT_THAT(search.found(), ElementsAre("l:i", "b/x:i", "b/y:i"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":q"));
@@ -79,31 +78,31 @@ TEST(LeafSearch, GoesFromADriverToItsLoads) {
                           "11 l:i",          // a leaf; d:o is where the search stands
                           "13 b:i", "12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i", "11 e:i", //
                           "13 port :q", "11 port :q"));
-  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 2U);
+  EXPECT_EQ(search.m_results.m_top_module, search.m_db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, FromANetWalkedBeforeReturnsAfterItsOwnVisit) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"l:i"};
+  search.m_script.m_leaf = {"l:i"};
   search.from("l:i");
-  const std::size_t nets = search.results.m_visited_nets.size();
+  const std::size_t nets = search.m_results.m_visited_nets.size();
   const auto found = search.found();
-  search.observer.clear();
+  search.m_observer.clear();
   search.from("d:o");
   EXPECT_THAT(search.log(), ElementsAre("12 d:o"));
   EXPECT_EQ(search.found(), found);
-  EXPECT_EQ(search.results.m_visited_nets.size(), nets);
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), nets);
 }
 
 TEST(LeafSearch, NotesTheModuleEvenWhereTheNetWasWalkedBefore) {
   SEARCH search(FLAT);
   search.from(search.port("b", "i"));
-  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT_VIEW));
-  search.results.m_top_module = {};
-  search.observer.clear();
+  EXPECT_EQ(search.m_results.m_top_module, unfolded_instance(*search.m_db, "b").get_module(DEFAULT_VIEW));
+  search.m_results.m_top_module = {};
+  search.m_observer.clear();
   search.from(search.port("b", "i"));
-  EXPECT_EQ(search.results.m_top_module, unfolded_instance(*search.db, "b").get_module(DEFAULT_VIEW));
+  EXPECT_EQ(search.m_results.m_top_module, unfolded_instance(*search.m_db, "b").get_module(DEFAULT_VIEW));
   EXPECT_THAT(search.log(), ElementsAre("12 port b:i"));
 }
 
@@ -112,23 +111,23 @@ TEST(LeafSearch, OfAPointWithoutANetEndsAfterItsVisit) {
   search.from("a:o");
   search.from(search.port("", "p"));
   EXPECT_THAT(search.log(), ElementsAre("12 a:o", "12 port :p"));
-  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 0U);
 }
 
 TEST(LeafSearch, StartsAtATerminatingPointAndEndsThere) {
   SEARCH search(FLAT);
-  search.script.m_terminating = {"d:o", "l:i"};
+  search.m_script.m_terminating = {"d:o", "l:i"};
   search.from("d:o");
   EXPECT_THAT(search.found(), ElementsAre("d:o"));
   EXPECT_THAT(search.log(), ElementsAre("10 d:o"));
-  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.m_results.m_top_module, search.m_db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, ATerminatingStartThatIsExcludedIsNone) {
   SEARCH search(FLAT);
-  search.script.m_terminating = {"d:o", "l:i"};
-  search.from(uip(*search.db, "d:o"), uip(*search.db, "d:o"));
+  search.m_script.m_terminating = {"d:o", "l:i"};
+  search.from(uip(*search.m_db, "d:o"), uip(*search.m_db, "d:o"));
   EXPECT_THAT(search.found(), ElementsAre("l:i"));
   EXPECT_THAT(search.log(), testing::Contains("12 d:o"));
   EXPECT_THAT(search.log(), testing::Not(testing::Contains("10 d:o")));
@@ -136,19 +135,19 @@ TEST(LeafSearch, ATerminatingStartThatIsExcludedIsNone) {
 
 TEST(LeafSearch, StopsAtATerminatingPointBeforeItAsksForAWayThrough) {
   SEARCH search(FLAT);
-  search.script.m_terminating = {"l:i"};
-  search.script.m_through["l:i"] = {"l:o"};
+  search.m_script.m_terminating = {"l:i"};
+  search.m_script.m_through["l:i"] = {"l:o"};
   search.from("d:o");
   EXPECT_THAT(search.found(), ElementsAre("l:i"));
   EXPECT_THAT(search.log(), testing::Contains("10 l:i"));
-  EXPECT_THAT(search.script.m_asked_through, testing::Not(testing::Contains("l:i")));
+  EXPECT_THAT(search.m_script.m_asked_through, testing::Not(testing::Contains("l:i")));
 }
 
 TEST(LeafSearch, PassesAnExcludedUipInSilence) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"l:i"};
-  search.script.m_terminating = {"l:i"};
-  search.from(uip(*search.db, "d:o"), uip(*search.db, "l:i"));
+  search.m_script.m_leaf = {"l:i"};
+  search.m_script.m_terminating = {"l:i"};
+  search.from(uip(*search.m_db, "d:o"), uip(*search.m_db, "l:i"));
   EXPECT_THAT(search.found(), IsEmpty());
   for (const std::string& line : search.log())
     EXPECT_THAT(line, testing::Not(testing::HasSubstr("l:i")));
@@ -156,22 +155,22 @@ TEST(LeafSearch, PassesAnExcludedUipInSilence) {
 
 TEST(LeafSearch, TellsAnIgnoredPointAsAnEndAndDoesNotFindIt) {
   SEARCH search(FLAT);
-  search.script.m_ignored = {"l:i", "b:i", "e:i"};
-  search.script.m_leaf = {"l:i"};
-  search.script.m_terminating = {"e:i"};
-  search.script.m_through["l:i"] = {"l:o"};
+  search.m_script.m_ignored = {"l:i", "b:i", "e:i"};
+  search.m_script.m_leaf = {"l:i"};
+  search.m_script.m_terminating = {"e:i"};
+  search.m_script.m_through["l:i"] = {"l:o"};
   search.from("d:o");
   EXPECT_THAT(search.found(), IsEmpty());
   EXPECT_THAT(search.log(),
               ElementsAre("12 d:o", "net n", "11 l:i", "11 b:i", "10 e:i", "13 port :q", "11 port :q"));
-  EXPECT_THAT(search.script.m_asked_through, IsEmpty());
+  EXPECT_THAT(search.m_script.m_asked_through, IsEmpty());
 }
 
 TEST(LeafSearch, HandsTheExcludesAndThePointAtHandToTheIgnoreTest) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"l:i"};
-  search.from(uip(*search.db, "d:o"), uip(*search.db, "e:i"), search.port("", "p"));
-  EXPECT_THAT(search.script.m_asked_ignore,
+  search.m_script.m_leaf = {"l:i"};
+  search.from(uip(*search.m_db, "d:o"), uip(*search.m_db, "e:i"), search.port("", "p"));
+  EXPECT_THAT(search.m_script.m_asked_ignore,
               ElementsAre("d:o e:i :p d:o ", "l:i e:i :p d:o ", "b:i e:i :p d:o ", "b/x:i    b:i",
                           "b/y:i    b:i", "e:i e:i :p d:o "))
       << "below the start the excludes are empty";
@@ -179,8 +178,8 @@ TEST(LeafSearch, HandsTheExcludesAndThePointAtHandToTheIgnoreTest) {
 
 TEST(LeafSearch, ALeafOnWhichItStandsIsPassedOver) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"l:i", "d:o"};
-  search.params.m_direction = KEP_LEAF_DIRECTION::BOTH;
+  search.m_script.m_leaf = {"l:i", "d:o"};
+  search.m_params.m_direction = KEP_LEAF_DIRECTION::BOTH;
   search.from("l:i");
   EXPECT_THAT(search.found(), ElementsAre("d:o"));
   EXPECT_THAT(search.log(), testing::Contains("12 l:i"));
@@ -206,8 +205,8 @@ TEST(LeafSearch, GoesDownInTheFirstViewOfTheRankThatTheMasterHas) {
   )";
   const auto found = [&](const KEP_VIEW_TYPE_RANK& rank) {
     SEARCH search(model);
-    search.params.m_view_type_rank = rank;
-    search.script.m_leaf = {"b/x:i", "b/y:i"};
+    search.m_params.m_view_type_rank = rank;
+    search.m_script.m_leaf = {"b/x:i", "b/y:i"};
     search.from(search.port("", "p"));
     return search.found();
   };
@@ -217,7 +216,7 @@ TEST(LeafSearch, GoesDownInTheFirstViewOfTheRankThatTheMasterHas) {
   EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::VIEW_1, V::BLC)), ElementsAre("b/y:i"));
   EXPECT_THAT(found(KEP_VIEW_TYPE_RANK(V::DEFAULT_VIEW)), ElementsAre("b/x:i"));
   SEARCH silent(model);
-  silent.params.m_view_type_rank = KEP_VIEW_TYPE_RANK(V::VIEW_1);
+  silent.m_params.m_view_type_rank = KEP_VIEW_TYPE_RANK(V::VIEW_1);
   silent.from(silent.port("", "p"));
   EXPECT_THAT(silent.log(), ElementsAre("12 port :p", "net n")) << "without a view the uip ends in silence";
 }
@@ -243,7 +242,7 @@ TEST(LeafSearch, ClimbsOutOfModulesAndDownAgainDepthFirst) {
       inst b MID
       net n a.o b.i q
   )");
-  search.script.m_leaf = {"a/here:i", "b/sink:i"};
+  search.m_script.m_leaf = {"a/here:i", "b/sink:i"};
   search.from("a/deep/d:o");
   EXPECT_THAT(search.found(), ElementsAre("a/here:i", "b/sink:i"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":q"));
@@ -252,7 +251,7 @@ TEST(LeafSearch, ClimbsOutOfModulesAndDownAgainDepthFirst) {
                           "12 a/deep:o", "net a/n", "11 a/here:i", "13 port a:o",               //
                           "12 a:o", "net n", "13 b:i", "12 port b:i", "net b/m", "11 b/sink:i", //
                           "13 port :q", "11 port :q"));
-  EXPECT_EQ(search.results.m_top_module, search.db->get_top_unfolded_module(DEFAULT_VIEW));
+  EXPECT_EQ(search.m_results.m_top_module, search.m_db->get_top_unfolded_module(DEFAULT_VIEW));
 }
 
 TEST(LeafSearch, EndsAtATerminatingPointOnTheOutsideOfAPort) {
@@ -267,11 +266,11 @@ TEST(LeafSearch, EndsAtATerminatingPointOnTheOutsideOfAPort) {
       inst a MID
       net n a.o
   )");
-  search.script.m_terminating = {"a:o"};
+  search.m_script.m_terminating = {"a:o"};
   search.from("a/d:o");
   EXPECT_THAT(search.found(), ElementsAre("a:o")) << "only the start of a call escapes the direction";
   EXPECT_THAT(search.log(), ElementsAre("12 a/d:o", "net a/n", "13 port a:o", "10 a:o"));
-  EXPECT_EQ(search.results.m_visited_nets.size(), 1U);
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 1U);
 }
 
 TEST(LeafSearch, DoesNotClimbOutWhereItCameIn) {
@@ -288,7 +287,7 @@ TEST(LeafSearch, DoesNotClimbOutWhereItCameIn) {
       net n p a.io
       net m a.other
   )");
-  search.script.m_leaf = {"a/l:z"};
+  search.m_script.m_leaf = {"a/l:z"};
   search.from(search.port("a", "io"));
   EXPECT_THAT(search.found(), ElementsAre("a/l:z"));
   EXPECT_THAT(search.log(),
@@ -298,14 +297,14 @@ TEST(LeafSearch, DoesNotClimbOutWhereItCameIn) {
 
 TEST(LeafSearch, PassesAnExcludedPortInSilence) {
   SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
-  search.from(uip(*search.db, "d:o"), {}, search.port("", "q"));
+  search.from(uip(*search.m_db, "d:o"), {}, search.port("", "q"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":r"));
   EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "13 port :r", "11 port :r"));
 }
 
 TEST(LeafSearch, TellsAnIgnoredPortAsAnEnd) {
   SEARCH search("module L \n ports <o \n module T top \n ports <q <r \n inst d L \n net n d.o q r");
-  search.script.m_ignored_ports = {":q"};
+  search.m_script.m_ignored_ports = {":q"};
   search.from("d:o");
   EXPECT_THAT(search.top_ports(), ElementsAre(":r"));
   EXPECT_THAT(search.log(), ElementsAre("12 d:o", "net n", "11 port :q", "13 port :r", "11 port :r"));
@@ -313,7 +312,7 @@ TEST(LeafSearch, TellsAnIgnoredPortAsAnEnd) {
 
 TEST(LeafSearch, FindsTheTopPortFromWhichItStartsWithoutAVisit) {
   SEARCH search("module L \n ports >i \n module T top \n ports =q =r \n inst d L \n net n d.i q r");
-  search.script.m_leaf = {"d:i"};
+  search.m_script.m_leaf = {"d:i"};
   search.from(search.port("", "q"));
   EXPECT_THAT(search.found(), ElementsAre("d:i"));
   EXPECT_THAT(search.top_ports(), ElementsAre(":q", ":r"));
@@ -322,7 +321,7 @@ TEST(LeafSearch, FindsTheTopPortFromWhichItStartsWithoutAVisit) {
 
 TEST(LeafSearch, AnInputOfTheModuleOnWhichItStandsGetsNoVisit) {
   SEARCH search(FLAT);
-  search.script.m_leaf = {"b/x:i", "b/y:i"};
+  search.m_script.m_leaf = {"b/x:i", "b/y:i"};
   search.from(search.port("b", "i"));
   EXPECT_THAT(search.log(), ElementsAre("12 port b:i", "net b/in", "11 b/x:i", "11 b/y:i"));
 }
@@ -338,9 +337,9 @@ TEST(LeafSearch, LeavesEquivalentsOfTheTopAtTheirPorts) {
       inst d L
       net n d.o q
   )");
-  search.from(uip(*search.db, "d:o", BLC));
-  ASSERT_EQ(search.results.m_top_ports.size(), 1U);
-  EXPECT_EQ(search.results.m_top_ports[0].get_parent(), search.db->get_top_unfolded_module(BLC));
+  search.from(uip(*search.m_db, "d:o", BLC));
+  ASSERT_EQ(search.m_results.m_top_ports.size(), 1U);
+  EXPECT_EQ(search.m_results.m_top_ports[0].get_parent(), search.m_db->get_top_unfolded_module(BLC));
 }
 
 } // namespace leaf_search_test

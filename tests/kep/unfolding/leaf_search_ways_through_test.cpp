@@ -37,8 +37,8 @@ const char* const SKIPS = R"(
 
 TEST(LeafSearch, GoesAcrossSkipPathsInTheOrderOfTheirOutputs) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
-  search.script.m_through["a:i"] = {"a:z", "a:o"};
+  search.m_script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
+  search.m_script.m_through["a:i"] = {"a:z", "a:o"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("t:i", "b:i", "s:i", "u:i"));
   EXPECT_THAT(search.log(), ElementsAre("12 port :p", "net n", "8 a:i", "12 a:z", "net z", "11 t:i", //
@@ -47,9 +47,9 @@ TEST(LeafSearch, GoesAcrossSkipPathsInTheOrderOfTheirOutputs) {
 
 TEST(LeafSearch, TakesAnInputBehindASkipPathAsAResult) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"u:i"};
-  search.script.m_through["a:i"] = {"a:far", "a:o"};
-  search.script.m_terminating = {"a:o"};
+  search.m_script.m_leaf = {"u:i"};
+  search.m_script.m_through["a:i"] = {"a:far", "a:o"};
+  search.m_script.m_terminating = {"a:o"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("a:far", "a:o", "u:i"));
   EXPECT_THAT(search.log(), ElementsAre("12 port :p", "net n", "8 a:i", "10 a:far", "10 a:o", "11 u:i"));
@@ -57,24 +57,24 @@ TEST(LeafSearch, TakesAnInputBehindASkipPathAsAResult) {
 
 TEST(LeafSearch, FindsAnOutputOfTwoSkipPathsTwice) {
   SEARCH search(SKIPS);
-  search.script.m_through["a:i"] = {"a:far"};
-  search.script.m_through["u:i"] = {"a:far"};
+  search.m_script.m_through["a:i"] = {"a:far"};
+  search.m_script.m_through["u:i"] = {"a:far"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("a:far", "a:far")) << "results are not made unique";
 }
 
 TEST(LeafSearch, PrefersTheWayThroughToALeaf) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"a:i", "s:i"};
-  search.script.m_through["a:i"] = {"a:o"};
+  search.m_script.m_leaf = {"a:i", "s:i"};
+  search.m_script.m_through["a:i"] = {"a:o"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("s:i"));
 }
 
 TEST(LeafSearch, WalksThroughThePointOnWhichItStands) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"s:i", "u:i"};
-  search.script.m_through["a:i"] = {"a:o"};
+  search.m_script.m_leaf = {"s:i", "u:i"};
+  search.m_script.m_through["a:i"] = {"a:o"};
   search.from("a:i");
   EXPECT_THAT(search.log(), ElementsAre("12 a:i", "net n", "8 a:i", "12 a:o", "net m", "11 b:i", "11 s:i",
                                         "11 u:i", "11 port :p"));
@@ -90,39 +90,39 @@ TEST(LeafSearch, WalksACycleOnce) {
       net m a.o b.i
       net n b.o a.i
   )");
-  search.script.m_through["a:i"] = {"a:o"};
-  search.script.m_through["b:i"] = {"b:o"};
+  search.m_script.m_through["a:i"] = {"a:o"};
+  search.m_script.m_through["b:i"] = {"b:o"};
   search.from("a:o");
   EXPECT_THAT(search.found(), IsEmpty());
   EXPECT_THAT(search.log(), ElementsAre("12 a:o", "net m", "8 b:i", "12 b:o", "net n", "8 a:i", "12 a:o"));
-  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 2U);
 }
 
 TEST(LeafSearch, SharesVisitedNetsBetweenSearchesOfOneRecord) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
+  search.m_script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
   search.from("a:o");
   EXPECT_THAT(search.found(), ElementsAre("b:i", "s:i"));
-  search.script.m_through["a:i"] = {"a:z", "a:o"};
+  search.m_script.m_through["a:i"] = {"a:z", "a:o"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("b:i", "s:i", "t:i", "u:i"));
-  search.results.clear();
+  search.m_results.clear();
   EXPECT_THAT(search.found(), IsEmpty());
-  EXPECT_EQ(search.results.m_visited_nets.size(), 0U);
-  EXPECT_EQ(search.results.m_top_module, KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 0U);
+  EXPECT_EQ(search.m_results.m_top_module, KEP_UNFOLDED_MODULE());
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("t:i", "b:i", "s:i", "u:i"));
 }
 
 TEST(LeafSearch, LetsAFailureOfThePredicateThroughAndCanBeUsedAgain) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
-  search.script.m_through["a:i"] = {"a:z", "a:o"};
-  search.script.m_throws = {"b:i"};
+  search.m_script.m_leaf = {"s:i", "t:i", "u:i", "b:i"};
+  search.m_script.m_through["a:i"] = {"a:z", "a:o"};
+  search.m_script.m_throws = {"b:i"};
   EXPECT_THROW(search.from(search.port("", "p")), std::runtime_error);
-  search.script.m_throws.clear();
-  search.results.clear();
-  search.observer.clear();
+  search.m_script.m_throws.clear();
+  search.m_results.clear();
+  search.m_observer.clear();
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("t:i", "b:i", "s:i", "u:i"));
   EXPECT_EQ(search.log().back(), "11 u:i");
@@ -130,10 +130,10 @@ TEST(LeafSearch, LetsAFailureOfThePredicateThroughAndCanBeUsedAgain) {
 
 TEST(LeafSearch, TakesAStartThatStandsInItsOwnResults) {
   SEARCH search(SKIPS);
-  search.script.m_terminating = {"a:o"};
-  search.results.m_uips.push_back(uip(*search.db, "a:o"));
-  search.results.m_uips.shrink_to_fit();
-  search.from(search.results.m_uips[0]);
+  search.m_script.m_terminating = {"a:o"};
+  search.m_results.m_uips.push_back(uip(*search.m_db, "a:o"));
+  search.m_results.m_uips.shrink_to_fit();
+  search.from(search.m_results.m_uips[0]);
   EXPECT_THAT(search.found(), ElementsAre("a:o", "a:o"));
 }
 
@@ -191,20 +191,20 @@ TEST(LeafSearch, Follows200000SkipPathsWithoutADeepStack) {
 
 TEST(LeafSearch, GivesEveryQuestionForAWayThroughAnEmptyList) {
   SEARCH search(SKIPS);
-  search.script.m_leaf = {"s:i", "t:i", "u:i"};
-  search.script.m_through["a:i"] = {"a:z", "a:o"};
-  search.script.m_through["b:i"] = {"b:o", "b:z"};
+  search.m_script.m_leaf = {"s:i", "t:i", "u:i"};
+  search.m_script.m_through["a:i"] = {"a:z", "a:o"};
+  search.m_script.m_through["b:i"] = {"b:o", "b:z"};
   search.from(search.port("", "p"));
-  EXPECT_THAT(search.script.m_asked_through, testing::Contains("b:i"));
-  EXPECT_EQ(search.script.m_lists_not_empty, 0U);
+  EXPECT_THAT(search.m_script.m_asked_through, testing::Contains("b:i"));
+  EXPECT_EQ(search.m_script.m_lists_not_empty, 0U);
 }
 
 TEST(LeafSearch, TakesTheListOfAPredicateThatReplacesIt) {
   SEARCH search(SKIPS);
-  search.script.m_replaces_list = true;
-  search.script.m_leaf = {"s:i", "t:i", "u:i"};
-  search.script.m_through["a:i"] = {"a:o", "a:z"};
-  search.script.m_through["b:i"] = {"b:far"};
+  search.m_script.m_replaces_list = true;
+  search.m_script.m_leaf = {"s:i", "t:i", "u:i"};
+  search.m_script.m_through["a:i"] = {"a:o", "a:z"};
+  search.m_script.m_through["b:i"] = {"b:far"};
   search.from(search.port("", "p"));
   EXPECT_THAT(search.found(), ElementsAre("b:far", "s:i", "t:i", "u:i"));
 }

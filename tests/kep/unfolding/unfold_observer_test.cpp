@@ -45,9 +45,9 @@ TEST(UnfoldObserver, DoesNothingByItself) {
       inst b BLOCK
       net n d.o b.i
   )");
-  const KEP_LEAF_SEARCH<SCRIPTED_PREDICATE> silent(SCRIPTED_PREDICATE(&search.script), &observer);
-  silent.find_leaves(uip(*search.db, "d:o"), {}, search.results, search.params, {}, {});
-  EXPECT_EQ(search.results.m_visited_nets.size(), 2U);
+  const KEP_LEAF_SEARCH<SCRIPTED_PREDICATE> silent(SCRIPTED_PREDICATE(&search.m_script), &observer);
+  silent.find_leaves(uip(*search.m_db, "d:o"), {}, search.m_results, search.m_params, {}, {});
+  EXPECT_EQ(search.m_results.m_visited_nets.size(), 2U);
 }
 
 } // namespace unfold_observer_test

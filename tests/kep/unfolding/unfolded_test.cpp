@@ -60,8 +60,8 @@ const char* const DEVICE = R"(
 
 class Unfolded : public testing::Test {
 protected:
-  const std::unique_ptr<KEP_DB> db = make_db(DEVICE);
-  const KEP_UNFOLDED_MODULE top = db->get_top_unfolded_module(DEFAULT_VIEW);
+  const std::unique_ptr<KEP_DB> m_db = make_db(DEVICE);
+  const KEP_UNFOLDED_MODULE m_top = m_db->get_top_unfolded_module(DEFAULT_VIEW);
 };
 
 template <class VALUE>
@@ -144,14 +144,14 @@ TEST(EmptyValues, OfUipsAndNetsHaveTotalOperations) {
 }
 
 TEST_F(Unfolded, AViewWithoutATopGivesAnEmptyModule) {
-  EXPECT_EQ(top.m_object, module(*db, "TOP"));
-  EXPECT_EQ(db->get_top_unfolded_module(LOGICAL), top);
-  EXPECT_EQ(db->get_top_unfolded_module(BLC).m_object, module(*db, "TOP_BLC"));
-  EXPECT_EQ(db->get_top_unfolded_module(VIEW_1), KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(m_top.m_object, module(*m_db, "TOP"));
+  EXPECT_EQ(m_db->get_top_unfolded_module(LOGICAL), m_top);
+  EXPECT_EQ(m_db->get_top_unfolded_module(BLC).m_object, module(*m_db, "TOP_BLC"));
+  EXPECT_EQ(m_db->get_top_unfolded_module(VIEW_1), KEP_UNFOLDED_MODULE());
 }
 
 TEST_F(Unfolded, AWalkUpwardEndsAtTheTop) {
-  KEP_UNFOLDED_MODULE at = unfolded_instance(*db, "a/t/m").get_module(BLC);
+  KEP_UNFOLDED_MODULE at = unfolded_instance(*m_db, "a/t/m").get_module(BLC);
   std::vector<std::string> seen;
   while (true) {
     seen.emplace_back(at.m_object->get_key());
@@ -160,44 +160,44 @@ TEST_F(Unfolded, AWalkUpwardEndsAtTheTop) {
     at = above.get_parent();
   }
   EXPECT_THAT(seen, ElementsAre("MUX_BLC", "TILE", "GROUP", "TOP"));
-  EXPECT_EQ(at, top);
+  EXPECT_EQ(at, m_top);
 }
 
 TEST_F(Unfolded, NamesLeaveOutTheTop) {
-  EXPECT_EQ(unfolded_instance(*db, "a").get_name(STYLE), "a");
-  EXPECT_EQ(unfolded_instance(*db, "a/t/m@BLC/x").get_name(STYLE), "a/t/m/x");
-  EXPECT_EQ(uip(*db, "a/t/m:z").get_name(STYLE), "a/t/m:z");
-  EXPECT_EQ(top.get_unfolded_port_by_index(0).get_name(STYLE), ":p");
+  EXPECT_EQ(unfolded_instance(*m_db, "a").get_name(STYLE), "a");
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t/m@BLC/x").get_name(STYLE), "a/t/m/x");
+  EXPECT_EQ(uip(*m_db, "a/t/m:z").get_name(STYLE), "a/t/m:z");
+  EXPECT_EQ(m_top.get_unfolded_port_by_index(0).get_name(STYLE), ":p");
   EXPECT_EQ(
-      unfolded_instance(*db, "b/u").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1).get_name(STYLE),
+      unfolded_instance(*m_db, "b/u").get_module(DEFAULT_VIEW).get_unfolded_port_by_index(1).get_name(STYLE),
       "b/u:out");
-  EXPECT_EQ(uip(*db, "a/t:in").get_unfolded_net().get_name(STYLE), "a/n");
-  EXPECT_EQ(uip(*db, "a:g").get_unfolded_net().get_name(STYLE), "n");
+  EXPECT_EQ(uip(*m_db, "a/t:in").get_unfolded_net().get_name(STYLE), "a/n");
+  EXPECT_EQ(uip(*m_db, "a:g").get_unfolded_net().get_name(STYLE), "n");
   KEP_NAME_STYLE other;
   other.m_hierarchy_separator = '.';
   other.m_port_separator = '#';
-  EXPECT_EQ(uip(*db, "a/t/m:z").get_name(other), "a.t.m#z");
-  EXPECT_EQ(top.get_unfolded_port_by_index(0).get_name(other), "#p");
+  EXPECT_EQ(uip(*m_db, "a/t/m:z").get_name(other), "a.t.m#z");
+  EXPECT_EQ(m_top.get_unfolded_port_by_index(0).get_name(other), "#p");
 }
 
 TEST_F(Unfolded, TheSameObjectAtTwoPlacesIsTwoValues) {
-  EXPECT_FALSE(uip(*db, "a/t:in") == uip(*db, "b/t:in"));
-  EXPECT_EQ(uip(*db, "a/t:in").m_object, uip(*db, "b/t:in").m_object);
-  EXPECT_FALSE(uip(*db, "a/t:in") == uip(*db, "a/u:in"));
-  EXPECT_FALSE(unfolded_instance(*db, "a/t/m").get_module(BLC) ==
-               unfolded_instance(*db, "a/t/m").get_module(LOGICAL));
+  EXPECT_FALSE(uip(*m_db, "a/t:in") == uip(*m_db, "b/t:in"));
+  EXPECT_EQ(uip(*m_db, "a/t:in").m_object, uip(*m_db, "b/t:in").m_object);
+  EXPECT_FALSE(uip(*m_db, "a/t:in") == uip(*m_db, "a/u:in"));
+  EXPECT_FALSE(unfolded_instance(*m_db, "a/t/m").get_module(BLC) ==
+               unfolded_instance(*m_db, "a/t/m").get_module(LOGICAL));
 }
 
 TEST_F(Unfolded, AnUnconnectedPortHasNoNet) {
-  EXPECT_EQ(uip(*db, "s:open").get_unfolded_net().m_object, nullptr);
-  EXPECT_EQ(uip(*db, "s:in").get_unfolded_net().m_object, nullptr);
-  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*db, "s").get_module(DEFAULT_VIEW);
+  EXPECT_EQ(uip(*m_db, "s:open").get_unfolded_net().m_object, nullptr);
+  EXPECT_EQ(uip(*m_db, "s:in").get_unfolded_net().m_object, nullptr);
+  const KEP_UNFOLDED_MODULE tile = unfolded_instance(*m_db, "s").get_module(DEFAULT_VIEW);
   EXPECT_EQ(tile.get_unfolded_port_by_index(2).get_unfolded_net().m_object, nullptr);
   EXPECT_NE(tile.get_unfolded_port_by_index(0).get_unfolded_net().m_object, nullptr);
 }
 
 TEST_F(Unfolded, ANetHasThePortsAndUipsOfItsPlace) {
-  const KEP_UNFOLDED_NET net = uip(*db, "b/t:in").get_unfolded_net();
+  const KEP_UNFOLDED_NET net = uip(*m_db, "b/t:in").get_unfolded_net();
   std::vector<std::string> members;
   for (const KEP_UNFOLDED_PORT& each : net.iter_ports())
     members.push_back(each.get_name(STYLE));
@@ -205,25 +205,25 @@ TEST_F(Unfolded, ANetHasThePortsAndUipsOfItsPlace) {
     members.push_back(each.get_name(STYLE));
   EXPECT_THAT(members, ElementsAre("b:g", "b/t:in"));
   EXPECT_EQ((*net.iter_ports().begin()).get_unfolded_net(), net);
-  EXPECT_EQ((*net.iter_ports().begin()).get_unfolded_inst_port(), uip(*db, "b:g"));
+  EXPECT_EQ((*net.iter_ports().begin()).get_unfolded_inst_port(), uip(*m_db, "b:g"));
 }
 
 TEST_F(Unfolded, NetsAreKeysOfOrderedAndHashedSets) {
   std::set<KEP_UNFOLDED_NET> ordered;
   std::unordered_set<KEP_UNFOLDED_NET> hashed;
   for (const char* name : {"a:g", "b:g", "a/t:in", "a/t:out", "a/u:in", "b/t:in", "b/u:in", "a/t/m:a"}) {
-    ordered.insert(uip(*db, name).get_unfolded_net());
-    hashed.insert(uip(*db, name).get_unfolded_net());
+    ordered.insert(uip(*m_db, name).get_unfolded_net());
+    hashed.insert(uip(*m_db, name).get_unfolded_net());
   }
   EXPECT_EQ(ordered.size(), 6U); // a:g is b:g, a/t:out is a/u:in
   EXPECT_EQ(hashed.size(), 6U);
 }
 
 TEST_F(Unfolded, TheIpRootInstanceIsTheInnermostOneItselfIncluded) {
-  EXPECT_EQ(unfolded_instance(*db, "a/t/m").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
-  EXPECT_EQ(unfolded_instance(*db, "a/t/m@BLC/x").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
-  EXPECT_EQ(unfolded_instance(*db, "a/t").get_ip_root_instance(), unfolded_instance(*db, "a/t"));
-  EXPECT_EQ(unfolded_instance(*db, "a").get_ip_root_instance().m_object, nullptr);
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t/m").get_ip_root_instance(), unfolded_instance(*m_db, "a/t"));
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t/m@BLC/x").get_ip_root_instance(), unfolded_instance(*m_db, "a/t"));
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t").get_ip_root_instance(), unfolded_instance(*m_db, "a/t"));
+  EXPECT_EQ(unfolded_instance(*m_db, "a").get_ip_root_instance().m_object, nullptr);
 }
 
 TEST(IpRootInstance, AsksThePlainMasterWhateverViewWasEntered) {
@@ -247,51 +247,51 @@ TEST(IpRootInstance, AsksThePlainMasterWhateverViewWasEntered) {
 
 TEST_F(Unfolded, ARankThatFindsNoViewGivesAnEmptyValue) {
   const KEP_VIEW_TYPE_RANK none(KEP_VIEW_TYPE::VIEW_1, LOGICAL_TWIN);
-  EXPECT_EQ(unfolded_instance(*db, "a").get_module(none), KEP_UNFOLDED_MODULE());
-  EXPECT_EQ(uip(*db, "a:g").get_unfolded_port(none), KEP_UNFOLDED_PORT());
-  EXPECT_EQ(uip(*db, "a:g").get_unfolded_port(KEP_VIEW_TYPE_RANK()), KEP_UNFOLDED_PORT());
-  EXPECT_EQ(unfolded_instance(*db, "a/t/m").get_module(KEP_VIEW_TYPE_RANK(BLC, LOGICAL)).m_object,
-            module(*db, "MUX_BLC"));
-  EXPECT_EQ(unfolded_instance(*db, "a/t").get_module(KEP_VIEW_TYPE_RANK(BLC, LOGICAL)).m_object,
-            module(*db, "TILE"));
+  EXPECT_EQ(unfolded_instance(*m_db, "a").get_module(none), KEP_UNFOLDED_MODULE());
+  EXPECT_EQ(uip(*m_db, "a:g").get_unfolded_port(none), KEP_UNFOLDED_PORT());
+  EXPECT_EQ(uip(*m_db, "a:g").get_unfolded_port(KEP_VIEW_TYPE_RANK()), KEP_UNFOLDED_PORT());
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t/m").get_module(KEP_VIEW_TYPE_RANK(BLC, LOGICAL)).m_object,
+            module(*m_db, "MUX_BLC"));
+  EXPECT_EQ(unfolded_instance(*m_db, "a/t").get_module(KEP_VIEW_TYPE_RANK(BLC, LOGICAL)).m_object,
+            module(*m_db, "TILE"));
 }
 
 TEST_F(Unfolded, ThePortsOfEveryTopHaveNothingOutside) {
   for (const KEP_VIEW_TYPE view : {LOGICAL, BLC}) {
-    const KEP_UNFOLDED_MODULE each = db->get_top_unfolded_module(view);
+    const KEP_UNFOLDED_MODULE each = m_db->get_top_unfolded_module(view);
     EXPECT_EQ(each.get_unfolded_instance().m_object, nullptr);
     EXPECT_EQ(each.get_unfolded_port_by_index(0).get_unfolded_inst_port().m_object, nullptr);
     EXPECT_NE(each.get_unfolded_port_by_index(0).get_unfolded_net().m_object, nullptr);
   }
-  EXPECT_FALSE(db->get_top_unfolded_module(LOGICAL) == db->get_top_unfolded_module(BLC));
+  EXPECT_FALSE(m_db->get_top_unfolded_module(LOGICAL) == m_db->get_top_unfolded_module(BLC));
 }
 
 TEST_F(Unfolded, AUipKnowsItsDatabase) {
-  EXPECT_EQ(uip(*db, "a/t/m:z").get_db(), db.get());
+  EXPECT_EQ(uip(*m_db, "a/t/m:z").get_db(), m_db.get());
 }
 
 TEST_F(Unfolded, InstancesAreFoundByPathInEveryViewOfTheMasters) {
-  EXPECT_THAT(db->find_unfolded_instances("a/t"), ElementsAre(unfolded_instance(*db, "a/t")));
-  EXPECT_THAT(db->find_unfolded_instances("a/t/m/x"), ElementsAre(unfolded_instance(*db, "a/t/m@BLC/x")));
-  EXPECT_THAT(db->find_unfolded_instances("a/t/none"), testing::IsEmpty());
-  EXPECT_THAT(db->find_unfolded_instances(""), testing::IsEmpty());
+  EXPECT_THAT(m_db->find_unfolded_instances("a/t"), ElementsAre(unfolded_instance(*m_db, "a/t")));
+  EXPECT_THAT(m_db->find_unfolded_instances("a/t/m/x"), ElementsAre(unfolded_instance(*m_db, "a/t/m@BLC/x")));
+  EXPECT_THAT(m_db->find_unfolded_instances("a/t/none"), testing::IsEmpty());
+  EXPECT_THAT(m_db->find_unfolded_instances(""), testing::IsEmpty());
 }
 
 TEST_F(Unfolded, AttributesAreThoseOfOnePosition) {
-  KEP_LEGACY_API* api = db->get_legacy_api();
+  KEP_LEGACY_API* api = m_db->get_legacy_api();
   ASSERT_NE(api, nullptr);
-  EXPECT_EQ(db->get_legacy_api(), api);
+  EXPECT_EQ(m_db->get_legacy_api(), api);
   EXPECT_FALSE(api->has_instance_attributes());
-  EXPECT_EQ(api->get_attributes(unfolded_instance(*db, "a/t")), nullptr);
-  api->set_spare_row(unfolded_instance(*db, "a/t"), true);
+  EXPECT_EQ(api->get_attributes(unfolded_instance(*m_db, "a/t")), nullptr);
+  api->set_spare_row(unfolded_instance(*m_db, "a/t"), true);
   EXPECT_TRUE(api->has_instance_attributes());
-  ASSERT_NE(api->get_attributes(unfolded_instance(*db, "a/t")), nullptr);
-  EXPECT_TRUE(api->get_attributes(unfolded_instance(*db, "a/t"))->is_spare_row());
-  EXPECT_EQ(api->get_attributes(unfolded_instance(*db, "b/t")), nullptr);
-  EXPECT_EQ(api->get_attributes(unfolded_instance(*db, "a/u")), nullptr);
+  ASSERT_NE(api->get_attributes(unfolded_instance(*m_db, "a/t")), nullptr);
+  EXPECT_TRUE(api->get_attributes(unfolded_instance(*m_db, "a/t"))->is_spare_row());
+  EXPECT_EQ(api->get_attributes(unfolded_instance(*m_db, "b/t")), nullptr);
+  EXPECT_EQ(api->get_attributes(unfolded_instance(*m_db, "a/u")), nullptr);
   EXPECT_EQ(api->get_attributes(KEP_UNFOLDED_INSTANCE()), nullptr);
-  api->set_spare_row(unfolded_instance(*db, "a/t"), false);
-  const KEP_UNFOLDED_INSTANCE_ATTRIBUTES* after = api->get_attributes(unfolded_instance(*db, "a/t"));
+  api->set_spare_row(unfolded_instance(*m_db, "a/t"), false);
+  const KEP_UNFOLDED_INSTANCE_ATTRIBUTES* after = api->get_attributes(unfolded_instance(*m_db, "a/t"));
   EXPECT_TRUE(!after || !after->is_spare_row());
 }
 

@@ -222,8 +222,6 @@ template <class CALL>
 pid_t start(const CALL& call) {
   const pid_t child = fork();
   if (child != 0) return child;
-  for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-    std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
   handle_interrupts();
   call();
   _exit(0);
@@ -240,6 +238,8 @@ TEST_P(AtomicFile, ASignalLeavesNothingBehindWheneverItComes) {
   const std::string old_text(100000, 'o');
   const std::string new_text(100000, 'n');
   write("file", old_text);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+    std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
   for (int i = 0; i != 60; ++i) {
     const int signal = std::array{SIGINT, SIGTERM, SIGHUP}[static_cast<std::size_t>(i) % 3];
     const pid_t child = start([&] {
