@@ -48,8 +48,7 @@ std::string kep_tell_unknown_port(std::string_view port, std::string_view type) 
 
 std::string kep_tell_other_width(unsigned width, unsigned master_width, std::string_view type,
                                  simdjson::dom::object cell) {
-  std::string differs =
-      fmt::format("the width is {}, that of the master's port {}", width, master_width);
+  std::string differs = fmt::format("the width is {}, that of the master's port {}", width, master_width);
   if (has_members(cell, "parameters"))
     return fmt::format(
         "{}: the cell gives parameters to a black box, which Yosys writes once, as it is without "
