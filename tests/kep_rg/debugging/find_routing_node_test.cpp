@@ -64,8 +64,7 @@ TEST(FindRoutingNode, GivesTheNodeOnTheFirstNetWithTwoVisits) {
   EXPECT_EQ(w.next("k:a"), "s:o") << "directions do not matter";
 }
 
-TEST(FindRoutingNode, GoesDownIntoAModule) {
-  WIRES w(CELL + R"(
+const std::string DOWN = CELL + R"(
     module TILE
       ports >in
       inst k CELL
@@ -74,8 +73,10 @@ TEST(FindRoutingNode, GoesDownIntoAModule) {
       inst s CELL
       inst t TILE
       net n s.o t.in
-  )",
-          {"s:o", "t/k:a"});
+  )";
+
+TEST(FindRoutingNode, GoesDownIntoAModule) {
+  WIRES w(DOWN, {"s:o", "t/k:a"});
   EXPECT_EQ(w.next("s:o"), "t/k:a");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk", "[t:in] walk", "[t:in] walk", "t/k:a found"))
       << "the port inside is told by the step into it and by the step from it";
@@ -187,17 +188,7 @@ TEST(FindRoutingNode, EndsAtAnInstPortWithNothingInside) {
 }
 
 TEST(FindRoutingNode, EndsAtAnInstPortWithoutAViewUnderTheRank) {
-  WIRES w(CELL + R"(
-    module TILE
-      ports >in
-      inst k CELL
-      net n in k.a
-    module TOP top
-      inst s CELL
-      inst t TILE
-      net n s.o t.in
-  )",
-          {"s:o", "t/k:a"});
+  WIRES w(DOWN, {"s:o", "t/k:a"});
   EXPECT_EQ(w.next("s:o", KEP_VIEW_TYPE_RANK(KEP_VIEW_TYPE::BLC)), "(none)");
   EXPECT_THAT(w.visits(), ElementsAre("s:o walk", "t:in walk"));
 }

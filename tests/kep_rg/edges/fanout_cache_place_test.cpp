@@ -1,6 +1,7 @@
 // What a search asks of its place, and whether its answer is kept then.
 
 #include "tests/kep_rg/edges/fanout_cache_build_fixture.h"
+#include "tests/support/tunnel_modules.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -67,18 +68,11 @@ TEST_F(FanoutCacheBuild, KeepsNothingThatFoundAnExceptionBeforeAFlyover) {
 }
 
 // s drives the tunnel x; behind its way through a jump leads to d.
-const char* const TUNNEL = R"(
+const std::string TUNNEL = test_model::TUNNEL_MODULES + R"(
     module MUX
       ports >a <o
     module JUMP
       ports >i <j
-    module SOURCE
-      ports >i <o
-    module THROUGH
-      ports >i <o
-      net way i o
-    module TARGET
-      ports >i <o
     module TILE
       inst s SOURCE header
       inst x THROUGH header
@@ -96,12 +90,8 @@ const char* const TUNNEL = R"(
 )";
 
 void describe_tunnel(BUILD_CASE& c) {
-  int type = 0;
   c.arcs("MUX", {"a"}, "o");
-  for (const char* key : {"SOURCE", "THROUGH", "TARGET"}) {
-    c.arcs(key, {"i"}, "o");
-    c.parse().add_tunnel_type(c.model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(++type));
-  }
+  test_model::describe_tunnel(c);
 }
 
 TEST_F(FanoutCacheBuild, ServesTheSearchThroughATunnel) {
@@ -115,14 +105,7 @@ TEST_F(FanoutCacheBuild, ServesTheSearchThroughATunnel) {
 
 // Without the tunnel the search stays in the tile; through it, each tile of a pair leads to another target.
 TEST_F(FanoutCacheBuild, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
-  BUILD_CASE c(R"(
-    module SOURCE
-      ports >i <o
-    module THROUGH
-      ports >i <o
-      net way i o
-    module TARGET
-      ports >i <o
+  BUILD_CASE c(test_model::TUNNEL_MODULES + R"(
     module TILE
       ports <p
       inst s SOURCE header
@@ -142,11 +125,7 @@ TEST_F(FanoutCacheBuild, KeepsWhatLiesBehindATunnelWhereItComesAgain) {
       inst a PAIR
       inst b PAIR
   )");
-  int type = 0;
-  for (const char* key : {"SOURCE", "THROUGH", "TARGET"}) {
-    c.arcs(key, {"i"}, "o");
-    c.parse().add_tunnel_type(c.model().module(key), static_cast<KEP_ROUTING_PRIMITIVE_TUNNEL>(++type));
-  }
+  test_model::describe_tunnel(c);
   build(c, 6, 6);
   for (const char* pair : {"a", "b"})
     for (const auto& [tile, target] : {std::pair("t", "d"), std::pair("u", "e")}) {
