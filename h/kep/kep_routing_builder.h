@@ -17,6 +17,7 @@
 /// One thread calls, unless an operation is marked concurrent.
 
 class KEP_OCCURRENCE_ORDER;
+class KEP_PLACE_LAYOUT;
 class KEP_ROUTING_BUILDER_GRAPH;
 
 namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
@@ -125,6 +126,8 @@ public:
     return m_chunks[index / CHUNK_NODES].get() + index % CHUNK_NODES;
   }
   NODE_RANGE iter_nodes(unsigned grain);
+  /// How the places of nodes are numbered. Once the nodes are sorted.
+  const KEP_PLACE_LAYOUT& get_place_layout() const;
 
 private:
   friend class KEP_RG_BUILD;

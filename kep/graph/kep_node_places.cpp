@@ -10,7 +10,7 @@ KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
                                  const std::function<NODE(std::uint32_t)>& get_node)
     : m_unfolding(&unfolding), m_order(std::move(order)),
       m_boundary_module(static_cast<std::uint32_t>(unfolding.get_modules().size())) {
-  const std::uint32_t num_places = unfolding.size();
+  const std::uint32_t num_places = m_order->get_num_places();
   m_first_node.assign(num_places + std::size_t{1}, 0);
   std::vector<std::vector<bool>> is_key(m_boundary_module + std::size_t{1}); // by module, by key
   for (std::uint32_t node = 0; node != num_nodes; ++node) {

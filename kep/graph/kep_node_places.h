@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kep/detail/kep_unfolding.h"
-#include "kep/unfolding/kep_occurrence_order.h"
+#include "kep/graph/kep_occurrence_order.h"
 
 #include <cstdint>
 #include <functional>

@@ -15,7 +15,7 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, const KEP_EDGE
   if (!storage) return 0;
   const KEP_NODE_PLACES& places = *storage->m_places;
   const std::uint32_t place = places.get_order().get_place(occurrence);
-  if (places.get_num_nodes(place) == 0) return 0;
+  if (place == KEP_OCCURRENCE_ORDER::NONE || places.get_num_nodes(place) == 0) return 0;
   const std::uint32_t rank = places.find_rank(place, key);
   if (rank == KEP_NODE_PLACES::NONE) return 0;
   const std::uint64_t word = KEP_NODE_WORD::make(place, rank);

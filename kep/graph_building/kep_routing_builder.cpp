@@ -1,5 +1,6 @@
 #include "kep/kep_routing_builder.h"
 
+#include "kep/detail/kep_place_layout.h"
 #include "kep/graph/kep_node_word.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
 #include "kep/graph_building/kep_routing_graph_folder.h"
@@ -82,6 +83,10 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_GRAPH::allocate_node(std::uint32_t
   return node;
 }
 
+const KEP_PLACE_LAYOUT& KEP_ROUTING_BUILDER_GRAPH::get_place_layout() const {
+  return *m_state->m_layout;
+}
+
 NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsigned grain) {
   return {NODE_RANGE::ITER(this, 0), NODE_RANGE::ITER(this, m_node_count), grain};
 }
@@ -89,11 +94,17 @@ NODE_RANGE KEP_ROUTING_BUILDER_GRAPH::iter_nodes(unsigned grain) {
 /// Sorts by word, in place. Occurrences are counted first, so only the nodes of one occurrence are ever
 /// compared.
 void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
-  auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(m_db->get_unfolding());
-  const auto place_of = [&order = *order](const KEP_ROUTING_BUILDER_NODE& node) {
-    return order.get_place(node.m_occurrence);
+  const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
+  std::vector<bool> holds_nodes(unfolding.get_modules().size());
+  for (std::uint32_t i = 0; i != m_node_count; ++i)
+    if (const KEP_ROUTING_BUILDER_NODE& node = *get_node(i); !node.is_boundary())
+      holds_nodes[unfolding.get(node.m_occurrence).m_module->get_number()] = true;
+  m_state->m_layout = std::make_unique<const KEP_PLACE_LAYOUT>(unfolding, std::move(holds_nodes));
+  auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(unfolding, *m_state->m_layout);
+  const auto place_of = [&layout = *m_state->m_layout](const KEP_ROUTING_BUILDER_NODE& node) {
+    return layout.get_first_place(node.m_occurrence);
   };
-  std::vector<std::uint32_t> first(m_db->get_unfolding().size() + std::size_t{1});
+  std::vector<std::uint32_t> first(order->get_num_places() + std::size_t{1});
   for (std::uint32_t i = 0; i != m_node_count; ++i)
     ++first[place_of(*get_node(i)) + std::size_t{1}];
   for (std::size_t i = 1; i != first.size(); ++i)
@@ -143,12 +154,13 @@ void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRA
 void KEP_ROUTING_BUILDER_GRAPH::find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order) {
   const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
   m_state->m_places = std::make_shared<const KEP_NODE_PLACES>(
-      unfolding, std::move(order), m_node_count, [this, &unfolding, &order = *order](std::uint32_t index) {
+      unfolding, std::move(order), m_node_count,
+      [this, &unfolding, &layout = *m_state->m_layout](std::uint32_t index) {
         const KEP_ROUTING_BUILDER_NODE& node = *get_node(index);
         if (node.is_boundary()) return KEP_NODE_PLACES::NODE{KEP_NODE_WORD::BOUNDARY, node.get_key()};
         const auto* first = unfolding.get(node.m_occurrence).m_module->get_inst_port_by_number(0);
         const auto number = static_cast<std::uint32_t>(static_cast<KEP_INST_PORT*>(node.m_object) - first);
-        return KEP_NODE_PLACES::NODE{order.get_place(node.m_occurrence),
+        return KEP_NODE_PLACES::NODE{layout.get_first_place(node.m_occurrence),
                                      KEP_NODE_WORD::make_key(number, node.m_is_hipi)};
       });
   std::uint32_t& top = m_state->m_num_top_occurrences;
@@ -210,6 +222,7 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_
   std::uint32_t node = KEP_NODE_INDEX::NO_NODE;
   if (state.m_places) {
     const std::uint32_t place = state.m_places->get_order().get_place(occurrence);
+    if (place == KEP_OCCURRENCE_ORDER::NONE) return nullptr;
     const std::uint32_t rank = state.m_places->find_rank(place, KEP_NODE_WORD::make_key(number, is_hipi));
     if (rank != KEP_NODE_PLACES::NONE) node = state.m_places->find_node(place, rank);
   } else if (occurrence == KEP_UNFOLDING::ABOVE_TOP) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_place_layout.h"
 #include "kep/graph/kep_node_places.h"
 #include "kep/graph_building/kep_node_index.h"
 #include "kep/graph_building/kep_template_lists.h"
@@ -12,7 +13,8 @@
 /// What a graph under construction holds beside its nodes: where they stand, and the fanouts as templates. A
 /// list of fanouts that many nodes have stands there once.
 struct KEP_ROUTING_BUILDER_GRAPH::STATE {
-  std::unique_ptr<KEP_NODE_INDEX> m_index; // until the nodes are sorted
+  std::unique_ptr<KEP_NODE_INDEX> m_index;          // until the nodes are sorted
+  std::unique_ptr<const KEP_PLACE_LAYOUT> m_layout; // likewise from then on
   std::shared_ptr<const KEP_NODE_PLACES>
       m_places; // once the nodes are sorted; shared with the finished graph
   KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY> m_fanouts;

@@ -32,13 +32,13 @@ public:
     }
   };
 
-  SIGHT(const KEP_NODE_PLACES& places, const KEP_UNFOLDING& unfolding, std::uint32_t num_top_occurrences,
-        std::uint32_t occurrence)
-      : m_places(places), m_unfolding(unfolding), m_num_top_occurrences(num_top_occurrences),
-        m_own(places.get_order().get_place(occurrence)) {}
+  SIGHT(const KEP_NODE_PLACES& places, const KEP_PLACE_LAYOUT& layout, const KEP_UNFOLDING& unfolding,
+        std::uint32_t num_top_occurrences, std::uint32_t occurrence)
+      : m_places(places), m_layout(layout), m_unfolding(unfolding),
+        m_num_top_occurrences(num_top_occurrences), m_own(layout.get_first_place(occurrence)) {}
 
   PLACE get_place(std::uint32_t occurrence) const {
-    const std::uint32_t place = m_places.get_order().get_place(occurrence);
+    const std::uint32_t place = m_layout.get_first_place(occurrence);
     const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
     return {occurrence, m_places.get_first_nodes()[place], m_places.find_ranks(place),
             module ? module->get_inst_port_by_number(0) : nullptr, see_place(occurrence, place)};
@@ -55,7 +55,7 @@ public:
   /// is seen from itself, and targets that do not stand at the place, which are counted.
   KEP_FANOUT_ENTRY* write_run(const BUILDER::FANOUT_RUN& run, KEP_SEEN_WORD own, KEP_FANOUT_ENTRY* entry,
                               std::size_t& num_missing) const {
-    const std::uint32_t place = m_places.get_order().get_place(run.m_occurrence);
+    const std::uint32_t place = m_layout.get_first_place(run.m_occurrence);
     const std::uint64_t begin = see_place(run.m_occurrence, place);
     const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
     const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;
@@ -82,6 +82,7 @@ private:
   }
 
   const KEP_NODE_PLACES& m_places;
+  const KEP_PLACE_LAYOUT& m_layout;
   const KEP_UNFOLDING& m_unfolding;
   std::uint32_t m_num_top_occurrences;
   std::uint32_t m_own;
@@ -131,8 +132,8 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
 
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
-  const SIGHT sight(*state.m_places, m_graph->get_db()->get_unfolding(), state.m_num_top_occurrences,
-                    node->get_occurrence());
+  const SIGHT sight(*state.m_places, *state.m_layout, m_graph->get_db()->get_unfolding(),
+                    state.m_num_top_occurrences, node->get_occurrence());
   SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
   WORK& work = get_work();
   work.m_entries.resize(count);
@@ -164,7 +165,7 @@ std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::find_target(const KEP_INST_PORT&
 bool KEP_ROUTING_BUILDER_EDGE_BUILDER::has_all_nodes(std::uint32_t occurrence) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
   const std::uint32_t place = places.get_order().get_place(occurrence);
-  return places.get_num_nodes(place) == places.get_num_ranks(place);
+  return place == KEP_OCCURRENCE_ORDER::NONE || places.get_num_nodes(place) == places.get_num_ranks(place);
 }
 
 KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_COUNTS
@@ -173,8 +174,8 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
                                              const std::vector<FANOUT_RUN>& redundant_fanouts) {
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
-  const SIGHT sight(*state.m_places, m_graph->get_db()->get_unfolding(), state.m_num_top_occurrences,
-                    node->get_occurrence());
+  const SIGHT sight(*state.m_places, *state.m_layout, m_graph->get_db()->get_unfolding(),
+                    state.m_num_top_occurrences, node->get_occurrence());
   const KEP_SEEN_WORD own = sight.get_place(node->get_occurrence()).see_node(node->get_index());
   std::size_t most = 0;
   for (const std::vector<FANOUT_RUN>* list : {&fanouts, &redundant_fanouts})

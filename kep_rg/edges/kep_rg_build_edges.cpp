@@ -97,7 +97,8 @@ void KEP_RG_BUILD::add_edges() {
   tbb::mutex mutex;
   const bool keeps_answers =
       m_edge_phase.m_uses_fanout_cache && m_db->get_db_type() != KEP_DB_TYPE::NO_REDUNDANCY;
-  m_like_places = keeps_answers ? KEP_RG_LIKE_PLACES(*m_db, m_primitives) : KEP_RG_LIKE_PLACES();
+  m_like_places = keeps_answers ? KEP_RG_LIKE_PLACES(*m_db, m_primitives, m_builder_graph->get_place_layout())
+                                : KEP_RG_LIKE_PLACES();
   // Whoever observes the search or reads of it must see every step.
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
   if (m_edge_phase.m_walks_plain_nets && !build_search.is_observed() && !m_verbose)

@@ -30,22 +30,51 @@ bool asks_attributes(const KEP_RG_PRIMITIVES& primitives, KEP_INST_PORT& inst_po
 
 } // namespace
 
-KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives)
-    : m_unfolding(&db.get_unfolding()), m_previous(m_unfolding->size()) {
-  std::vector<std::uint32_t> last(m_unfolding->get_modules().size(), KEP_UNFOLDING::ABOVE_TOP);
-  if (!m_previous.empty()) link(KEP_UNFOLDING::ABOVE_TOP, last);
-  if (db.get_legacy_api()->has_instance_attributes()) m_primitives = &primitives;
-}
+/// Goes down in the order of the nodes. Modules without places below are left out: no search begins there.
+class KEP_RG_LIKE_PLACES::LINKER {
+public:
+  explicit LINKER(KEP_RG_LIKE_PLACES& places)
+      : m_places(places), m_last(places.m_unfolding->get_modules().size(), KEP_UNFOLDING::ABOVE_TOP),
+        m_children(m_last.size()) {}
 
-/// Goes down in depth-first order, the order of the nodes; `last` holds the last occurrence of each module.
-void KEP_RG_LIKE_PLACES::link(std::uint32_t occurrence, std::vector<std::uint32_t>& last) {
-  const KEP_OCCURRENCE& own = m_unfolding->get(occurrence);
-  if (own.m_module) m_previous[occurrence] = std::exchange(last[own.m_module->get_number()], occurrence);
-  // The children of all stand in one row.
-  const std::uint32_t behind = occurrence + 1;
-  const std::uint32_t end = behind == m_unfolding->size() ? behind : m_unfolding->get(behind).m_first_child;
-  for (std::uint32_t child = own.m_first_child; child != end; ++child)
-    link(child, last);
+  void link(std::uint32_t occurrence) {
+    const KEP_OCCURRENCE& own = m_places.m_unfolding->get(occurrence);
+    m_places.m_previous[occurrence] = std::exchange(m_last[own.m_module->get_number()], occurrence);
+    for (const std::uint32_t rank : get_children(*own.m_module))
+      link(own.m_first_child + rank);
+  }
+
+private:
+  /// The ranks of inner children with places, in the order of these.
+  const std::vector<std::uint32_t>& get_children(const KEP_MODULE& module) {
+    std::vector<std::uint32_t>& ranks = m_children[module.get_number()];
+    if (!ranks.empty()) return ranks;
+    const KEP_PLACE_LAYOUT& layout = *m_places.m_layout;
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> by_place;
+    for (std::uint32_t i = 0; i != module.get_num_slots(); ++i)
+      if (const KEP_SLOT& slot = module.get_slots()[i];
+          slot.m_inner_rank != KEP_SLOT::NOT_INNER && layout.get_extent(*slot.m_module) != 0)
+        by_place.emplace_back(layout.get_offset(module, i), slot.m_inner_rank);
+    std::sort(by_place.begin(), by_place.end());
+    for (const auto& [place, rank] : by_place)
+      ranks.push_back(rank);
+    return ranks;
+  }
+
+  KEP_RG_LIKE_PLACES& m_places;
+  std::vector<std::uint32_t> m_last;                  // occurrence, by module number
+  std::vector<std::vector<std::uint32_t>> m_children; // by module number
+};
+
+KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives,
+                                       const KEP_PLACE_LAYOUT& layout)
+    : m_unfolding(&db.get_unfolding()), m_layout(&layout), m_previous(m_unfolding->size()) {
+  LINKER linker(*this);
+  for (std::uint32_t i = 1; i < m_unfolding->size(); ++i) {
+    if (m_unfolding->get(i).m_parent != KEP_UNFOLDING::ABOVE_TOP) break; // tops stand first
+    linker.link(i);
+  }
+  if (db.get_legacy_api()->has_instance_attributes()) m_primitives = &primitives;
 }
 
 KEP_RG_LIKE_PLACES::PLACE KEP_RG_LIKE_PLACES::find_previous(const PLACE& place) const {

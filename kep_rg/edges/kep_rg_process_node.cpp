@@ -42,10 +42,10 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(const NODE_RANGE& range) const {
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::note_ends(const KEP_ROUTING_BUILDER_NODE& first, std::uint32_t count,
                                                WORK& work) const {
   const KEP_ROUTING_BUILDER_NODE& last = *m_ftd->m_builder_graph->get_node(first.get_index() + count - 1);
-  const KEP_UNFOLDING& unfolding = m_ftd->m_db->get_unfolding();
+  const KEP_PLACE_LAYOUT& layout = m_ftd->m_builder_graph->get_place_layout();
   work.m_first_node = first.get_index();
-  work.m_first_number = unfolding.get(first.get_occurrence()).m_number;
-  work.m_last_number = unfolding.get(last.get_occurrence()).m_number;
+  work.m_first_place = layout.get_first_place(first.get_occurrence());
+  work.m_last_place = layout.get_first_place(last.get_occurrence());
 }
 
 /// Under the mutex: a thread's first use makes its record, and the progress line of another walks over all of

@@ -30,8 +30,8 @@ public:
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
     bool m_asked_for_nodes = false;   // the search at hand ended where nodes stand
     std::uint32_t m_first_node = 0;   // where the range begins
-    std::uint64_t m_first_number = 0; // likewise, as the number of the occurrence
-    std::uint64_t m_last_number = 0;  // and where it ends
+    std::uint32_t m_first_place = 0; // likewise, as the number of its place
+    std::uint32_t m_last_place = 0;  // and where it ends
   };
 
   KEP_PROCESS_NODE_FOR_ADD_EDGES(KEP_RG_BUILD* ftd,

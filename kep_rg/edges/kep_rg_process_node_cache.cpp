@@ -23,14 +23,15 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::store_cached_fanout(const START& start, WOR
     work.m_cache->store(start.m_uip, results.m_top_module, results.m_uips);
 }
 
-/// Nodes stand in depth-first order, and so the next like place comes at least the size of the enclosing
-/// module later. An answer that would die with its range unused is not worth its memory.
+/// What is below an occurrence stands side by side in the order of the nodes, and so the next like place
+/// comes at least the extent of the enclosing module later. An answer that would die with its range unused is
+/// not worth its memory.
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::may_come_again(const START& start, const WORK& work) const {
   if (m_ftd->m_edge_phase.m_keeps_all_answers) return true;
   const auto occurrence = static_cast<std::uint32_t>(start.m_uip.m_position);
   const KEP_MODULE* top = work.m_results.m_top_module.m_object;
-  return m_ftd->m_db->get_unfolding().get(occurrence).m_number + (top ? top->get_size() : 0) <=
-         work.m_last_number;
+  const KEP_PLACE_LAYOUT& layout = m_ftd->m_like_places.get_layout();
+  return layout.get_first_place(occurrence) + (top ? layout.get_extent(*top) : 0) <= work.m_last_place;
 }
 
 /// A search asks two questions that like places may answer differently: where nodes stand, and whether an
@@ -54,7 +55,6 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::depends_on_place(const START& start, const 
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILDER_NODE* node,
                                                          const WORK& work) const {
   const KEP_RG_LIKE_PLACES& places = m_ftd->m_like_places;
-  const KEP_UNFOLDING& unfolding = m_plain_nets->get_unfolding();
   KEP_RG_LIKE_PLACES::PLACE place{node->get_occurrence(), work.m_plain_walk.get_top()};
   if (!places.is_used() || !work.m_plain_walk.is_kept()) return false;
   for (;;) {
@@ -62,6 +62,6 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::was_answered_before(const KEP_ROUTING_BUILD
     if (place.m_top == KEP_UNFOLDING::ABOVE_TOP) return false;
     if (const auto* like = m_ftd->m_node_cache.find_like_node(*node, place.m_occurrence))
       return like->get_index() >= work.m_first_node;
-    if (unfolding.get(place.m_occurrence).m_number < work.m_first_number) return false;
+    if (places.get_layout().get_first_place(place.m_occurrence) < work.m_first_place) return false;
   }
 }

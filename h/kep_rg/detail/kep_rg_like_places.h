@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_place_layout.h"
 #include "kep/kep_db.h"
 #include "kep_rg/kep_rg_primitives.h"
 
@@ -13,7 +14,8 @@ class KEP_RG_EXPORT KEP_RG_LIKE_PLACES {
 public:
   /// For a device whose answers are never kept.
   KEP_RG_LIKE_PLACES() = default;
-  KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives);
+  /// The layout outlives the object, like the database and the primitives.
+  KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives, const KEP_PLACE_LAYOUT& layout);
 
   /// Answers are kept at all.
   bool is_used() const { return m_unfolding != nullptr; }
@@ -26,6 +28,8 @@ public:
   /// The last like place before a place: the top is another occurrence of its module. Both are
   /// KEP_UNFOLDING::ABOVE_TOP if there is none.
   PLACE find_previous(const PLACE& place) const;
+  /// The numbers by which nodes are in order.
+  const KEP_PLACE_LAYOUT& get_layout() const { return *m_layout; }
 
   /// On some net of the device a search may ask for the attributes of an instance, to take a flyover or not.
   bool has_attributes() const { return m_primitives != nullptr; }
@@ -36,9 +40,10 @@ public:
   bool is_flyover_net(const KEP_NET& net) const;
 
 private:
-  void link(std::uint32_t occurrence, std::vector<std::uint32_t>& last);
+  class LINKER;
 
   const KEP_UNFOLDING* m_unfolding = nullptr;
+  const KEP_PLACE_LAYOUT* m_layout = nullptr;
   const KEP_RG_PRIMITIVES* m_primitives = nullptr; // null where no instance has attributes
   // By inner occurrence: the last one of the same module before it, in the order of the nodes, or ABOVE_TOP.
   std::vector<std::uint32_t> m_previous;

@@ -68,12 +68,14 @@ void publish_drivers(KEP_DB& db) {
 TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
   const auto db = make_db(device());
   publish_drivers(*db);
-  // Above the tops, the top, 2 rows, 4 blocks, 8 pairs and 16 tiles.
-  const std::uint64_t places = 1 + 1 + 2 + 4 + 8 + 16;
-  const std::uint64_t words_of_places = 2 * places   // the order of places and back
+  // Above the tops, and 16 tiles. The top, rows, blocks and pairs hold no nodes and take none.
+  const std::uint64_t places = 1 + 16;
+  const std::uint64_t words_of_places = 2 * places   // from occurrences to places and back
                                         + places + 1 // the first node of each, and the end
                                         + places     // no list of ranks: each tile has all nodes
                                         + places;    // and the page of each
+  // Which of the 32 occurrences have a place: bits for 64 of them, and the number of places before.
+  const std::uint64_t bytes_of_marks = 16;
   // Six modules, what stands above the tops, and the end: where the keys and the buckets of each begin.
   const std::uint64_t words_of_modules = 2 * (6 + 1 + 1);
   const std::uint64_t words_of_keys = NUM_MUXES;
@@ -92,8 +94,8 @@ TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
             sizeof(KEP_ROUTING_GRAPH_STORAGE) + sizeof(KEP_NODE_PLACES) +
                 sizeof(std::uint32_t) *
                     (words_of_places + words_of_modules + words_of_keys + words_of_buckets) +
-                bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) + fanouts * sizeof(KEP_SEEN_WORD) +
-                2 * bytes_of_folded_words);
+                bytes_of_marks + bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) +
+                fanouts * sizeof(KEP_SEEN_WORD) + 2 * bytes_of_folded_words);
 }
 
 TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "kep/graph_building/kep_sibling_layout.h"
+
+#include <cstdint>
+#include <vector>
+
+/// Tells which of several layouts of siblings folds better. A kind of connection is a port of a module and
+/// one of a module that it drives; nodes at its ends have like edges if all connections of the kind bridge
+/// the same difference. So each unlike difference of a kind costs, and each number does. Of many connections
+/// only those of some ports are looked at, all that these have.
+class KEP_LAYOUT_JUDGE {
+public:
+  KEP_LAYOUT_JUDGE(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings,
+                   std::uint32_t num_occurrences);
+
+  /// In about as many bytes as the finished graph would take.
+  std::uint64_t get_cost(const KEP_SIBLING_LAYOUT& layout) const;
+  /// No layout costs less than a good part of this one: most connections are of a kind of their own, or like
+  /// ones bridge like differences already.
+  bool is_hard_to_beat(const KEP_SIBLING_LAYOUT& layout) const;
+
+private:
+  struct CONNECTION {
+    std::uint32_t m_from; // siblings
+    std::uint32_t m_to;
+    std::uint64_t m_kind; // by hash
+  };
+  std::uint64_t get_cost(std::uint64_t num_differences, std::uint64_t size) const;
+  void add_connections(const std::vector<std::uint32_t>& sibling_of_instance, const KEP_INST_PORT& driver,
+                       const KEP_NET& net);
+
+  std::vector<CONNECTION> m_connections;
+  std::uint64_t m_stands_for = 1; // so many connections
+  std::uint64_t m_num_occurrences;
+};

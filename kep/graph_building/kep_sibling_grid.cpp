@@ -1,0 +1,200 @@
+#include "kep/graph_building/kep_sibling_grid.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t MAX_AXES = 3;
+constexpr std::size_t MAX_DIGITS = 9;
+// Cells for each sibling, that the few numbers of an empty cell cost less than what is alike saves.
+constexpr std::uint64_t MAX_CELLS = 4;
+constexpr std::uint64_t ALWAYS_ALLOWED = 64;
+// A kind that makes all cells larger must take at least this part of the numbers it costs.
+constexpr std::uint64_t MAX_RAISE = 32;
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// Replaces each number by its rank among all of them; gives how many there are.
+std::uint64_t rank(std::vector<std::uint32_t>& numbers) {
+  std::vector<std::uint32_t> values(numbers);
+  std::sort(values.begin(), values.end());
+  values.erase(std::unique(values.begin(), values.end()), values.end());
+  for (std::uint32_t& number : numbers)
+    number =
+        static_cast<std::uint32_t>(std::lower_bound(values.begin(), values.end(), number) - values.begin());
+  return values.size();
+}
+
+} // namespace
+
+KEP_SIBLING_GRID::KEP_SIBLING_GRID(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings)
+    : m_siblings(siblings) {
+  m_names.reserve(siblings.size());
+  for (const KEP_SIBLING& sibling : siblings)
+    m_names.push_back(take_apart(module, sibling));
+}
+
+KEP_SIBLING_GRID::NAME KEP_SIBLING_GRID::take_apart(const KEP_MODULE& module,
+                                                    const KEP_SIBLING& sibling) const {
+  const KEP_SLOT& slot = module.get_slots()[sibling.m_slot];
+  const std::string_view name = module.get_instance_by_index(slot.m_instance)->get_plain_name();
+  NAME apart;
+  for (std::size_t i = 0; i != name.size();) {
+    if (!is_digit(name[i])) {
+      apart.m_text += name[i++];
+      continue;
+    }
+    std::uint32_t number = 0;
+    for (std::size_t digits = 0; i != name.size() && is_digit(name[i]) && digits != MAX_DIGITS; ++digits)
+      number = number * 10 + static_cast<std::uint32_t>(name[i++] - '0');
+    apart.m_text += '\0';
+    apart.m_numbers.push_back(number);
+  }
+  apart.m_text += static_cast<char>(slot.m_module->get_view_type()); // siblings of one name in several views
+  return apart;
+}
+
+std::vector<KEP_SIBLING_GRID::AXES> KEP_SIBLING_GRID::list_axes() const {
+  std::size_t most = 0;
+  for (const NAME& name : m_names)
+    most = std::max(most, name.m_numbers.size());
+  std::vector<AXES> axes;
+  for (std::size_t num_axes = 1; num_axes <= std::min(most, MAX_AXES); ++num_axes) {
+    axes.push_back({num_axes, false});
+    if (num_axes != most) axes.push_back({num_axes, true});
+  }
+  return axes;
+}
+
+bool KEP_SIBLING_GRID::choose(const AXES& axes) {
+  m_on_grid.clear();
+  m_apart.clear();
+  std::vector<std::string> kinds;
+  std::vector<std::vector<std::uint32_t>> coordinates(axes.m_num_axes);
+  for (std::uint32_t i = 0; i != m_names.size(); ++i) {
+    const std::vector<std::uint32_t>& numbers = m_names[i].m_numbers;
+    if (numbers.size() < axes.m_num_axes) {
+      m_apart.push_back({i, 0, 0});
+      continue;
+    }
+    const std::size_t first = axes.m_takes_last ? numbers.size() - axes.m_num_axes : 0;
+    m_on_grid.push_back({i, 0, 0});
+    kinds.push_back(m_names[i].m_text);
+    for (std::size_t j = 0; j != numbers.size(); ++j)
+      if (j - first < axes.m_num_axes)
+        coordinates[j - first].push_back(numbers[j]);
+      else
+        kinds.back() += fmt::format(" {}", numbers[j]);
+  }
+  number_kinds(kinds);
+  if (!find_cells(coordinates)) return false;
+  std::sort(m_on_grid.begin(), m_on_grid.end(), [](const PLACED& left, const PLACED& right) {
+    return std::tie(left.m_cell, left.m_kind, left.m_sibling) <
+           std::tie(right.m_cell, right.m_kind, right.m_sibling);
+  });
+  std::sort(m_apart.begin(), m_apart.end(), [this](const PLACED& left, const PLACED& right) {
+    const NAME& left_name = m_names[left.m_sibling];
+    const NAME& right_name = m_names[right.m_sibling];
+    return std::tie(left_name.m_text, left_name.m_numbers, left.m_sibling) <
+           std::tie(right_name.m_text, right_name.m_numbers, right.m_sibling);
+  });
+  return true;
+}
+
+/// Kinds with many siblings first.
+void KEP_SIBLING_GRID::number_kinds(const std::vector<std::string>& kinds) {
+  std::unordered_map<std::string_view, std::uint32_t> counts;
+  for (const std::string& kind : kinds)
+    ++counts[kind];
+  std::vector<std::pair<std::string_view, std::uint32_t>> order(counts.begin(), counts.end());
+  std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) {
+    return left.second != right.second ? left.second > right.second : left.first < right.first;
+  });
+  m_num_kinds = static_cast<std::uint32_t>(order.size());
+  for (std::uint32_t i = 0; i != m_num_kinds; ++i)
+    counts[order[i].first] = i;
+  for (std::size_t i = 0; i != kinds.size(); ++i)
+    m_on_grid[i].m_kind = counts[kinds[i]];
+}
+
+/// The last axis runs fastest. False if the cells can't be numbered.
+bool KEP_SIBLING_GRID::find_cells(std::vector<std::vector<std::uint32_t>>& coordinates) {
+  m_num_cells = 1;
+  for (std::vector<std::uint32_t>& axis : coordinates) {
+    const std::uint64_t size = rank(axis);
+    if (__builtin_mul_overflow(m_num_cells, size, &m_num_cells)) return false;
+    for (std::size_t i = 0; i != axis.size(); ++i)
+      m_on_grid[i].m_cell = m_on_grid[i].m_cell * size + axis[i];
+  }
+  return true;
+}
+
+void KEP_SIBLING_GRID::append(const std::vector<PLACED>& siblings, KEP_SIBLING_LAYOUT& layout) const {
+  for (const PLACED& each : siblings) {
+    layout.m_offsets[each.m_sibling] = layout.m_size;
+    layout.m_size += m_siblings[each.m_sibling].m_extent;
+  }
+}
+
+KEP_SIBLING_LAYOUT KEP_SIBLING_GRID::lay_out_without_gaps() const {
+  KEP_SIBLING_LAYOUT layout{std::vector<std::uint64_t>(m_siblings.size()), 0};
+  append(m_on_grid, layout);
+  append(m_apart, layout);
+  return layout;
+}
+
+/// Kind by kind on what stands in its cells by then: kinds that share no cell share their numbers.
+std::optional<KEP_SIBLING_LAYOUT> KEP_SIBLING_GRID::lay_out_with_gaps() const {
+  if (m_num_cells > m_on_grid.size() * MAX_CELLS + ALWAYS_ALLOWED) return std::nullopt;
+  std::vector<std::vector<PLACED>> kinds(m_num_kinds);
+  for (const PLACED& each : m_on_grid)
+    kinds[each.m_kind].push_back(each);
+  KEP_SIBLING_LAYOUT layout{std::vector<std::uint64_t>(m_siblings.size()), 0};
+  std::vector<std::uint64_t> heights(m_num_cells);
+  std::uint64_t cell_size = 0;
+  std::vector<PLACED> placed;
+  std::vector<PLACED> apart;
+  for (const std::vector<PLACED>& kind : kinds) {
+    std::uint64_t offset = 0;
+    std::uint64_t sum = 0;
+    std::uint64_t top = 0;
+    for (const PLACED& each : kind) {
+      offset = std::max(offset, heights[each.m_cell]);
+      sum += m_siblings[each.m_sibling].m_extent;
+      top = std::max(top, m_siblings[each.m_sibling].m_extent);
+    }
+    top += offset;
+    if (top > cell_size && (top - cell_size) * m_num_cells > sum * MAX_RAISE) {
+      apart.insert(apart.end(), kind.begin(), kind.end());
+      continue;
+    }
+    cell_size = std::max(cell_size, top);
+    for (const PLACED& each : kind) {
+      std::uint64_t& height = heights[each.m_cell];
+      if (height > offset) { // two of one kind, as `a1` and `a01`
+        apart.push_back(each);
+        continue;
+      }
+      layout.m_offsets[each.m_sibling] = offset;
+      height = offset + m_siblings[each.m_sibling].m_extent;
+      placed.push_back(each);
+    }
+  }
+  for (const PLACED& each : placed) {
+    std::uint64_t& offset = layout.m_offsets[each.m_sibling];
+    offset += each.m_cell * cell_size;
+    layout.m_size = std::max(layout.m_size, offset + m_siblings[each.m_sibling].m_extent);
+  }
+  append(apart, layout);
+  append(m_apart, layout);
+  return layout;
+}
