@@ -9,9 +9,10 @@
 
 /// Writes a device model in the JSON form that the model reader takes (a hierarchical netlist of modules).
 ///
-/// A module is filled as one KEP_MODEL_MODULE and written at once, so a file may be far larger than memory:
-/// only the module at hand is held. Order is kept: ports, cells and connections are written in the order in
-/// which they stand. A bit is a net number within its module; UNCONNECTED_BIT is written as "x".
+/// A module is filled as one KEP_MODEL_MODULE and written at once, or cell by cell, so a file may be far
+/// larger than memory: only the module or the cell at hand is held. Order is kept: ports, cells and
+/// connections are written in the order in which they stand. A bit is a net number within its module;
+/// UNCONNECTED_BIT is written as "x".
 ///
 /// One writer, one thread.
 
@@ -63,11 +64,18 @@ public:
 
   void write(const KEP_MODEL_MODULE& module);
 
+  /// A module of more cells than should be held: its key, attributes and ports, then cell by cell, then its
+  /// net names. The bytes are those of write().
+  void begin_module(const KEP_MODEL_MODULE& module);
+  void write_cell(const KEP_MODEL_CELL& cell);
+  void end_module(const KEP_MODEL_MODULE& module);
+
   /// Writes the end of the file and flushes. Nothing may be written after it.
   void finish();
 
 private:
   std::ostream& m_out;
-  std::string m_buffer; // one module's text, reused
-  bool m_first = true;
+  std::string m_buffer; // the text of one piece, reused
+  bool m_is_first_module = true;
+  bool m_is_first_cell = true;
 };

@@ -76,9 +76,17 @@ KEP_MODEL_WRITER::KEP_MODEL_WRITER(std::ostream& out, std::string_view creator) 
 }
 
 void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
+  begin_module(module);
+  for (const KEP_MODEL_CELL& cell : module.m_cells)
+    write_cell(cell);
+  end_module(module);
+}
+
+void KEP_MODEL_WRITER::begin_module(const KEP_MODEL_MODULE& module) {
   std::string& out = m_buffer;
-  out = m_first ? "\n  " : ",\n  ";
-  m_first = false;
+  out = m_is_first_module ? "\n  " : ",\n  ";
+  m_is_first_module = false;
+  m_is_first_cell = true;
   kep_append_json_text(out, module.m_key);
   out += ":{\n   ";
   append_attributes(out, module.m_attributes);
@@ -87,22 +95,35 @@ void KEP_MODEL_WRITER::write(const KEP_MODEL_MODULE& module) {
                    "\"direction\":\"{}\",\"bits\":", direction_name(port.m_direction));
     append_bits(out, port.m_bits);
   });
-  append_object(out, "cells", module.m_cells, [&out](const KEP_MODEL_CELL& cell) {
-    out += "\"type\":";
-    kep_append_json_text(out, cell.m_type);
-    out += ',';
-    append_attributes(out, cell.m_attributes);
-    out += ",\"connections\":{";
-    const char* separator = "";
-    for (const auto& [port, bits] : cell.m_connections) {
-      out += separator;
-      separator = ",";
-      kep_append_json_text(out, port);
-      out += ':';
-      append_bits(out, bits);
-    }
-    out += '}';
-  });
+  out += ",\n   \"cells\":{";
+  m_out << out;
+}
+
+void KEP_MODEL_WRITER::write_cell(const KEP_MODEL_CELL& cell) {
+  std::string& out = m_buffer;
+  out = m_is_first_cell ? "\n    " : ",\n    ";
+  m_is_first_cell = false;
+  kep_append_json_text(out, cell.m_name);
+  out += ":{\"type\":";
+  kep_append_json_text(out, cell.m_type);
+  out += ',';
+  append_attributes(out, cell.m_attributes);
+  out += ",\"connections\":{";
+  const char* separator = "";
+  for (const auto& [port, bits] : cell.m_connections) {
+    out += separator;
+    separator = ",";
+    kep_append_json_text(out, port);
+    out += ':';
+    append_bits(out, bits);
+  }
+  out += "}}";
+  m_out << out;
+}
+
+void KEP_MODEL_WRITER::end_module(const KEP_MODEL_MODULE& module) {
+  std::string& out = m_buffer;
+  out = "}";
   append_object(out, "netnames", module.m_netnames, [&out](const KEP_MODEL_NETNAME& net) {
     out += "\"bits\":";
     append_bits(out, net.m_bits);

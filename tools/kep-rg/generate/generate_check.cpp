@@ -68,9 +68,25 @@ void check_sources(const GENERATE_OPTIONS& options) {
                                          options.m_connect_inputs, options.m_width));
 }
 
+void check_flat(const GENERATE_OPTIONS& options) {
+  using LIMITS = GENERATE_LIMITS;
+  const bool is_network = options.m_form == GENERATE_FORM::RANDOM || options.m_form == GENERATE_FORM::NEAR;
+  check_range("--nodes", options.m_nodes, is_network ? LIMITS::MIN_FLAT_NODES : 2, LIMITS::MAX_NODES);
+  check_range("--inputs", options.m_inputs, 1, LIMITS::MAX_INPUTS);
+  check_generate_bits("the module", options.m_nodes * (is_network ? options.m_inputs + 1U : 2U));
+}
+
 } // namespace
 
 void check_generate_options(const GENERATE_OPTIONS& options) {
+  if (options.m_form != GENERATE_FORM::TILES && options.m_form != GENERATE_FORM::GRIDS)
+    return check_flat(options);
   check_ranges(options);
   check_sources(options);
+}
+
+void check_generate_bits(const std::string& module, std::uint64_t bits) {
+  if (bits > GENERATE_LIMITS::MAX_BITS)
+    throw std::runtime_error(fmt::format("generate: {} would have {} bits, more than {}", module, bits,
+                                         GENERATE_LIMITS::MAX_BITS));
 }

@@ -16,7 +16,12 @@ struct GENERATE_LIMITS {
   static constexpr std::uint32_t MAX_REDUNDANT = 33; ///< percent: a half of the inputs stands twice
   static constexpr std::uint32_t MAX_TUNNELS = 64;
   static constexpr std::uint32_t MAX_SPARE_ROWS = 10'000;
+  static constexpr std::uint64_t MIN_FLAT_NODES = 1'000; ///< of the forms RANDOM and NEAR
+  static constexpr std::uint64_t MAX_BITS = 1U << 27U;   ///< of one module: some gigabytes of text
 };
 
 /// Throws std::runtime_error with one line if the options are out of range or can't be met together.
 void check_generate_options(const GENERATE_OPTIONS& options);
+
+/// Throws likewise if a module of so many bits, each counted where it stands, would be too large to be read.
+void check_generate_bits(const std::string& module, std::uint64_t bits);

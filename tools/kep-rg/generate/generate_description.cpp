@@ -57,6 +57,13 @@ void GENERATE_DESCRIPTION::set_skip_paths(std::string_view module, std::string_v
                  module, instance, skip);
 }
 
+void GENERATE_DESCRIPTION::set_skip_paths(std::string_view module, bool skip) {
+  fmt::format_to(end_of(m_text),
+                 R"({{"op":"set_skip_paths","module":"{}","skip":{}}})"
+                 "\n",
+                 module, skip);
+}
+
 void GENERATE_DESCRIPTION::add_wire_type(std::string_view name, unsigned flags, std::string_view module,
                                          std::string_view path) {
   fmt::format_to(end_of(m_text),

@@ -16,6 +16,7 @@ public:
   void add_inserted_node(std::string_view module, std::string_view port);
   void add_tunnel_type(std::string_view module, unsigned tunnel);
   void set_skip_paths(std::string_view module, std::string_view instance, bool skip);
+  void set_skip_paths(std::string_view module, bool skip);
   void add_wire_type(std::string_view name, unsigned flags, std::string_view module, std::string_view path);
   void set_spare_row(std::string_view instance);
 

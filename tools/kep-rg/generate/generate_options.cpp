@@ -3,8 +3,12 @@
 #include "tools/kep-rg/generate/generate_check.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
+#include <array>
 #include <cstdint>
+#include <map>
+#include <set>
 #include <string>
 
 namespace {
@@ -32,6 +36,30 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, VALUE& value, st
   return app.add_option(name, value, help)->check(range(low, high))->type_name("N")->capture_default_str();
 }
 
+/// A word for a value; the words stand in the order of the values.
+template <class VALUE, std::size_t COUNT>
+CLI::Option* add_choice(CLI::App& app, const std::string& name, VALUE& value,
+                        const std::array<const char*, COUNT>& words, const std::string& help) {
+  std::map<std::string, VALUE> values;
+  for (std::size_t i = 0; i < COUNT; ++i)
+    values[words[i]] = static_cast<VALUE>(i);
+  return app.add_option(name, value, help)
+      ->transform(CLI::CheckedTransformer(values).description(""))
+      ->type_name(fmt::format("{}", fmt::join(words, "|")))
+      ->default_str(words[static_cast<std::size_t>(value)]);
+}
+
+void add_form(CLI::App& app, GENERATE_OPTIONS& options) {
+  add_choice(
+      app, "--form", options.m_form, GENERATE_FORM_NAMES,
+      "tiles: copies of a tile; grids: blocks of each kind side by side in the top; one module of muxes "
+      "that read any others (random) or those next to them (near), that drive and read one net (net), or "
+      "of which each drives all behind it (chain)");
+  add_choice(app, "--order", options.m_order, GENERATE_ORDER_NAMES, "order of the blocks of --form grids");
+  add_number(app, "--inputs", options.m_inputs, 1, LIMITS::MAX_INPUTS,
+             "inputs of a mux of --form random and near");
+}
+
 void add_size(CLI::App& app, GENERATE_OPTIONS& options) {
   CLI::Option* levels = add_number(app, "--levels", options.m_levels, 1, LIMITS::MAX_LEVELS,
                                    "levels of copies above the tile; the last is the device");
@@ -40,7 +68,9 @@ void add_size(CLI::App& app, GENERATE_OPTIONS& options) {
                "columns of a level, in copies of the level below; one number for all levels or one for "
                "each, lowest first");
   CLI::Option* rows = add_list(app, "--rows", options.m_rows, LIMITS::MAX_CELLS, "rows of a level, likewise");
-  app.add_option("--nodes", options.m_nodes, "pick levels, columns and rows for about so many routing nodes")
+  app.add_option(
+         "--nodes", options.m_nodes,
+         "pick levels, columns and rows for about so many routing nodes; needed for one module of muxes")
       ->check(range(1, LIMITS::MAX_NODES))
       ->type_name("N")
       ->excludes(levels)
@@ -79,6 +109,39 @@ void add_features(CLI::App& app, GENERATE_OPTIONS& options) {
              "another seed, other connections of the same number");
 }
 
+/// An option that says nothing about the form chosen is a mistake.
+void check_form(const CLI::App& app, const GENERATE_OPTIONS& options) {
+  using FORMS = std::set<GENERATE_FORM>;
+  using enum GENERATE_FORM;
+  const FORMS tiles = {TILES};
+  const FORMS fabrics = {TILES, GRIDS};
+  const FORMS networks = {RANDOM, NEAR};
+  const std::map<std::string, FORMS> options_of_forms = {{"--levels", tiles},
+                                                         {"--redundant", tiles},
+                                                         {"--hipi", tiles},
+                                                         {"--skip", tiles},
+                                                         {"--tunnels", tiles},
+                                                         {"--spare-rows", tiles},
+                                                         {"--top-ports", tiles},
+                                                         {"--redundancy", tiles},
+                                                         {"--columns", fabrics},
+                                                         {"--rows", fabrics},
+                                                         {"--width", fabrics},
+                                                         {"--lengths", fabrics},
+                                                         {"--switch-inputs", fabrics},
+                                                         {"--connect-inputs", fabrics},
+                                                         {"--luts", fabrics},
+                                                         {"--order", {GRIDS}},
+                                                         {"--inputs", networks},
+                                                         {"--seed", {TILES, GRIDS, RANDOM, NEAR}}};
+  const std::string form = GENERATE_FORM_NAMES[static_cast<std::size_t>(options.m_form)];
+  for (const auto& [option, forms] : options_of_forms)
+    if (app.get_option(option)->count() != 0 && !forms.contains(options.m_form))
+      throw CLI::ValidationError(option, "not an option of --form " + form);
+  if (!fabrics.contains(options.m_form) && app.get_option("--nodes")->count() == 0)
+    throw CLI::ValidationError("--form " + form, "needs --nodes");
+}
+
 } // namespace
 
 void add_generate_options(CLI::App& app, GENERATE_OPTIONS& options) {
@@ -89,7 +152,9 @@ void add_generate_options(CLI::App& app, GENERATE_OPTIONS& options) {
   app.add_option("--redundancy", options.m_redundancy,
                  "file for redundancy data that marks the second inputs of --redundant")
       ->type_name("FILE");
+  add_form(app, options);
   add_size(app, options);
   add_tile(app, options);
   add_features(app, options);
+  app.parse_complete_callback([&app, &options] { check_form(app, options); });
 }

@@ -97,10 +97,10 @@ void PROGRESS_LINE::draw() {
   if (elapsed < SHOW_AFTER) return;
   m_is_drawn = true;
   erase_line_on_interrupt(true);
-  write("\r" +
-        format(phase.m_progress->get_name(), phase.m_progress->get_done(), phase.m_progress->get_total(),
-               std::chrono::duration<double>(elapsed).count(), get_width(m_file)) +
-        "\033[K");
+  const std::string line =
+      format(phase.m_progress->get_name(), phase.m_progress->get_done(), phase.m_progress->get_total(),
+             std::chrono::duration<double>(elapsed).count(), get_width(m_file));
+  write(fmt::format("\r{}\033[K", line));
 }
 
 void PROGRESS_LINE::erase() {
