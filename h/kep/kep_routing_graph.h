@@ -28,6 +28,9 @@ class GRAPH;
 class NODE;
 class FWD_EDGE;
 class REV_EDGE;
+class NUMBERED_FWD_EDGE;
+class NUMBERED_GRAPH;
+class NUMBERED_REV_EDGE;
 template <class T>
 class EDGE_ITER;
 
@@ -123,6 +126,7 @@ public:
   KEP_UNFOLDED_INST_PORT get_mux_input() const;
 
 private:
+  friend class NUMBERED_FWD_EDGE;
   template <class T>
   friend class EDGE_ITER;
   inline FWD_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position);
@@ -222,13 +226,8 @@ public:
 
   /// The number of a node of this graph in the order of iter_nodes(), from 0; and the node of a number, which
   /// must be below get_num_nodes().
-  std::uint32_t get_index(const NODE& node) const;
-  NODE get_node(std::uint32_t index) const;
-  /// Appends the numbers of the real fanouts of the node of that number, in the order of iter_real_fanout():
-  /// for walks that go by numbers and need no nodes on the way; an edge to nowhere, in a damaged graph, is
-  /// left out. `near` is the caller's, 0 at first: it makes calls for neighbouring numbers fast.
-  void append_real_fanouts(std::uint32_t index, std::uint32_t& near,
-                           std::vector<std::uint32_t>& fanouts) const;
+  inline std::uint32_t get_index(const NODE& node) const;
+  inline NODE get_node(std::uint32_t index) const;
 
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
@@ -245,6 +244,9 @@ protected:
   friend class FWD_EDGE;
   friend class REV_EDGE;
   friend class NODE_ITER;
+  friend class NUMBERED_FWD_EDGE;
+  friend class NUMBERED_GRAPH;
+  friend class NUMBERED_REV_EDGE;
   KEP_PORT* get_port(const BASE_NODE& node) const;
   KEP_UNFOLDED_INST_PORT get_unfolded_inst_port(const BASE_NODE& node) const;
   bool is_boundary(const BASE_NODE& node) const;

@@ -2,7 +2,7 @@
 
 #include "kep/graph/kep_node_word.h"
 
-#include <algorithm>
+#include <bit>
 #include <utility>
 
 KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
@@ -33,13 +33,10 @@ KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
   m_first_key.push_back(static_cast<std::uint32_t>(m_keys.size()));
   m_first_bucket.push_back(static_cast<std::uint32_t>(m_buckets.size()));
 
-  m_listed.assign(num_places, NONE);
-  for (std::uint32_t place = 0; place != num_places; ++place)
-    if (get_num_nodes(place) != 0 && get_num_nodes(place) != get_num_ranks(place))
-      list_ranks(place, get_node);
+  list_ranks(get_node);
+  list_near_places();
   m_keys.shrink_to_fit();
   m_buckets.shrink_to_fit();
-  m_ranks.shrink_to_fit();
 }
 
 void KEP_NODE_PLACES::add_keys(const std::vector<bool>& is_key) {
@@ -55,10 +52,36 @@ void KEP_NODE_PLACES::add_keys(const std::vector<bool>& is_key) {
   if (!is_key.empty()) m_buckets.push_back(rank);
 }
 
-void KEP_NODE_PLACES::list_ranks(std::uint32_t place, const std::function<NODE(std::uint32_t)>& get_node) {
-  m_listed[place] = static_cast<std::uint32_t>(m_ranks.size());
-  for (std::uint32_t node = m_first_node[place]; node != m_first_node[place + 1]; ++node)
-    m_ranks.push_back(find_rank(place, get_node(node).m_key));
+/// Of places that lack a node of some rank.
+void KEP_NODE_PLACES::list_ranks(const std::function<NODE(std::uint32_t)>& get_node) {
+  for (std::uint32_t place = 0; place != get_num_places(); ++place) {
+    if (get_num_nodes(place) == 0 || get_num_nodes(place) == get_num_ranks(place)) continue;
+    m_lacking.resize(get_num_places() / 64 + std::size_t{1});
+    m_lacking[place / 64].m_bits |= std::uint64_t{1} << place % 64;
+    m_first_ranks.push_back(static_cast<std::uint32_t>(m_ranks.size()));
+    for (std::uint32_t node = m_first_node[place]; node != m_first_node[place + 1]; ++node)
+      m_ranks.push_back(find_rank(place, get_node(node).m_key));
+  }
+  for (std::size_t i = 1; i < m_lacking.size(); ++i)
+    m_lacking[i].m_num_before =
+        m_lacking[i - 1].m_num_before + static_cast<std::uint32_t>(std::popcount(m_lacking[i - 1].m_bits));
+  m_first_ranks.shrink_to_fit();
+  m_ranks.shrink_to_fit();
+}
+
+void KEP_NODE_PLACES::list_near_places() {
+  constexpr std::uint32_t STEP = 1U << KEP_NUMBERED_PLACES::NEAR_BITS;
+  if (get_num_nodes() == 0) return;
+  m_near_places.reserve((get_num_nodes() - 1) / STEP + std::size_t{2});
+  std::uint32_t place = 0;
+  const auto list = [&](std::uint32_t node) {
+    while (m_first_node[place + std::size_t{1}] <= node)
+      ++place;
+    m_near_places.push_back(place);
+  };
+  for (std::uint64_t node = 0; node < get_num_nodes(); node += STEP)
+    list(static_cast<std::uint32_t>(node));
+  list(get_num_nodes() - 1);
 }
 
 std::uint32_t KEP_NODE_PLACES::find_rank_in(std::uint32_t module, std::uint32_t key) const {
@@ -70,25 +93,11 @@ std::uint32_t KEP_NODE_PLACES::find_rank_in(std::uint32_t module, std::uint32_t 
   return NONE;
 }
 
-std::uint32_t KEP_NODE_PLACES::find_listed_node(std::uint32_t place, std::uint32_t rank) const {
-  const std::uint32_t num_nodes = get_num_nodes(place);
-  if (num_nodes == 0) return NONE;
-  const std::uint32_t listed = m_listed[place];
-  const std::uint32_t* first = m_ranks.data() + listed;
-  const std::uint32_t* found = std::lower_bound(first, first + num_nodes, rank);
-  if (found == first + num_nodes || *found != rank) return NONE;
-  return m_first_node[place] + static_cast<std::uint32_t>(found - first);
-}
-
-std::uint32_t KEP_NODE_PLACES::find_place(std::uint32_t node) const {
-  const auto behind = std::upper_bound(m_first_node.begin(), m_first_node.end(), node);
-  return static_cast<std::uint32_t>(behind - m_first_node.begin()) - 1;
-}
-
 std::uint64_t KEP_NODE_PLACES::get_memory_bytes() const {
-  std::uint64_t bytes = sizeof(*this) + m_order->get_memory_bytes();
-  for (const auto* words :
-       {&m_first_node, &m_listed, &m_ranks, &m_first_key, &m_keys, &m_first_bucket, &m_buckets})
+  std::uint64_t bytes = sizeof(*this) + m_order->get_memory_bytes() +
+                        m_lacking.capacity() * sizeof(KEP_NUMBERED_PLACES::LACKING);
+  for (const auto* words : {&m_first_node, &m_near_places, &m_first_ranks, &m_ranks, &m_first_key, &m_keys,
+                            &m_first_bucket, &m_buckets})
     bytes += words->capacity() * sizeof(std::uint32_t);
   return bytes;
 }

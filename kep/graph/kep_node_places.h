@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_numbered_places.h"
 #include "kep/detail/kep_unfolding.h"
 #include "kep/graph/kep_occurrence_order.h"
 
@@ -13,7 +14,7 @@
 /// where some key is no node the ranks are listed. Read-only once it is made.
 class KEP_NODE_PLACES {
 public:
-  static constexpr std::uint32_t NONE = ~0U;
+  static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
 
   struct NODE {
     std::uint32_t m_place;
@@ -50,24 +51,24 @@ public:
   }
   /// The number of the node of that rank, or NONE.
   std::uint32_t find_node(std::uint32_t place, std::uint32_t rank) const {
-    return has_all_ranks(place) ? m_first_node[place] + rank : find_listed_node(place, rank);
+    return get_num_nodes(place) == 0 ? NONE : get_numbers().find_number(place, rank);
   }
   /// The rank of a node of the place.
   std::uint32_t get_rank(std::uint32_t place, std::uint32_t node) const {
-    const std::uint32_t at = node - m_first_node[place];
-    const std::uint32_t listed = m_listed[place];
-    return listed == NONE ? at : m_ranks[listed + at];
+    return get_numbers().get_rank(place, node);
   }
-  /// The ranks of the nodes of the place, in order; null where the place has a node of each rank.
-  const std::uint32_t* find_ranks(std::uint32_t place) const {
-    return m_listed[place] == NONE ? nullptr : m_ranks.data() + m_listed[place];
-  }
+  /// The ranks of the nodes of the place, in order; null where the place has a node of each rank, or none.
+  const std::uint32_t* find_ranks(std::uint32_t place) const { return get_numbers().find_ranks(place); }
   /// A node of each rank stands at the place.
-  bool has_all_ranks(std::uint32_t place) const {
-    return m_listed[place] == NONE && m_first_node[place] != m_first_node[place + 1];
+  bool has_all_ranks(std::uint32_t place) const { return get_num_nodes(place) != 0 && !find_ranks(place); }
+  /// The place of a node.
+  std::uint32_t find_place(std::uint32_t node) const { return get_numbers().find_place(node); }
+
+  /// All that is asked by the numbers of nodes.
+  KEP_NUMBERED_PLACES get_numbers() const {
+    return {m_first_node.data(), m_near_places.data(), m_lacking.empty() ? nullptr : m_lacking.data(),
+            m_first_ranks.data(), m_ranks.data()};
   }
-  /// The place of a node, by search.
-  std::uint32_t find_place(std::uint32_t node) const;
 
   /// Some node is a hipi twin.
   bool has_hipi() const { return m_has_hipi; }
@@ -82,18 +83,21 @@ private:
     return occurrence == KEP_UNFOLDING::ABOVE_TOP ? m_boundary_module
                                                   : m_unfolding->get(occurrence).m_module->get_number();
   }
-  std::uint32_t find_listed_node(std::uint32_t place, std::uint32_t rank) const;
   std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
   void add_keys(const std::vector<bool>& is_key);
-  void list_ranks(std::uint32_t place, const std::function<NODE(std::uint32_t)>& get_node);
+  void list_ranks(const std::function<NODE(std::uint32_t)>& get_node);
+  void list_near_places();
 
   const KEP_UNFOLDING* m_unfolding;
   std::shared_ptr<const KEP_OCCURRENCE_ORDER> m_order;
   std::uint32_t m_boundary_module;
   bool m_has_hipi = false;
-  std::vector<std::uint32_t> m_first_node;   // by place, and one more
-  std::vector<std::uint32_t> m_listed;       // by place: where its ranks are listed, or NONE for all
-  std::vector<std::uint32_t> m_ranks;        // of the nodes of such places
+  std::vector<std::uint32_t> m_first_node; // by place, and one more
+  // As KEP_NUMBERED_PLACES tells them.
+  std::vector<std::uint32_t> m_near_places;
+  std::vector<KEP_NUMBERED_PLACES::LACKING> m_lacking;
+  std::vector<std::uint32_t> m_first_ranks;
+  std::vector<std::uint32_t> m_ranks;
   std::vector<std::uint32_t> m_first_key;    // by module, and one more
   std::vector<std::uint32_t> m_keys;         // sorted within a module
   std::vector<std::uint32_t> m_first_bucket; // by module, and one more

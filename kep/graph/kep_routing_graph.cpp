@@ -124,26 +124,6 @@ NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
   return {NODE_ITER(graph, 0), NODE_ITER(graph, m_tables.m_num_nodes), grain};
 }
 
-std::uint32_t GRAPH::get_index(const NODE& node) const {
-  return m_storage->m_places->find_node(KEP_NODE_WORD::place(node.m_word), KEP_NODE_WORD::rank(node.m_word));
-}
-NODE GRAPH::get_node(std::uint32_t index) const {
-  return *NODE_ITER(const_cast<GRAPH*>(this), index);
-}
-
-void GRAPH::append_real_fanouts(std::uint32_t index, std::uint32_t& near,
-                                std::vector<std::uint32_t>& fanouts) const {
-  const KEP_NODE_PLACES& places = *m_storage->m_places;
-  if (index - m_tables.m_first_nodes[near] >= places.get_num_nodes(near)) near = places.find_place(index);
-  const std::uint64_t word = KEP_NODE_WORD::make(near, places.get_rank(near, index));
-  const KEP_NODE_SHAPE& shape = m_tables.get_shape(word);
-  for (std::uint32_t i = 0; i != shape.m_num_real; ++i) {
-    const std::uint64_t fanout = m_tables.m_fanouts[shape.m_first_fanout + i].get_word(near);
-    if (fanout == 0) continue; // of a damaged graph
-    fanouts.push_back(places.find_node(KEP_NODE_WORD::place(fanout), KEP_NODE_WORD::rank(fanout)));
-  }
-}
-
 std::uint64_t GRAPH::get_num_nodes() const {
   return m_tables.m_num_nodes;
 }

@@ -15,14 +15,9 @@
 /// through the tables that it lends.
 struct KEP_ROUTING_GRAPH_STORAGE {
   KEP_EDGE_TABLES get_tables() const {
-    return {m_places->get_first_nodes().data(),
-            m_pages.data(),
-            m_shapes_of_nodes.get_view(),
-            m_shapes.data(),
-            m_fanouts.data(),
-            m_mux_inputs.get_view(),
-            m_fanins.get_view(),
-            m_places->get_num_nodes()};
+    return {m_places->get_numbers(), m_pages.data(),           m_shapes_of_nodes.get_view(),
+            m_shapes.data(),         m_fanouts.data(),         m_mux_inputs.get_view(),
+            m_fanins.get_view(),     m_places->get_num_nodes()};
   }
   std::uint64_t get_memory_bytes() const {
     return sizeof(*this) + m_places->get_memory_bytes() + m_pages.capacity() * sizeof(std::uint32_t) +

@@ -1,6 +1,10 @@
 #include "kep_rg/checks/kep_rg_reachability.h"
 
+#include "kep/kep_numbered_graph.h"
+
 using KEP_ROUTING::NODE;
+using KEP_ROUTING::NUMBERED_FWD_EDGE;
+using KEP_ROUTING::NUMBERED_GRAPH;
 
 namespace {
 
@@ -51,15 +55,13 @@ std::uint32_t KEP_RG_REACHABILITY::mark_input_nodes() {
 
 std::uint32_t KEP_RG_REACHABILITY::walk(KEP_REPORT_PROGRESS* progress) {
   constexpr std::uint32_t NODES_PER_STEP = 100000;
-  std::vector<std::uint32_t> fanouts;
-  std::uint32_t near = 0;
+  const NUMBERED_GRAPH numbers(m_graph);
   std::uint32_t num_walked = 0;
   for (std::uint32_t place = 0; m_work_list.take(place);) {
     if (++num_walked % NODES_PER_STEP == 0 && progress) progress->add(NODES_PER_STEP);
-    fanouts.clear();
-    m_graph.append_real_fanouts(place, near, fanouts);
-    for (const std::uint32_t fanout : fanouts)
-      reach(fanout);
+    numbers.visit_real_fanout(place, [this](const NUMBERED_FWD_EDGE& edge) {
+      if (edge.get_fanout() != NUMBERED_GRAPH::NONE) reach(edge.get_fanout()); // else in a damaged graph
+    });
   }
   return progress ? num_walked - num_walked % NODES_PER_STEP : 0;
 }

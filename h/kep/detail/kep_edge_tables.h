@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kep/detail/kep_numbered_places.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -71,8 +73,8 @@ struct KEP_NODE_SHAPE {
 struct KEP_EDGE_TABLES {
   static constexpr std::uint32_t NO_NODE = 0; ///< the shape of a rank at which no node stands
 
-  const std::uint32_t* m_first_nodes; ///< by place: the number of its first node; and one more
-  const std::uint32_t* m_pages;       ///< by place: where in the next one its ranks begin
+  KEP_NUMBERED_PLACES m_places;
+  const std::uint32_t* m_pages; ///< by place: where in the next one its ranks begin
   KEP_PACKED_NUMBERS m_shapes_of_nodes;
   const KEP_NODE_SHAPE* m_shapes;
   const KEP_SEEN_WORD* m_fanouts;
@@ -84,4 +86,13 @@ struct KEP_EDGE_TABLES {
     return m_shapes_of_nodes.get(m_pages[word >> 32] + static_cast<std::uint32_t>(word) - std::size_t{1});
   }
   const KEP_NODE_SHAPE& get_shape(std::uint64_t word) const { return m_shapes[get_shape_number(word)]; }
+
+  /// The number of the node that is a word's, or KEP_NUMBERED_PLACES::NONE for the word 0; and back.
+  std::uint32_t get_number(std::uint64_t word) const {
+    return m_places.find_number(static_cast<std::uint32_t>(word >> 32), static_cast<std::uint32_t>(word) - 1);
+  }
+  std::uint64_t get_word(std::uint32_t number) const {
+    const std::uint32_t place = m_places.find_place(number);
+    return std::uint64_t{place} << 32 | (m_places.get_rank(place, number) + 1);
+  }
 };

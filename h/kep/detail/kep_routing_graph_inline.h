@@ -57,7 +57,7 @@ void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
   std::uint32_t index = range.begin().m_index;
   const std::uint32_t end = range.end().m_index;
   for (; index != end; ++place, rank = 0) {
-    const std::uint32_t last = std::min(tables.m_first_nodes[place + std::size_t{1}], end);
+    const std::uint32_t last = std::min(tables.m_places.m_first_nodes[place + std::size_t{1}], end);
     KEP_PACKED_NUMBERS shapes = tables.m_shapes_of_nodes;
     shapes.m_bytes += (tables.m_pages[place] + std::size_t{rank}) * shapes.m_width;
     std::uint64_t word = std::uint64_t{place} << 32 | rank;
@@ -87,14 +87,21 @@ void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
   }
 }
 
+inline std::uint32_t GRAPH::get_index(const NODE& node) const {
+  return m_tables.get_number(node.m_word);
+}
+inline NODE GRAPH::get_node(std::uint32_t index) const {
+  return NODE(m_tables.get_word(index), const_cast<GRAPH*>(this));
+}
+
 inline void NODE_ITER::increment() {
   const KEP_EDGE_TABLES& tables = m_graph->m_tables;
   if (m_index++ == m_last) {
     if (m_index == tables.m_num_nodes) return;
     do
       ++m_place;
-    while (tables.m_first_nodes[m_place + std::size_t{1}] == m_index);
-    m_last = tables.m_first_nodes[m_place + std::size_t{1}] - 1;
+    while (tables.m_places.m_first_nodes[m_place + std::size_t{1}] == m_index);
+    m_last = tables.m_places.m_first_nodes[m_place + std::size_t{1}] - 1;
     m_rank = 0;
   } else {
     ++m_rank;

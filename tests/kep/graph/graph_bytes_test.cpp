@@ -72,10 +72,11 @@ TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
   const std::uint64_t places = 1 + 16;
   const std::uint64_t words_of_places = 2 * places   // from occurrences to places and back
                                         + places + 1 // the first node of each, and the end
-                                        + places     // no list of ranks: each tile has all nodes
                                         + places;    // and the page of each
   // Which of the 32 occurrences have a place: bits for 64 of them, and the number of places before.
   const std::uint64_t bytes_of_marks = 16;
+  // The 192 nodes stand in three runs of 64; of each it is told where it begins, and where the last one ends.
+  const std::uint64_t words_of_numbers = 3 + 1;
   // Six modules, what stands above the tops, and the end: where the keys and the buckets of each begin.
   const std::uint64_t words_of_modules = 2 * (6 + 1 + 1);
   const std::uint64_t words_of_keys = NUM_MUXES;
@@ -92,8 +93,8 @@ TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
 
   EXPECT_EQ(db->get_routing_template_graph()->get_memory_bytes(),
             sizeof(KEP_ROUTING_GRAPH_STORAGE) + sizeof(KEP_NODE_PLACES) +
-                sizeof(std::uint32_t) *
-                    (words_of_places + words_of_modules + words_of_keys + words_of_buckets) +
+                sizeof(std::uint32_t) * (words_of_places + words_of_numbers + words_of_modules +
+                                         words_of_keys + words_of_buckets) +
                 bytes_of_marks + bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) +
                 fanouts * sizeof(KEP_SEEN_WORD) + 2 * bytes_of_folded_words);
 }
@@ -114,8 +115,10 @@ TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {
     made.publish();
     return db->get_routing_template_graph()->get_memory_bytes();
   };
-  // The ranks of the two nodes that stand at each, and one page for them all: a byte for each of three ranks.
-  EXPECT_EQ(bytes(3), bytes(0) + 3 * 2 * sizeof(std::uint32_t) + 3);
+  // Which of the 32 places lack a node, in one run of 64; of each of the three where its ranks are listed,
+  // and the ranks of the two nodes there; and one page for them all: a byte for each of three ranks.
+  EXPECT_EQ(bytes(3),
+            bytes(0) + sizeof(KEP_NUMBERED_PLACES::LACKING) + 3 * (1 + 2) * sizeof(std::uint32_t) + 3);
 }
 
 } // namespace graph_bytes_test

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "kep/kep_numbered_graph.h"
+
+#include <cstdint>
+
+// How a graph is read by numbers. Included by kep_numbered_graph.h alone.
+
+namespace KEP_ROUTING {
+
+inline NUMBERED_FWD_EDGE::NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position)
+    : m_source(source), m_position(position) {
+  const KEP_EDGE_TABLES& tables = source.m_graph->m_tables;
+  m_fanout = tables.get_number(tables.m_fanouts[position].get_word(source.m_place));
+}
+inline NUMBERED_REV_EDGE::NUMBERED_REV_EDGE(const SOURCE& source, std::uint32_t position)
+    : m_source(source), m_position(position) {
+  const KEP_EDGE_TABLES& tables = source.m_graph->m_tables;
+  m_fanin = tables.get_number(tables.m_fanins[position].get_word(source.m_place));
+}
+
+inline KEP_UNFOLDED_INST_PORT NUMBERED_FWD_EDGE::get_mux_input() const {
+  if (!m_source.m_graph) return {};
+  return FWD_EDGE(const_cast<GRAPH*>(m_source.m_graph), m_source.m_place, m_position).get_mux_input();
+}
+
+/// Fanins stand in the order of their nodes, so those of one node side by side.
+inline NUMBERED_FWD_EDGE NUMBERED_REV_EDGE::find_fwd_edge() const {
+  const KEP_FOLDED_WORDS& fanins = m_source.m_graph->m_tables.m_fanins;
+  std::uint32_t num_before = 0;
+  while (m_position - num_before != m_source.m_first &&
+         fanins[m_position - num_before - 1].m_bits == fanins[m_position].m_bits)
+    ++num_before;
+  for (const NUMBERED_FWD_EDGE& edge : NUMBERED_GRAPH(*m_source.m_graph).iter_all_fanout(m_fanin))
+    if (edge.get_fanout() == m_source.m_node && num_before-- == 0) return edge;
+  return {}; // in a damaged graph
+}
+
+inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE>
+NUMBERED_GRAPH::make_range(const PLACED& at, std::uint32_t begin, std::uint32_t end) const {
+  using ITER = NUMBERED_EDGE_ITER<NUMBERED_FWD_EDGE>;
+  const std::uint32_t first = at.m_shape.m_first_fanout;
+  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real};
+  return {ITER(source, first + begin), ITER(source, first + end)};
+}
+inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE> NUMBERED_GRAPH::iter_real_fanout(std::uint32_t node) const {
+  const PLACED at = find(node);
+  return make_range(at, 0, at.m_shape.m_num_real);
+}
+inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE>
+NUMBERED_GRAPH::iter_redundant_fanout(std::uint32_t node) const {
+  const PLACED at = find(node);
+  return make_range(at, at.m_shape.m_num_real, at.m_shape.m_num_fanouts);
+}
+inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE> NUMBERED_GRAPH::iter_all_fanout(std::uint32_t node) const {
+  const PLACED at = find(node);
+  return make_range(at, 0, at.m_shape.m_num_fanouts);
+}
+inline NUMBERED_GRAPH::RANGE<NUMBERED_REV_EDGE> NUMBERED_GRAPH::iter_all_fanin(std::uint32_t node) const {
+  using ITER = NUMBERED_EDGE_ITER<NUMBERED_REV_EDGE>;
+  const PLACED at = find(node);
+  const std::uint32_t first = at.m_shape.m_first_fanin;
+  const NUMBERED_REV_EDGE::SOURCE source{m_graph, at.m_place, node, first};
+  return {ITER(source, first), ITER(source, first + at.m_shape.m_num_fanins)};
+}
+
+template <class VISIT>
+void NUMBERED_GRAPH::visit_fanout(const PLACED& at, std::uint32_t num_edges, VISIT&& visit) const {
+  const KEP_EDGE_TABLES tables = m_graph->m_tables; // a copy: what the visitor writes can't change it
+  const std::uint32_t first = at.m_shape.m_first_fanout;
+  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real};
+  const std::uint32_t end = first + num_edges;
+  if (at.m_shape.m_has_absolute) {
+    for (std::uint32_t i = first; i != end; ++i)
+      visit(NUMBERED_FWD_EDGE(source, i, tables.get_number(tables.m_fanouts[i].get_word(source.m_place))));
+  } else {
+    for (std::uint32_t i = first; i != end; ++i)
+      visit(NUMBERED_FWD_EDGE(source, i,
+                              tables.get_number(tables.m_fanouts[i].get_relative_word(source.m_place))));
+  }
+}
+template <class VISIT>
+void NUMBERED_GRAPH::visit_real_fanout(std::uint32_t node, VISIT&& visit) const {
+  const PLACED at = find(node);
+  visit_fanout(at, at.m_shape.m_num_real, visit);
+}
+template <class VISIT>
+void NUMBERED_GRAPH::visit_all_fanout(std::uint32_t node, VISIT&& visit) const {
+  const PLACED at = find(node);
+  visit_fanout(at, at.m_shape.m_num_fanouts, visit);
+}
+template <class VISIT>
+void NUMBERED_GRAPH::visit_all_fanin(std::uint32_t node, VISIT&& visit) const {
+  const PLACED at = find(node);
+  const KEP_EDGE_TABLES tables = m_graph->m_tables; // a copy, as above
+  const std::uint32_t first = at.m_shape.m_first_fanin;
+  const NUMBERED_REV_EDGE::SOURCE source{m_graph, at.m_place, node, first};
+  const std::uint32_t end = first + at.m_shape.m_num_fanins;
+  for (std::uint32_t i = first; i != end; ++i)
+    visit(NUMBERED_REV_EDGE(source, i, tables.get_number(tables.m_fanins[i].get_word(source.m_place))));
+}
+
+} // namespace KEP_ROUTING
