@@ -7,8 +7,8 @@
 
 /// Tells which of several layouts of siblings folds better. A kind of connection is a port of a module and
 /// one of a module that it drives; nodes at its ends have like edges if all connections of the kind bridge
-/// the same difference. So each unlike difference of a kind costs, and each number does. Of many connections
-/// only those of some ports are looked at, all that these have.
+/// the same difference. So each unlike difference of a kind costs, and each number does. Of many siblings and
+/// ports only some are looked at.
 class KEP_LAYOUT_JUDGE {
 public:
   KEP_LAYOUT_JUDGE(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings,
@@ -26,11 +26,14 @@ private:
     std::uint32_t m_to;
     std::uint64_t m_kind; // by hash
   };
+  void choose_sample(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings);
+  bool is_in_sample(const KEP_INSTANCE& instance) const;
   std::uint64_t get_cost(std::uint64_t num_differences, std::uint64_t size) const;
-  void add_connections(const std::vector<std::uint32_t>& sibling_of_instance, const KEP_INST_PORT& driver,
-                       const KEP_NET& net);
+  void add_connections(const std::vector<std::uint32_t>& sibling_of_instance, const KEP_INST_PORT& driver);
 
   std::vector<CONNECTION> m_connections;
-  std::uint64_t m_stands_for = 1; // so many connections
+  std::uint64_t m_num_kinds = 0;
+  std::uint64_t m_sibling_step = 1; // one of so many siblings is looked at
+  std::uint64_t m_port_step = 1;    // likewise of ports
   std::uint64_t m_num_occurrences;
 };
