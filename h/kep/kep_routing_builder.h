@@ -224,8 +224,10 @@ public:
   /// A fanout as every place of one module has it if the target stands there.
   struct FOLDED_FANOUT {
     std::uint32_t m_target;    ///< of find_target()
-    std::uint32_t m_mux_input; ///< the number of its inst port plus one; 0 for none
+    std::uint32_t m_mux_input; ///< the number of its inst port less that of the target's, modulo 2^32
   };
+  /// In place of such a difference: without a mux input.
+  static constexpr std::uint32_t NO_MUX_INPUT = std::uint32_t{1} << 31;
   /// Folded fanouts as they stand at one inner occurrence. The caller's, lent.
   struct FANOUT_RUN {
     const FOLDED_FANOUT* m_fanouts;

@@ -131,7 +131,6 @@ private:
   friend class EDGE_ITER;
   inline FWD_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position);
   NODE m_fanout;
-  std::uint32_t m_own;      // the place of the node that the edge comes from
   std::uint32_t m_position; // among the graph's fanouts
 };
 

@@ -1,6 +1,7 @@
 #include "kep/kep_routing_graph.h"
 
 #include "kep/common/kep_tsan.h"
+#include "kep/graph/kep_mux_input_word.h"
 #include "kep/graph/kep_node_word.h"
 #include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/kep_db.h"
@@ -85,12 +86,17 @@ std::string NODE::get_name(const KEP_NAME_STYLE& style) const {
 
 KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
   const GRAPH& graph = *m_fanout.m_graph;
-  const std::uint64_t word = graph.m_tables.m_mux_inputs[m_position].get_word(m_own);
-  if (word == 0) return {};
-  const std::uint32_t occurrence =
-      graph.m_storage->m_places->get_order().get_occurrence(static_cast<std::uint32_t>(word >> 32));
+  const std::uint64_t word = graph.m_tables.m_mux_inputs[m_position].m_bits;
+  if (word == KEP_MUX_INPUT_WORD::NONE) return {};
+  std::uint32_t occurrence = KEP_MUX_INPUT_WORD::far_occurrence(word);
+  std::uint32_t inst_port = KEP_MUX_INPUT_WORD::inst_port(word);
+  if (occurrence == 0) {
+    if (!m_fanout) return {}; // of a damaged graph
+    occurrence = graph.m_storage->m_places->get_order().get_occurrence(KEP_NODE_WORD::place(m_fanout.m_word));
+    inst_port += KEP_NODE_WORD::inst_port(graph.get_key(m_fanout));
+  }
   const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
-  return {occurrence, module->get_inst_port_by_number(static_cast<std::uint32_t>(word) - 1)};
+  return {occurrence, module->get_inst_port_by_number(inst_port)};
 }
 
 NODE_ITER::NODE_ITER(GRAPH* graph, std::uint32_t index) : m_graph(graph), m_index(index) {

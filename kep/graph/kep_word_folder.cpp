@@ -1,16 +1,25 @@
 #include "kep/graph/kep_word_folder.h"
 
+#include "kep/common/kep_parts.h"
+
 #include <algorithm>
 #include <bit>
-#include <numeric>
-#include <utility>
 
 static_assert(std::endian::native == std::endian::little, "a number is read by its lowest bytes");
 
-KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound) {
-  while (m_width != sizeof(std::uint32_t) && bound > std::uint32_t{1} << 8 * m_width)
-    ++m_width;
-  m_mask = ~std::uint32_t{0} >> (32 - 8 * m_width);
+namespace {
+
+std::uint32_t get_width(std::size_t bound) {
+  std::uint32_t width = 1;
+  while (width != sizeof(std::uint32_t) && bound > std::size_t{1} << 8 * width)
+    ++width;
+  return width;
+}
+
+} // namespace
+
+KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound)
+    : m_width(get_width(bound)), m_mask(~std::uint32_t{0} >> (32 - 8 * m_width)) {
   m_bytes.resize(size * m_width + sizeof(std::uint32_t));
 }
 
@@ -20,40 +29,82 @@ KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>&
     set(i, numbers[i]);
 }
 
-void KEP_PACKED_NUMBER_LIST::set(std::size_t index, std::uint32_t number) {
-  for (std::uint32_t i = 0; i != m_width; ++i)
-    m_bytes[index * m_width + i] = static_cast<unsigned char>(number >> 8 * i);
+KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& words) {
+  KEP_WORD_FOLDER folder(words.size());
+  while (folder.wants_words())
+    for (const KEP_SEEN_WORD& word : words)
+      folder.note(word);
+  for (std::size_t i = 0; i != words.size(); ++i)
+    folder.put(i, words[i]);
+  *this = std::move(folder.get());
 }
 
-std::vector<std::uint32_t> KEP_WORD_NUMBERS::rank() const {
-  std::vector<std::uint32_t> order(m_words.size());
-  std::iota(order.begin(), order.end(), 0);
-  std::sort(order.begin(), order.end(), [this](std::uint32_t left, std::uint32_t right) {
-    return m_words[left].m_bits < m_words[right].m_bits;
-  });
-  std::vector<std::uint32_t> ranks(order.size());
-  for (std::uint32_t i = 0; i != order.size(); ++i)
-    ranks[order[i]] = i;
-  return ranks;
+bool KEP_WORD_FOLDER::wants_words() {
+  const std::size_t num_words = m_num_words;
+  if (m_step == STEP::NOTHING)
+    begin(m_size < MANY_WORDS ? STEP::ALL : STEP::SAMPLE, std::min(m_size, MANY_WORDS / 64));
+  else if (m_is_full)
+    begin(m_step, num_words * 4);
+  else if (m_step == STEP::ALL)
+    number_words();
+  else if (is_smaller_with_numbers(num_words << SAMPLE_BITS))
+    begin(STEP::ALL, (num_words << SAMPLE_BITS) + MANY_WORDS / 64);
+  else
+    keep_words();
+  return !m_slots.empty() && m_ranks.empty();
 }
 
-KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(std::vector<KEP_SEEN_WORD> words)
-    : KEP_FOLDED_WORD_LIST(words.size(), [&words](const auto& visit) {
-        for (KEP_SEEN_WORD& word : words)
-          visit(word);
-      }) {}
+/// With room for so many words and somewhat more.
+void KEP_WORD_FOLDER::begin(STEP step, std::size_t num_words) {
+  m_step = step;
+  m_slots.assign(std::bit_ceil(num_words + num_words / 2 + 16), NO_WORD);
+  m_mask = m_slots.size() - 1;
+  m_num_words = 0;
+  m_is_full = false;
+}
 
-std::vector<std::uint32_t> KEP_FOLDED_WORD_LIST::start(const KEP_WORD_NUMBERS& numbers, std::size_t size) {
-  const std::size_t num_words = numbers.get_words().size();
-  KEP_PACKED_NUMBER_LIST list(size, static_cast<std::uint32_t>(num_words));
-  if (num_words * sizeof(KEP_SEEN_WORD) + list.get_memory_bytes() > size * sizeof(KEP_SEEN_WORD)) {
-    m_words.resize(size);
-    return {};
+void KEP_WORD_FOLDER::add(std::uint64_t word, std::uint64_t hash) {
+  for (std::size_t slot = hash & m_mask;; slot = (slot + 1) & m_mask) {
+    const std::atomic_ref<std::uint64_t> known(m_slots[slot]);
+    std::uint64_t found = known.load(std::memory_order_relaxed);
+    if (found == NO_WORD) {
+      if (m_num_words.load(std::memory_order_relaxed) >= m_slots.size() / 4 * 3) {
+        m_is_full.store(true, std::memory_order_relaxed);
+        return;
+      }
+      if (known.compare_exchange_strong(found, word, std::memory_order_relaxed)) {
+        m_num_words.fetch_add(1, std::memory_order_relaxed);
+        return;
+      }
+    }
+    if (found == word) return;
   }
-  m_numbers = std::move(list);
-  m_words.resize(num_words);
-  std::vector<std::uint32_t> ranks = numbers.rank();
-  for (std::size_t i = 0; i != num_words; ++i)
-    m_words[ranks[i]] = numbers.get_words()[i];
-  return ranks;
+}
+
+bool KEP_WORD_FOLDER::is_smaller_with_numbers(std::size_t num_words) const {
+  return num_words * sizeof(KEP_SEEN_WORD) + m_size * get_width(num_words) + sizeof(std::uint32_t) <=
+         m_size * sizeof(KEP_SEEN_WORD);
+}
+
+void KEP_WORD_FOLDER::keep_words() {
+  m_slots = {};
+  m_list.m_words.resize(m_size);
+}
+
+/// By the order of the words' values.
+void KEP_WORD_FOLDER::number_words() {
+  const std::size_t num_words = m_num_words;
+  if (!is_smaller_with_numbers(num_words)) return keep_words();
+  std::vector<KEP_SEEN_WORD>& words = m_list.m_words;
+  words.reserve(num_words);
+  for (const std::uint64_t word : m_slots)
+    if (word != NO_WORD) words.push_back({word});
+  std::sort(words.begin(), words.end(),
+            [](KEP_SEEN_WORD left, KEP_SEEN_WORD right) { return left.m_bits < right.m_bits; });
+  m_list.m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
+  m_ranks.resize(m_slots.size());
+  kep_for_parts(num_words, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i != end; ++i)
+      m_ranks[find(words[i])] = static_cast<std::uint32_t>(i);
+  });
 }

@@ -3,9 +3,9 @@
 #include "kep/detail/kep_edge_tables.h"
 #include "kep/kep_export.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 /// Numbers below a bound, of as few bytes each as will do.
@@ -13,9 +13,12 @@ class KEP_EXPORT KEP_PACKED_NUMBER_LIST {
 public:
   KEP_PACKED_NUMBER_LIST() = default;
   KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>& numbers, std::uint32_t bound);
-  /// All 0, each to be set once.
+  /// All 0, each to be set once; any number of threads may set numbers at a time.
   KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound);
-  void set(std::size_t index, std::uint32_t number);
+  void set(std::size_t index, std::uint32_t number) {
+    for (std::uint32_t i = 0; i != m_width; ++i)
+      m_bytes[index * m_width + i] = static_cast<unsigned char>(number >> 8 * i);
+  }
 
   KEP_PACKED_NUMBERS get_view() const { return {m_bytes.data(), m_width, m_mask}; }
   std::uint64_t get_memory_bytes() const { return m_bytes.capacity(); }
@@ -26,48 +29,13 @@ private:
   std::uint32_t m_mask = 0;
 };
 
-/// Distinct words while they are found.
-class KEP_EXPORT KEP_WORD_NUMBERS {
-public:
-  /// The number of the word, by the order in which they came.
-  std::uint32_t add(KEP_SEEN_WORD word) {
-    const auto [known, is_new] =
-        m_numbers.try_emplace(word.m_bits, static_cast<std::uint32_t>(m_words.size()));
-    if (is_new) m_words.push_back(word);
-    return known->second;
-  }
-  const std::vector<KEP_SEEN_WORD>& get_words() const { return m_words; }
-  /// By number: the place among the words in the order of their values, which hangs on the words alone.
-  std::vector<std::uint32_t> rank() const;
-
-private:
-  std::unordered_map<std::uint64_t, std::uint32_t> m_numbers;
-  std::vector<KEP_SEEN_WORD> m_words;
-};
-
 /// A long list of words, of which each distinct one is kept once. Words of which few come again are kept as
 /// they are.
 class KEP_EXPORT KEP_FOLDED_WORD_LIST {
 public:
   KEP_FOLDED_WORD_LIST() = default;
-  /// Of so many words: `for_each` calls what it is given with each of them, in order, and does so twice. The
-  /// words are used up: what the list needs on the way stands in them.
-  template <class FOR_EACH>
-  KEP_FOLDED_WORD_LIST(std::size_t size, const FOR_EACH& for_each) {
-    KEP_WORD_NUMBERS numbers;
-    for_each([&](KEP_SEEN_WORD& word) { word.m_bits = numbers.add(word); });
-    const std::vector<std::uint32_t> ranks = start(numbers, size);
-    std::size_t at = 0;
-    for_each([&](const KEP_SEEN_WORD& word) {
-      const auto number = static_cast<std::uint32_t>(word.m_bits);
-      if (ranks.empty())
-        m_words[at++] = numbers.get_words()[number];
-      else
-        m_numbers.set(at++, ranks[number]);
-    });
-  }
   /// Of words that stand side by side.
-  explicit KEP_FOLDED_WORD_LIST(std::vector<KEP_SEEN_WORD> words);
+  explicit KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& words);
 
   KEP_FOLDED_WORDS get_view() const {
     return {m_numbers.get_memory_bytes() != 0 ? m_numbers.get_view() : KEP_PACKED_NUMBERS{}, m_words.data()};
@@ -77,9 +45,64 @@ public:
   }
 
 private:
-  /// Makes room for the list. Gives the final numbers; none if the words are to stand in it as they are.
-  std::vector<std::uint32_t> start(const KEP_WORD_NUMBERS& numbers, std::size_t size);
-
+  friend class KEP_WORD_FOLDER;
   KEP_PACKED_NUMBER_LIST m_numbers; // none where the words are kept as they are
   std::vector<KEP_SEEN_WORD> m_words;
+};
+
+/// Makes such a list in passes over its words: they are noted as long as the folder wants words, and then
+/// each is put where it belongs. Any number of threads may note words at a time, or put them. The list hangs
+/// on the words alone.
+///
+/// Of many words a sample comes first, those with certain bits in their hash. It tells how many distinct ones
+/// there are, so that nothing is kept of words that hardly come again.
+class KEP_EXPORT KEP_WORD_FOLDER {
+public:
+  explicit KEP_WORD_FOLDER(std::size_t size) : m_size(size) {}
+
+  /// One more pass over all words is needed to note them.
+  bool wants_words();
+  void note(KEP_SEEN_WORD word) {
+    const std::uint64_t hash = make_hash(word);
+    if (m_step != STEP::SAMPLE || hash >> (64 - SAMPLE_BITS) == 0) add(word.m_bits, hash);
+  }
+  void put(std::size_t position, KEP_SEEN_WORD word) {
+    if (m_ranks.empty())
+      m_list.m_words[position] = word;
+    else
+      m_list.m_numbers.set(position, m_ranks[find(word)]);
+  }
+  KEP_FOLDED_WORD_LIST& get() { return m_list; }
+
+private:
+  static constexpr std::uint64_t NO_WORD = ~std::uint64_t{0};
+  static constexpr unsigned SAMPLE_BITS = 6;
+  static constexpr std::size_t MANY_WORDS = 1 << 16; // of which a sample is taken
+  enum class STEP { NOTHING, SAMPLE, ALL };
+
+  static std::uint64_t make_hash(KEP_SEEN_WORD word) {
+    const std::uint64_t hash = word.m_bits * 0x9e3779b97f4a7c15U;
+    return hash ^ hash >> 32;
+  }
+  void begin(STEP step, std::size_t num_words);
+  void add(std::uint64_t word, std::uint64_t hash);
+  std::size_t find(KEP_SEEN_WORD word) const {
+    std::size_t slot = make_hash(word) & m_mask;
+    while (m_slots[slot] != word.m_bits)
+      slot = (slot + 1) & m_mask;
+    return slot;
+  }
+  /// With so many distinct words.
+  bool is_smaller_with_numbers(std::size_t num_words) const;
+  void keep_words();
+  void number_words();
+
+  std::size_t m_size;
+  STEP m_step = STEP::NOTHING;
+  std::vector<std::uint64_t> m_slots; // a word or NO_WORD; found by hash
+  std::size_t m_mask = 0;
+  std::atomic<std::size_t> m_num_words = 0;
+  std::atomic<bool> m_is_full = false;
+  std::vector<std::uint32_t> m_ranks; // by slot: the number of its word, once all are known
+  KEP_FOLDED_WORD_LIST m_list;
 };

@@ -30,7 +30,7 @@ void KEP_FANIN_FINDER::find_reaches() {
   for (const KEP_EDGE_TEMPLATE& list : m_fanouts.m_templates) {
     LIST_REACH& reach = m_list_reaches.emplace_back();
     for (std::uint32_t edge = 0; edge != list.m_num_edges; ++edge) {
-      const KEP_SEEN_WORD& target = m_entries[list.m_first_entry + edge].m_node;
+      const KEP_SEEN_WORD& target = m_words[list.m_first_entry + edge];
       if (target.is_absolute()) {
         const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
         reach.m_absolute.add({place, place});
@@ -78,9 +78,9 @@ void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last
       const KEP_EDGE_TEMPLATE& fanouts = m_fanouts.m_templates[list];
       const auto visit = begin(KEP_NODE_WORD::make(own, m_places.get_rank(own, node)), fanouts);
       if (!visit) continue;
-      const KEP_FANOUT_ENTRY* entry = m_entries.data() + fanouts.m_first_entry;
-      for (const KEP_FANOUT_ENTRY* end = entry + fanouts.m_num_edges; entry != end; ++entry) {
-        const std::uint64_t word = entry->m_node.get_word(own);
+      const KEP_SEEN_WORD* seen = m_words.data() + fanouts.m_first_entry;
+      for (const KEP_SEEN_WORD* end = seen + fanouts.m_num_edges; seen != end; ++seen) {
+        const std::uint64_t word = seen->get_word(own);
         const std::uint32_t place = KEP_NODE_WORD::place(word);
         if (place - first_place <= range) (*visit)(m_places.find_node(place, KEP_NODE_WORD::rank(word)));
       }

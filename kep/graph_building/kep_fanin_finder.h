@@ -14,11 +14,10 @@
 /// the caller has.
 class KEP_FANIN_FINDER {
 public:
-  /// `entries` are those of the lists of fanouts.
+  /// `words` are those of the lists of fanouts.
   KEP_FANIN_FINDER(const KEP_NODE_PLACES& places, const KEP_TEMPLATE_LISTS& fanouts,
-                   const std::vector<KEP_FANOUT_ENTRY>& entries, std::uint32_t num_top_occurrences)
-      : m_places(places), m_fanouts(fanouts), m_entries(entries), m_num_top_occurrences(num_top_occurrences) {
-  }
+                   const std::vector<KEP_SEEN_WORD>& words, std::uint32_t num_top_occurrences)
+      : m_places(places), m_fanouts(fanouts), m_words(words), m_num_top_occurrences(num_top_occurrences) {}
 
   /// Enters the lists of fanins in the table and gives the number of that of each node,
   /// KEP_TEMPLATE_LISTS::NONE without fanins. Hipi fanins come first, then all in the order of their nodes. A
@@ -83,7 +82,7 @@ private:
 
   const KEP_NODE_PLACES& m_places;
   const KEP_TEMPLATE_LISTS& m_fanouts;
-  const std::vector<KEP_FANOUT_ENTRY>& m_entries;
+  const std::vector<KEP_SEEN_WORD>& m_words;
   std::uint32_t m_num_top_occurrences;
   std::vector<LIST_REACH> m_list_reaches;   // by template
   std::vector<PLACE_REACH> m_reaches;       // of the edges from a place, by place

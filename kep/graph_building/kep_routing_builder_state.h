@@ -18,6 +18,7 @@ struct KEP_ROUTING_BUILDER_GRAPH::STATE {
   std::shared_ptr<const KEP_NODE_PLACES>
       m_places; // once the nodes are sorted; shared with the finished graph
   KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY> m_fanouts;
+  KEP_MUX_INPUT_NUMBERS m_mux_inputs;
   std::uint32_t m_num_templates = 0;             // once the finished graph has taken them
   std::vector<std::uint32_t> m_fanouts_of_nodes; // by node; sized when the edge builder is made
   std::uint32_t m_num_top_occurrences = 0;       // occurrences up to this stand above or at the top

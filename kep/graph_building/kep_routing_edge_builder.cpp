@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <limits>
 
 namespace {
@@ -19,29 +20,24 @@ public:
   struct PLACE {
     std::uint32_t m_occurrence;
     std::uint32_t m_first_node;
-    const std::uint32_t* m_ranks;           // of its nodes; null where they have all ranks
-    const KEP_INST_PORT* m_first_inst_port; // null above the tops
-    std::uint64_t m_begin;                  // its words as they are seen begin behind this
+    const std::uint32_t* m_ranks; // of its nodes; null where they have all ranks
+    std::uint64_t m_begin;        // its words as they are seen begin behind this
 
     KEP_SEEN_WORD see_node(std::uint32_t node) const {
       const std::uint32_t at = node - m_first_node;
       return {m_begin + (m_ranks ? m_ranks[at] : at) + 1};
     }
-    KEP_SEEN_WORD see_inst_port(const KEP_INST_PORT* inst_port) const {
-      return {m_begin + static_cast<std::uint64_t>(inst_port - m_first_inst_port) + 1};
-    }
   };
 
-  SIGHT(const KEP_NODE_PLACES& places, const KEP_PLACE_LAYOUT& layout, const KEP_UNFOLDING& unfolding,
-        std::uint32_t num_top_occurrences, std::uint32_t occurrence)
-      : m_places(places), m_layout(layout), m_unfolding(unfolding),
-        m_num_top_occurrences(num_top_occurrences), m_own(layout.get_first_place(occurrence)) {}
+  SIGHT(const KEP_NODE_PLACES& places, const KEP_PLACE_LAYOUT& layout, std::uint32_t num_top_occurrences,
+        std::uint32_t occurrence)
+      : m_places(places), m_layout(layout), m_num_top_occurrences(num_top_occurrences),
+        m_own(layout.get_first_place(occurrence)) {}
 
   PLACE get_place(std::uint32_t occurrence) const {
     const std::uint32_t place = m_layout.get_first_place(occurrence);
-    const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
     return {occurrence, m_places.get_first_nodes()[place], m_places.find_ranks(place),
-            module ? module->get_inst_port_by_number(0) : nullptr, see_place(occurrence, place)};
+            see_place(occurrence, place)};
   }
   /// What stands in the top is seen from everywhere, and by a difference from nowhere else.
   std::uint64_t see_place(std::uint32_t occurrence, std::uint32_t place) const {
@@ -62,7 +58,7 @@ public:
     if (!m_places.has_all_ranks(place) || place == m_own) {
       for (; fanout != end; ++fanout) {
         const KEP_FANOUT_ENTRY each = see(*fanout, begin);
-        if (each.m_node.m_bits == own.m_bits) continue;
+        if (each.get_node().m_bits == own.m_bits) continue;
         if (m_places.find_node(place, fanout->m_target - 1) == KEP_NODE_PLACES::NONE)
           ++num_missing;
         else
@@ -77,13 +73,11 @@ public:
 
 private:
   static KEP_FANOUT_ENTRY see(const BUILDER::FOLDED_FANOUT& fanout, std::uint64_t begin) {
-    return {{begin + fanout.m_target},
-            {fanout.m_mux_input != 0 ? begin + fanout.m_mux_input : KEP_SEEN_WORD().m_bits}};
+    return {{begin + fanout.m_target}, fanout.m_mux_input};
   }
 
   const KEP_NODE_PLACES& m_places;
   const KEP_PLACE_LAYOUT& m_layout;
-  const KEP_UNFOLDING& m_unfolding;
   std::uint32_t m_num_top_occurrences;
   std::uint32_t m_own;
 };
@@ -91,6 +85,19 @@ private:
 [[noreturn]] void refuse(const KEP_ROUTING_BUILDER_NODE& node, std::size_t count, const char* kind) {
   throw KEP_DB_ERROR(fmt::format("node {} has {} {}, more than the {} that a node can have",
                                  node.get_name({}), count, kind, MAX_EDGES));
+}
+
+/// The number of the mux input through which a fanout is reached.
+std::uint32_t number_mux_input(const KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT& fanout,
+                               KEP_MUX_INPUT_NUMBERS& numbers) {
+  const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input;
+  if (!mux_input) return KEP_MUX_INPUT_NUMBERS::NONE;
+  const auto occurrence = static_cast<std::uint32_t>(mux_input.m_position);
+  if (occurrence == fanout.m_node->get_occurrence())
+    if (const std::ptrdiff_t difference = mux_input.m_object - fanout.m_node->get_inst_port();
+        KEP_MUX_INPUT_NUMBERS::has_own_number(difference))
+      return static_cast<std::uint32_t>(difference);
+  return numbers.number_far(KEP_MUX_INPUT_WORD::make_far(occurrence, mux_input.m_object->get_number()));
 }
 
 /// What a thread works with; the lists keep their capacity from node to node.
@@ -132,8 +139,7 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
 
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
-  const SIGHT sight(*state.m_places, *state.m_layout, m_graph->get_db()->get_unfolding(),
-                    state.m_num_top_occurrences, node->get_occurrence());
+  const SIGHT sight(*state.m_places, *state.m_layout, state.m_num_top_occurrences, node->get_occurrence());
   SIGHT::PLACE near = sight.get_place(node->get_occurrence()); // many ends of one node's edges stand together
   WORK& work = get_work();
   work.m_entries.resize(count);
@@ -142,14 +148,7 @@ void KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node
     for (const FANOUT& fanout : *list) {
       const KEP_ROUTING_BUILDER_NODE& target = *fanout.m_node;
       if (target.get_occurrence() != near.m_occurrence) near = sight.get_place(target.get_occurrence());
-      entry->m_node = near.see_node(target.get_index());
-      entry->m_mux = {};
-      if (const KEP_UNFOLDED_INST_PORT& mux_input = fanout.m_mux_input) {
-        const auto occurrence = static_cast<std::uint32_t>(mux_input.m_position);
-        if (occurrence != near.m_occurrence) near = sight.get_place(occurrence);
-        entry->m_mux = near.see_inst_port(mux_input.m_object);
-      }
-      ++entry;
+      *entry++ = {near.see_node(target.get_index()), number_mux_input(fanout, state.m_mux_inputs)};
     }
   state.m_fanouts_of_nodes[node->get_index()] = state.m_fanouts.add(
       {work.m_entries.data(), static_cast<std::uint16_t>(fanouts.size()), static_cast<std::uint16_t>(count)},
@@ -174,8 +173,7 @@ KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
                                              const std::vector<FANOUT_RUN>& redundant_fanouts) {
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
-  const SIGHT sight(*state.m_places, *state.m_layout, m_graph->get_db()->get_unfolding(),
-                    state.m_num_top_occurrences, node->get_occurrence());
+  const SIGHT sight(*state.m_places, *state.m_layout, state.m_num_top_occurrences, node->get_occurrence());
   const KEP_SEEN_WORD own = sight.get_place(node->get_occurrence()).see_node(node->get_index());
   std::size_t most = 0;
   for (const std::vector<FANOUT_RUN>* list : {&fanouts, &redundant_fanouts})

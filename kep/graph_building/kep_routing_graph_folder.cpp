@@ -1,5 +1,6 @@
 #include "kep/graph_building/kep_routing_graph_folder.h"
 
+#include "kep/common/kep_parts.h"
 #include "kep/graph_building/kep_fanin_finder.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
 #include "kep/kep_db.h"
@@ -43,6 +44,33 @@ private:
   std::unordered_multimap<std::uint64_t, PAGE> m_pages;
 };
 
+/// Calls `visit(position, entry)` for the entries of lists that follow each other.
+template <class ENTRY, class VISIT>
+void for_entries(const KEP_TEMPLATE_TABLE<ENTRY>& table, const std::vector<std::uint32_t>& order,
+                 const KEP_TEMPLATE_LISTS& lists, const VISIT& visit) {
+  kep_for_parts(order.size(), [&](std::size_t begin, std::size_t end) {
+    std::uint32_t position = lists.m_templates[begin + 1].m_first_entry;
+    for (std::size_t i = begin; i != end; ++i) {
+      const auto& list = table.get(order[i]);
+      for (std::uint32_t entry = 0; entry != list.m_num_edges; ++entry)
+        visit(position++, list.m_entries[entry]);
+    }
+  });
+}
+
+template <class ENTRY, class GET_WORD>
+KEP_FOLDED_WORD_LIST fold_words(const KEP_TEMPLATE_TABLE<ENTRY>& table,
+                                const std::vector<std::uint32_t>& order, const KEP_TEMPLATE_LISTS& lists,
+                                const GET_WORD& get_word) {
+  KEP_WORD_FOLDER folder(lists.get_num_entries());
+  while (folder.wants_words())
+    for_entries(table, order, lists,
+                [&](std::uint32_t, const ENTRY& entry) { folder.note(get_word(entry)); });
+  for_entries(table, order, lists,
+              [&](std::uint32_t position, const ENTRY& entry) { folder.put(position, get_word(entry)); });
+  return std::move(folder.get());
+}
+
 } // namespace
 
 std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE>
@@ -52,7 +80,6 @@ KEP_ROUTING_GRAPH_FOLDER::fold(std::uint64_t fanins_at_a_time) {
   take_fanouts();
   find_fanins(fanins_at_a_time);
   fold_pages();
-  fold_words();
   return std::move(m_folded);
 }
 
@@ -62,11 +89,14 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   m_fanouts.m_of_nodes.resize(m_graph.get_node_count(),
                               KEP_TEMPLATE_LISTS::NONE); // none was set
   const std::vector<std::uint32_t> order = m_fanouts.number(state.m_fanouts);
-  m_entries.reserve(m_fanouts.get_num_entries());
-  for (const std::uint32_t number : order) {
-    const auto& list = state.m_fanouts.get(number);
-    m_entries.insert(m_entries.end(), list.m_entries, list.m_entries + list.m_num_edges);
-  }
+  m_folded->m_fanouts.resize(m_fanouts.get_num_entries());
+  for_entries(state.m_fanouts, order, m_fanouts, [this](std::uint32_t at, const KEP_FANOUT_ENTRY& entry) {
+    m_folded->m_fanouts[at] = entry.get_node();
+  });
+  m_folded->m_mux_inputs =
+      fold_words(state.m_fanouts, order, m_fanouts, [&state](const KEP_FANOUT_ENTRY& entry) {
+        return KEP_SEEN_WORD{state.m_mux_inputs.get_word(entry.get_mux_input())};
+      });
   state.m_num_templates = state.m_fanouts.size();
   state.m_fanouts.clear();
   for (const std::uint32_t number : m_fanouts.m_of_nodes) {
@@ -78,18 +108,16 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
 
 void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint64_t at_a_time) {
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
-  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_entries, m_graph.m_state->m_num_top_occurrences);
+  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_folded->m_fanouts,
+                          m_graph.m_state->m_num_top_occurrences);
   m_fanins.m_of_nodes = finder.find(table, at_a_time);
   if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
     throw KEP_DB_ERROR(fmt::format("node {} has {} fanins, more than the {} that a node can have",
                                    m_graph.get_node(finder.get_overfull_node())->get_name({}),
                                    finder.get_overfull_count(), std::numeric_limits<unsigned short>::max()));
   const std::vector<std::uint32_t> order = m_fanins.number(table);
-  m_folded->m_fanins = KEP_FOLDED_WORD_LIST(m_fanins.get_num_entries(), [&](const auto& visit) {
-    for (const std::uint32_t number : order)
-      for (std::uint32_t i = 0; i != table.get(number).m_num_edges; ++i)
-        visit(table.use_entries(number)[i].m_node);
-  });
+  m_folded->m_fanins =
+      fold_words(table, order, m_fanins, [](const KEP_FANIN_ENTRY& entry) { return entry.m_node; });
 }
 
 /// Places in order; one whose shapes are those of an earlier one takes its page.
@@ -144,10 +172,9 @@ void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pai
     if (is_new) {
       const KEP_EDGE_TEMPLATE& out = m_fanouts.m_templates[pair >> 32];
       const KEP_EDGE_TEMPLATE& in = m_fanins.m_templates[static_cast<std::uint32_t>(pair)];
-      const auto first = m_entries.begin() + out.m_first_entry;
-      const bool has_absolute =
-          std::any_of(first, first + out.m_num_edges,
-                      [](const KEP_FANOUT_ENTRY& entry) { return entry.m_node.is_absolute(); });
+      const auto first = m_folded->m_fanouts.begin() + out.m_first_entry;
+      const bool has_absolute = std::any_of(first, first + out.m_num_edges,
+                                            [](KEP_SEEN_WORD fanout) { return fanout.is_absolute(); });
       shapes.push_back({out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges, in.m_num_edges,
                         has_absolute});
     }
@@ -155,14 +182,4 @@ void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pai
   }
   shapes.shrink_to_fit();
   m_folded->m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(of_nodes, static_cast<std::uint32_t>(shapes.size()));
-}
-
-void KEP_ROUTING_GRAPH_FOLDER::fold_words() {
-  m_folded->m_fanouts.reserve(m_entries.size());
-  for (const KEP_FANOUT_ENTRY& entry : m_entries)
-    m_folded->m_fanouts.push_back(entry.m_node);
-  m_folded->m_mux_inputs = KEP_FOLDED_WORD_LIST(m_entries.size(), [this](const auto& visit) {
-    for (KEP_FANOUT_ENTRY& entry : m_entries)
-      visit(entry.m_mux);
-  });
 }

@@ -27,11 +27,9 @@ private:
   /// Sets the templates of the place's nodes, by rank, and gives their hash.
   std::uint64_t read_page(std::uint32_t place, std::vector<std::uint64_t>& page) const;
   void fold_shapes(const std::vector<std::uint64_t>& pairs);
-  void fold_words();
 
   KEP_ROUTING_BUILDER_GRAPH& m_graph;
   std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> m_folded;
-  std::vector<KEP_FANOUT_ENTRY> m_entries; // of the lists of fanouts
   KEP_TEMPLATE_LISTS m_fanouts;
   KEP_TEMPLATE_LISTS m_fanins;
 };

@@ -57,8 +57,6 @@ public:
   const LIST& get(std::uint32_t number) const {
     return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;
   }
-  /// To be used up: no list is found any more.
-  ENTRY* use_entries(std::uint32_t number) { return const_cast<ENTRY*>(get(number).m_entries); }
   /// Gives the memory back. Nothing is added behind that.
   void clear() {
     for (SHARD& shard : m_shards) {

@@ -11,6 +11,7 @@ namespace {
 
 using NETS = KEP_RG_PLAIN_NETS;
 constexpr std::uint32_t NO_TARGET = KEP_ROUTING_BUILDER_EDGE_BUILDER::NO_TARGET;
+constexpr std::uint32_t NO_MUX_INPUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::NO_MUX_INPUT;
 
 /// A uip of the inst port, for questions in whose answer the place plays no part.
 KEP_UNFOLDED_INST_PORT at_some_place(KEP_INST_PORT* inst_port) {
@@ -80,7 +81,7 @@ private:
   void fold_net(const KEP_NET& net, NETS::NETS_PART& folded) const;
   bool fold_inst_port(KEP_INST_PORT* inst_port, NETS::NETS_PART& folded) const;
   void add_leaf(KEP_INST_PORT* inst_port, NETS::NETS_PART& folded) const;
-  void add_fanout(KEP_INST_PORT* target, std::uint32_t mux_input, NETS::NETS_PART& folded) const;
+  void add_fanout(KEP_INST_PORT* target, const KEP_INST_PORT* mux_input, NETS::NETS_PART& folded) const;
   NETS::WAY_IN make_way_in(KEP_INST_PORT* inst_port, const KEP_UNFOLDED_PORT& inner,
                            std::uint32_t end_run) const {
     const KEP_MODULE& master = *inner.m_object->get_parent();
@@ -192,25 +193,26 @@ void FOLDER::add_leaf(KEP_INST_PORT* inst_port, NETS::NETS_PART& folded) const {
                          ? nullptr
                          : m_device.m_cache.find_arc_outputs(inst_port->get_port());
   if (!arcs) {
-    add_fanout(inst_port, 0, folded);
+    add_fanout(inst_port, nullptr, folded);
     return;
   }
   KEP_INSTANCE* instance = inst_port->get_inst();
   for (const KEP_ROUTING_ARC* arc : *arcs) {
     const unsigned output = arc->get_output()->get_index();
     const bool is_there = output < instance->get_module()->get_num_ports();
-    add_fanout(is_there ? instance->get_inst_port_by_index(output) : nullptr, inst_port->get_number() + 1,
-               folded);
+    add_fanout(is_there ? instance->get_inst_port_by_index(output) : nullptr, inst_port, folded);
   }
 }
 
-void FOLDER::add_fanout(KEP_INST_PORT* target, std::uint32_t mux_input, NETS::NETS_PART& folded) const {
+void FOLDER::add_fanout(KEP_INST_PORT* target, const KEP_INST_PORT* mux_input,
+                        NETS::NETS_PART& folded) const {
   const std::uint32_t number = target ? m_device.m_edge_builder.find_target(*target) : NO_TARGET;
   if (number == NO_TARGET) {
     ++folded.m_nets.back().m_num_nowhere;
     return;
   }
-  folded.m_fanouts.push_back({number, mux_input});
+  folded.m_fanouts.push_back(
+      {number, mux_input ? static_cast<std::uint32_t>(mux_input - target) : NO_MUX_INPUT});
   ++folded.m_runs.back().m_num_fanouts;
 }
 
@@ -231,7 +233,7 @@ NETS::OUTER_POINT FOLDER::find_outer_point(KEP_INST_PORT* inst_port, NETS::POINT
   if (is_terminating(inst_port)) {
     const std::uint32_t target = m_device.m_edge_builder.find_target(*inst_port);
     if (!inst_port->is_output() || target == NO_TARGET) return {NETS::OUTER::ASK, 0};
-    folded.m_outer_fanouts.push_back({target, 0});
+    folded.m_outer_fanouts.push_back({target, NO_MUX_INPUT});
     return {NETS::OUTER::LEAF, get_size(folded.m_outer_fanouts) - 1};
   }
   const STEP step = find_step(inst_port);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kep/graph/kep_mux_input_word.h"
+#include "kep/graph/kep_node_word.h"
 #include "kep/graph/kep_routing_graph_storage.h"
 #include "kep_rg/edges/kep_rg_plain_nets.h"
 #include "kep_rg/kep_rg_build.h"
@@ -177,7 +179,10 @@ public:
   static void set_fanins(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word,
                          const std::vector<std::uint64_t>& fanins) {
     KEP_NODE_SHAPE shape = storage.get_tables().get_shape(word);
-    shape.m_first_fanin = append(storage, storage.m_fanins, fanins);
+    std::vector<KEP_SEEN_WORD> words;
+    for (const std::uint64_t fanin : fanins)
+      words.push_back({fanin | KEP_SEEN_WORD::ABSOLUTE});
+    shape.m_first_fanin = append(storage, storage.m_fanins, words);
     shape.m_num_fanins = static_cast<std::uint16_t>(fanins.size());
     set_shape(storage, word, shape);
   }
@@ -186,10 +191,11 @@ public:
                           const std::vector<std::uint64_t>& fanouts) {
     const KEP_EDGE_TABLES tables = storage.get_tables();
     KEP_NODE_SHAPE shape = tables.get_shape(word);
-    std::vector<std::uint64_t> mux_inputs;
+    std::vector<KEP_SEEN_WORD> mux_inputs;
     for (std::uint32_t i = 0; i != shape.m_num_fanouts; ++i)
-      mux_inputs.push_back(
-          tables.m_mux_inputs[shape.m_first_fanout + i].get_word(static_cast<std::uint32_t>(word >> 32)));
+      mux_inputs.push_back(get_far_mux_input(
+          storage, tables.m_mux_inputs[shape.m_first_fanout + i],
+          tables.m_fanouts[shape.m_first_fanout + i].get_word(static_cast<std::uint32_t>(word >> 32))));
     shape.m_first_fanout = append(storage, storage.m_mux_inputs, mux_inputs);
     for (const std::uint64_t fanout : fanouts)
       storage.m_fanouts.push_back({fanout | KEP_SEEN_WORD::ABSOLUTE});
@@ -271,8 +277,19 @@ private:
   }
   /// Folds the list anew with these words, which stand in it as they are, behind it. Gives the position of
   /// the first.
+  /// The mux input of an edge to that target, told without it.
+  static KEP_SEEN_WORD get_far_mux_input(const KEP_ROUTING_GRAPH_STORAGE& storage, KEP_SEEN_WORD mux_input,
+                                         std::uint64_t target) {
+    namespace WORD = KEP_MUX_INPUT_WORD;
+    if (mux_input.m_bits == WORD::NONE || WORD::far_occurrence(mux_input.m_bits) != 0) return mux_input;
+    const KEP_NODE_PLACES& places = *storage.m_places;
+    const std::uint32_t place = KEP_NODE_WORD::place(target);
+    const std::uint32_t key = places.get_key(place, KEP_NODE_WORD::rank(target));
+    return {WORD::make_far(places.get_order().get_occurrence(place),
+                           KEP_NODE_WORD::inst_port(key) + WORD::inst_port(mux_input.m_bits))};
+  }
   static std::uint32_t append(const KEP_ROUTING_GRAPH_STORAGE& storage, KEP_FOLDED_WORD_LIST& list,
-                              const std::vector<std::uint64_t>& words) {
+                              const std::vector<KEP_SEEN_WORD>& words) {
     std::uint32_t size = 0;
     for (const KEP_NODE_SHAPE& shape : storage.m_shapes)
       size = std::max(size, &list == &storage.m_fanins ? shape.m_first_fanin + shape.m_num_fanins
@@ -281,8 +298,7 @@ private:
     std::vector<KEP_SEEN_WORD> unfolded;
     for (std::uint32_t i = 0; i != size; ++i)
       unfolded.push_back(folded[i]);
-    for (const std::uint64_t word : words)
-      unfolded.push_back({word | KEP_SEEN_WORD::ABSOLUTE});
+    unfolded.insert(unfolded.end(), words.begin(), words.end());
     list = KEP_FOLDED_WORD_LIST(unfolded);
     return size;
   }

@@ -78,7 +78,7 @@ struct KEP_EDGE_TABLES {
   KEP_PACKED_NUMBERS m_shapes_of_nodes;
   const KEP_NODE_SHAPE* m_shapes;
   const KEP_SEEN_WORD* m_fanouts;
-  KEP_FOLDED_WORDS m_mux_inputs; ///< of the fanouts: place, and the inst port's number plus one; 0 for none
+  KEP_FOLDED_WORDS m_mux_inputs; ///< of the fanouts; told by the target (KEP_MUX_INPUT_WORD)
   KEP_FOLDED_WORDS m_fanins;
   std::uint32_t m_num_nodes;
 

@@ -11,7 +11,7 @@
 namespace KEP_ROUTING {
 
 inline FWD_EDGE::FWD_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position)
-    : m_fanout(graph->m_tables.m_fanouts[position].get_word(own), graph), m_own(own), m_position(position) {}
+    : m_fanout(graph->m_tables.m_fanouts[position].get_word(own), graph), m_position(position) {}
 inline REV_EDGE::REV_EDGE(GRAPH* graph, std::uint32_t own, std::uint32_t position)
     : m_fanin(graph->m_tables.m_fanins[position].get_word(own), graph) {}
 

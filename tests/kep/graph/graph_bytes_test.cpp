@@ -88,15 +88,17 @@ TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
   const std::uint64_t shapes = 1 + NUM_DRIVERS + 1;
   // Each driver drives the nine others, at all sixteen places by the same words.
   const std::uint64_t fanouts = NUM_DRIVERS * (NUM_DRIVERS - 1);
-  // Among the mux inputs are but ten words, and so among the fanins: a byte tells which.
-  const std::uint64_t bytes_of_folded_words = NUM_DRIVERS * sizeof(KEP_SEEN_WORD) + fanouts + 4;
+  // Among the fanins are but ten words, and all mux inputs stand two inst ports before their targets: a byte
+  // tells which.
+  const std::uint64_t bytes_of_fanins = NUM_DRIVERS * sizeof(KEP_SEEN_WORD) + fanouts + 4;
+  const std::uint64_t bytes_of_mux_inputs = sizeof(KEP_SEEN_WORD) + fanouts + 4;
 
   EXPECT_EQ(db->get_routing_template_graph()->get_memory_bytes(),
             sizeof(KEP_ROUTING_GRAPH_STORAGE) + sizeof(KEP_NODE_PLACES) +
                 sizeof(std::uint32_t) * (words_of_places + words_of_numbers + words_of_modules +
                                          words_of_keys + words_of_buckets) +
                 bytes_of_marks + bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) +
-                fanouts * sizeof(KEP_SEEN_WORD) + 2 * bytes_of_folded_words);
+                fanouts * sizeof(KEP_SEEN_WORD) + bytes_of_fanins + bytes_of_mux_inputs);
 }
 
 TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {

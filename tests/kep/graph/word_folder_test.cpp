@@ -75,6 +75,28 @@ TEST(FoldedWords, AreKeptAsTheyAreWhereFewComeAgain) {
     ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i;
 }
 
+/// So many words of which so many are distinct.
+std::vector<KEP_SEEN_WORD> make_words(std::uint64_t size, std::uint64_t num_distinct) {
+  std::vector<KEP_SEEN_WORD> words;
+  for (std::uint64_t i = 0; i != size; ++i)
+    words.push_back({i * 7919 % num_distinct << 32 | 1});
+  return words;
+}
+
+TEST(FoldedWords, OfManyAreFoldedOrKeptByASampleOfThem) {
+  constexpr std::uint64_t SIZE = 200000;
+  for (const std::uint64_t num_distinct : {std::uint64_t{3}, std::uint64_t{5000}, SIZE / 2, SIZE}) {
+    const std::vector<KEP_SEEN_WORD> words = make_words(SIZE, num_distinct);
+    const KEP_FOLDED_WORD_LIST list(words);
+    const std::uint64_t width = num_distinct == 3 ? 1 : num_distinct == 5000 ? 2 : 3;
+    EXPECT_EQ(list.get_memory_bytes(),
+              num_distinct == SIZE ? SIZE * sizeof(KEP_SEEN_WORD) : SIZE * width + 4 + num_distinct * 8)
+        << num_distinct;
+    for (std::uint32_t i = 0; i != words.size(); ++i)
+      ASSERT_EQ(list.get_view()[i].m_bits, words[i].m_bits) << i << " of " << num_distinct;
+  }
+}
+
 TEST(FoldedWords, HaveNumbersThatHangOnTheWordsAloneAndNotOnTheirOrder) {
   const std::vector<KEP_SEEN_WORD> words{{30}, {10}, {20}, {10}};
   const std::vector<KEP_SEEN_WORD> turned{{10}, {20}, {10}, {30}};

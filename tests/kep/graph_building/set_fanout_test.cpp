@@ -20,6 +20,11 @@ using testing::HasSubstr;
 
 using EDGES = KEP_ROUTING_BUILDER_EDGE_BUILDER;
 
+/// How folded fanouts tell a mux input.
+std::uint32_t difference(const KEP_DB& db, const char* mux_input, const char* target) {
+  return uip(db, mux_input).m_object->get_number() - uip(db, target).m_object->get_number();
+}
+
 TEST_F(RoutingBuilder, RefusesMoreThan65535EdgesOfOneKindByName) {
   GRAPH_BUILD build(*m_db);
   build.add("t/m:z");
@@ -84,8 +89,8 @@ TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
   EXPECT_TRUE(edges.has_all_nodes(occurrence_of("t/m:z")));
   EXPECT_FALSE(edges.has_all_nodes(occurrence_of("u/m:z")));
 
-  const EDGES::FOLDED_FANOUT fanouts[] = {{target("t/m:z"), 0},
-                                          {target("t/k:z"), uip(*m_db, "t/k:a").m_object->get_number() + 1}};
+  const EDGES::FOLDED_FANOUT fanouts[] = {{target("t/m:z"), EDGES::NO_MUX_INPUT},
+                                          {target("t/k:z"), difference(*m_db, "t/k:a", "t/k:z")}};
   const EDGES::FANOUT_RUN in_t{fanouts, 2, occurrence_of("t/m:z")};
   const EDGES::FANOUT_RUN in_u{fanouts, 2, occurrence_of("u/m:z")};
   const EDGES::FANOUT_COUNTS counts = edges.set_fanout(build.find("t/m:z"), {in_t, in_u}, {in_u});
@@ -112,7 +117,7 @@ TEST_F(RoutingBuilder, FoldsFanoutsHoweverTheyWereTold) {
   EDGES& edges = build.edges();
   build.set(build.find("t/m:z"), {{build.find("t/k:z"), uip(*m_db, "t/k:a")}});
   const EDGES::FOLDED_FANOUT fanout{edges.find_target(*uip(*m_db, "u/k:z").m_object),
-                                    uip(*m_db, "u/k:a").m_object->get_number() + 1};
+                                    difference(*m_db, "u/k:a", "u/k:z")};
   edges.set_fanout(build.find("u/m:z"), {{&fanout, 1, occurrence_of("u/m:z")}}, {});
   EXPECT_EQ(edges.get_num_templates(), 1);
   edges.set_fanout(build.find("u/k:z"), {}, {});
@@ -133,8 +138,8 @@ TEST_F(RoutingBuilder, RefusesTooManyFanoutsOfRunsByName) {
   build.add("t/m:z");
   build.add("u/m:z");
   build.sort();
-  const std::vector<EDGES::FOLDED_FANOUT> most(65535,
-                                               {build.edges().find_target(*uip(*m_db, "t/m:z").m_object), 0});
+  const std::vector<EDGES::FOLDED_FANOUT> most(
+      65535, {build.edges().find_target(*uip(*m_db, "t/m:z").m_object), EDGES::NO_MUX_INPUT});
   const EDGES::FANOUT_RUN run{most.data(), 65535, occurrence_of("u/m:z")};
   EXPECT_EQ(build.edges().set_fanout(build.find("t/m:z"), {run}, {}).m_num_real, 65535U);
   for (const bool redundant : {false, true})

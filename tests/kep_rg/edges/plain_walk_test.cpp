@@ -21,6 +21,7 @@ using test_model::SEEDS;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
+constexpr std::uint32_t NO_MUX_INPUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::NO_MUX_INPUT;
 
 /// The nets of a device whose graph was built by searching every connection.
 class FOLDED_CASE {
@@ -47,17 +48,17 @@ public:
     for (const auto& run : runs)
       for (std::uint32_t i = 0; i != run.m_num_fanouts; ++i) {
         KEP_MODULE* module = m_nets->get_unfolding().get(run.m_occurrence).m_module;
-        std::string text;
-        for (unsigned number = 0; number != module->get_num_inst_ports(); ++number) {
-          KEP_INST_PORT* inst_port = module->get_inst_port_by_number(number);
-          if (ACCESS::edge_builder(m_case.builder()).find_target(*inst_port) == run.m_fanouts[i].m_target)
-            text = KEP_UNFOLDED_INST_PORT(run.m_occurrence, inst_port).get_name(KEP_NAME_STYLE());
-        }
-        if (const std::uint32_t mux_input = run.m_fanouts[i].m_mux_input; mux_input != 0)
-          text += " via " +
-                  KEP_UNFOLDED_INST_PORT(run.m_occurrence, module->get_inst_port_by_number(mux_input - 1))
-                      .get_name(KEP_NAME_STYLE());
-        texts.push_back(text);
+        const auto name_at = [&](std::uint32_t number) {
+          return KEP_UNFOLDED_INST_PORT(run.m_occurrence, module->get_inst_port_by_number(number))
+              .get_name(KEP_NAME_STYLE());
+        };
+        std::uint32_t target = 0;
+        while (ACCESS::edge_builder(m_case.builder()).find_target(*module->get_inst_port_by_number(target)) !=
+               run.m_fanouts[i].m_target)
+          ++target;
+        const std::uint32_t mux_input = run.m_fanouts[i].m_mux_input;
+        texts.push_back(name_at(target) +
+                        (mux_input == NO_MUX_INPUT ? "" : " via " + name_at(target + mux_input)));
       }
     return texts;
   }
@@ -271,7 +272,11 @@ std::vector<EDGE> edges_of(BUILD_CASE& c, const auto& range) {
   for (const KEP_ROUTING::FWD_EDGE& edge : range) {
     const auto [occurrence, target] = target_of(c, edge.get_fanout().get_unfolded_inst_port());
     const KEP_UNFOLDED_INST_PORT mux_input = edge.get_mux_input();
-    edges.emplace_back(occurrence, target, mux_input ? mux_input.m_object->get_number() + 1 : 0);
+    EXPECT_TRUE(!mux_input || mux_input.m_position == occurrence);
+    edges.emplace_back(occurrence, target,
+                       mux_input ? mux_input.m_object->get_number() -
+                                       edge.get_fanout().get_unfolded_inst_port().m_object->get_number()
+                                 : NO_MUX_INPUT);
   }
   return edges;
 }
