@@ -179,7 +179,7 @@ KEP_MODEL_CELL TOP::make_cell(const PLACE& place) const {
 
 std::string TOP::connect_logic(const PLACE& place, GENERATE_CONNECTIONS& connections) const {
   const auto [grid, x, y] = place;
-  const auto add_pins = [&](const char* port, GENERATE_GRID connect) {
+  const auto add_pins = [&, x = x, y = y](const char* port, GENERATE_GRID connect) {
     connections.push_back(
         {port, generate_bits(get_bit({connect, x, y}) + std::int64_t{2} * m_tracks, m_pins)});
   };
