@@ -59,8 +59,10 @@ KEP_LAYOUT_JUDGE::KEP_LAYOUT_JUDGE(const KEP_MODULE& module, const std::vector<K
 void KEP_LAYOUT_JUDGE::choose_sample(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings) {
   m_sibling_step = siblings.size() / MAX_SIBLINGS + 1;
   std::uint64_t num_inst_ports = 0;
-  for (const KEP_SIBLING& sibling : siblings)
+  for (const KEP_SIBLING& sibling : siblings) {
+    m_least_size += sibling.m_extent;
     num_inst_ports += module.get_slots()[sibling.m_slot].m_module->get_num_ports();
+  }
   m_port_step = num_inst_ports / m_sibling_step / MAX_INST_PORTS + 1;
 }
 
@@ -83,9 +85,8 @@ void KEP_LAYOUT_JUDGE::add_connections(const std::vector<std::uint32_t>& sibling
   }
 }
 
-bool KEP_LAYOUT_JUDGE::is_hard_to_beat(const KEP_SIBLING_LAYOUT& layout) const {
-  return static_cast<double>(get_cost(layout)) <=
-         static_cast<double>(get_cost(m_num_kinds, layout.m_size)) * HARD_TO_BEAT;
+bool KEP_LAYOUT_JUDGE::is_hard_to_beat(std::uint64_t cost) const {
+  return static_cast<double>(cost) <= static_cast<double>(get_cost(m_num_kinds, m_least_size)) * HARD_TO_BEAT;
 }
 
 std::uint64_t KEP_LAYOUT_JUDGE::get_cost(const KEP_SIBLING_LAYOUT& layout) const {

@@ -16,9 +16,9 @@ public:
 
   /// In about as many bytes as the finished graph would take.
   std::uint64_t get_cost(const KEP_SIBLING_LAYOUT& layout) const;
-  /// No layout costs less than a good part of this one: most connections are of a kind of their own, or like
-  /// ones bridge like differences already.
-  bool is_hard_to_beat(const KEP_SIBLING_LAYOUT& layout) const;
+  /// No layout costs much less: most connections are of a kind of their own, or like ones bridge like
+  /// differences already.
+  bool is_hard_to_beat(std::uint64_t cost) const;
 
 private:
   struct CONNECTION {
@@ -36,4 +36,5 @@ private:
   std::uint64_t m_sibling_step = 1; // one of so many siblings is looked at
   std::uint64_t m_port_step = 1;    // likewise of ports
   std::uint64_t m_num_occurrences;
+  std::uint64_t m_least_size = 0; // without gaps
 };

@@ -1,7 +1,5 @@
 #include "kep/graph_building/kep_sibling_grid.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <numeric>
 #include <string_view>
@@ -25,13 +23,24 @@ bool is_digit(char c) {
 
 /// Replaces each number by its rank among all of them; gives how many there are.
 std::uint64_t rank(std::vector<std::uint32_t>& numbers) {
-  std::vector<std::uint32_t> values(numbers);
-  std::sort(values.begin(), values.end());
-  values.erase(std::unique(values.begin(), values.end()), values.end());
-  for (std::uint32_t& number : numbers)
-    number =
-        static_cast<std::uint32_t>(std::lower_bound(values.begin(), values.end(), number) - values.begin());
-  return values.size();
+  const std::uint64_t end =
+      numbers.empty() ? 0 : *std::max_element(numbers.begin(), numbers.end()) + std::uint64_t{1};
+  if (end <= numbers.size() * 2 + ALWAYS_ALLOWED) {
+    std::vector<std::uint32_t> ranks(end);
+    for (const std::uint32_t number : numbers)
+      ranks[number] = 1;
+    std::exclusive_scan(ranks.begin(), ranks.end(), ranks.begin(), 0U);
+    for (std::uint32_t& number : numbers)
+      number = ranks[number];
+  } else {
+    std::vector<std::uint32_t> values(numbers);
+    std::sort(values.begin(), values.end());
+    values.erase(std::unique(values.begin(), values.end()), values.end());
+    for (std::uint32_t& number : numbers)
+      number =
+          static_cast<std::uint32_t>(std::lower_bound(values.begin(), values.end(), number) - values.begin());
+  }
+  return numbers.empty() ? 0 : *std::max_element(numbers.begin(), numbers.end()) + std::uint64_t{1};
 }
 
 } // namespace
@@ -39,28 +48,34 @@ std::uint64_t rank(std::vector<std::uint32_t>& numbers) {
 KEP_SIBLING_GRID::KEP_SIBLING_GRID(const KEP_MODULE& module, const std::vector<KEP_SIBLING>& siblings)
     : m_siblings(siblings) {
   m_names.reserve(siblings.size());
-  for (const KEP_SIBLING& sibling : siblings)
-    m_names.push_back(take_apart(module, sibling));
+  std::unordered_map<std::string, std::uint32_t> texts;
+  std::string text;
+  for (const KEP_SIBLING& sibling : siblings) {
+    NAME& name = m_names.emplace_back();
+    take_apart(module, sibling, text, name.m_numbers);
+    const auto [known, is_new] = texts.try_emplace(text, static_cast<std::uint32_t>(m_texts.size()));
+    if (is_new) m_texts.push_back(text);
+    name.m_text = known->second;
+  }
 }
 
-KEP_SIBLING_GRID::NAME KEP_SIBLING_GRID::take_apart(const KEP_MODULE& module,
-                                                    const KEP_SIBLING& sibling) const {
+void KEP_SIBLING_GRID::take_apart(const KEP_MODULE& module, const KEP_SIBLING& sibling, std::string& text,
+                                  std::vector<std::uint32_t>& numbers) {
   const KEP_SLOT& slot = module.get_slots()[sibling.m_slot];
   const std::string_view name = module.get_instance_by_index(slot.m_instance)->get_plain_name();
-  NAME apart;
+  text.clear();
   for (std::size_t i = 0; i != name.size();) {
     if (!is_digit(name[i])) {
-      apart.m_text += name[i++];
+      text += name[i++];
       continue;
     }
     std::uint32_t number = 0;
     for (std::size_t digits = 0; i != name.size() && is_digit(name[i]) && digits != MAX_DIGITS; ++digits)
       number = number * 10 + static_cast<std::uint32_t>(name[i++] - '0');
-    apart.m_text += '\0';
-    apart.m_numbers.push_back(number);
+    text += '\0';
+    numbers.push_back(number);
   }
-  apart.m_text += static_cast<char>(slot.m_module->get_view_type()); // siblings of one name in several views
-  return apart;
+  text += static_cast<char>(slot.m_module->get_view_type()); // siblings of one name in several views
 }
 
 std::vector<KEP_SIBLING_GRID::AXES> KEP_SIBLING_GRID::list_axes() const {
@@ -72,14 +87,16 @@ std::vector<KEP_SIBLING_GRID::AXES> KEP_SIBLING_GRID::list_axes() const {
     axes.push_back({num_axes, false});
     if (num_axes != most) axes.push_back({num_axes, true});
   }
+  std::reverse(axes.begin(), axes.end()); // most grids have two
   return axes;
 }
 
 bool KEP_SIBLING_GRID::choose(const AXES& axes) {
   m_on_grid.clear();
   m_apart.clear();
-  std::vector<std::string> kinds;
   std::vector<std::vector<std::uint32_t>> coordinates(axes.m_num_axes);
+  std::map<KIND, std::uint32_t> kinds;
+  KIND kind;
   for (std::uint32_t i = 0; i != m_names.size(); ++i) {
     const std::vector<std::uint32_t>& numbers = m_names[i].m_numbers;
     if (numbers.size() < axes.m_num_axes) {
@@ -87,15 +104,13 @@ bool KEP_SIBLING_GRID::choose(const AXES& axes) {
       continue;
     }
     const std::size_t first = axes.m_takes_last ? numbers.size() - axes.m_num_axes : 0;
-    m_on_grid.push_back({i, 0, 0});
-    kinds.push_back(m_names[i].m_text);
+    kind = {m_names[i].m_text, {}};
     for (std::size_t j = 0; j != numbers.size(); ++j)
-      if (j - first < axes.m_num_axes)
-        coordinates[j - first].push_back(numbers[j]);
-      else
-        kinds.back() += fmt::format(" {}", numbers[j]);
+      (j - first < axes.m_num_axes ? coordinates[j - first] : kind.second).push_back(numbers[j]);
+    const auto known = kinds.try_emplace(kind, static_cast<std::uint32_t>(kinds.size())).first;
+    m_on_grid.push_back({i, known->second, 0});
   }
-  number_kinds(kinds);
+  order_kinds(kinds);
   if (!find_cells(coordinates)) return false;
   std::sort(m_on_grid.begin(), m_on_grid.end(), [](const PLACED& left, const PLACED& right) {
     return std::tie(left.m_cell, left.m_kind, left.m_sibling) <
@@ -104,26 +119,30 @@ bool KEP_SIBLING_GRID::choose(const AXES& axes) {
   std::sort(m_apart.begin(), m_apart.end(), [this](const PLACED& left, const PLACED& right) {
     const NAME& left_name = m_names[left.m_sibling];
     const NAME& right_name = m_names[right.m_sibling];
-    return std::tie(left_name.m_text, left_name.m_numbers, left.m_sibling) <
-           std::tie(right_name.m_text, right_name.m_numbers, right.m_sibling);
+    return std::tie(m_texts[left_name.m_text], left_name.m_numbers, left.m_sibling) <
+           std::tie(m_texts[right_name.m_text], right_name.m_numbers, right.m_sibling);
   });
   return true;
 }
 
-/// Kinds with many siblings first.
-void KEP_SIBLING_GRID::number_kinds(const std::vector<std::string>& kinds) {
-  std::unordered_map<std::string_view, std::uint32_t> counts;
-  for (const std::string& kind : kinds)
-    ++counts[kind];
-  std::vector<std::pair<std::string_view, std::uint32_t>> order(counts.begin(), counts.end());
-  std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
+/// Kinds with many siblings first; those with as many by their names.
+void KEP_SIBLING_GRID::order_kinds(const std::map<KIND, std::uint32_t>& kinds) {
+  m_num_kinds = static_cast<std::uint32_t>(kinds.size());
+  std::vector<std::uint32_t> counts(m_num_kinds);
+  for (const PLACED& each : m_on_grid)
+    ++counts[each.m_kind];
+  std::vector<std::pair<const KIND*, std::uint32_t>> order;
+  for (const auto& [kind, number] : kinds)
+    order.emplace_back(&kind, number);
+  std::sort(order.begin(), order.end(), [&](const auto& left, const auto& right) {
+    return std::tie(counts[right.second], m_texts[left.first->first], left.first->second) <
+           std::tie(counts[left.second], m_texts[right.first->first], right.first->second);
   });
-  m_num_kinds = static_cast<std::uint32_t>(order.size());
+  std::vector<std::uint32_t> ranks(m_num_kinds);
   for (std::uint32_t i = 0; i != m_num_kinds; ++i)
-    counts[order[i].first] = i;
-  for (std::size_t i = 0; i != kinds.size(); ++i)
-    m_on_grid[i].m_kind = counts[kinds[i]];
+    ranks[order[i].second] = i;
+  for (PLACED& each : m_on_grid)
+    each.m_kind = ranks[each.m_kind];
 }
 
 /// The last axis runs fastest. False if the cells can't be numbered.

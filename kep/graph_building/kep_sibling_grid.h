@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Siblings on a grid, by the numbers in their names.
@@ -32,23 +34,26 @@ public:
 
 private:
   struct NAME {
-    std::string m_text; // a 0 for each number
+    std::uint32_t m_text = 0; // what stands around the numbers
     std::vector<std::uint32_t> m_numbers;
   };
+  using KIND = std::pair<std::uint32_t, std::vector<std::uint32_t>>; // a text, and numbers that tell no cell
   struct PLACED {
     std::uint32_t m_sibling;
     std::uint32_t m_kind;
     std::uint64_t m_cell;
   };
-  NAME take_apart(const KEP_MODULE& module, const KEP_SIBLING& sibling) const;
-  void number_kinds(const std::vector<std::string>& kinds);
+  static void take_apart(const KEP_MODULE& module, const KEP_SIBLING& sibling, std::string& text,
+                         std::vector<std::uint32_t>& numbers);
+  void order_kinds(const std::map<KIND, std::uint32_t>& kinds);
   bool find_cells(std::vector<std::vector<std::uint32_t>>& coordinates);
   void append(const std::vector<PLACED>& siblings, KEP_SIBLING_LAYOUT& layout) const;
 
   const std::vector<KEP_SIBLING>& m_siblings;
-  std::vector<NAME> m_names;     // by sibling
-  std::vector<PLACED> m_on_grid; // by cell, in a cell by kind
-  std::vector<PLACED> m_apart;   // by kind, of a kind by its numbers
+  std::vector<std::string> m_texts; // with a 0 for each number
+  std::vector<NAME> m_names;        // by sibling
+  std::vector<PLACED> m_on_grid;    // by cell, in a cell by kind
+  std::vector<PLACED> m_apart;      // by kind, of a kind by its numbers
   std::uint64_t m_num_cells = 0;
   std::uint32_t m_num_kinds = 0;
 };

@@ -28,8 +28,8 @@ KEP_SIBLING_LAYOUT KEP_SIBLING_LAYOUT::find(const KEP_MODULE& module,
   KEP_SIBLING_LAYOUT best = lay_out_as_listed(siblings);
   if (siblings.size() < MIN_SIBLINGS) return best;
   const KEP_LAYOUT_JUDGE judge(module, siblings, num_occurrences);
-  if (judge.is_hard_to_beat(best)) return best;
   std::uint64_t least = judge.get_cost(best);
+  if (judge.is_hard_to_beat(least)) return best;
   const auto try_one = [&](KEP_SIBLING_LAYOUT layout) {
     const std::uint64_t cost = judge.get_cost(layout);
     if (cost >= least) return;
@@ -41,6 +41,7 @@ KEP_SIBLING_LAYOUT KEP_SIBLING_LAYOUT::find(const KEP_MODULE& module,
     if (!grid.choose(axes)) continue;
     if (with_gaps)
       if (auto layout = grid.lay_out_with_gaps()) try_one(std::move(*layout));
+    if (judge.is_hard_to_beat(least)) return best;
     try_one(grid.lay_out_without_gaps());
   }
   return best;

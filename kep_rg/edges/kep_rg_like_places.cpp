@@ -45,10 +45,14 @@ public:
   }
 
 private:
+  struct CHILDREN {
+    bool m_are_known = false;
+    std::vector<std::uint32_t> m_ranks;
+  };
   /// The ranks of inner children with places, in the order of these.
   const std::vector<std::uint32_t>& get_children(const KEP_MODULE& module) {
-    std::vector<std::uint32_t>& ranks = m_children[module.get_number()];
-    if (!ranks.empty()) return ranks;
+    CHILDREN& children = m_children[module.get_number()];
+    if (std::exchange(children.m_are_known, true)) return children.m_ranks;
     const KEP_PLACE_LAYOUT& layout = *m_places.m_layout;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> by_place;
     for (std::uint32_t i = 0; i != module.get_num_slots(); ++i)
@@ -57,13 +61,13 @@ private:
         by_place.emplace_back(layout.get_offset(module, i), slot.m_inner_rank);
     std::sort(by_place.begin(), by_place.end());
     for (const auto& [place, rank] : by_place)
-      ranks.push_back(rank);
-    return ranks;
+      children.m_ranks.push_back(rank);
+    return children.m_ranks;
   }
 
   KEP_RG_LIKE_PLACES& m_places;
-  std::vector<std::uint32_t> m_last;                  // occurrence, by module number
-  std::vector<std::vector<std::uint32_t>> m_children; // by module number
+  std::vector<std::uint32_t> m_last; // occurrence, by module number
+  std::vector<CHILDREN> m_children;  // by module number
 };
 
 KEP_RG_LIKE_PLACES::KEP_RG_LIKE_PLACES(const KEP_DB& db, const KEP_RG_PRIMITIVES& primitives,
