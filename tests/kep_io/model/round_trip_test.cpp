@@ -164,4 +164,22 @@ TEST(RoundTrip, AModelThatIsWrittenIsReadBackAsItWas) {
   EXPECT_GT(num_nets, 1000U);
 }
 
+TEST(RoundTrip, AModuleThatIsWrittenCellByCellHasTheBytesOfOneWrittenAtOnce) {
+  for (const std::uint64_t seed : test_model::SEEDS(0, 50)) {
+    const RANDOM_MODEL model(seed);
+    std::ostringstream at_once;
+    std::ostringstream in_pieces;
+    KEP_MODEL_WRITER writer(at_once, "test");
+    KEP_MODEL_WRITER pieces(in_pieces, "test");
+    for (const KEP_MODEL_MODULE& module : model.modules()) {
+      writer.write(module);
+      pieces.begin_module(module);
+      for (const KEP_MODEL_CELL& cell : module.m_cells)
+        pieces.write_cell(cell);
+      pieces.end_module(module);
+    }
+    ASSERT_EQ(in_pieces.str(), at_once.str()) << "seed " << seed;
+  }
+}
+
 } // namespace round_trip_test

@@ -73,6 +73,36 @@ TEST_F(CommandLine, GivesTheSameDumpForAnyNumberOfThreads) {
   }
 }
 
+TEST_F(CommandLine, FindsNothingOddAboutAGeneratedDeviceOfAnyForm) {
+  for (const std::string form : {"tiles --columns 2 --rows 2", "grids --columns 2 --rows 2 --luts 2",
+                                 "grids --columns 1 --rows 1 --order shuffled", "random --nodes 1000",
+                                 "near --nodes 1000 --inputs 3", "net --nodes 20", "chain --nodes 20"}) {
+    ASSERT_EQ(run("generate --model m.json --routing r.jsonl --form " + form), 0) << form << "\n" << m_err;
+    const std::string nodes = m_out.substr(m_out.rfind(", ") + 2);
+    ASSERT_EQ(run("check m.json r.jsonl --trace --stats stats.json"), 0) << form << "\n" << m_out << m_err;
+    simdjson::dom::parser parser;
+    const simdjson::padded_string text(read("stats.json"));
+    const std::uint64_t built = parser.parse(text)["graph"]["nodes"];
+    EXPECT_EQ(nodes, std::to_string(built) + " nodes\n") << form;
+  }
+}
+
+TEST_F(CommandLine, GivesTheSameGraphForAnyOrderOfTheBlocks) {
+  std::vector<std::vector<std::string>> edges;
+  for (const std::string order : {"alphabet", "number", "shuffled"}) {
+    ASSERT_EQ(run("generate --form grids --columns 11 --rows 2 --width 4 --connect-inputs 3 --luts 1 "
+                  "--switch-inputs 4 --model m.json --routing r.jsonl --order " +
+                  order),
+              0)
+        << m_err;
+    ASSERT_EQ(run("build m.json r.jsonl -j 2 --dump dump"), 0) << m_err;
+    edges.push_back(sorted_lines(read("dump/edges.tsv")));
+  }
+  EXPECT_GT(edges[0].size(), 1000U);
+  EXPECT_TRUE(edges[1] == edges[0]);
+  EXPECT_TRUE(edges[2] == edges[0]);
+}
+
 TEST_F(CommandLine, KeepsAFabricFoldedHoweverLargeItIs) {
   std::uint64_t templates[2] = {};
   for (const bool large : {false, true}) {
@@ -215,6 +245,9 @@ TEST_F(CommandLine, RefusesBadInputWithFileAndPlace) {
   write("bad.txt", "0 0 a\n");
   expect_refused_for("import-icebox bad.txt --model m.json --routing r.jsonl", "bad.txt:1: ");
   expect_refused_for("generate --columns 0 --model m.json --routing r.jsonl", "--columns");
+  expect_refused_for("generate --form grids --skip 1 --model m.json --routing r.jsonl",
+                     "--skip: not an option of --form grids");
+  expect_refused_for("generate --form near --model m.json --routing r.jsonl", "--form near: needs --nodes");
 }
 
 TEST_F(CommandLine, RefusesFilesThatItCannotWriteAndLeavesNothingBehind) {

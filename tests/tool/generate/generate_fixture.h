@@ -5,6 +5,7 @@
 #include "tools/kep-rg/generate/generate.h"
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 #include <simdjson.h>
 
 #include <cstdint>
@@ -46,7 +47,18 @@ inline GENERATE_OPTIONS small() {
   return options;
 }
 
-/// A generated fabric.
+/// The smallest device of a form, or nearly.
+inline GENERATE_OPTIONS small(GENERATE_FORM form) {
+  GENERATE_OPTIONS options;
+  if (form == GENERATE_FORM::TILES || form == GENERATE_FORM::GRIDS)
+    options = small();
+  else
+    options.m_nodes = 1000;
+  options.m_form = form;
+  return options;
+}
+
+/// A generated device.
 class Generate : public Folder {
 protected:
   /// Generates, and gives the report line.
@@ -77,6 +89,12 @@ protected:
   }
 
   GENERATED_MODEL read_model() const;
+
+  /// The names of the cells of a module, in the order of the file.
+  std::vector<std::string> read_cell_names(std::string_view module) const;
+
+  /// Each net has one driver, and each cell's input is open or on a net that is driven.
+  void expect_one_driver_for_every_net() const;
 
   /// The statements of the routing description, parsed in turn.
   std::vector<std::map<std::string, std::string>> read_routing() const;
@@ -113,6 +131,35 @@ inline GENERATED_MODEL Generate::read_model() const {
     }
   }
   return model;
+}
+
+inline std::vector<std::string> Generate::read_cell_names(std::string_view module) const {
+  simdjson::dom::parser parser;
+  std::vector<std::string> names;
+  const simdjson::dom::element modules = parser.load(path("model.json"))["modules"];
+  for (const auto& [name, cell] : modules[module]["cells"].get_object())
+    names.emplace_back(name);
+  return names;
+}
+
+inline void Generate::expect_one_driver_for_every_net() const {
+  const GENERATED_MODEL model = read_model();
+  for (const auto& [key, module] : model) {
+    std::map<std::string, int> drivers;
+    for (const auto& [name, port] : module.m_ports)
+      for (const std::string& bit : port.m_bits)
+        drivers[bit] += port.m_direction == "input";
+    for (const auto& [name, cell] : module.m_cells)
+      for (const auto& [port, bits] : cell.m_connections)
+        for (const std::string& bit : bits)
+          drivers[bit] += model.at(cell.m_type).m_ports.at(port).m_direction == "output";
+    for (const auto& [name, cell] : module.m_cells)
+      for (const auto& [port, bits] : cell.m_connections)
+        for (const std::string& bit : bits)
+          if (bit != "x") {
+            EXPECT_EQ(drivers[bit], 1) << key << "/" << name << ":" << port;
+          }
+  }
 }
 
 inline std::vector<std::map<std::string, std::string>> Generate::read_routing() const {

@@ -66,7 +66,22 @@ INSTANTIATE_TEST_SUITE_P(
                     "needs 3 outputs of the logic block"},
         BAD_OPTIONS{[](auto& o) { o.m_switch_inputs = 4, o.m_luts = 13; }, "can't take the 26 outputs"},
         BAD_OPTIONS{[](auto& o) { o.m_spare_rows = 3; }, "3 spare rows don't fit among 3 rows"},
-        BAD_OPTIONS{[](auto& o) { o.m_columns = o.m_rows = {1024}, o.m_levels = 2; }, "use more levels"}));
+        BAD_OPTIONS{[](auto& o) { o.m_columns = o.m_rows = {1024}, o.m_levels = 2; }, "use more levels"},
+        BAD_OPTIONS{[](auto& o) {
+                      o = small(GENERATE_FORM::GRIDS), o.m_rows = {2, 2};
+                    },
+                    "--rows gives 2 numbers for 1 levels"},
+        BAD_OPTIONS{
+            [](auto& o) { o = small(GENERATE_FORM::GRIDS), o.m_columns = o.m_rows = {1024}, o.m_width = 64; },
+            "the top would have"},
+        BAD_OPTIONS{[](auto& o) { o = small(GENERATE_FORM::RANDOM), o.m_nodes = 999; },
+                    "--nodes is 999, but must be from 1000"},
+        BAD_OPTIONS{[](auto& o) { o = small(GENERATE_FORM::NEAR), o.m_inputs = 257; },
+                    "--inputs is 257, but must be from 1 to 256"},
+        BAD_OPTIONS{[](auto& o) { o = small(GENERATE_FORM::RANDOM), o.m_nodes = 20'000'000; },
+                    "the module would have 220000000 bits"},
+        BAD_OPTIONS{[](auto& o) { o = small(GENERATE_FORM::NET), o.m_nodes = 1; },
+                    "--nodes is 1, but must be from 2"}));
 
 TEST_F(Generate, AFileThatCannotBeWrittenLeavesTheOtherAsItWas) {
   write("model.json", "old model");

@@ -110,6 +110,10 @@ private:
   }
   /// That leave a switch block or a connection block.
   BITS get_tracks(const PLACE& place, GENERATE_HEADING heading) const;
+  /// Of the logic block, that a connection block feeds.
+  BITS get_pins(const PLACE& connect) const {
+    return generate_bits(get_bit(connect) + std::int64_t{2} * m_tracks, m_pins);
+  }
 
   KEP_MODEL_CELL make_cell(const PLACE& place) const;
   std::string connect_connect(const PLACE& place, GENERATE_CONNECTIONS& connections) const;
@@ -178,13 +182,10 @@ KEP_MODEL_CELL TOP::make_cell(const PLACE& place) const {
 }
 
 std::string TOP::connect_logic(const PLACE& place, GENERATE_CONNECTIONS& connections) const {
-  const auto [grid, x, y] = place;
-  const auto add_pins = [&, x = x, y = y](const char* port, GENERATE_GRID connect) {
-    connections.push_back(
-        {port, generate_bits(get_bit({connect, x, y}) + std::int64_t{2} * m_tracks, m_pins)});
-  };
-  add_pins("n", GENERATE_CONNECT_H);
-  add_pins("e", GENERATE_CONNECT_V);
+  const std::uint32_t x = place.m_x;
+  const std::uint32_t y = place.m_y;
+  connections.push_back({"n", get_pins({GENERATE_CONNECT_H, x, y})});
+  connections.push_back({"e", get_pins({GENERATE_CONNECT_V, x, y})});
   if (y > 1) connections.push_back({"cin", {get_bit({GENERATE_DIRECT, x, y - 1})}});
   connections.push_back({"o", generate_bits(get_bit(place), m_outputs)});
   if (y < m_places.get_rows())
@@ -194,8 +195,9 @@ std::string TOP::connect_logic(const PLACE& place, GENERATE_CONNECTIONS& connect
 
 /// A connection block stands before the switch block of its place.
 std::string TOP::connect_connect(const PLACE& place, GENERATE_CONNECTIONS& connections) const {
-  const auto [grid, x, y] = place;
-  const bool vertical = grid == GENERATE_CONNECT_V;
+  const std::uint32_t x = place.m_x;
+  const std::uint32_t y = place.m_y;
+  const bool vertical = place.m_grid == GENERATE_CONNECT_V;
   const GENERATE_GRID_CONNECT kind{vertical, vertical ? get_generate_side(x, m_places.get_columns())
                                                       : get_generate_side(y, m_places.get_rows())};
   const GENERATE_HEADING away = vertical ? GENERATE_NORTH : GENERATE_EAST;
@@ -207,13 +209,13 @@ std::string TOP::connect_connect(const PLACE& place, GENERATE_CONNECTIONS& conne
   };
   add_tracks(away, before);
   add_tracks(turn(away, 2), after);
-  if (kind.has_pins())
-    connections.push_back({"p", generate_bits(get_bit(place) + std::int64_t{2} * m_tracks, m_pins)});
+  if (kind.has_pins()) connections.push_back({"p", get_pins(place)});
   return kind.get_key();
 }
 
 std::string TOP::connect_switch(const PLACE& place, GENERATE_CONNECTIONS& connections) const {
-  const auto [grid, x, y] = place;
+  const std::uint32_t x = place.m_x;
+  const std::uint32_t y = place.m_y;
   const GENERATE_GRID_SWITCH kind{get_generate_side(x, m_places.get_columns()),
                                   get_generate_side(y, m_places.get_rows())};
   const std::array<PLACE, 4> behind = {{{GENERATE_CONNECT_V, x, y},

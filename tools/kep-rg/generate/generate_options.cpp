@@ -5,11 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -40,11 +42,11 @@ CLI::Option* add_number(CLI::App& app, const std::string& name, VALUE& value, st
 template <class VALUE, std::size_t COUNT>
 CLI::Option* add_choice(CLI::App& app, const std::string& name, VALUE& value,
                         const std::array<const char*, COUNT>& words, const std::string& help) {
-  std::map<std::string, VALUE> values;
-  for (std::size_t i = 0; i < COUNT; ++i)
-    values[words[i]] = static_cast<VALUE>(i);
-  return app.add_option(name, value, help)
-      ->transform(CLI::CheckedTransformer(values).description(""))
+  const auto choose = [&value, &words](const std::string& word) {
+    value = static_cast<VALUE>(std::find(words.begin(), words.end(), word) - words.begin());
+  };
+  return app.add_option_function<std::string>(name, choose, help)
+      ->check(CLI::IsMember(std::vector<std::string>(words.begin(), words.end())).description(""))
       ->type_name(fmt::format("{}", fmt::join(words, "|")))
       ->default_str(words[static_cast<std::size_t>(value)]);
 }
