@@ -10,9 +10,8 @@
 /// for a NODE (GRAPH::get_node(), GRAPH::get_index()) where a name or a place is wanted.
 ///
 ///   const KEP_ROUTING::NUMBERED_GRAPH numbers(*db->get_routing_template_graph());
-///   numbers.visit_real_fanout(node, [&](const KEP_ROUTING::NUMBERED_FWD_EDGE& edge) {
+///   for (const KEP_ROUTING::NUMBERED_FWD_EDGE& edge : numbers.iter_real_fanout(node))
 ///     relax(edge.get_fanout());
-///   });
 ///
 /// Graph, edges and ranges are small values that refer to the graph. Reading allocates nothing and changes
 /// nothing; any number of threads may read at once. Values of a graph that was replaced by a newer build must
@@ -39,9 +38,8 @@ private:
     const GRAPH* m_graph = nullptr;
     std::uint32_t m_place = 0;       // of the node that the edge comes from
     std::uint32_t m_end_of_real = 0; // the position behind its last real fanout
+    bool m_is_plain = false; // its fanouts are told as differences, and no place of the graph lacks a rank
   };
-  NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position, std::uint32_t fanout)
-      : m_source(source), m_position(position), m_fanout(fanout) {}
   inline NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position);
 
   SOURCE m_source;
@@ -68,8 +66,6 @@ private:
     std::uint32_t m_node = 0;  // its number
     std::uint32_t m_first = 0; // the position of its first fanin
   };
-  NUMBERED_REV_EDGE(const SOURCE& source, std::uint32_t position, std::uint32_t fanin)
-      : m_source(source), m_position(position), m_fanin(fanin) {}
   inline NUMBERED_REV_EDGE(const SOURCE& source, std::uint32_t position);
 
   SOURCE m_source;
@@ -125,14 +121,6 @@ public:
   inline RANGE<NUMBERED_FWD_EDGE> iter_all_fanout(std::uint32_t node) const;
   inline RANGE<NUMBERED_REV_EDGE> iter_all_fanin(std::uint32_t node) const;
 
-  /// Calls `visit(edge)` for each of them: the fastest way to read them.
-  template <class VISIT>
-  void visit_real_fanout(std::uint32_t node, VISIT&& visit) const;
-  template <class VISIT>
-  void visit_all_fanout(std::uint32_t node, VISIT&& visit) const;
-  template <class VISIT>
-  void visit_all_fanin(std::uint32_t node, VISIT&& visit) const;
-
 private:
   struct PLACED {
     std::uint32_t m_place;
@@ -143,8 +131,6 @@ private:
     return {static_cast<std::uint32_t>(word >> 32), m_graph->m_tables.get_shape(word)};
   }
   inline RANGE<NUMBERED_FWD_EDGE> make_range(const PLACED& at, std::uint32_t begin, std::uint32_t end) const;
-  template <class VISIT>
-  void visit_fanout(const PLACED& at, std::uint32_t num_edges, VISIT&& visit) const;
 
   const GRAPH* m_graph;
 };

@@ -28,8 +28,8 @@ class GRAPH;
 class NODE;
 class FWD_EDGE;
 class REV_EDGE;
-class NUMBERED_FWD_EDGE;
 class NUMBERED_GRAPH;
+class NUMBERED_FWD_EDGE;
 class NUMBERED_REV_EDGE;
 template <class T>
 class EDGE_ITER;
@@ -224,7 +224,7 @@ public:
   void visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const;
 
   /// The number of a node of this graph in the order of iter_nodes(), from 0; and the node of a number, which
-  /// must be below get_num_nodes().
+  /// must be below get_num_nodes(). What goes by numbers alone reads a NUMBERED_GRAPH (kep_numbered_graph.h).
   inline std::uint32_t get_index(const NODE& node) const;
   inline NODE get_node(std::uint32_t index) const;
 
@@ -244,8 +244,8 @@ protected:
   friend class REV_EDGE;
   friend class NODE_ITER;
   friend class NUMBERED_FWD_EDGE;
-  friend class NUMBERED_GRAPH;
   friend class NUMBERED_REV_EDGE;
+  friend class NUMBERED_GRAPH;
   KEP_PORT* get_port(const BASE_NODE& node) const;
   KEP_UNFOLDED_INST_PORT get_unfolded_inst_port(const BASE_NODE& node) const;
   bool is_boundary(const BASE_NODE& node) const;

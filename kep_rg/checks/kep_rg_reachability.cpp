@@ -59,9 +59,8 @@ std::uint32_t KEP_RG_REACHABILITY::walk(KEP_REPORT_PROGRESS* progress) {
   std::uint32_t num_walked = 0;
   for (std::uint32_t place = 0; m_work_list.take(place);) {
     if (++num_walked % NODES_PER_STEP == 0 && progress) progress->add(NODES_PER_STEP);
-    numbers.visit_real_fanout(place, [this](const NUMBERED_FWD_EDGE& edge) {
-      if (edge.get_fanout() != NUMBERED_GRAPH::NONE) reach(edge.get_fanout()); // else in a damaged graph
-    });
+    for (const NUMBERED_FWD_EDGE& edge : numbers.iter_real_fanout(place))
+      if (edge.get_fanout() != NUMBERED_GRAPH::NONE) reach(edge.get_fanout()); // NONE in a damaged graph
   }
   return progress ? num_walked - num_walked % NODES_PER_STEP : 0;
 }

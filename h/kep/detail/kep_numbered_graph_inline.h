@@ -11,7 +11,9 @@ namespace KEP_ROUTING {
 inline NUMBERED_FWD_EDGE::NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position)
     : m_source(source), m_position(position) {
   const KEP_EDGE_TABLES& tables = source.m_graph->m_tables;
-  m_fanout = tables.get_number(tables.m_fanouts[position].get_word(source.m_place));
+  const KEP_SEEN_WORD fanout = tables.m_fanouts[position];
+  m_fanout = source.m_is_plain ? tables.get_number_of_all(fanout.get_relative_word(source.m_place))
+                               : tables.get_number(fanout.get_word(source.m_place));
 }
 inline NUMBERED_REV_EDGE::NUMBERED_REV_EDGE(const SOURCE& source, std::uint32_t position)
     : m_source(source), m_position(position) {
@@ -40,7 +42,8 @@ inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE>
 NUMBERED_GRAPH::make_range(const PLACED& at, std::uint32_t begin, std::uint32_t end) const {
   using ITER = NUMBERED_EDGE_ITER<NUMBERED_FWD_EDGE>;
   const std::uint32_t first = at.m_shape.m_first_fanout;
-  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real};
+  const bool is_plain = !at.m_shape.m_has_absolute && !m_graph->m_tables.m_places.m_lacking;
+  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real, is_plain};
   return {ITER(source, first + begin), ITER(source, first + end)};
 }
 inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE> NUMBERED_GRAPH::iter_real_fanout(std::uint32_t node) const {
@@ -62,42 +65,6 @@ inline NUMBERED_GRAPH::RANGE<NUMBERED_REV_EDGE> NUMBERED_GRAPH::iter_all_fanin(s
   const std::uint32_t first = at.m_shape.m_first_fanin;
   const NUMBERED_REV_EDGE::SOURCE source{m_graph, at.m_place, node, first};
   return {ITER(source, first), ITER(source, first + at.m_shape.m_num_fanins)};
-}
-
-template <class VISIT>
-void NUMBERED_GRAPH::visit_fanout(const PLACED& at, std::uint32_t num_edges, VISIT&& visit) const {
-  const KEP_EDGE_TABLES tables = m_graph->m_tables; // a copy: what the visitor writes can't change it
-  const std::uint32_t first = at.m_shape.m_first_fanout;
-  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real};
-  const std::uint32_t end = first + num_edges;
-  if (at.m_shape.m_has_absolute) {
-    for (std::uint32_t i = first; i != end; ++i)
-      visit(NUMBERED_FWD_EDGE(source, i, tables.get_number(tables.m_fanouts[i].get_word(source.m_place))));
-  } else {
-    for (std::uint32_t i = first; i != end; ++i)
-      visit(NUMBERED_FWD_EDGE(source, i,
-                              tables.get_number(tables.m_fanouts[i].get_relative_word(source.m_place))));
-  }
-}
-template <class VISIT>
-void NUMBERED_GRAPH::visit_real_fanout(std::uint32_t node, VISIT&& visit) const {
-  const PLACED at = find(node);
-  visit_fanout(at, at.m_shape.m_num_real, visit);
-}
-template <class VISIT>
-void NUMBERED_GRAPH::visit_all_fanout(std::uint32_t node, VISIT&& visit) const {
-  const PLACED at = find(node);
-  visit_fanout(at, at.m_shape.m_num_fanouts, visit);
-}
-template <class VISIT>
-void NUMBERED_GRAPH::visit_all_fanin(std::uint32_t node, VISIT&& visit) const {
-  const PLACED at = find(node);
-  const KEP_EDGE_TABLES tables = m_graph->m_tables; // a copy, as above
-  const std::uint32_t first = at.m_shape.m_first_fanin;
-  const NUMBERED_REV_EDGE::SOURCE source{m_graph, at.m_place, node, first};
-  const std::uint32_t end = first + at.m_shape.m_num_fanins;
-  for (std::uint32_t i = first; i != end; ++i)
-    visit(NUMBERED_REV_EDGE(source, i, tables.get_number(tables.m_fanins[i].get_word(source.m_place))));
 }
 
 } // namespace KEP_ROUTING

@@ -30,9 +30,7 @@ struct KEP_NUMBERED_PLACES {
   /// The place of a node.
   std::uint32_t find_place(std::uint32_t number) const {
     const std::uint32_t* behind = m_first_nodes + m_near_places[number >> NEAR_BITS] + 1;
-    // Which of the next few it is, is foreseen badly; so they are added up.
-    behind += *behind <= number;
-    behind += *behind <= number;
+    if (*behind <= number) ++behind; // nearly always it is one of these two
     if (*behind <= number)
       behind = std::upper_bound(
           behind, m_first_nodes + m_near_places[(number >> NEAR_BITS) + std::size_t{1}] + 1, number);

@@ -79,7 +79,6 @@ public:
       EXPECT_EQ(m_graph.get_index(node), number);
       EXPECT_EQ(m_graph.get_node(number), node);
       check_ranges(number, EXPECTED(node));
-      check_visits(number, EXPECTED(node));
       check_fanins(number, EXPECTED(node));
       ++number;
     }
@@ -100,18 +99,6 @@ private:
     m_counts.m_redundant += expected.m_redundant.size();
     for (const FANOUT& each : expected.m_all)
       m_counts.m_mux_inputs += static_cast<bool>(each.m_mux_input);
-  }
-
-  void check_visits(std::uint32_t node, const EXPECTED& expected) {
-    FANOUTS real, all;
-    std::vector<std::uint32_t> fanins;
-    m_numbers.visit_real_fanout(node, [&](const NUMBERED_FWD_EDGE& edge) { real.push_back(read(edge)); });
-    m_numbers.visit_all_fanout(node, [&](const NUMBERED_FWD_EDGE& edge) { all.push_back(read(edge)); });
-    m_numbers.visit_all_fanin(node,
-                              [&](const NUMBERED_REV_EDGE& edge) { fanins.push_back(edge.get_fanin()); });
-    EXPECT_EQ(real, expected.m_real);
-    EXPECT_EQ(all, expected.m_all);
-    EXPECT_EQ(fanins, expected.m_fanins);
   }
 
   /// The k-th edge from a node is the k-th of that node's that lead here.

@@ -57,9 +57,8 @@ void read(const KEP_ROUTING::GRAPH& graph, SEEN& seen) {
                     [&](const KEP_ROUTING::NODE&, const KEP_ROUTING::NODE&) { ++seen.m_edges; });
   const KEP_ROUTING::NUMBERED_GRAPH numbers(graph);
   for (std::uint32_t node = 0; node != numbers.get_num_nodes(); ++node) {
-    numbers.visit_all_fanout(node, [&](const KEP_ROUTING::NUMBERED_FWD_EDGE& edge) {
+    for (const KEP_ROUTING::NUMBERED_FWD_EDGE& edge : numbers.iter_all_fanout(node))
       seen.m_others += static_cast<bool>(edge.get_mux_input());
-    });
     for (const KEP_ROUTING::NUMBERED_REV_EDGE& edge : numbers.iter_all_fanin(node))
       seen.m_others += edge.find_fwd_edge().get_fanout() == node;
   }

@@ -1,4 +1,5 @@
 #include "kep/kep_flat_utils.h"
+#include "kep/kep_numbered_graph.h"
 #include "tests/support/graph_text.h"
 #include "tests/support/random_graph.h"
 #include "tests/support/seeds.h"
@@ -156,8 +157,17 @@ TEST(Threads, ReadOneFinishedGraphAtOnce) {
     graph.publish(*db, 1);
     const std::string expected = test_model::whole_graph(*db);
     lines += static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
+    const KEP_ROUTING::NUMBERED_GRAPH numbers(*db->get_routing_template_graph());
     on_all_threads([&](unsigned) {
       EXPECT_EQ(test_model::whole_graph(*db), expected);
+      std::int64_t fanouts = 0, fanins = 0;
+      for (std::uint32_t node = 0; node != numbers.get_num_nodes(); ++node) {
+        for (const KEP_ROUTING::NUMBERED_FWD_EDGE& edge : numbers.iter_all_fanout(node))
+          fanouts += std::int64_t{edge.get_fanout()} - node;
+        for (const KEP_ROUTING::NUMBERED_REV_EDGE& edge : numbers.iter_all_fanin(node))
+          fanins += std::int64_t{node} - edge.get_fanin();
+      }
+      EXPECT_EQ(fanouts, fanins);
       for (const test_model::NAIVE_NODE& node : graph.nodes())
         if (!node.m_port) {
           EXPECT_TRUE(KEP_ROUTING::NODE(node.m_uip, node.m_key.m_hipi));
