@@ -1,7 +1,9 @@
 #include "kep_io/kep_model_reader.h"
 
 #include "kep_io/kep_io_error.h"
+#include "kep_io/model/kep_model_reader_contents.h"
 #include "kep_io/model/kep_model_reader_modules.h"
+#include "kep_io/model/kep_model_reader_outline.h"
 #include "kep_io/text/kep_io_file.h"
 #include "kep_io/text/kep_json_fault.h"
 #include "kep_report/kep_report_progress.h"
@@ -12,13 +14,11 @@
 
 namespace {
 
-/// Why the parser refused the text, with line and column where they can be found.
-[[noreturn]] void refuse_text(std::string_view text, const std::string& name, simdjson::error_code error) {
+/// Refuses a text that is no JSON, with line and column where they can be found.
+void check_json(std::string_view text, const std::string& name) {
   if (text.empty()) throw KEP_IO_ERROR(fmt::format("{}: no JSON: the file is empty", name));
-  if (error == simdjson::MEMALLOC)
-    throw KEP_IO_ERROR(fmt::format("{}: can't be read: not enough memory", name));
   const std::optional<KEP_JSON_FAULT> fault = kep_find_json_fault(text);
-  if (!fault) throw KEP_IO_ERROR(fmt::format("{}: no JSON: {}", name, simdjson::error_message(error)));
+  if (!fault) return;
   const std::string_view before = text.substr(0, fault->m_offset);
   const auto line = std::count(before.begin(), before.end(), '\n') + 1;
   const std::size_t line_begin = before.rfind('\n') + 1; // 0 when there is none
@@ -26,18 +26,19 @@ namespace {
       fmt::format("{}:{}:{}: {}", name, line, fault->m_offset - line_begin + 1, fault->m_reason));
 }
 
-void fill_builder(KEP_DB_BUILDER& builder, KEP_MODEL_WARNINGS& warnings, simdjson::padded_string text,
+void fill_builder(KEP_DB_BUILDER& builder, KEP_MODEL_WARNINGS& warnings, const simdjson::padded_string& text,
                   const std::string& name) {
+  const KEP_MODEL_OUTLINE outline = kep_cut_model(text);
+  const KEP_JSON_PLACE file(name);
   simdjson::dom::parser parser;
   simdjson::dom::element root;
-  if (const simdjson::error_code error = parser.parse(text).get(root)) refuse_text(text, name, error);
-  const std::size_t size = text.size();
-  text = simdjson::padded_string(); // from here on the parser's own copy is used
-
-  const KEP_JSON_PLACE file(name);
-  const simdjson::dom::element modules = kep_json_get(kep_json_object(root, file), "modules", file);
+  if (const auto error = parser.parse(outline.m_rest.data(), outline.m_rest.size(), false).get(root))
+    file.refuse_file(error);
   const KEP_JSON_PLACE place(file, "modules");
-  KEP_MODEL_MODULES(builder, size, warnings).read(kep_json_object(modules, place), place);
+  const simdjson::dom::object list =
+      kep_json_object(kep_json_get(kep_json_object(root, file), "modules", file), place);
+  const KEP_MODEL_MODULES modules(list, place, builder, warnings);
+  KEP_MODEL_CONTENTS(modules, builder, text.size(), warnings).read(outline);
 }
 
 std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::string& name,
@@ -46,8 +47,13 @@ std::unique_ptr<KEP_DB> read_padded(simdjson::padded_string text, const std::str
   try {
     KEP_DB_BUILDER builder;
     KEP_MODEL_WARNINGS warnings;
-    // The parsed file is given up before the model is frozen.
-    fill_builder(builder, warnings, std::move(text), name);
+    try {
+      fill_builder(builder, warnings, text, name);
+    } catch (const KEP_IO_ERROR&) {
+      check_json(text, name); // a text that is no JSON is refused as such, whatever was met before
+      throw;
+    }
+    text = simdjson::padded_string(); // before the model is frozen
     std::unique_ptr<KEP_DB> db = KEP_DB_BUILDER::freeze(std::move(builder));
     if (lines) *lines = warnings.get_lines(*db, name);
     return db;

@@ -66,13 +66,13 @@ KEP_VIEW_TYPE read_view(std::string_view text, const KEP_JSON_PLACE& place) {
 } // namespace
 
 KEP_MODEL_ATTRIBUTES::KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, KEP_MODEL_OBJECT kind,
-                                           const KEP_JSON_PLACE& place, KEP_MODEL_WARNINGS& warnings)
+                                           const KEP_JSON_PLACE& place, KEP_MODEL_ODD_ATTRIBUTES& odd)
     : m_place(place, "attributes") {
   const auto attributes = kep_json_find(owner, "attributes", place);
   if (!attributes) return;
   m_attributes = kep_json_object(*attributes, m_place);
   for (const auto [name, value] : *m_attributes)
-    warnings.check_attribute(kind, name, KEP_JSON_PLACE(m_place, name));
+    kep_check_attribute(kind, name, KEP_JSON_PLACE(m_place, name), odd);
 }
 
 std::optional<simdjson::dom::element> KEP_MODEL_ATTRIBUTES::find(std::string_view name) const {
@@ -110,7 +110,9 @@ std::optional<std::string_view> KEP_MODEL_ATTRIBUTES::find_text(std::string_view
 
 KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, const KEP_JSON_PLACE& place,
                                                  KEP_MODEL_WARNINGS& warnings) {
-  const KEP_MODEL_ATTRIBUTES attributes(module, KEP_MODEL_OBJECT::MODULE, place, warnings);
+  KEP_MODEL_ODD_ATTRIBUTES odd;
+  const KEP_MODEL_ATTRIBUTES attributes(module, KEP_MODEL_OBJECT::MODULE, place, odd);
+  warnings.add(odd);
   const KEP_JSON_PLACE& attributes_place = attributes.get_place();
   KEP_MODULE_PROPERTIES properties;
   kep_refuse_nul(place.get_name(), place);
@@ -143,8 +145,8 @@ KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, c
 }
 
 KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell, const KEP_JSON_PLACE& place,
-                                                     KEP_MODEL_WARNINGS& warnings) {
-  const KEP_MODEL_ATTRIBUTES attributes(cell, KEP_MODEL_OBJECT::CELL, place, warnings);
+                                                     KEP_MODEL_ODD_ATTRIBUTES& odd) {
+  const KEP_MODEL_ATTRIBUTES attributes(cell, KEP_MODEL_OBJECT::CELL, place, odd);
   return {.m_has_inst_header = attributes.get_flag("kep_inst_header"),
           .m_has_trait_0 = attributes.get_flag("kep_trait_0"),
           .m_is_blc_atom = attributes.get_flag("kep_blc_atom"),

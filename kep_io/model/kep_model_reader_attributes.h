@@ -9,12 +9,13 @@
 
 /// The attributes of one object of a model: a module, a cell or a net. A number may be written as such or as
 /// a text of 0s and 1s, its binary digits. Attributes that nobody asks for are passed over, whatever they
-/// hold; those that begin with kep_ are warnings where they don't count.
+/// hold.
 class KEP_MODEL_ATTRIBUTES {
 public:
-  /// `owner` is the object that may have a member `attributes`; its place must outlive this.
+  /// `owner` is the object that may have a member `attributes`; its place must outlive this. Odd ones are
+  /// appended to `odd`.
   KEP_MODEL_ATTRIBUTES(simdjson::dom::object owner, KEP_MODEL_OBJECT kind, const KEP_JSON_PLACE& place,
-                       KEP_MODEL_WARNINGS& warnings);
+                       KEP_MODEL_ODD_ATTRIBUTES& odd);
 
   bool has(std::string_view name) const { return find(name).has_value(); }
   /// The attribute is there and not 0.
@@ -37,4 +38,4 @@ private:
 KEP_MODULE_PROPERTIES kep_read_module_properties(simdjson::dom::object module, const KEP_JSON_PLACE& place,
                                                  KEP_MODEL_WARNINGS& warnings);
 KEP_INSTANCE_PROPERTIES kep_read_instance_properties(simdjson::dom::object cell, const KEP_JSON_PLACE& place,
-                                                     KEP_MODEL_WARNINGS& warnings);
+                                                     KEP_MODEL_ODD_ATTRIBUTES& odd);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 unsigned KEP_MODEL_BITS::count() const {
   return static_cast<unsigned>(std::distance(m_bits.begin(), m_bits.end()));
@@ -20,9 +19,8 @@ std::uint64_t KEP_MODEL_BITS::read_bit(simdjson::dom::element element, unsigned 
       fmt::format("bit {} is neither the number of a net nor \"0\", \"1\", \"x\" or \"z\"", index));
 }
 
-KEP_MODEL_BIT_NAMES::KEP_MODEL_BIT_NAMES(std::string_view name, simdjson::dom::object owner, unsigned width,
-                                         const KEP_JSON_PLACE& place)
-    : m_name(name), m_width(width) {
+KEP_MODEL_BIT_RANGE kep_read_bit_range(simdjson::dom::object owner, unsigned width,
+                                       const KEP_JSON_PLACE& place) {
   const auto read = [&](std::string_view member) -> std::int64_t {
     const auto value = kep_json_find(owner, member, place);
     if (!value) return 0;
@@ -31,23 +29,25 @@ KEP_MODEL_BIT_NAMES::KEP_MODEL_BIT_NAMES(std::string_view name, simdjson::dom::o
       KEP_JSON_PLACE(place, member).refuse("not an integer of 32 bits");
     return number;
   };
-  m_offset = read("offset");
-  m_is_upto = read("upto") != 0;
+  const std::int64_t offset = read("offset");
+  return {width, offset, read("upto") != 0};
 }
 
 std::string_view KEP_MODEL_BIT_NAMES::get(unsigned index) {
-  if (m_width == 1) return m_name;
+  if (m_range.m_width == 1) return m_name;
   m_buffer.clear();
   fmt::format_to(std::back_inserter(m_buffer), "{}[{}]", m_name,
-                 m_offset + (m_is_upto ? m_width - 1 - index : index));
+                 m_range.m_offset + (m_range.m_is_upto ? m_range.m_width - 1 - index : index));
   return m_buffer;
 }
 
 void KEP_MODEL_NETS::start(KEP_MODULE_ID module) {
   m_module = module;
-  for (const NET& net : m_nets)
-    if (net.m_bit < m_dense.size()) m_dense[net.m_bit] = NONE;
-  m_nets.clear();
+  for (const std::uint64_t bit : m_bits)
+    if (bit < m_dense.size()) m_dense[bit] = NONE;
+  m_ids.clear();
+  m_bits.clear();
+  m_has_name.clear();
   if (!m_sparse.empty()) m_sparse = {};
 }
 
@@ -58,10 +58,12 @@ std::uint32_t KEP_MODEL_NETS::find(std::uint64_t bit) const {
 }
 
 KEP_NET_ID KEP_MODEL_NETS::get(std::uint64_t bit) {
-  if (const std::uint32_t found = find(bit)) return m_nets[found - 1].m_id;
+  if (const std::uint32_t found = find(bit)) return m_ids[found - 1];
   const KEP_NET_ID net = m_builder.add_net(m_module, {});
-  m_nets.push_back({bit, net, false});
-  const auto number = static_cast<std::uint32_t>(m_nets.size());
+  m_ids.push_back(net);
+  m_bits.push_back(bit);
+  m_has_name.push_back(false);
+  const auto number = static_cast<std::uint32_t>(m_ids.size());
   if (bit < m_dense_limit) {
     if (bit >= m_dense.size())
       m_dense.resize(std::min(m_dense_limit, std::max<std::uint64_t>(bit + 1, 2 * bit)));
@@ -74,11 +76,17 @@ KEP_NET_ID KEP_MODEL_NETS::get(std::uint64_t bit) {
 
 void KEP_MODEL_NETS::set_name(std::uint64_t bit, std::string_view name) {
   const std::uint32_t found = find(bit);
-  if (found == NONE || std::exchange(m_nets[found - 1].m_has_name, true)) return;
-  m_builder.set_net_name(m_module, m_nets[found - 1].m_id, name);
+  if (found == NONE || m_has_name[found - 1]) return;
+  m_has_name[found - 1] = true;
+  m_builder.set_net_name(m_module, m_ids[found - 1], name);
 }
 
 void KEP_MODEL_NETS::finish() {
-  for (const NET& net : m_nets)
-    if (!net.m_has_name) m_builder.set_net_name(m_module, net.m_id, fmt::format("$n{}", net.m_bit));
+  std::string name = "$n";
+  for (std::size_t i = 0; i != m_ids.size(); ++i) {
+    if (m_has_name[i]) continue;
+    name.resize(2);
+    name += fmt::format_int(m_bits[i]).c_str();
+    m_builder.set_net_name(m_module, m_ids[i], name);
+  }
 }

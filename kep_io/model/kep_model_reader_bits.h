@@ -35,21 +35,27 @@ private:
   const KEP_JSON_PLACE& m_place;
 };
 
-/// How the bits of a port or a net are called: by its own name when it has one bit, else NAME[i], counted
-/// from `offset` up, or down to it when `upto` is set.
+/// How the bits of a port or a net are counted: from `offset` up, or down to it when `upto` is set.
+struct KEP_MODEL_BIT_RANGE {
+  unsigned m_width;
+  std::int64_t m_offset;
+  bool m_is_upto;
+};
+/// `owner` is the object in which `offset` and `upto` may stand.
+KEP_MODEL_BIT_RANGE kep_read_bit_range(simdjson::dom::object owner, unsigned width,
+                                       const KEP_JSON_PLACE& place);
+
+/// How they are called: by the name of the port or net when it has one bit, else NAME[i].
 class KEP_MODEL_BIT_NAMES {
 public:
-  /// `owner` is the object in which `offset` and `upto` may stand.
-  KEP_MODEL_BIT_NAMES(std::string_view name, simdjson::dom::object owner, unsigned width,
-                      const KEP_JSON_PLACE& place);
+  KEP_MODEL_BIT_NAMES(std::string_view name, const KEP_MODEL_BIT_RANGE& range)
+      : m_name(name), m_range(range) {}
   /// The name of a bit; the text lasts until the next call.
   std::string_view get(unsigned index);
 
 private:
   std::string_view m_name;
-  unsigned m_width;
-  std::int64_t m_offset = 0;
-  bool m_is_upto = false;
+  KEP_MODEL_BIT_RANGE m_range;
   std::string m_buffer;
 };
 
@@ -70,11 +76,6 @@ public:
   void finish();
 
 private:
-  struct NET {
-    std::uint64_t m_bit;
-    KEP_NET_ID m_id;
-    bool m_has_name;
-  };
   static constexpr std::uint32_t NONE = 0;
 
   std::uint32_t find(std::uint64_t bit) const;
@@ -82,8 +83,11 @@ private:
   KEP_DB_BUILDER& m_builder;
   const std::uint64_t m_dense_limit;
   KEP_MODULE_ID m_module{};
-  std::vector<NET> m_nets;
-  // From bits to numbers in that list plus one.
+  // The nets in the order of their first use.
+  std::vector<KEP_NET_ID> m_ids;
+  std::vector<std::uint64_t> m_bits;
+  std::vector<bool> m_has_name;
+  // From bits to places in that order plus one.
   std::vector<std::uint32_t> m_dense;
   std::unordered_map<std::uint64_t, std::uint32_t> m_sparse;
 };

@@ -1,5 +1,7 @@
 #include "kep_io/model/kep_model_reader_names.h"
 
+#include "kep_io/text/kep_json_cursor.h"
+
 #include <fmt/format.h>
 
 namespace {
@@ -27,24 +29,35 @@ void kep_check_separators(std::string_view name, std::string_view remedy, const 
     place.refuse(fmt::format("the name \"{}\" holds \"/\" or \":\": {}", name, remedy));
 }
 
-std::string_view KEP_MODEL_NAMES::read(std::string_view name, const KEP_JSON_PLACE& place) {
+KEP_MODEL_NAME kep_read_model_name(std::string_view name, const KEP_JSON_PLACE& place) {
   kep_check_model_name(name, place);
-  if (!has_separators(name)) return name;
+  return {name, has_separators(name)};
+}
+
+std::string_view KEP_MODEL_NAMES::get(const KEP_MODEL_NAME& name, const KEP_JSON_PLACE& list_place) {
+  if (!name.m_has_separators) return name.m_text;
+  const KEP_JSON_PLACE place(list_place, name.m_text);
   m_warnings.add_changed_name(place);
-  std::string changed(name);
+  std::string changed(name.m_text);
   for (char& letter : changed)
     if (SEPARATORS.find(letter) != std::string_view::npos) letter = '.';
-  const auto [entry, is_new] = m_changed.emplace(std::move(changed), name);
-  if (!is_new && entry->second != name)
+  const auto [entry, is_new] = m_changed.emplace(std::move(changed), name.m_text);
+  if (!is_new && entry->second != name.m_text)
     place.refuse(fmt::format("\"/\" and \":\" become \".\", and so \"{}\" is the name of \"{}\", too",
                              entry->first, entry->second));
   return entry->first;
 }
 
-void KEP_MODEL_NAMES::check(simdjson::dom::object list, const KEP_JSON_PLACE& place) const {
+void KEP_MODEL_NAMES::finish(const char* list_text, const KEP_JSON_PLACE& list_place) {
   if (m_changed.empty()) return;
-  for (const auto [name, ignored] : list)
+  KEP_JSON_CURSOR cursor(list_text);
+  KEP_JSON_KEYS keys;
+  cursor.for_each_member([&](std::string_view key) {
+    const std::string_view name = keys.read(key);
     if (const auto found = m_changed.find(name); found != m_changed.end())
-      KEP_JSON_PLACE(place, found->second)
+      KEP_JSON_PLACE(list_place, found->second)
           .refuse(fmt::format("\"/\" and \":\" become \".\", and another one is named \"{}\" already", name));
+    cursor.pass_value();
+  });
+  m_changed.clear();
 }

@@ -95,17 +95,27 @@ std::string and_more(std::size_t count) {
 
 } // namespace
 
-void KEP_MODEL_WARNINGS::check_attribute(OBJECT object, std::string_view name, const KEP_JSON_PLACE& place) {
-  if (!name.starts_with("kep_") || counts(object, name)) return;
-  for (ODDITY& attribute : m_attributes)
-    if (attribute.m_object == object && attribute.m_name == name) {
-      ++attribute.m_num_more;
+void kep_check_attribute(KEP_MODEL_OBJECT object, std::string_view name, const KEP_JSON_PLACE& place,
+                         KEP_MODEL_ODD_ATTRIBUTES& odd) {
+  if (name.starts_with("kep_") && !counts(object, name))
+    odd.push_back({object, std::string(name), place.get_path()});
+}
+
+void KEP_MODEL_WARNINGS::add(const KEP_MODEL_ODD_ATTRIBUTES& attributes) {
+  for (const KEP_MODEL_ODD_ATTRIBUTE& attribute : attributes)
+    add(attribute);
+}
+
+void KEP_MODEL_WARNINGS::add(const KEP_MODEL_ODD_ATTRIBUTE& attribute) {
+  for (ODDITY& told : m_attributes)
+    if (told.m_first.m_object == attribute.m_object && told.m_first.m_name == attribute.m_name) {
+      ++told.m_num_more;
       return;
     }
   if (m_attributes.size() == MAX_TOLD)
     ++m_num_untold_attributes;
   else
-    m_attributes.push_back({object, std::string(name), place.get_line(tell_attribute(object, name))});
+    m_attributes.push_back({attribute});
 }
 
 void KEP_MODEL_WARNINGS::add_top_attribute(std::string_view module_key, const KEP_JSON_PLACE& place) {
@@ -122,8 +132,9 @@ std::vector<std::string> KEP_MODEL_WARNINGS::get_lines(const KEP_DB& db, const s
     lines.push_back(
         fmt::format("{}: {}: \"/\" and \":\" in names of cells and nets became \".\", in {} of them", file,
                     m_first_changed_name, m_num_changed_names));
-  for (const ODDITY& attribute : m_attributes)
-    lines.push_back(attribute.m_line + and_more(attribute.m_num_more));
+  for (const auto& [first, num_more] : m_attributes)
+    lines.push_back(fmt::format("{}: {}: {}{}", file, first.m_path,
+                                tell_attribute(first.m_object, first.m_name), and_more(num_more)));
   if (m_num_untold_attributes != 0)
     lines.push_back(fmt::format("{}: {} more attributes begin with kep_ and don't count where they stand",
                                 file, m_num_untold_attributes));

@@ -8,12 +8,22 @@ void KEP_JSON_PLACE::refuse(const std::string& reason) const {
   throw KEP_IO_ERROR(get_line(reason));
 }
 
+void KEP_JSON_PLACE::refuse_file(simdjson::error_code error) const {
+  if (error == simdjson::MEMALLOC)
+    throw KEP_IO_ERROR(fmt::format("{}: can't be read: not enough memory", get_file()));
+  throw KEP_IO_ERROR(fmt::format("{}: no JSON: {}", get_file(), simdjson::error_message(error)));
+}
+
 std::string KEP_JSON_PLACE::get_line(const std::string& reason) const {
+  return m_above ? fmt::format("{}: {}: {}", get_file(), get_path(), reason)
+                 : fmt::format("{}: {}", get_file(), reason);
+}
+
+std::string_view KEP_JSON_PLACE::get_file() const {
   const KEP_JSON_PLACE* file = this;
   while (file->m_above)
     file = file->m_above;
-  return m_above ? fmt::format("{}: {}: {}", file->m_name, get_path(), reason)
-                 : fmt::format("{}: {}", file->m_name, reason);
+  return file->m_name;
 }
 
 std::string KEP_JSON_PLACE::get_path() const {

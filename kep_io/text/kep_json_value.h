@@ -16,6 +16,8 @@ public:
 
   /// KEP_IO_ERROR "FILE: PLACE: REASON".
   [[noreturn]] void refuse(const std::string& reason) const;
+  /// KEP_IO_ERROR "FILE: REASON", the reason for which the parser took no value.
+  [[noreturn]] void refuse_file(simdjson::error_code error) const;
   /// "FILE: PLACE: REASON".
   std::string get_line(const std::string& reason) const;
   /// The place without the file, which must not be the whole file.
@@ -23,6 +25,8 @@ public:
   std::string_view get_name() const { return m_name; }
 
 private:
+  std::string_view get_file() const;
+
   const KEP_JSON_PLACE* m_above;
   std::string_view m_name;
 };
