@@ -1,197 +1,231 @@
 #include "kep/graph_building/kep_fanin_finder.h"
 
-#include "kep/common/kep_tsan.h"
 #include "kep/graph/kep_node_word.h"
+#include "kep/graph_building/kep_parallel_blocks.h"
 #include "kep_report/kep_report_progress.h"
-
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
-#include <optional>
+#include <span>
 
 namespace {
 
 constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
-// A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
-constexpr std::uint32_t MANY_FANOUTS = 256;
-// Sources that one thread gathers at a time: of a small graph some bytes a node, and never more than stay in
-// the caches.
-constexpr std::uint64_t MIN_SOURCES = 1 << 17;
-constexpr std::uint64_t MAX_SOURCES = 1 << 21;
+constexpr std::uint32_t MAX_SOURCES = 1 << 15; // of a bundle
+constexpr std::uint64_t MAX_TARGETS = 1 << 17; // that one thread has at hand: their lists stay in its caches
 
 } // namespace
 
-void KEP_FANIN_FINDER::find_reaches() {
-  m_list_reaches.reserve(m_fanouts.m_templates.size());
-  for (const KEP_EDGE_TEMPLATE& list : m_fanouts.m_templates) {
-    LIST_REACH& reach = m_list_reaches.emplace_back();
-    for (std::uint32_t edge = 0; edge != list.m_num_edges; ++edge) {
-      const KEP_SEEN_WORD& target = m_words[list.m_first_entry + edge];
-      if (target.is_absolute()) {
-        const std::uint32_t place = KEP_NODE_WORD::place(target.get_word(0));
-        reach.m_absolute.add({place, place});
-      } else {
-        const auto difference = static_cast<std::int32_t>(KEP_NODE_WORD::place(target.m_bits));
-        reach.m_nearest = std::min(reach.m_nearest, difference);
-        reach.m_farthest = std::max(reach.m_farthest, difference);
-      }
+/// Puts the fanins of targets of one place after another together.
+class KEP_FANIN_FINDER::GATHERER {
+public:
+  GATHERER(KEP_FANIN_FINDER& finder, const KEP_EDGE_BUNDLES& bundles,
+           KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::vector<std::uint32_t>& of_nodes)
+      : m_finder(finder), m_bundles(bundles), m_table(table), m_of_nodes(of_nodes) {}
+
+  void gather(const PART& part) {
+    sort_by_target(part);
+    std::uint32_t begin = 0;
+    for (std::uint32_t target = part.m_begin; target != part.m_end; ++target) {
+      const std::uint32_t end = m_next[target - part.m_begin];
+      if (begin == end) continue;
+      const std::uint32_t node = m_finder.m_places.find_node(part.m_place, target - 1);
+      m_of_nodes[node] = find_list(node, {m_pieces.data() + begin, m_pieces.data() + end});
+      begin = end;
     }
   }
-  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
-  m_reaches.resize(m_places.get_num_places());
-  m_block_reaches.resize((m_reaches.size() + BLOCK - 1) / BLOCK);
-  for (std::uint32_t own = 0; own != m_places.get_num_places(); ++own) {
-    PLACE_REACH& reach = m_reaches[own];
-    for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const LIST_REACH& of_list = m_list_reaches[m_fanouts.m_of_nodes[node]];
-      reach.m_absolute.add(of_list.m_absolute);
-      if (of_list.m_nearest <= of_list.m_farthest)
-        reach.m_relative.add({own + static_cast<std::uint32_t>(of_list.m_nearest),
-                              own + static_cast<std::uint32_t>(of_list.m_farthest)});
+
+private:
+  /// What one bundle adds to the fanins of a target.
+  struct PIECE {
+    std::uint32_t m_seen_place;
+    std::uint32_t m_bundle;
+    std::uint32_t m_list;
+
+    std::uint64_t hash(std::uint64_t seed) const {
+      return KEP_TEMPLATE_HASH::mix(std::uint64_t{m_seen_place} << 32 | m_bundle, seed ^ m_list);
     }
-    m_block_reaches[own / BLOCK].m_relative.add(reach.m_relative);
-    m_block_reaches[own / BLOCK].m_absolute.add(reach.m_absolute);
+  };
+
+  void sort_by_target(const PART& part) {
+    m_next.assign(part.m_end - part.m_begin + std::size_t{1}, 0);
+    visit(part, [&](const ARRIVAL&, const KEP_TURNED_BUNDLE::TARGET& target) {
+      ++m_next[target.m_target - part.m_begin + std::size_t{1}];
+    });
+    std::partial_sum(m_next.begin(), m_next.end(), m_next.begin());
+    m_pieces.resize(m_next.back());
+    visit(part, [&](const ARRIVAL& arrival, const KEP_TURNED_BUNDLE::TARGET& target) {
+      m_pieces[m_next[target.m_target - part.m_begin]++] = {arrival.m_seen_place, arrival.m_bundle,
+                                                            target.m_list};
+    });
   }
+  template <class VISIT>
+  void visit(const PART& part, const VISIT& visit_target) const {
+    const auto comes_before = [](const KEP_TURNED_BUNDLE::TARGET& target, std::uint32_t number) {
+      return target.m_target < number;
+    };
+    for (std::size_t i = m_finder.m_first_arrival[part.m_place];
+         i != m_finder.m_first_arrival[part.m_place + std::size_t{1}]; ++i) {
+      const ARRIVAL& arrival = m_finder.m_arrivals[i];
+      const auto& targets = m_bundles.get_bundle(arrival.m_bundle).get_targets();
+      auto target = targets.begin();
+      if (target->m_target < part.m_begin)
+        target = std::lower_bound(target, targets.end(), part.m_begin, comes_before);
+      for (; target != targets.end() && target->m_target < part.m_end; ++target)
+        visit_target(arrival, *target);
+    }
+  }
+
+  /// Nodes of the same pieces have the same list.
+  std::uint32_t find_list(std::uint32_t node, std::span<const PIECE> pieces) {
+    std::uint32_t count = 0;
+    for (const PIECE& piece : pieces)
+      count += m_bundles.get_bundle(piece.m_bundle).get_list(piece.m_list).m_size;
+    if (count > MAX_FANINS) {
+      m_finder.tell_overfull(node, count);
+      return KEP_TEMPLATE_LISTS::NONE;
+    }
+    const auto num_pieces = static_cast<std::uint16_t>(pieces.size());
+    const std::uint32_t row = m_rows.add({pieces.data(), num_pieces, num_pieces}, m_recent_rows);
+    if (row >= m_lists_of_rows.size())
+      m_lists_of_rows.resize(std::max<std::size_t>(row + std::size_t{1}, 2 * m_lists_of_rows.size()), NONE);
+    std::uint32_t& list = m_lists_of_rows[row];
+    if (list == NONE) list = add_list(pieces);
+    return list;
+  }
+  std::uint32_t add_list(std::span<const PIECE> pieces) {
+    m_sources.clear();
+    for (const PIECE& piece : pieces) {
+      const KEP_TURNED_BUNDLE::LIST list = m_bundles.get_bundle(piece.m_bundle).get_list(piece.m_list);
+      for (const std::uint32_t source : std::span(list.m_sources, list.m_size))
+        m_sources.push_back({{std::uint64_t{piece.m_seen_place} << 32 | source}});
+    }
+    const auto count = static_cast<std::uint16_t>(m_sources.size());
+    return m_table.add({m_sources.data(), count, count}, m_recent);
+  }
+
+  KEP_FANIN_FINDER& m_finder;
+  const KEP_EDGE_BUNDLES& m_bundles;
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& m_table;
+  std::vector<std::uint32_t>& m_of_nodes;
+  std::vector<std::uint32_t> m_next; // by target: where its next piece goes
+  std::vector<PIECE> m_pieces;
+  KEP_TEMPLATE_TABLE<PIECE> m_rows; // of pieces that came here
+  KEP_TEMPLATE_TABLE<PIECE>::RECENT m_recent_rows;
+  std::vector<std::uint32_t> m_lists_of_rows;
+  std::vector<KEP_FANIN_ENTRY> m_sources;
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT m_recent;
+};
+
+void KEP_FANIN_FINDER::find_arrivals(const KEP_EDGE_BUNDLES& bundles) {
+  const auto visit = [&](const auto& visit_way) {
+    for (const KEP_EDGE_BUNDLES::BLOCK& block : bundles.get_blocks())
+      for (const KEP_EDGE_BUNDLES::WAY& way : bundles.get_ways(block))
+        visit_way(block.m_place, KEP_NODE_WORD::place(way.m_direction.get_word(block.m_place)), way.m_bundle);
+  };
+  m_first_arrival.assign(m_places.get_num_places() + std::size_t{1}, 0);
+  visit([&](std::uint32_t, std::uint32_t to, std::uint32_t) { ++m_first_arrival[to + std::size_t{1}]; });
+  std::partial_sum(m_first_arrival.begin(), m_first_arrival.end(), m_first_arrival.begin());
+  m_arrivals.resize(m_first_arrival.back());
+  std::vector<std::size_t> next(m_first_arrival.begin(), m_first_arrival.end() - 1);
+  visit([&](std::uint32_t from, std::uint32_t to, std::uint32_t bundle) {
+    m_arrivals[next[to]++] = {bundles.get_bundle(bundle).is_absolute() ? from : from - to, bundle};
+  });
 }
 
-/// Each edge whose target stands in that range of places, in the order of the sources: `begin(source,
-/// fanouts)` gives what to visit the edges of a source with, or what is false for none of them; that is
-/// called with the target.
-template <class BEGIN>
-void KEP_FANIN_FINDER::visit_edges(std::uint32_t first_place, std::uint32_t last_place,
-                                   const BEGIN& begin) const {
-  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
-  const std::uint32_t range = last_place - first_place;
-  for (std::uint32_t own = 0; own < m_places.get_num_places(); ++own) {
-    if (own % BLOCK == 0 && !m_block_reaches[own / BLOCK].meets(first_place, last_place)) {
-      own += BLOCK - 1;
+/// A row that is too long to be compared has a place of its own.
+void KEP_FANIN_FINDER::find_models() {
+  KEP_TEMPLATE_TABLE<ARRIVAL> rows;
+  m_models.assign(m_places.get_num_places(), NONE); // numbers of rows at first
+  KEP_FOR_BLOCKS(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
+    KEP_TEMPLATE_TABLE<ARRIVAL>::RECENT recent;
+    for (std::size_t place = begin; place != end; ++place) {
+      const std::size_t size = m_first_arrival[place + 1] - m_first_arrival[place];
+      if (size == 0 || size > std::numeric_limits<std::uint16_t>::max()) continue;
+      const auto count = static_cast<std::uint16_t>(size);
+      m_models[place] = rows.add({m_arrivals.data() + m_first_arrival[place], count, count}, recent);
+    }
+  });
+  std::vector<std::uint32_t> first_places(rows.get_number_limit(), NONE);
+  for (std::uint32_t place = 0; place != m_models.size(); ++place) {
+    if (m_first_arrival[place] == m_first_arrival[place + 1]) continue;
+    std::uint32_t& model = m_models[place];
+    if (model == NONE) {
+      model = place;
       continue;
     }
-    if (!m_reaches[own].meets(first_place, last_place)) continue;
-    for (std::uint32_t node = first_nodes[own]; node != first_nodes[own + 1]; ++node) {
-      const std::uint32_t list = m_fanouts.m_of_nodes[node];
-      if (!m_list_reaches[list].meets(own, first_place, last_place)) continue;
-      const KEP_EDGE_TEMPLATE& fanouts = m_fanouts.m_templates[list];
-      const auto visit = begin(KEP_NODE_WORD::make(own, m_places.get_rank(own, node)), fanouts);
-      if (!visit) continue;
-      const KEP_SEEN_WORD* seen = m_words.data() + fanouts.m_first_entry;
-      for (const KEP_SEEN_WORD* end = seen + fanouts.m_num_edges; seen != end; ++seen) {
-        const std::uint64_t word = seen->get_word(own);
-        const std::uint32_t place = KEP_NODE_WORD::place(word);
-        if (place - first_place <= range) (*visit)(m_places.find_node(place, KEP_NODE_WORD::rank(word)));
-      }
-    }
+    std::uint32_t& first_place = first_places[model];
+    if (first_place == NONE) first_place = place;
+    model = first_place;
   }
 }
 
-void KEP_FANIN_FINDER::count(std::vector<std::uint32_t>& num_fanins) {
-  const std::uint32_t num_places = m_places.get_num_places();
-  num_fanins.assign(m_places.get_num_nodes(), 0);
-  const std::uint32_t num_parts =
-      std::min<std::uint32_t>(static_cast<std::uint32_t>(tbb::this_task_arena::max_concurrency()), 64);
-  // Each part counts the edges to its own places.
-  const auto first_of = [&](std::uint32_t part) {
-    return static_cast<std::uint32_t>(std::uint64_t{num_places} * part / num_parts);
-  };
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(std::uint32_t{0}, num_parts, [&](std::uint32_t part) {
-    if (first_of(part) == first_of(part + 1)) return;
-    KEP_TSAN::begin_body();
-    const auto visit = [&](std::uint32_t target) { ++num_fanins[target]; };
-    visit_edges(first_of(part), first_of(part + 1) - 1,
-                [&](std::uint64_t, const KEP_EDGE_TEMPLATE&) { return &visit; });
-    KEP_TSAN::end_body();
-  });
-  KEP_TSAN::after_loop();
-  const auto overfull = std::find_if(num_fanins.begin(), num_fanins.end(),
-                                     [](std::uint32_t count) { return count > MAX_FANINS; });
-  if (overfull == num_fanins.end()) return;
-  m_overfull_node = static_cast<std::uint32_t>(overfull - num_fanins.begin());
-  m_overfull_count = *overfull;
-}
-
-std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const std::vector<std::uint32_t>& num_fanins,
+/// The models, and where one has too many targets for one thread, parts of it.
+std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const KEP_EDGE_BUNDLES& bundles,
                                                           std::uint64_t at_a_time) const {
-  const auto num_threads = static_cast<std::uint64_t>(tbb::this_task_arena::max_concurrency());
-  if (at_a_time == 0)
-    at_a_time = std::clamp<std::uint64_t>(num_fanins.size() / num_threads, MIN_SOURCES, MAX_SOURCES);
   std::vector<PART> parts;
-  PART part{0, 0, 0};
-  for (; part.m_end != num_fanins.size(); ++part.m_end) {
-    if (part.m_num_edges != 0 && part.m_num_edges + num_fanins[part.m_end] > at_a_time) {
-      parts.push_back(part);
-      part = {part.m_end, part.m_end, 0};
-    }
-    part.m_num_edges += num_fanins[part.m_end];
+  for (std::uint32_t place = 0; place != m_models.size(); ++place) {
+    if (m_models[place] != place) continue;
+    std::uint64_t num_targets = 0;
+    for (std::size_t i = m_first_arrival[place]; i != m_first_arrival[place + 1]; ++i)
+      num_targets += bundles.get_bundle(m_arrivals[i].m_bundle).get_targets().size();
+    const std::uint64_t num_parts = (num_targets + at_a_time - 1) / at_a_time;
+    const std::uint32_t num_ranks = m_places.get_num_ranks(place);
+    const auto begin_of = [&](std::uint64_t part) {
+      return static_cast<std::uint32_t>(1 + num_ranks * part / num_parts);
+    };
+    for (std::uint64_t part = 0; part != num_parts; ++part)
+      parts.push_back({place, begin_of(part), begin_of(part + 1)});
   }
-  if (part.m_begin != part.m_end) parts.push_back(part);
   return parts;
 }
 
-void KEP_FANIN_FINDER::collect(const PART& part, bool hipi, std::vector<std::uint32_t>& next,
-                               std::vector<KEP_FANIN_ENTRY>& sources) const {
-  const std::uint32_t num_nodes = part.m_end - part.m_begin;
-  const auto begin = [&](std::uint64_t source, const KEP_EDGE_TEMPLATE& fanouts) {
-    const std::uint32_t own = KEP_NODE_WORD::place(source);
-    const bool is_absolute = m_places.get_order().get_occurrence(own) <= m_num_top_occurrences ||
-                             fanouts.m_num_edges >= MANY_FANOUTS;
-    const auto add = [&sources, &next, &part, num_nodes,
-                      seen = source | (is_absolute ? KEP_SEEN_WORD::ABSOLUTE : 0)](std::uint32_t target) {
-      if (target - part.m_begin < num_nodes) sources[next[target - part.m_begin]++].m_node = {seen};
-    };
-    const bool is_wanted =
-        !m_has_hipi || (own != KEP_NODE_WORD::BOUNDARY &&
-                        KEP_NODE_WORD::is_hipi(m_places.get_key(own, KEP_NODE_WORD::rank(source)))) == hipi;
-    return is_wanted ? std::optional(add) : std::nullopt;
-  };
-  visit_edges(m_places.find_place(part.m_begin), m_places.find_place(part.m_end - 1), begin);
-}
-
-void KEP_FANIN_FINDER::gather(const PART& part, KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
-                              std::vector<std::uint32_t>& of_nodes) const {
-  std::vector<std::uint32_t> next(part.m_end - part.m_begin); // where the next source of a node goes
-  std::exclusive_scan(of_nodes.begin() + part.m_begin, of_nodes.begin() + part.m_end, next.begin(), 0U);
-  std::vector<KEP_FANIN_ENTRY> sources(part.m_num_edges);
-  if (m_has_hipi) collect(part, true, next, sources);
-  collect(part, false, next, sources);
-
-  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent;
-  std::uint32_t begin = 0;
-  std::uint32_t own = m_places.find_place(part.m_begin);
-  for (std::uint32_t node = part.m_begin; node != part.m_end; ++node) {
-    while (node >= m_places.get_first_nodes()[own + 1])
-      ++own;
-    const std::uint32_t end = next[node - part.m_begin];
-    for (std::uint32_t at = begin; at != end; ++at)
-      if (KEP_SEEN_WORD& source = sources[at].m_node; !source.is_absolute())
-        source = KEP_SEEN_WORD::see(source.m_bits, own);
-    const auto count = static_cast<std::uint16_t>(end - begin);
-    of_nodes[node] =
-        count == 0 ? KEP_TEMPLATE_LISTS::NONE : table.add({sources.data() + begin, count, count}, recent);
-    begin = end;
+/// Its module may be another one, with more ranks or less; all that has fanins stands at both.
+void KEP_FANIN_FINDER::take_from_model(std::uint32_t place, std::vector<std::uint32_t>& of_nodes) const {
+  const std::uint32_t model = m_models[place];
+  if (model == NONE || model == place) return;
+  const std::uint32_t first = m_places.get_first_nodes()[place];
+  const std::uint32_t num_ranks = m_places.get_num_ranks(model);
+  if (m_places.has_all_ranks(place) && m_places.has_all_ranks(model)) {
+    std::copy_n(of_nodes.begin() + m_places.get_first_nodes()[model],
+                std::min(num_ranks, m_places.get_num_nodes(place)), of_nodes.begin() + first);
+    return;
+  }
+  for (std::uint32_t node = first; node != m_places.get_first_nodes()[place + 1]; ++node) {
+    const std::uint32_t rank = m_places.get_rank(place, node);
+    if (rank >= num_ranks) break;
+    const std::uint32_t like = m_places.find_node(model, rank);
+    if (like != KEP_NODE_PLACES::NONE) of_nodes[node] = of_nodes[like];
   }
 }
 
+void KEP_FANIN_FINDER::tell_overfull(std::uint32_t node, std::uint32_t count) {
+  const tbb::spin_mutex::scoped_lock lock(m_overfull_mutex);
+  if (node >= m_overfull_node) return;
+  m_overfull_node = node;
+  m_overfull_count = count;
+}
+
 std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
-                                                  std::uint64_t at_a_time) {
-  find_reaches();
-  std::vector<std::uint32_t> of_nodes; // numbers of fanins at first
-  count(of_nodes);
-  if (m_overfull_node != NONE) return of_nodes;
-  m_has_hipi = m_places.has_hipi();
-  const std::vector<PART> parts = cut(of_nodes, at_a_time);
-  KEP_REPORT_PROGRESS progress("reverse edges", of_nodes.size());
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
-    KEP_TSAN::begin_body();
-    gather(parts[part], table, of_nodes);
-    progress.add(parts[part].m_end - parts[part].m_begin);
-    KEP_TSAN::end_body();
+                                                  std::uint32_t at_a_time) {
+  KEP_REPORT_PROGRESS progress("reverse edges", m_places.get_num_nodes());
+  const KEP_EDGE_BUNDLES bundles(m_places, m_fanouts, m_words, m_num_top_occurrences,
+                                 at_a_time == 0 ? MAX_SOURCES : at_a_time);
+  find_arrivals(bundles);
+  find_models();
+  std::vector<std::uint32_t> of_nodes(m_places.get_num_nodes(), KEP_TEMPLATE_LISTS::NONE);
+  const std::vector<PART> parts = cut(bundles, at_a_time == 0 ? MAX_TARGETS : at_a_time);
+  KEP_FOR_BLOCKS(parts.size(), 1, [&](std::size_t begin, std::size_t end) {
+    GATHERER gatherer(*this, bundles, table, of_nodes);
+    for (std::size_t part = begin; part != end; ++part)
+      gatherer.gather(parts[part]);
   });
-  KEP_TSAN::after_loop();
+  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
+  KEP_FOR_BLOCKS(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t place = begin; place != end; ++place)
+      take_from_model(static_cast<std::uint32_t>(place), of_nodes);
+    progress.add(first_nodes[end] - first_nodes[begin]);
+  });
   return of_nodes;
 }

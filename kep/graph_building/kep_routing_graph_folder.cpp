@@ -74,7 +74,7 @@ KEP_FOLDED_WORD_LIST fold_words(const KEP_TEMPLATE_TABLE<ENTRY>& table,
 } // namespace
 
 std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE>
-KEP_ROUTING_GRAPH_FOLDER::fold(std::uint64_t fanins_at_a_time) {
+KEP_ROUTING_GRAPH_FOLDER::fold(std::uint32_t fanins_at_a_time) {
   m_folded = std::make_unique<KEP_ROUTING_GRAPH_STORAGE>();
   m_folded->m_places = m_graph.m_state->m_places;
   take_fanouts();
@@ -106,7 +106,7 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   m_folded->m_num_templates = order.size();
 }
 
-void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint64_t at_a_time) {
+void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
   KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_folded->m_fanouts,
                           m_graph.m_state->m_num_top_occurrences);

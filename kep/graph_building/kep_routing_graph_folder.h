@@ -18,11 +18,11 @@ public:
 
   /// A thread gathers so many fanins at a time; 0 leaves the number to the folder. KEP_DB_ERROR when a node
   /// has more of them than it can have, or the graph more than can be numbered.
-  std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> fold(std::uint64_t fanins_at_a_time = 0);
+  std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> fold(std::uint32_t fanins_at_a_time = 0);
 
 private:
   void take_fanouts();
-  void find_fanins(std::uint64_t at_a_time);
+  void find_fanins(std::uint32_t at_a_time);
   void fold_pages();
   /// Sets the templates of the place's nodes, by rank, and gives their hash.
   std::uint64_t read_page(std::uint32_t place, std::vector<std::uint64_t>& page) const;

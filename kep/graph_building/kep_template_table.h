@@ -53,6 +53,10 @@ public:
     entry = {hash, known, number * NUM_SHARDS + shard};
     return entry.m_number;
   }
+  /// Some list has the number.
+  bool has(std::uint32_t number) const {
+    return number / NUM_SHARDS < m_shards[number % NUM_SHARDS].m_lists.size();
+  }
   // Not while templates are added.
   const LIST& get(std::uint32_t number) const {
     return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;

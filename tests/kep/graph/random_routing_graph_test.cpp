@@ -211,7 +211,7 @@ TEST(RandomGraphs, AreTheSameHoweverManyFaninsAreGatheredAtATime) {
     const auto db = test_model::make_random_db(seed, limits);
     const RANDOM_GRAPH graph(*db, seed, {});
     std::string expected;
-    for (const std::uint64_t fanins_at_a_time : {0, is_large ? 5 : 1, 3, 20}) {
+    for (const std::uint32_t fanins_at_a_time : {0, is_large ? 5 : 1, 3, 20}) {
       GRAPH_BUILD build(*db);
       graph.fill(build, seed);
       KEP_TEST_ACCESS::publish(*db->get_routing_template_graph(),

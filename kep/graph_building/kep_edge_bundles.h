@@ -1,0 +1,85 @@
+#pragma once
+
+#include "kep/graph/kep_node_places.h"
+#include "kep/graph_building/kep_template_lists.h"
+#include "kep/graph_building/kep_turned_bundle.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// The edges of a graph by pairs of places. A *bundle* is what leads from nodes of one place to nodes of
+/// another: for each source, in order, the targets that it drives there. It does not tell where both stand,
+/// so a regular device has few of them however large it is, and each is turned round once.
+///
+/// Whatever comes again is looked at once on the way there, too: the *runs* of a list of fanouts, which are
+/// those that stand at one place; and the lists that the nodes of a place have.
+class KEP_EDGE_BUNDLES {
+public:
+  /// One bundle, and where it leads, as seen from the place of its sources.
+  struct WAY {
+    KEP_SEEN_WORD m_direction; // of rank 0, none
+    std::uint32_t m_bundle;
+  };
+  /// Some nodes of a place, and which of the distinct rows of ways they have.
+  struct BLOCK {
+    std::uint32_t m_place;
+    std::uint32_t m_first_node;
+    std::uint32_t m_ways;
+  };
+
+  /// `words` are those of the lists of fanouts. No bundle has more than `max_sources` sources, and blocks are
+  /// as small.
+  KEP_EDGE_BUNDLES(const KEP_NODE_PLACES& places, const KEP_TEMPLATE_LISTS& fanouts,
+                   const std::vector<KEP_SEEN_WORD>& words, std::uint32_t num_top_occurrences,
+                   std::uint32_t max_sources);
+
+  /// Hipi nodes first, then the others; by place, and by node. The ways of a block from one place to another
+  /// stand in the order of their sources.
+  const std::vector<BLOCK>& get_blocks() const { return m_blocks; }
+  const std::vector<WAY>& get_ways(const BLOCK& block) const { return m_ways[block.m_ways]; }
+  const KEP_TURNED_BUNDLE& get_bundle(std::uint32_t number) const { return m_turned[number]; }
+
+private:
+  struct RUN {
+    std::uint32_t m_direction; // numbers of both
+    std::uint32_t m_targets;
+  };
+  /// A node of a block, told like KEP_TURNED_BUNDLE tells sources, and its list of fanouts.
+  struct BLOCK_ENTRY {
+    std::uint32_t m_source;
+    std::uint32_t m_list;
+
+    std::uint64_t hash(std::uint64_t seed) const {
+      return KEP_TEMPLATE_HASH::mix(std::uint64_t{m_source} << 32 | m_list, seed);
+    }
+  };
+  class WAY_FINDER;
+
+  template <class VISIT>
+  void visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& visit) const;
+  void split_lists();
+  void make_blocks();
+  void add_blocks();
+  void number_block(BLOCK& block, bool hipi, std::vector<BLOCK_ENTRY>& entries,
+                    KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::RECENT& recent);
+  void find_ways();
+  void turn_bundles();
+
+  const KEP_NODE_PLACES& m_places;
+  const KEP_TEMPLATE_LISTS& m_fanouts;
+  const std::vector<KEP_SEEN_WORD>& m_words;
+  std::uint32_t m_num_top_occurrences;
+  std::uint32_t m_max_sources;
+
+  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> m_directions; // each a list of one
+  KEP_TARGET_LISTS m_targets;
+  std::vector<std::size_t> m_first_run; // by list of fanouts, and one more
+  std::vector<RUN> m_runs;
+  std::size_t m_num_hipi_blocks = 0;
+  std::vector<BLOCK> m_blocks;
+  KEP_TEMPLATE_TABLE<BLOCK_ENTRY> m_distinct_blocks;
+  std::vector<std::vector<WAY>> m_ways; // by distinct block
+  KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY> m_bundles;
+  std::vector<KEP_TURNED_BUNDLE> m_turned; // by bundle
+};
