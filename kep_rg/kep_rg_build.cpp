@@ -7,9 +7,12 @@
 #include "kep_rg/kep_rg_exception.h"
 #include "kep_rg/kep_rg_phase_clock.h"
 #include "kep_rg/nodes/kep_rg_mux_outputs.h"
+#include "kep_rg/nodes/kep_rg_node_plans.h"
 
 #include <fmt/format.h>
+#include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <iostream>
 
 using KEP_RG_REPORT::info;
@@ -136,7 +139,13 @@ void KEP_RG_BUILD::add_nodes(bool debug) {
     return;
   }
   const KEP_UNFOLDED_MODULE top = find_routing_top();
-  add_nodes_module(top, nullptr, debug);
+  // What goes by a plan is not told of, and no node may stand there yet.
+  const bool by_plans =
+      m_plans_nodes && !debug && !m_disable_node_allocation && m_builder_graph->get_node_count() == 0;
+  if (by_plans)
+    add_nodes_by_plans(top);
+  else
+    add_nodes_module(top, nullptr, debug);
   if (m_db->get_db_type() == KEP_DB_TYPE::TOP_PORTS_ROUTED)
     for (KEP_PORT* port : top.m_object->iter_ports())
       create_node(port, debug);
@@ -148,21 +157,47 @@ bool KEP_RG_BUILD::add_nodes_module(KEP_UNFOLDED_MODULE u_module, HAS_NODES* has
     KEP_ASSERT(!has_nodes);
     m_has_nodes_known = m_module_has_nodes.count(master) != 0;
     has_nodes = &m_module_has_nodes[master];
+    if (m_node_plans && !m_has_nodes_known) m_node_plans->ask(); // later uses may differ
   }
-  bool result = false;
-  if (m_instance_is_primitive.get_module_type(master) == MODULE_TYPE::BLC_ROUTING_ROOT) {
-    result = add_nodes_inside_blc(u_module, debug);
-  } else {
-    for (const KEP_UNFOLDED_INSTANCE& u_instance : u_module.iter_instances()) {
-      // Not reset behind the instance under debug: what its later siblings give hangs on what it gave, since
-      // a uip becomes one node, so they are told of, too.
-      if (m_dbg_u_instance && m_dbg_u_instance == u_instance) debug = true;
-      if (add_nodes_instance(u_instance, has_nodes, debug)) result = true;
-    }
-  }
+  using WALK = KEP_RG_NODE_PLANS::WALK;
+  const WALK walk = has_nodes && m_has_nodes_known ? WALK::LATER_USE : WALK::ORDINARY;
+  const auto walk_here = [&] { return walk_module(u_module, has_nodes, debug); };
+  const bool result =
+      goes_by_plan(u_module) ? m_node_plans->add_nodes(u_module, walk, has_nodes, walk_here) : walk_here();
   if (has_nodes && !m_has_nodes_known) {
     bool& known = (*has_nodes)[master];
     known = known || result;
+  }
+  return result;
+}
+
+void KEP_RG_BUILD::add_nodes_by_plans(KEP_UNFOLDED_MODULE top) {
+  m_node_plans = std::make_unique<KEP_RG_NODE_PLANS>(
+      KEP_RG_NODE_PLANS::TARGETS{*m_builder_graph, m_node_stats, m_outputs_without_node, m_node_progress});
+  add_nodes_module(top, nullptr, false);
+  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
+  arena.execute([this] { m_node_plans->put_nodes(); });
+  m_node_plans.reset();
+  m_node_cache.add_all_routing_nodes();
+}
+
+/// What lies in a spare row at some places is walked at each, and so is what is around it.
+bool KEP_RG_BUILD::goes_by_plan(KEP_UNFOLDED_MODULE u_module) {
+  if (!m_node_plans) return false;
+  const bool asks = asks_for_spare_row(u_module.get_unfolded_instance());
+  if (asks) m_node_plans->ask();
+  return !asks;
+}
+
+bool KEP_RG_BUILD::walk_module(KEP_UNFOLDED_MODULE u_module, HAS_NODES* has_nodes, bool debug) {
+  if (m_instance_is_primitive.get_module_type(u_module.m_object) == MODULE_TYPE::BLC_ROUTING_ROOT)
+    return add_nodes_inside_blc(u_module, debug);
+  bool result = false;
+  for (const KEP_UNFOLDED_INSTANCE& u_instance : u_module.iter_instances()) {
+    // Not reset behind the instance under debug: what its later siblings give hangs on what it gave, since a
+    // uip becomes one node, so they are told of, too.
+    if (m_dbg_u_instance && m_dbg_u_instance == u_instance) debug = true;
+    if (add_nodes_instance(u_instance, has_nodes, debug)) result = true;
   }
   return result;
 }
@@ -224,6 +259,10 @@ bool KEP_RG_BUILD::add_nodes_instance(KEP_UNFOLDED_INSTANCE u_instance, HAS_NODE
 void KEP_RG_BUILD::add_nodes_hipi() {
   if (m_disable_hipi) return;
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::add_nodes_hipi", true);
+  const auto& ports = m_db->get_unfolding().get_ports();
+  if (std::none_of(ports.begin(), ports.end(),
+                   [this](const KEP_PORT* port) { return m_primitives.is_hipi_tm_port(port); }))
+    return;
   // The range holds the nodes that exist now; twins made on the way are not visited.
   for (const KEP_ROUTING_BUILDER_NODE* node : m_builder_graph->iter_nodes(1)) {
     if (node->is_boundary()) continue;

@@ -42,6 +42,8 @@ public:
   bool has_instance_attributes() const;
   /// Null when the instance has none.
   KEP_UNFOLDED_INSTANCE_ATTRIBUTES* get_attributes(const KEP_UNFOLDED_INSTANCE& instance) const;
+  /// At some of its places, not necessarily at all.
+  bool has_attributes_somewhere(const KEP_INSTANCE* instance) const;
   void set_spare_row(const KEP_UNFOLDED_INSTANCE& instance, bool is_spare_row);
 
 private:

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <oneapi/tbb/mutex.h>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,8 +28,11 @@ namespace KEP_ROUTING_REVERSE_EDGE_BUILDER {
 KEP_EXPORT void add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
 } // namespace KEP_ROUTING_REVERSE_EDGE_BUILDER
 
-/// A node under construction, 16 bytes. Nodes move once, when the graph is sorted for templating; from then
-/// on a pointer to one is valid as long as the graph.
+struct KEP_ROUTING_BUILDER_NODE_CHUNK;
+
+/// A node under construction, 8 bytes: what else it tells it works out from the chunk in which it stands, so
+/// it is never copied. Nodes move once, when the graph is sorted for templating; from then on a pointer to
+/// one is valid as long as the graph.
 class KEP_EXPORT KEP_ROUTING_BUILDER_NODE {
 public:
   // The graph owns its nodes. KEP_DB_ERROR when it has 2147483647 of them.
@@ -37,38 +41,75 @@ public:
   /// A new node for a uip. A second node for one uip is its hipi twin.
   static KEP_ROUTING_BUILDER_NODE* allocate(KEP_ROUTING_BUILDER_GRAPH* graph,
                                             const KEP_UNFOLDED_INST_PORT& uip);
+  KEP_ROUTING_BUILDER_NODE() = default;
+  KEP_ROUTING_BUILDER_NODE(const KEP_ROUTING_BUILDER_NODE&) = delete;
+  KEP_ROUTING_BUILDER_NODE& operator=(const KEP_ROUTING_BUILDER_NODE&) = delete;
 
   // Concurrent, but for set_hipi.
   bool is_boundary() const { return m_occurrence == KEP_UNFOLDING::ABOVE_TOP; }
   bool is_hipi() const { return m_is_hipi; }
   void set_hipi(bool is_hipi) { m_is_hipi = is_hipi; }
   /// The port of a boundary node, null for any other.
-  KEP_PORT* get_port() const { return is_boundary() ? static_cast<KEP_PORT*>(m_object) : nullptr; }
+  inline KEP_PORT* get_port() const;
   /// The uip of a node that is no boundary node, the same for a hipi twin.
   KEP_UNFOLDED_INST_PORT get_unfolded_inst_port() const {
-    return is_boundary() ? KEP_UNFOLDED_INST_PORT()
-                         : KEP_UNFOLDED_INST_PORT(m_occurrence, static_cast<KEP_INST_PORT*>(m_object));
+    return is_boundary() ? KEP_UNFOLDED_INST_PORT() : KEP_UNFOLDED_INST_PORT(m_occurrence, get_inst_port());
   }
   /// That uip's inst port, null for a boundary node.
-  KEP_INST_PORT* get_inst_port() const {
-    return is_boundary() ? nullptr : static_cast<KEP_INST_PORT*>(m_object);
-  }
+  inline KEP_INST_PORT* get_inst_port() const;
   /// The node's place in its graph, from 0.
-  std::uint32_t get_index() const { return m_index; }
+  inline std::uint32_t get_index() const;
   std::string get_name(const KEP_NAME_STYLE& style) const;
   /// The inner occurrence in which the node stands; KEP_UNFOLDING::ABOVE_TOP for a boundary node.
   std::uint32_t get_occurrence() const { return m_occurrence; }
+  /// The number of the inst port in its module, or that of a boundary node's port.
+  std::uint32_t get_number() const { return m_number; }
   /// What tells the nodes of one occurrence apart, and their order there.
   std::uint32_t get_key() const;
 
 private:
+  friend class KEP_NODE_SORTER;
   friend class KEP_ROUTING_BUILDER_GRAPH;
-  void* m_object; // KEP_PORT of a boundary node, else KEP_INST_PORT
+  inline const KEP_ROUTING_BUILDER_NODE_CHUNK& get_chunk() const;
+  void set(std::uint32_t occurrence, std::uint32_t number, bool is_hipi) {
+    m_occurrence = occurrence;
+    m_number = number & 0x7fffffff;
+    m_is_hipi = is_hipi;
+  }
+
   std::uint32_t m_occurrence;
-  std::uint32_t m_index : 31;
+  std::uint32_t m_number : 31;
   std::uint32_t m_is_hipi : 1;
 };
-static_assert(sizeof(KEP_ROUTING_BUILDER_NODE) == 16, "a build holds one for each node");
+static_assert(sizeof(KEP_ROUTING_BUILDER_NODE) == 8, "a build holds one for each node");
+
+/// The nodes of a graph stand in chunks of a mebibyte, each at a multiple of its size, so that a node finds
+/// its chunk.
+struct alignas(1 << 20) KEP_ROUTING_BUILDER_NODE_CHUNK {
+  static constexpr std::uint32_t NUM_NODES = ((1 << 20) - 16) / sizeof(KEP_ROUTING_BUILDER_NODE);
+
+  const KEP_UNFOLDING* m_unfolding;
+  std::uint32_t m_first_index;
+  KEP_ROUTING_BUILDER_NODE m_nodes[NUM_NODES];
+};
+static_assert(sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK) == 1 << 20);
+
+inline const KEP_ROUTING_BUILDER_NODE_CHUNK& KEP_ROUTING_BUILDER_NODE::get_chunk() const {
+  constexpr std::uintptr_t IN_CHUNK = sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK) - 1;
+  return *reinterpret_cast<const KEP_ROUTING_BUILDER_NODE_CHUNK*>(reinterpret_cast<std::uintptr_t>(this) &
+                                                                  ~IN_CHUNK);
+}
+inline KEP_PORT* KEP_ROUTING_BUILDER_NODE::get_port() const {
+  return is_boundary() ? get_chunk().m_unfolding->get_ports()[m_number] : nullptr;
+}
+inline KEP_INST_PORT* KEP_ROUTING_BUILDER_NODE::get_inst_port() const {
+  if (is_boundary()) return nullptr;
+  return get_chunk().m_unfolding->get(m_occurrence).m_module->get_inst_port_by_number(m_number);
+}
+inline std::uint32_t KEP_ROUTING_BUILDER_NODE::get_index() const {
+  const KEP_ROUTING_BUILDER_NODE_CHUNK& chunk = get_chunk();
+  return chunk.m_first_index + static_cast<std::uint32_t>(this - chunk.m_nodes);
+}
 
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER
     : public boost::iterator_facade<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER,
@@ -123,13 +164,20 @@ public:
   unsigned get_node_count() const { return m_node_count; }
   /// `index` must be below get_node_count().
   KEP_ROUTING_BUILDER_NODE* get_node(std::uint32_t index) const {
-    return m_chunks[index / CHUNK_NODES].get() + index % CHUNK_NODES;
+    return m_chunks[index / CHUNK::NUM_NODES]->m_nodes + index % CHUNK::NUM_NODES;
   }
   NODE_RANGE iter_nodes(unsigned grain);
   /// How the places of nodes are numbered. Once the nodes are sorted.
   const KEP_PLACE_LAYOUT& get_place_layout() const;
 
+  /// So many new nodes, without what they stand at; gives the index of the first. KEP_DB_ERROR as for one.
+  std::uint32_t allocate_nodes(std::uint32_t count);
+  /// Concurrent for different nodes: makes those from the index on nodes of inst ports, given by number, of
+  /// one inner occurrence.
+  void put_nodes(std::uint32_t index, std::uint32_t occurrence, std::span<const std::uint32_t> inst_ports);
+
 private:
+  using CHUNK = KEP_ROUTING_BUILDER_NODE_CHUNK;
   friend class KEP_RG_BUILD;
   friend class KEP_TEST_ACCESS;
   friend class KEP_ROUTING_BUILDER_NODE;
@@ -138,22 +186,20 @@ private:
   friend class KEP_ROUTING_GRAPH_FOLDER;
   friend void KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(KEP_ROUTING_BUILDER_GRAPH* graph, bool);
   struct STATE;
-  static constexpr std::uint32_t CHUNK_NODES = 65536; // one MiB
 
   KEP_ROUTING_BUILDER_GRAPH(KEP_DB* db, std::size_t init_size_MiB);
   ~KEP_ROUTING_BUILDER_GRAPH();
   /// Room for the fanouts of so many uip nodes. An estimate: the graph grows past it.
   void reserve_routing_node_template_space(unsigned count);
-  KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, void* object);
+  KEP_ROUTING_BUILDER_NODE* allocate_node(std::uint32_t occurrence, std::uint32_t number);
+  void add_chunk();
   void sort_nodes();
-  void sort_nodes_of_place(std::uint32_t begin, std::uint32_t end);
-  void find_places(std::shared_ptr<const KEP_OCCURRENCE_ORDER> order);
   /// Folds the graph and hands it to the database.
   void publish();
 
   KEP_DB* m_db;
   unsigned m_node_count = 0;
-  std::vector<std::unique_ptr<KEP_ROUTING_BUILDER_NODE[]>> m_chunks;
+  std::vector<std::unique_ptr<CHUNK>> m_chunks;
   std::unique_ptr<STATE> m_state;
 };
 
@@ -174,6 +220,9 @@ public:
   /// False when a node stood there already; the first stays.
   bool add_routing_node(KEP_ROUTING_BUILDER_NODE* node);
   bool add_routing_node_hipi(KEP_ROUTING_BUILDER_NODE* node);
+  /// All nodes of the graph. That is put off until a node is looked for; whoever sorts the nodes first saves
+  /// it.
+  void add_all_routing_nodes();
 
   // Concurrent.
   /// The plain node of the uip, or null.

@@ -185,6 +185,8 @@ public:
   /// module. The first answer holds. Null if there is none.
   const KEP_WIRE_TYPE* find_wire_type(const KEP_UNFOLDED_INST_PORT& uip) const;
   const KEP_WIRE_TYPE* find_wire_type(const KEP_MODULE* module, const KEP_RELATIVE_PATH& path) const;
+  /// Some path that has a wire type ends at the port.
+  bool ends_wire_type_path(const KEP_PORT* port) const { return get_port_marks(port) & ENDS_WIRE_TYPE_PATH; }
 
   /// The flags are accepted and change nothing.
   boost::iterator_range<KEP_BYTE1_TRAIT_MODULE_ITER> iter_routing_roots(bool) const {

@@ -29,6 +29,7 @@
 class KEP_REPORT_PROGRESS;
 class KEP_RG_DBG_FANOUTS;
 class KEP_RG_MUX_OUTPUTS;
+class KEP_RG_NODE_PLANS;
 
 /// What a build is told. A small value; setters change the object and return a copy, so that calls chain.
 class KEP_RG_EXPORT KEP_RG_BUILD_PARAMS {
@@ -198,13 +199,17 @@ private:
   // instance takes the folded instance and its master as well, whether it reads them or not.
   void add_nodes(bool debug);
   KEP_UNFOLDED_MODULE find_routing_top() const;
+  void add_nodes_by_plans(KEP_UNFOLDED_MODULE top);
+  bool goes_by_plan(KEP_UNFOLDED_MODULE u_module);
   bool add_nodes_module(KEP_UNFOLDED_MODULE u_module, HAS_NODES* has_nodes, bool debug);
+  bool walk_module(KEP_UNFOLDED_MODULE u_module, HAS_NODES* has_nodes, bool debug);
   bool add_nodes_instance(KEP_UNFOLDED_INSTANCE u_instance, HAS_NODES* has_nodes, bool debug);
   bool add_nodes_mux(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE* instance, KEP_MODULE* master, bool flag,
                      bool debug);
   bool add_nodes_blc(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE* instance, KEP_MODULE* master,
                      bool debug);
   bool add_nodes_inside_blc(KEP_UNFOLDED_MODULE u_module, bool debug);
+  bool walk_inside_blc(KEP_UNFOLDED_MODULE u_module, bool debug);
   bool add_nodes_inserted(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE* instance, KEP_MODULE* master,
                           bool debug);
   bool add_nodes_from_boundary_nodes(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE* instance,
@@ -216,6 +221,7 @@ private:
   bool do_exclude_node(const KEP_UNFOLDED_INST_PORT& uip) const { return find_exclusion(uip).has_value(); }
   std::optional<WITHOUT_NODE> find_exclusion(const KEP_UNFOLDED_INST_PORT& uip) const;
   bool is_excluded_in_spare_row(const KEP_UNFOLDED_INST_PORT& uip) const;
+  bool asks_for_spare_row(const KEP_UNFOLDED_INSTANCE& u_instance) const;
   bool is_on_skip_arc(const KEP_UNFOLDED_INST_PORT& uip) const;
   KEP_UNFOLDED_MODULE get_master_for_routing(KEP_UNFOLDED_INSTANCE u_instance) const;
   void add_nodes_hipi();
@@ -257,6 +263,7 @@ private:
   // set; and no twin is made or looked for.
   bool m_disable_node_allocation = false;
   bool m_disable_hipi = false;
+  bool m_plans_nodes = true; // else each place is walked; no graph shows it
   std::int32_t m_nodes_per_display;
   bool m_verbose;
   KEP_RG_PRIMITIVES m_primitives;
@@ -285,6 +292,7 @@ private:
   EDGE_PHASE m_edge_phase;
 
   std::unique_ptr<KEP_RG_MUX_OUTPUTS> m_mux_outputs;
+  std::unique_ptr<KEP_RG_NODE_PLANS> m_node_plans; // while nodes are added by plans, else null
   KEP_RG_OUTPUTS_WITHOUT_NODE m_outputs_without_node;
   KEP_RG_EDGE_CREATION_STATS m_edge_stats;
   std::uint64_t m_counted_n = 0;

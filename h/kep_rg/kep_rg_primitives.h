@@ -105,6 +105,11 @@ public:
   const KEP_WIRE_TYPE* find_wire_type(const KEP_UNFOLDED_INST_PORT& uip) const {
     return m_routing_primitive->find_wire_type(uip);
   }
+  /// Whether an inst port of the port has a wire type hangs on its place.
+  bool has_wire_type_by_place(const KEP_PORT* port) const {
+    return m_routing_primitive->ends_wire_type_path(port) &&
+           !m_routing_primitive->find_wire_type(port->get_parent(), KEP_RELATIVE_PATH::create({}, port));
+  }
   KEP_ROUTING_PRIMITIVE_HIPI get_hipi_type(const KEP_PORT* port) const {
     return m_routing_primitive_cache->get_hipi_type(port);
   }

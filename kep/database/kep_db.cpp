@@ -2,8 +2,12 @@
 
 #include "kep/database/kep_db_storage.h"
 
+#include <unordered_map>
+#include <unordered_set>
+
 struct KEP_LEGACY_API::TABLE {
   std::unordered_map<KEP_UNFOLDED_INSTANCE, KEP_UNFOLDED_INSTANCE_ATTRIBUTES> m_attributes;
+  std::unordered_set<const KEP_INSTANCE*> m_instances; // the same, folded
 };
 
 KEP_LEGACY_API::KEP_LEGACY_API() : m_table(std::make_unique<TABLE>()) {}
@@ -20,8 +24,14 @@ KEP_LEGACY_API::get_attributes(const KEP_UNFOLDED_INSTANCE& instance) const {
   return found == m_table->m_attributes.end() ? nullptr : &found->second;
 }
 
+bool KEP_LEGACY_API::has_attributes_somewhere(const KEP_INSTANCE* instance) const {
+  return m_table->m_instances.contains(instance);
+}
+
 void KEP_LEGACY_API::set_spare_row(const KEP_UNFOLDED_INSTANCE& instance, bool is_spare_row) {
-  if (instance) m_table->m_attributes[instance].m_is_spare_row = is_spare_row;
+  if (!instance) return;
+  m_table->m_attributes[instance].m_is_spare_row = is_spare_row;
+  m_table->m_instances.insert(instance.m_object);
 }
 
 KEP_DB::KEP_DB() : m_storage(std::make_unique<STORAGE>()), m_legacy_api(std::make_unique<KEP_LEGACY_API>()) {}

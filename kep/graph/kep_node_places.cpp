@@ -6,34 +6,24 @@
 #include <utility>
 
 KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
-                                 std::shared_ptr<const KEP_OCCURRENCE_ORDER> order, std::uint32_t num_nodes,
-                                 const std::function<NODE(std::uint32_t)>& get_node)
+                                 std::shared_ptr<const KEP_OCCURRENCE_ORDER> order,
+                                 const KEP_NODE_CENSUS& census)
     : m_unfolding(&unfolding), m_order(std::move(order)),
       m_boundary_module(static_cast<std::uint32_t>(unfolding.get_modules().size())) {
   const std::uint32_t num_places = m_order->get_num_places();
   m_first_node.assign(num_places + std::size_t{1}, 0);
-  std::vector<std::vector<bool>> is_key(m_boundary_module + std::size_t{1}); // by module, by key
-  for (std::uint32_t node = 0; node != num_nodes; ++node) {
-    const NODE at = get_node(node);
-    ++m_first_node[at.m_place + std::size_t{1}];
-    const std::uint32_t module = get_module(at.m_place);
-    std::vector<bool>& keys = is_key[module];
-    if (keys.empty() && module != m_boundary_module)
-      keys.resize(std::size_t{2} * unfolding.get_modules()[module]->get_num_inst_ports());
-    if (at.m_key >= keys.size()) keys.resize(at.m_key + std::size_t{1});
-    keys[at.m_key] = true;
-    m_has_hipi |= KEP_NODE_WORD::is_hipi(at.m_key); // no boundary node has that bit
+  for (std::uint32_t place = 0; place != num_places; ++place) {
+    const std::uint32_t occurrence = m_order->get_occurrence(place);
+    m_first_node[place + std::size_t{1}] =
+        m_first_node[place] +
+        (occurrence == KEP_OCCURRENCE_ORDER::NONE ? 0 : census.get_num_nodes(occurrence));
   }
-  for (std::uint32_t place = 0; place != num_places; ++place)
-    m_first_node[place + std::size_t{1}] += m_first_node[place];
-  for (std::vector<bool>& keys : is_key) {
+  for (const std::vector<bool>& keys : census.get_keys())
     add_keys(keys);
-    std::vector<bool>().swap(keys);
-  }
   m_first_key.push_back(static_cast<std::uint32_t>(m_keys.size()));
   m_first_bucket.push_back(static_cast<std::uint32_t>(m_buckets.size()));
 
-  list_ranks(get_node);
+  list_ranks(census);
   list_near_places();
   m_keys.shrink_to_fit();
   m_buckets.shrink_to_fit();
@@ -47,20 +37,21 @@ void KEP_NODE_PLACES::add_keys(const std::vector<bool>& is_key) {
     if ((key & ((1U << BUCKET_BITS) - 1)) == 0) m_buckets.push_back(rank);
     if (!is_key[key]) continue;
     m_keys.push_back(key);
+    m_has_hipi |= KEP_NODE_WORD::is_hipi(key); // no boundary node has that bit
     ++rank;
   }
   if (!is_key.empty()) m_buckets.push_back(rank);
 }
 
 /// Of places that lack a node of some rank.
-void KEP_NODE_PLACES::list_ranks(const std::function<NODE(std::uint32_t)>& get_node) {
+void KEP_NODE_PLACES::list_ranks(const KEP_NODE_CENSUS& census) {
   for (std::uint32_t place = 0; place != get_num_places(); ++place) {
     if (get_num_nodes(place) == 0 || get_num_nodes(place) == get_num_ranks(place)) continue;
     m_lacking.resize(get_num_places() / 64 + std::size_t{1});
     m_lacking[place / 64].m_bits |= std::uint64_t{1} << place % 64;
     m_first_ranks.push_back(static_cast<std::uint32_t>(m_ranks.size()));
-    for (std::uint32_t node = m_first_node[place]; node != m_first_node[place + 1]; ++node)
-      m_ranks.push_back(find_rank(place, get_node(node).m_key));
+    for (const std::uint32_t key : census.get_keys_of_lacking(m_order->get_occurrence(place)))
+      m_ranks.push_back(find_rank(place, key));
   }
   for (std::size_t i = 1; i < m_lacking.size(); ++i)
     m_lacking[i].m_num_before =

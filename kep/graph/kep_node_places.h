@@ -2,10 +2,10 @@
 
 #include "kep/detail/kep_numbered_places.h"
 #include "kep/detail/kep_unfolding.h"
+#include "kep/graph/kep_node_census.h"
 #include "kep/graph/kep_occurrence_order.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,14 +16,9 @@ class KEP_NODE_PLACES {
 public:
   static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
 
-  struct NODE {
-    std::uint32_t m_place;
-    std::uint32_t m_key;
-  };
-
-  /// Of `num_nodes` nodes in order; `get_node` tells where a node stands.
+  /// The nodes of the census, in that order.
   KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_ORDER> order,
-                  std::uint32_t num_nodes, const std::function<NODE(std::uint32_t)>& get_node);
+                  const KEP_NODE_CENSUS& census);
 
   const KEP_OCCURRENCE_ORDER& get_order() const { return *m_order; }
 
@@ -85,7 +80,7 @@ private:
   }
   std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
   void add_keys(const std::vector<bool>& is_key);
-  void list_ranks(const std::function<NODE(std::uint32_t)>& get_node);
+  void list_ranks(const KEP_NODE_CENSUS& census);
   void list_near_places();
 
   const KEP_UNFOLDING* m_unfolding;

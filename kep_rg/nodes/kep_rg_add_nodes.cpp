@@ -4,14 +4,9 @@
 #include "kep_rg/common/kep_rg_report.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/nodes/kep_rg_mux_outputs.h"
+#include "kep_rg/nodes/kep_rg_node_plans.h"
 
 using KEP_RG_REPORT::NAME_STYLE;
-
-namespace {
-
-constexpr std::uint32_t NODES_PER_STEP = 10000; // of the progress
-
-} // namespace
 
 bool KEP_RG_BUILD::add_nodes_mux(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE* instance, KEP_MODULE* master,
                                  bool flag, bool debug) {
@@ -33,9 +28,12 @@ bool KEP_RG_BUILD::add_nodes_mux(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE*
       continue;
     }
     // Without an inst header a port must have a wire type to become a node.
-    if (!instance->get_inst_header() && !m_primitives.find_wire_type(uip)) {
-      count_without_node(WITHOUT_NODE::NO_HEADER, uip);
-      continue;
+    if (!instance->get_inst_header()) {
+      if (m_node_plans && m_primitives.has_wire_type_by_place(inst_port->get_port())) m_node_plans->ask();
+      if (!m_primitives.find_wire_type(uip)) {
+        count_without_node(WITHOUT_NODE::NO_HEADER, uip);
+        continue;
+      }
     }
     if (debug) KEP_RG_REPORT::debug() << "add_mux: " << uip.get_name(NAME_STYLE) << std::endl;
     result |= create_node(uip, CREATE_TYPE_PORT, debug);
@@ -60,6 +58,12 @@ bool KEP_RG_BUILD::add_nodes_blc(KEP_UNFOLDED_INSTANCE u_instance, KEP_INSTANCE*
 }
 
 bool KEP_RG_BUILD::add_nodes_inside_blc(KEP_UNFOLDED_MODULE u_module, bool debug) {
+  const auto walk_here = [&] { return walk_inside_blc(u_module, debug); };
+  if (!goes_by_plan(u_module)) return walk_here();
+  return m_node_plans->add_nodes(u_module, KEP_RG_NODE_PLANS::WALK::INSIDE_BLC, nullptr, walk_here);
+}
+
+bool KEP_RG_BUILD::walk_inside_blc(KEP_UNFOLDED_MODULE u_module, bool debug) {
   bool result = false;
   for (const KEP_UNFOLDED_INSTANCE& u_instance : u_module.iter_instances()) {
     const KEP_INSTANCE* instance = u_instance.m_object;
@@ -118,8 +122,8 @@ bool KEP_RG_BUILD::create_node(KEP_UNFOLDED_INST_PORT uip, CREATE_TYPE type, boo
   } else if (debug) {
     m_dbg_uips.push_back(uip);
   }
-  if (++m_node_stats.m_created_num_nodes % NODES_PER_STEP == 0 && m_node_progress)
-    m_node_progress->add(NODES_PER_STEP);
+  constexpr std::uint32_t STEP = KEP_RG_NODE_PLANS::NODES_PER_STEP;
+  if (++m_node_stats.m_created_num_nodes % STEP == 0 && m_node_progress) m_node_progress->add(STEP);
   if (type == CREATE_TYPE_INSERTED) ++m_node_stats.m_created_num_nodes_inserted;
   if (type >= CREATE_TYPE_BLC_PORT) ++m_node_stats.m_created_num_nodes_blc;
   return true;

@@ -2,6 +2,7 @@
 // that a BLC leaves out and those on skip paths.
 
 #include "kep_rg/kep_rg_build.h"
+#include "kep_rg/nodes/kep_rg_node_plans.h"
 
 /// Why the port must not become a node, if so; the first reason that holds.
 std::optional<KEP_RG_BUILD::WITHOUT_NODE>
@@ -25,10 +26,18 @@ bool KEP_RG_BUILD::is_excluded_in_spare_row(const KEP_UNFOLDED_INST_PORT& uip) c
   if (!m_legacy_api->has_instance_attributes()) return false;
   const KEP_UNFOLDED_INSTANCE root = uip.get_unfolded_instance().get_ip_root_instance();
   if (!root) return false;
+  if (m_node_plans && m_legacy_api->has_attributes_somewhere(root.m_object)) m_node_plans->ask();
   const KEP_UNFOLDED_INSTANCE_ATTRIBUTES* attributes = m_legacy_api->get_attributes(root);
   if (!attributes || !attributes->is_spare_row()) return false;
   const KEP_WIRE_TYPE* type = m_primitives.find_wire_type(uip);
   return !type || !(type->get_flags() & STAYS_IN_SPARE_ROW);
+}
+
+/// Whether what stands at the instance lies in a spare row hangs on the place.
+bool KEP_RG_BUILD::asks_for_spare_row(const KEP_UNFOLDED_INSTANCE& u_instance) const {
+  if (!m_legacy_api->has_instance_attributes()) return false;
+  const KEP_UNFOLDED_INSTANCE root = u_instance.get_ip_root_instance();
+  return root && m_legacy_api->has_attributes_somewhere(root.m_object);
 }
 
 /// The port lies on an arc that is a skip path on this very instance; a search goes through such an arc.

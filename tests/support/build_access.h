@@ -70,6 +70,8 @@ public:
     return build.is_sometimes_mux_instance(instance);
   }
 
+  /// Nodes are made place by place.
+  static void walk_all_places(KEP_RG_BUILD& build) { build.m_plans_nodes = false; }
   static void disable_hipi(KEP_RG_BUILD& build) { build.m_disable_hipi = true; }
   static void disable_node_allocation(KEP_RG_BUILD& build) { build.m_disable_node_allocation = true; }
   static void disable_edge_allocation(KEP_RG_BUILD& build) { build.m_disable_edge_allocation = true; }
