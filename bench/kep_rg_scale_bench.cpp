@@ -1,10 +1,12 @@
-// How a build grows with the device: each phase, the finished graph and the memory, for fabrics of 10^5, 10^6
-// and 10^7 nodes and for real chip databases, beside a flat graph of the same edges.
+// How a build grows with the device: each phase, the finished graph and the memory, for real chip databases
+// and for devices that `kep-rg generate` makes, beside a flat graph of the same edges.
 //
-//   kep_rg_scale_bench [--nodes N[,N...]] [--chipdb FILE...] [--threads N[,N...]]
+//   kep_rg_scale_bench [--chipdb FILE[,FILE...]] [--device FORM:NODES[,FORM:NODES...]] [--model
+//   MODEL,ROUTING]
+//                      [--threads N[,N...]]
 //
-// Without --chipdb it takes the chip databases that are installed. A fabric of 10^8 nodes (--nodes 100000000)
-// takes some minutes and, with its flat graph, 14 GB.
+// What is named is measured; without any the chip databases that are installed, and a device of each form. A
+// device of 10^8 nodes (tiles:100000000) takes some minutes and, with its flat graph, 14 GB.
 //
 // Each device is built in a process of its own, so that peaks are its own. The baselines come from the same
 // process, after the peak is read: filling compressed rows from an array of edges, and a pass that adds up a
@@ -20,6 +22,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -75,6 +78,12 @@ double get_status(const std::string& name) {
   return 0;
 }
 
+/// Lets "VmHWM:" begin anew.
+void reset_peak() {
+  std::ofstream file("/proc/self/clear_refs");
+  if (!(file << "5" << std::flush)) throw std::runtime_error("the peak of the memory can't be reset");
+}
+
 /// What NODE::hash() does.
 std::uint64_t hash_of(std::uint64_t word) {
   const std::uint64_t h = word * 0x9e3779b97f4a7c15U;
@@ -104,9 +113,16 @@ struct FLAT_GRAPH {
 
 void print_phases(const BUILD_STATS& stats, double nodes, double edges) {
   fmt::print("  {:<18}{:>10}{:>12}{:>12}\n", "phase", "seconds", "ns a node", "ns an edge");
-  for (const auto& [name, seconds] : stats.m_phases)
+  const auto print_phase = [&](const std::string& name, double seconds) {
     fmt::print("  {:<18}{:>10.3f}{:>12.1f}{:>12.1f}\n", name, seconds, seconds * 1e9 / nodes,
                seconds * 1e9 / edges);
+  };
+  double build = 0;
+  for (const auto& [name, seconds] : stats.m_phases) {
+    print_phase(name, seconds);
+    if (name != "load" && name != "describe") build += seconds;
+  }
+  print_phase("all but reading", build);
 }
 
 void print_baselines(const KEP_ROUTING::GRAPH& graph, double edge_phase) {
@@ -153,6 +169,8 @@ RESULT build(const std::string& name, const DEVICE_OPTIONS& options) {
   const double program = get_status("VmRSS:");
   const std::unique_ptr<KEP_DB> db = read_device(options, stats);
   const double model = get_status("VmRSS:") - program;
+  const double reading_peak = get_status("VmHWM:");
+  reset_peak();
   build_graph(db.get(), options, stats);
   const double peak = get_status("VmHWM:");
 
@@ -165,10 +183,12 @@ RESULT build(const std::string& name, const DEVICE_OPTIONS& options) {
   print_phases(stats, nodes, edges);
   fmt::print("  finished graph     {:.2f} MB, {:.2f} bytes a node or {:.3f} an edge\n", bytes / 1e6,
              bytes / nodes, bytes / edges);
-  fmt::print("  memory             {:.1f} MB at the peak: {:.1f} the program, {:.1f} the model, {:.1f} bytes "
-             "a node beside them\n",
-             peak / 1e6, program / 1e6, model / 1e6, (peak - program - model) / nodes);
-  RESULT result{nodes, 0, 0, peak - program};
+  fmt::print(
+      "  memory             {:.1f} MB at the peak of the build: {:.1f} the program, {:.1f} the model, {:.1f} "
+      "bytes a node or {:.1f} an edge beside them; {:.1f} MB while reading\n",
+      peak / 1e6, program / 1e6, model / 1e6, (peak - program - model) / nodes,
+      (peak - program - model) / edges, reading_peak / 1e6);
+  RESULT result{nodes, 0, 0, std::max(peak, reading_peak) - program};
   for (const auto& [phase, seconds] : stats.m_phases) {
     if (phase == "add_edges") result.m_edge_phase = seconds;
     result.m_build += seconds;
@@ -220,9 +240,21 @@ void compare_threads(const std::vector<int>& threads, const std::vector<RESULT>&
                results[0].m_edge_phase / results[i].m_edge_phase, threads[0]);
 }
 
-/// Makes the files of a device, builds it with each number of threads and removes the files.
+/// Builds a device with each number of threads.
 std::vector<RESULT> build_device(const std::string& name, const std::vector<int>& threads,
-                                 const std::function<void(const DEVICE_OPTIONS&)>& make_files) {
+                                 DEVICE_OPTIONS device) {
+  std::vector<RESULT> results;
+  for (const int num_threads : threads) {
+    device.m_num_threads = num_threads;
+    results.push_back(run_alone([&] { return build(name, device); }));
+  }
+  compare_threads(threads, results);
+  return results;
+}
+
+/// Makes the files of a device, builds it and removes them.
+std::vector<RESULT> make_and_build(const std::string& name, const std::vector<int>& threads,
+                                   const std::function<void(const DEVICE_OPTIONS&)>& make_files) {
   const FOLDER folder =
       std::filesystem::temp_directory_path() / ("kep_rg_scale_bench." + std::to_string(::getpid()));
   std::filesystem::create_directory(folder);
@@ -234,49 +266,79 @@ std::vector<RESULT> build_device(const std::string& name, const std::vector<int>
     make_files(device);
     return RESULT();
   });
-  std::vector<RESULT> results;
-  for (const int num_threads : threads) {
-    device.m_num_threads = num_threads;
-    results.push_back(run_alone([&] { return build(name, device); }));
-  }
+  std::vector<RESULT> results = build_device(name, threads, device);
   std::filesystem::remove_all(folder);
-  compare_threads(threads, results);
   return results;
+}
+
+/// "grids:1000000"
+GENERATE_OPTIONS parse_device(const std::string& text) {
+  const std::size_t colon = std::min(text.find(':'), text.size() - 1);
+  const auto& names = GENERATE_FORM_NAMES;
+  const auto form = std::find(names.begin(), names.end(), text.substr(0, colon));
+  GENERATE_OPTIONS options;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data() + colon + 1, end, options.m_nodes);
+  if (form == names.end() || error != std::errc() || rest != end)
+    throw std::runtime_error(text + " is not of the form FORM:NODES");
+  options.m_form = static_cast<GENERATE_FORM>(form - names.begin());
+  return options;
+}
+
+void compare_sizes(const std::vector<int>& threads, const std::vector<RESULT>& smaller,
+                   const std::vector<RESULT>& results) {
+  for (std::size_t i = 0; i != results.size(); ++i)
+    fmt::print(
+        "  {:.2f} times the nodes take {:.2f} times the time ({} threads) and {:.2f} times the memory\n",
+        results[i].m_nodes / smaller[i].m_nodes, results[i].m_build / smaller[i].m_build, threads[i],
+        results[i].m_build_memory / smaller[i].m_build_memory);
+}
+
+void build_generated(const std::vector<std::string>& devices, const std::vector<int>& threads) {
+  std::vector<RESULT> smaller;
+  GENERATE_FORM form_of_smaller{};
+  for (const std::string& text : devices) {
+    GENERATE_OPTIONS options = parse_device(text);
+    const std::vector<RESULT> results = make_and_build(text, threads, [&](const DEVICE_OPTIONS& device) {
+      options.m_model = device.m_model;
+      options.m_routing = device.m_routing[0];
+      generate(options);
+    });
+    if (!smaller.empty() && options.m_form == form_of_smaller) compare_sizes(threads, smaller, results);
+    smaller = results;
+    form_of_smaller = options.m_form;
+  }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Builds of devices of growing size, beside a flat graph");
-  std::vector<std::uint64_t> nodes{100000, 1000000, 10000000};
-  std::vector<int> threads{1, 2};
   std::vector<std::string> chipdbs;
-  app.add_option("--nodes", nodes, "sizes of generated fabrics")->delimiter(',');
+  std::vector<std::string> devices;
+  std::vector<std::string> files;
+  std::vector<int> threads{1, 2};
+  app.add_option("--chipdb", chipdbs, "chip databases in text form")->delimiter(',');
+  app.add_option("--device", devices, "generated devices, as FORM:NODES")->delimiter(',');
+  app.add_option("--model", files, "a model and its routing description")->delimiter(',')->expected(2);
   app.add_option("--threads", threads, "numbers of threads")->delimiter(',');
-  const CLI::Option* given = app.add_option("--chipdb", chipdbs, "chip databases in text form");
   CLI11_PARSE(app, argc, argv);
-  if (given->count() == 0) chipdbs = find_installed_chipdbs();
+  if (chipdbs.empty() && devices.empty() && files.empty()) {
+    chipdbs = find_installed_chipdbs();
+    devices = {"tiles:100000", "tiles:1000000", "tiles:10000000", "grids:1000000", "random:500000",
+               "near:500000",  "net:6000",      "net:12000",      "chain:10000"};
+  }
   try {
     for (const std::string& chipdb : chipdbs)
-      build_device(FOLDER(chipdb).stem().string(), threads, [&](const DEVICE_OPTIONS& device) {
+      make_and_build(FOLDER(chipdb).stem().string(), threads, [&](const DEVICE_OPTIONS& device) {
         import_icebox(chipdb, device.m_model, device.m_routing[0]);
       });
-    std::vector<RESULT> smaller;
-    for (const std::uint64_t size : nodes) {
-      const std::vector<RESULT> results =
-          build_device(fmt::format("fabric of {}", size), threads, [&](const DEVICE_OPTIONS& device) {
-            GENERATE_OPTIONS options;
-            options.m_nodes = size;
-            options.m_model = device.m_model;
-            options.m_routing = device.m_routing[0];
-            generate(options);
-          });
-      for (std::size_t i = 0; i != smaller.size(); ++i)
-        fmt::print(
-            "  {:.2f} times the nodes take {:.2f} times the time ({} threads) and {:.2f} times the memory\n",
-            results[i].m_nodes / smaller[i].m_nodes, results[i].m_build / smaller[i].m_build, threads[i],
-            results[i].m_build_memory / smaller[i].m_build_memory);
-      smaller = results;
+    build_generated(devices, threads);
+    if (!files.empty()) {
+      DEVICE_OPTIONS device;
+      device.m_model = files[0];
+      device.m_routing = {files[1]};
+      build_device(FOLDER(files[0]).filename().string(), threads, device);
     }
   } catch (const std::exception& failure) {
     fmt::print(stderr, "{}\n", failure.what());
