@@ -41,7 +41,8 @@ void KEP_RG_BUILD::build_edges() {
   info() << "About to sort the nodes for templating..." << std::endl;
   {
     const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "sort");
-    m_edge_builder->sort_nodes_for_templating(m_db->get_legacy_api());
+    tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
+    arena.execute([this] { m_edge_builder->sort_nodes_for_templating(m_db->get_legacy_api()); });
     // The sort moved the nodes; the searches of the edge phase look them up where they stand now.
     info() << "Calling m_node_cache.initialize_routing_builder_graph..." << std::endl;
     m_node_cache.initialize_routing_builder_graph(m_builder_graph.get());

@@ -12,7 +12,9 @@
 #include <tbb/parallel_for.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -161,13 +163,50 @@ std::unique_ptr<KEP_DB> make_row(unsigned count) {
   return KEP_DB_BUILDER::freeze(std::move(builder));
 }
 
+/// The nodes of all of them at once.
+void put_row(GRAPH_BUILD& build, unsigned count) {
+  std::vector<std::uint32_t> inst_ports(count);
+  std::iota(inst_ports.begin(), inst_ports.end(), 0U);
+  constexpr std::uint32_t TOP = 1;
+  build.graph()->put_nodes(build.graph()->allocate_nodes(count), TOP, inst_ports);
+}
+
+TEST(RoutingBuilderBulk, NodesAreThoseOfTheInstPortsInEachChunk) {
+  constexpr unsigned CHUNK = KEP_ROUTING_BUILDER_NODE_CHUNK::NUM_NODES;
+  const auto db = make_row(CHUNK + 3);
+  GRAPH_BUILD build(*db);
+  put_row(build, CHUNK + 3);
+  for (const unsigned i : {0U, 1U, CHUNK - 1, CHUNK, CHUNK + 2}) {
+    const BUILDER_NODE* node = build.graph()->get_node(i);
+    EXPECT_EQ(node->get_index(), i);
+    EXPECT_EQ(node->get_name(STYLE), "i" + std::to_string(i) + ":z");
+    EXPECT_FALSE(node->is_hipi());
+  }
+  build.sort();
+  for (const unsigned i : {0U, CHUNK - 1, CHUNK, CHUNK + 2})
+    EXPECT_EQ(build.graph()->get_node(i)->get_name(STYLE), "i" + std::to_string(i) + ":z");
+}
+
+TEST(RoutingBuilderBulk, NodesAreFoundOnceAllAreAdded) {
+  const auto db = make_row(3);
+  GRAPH_BUILD build(*db);
+  const BUILDER_NODE* single = build.add("i1:z");
+  EXPECT_EQ(build.graph()->allocate_nodes(2), 1U);
+  build.graph()->put_nodes(1, single->get_occurrence(), std::vector<std::uint32_t>{2, 0});
+  EXPECT_EQ(build.find("i2:z"), nullptr) << "it was not added";
+  build.cache().add_all_routing_nodes();
+  for (const char* name : {"i0:z", "i1:z", "i2:z"})
+    EXPECT_EQ(text_of(build.find(name)), name);
+  EXPECT_EQ(build.find("i1:z"), single);
+  build.sort();
+  EXPECT_THAT(nodes_of(*build.graph()), ElementsAre("i0:z", "i1:z", "i2:z"));
+}
+
 TEST(RoutingBuilderRanges, SplitIntoPiecesThatHoldEveryNodeOnce) {
-  constexpr unsigned COUNT = 70001; // more than a chunk of nodes
+  constexpr unsigned COUNT = KEP_ROUTING_BUILDER_NODE_CHUNK::NUM_NODES + 1001;
   const auto db = make_row(COUNT);
   GRAPH_BUILD build(*db, COUNT);
-  for (const KEP_UNFOLDED_INSTANCE& each :
-       db->get_top_unfolded_module(KEP_VIEW_TYPE::DEFAULT_VIEW).iter_instances())
-    build.add(each.get_unfolded_inst_port_by_index(0));
+  put_row(build, COUNT);
   ASSERT_EQ(build.graph()->get_node_count(), COUNT);
 
   using RANGE = KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE;

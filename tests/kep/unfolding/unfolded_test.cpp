@@ -290,6 +290,8 @@ TEST_F(Unfolded, AttributesAreThoseOfOnePosition) {
   EXPECT_EQ(api->get_attributes(unfolded_instance(*m_db, "b/t")), nullptr);
   EXPECT_EQ(api->get_attributes(unfolded_instance(*m_db, "a/u")), nullptr);
   EXPECT_EQ(api->get_attributes(KEP_UNFOLDED_INSTANCE()), nullptr);
+  EXPECT_TRUE(api->has_attributes_somewhere(unfolded_instance(*m_db, "b/t").m_object)) << "at another place";
+  EXPECT_FALSE(api->has_attributes_somewhere(unfolded_instance(*m_db, "a/u").m_object));
   api->set_spare_row(unfolded_instance(*m_db, "a/t"), false);
   const KEP_UNFOLDED_INSTANCE_ATTRIBUTES* after = api->get_attributes(unfolded_instance(*m_db, "a/t"));
   EXPECT_TRUE(!after || !after->is_spare_row());
