@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 
 static_assert(std::endian::native == std::endian::little, "a number is read by its lowest bytes");
 
@@ -41,17 +42,18 @@ KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& wor
 
 bool KEP_WORD_FOLDER::wants_words() {
   const std::size_t num_words = m_num_words;
+  const std::size_t num_nodes = count_nodes();
   if (m_step == STEP::NOTHING)
     begin(m_size < MANY_WORDS ? STEP::ALL : STEP::SAMPLE, std::min(m_size, MANY_WORDS / 64));
   else if (m_is_full)
     begin(m_step, num_words * 4);
-  else if (m_step == STEP::ALL)
-    number_words();
-  else if (is_smaller_with_numbers(num_words << SAMPLE_BITS))
+  else if (m_step == STEP::ALL || !m_has_others)
+    finish(num_nodes + num_words);
+  else if (is_smaller_with_numbers(num_nodes + (num_words << SAMPLE_BITS)))
     begin(STEP::ALL, (num_words << SAMPLE_BITS) + MANY_WORDS / 64);
   else
-    keep_words();
-  return !m_slots.empty() && m_ranks.empty();
+    finish(m_size);
+  return m_step != STEP::DONE;
 }
 
 /// With room for so many words and somewhat more.
@@ -86,25 +88,54 @@ bool KEP_WORD_FOLDER::is_smaller_with_numbers(std::size_t num_words) const {
          m_size * sizeof(KEP_SEEN_WORD);
 }
 
-void KEP_WORD_FOLDER::keep_words() {
-  m_slots = {};
-  m_list.m_words.resize(m_size);
+std::size_t KEP_WORD_FOLDER::count_nodes() const {
+  return std::accumulate(m_nodes.begin(), m_nodes.end(), std::size_t{0},
+                         [](std::size_t count, std::uint64_t nodes) {
+                           return count + static_cast<std::size_t>(std::popcount(nodes));
+                         });
 }
 
-/// By the order of the words' values.
+/// With so many distinct words, or more.
+void KEP_WORD_FOLDER::finish(std::size_t num_words) {
+  m_step = STEP::DONE;
+  m_has_numbers = is_smaller_with_numbers(num_words);
+  if (!m_has_numbers) {
+    m_slots = {};
+    m_list.m_words.resize(m_size);
+    return;
+  }
+  m_list.m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
+  m_list.m_words.reserve(num_words);
+  number_nodes();
+  number_words();
+}
+
+/// By their order, before all other words.
+void KEP_WORD_FOLDER::number_nodes() {
+  std::uint32_t place = 0;
+  for (std::size_t i = 0; i != m_nodes.size(); ++i) {
+    m_first_numbers.push_back(static_cast<std::uint32_t>(m_list.m_words.size()));
+    for (std::uint64_t nodes = m_nodes[i]; nodes != 0; nodes &= nodes - 1) {
+      const auto node =
+          static_cast<std::uint32_t>(i * 64 + static_cast<std::size_t>(std::countr_zero(nodes)));
+      if (node >= m_places->get_first_nodes()[place + std::size_t{1}]) place = m_places->find_place(node);
+      m_list.m_words.push_back(
+          {KEP_NODE_WORD::make(place, m_places->get_rank(place, node)) | KEP_SEEN_WORD::ABSOLUTE});
+    }
+  }
+}
+
+/// By the order of their values.
 void KEP_WORD_FOLDER::number_words() {
-  const std::size_t num_words = m_num_words;
-  if (!is_smaller_with_numbers(num_words)) return keep_words();
   std::vector<KEP_SEEN_WORD>& words = m_list.m_words;
-  words.reserve(num_words);
+  const std::size_t first = words.size();
   for (const std::uint64_t word : m_slots)
     if (word != NO_WORD) words.push_back({word});
-  std::sort(words.begin(), words.end(),
+  std::sort(words.begin() + static_cast<std::ptrdiff_t>(first), words.end(),
             [](KEP_SEEN_WORD left, KEP_SEEN_WORD right) { return left.m_bits < right.m_bits; });
-  m_list.m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
   m_ranks.resize(m_slots.size());
-  kep_for_parts(num_words, [&](std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i != end; ++i)
+  kep_for_parts(words.size() - first, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = first + begin; i != first + end; ++i)
       m_ranks[find(words[i])] = static_cast<std::uint32_t>(i);
   });
 }

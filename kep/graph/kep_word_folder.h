@@ -1,9 +1,12 @@
 #pragma once
 
 #include "kep/detail/kep_edge_tables.h"
+#include "kep/graph/kep_node_places.h"
+#include "kep/graph/kep_node_word.h"
 #include "kep/kep_export.h"
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -55,22 +58,29 @@ private:
 /// on the words alone.
 ///
 /// Of many words a sample comes first, those with certain bits in their hash. It tells how many distinct ones
-/// there are, so that nothing is kept of words that hardly come again.
+/// there are, so that nothing is kept of words that hardly come again. Absolute words of nodes need no hash:
+/// a bit for each node tells whether its word is there.
 class KEP_EXPORT KEP_WORD_FOLDER {
 public:
-  explicit KEP_WORD_FOLDER(std::size_t size) : m_size(size) {}
+  /// With places, absolute words are those of nodes there.
+  explicit KEP_WORD_FOLDER(std::size_t size, const KEP_NODE_PLACES* places = nullptr)
+      : m_size(size), m_places(places) {
+    if (places) m_nodes.resize(places->get_num_nodes() / 64 + std::size_t{1});
+  }
 
   /// One more pass over all words is needed to note them.
   bool wants_words();
   void note(KEP_SEEN_WORD word) {
+    if (is_of_node(word)) return note_node(get_node(word));
+    if (!m_has_others.load(std::memory_order_relaxed)) m_has_others.store(true, std::memory_order_relaxed);
     const std::uint64_t hash = make_hash(word);
     if (m_step != STEP::SAMPLE || hash >> (64 - SAMPLE_BITS) == 0) add(word.m_bits, hash);
   }
   void put(std::size_t position, KEP_SEEN_WORD word) {
-    if (m_ranks.empty())
+    if (!m_has_numbers)
       m_list.m_words[position] = word;
     else
-      m_list.m_numbers.set(position, m_ranks[find(word)]);
+      m_list.m_numbers.set(position, is_of_node(word) ? get_number(get_node(word)) : m_ranks[find(word)]);
   }
   KEP_FOLDED_WORD_LIST& get() { return m_list; }
 
@@ -78,12 +88,27 @@ private:
   static constexpr std::uint64_t NO_WORD = ~std::uint64_t{0};
   static constexpr unsigned SAMPLE_BITS = 6;
   static constexpr std::size_t MANY_WORDS = 1 << 16; // of which a sample is taken
-  enum class STEP { NOTHING, SAMPLE, ALL };
+  enum class STEP { NOTHING, SAMPLE, ALL, DONE };
 
+  bool is_of_node(KEP_SEEN_WORD word) const { return m_places && word.is_absolute(); }
+  std::uint32_t get_node(KEP_SEEN_WORD word) const {
+    const std::uint64_t of_node = word.get_word(0);
+    return m_places->find_node(KEP_NODE_WORD::place(of_node), KEP_NODE_WORD::rank(of_node));
+  }
+  void note_node(std::uint32_t node) {
+    const std::atomic_ref<std::uint64_t> nodes(m_nodes[node / 64]);
+    const std::uint64_t bit = std::uint64_t{1} << node % 64;
+    if ((nodes.load(std::memory_order_relaxed) & bit) == 0) nodes.fetch_or(bit, std::memory_order_relaxed);
+  }
+  std::uint32_t get_number(std::uint32_t node) const {
+    const std::uint64_t before = m_nodes[node / 64] & ((std::uint64_t{1} << node % 64) - 1);
+    return m_first_numbers[node / 64] + static_cast<std::uint32_t>(std::popcount(before));
+  }
   static std::uint64_t make_hash(KEP_SEEN_WORD word) {
     const std::uint64_t hash = word.m_bits * 0x9e3779b97f4a7c15U;
     return hash ^ hash >> 32;
   }
+  std::size_t count_nodes() const;
   void begin(STEP step, std::size_t num_words);
   void add(std::uint64_t word, std::uint64_t hash);
   std::size_t find(KEP_SEEN_WORD word) const {
@@ -94,15 +119,21 @@ private:
   }
   /// With so many distinct words.
   bool is_smaller_with_numbers(std::size_t num_words) const;
-  void keep_words();
+  void finish(std::size_t num_words);
+  void number_nodes();
   void number_words();
 
   std::size_t m_size;
+  const KEP_NODE_PLACES* m_places;
+  std::vector<std::uint64_t> m_nodes;         // a bit each
+  std::vector<std::uint32_t> m_first_numbers; // of each 64 of them
   STEP m_step = STEP::NOTHING;
-  std::vector<std::uint64_t> m_slots; // a word or NO_WORD; found by hash
+  std::atomic<bool> m_has_others = false; // than those of nodes
+  std::vector<std::uint64_t> m_slots;     // a word or NO_WORD; found by hash
   std::size_t m_mask = 0;
   std::atomic<std::size_t> m_num_words = 0;
   std::atomic<bool> m_is_full = false;
   std::vector<std::uint32_t> m_ranks; // by slot: the number of its word, once all are known
+  bool m_has_numbers = false;
   KEP_FOLDED_WORD_LIST m_list;
 };

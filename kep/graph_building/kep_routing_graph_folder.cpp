@@ -45,29 +45,23 @@ private:
 };
 
 /// Calls `visit(position, entry)` for the entries of lists that follow each other.
-template <class ENTRY, class VISIT>
-void for_entries(const KEP_TEMPLATE_TABLE<ENTRY>& table, const std::vector<std::uint32_t>& order,
-                 const KEP_TEMPLATE_LISTS& lists, const VISIT& visit) {
-  kep_for_parts(order.size(), [&](std::size_t begin, std::size_t end) {
-    std::uint32_t position = lists.m_templates[begin + 1].m_first_entry;
-    for (std::size_t i = begin; i != end; ++i) {
-      const auto& list = table.get(order[i]);
-      for (std::uint32_t entry = 0; entry != list.m_num_edges; ++entry)
-        visit(position++, list.m_entries[entry]);
-    }
+template <class LIST, class VISIT>
+void for_entries(const std::vector<LIST>& lists, const KEP_TEMPLATE_LISTS& templates, const VISIT& visit) {
+  kep_for_parts(lists.size(), [&](std::size_t begin, std::size_t end) {
+    std::uint32_t position = templates.m_templates[begin + 1].m_first_entry;
+    for (std::size_t i = begin; i != end; ++i)
+      for (std::uint32_t entry = 0; entry != lists[i].m_num_edges; ++entry)
+        visit(position++, lists[i].m_entries[entry]);
   });
 }
 
-template <class ENTRY, class GET_WORD>
-KEP_FOLDED_WORD_LIST fold_words(const KEP_TEMPLATE_TABLE<ENTRY>& table,
-                                const std::vector<std::uint32_t>& order, const KEP_TEMPLATE_LISTS& lists,
-                                const GET_WORD& get_word) {
-  KEP_WORD_FOLDER folder(lists.get_num_entries());
+template <class LIST, class GET_WORD>
+KEP_FOLDED_WORD_LIST fold_words(const std::vector<LIST>& lists, const KEP_TEMPLATE_LISTS& templates,
+                                KEP_WORD_FOLDER& folder, const GET_WORD& get_word) {
   while (folder.wants_words())
-    for_entries(table, order, lists,
-                [&](std::uint32_t, const ENTRY& entry) { folder.note(get_word(entry)); });
-  for_entries(table, order, lists,
-              [&](std::uint32_t position, const ENTRY& entry) { folder.put(position, get_word(entry)); });
+    for_entries(lists, templates, [&](std::uint32_t, const auto& entry) { folder.note(get_word(entry)); });
+  for_entries(lists, templates,
+              [&](std::uint32_t position, const auto& entry) { folder.put(position, get_word(entry)); });
   return std::move(folder.get());
 }
 
@@ -88,22 +82,22 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   m_fanouts.m_of_nodes = std::exchange(state.m_fanouts_of_nodes, {});
   m_fanouts.m_of_nodes.resize(m_graph.get_node_count(),
                               KEP_TEMPLATE_LISTS::NONE); // none was set
-  const std::vector<std::uint32_t> order = m_fanouts.number(state.m_fanouts);
+  const auto lists = m_fanouts.number(state.m_fanouts);
   m_folded->m_fanouts.resize(m_fanouts.get_num_entries());
-  for_entries(state.m_fanouts, order, m_fanouts, [this](std::uint32_t at, const KEP_FANOUT_ENTRY& entry) {
+  for_entries(lists, m_fanouts, [this](std::uint32_t at, const KEP_FANOUT_ENTRY& entry) {
     m_folded->m_fanouts[at] = entry.get_node();
   });
-  m_folded->m_mux_inputs =
-      fold_words(state.m_fanouts, order, m_fanouts, [&state](const KEP_FANOUT_ENTRY& entry) {
-        return KEP_SEEN_WORD{state.m_mux_inputs.get_word(entry.get_mux_input())};
-      });
+  KEP_WORD_FOLDER mux_inputs(m_fanouts.get_num_entries());
+  m_folded->m_mux_inputs = fold_words(lists, m_fanouts, mux_inputs, [&state](const KEP_FANOUT_ENTRY& entry) {
+    return KEP_SEEN_WORD{state.m_mux_inputs.get_word(entry.get_mux_input())};
+  });
   state.m_num_templates = state.m_fanouts.size();
   state.m_fanouts.clear();
   for (const std::uint32_t number : m_fanouts.m_of_nodes) {
     m_folded->m_num_edges += m_fanouts.m_templates[number].m_num_edges;
     m_folded->m_num_real_edges += m_fanouts.m_templates[number].m_num_real;
   }
-  m_folded->m_num_templates = order.size();
+  m_folded->m_num_templates = lists.size();
 }
 
 void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
@@ -115,9 +109,10 @@ void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
     throw KEP_DB_ERROR(fmt::format("node {} has {} fanins, more than the {} that a node can have",
                                    m_graph.get_node(finder.get_overfull_node())->get_name({}),
                                    finder.get_overfull_count(), std::numeric_limits<unsigned short>::max()));
-  const std::vector<std::uint32_t> order = m_fanins.number(table);
+  const auto lists = m_fanins.number(table);
+  KEP_WORD_FOLDER words(m_fanins.get_num_entries(), m_folded->m_places.get());
   m_folded->m_fanins =
-      fold_words(table, order, m_fanins, [](const KEP_FANIN_ENTRY& entry) { return entry.m_node; });
+      fold_words(lists, m_fanins, words, [](const KEP_FANIN_ENTRY& entry) { return entry.m_node; });
 }
 
 /// Places in order; one whose shapes are those of an earlier one takes its page.
@@ -160,7 +155,8 @@ std::uint64_t KEP_ROUTING_GRAPH_FOLDER::read_page(std::uint32_t place,
   return hash;
 }
 
-/// Numbers by the first rank at which a shape stands.
+/// Numbers by the first rank at which a shape stands. A list that one node alone has tells that no other has
+/// the shape.
 void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pairs) {
   std::vector<KEP_NODE_SHAPE>& shapes = m_folded->m_shapes;
   std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_PAIR, KEP_EDGE_TABLES::NO_NODE}};
@@ -168,18 +164,22 @@ void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pai
   std::vector<std::uint32_t> of_nodes;
   of_nodes.reserve(pairs.size());
   for (const std::uint64_t pair : pairs) {
-    const auto [known, is_new] = numbers.try_emplace(pair, static_cast<std::uint32_t>(shapes.size()));
-    if (is_new) {
-      const KEP_EDGE_TEMPLATE& out = m_fanouts.m_templates[pair >> 32];
-      const KEP_EDGE_TEMPLATE& in = m_fanins.m_templates[static_cast<std::uint32_t>(pair)];
-      const auto first = m_folded->m_fanouts.begin() + out.m_first_entry;
-      const bool has_absolute = std::any_of(first, first + out.m_num_edges,
-                                            [](KEP_SEEN_WORD fanout) { return fanout.is_absolute(); });
-      shapes.push_back({out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges, in.m_num_edges,
-                        has_absolute});
-    }
-    of_nodes.push_back(known->second);
+    auto number = static_cast<std::uint32_t>(shapes.size());
+    if (pair == NO_PAIR ||
+        (m_fanouts.m_are_shared[pair >> 32] && m_fanins.m_are_shared[static_cast<std::uint32_t>(pair)]))
+      number = numbers.try_emplace(pair, number).first->second;
+    if (number == shapes.size()) shapes.push_back(make_shape(pair));
+    of_nodes.push_back(number);
   }
   shapes.shrink_to_fit();
   m_folded->m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(of_nodes, static_cast<std::uint32_t>(shapes.size()));
+}
+
+KEP_NODE_SHAPE KEP_ROUTING_GRAPH_FOLDER::make_shape(std::uint64_t pair) const {
+  const KEP_EDGE_TEMPLATE& out = m_fanouts.m_templates[pair >> 32];
+  const KEP_EDGE_TEMPLATE& in = m_fanins.m_templates[static_cast<std::uint32_t>(pair)];
+  const auto first = m_folded->m_fanouts.begin() + out.m_first_entry;
+  const bool has_absolute =
+      std::any_of(first, first + out.m_num_edges, [](KEP_SEEN_WORD fanout) { return fanout.is_absolute(); });
+  return {out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges, in.m_num_edges, has_absolute};
 }

@@ -27,6 +27,7 @@ private:
   /// Sets the templates of the place's nodes, by rank, and gives their hash.
   std::uint64_t read_page(std::uint32_t place, std::vector<std::uint64_t>& page) const;
   void fold_shapes(const std::vector<std::uint64_t>& pairs);
+  KEP_NODE_SHAPE make_shape(std::uint64_t pair) const;
 
   KEP_ROUTING_BUILDER_GRAPH& m_graph;
   std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> m_folded;

@@ -26,7 +26,8 @@ public:
   };
 
   /// What a thread added last, so that it need not wait for others to learn the number of a list that comes
-  /// again. One object may go from table to table.
+  /// again; and where it puts the entries of new ones, so that those that are read one after the other later
+  /// stand side by side. One object may go from table to table.
   class RECENT {
     friend class KEP_TEMPLATE_TABLE;
     struct ENTRY_OF_HASH {
@@ -37,19 +38,29 @@ public:
     static constexpr std::size_t SIZE = 1024;
     std::uint64_t m_table = 0;
     std::vector<ENTRY_OF_HASH> m_entries;
+    ENTRY* m_free = nullptr; // in the table's last chunk of this object
+    std::size_t m_num_free = 0;
+    std::size_t m_chunk = 0;
   };
 
   /// The number of the list, which is copied if it is new. It must not be empty.
   std::uint32_t add(const LIST& list, RECENT& recent) {
     if (recent.m_table != m_id) {
-      recent.m_entries.assign(RECENT::SIZE, {});
+      recent = {};
+      recent.m_entries.resize(RECENT::SIZE);
       recent.m_table = m_id;
     }
     const std::uint64_t hash = make_hash(list);
     auto& entry = recent.m_entries[hash / NUM_SHARDS % RECENT::SIZE];
     if (entry.m_hash == hash && is_equal(entry.m_list, list)) return entry.m_number;
     const auto shard = static_cast<std::uint32_t>(hash % NUM_SHARDS);
-    const auto [known, number] = m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32));
+    if (recent.m_num_free < list.m_num_edges) add_chunk(recent, list.m_num_edges);
+    const auto [known, number] =
+        m_shards[shard].add(list, static_cast<std::uint32_t>(hash >> 32), recent.m_free);
+    if (known.m_entries == recent.m_free) {
+      recent.m_free += list.m_num_edges;
+      recent.m_num_free -= list.m_num_edges;
+    }
     entry = {hash, known, number * NUM_SHARDS + shard};
     return entry.m_number;
   }
@@ -66,8 +77,8 @@ public:
     for (SHARD& shard : m_shards) {
       std::vector<std::uint32_t>().swap(shard.m_slots);
       std::vector<KNOWN>().swap(shard.m_lists);
-      std::vector<std::unique_ptr<ENTRY[]>>().swap(shard.m_chunks);
     }
+    std::vector<std::unique_ptr<ENTRY[]>>().swap(m_chunks);
   }
   std::uint32_t size() const {
     std::size_t size = 0;
@@ -85,14 +96,16 @@ public:
 
 private:
   static constexpr std::uint32_t NUM_SHARDS = 64;
-  static constexpr std::size_t MAX_CHUNK = 4096; // entries
+  static constexpr std::size_t MIN_CHUNK = 64; // entries
+  static constexpr std::size_t MAX_CHUNK = 4096;
 
   struct KNOWN {
     LIST m_list;
     std::uint32_t m_hash;
   };
   struct alignas(64) SHARD {
-    std::pair<LIST, std::uint32_t> add(const LIST& list, std::uint32_t hash) {
+    /// A new list is copied to `room`.
+    std::pair<LIST, std::uint32_t> add(const LIST& list, std::uint32_t hash, ENTRY* room) {
       const tbb::spin_mutex::scoped_lock lock(m_mutex);
       if (m_lists.size() * 2 >= m_slots.size()) grow();
       const std::size_t mask = m_slots.size() - 1;
@@ -101,7 +114,8 @@ private:
         if (const KNOWN& known = m_lists[m_slots[slot] - 1];
             known.m_hash == hash && is_equal(known.m_list, list))
           return {known.m_list, m_slots[slot] - 1};
-      m_lists.push_back({{copy(list), list.m_num_real, list.m_num_edges}, hash});
+      std::copy_n(list.m_entries, list.m_num_edges, room);
+      m_lists.push_back({{room, list.m_num_real, list.m_num_edges}, hash});
       m_slots[slot] = static_cast<std::uint32_t>(m_lists.size());
       return {m_lists.back().m_list, m_slots[slot] - 1};
     }
@@ -115,28 +129,21 @@ private:
       }
       m_slots = std::move(slots);
     }
-    const ENTRY* copy(const LIST& list) {
-      const std::size_t count = list.m_num_edges;
-      if (count > m_num_free) {
-        m_chunk = std::min(m_chunk * 2, MAX_CHUNK);
-        m_num_free = std::max(count, m_chunk);
-        m_chunks.push_back(std::make_unique_for_overwrite<ENTRY[]>(m_num_free));
-        m_free = m_chunks.back().get();
-      }
-      ENTRY* entries = std::exchange(m_free, m_free + count);
-      m_num_free -= count;
-      std::copy_n(list.m_entries, count, entries);
-      return entries;
-    }
 
     tbb::spin_mutex m_mutex;
     std::vector<std::uint32_t> m_slots; // number in the shard plus one, or 0; found by hash
     std::vector<KNOWN> m_lists;
-    std::vector<std::unique_ptr<ENTRY[]>> m_chunks;
-    ENTRY* m_free = nullptr;
-    std::size_t m_num_free = 0;
-    std::size_t m_chunk = 16;
   };
+
+  /// Of at least so many entries; an object that adds much gets larger ones.
+  void add_chunk(RECENT& recent, std::size_t count) {
+    recent.m_chunk = std::clamp(recent.m_chunk * 2, MIN_CHUNK, MAX_CHUNK);
+    recent.m_num_free = std::max(count, recent.m_chunk);
+    auto chunk = std::make_unique_for_overwrite<ENTRY[]>(recent.m_num_free);
+    recent.m_free = chunk.get();
+    const tbb::spin_mutex::scoped_lock lock(m_mutex);
+    m_chunks.push_back(std::move(chunk));
+  }
 
   static bool is_equal(const LIST& left, const LIST& right) {
     return left.m_num_edges == right.m_num_edges && left.m_num_real == right.m_num_real &&
@@ -161,4 +168,6 @@ private:
 
   const std::uint64_t m_id = make_id(); // no other table has it
   std::array<SHARD, NUM_SHARDS> m_shards;
+  tbb::spin_mutex m_mutex; // of what follows
+  std::vector<std::unique_ptr<ENTRY[]>> m_chunks;
 };

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -99,6 +100,48 @@ TEST(GraphBytes, AreThoseOfItsTablesInWhichLikeThingsStandOnce) {
                                          words_of_keys + words_of_buckets) +
                 bytes_of_marks + bytes_of_pages + shapes * sizeof(KEP_NODE_SHAPE) +
                 fanouts * sizeof(KEP_SEEN_WORD) + bytes_of_fanins + bytes_of_mux_inputs);
+}
+
+TEST(GraphBytes, OfWhatStandsOnceAreAShapeAndAWordANodeAndAWordAndTwoNumbersAnEdge) {
+  constexpr unsigned NUM_NODES = 200;
+  constexpr unsigned NUM_EDGES = 3 * NUM_NODES;
+  std::string text = "module MUX\nports >a <z\nmodule TOP top\n";
+  for (unsigned i = 0; i != NUM_NODES; ++i)
+    text += "inst m" + std::to_string(i) + " MUX\n";
+  const auto db = make_db(text);
+  const auto name = [](unsigned mux, const char* port) { return "m" + std::to_string(mux) + port; };
+  GRAPH_BUILD made(*db);
+  for (unsigned i = 0; i != NUM_NODES; ++i)
+    made.add(name(i, ":z").c_str());
+  made.sort();
+  const auto get_bytes = [&] { return db->get_routing_template_graph()->get_memory_bytes(); };
+  std::map<std::string, std::vector<std::string>> expected; // fanins
+  for (unsigned i = 0; i != NUM_NODES; ++i) {
+    FANOUTS fanouts;
+    for (unsigned k = 1; k != 4; ++k) {
+      const unsigned target = (7 * i + k) % NUM_NODES;
+      fanouts.push_back({made.find(name(target, ":z").c_str()), uip(*db, name(target, ":a").c_str())});
+      expected[name(target, ":z")].push_back(name(i, ":z"));
+    }
+    made.set(made.find(name(i, ":z").c_str()), fanouts);
+  }
+  made.publish();
+  for (const KEP_ROUTING::NODE& node : db->get_routing_template_graph()->iter_nodes()) {
+    std::vector<std::string> fanins;
+    for (const KEP_ROUTING::REV_EDGE& edge : node.iter_all_fanin())
+      fanins.push_back(edge.get_fanin().get_name({}));
+    EXPECT_EQ(fanins, expected[node.get_name({})]) << node.get_name({});
+  }
+  GRAPH_BUILD without_edges(*db);
+  for (unsigned i = 0; i != NUM_NODES; ++i)
+    without_edges.add(name(i, ":z").c_str());
+  without_edges.sort();
+  const std::uint64_t bytes = get_bytes();
+  without_edges.publish();
+  // All nodes without edges have one shape. The mux inputs are one word, and behind numbers is room to read
+  // four bytes.
+  EXPECT_EQ(bytes - get_bytes(), (NUM_NODES - 1) * sizeof(KEP_NODE_SHAPE) +
+                                     (NUM_NODES + 1 + NUM_EDGES) * sizeof(KEP_SEEN_WORD) + 2 * NUM_EDGES + 8);
 }
 
 TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {
