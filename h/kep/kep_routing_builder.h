@@ -277,11 +277,22 @@ public:
   };
   /// In place of such a difference: without a mux input.
   static constexpr std::uint32_t NO_MUX_INPUT = std::uint32_t{1} << 31;
-  /// Folded fanouts as they stand at one inner occurrence. The caller's, lent.
-  struct FANOUT_RUN {
+  /// Folded fanouts of one place, which is so far behind the place that they are told from.
+  struct FOLDED_RUN {
     const FOLDED_FANOUT* m_fanouts;
     std::uint32_t m_num_fanouts;
-    std::uint32_t m_occurrence;
+    std::uint32_t m_behind;
+  };
+  /// Runs told from one place. The caller's, lent.
+  struct FANOUT_RUNS {
+    const FOLDED_RUN* m_runs;
+    std::uint32_t m_num_runs;
+    std::uint32_t m_place;
+  };
+  /// Where a node stands: its place, and what names it there as a target.
+  struct SEAT {
+    std::uint32_t m_place;
+    std::uint32_t m_target;
   };
   struct FANOUT_COUNTS {
     std::size_t m_num_real;
@@ -290,16 +301,24 @@ public:
   };
   static constexpr std::uint32_t NO_TARGET = ~std::uint32_t{0};
 
+  // Concurrent, once the nodes are sorted.
   /// What names an inst port as the target of folded fanouts, NO_TARGET if it is a node at no place of its
-  /// module. Concurrent, once the nodes are sorted.
+  /// module.
   std::uint32_t find_target(const KEP_INST_PORT& inst_port) const;
+  /// The targets of an inner occurrence's module, twins included, are the numbers from 1 to this one.
+  std::uint32_t get_num_targets(std::uint32_t occurrence) const;
+  /// The number of a target's inst port.
+  std::uint32_t get_inst_port(std::uint32_t occurrence, std::uint32_t target) const;
+  /// The place of an inner occurrence. What is below two occurrences of one module is equally far behind
+  /// them.
+  std::uint32_t get_place(std::uint32_t occurrence) const;
+  SEAT get_seat(const KEP_ROUTING_BUILDER_NODE& node) const;
   /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
-  /// Likewise.
   bool has_all_nodes(std::uint32_t occurrence) const;
   /// Concurrent. Stores fanouts that are told by runs, in the order of the lists; no target is looked at.
   /// Targets at which no node stands and the node itself are left out. KEP_DB_ERROR as for the other form.
-  FANOUT_COUNTS set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT_RUN>& fanouts,
-                           const std::vector<FANOUT_RUN>& redundant_fanouts);
+  FANOUT_COUNTS set_fanout(KEP_ROUTING_BUILDER_NODE* node, const std::vector<FANOUT_RUNS>& fanouts,
+                           const std::vector<FANOUT_RUNS>& redundant_fanouts);
   /// The number of distinct lists of fanouts stored, as seen from the nodes. Read once the parallel section
   /// is over.
   int get_num_templates() const;

@@ -81,6 +81,8 @@ public:
   bool is_removed_port(KEP_PORT* port) const { return get_flags(port) & REMOVED_IN_MODULE; }
   /// An output on an exception instance of a skip mux.
   inline bool is_inserted_inst_port(KEP_INST_PORT* inst_port) const;
+  /// Such an output may be an inst port of this port.
+  bool may_be_inserted_inst_port(const KEP_PORT* port) const { return get_flags(port) & INST_INSERTED; }
   /// Any of these three.
   bool is_inserted(KEP_INST_PORT* inst_port) const {
     KEP_PORT* port = inst_port->get_port();

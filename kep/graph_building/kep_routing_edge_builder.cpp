@@ -47,12 +47,14 @@ public:
   }
 
   using BUILDER = KEP_ROUTING_BUILDER_EDGE_BUILDER;
+  KEP_SEEN_WORD see_own(std::uint32_t occurrence, std::uint32_t node) const {
+    return {see_place(occurrence, m_own) + m_places.get_rank(m_own, node) + 1};
+  }
   /// Writes the entries of the fanouts of the run and gives the end of them. Leaves out `own`, the node as it
   /// is seen from itself, and targets that do not stand at the place, which are counted.
-  KEP_FANOUT_ENTRY* write_run(const BUILDER::FANOUT_RUN& run, KEP_SEEN_WORD own, KEP_FANOUT_ENTRY* entry,
-                              std::size_t& num_missing) const {
-    const std::uint32_t place = m_layout.get_first_place(run.m_occurrence);
-    const std::uint64_t begin = see_place(run.m_occurrence, place);
+  KEP_FANOUT_ENTRY* write_run(const BUILDER::FOLDED_RUN& run, std::uint32_t place, KEP_SEEN_WORD own,
+                              KEP_FANOUT_ENTRY* entry, std::size_t& num_missing) const {
+    const std::uint64_t begin = see_place(m_places.get_order().get_occurrence(place), place);
     const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
     const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;
     if (!m_places.has_all_ranks(place) || place == m_own) {
@@ -68,6 +70,13 @@ public:
     }
     for (; fanout != end; ++fanout)
       *entry++ = see(*fanout, begin);
+    return entry;
+  }
+  KEP_FANOUT_ENTRY* write_runs(const std::vector<BUILDER::FANOUT_RUNS>& list, KEP_SEEN_WORD own,
+                               KEP_FANOUT_ENTRY* entry, std::size_t& num_missing) const {
+    for (const BUILDER::FANOUT_RUNS& runs : list)
+      for (std::uint32_t i = 0; i != runs.m_num_runs; ++i)
+        entry = write_run(runs.m_runs[i], runs.m_place + runs.m_runs[i].m_behind, own, entry, num_missing);
     return entry;
   }
 
@@ -167,29 +176,51 @@ bool KEP_ROUTING_BUILDER_EDGE_BUILDER::has_all_nodes(std::uint32_t occurrence) c
   return place == KEP_OCCURRENCE_ORDER::NONE || places.get_num_nodes(place) == places.get_num_ranks(place);
 }
 
+std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_targets(std::uint32_t occurrence) const {
+  const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
+  const std::uint32_t place = places.get_order().get_place(occurrence);
+  return place == KEP_OCCURRENCE_ORDER::NONE ? 0 : places.get_num_ranks(place);
+}
+
+std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_inst_port(std::uint32_t occurrence,
+                                                              std::uint32_t target) const {
+  const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
+  return KEP_NODE_WORD::inst_port(places.get_key(places.get_order().get_place(occurrence), target - 1));
+}
+
+std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_place(std::uint32_t occurrence) const {
+  return m_graph->m_state->m_layout->get_first_place(occurrence);
+}
+
+KEP_ROUTING_BUILDER_EDGE_BUILDER::SEAT
+KEP_ROUTING_BUILDER_EDGE_BUILDER::get_seat(const KEP_ROUTING_BUILDER_NODE& node) const {
+  const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
+  const std::uint32_t place = m_graph->m_state->m_layout->get_first_place(node.get_occurrence());
+  return {place, places.get_rank(place, node.get_index()) + 1};
+}
+
 KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_COUNTS
 KEP_ROUTING_BUILDER_EDGE_BUILDER::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
-                                             const std::vector<FANOUT_RUN>& fanouts,
-                                             const std::vector<FANOUT_RUN>& redundant_fanouts) {
+                                             const std::vector<FANOUT_RUNS>& fanouts,
+                                             const std::vector<FANOUT_RUNS>& redundant_fanouts) {
   KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   KEP_ASSERT_EXPLAIN(state.m_places, "Nodes must be sorted before they get fanouts");
   const SIGHT sight(*state.m_places, *state.m_layout, state.m_num_top_occurrences, node->get_occurrence());
-  const KEP_SEEN_WORD own = sight.get_place(node->get_occurrence()).see_node(node->get_index());
+  const KEP_SEEN_WORD own = sight.see_own(node->get_occurrence(), node->get_index());
   std::size_t most = 0;
-  for (const std::vector<FANOUT_RUN>* list : {&fanouts, &redundant_fanouts})
-    for (const FANOUT_RUN& run : *list)
-      most += run.m_num_fanouts;
+  for (const std::vector<FANOUT_RUNS>* list : {&fanouts, &redundant_fanouts})
+    for (const FANOUT_RUNS& runs : *list)
+      for (std::uint32_t i = 0; i != runs.m_num_runs; ++i)
+        most += runs.m_runs[i].m_num_fanouts;
   WORK& work = get_work();
   if (work.m_entries.size() < most) work.m_entries.resize(most);
   KEP_FANOUT_ENTRY* const first = work.m_entries.data();
-  KEP_FANOUT_ENTRY* entry = first;
   FANOUT_COUNTS counts{};
-  for (const FANOUT_RUN& run : fanouts)
-    entry = sight.write_run(run, own, entry, counts.m_num_missing);
-  counts.m_num_real = static_cast<std::size_t>(entry - first);
-  for (const FANOUT_RUN& run : redundant_fanouts)
-    entry = sight.write_run(run, own, entry, counts.m_num_missing);
-  const auto count = static_cast<std::size_t>(entry - first);
+  const KEP_FANOUT_ENTRY* behind_real = sight.write_runs(fanouts, own, first, counts.m_num_missing);
+  const KEP_FANOUT_ENTRY* end =
+      sight.write_runs(redundant_fanouts, own, first + (behind_real - first), counts.m_num_missing);
+  counts.m_num_real = static_cast<std::size_t>(behind_real - first);
+  const auto count = static_cast<std::size_t>(end - first);
   counts.m_num_redundant = count - counts.m_num_real;
   check_counts(*node, counts.m_num_real, counts.m_num_redundant);
   if (count != 0)

@@ -12,45 +12,44 @@
 
 /// What the search from a node finds on the nets of each module, told once for all places of the module:
 /// fanouts in place of leaves, the ways into instances and the ways out of the module. A net is plain if the
-/// folded model tells all that; on any other the search must ask. Filled before the first walk, by all
-/// threads of the caller's arena; then any number of threads may read.
+/// folded model tells all that; on any other the search must ask. What is found below a net and only from
+/// there is told along with it. Filled before the first walk, by all threads of the caller's arena; then any
+/// number of threads may read.
 class KEP_RG_EXPORT KEP_RG_PLAIN_NETS {
 public:
   using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FOLDED_FANOUT;
+  /// Fanouts of leaves that follow each other, told from the place of the net.
+  using RUN = KEP_ROUTING_BUILDER_EDGE_BUILDER::FOLDED_RUN;
   static constexpr std::uint32_t NONE = ~std::uint32_t{0};
 
   /// Where a search ends: at the primitives of a build, or, inside a BLC, where nodes stand.
   enum class MODE { PRIMITIVES, NODES };
 
-  /// Fanouts of leaves that follow each other.
-  struct RUN {
-    std::uint32_t m_first_fanout;
-    std::uint32_t m_num_fanouts;
-    std::uint32_t m_marked_leaf; ///< the one leaf, if it is redundant at some place; else NONE
-  };
-  /// An inst port through which a connection goes on inside the instance.
-  struct WAY_IN {
-    std::uint32_t m_end_run; ///< runs of the net up to this come before
-    std::uint32_t m_inst_port;
+  /// At what a walk along a net must look: an inst port through which a connection goes on inside the
+  /// instance, or a leaf that is redundant at some place.
+  struct STOP {
+    std::uint32_t m_end_run;    ///< runs of the net up to this come before; it is the leaf's own
+    std::uint32_t m_inst_port;  ///< by number
     std::uint32_t m_port;       ///< the index of the port inside
     std::uint32_t m_child_rank; ///< of the occurrence inside among its siblings
-    std::uint32_t m_module;     ///< by number, and the net there
+    std::uint32_t m_behind;     ///< what to add to the place for the one inside
+    std::uint32_t m_module;     ///< by number, and the net there; NONE for a leaf
     std::uint32_t m_net;
   };
   struct NET {
     std::uint32_t m_first_run;
-    std::uint32_t m_first_way_in;
+    std::uint32_t m_first_stop;
     std::uint32_t m_first_way_out;
     std::uint32_t m_num_leaves;
     std::uint32_t m_num_nowhere; ///< targets that are nodes at no place
     bool m_is_plain;
-    bool m_is_end; ///< no way leads to it or from it but its one port, and what stands on it
+    bool m_is_end; ///< no way leads to it or from it but its one port, and its runs are all that is found
   };
   /// What is behind an inst port for a search that comes out of the instance there.
   enum class OUTER : std::uint32_t {
     ASK,  ///< the search must ask
     NET,  ///< its net; the index is NONE if it is on none
-    LEAF, ///< a fanout of the inst port itself
+    LEAF, ///< a run with a fanout of the inst port itself
   };
   struct OUTER_POINT {
     OUTER m_kind;
@@ -71,22 +70,34 @@ public:
   struct NETS_PART {
     std::vector<NET> m_nets; ///< and one more: where the last one ends
     std::vector<RUN> m_runs;
-    std::vector<WAY_IN> m_ways_in;
+    std::vector<STOP> m_stops;
     std::vector<std::uint32_t> m_ways_out; ///< indices of ports that are no inputs
     std::vector<FANOUT> m_fanouts;
   };
-  /// The same for inst ports.
+  /// The same for inst ports of instances with something inside.
   struct POINTS_PART {
-    std::vector<OUTER_POINT> m_outer_points;
-    std::vector<FANOUT> m_outer_fanouts;
-    std::vector<START_POINT> m_starts; ///< for searches of both modes
-    std::vector<WAY_IN> m_start_ways;
+    std::vector<OUTER_POINT> m_points;
+    std::vector<RUN> m_runs;
+    std::vector<FANOUT> m_fanouts;
   };
-  static constexpr std::uint32_t PART = 1 << 12; ///< nets or inst ports
+  /// The same for inst ports that are nodes.
+  struct STARTS_PART {
+    std::vector<START_POINT> m_starts; ///< for searches of both modes
+    std::vector<STOP> m_ways_in;
+  };
+  static constexpr std::uint32_t PART = 1 << 12; ///< nets, points or starts
+  struct SLOT {
+    std::uint32_t m_first_inst_port; ///< of its instance, by number
+    std::uint32_t m_first_point;     ///< likewise; NONE if nothing is inside
+    std::uint32_t m_behind;          ///< what to add to the place for the one in the slot
+  };
   struct MODULE {
-    std::vector<NETS_PART> m_nets; ///< none: no net is plain
-    std::vector<POINTS_PART> m_points;
-    std::vector<std::uint32_t> m_first_inst_ports; ///< by slot: of its instance
+    std::vector<NETS_PART> m_nets;     ///< none: no net is plain
+    std::vector<POINTS_PART> m_points; ///< instance by instance
+    std::vector<STARTS_PART> m_starts; ///< by target
+    std::vector<SLOT> m_slots;
+
+    const NET* get_net(std::uint32_t net) const { return m_nets[net / PART].m_nets.data() + net % PART; }
   };
 
   struct DEVICE {

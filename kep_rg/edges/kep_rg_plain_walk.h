@@ -11,11 +11,12 @@
 /// fanouts for leaves. One thread works with an object, which keeps its storage from walk to walk.
 class KEP_RG_EXPORT KEP_RG_PLAIN_WALK {
 public:
-  using RUNS = std::vector<KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_RUN>;
+  using RUNS = std::vector<KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_RUNS>;
+  using SEAT = KEP_ROUTING_BUILDER_EDGE_BUILDER::SEAT;
 
-  /// Walks from the node at an inst port of an inner occurrence. False if the walk met anything that is not
+  /// Walks from the node in that seat of an inner occurrence. False if the walk met anything that is not
   /// plain; what it found then means nothing.
-  bool walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurrence, std::uint32_t inst_port);
+  bool walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurrence, const SEAT& seat);
 
   // What the last walk found. The runs are valid as long as the nets.
   const RUNS& get_fanouts() const { return m_fanouts; }
@@ -31,11 +32,12 @@ public:
 
 private:
   using NETS = KEP_RG_PLAIN_NETS;
-  struct PLACE {
+  /// A net at an inner occurrence.
+  struct SPOT {
     std::uint32_t m_occurrence;
     std::uint32_t m_net;
 
-    bool operator==(const PLACE&) const = default;
+    bool operator==(const SPOT&) const = default;
     std::size_t hash() const {
       const std::uint64_t word = std::uint64_t{m_occurrence} << 32 | m_net;
       return (word ^ word >> 29) * 0x9e3779b97f4a7c15U >> 20;
@@ -44,32 +46,32 @@ private:
   /// A net on the way and how far it is walked.
   struct FRAME {
     const NETS::NETS_PART* m_part;
-    PLACE m_place;
+    SPOT m_spot;
+    std::uint32_t m_place;          // of the occurrence
     std::uint32_t m_from_inst_port; // by which the walk came to the net; one of the two is NONE
     std::uint32_t m_from_port;
     std::uint32_t m_next_run;
-    std::uint32_t m_next_way_in;
+    std::uint32_t m_next_stop;
     std::uint32_t m_next_way_out;
   };
 
-  bool start(const NETS& nets, std::uint32_t occurrence, std::uint32_t inst_port);
-  bool enter(const NETS& nets, const NETS::MODULE& module, const PLACE& place, std::uint32_t from_inst_port,
-             std::uint32_t from_port);
+  bool start(const NETS& nets, std::uint32_t occurrence, const SEAT& seat);
+  bool enter(const NETS& nets, const NETS::MODULE& module, const SPOT& spot, std::uint32_t place,
+             std::uint32_t from_inst_port, std::uint32_t from_port);
   bool step(const NETS& nets);
-  bool go_in(const NETS& nets, const NETS::WAY_IN& way, std::uint32_t occurrence);
+  bool go_in(const NETS& nets, const NETS::STOP& way, std::uint32_t occurrence, std::uint32_t place);
   bool go_out(const NETS& nets, std::uint32_t end);
-  bool go_on_outside(const NETS& nets, std::uint32_t occurrence, std::uint32_t port);
-  void add_runs(const NETS& nets, const NETS::NETS_PART& part, std::uint32_t occurrence, std::uint32_t first,
-                std::uint32_t end) {
-    for (; first != end; ++first)
-      add_run(nets, part, occurrence, part.m_runs[first]);
+  bool go_on_outside(const NETS& nets, std::uint32_t occurrence, std::uint32_t place, std::uint32_t port);
+  static void add_runs(const NETS::NETS_PART& part, std::uint32_t first, std::uint32_t end,
+                       std::uint32_t place, RUNS& list) {
+    if (first != end) list.push_back({part.m_runs.data() + first, end - first, place});
   }
-  void add_run(const NETS& nets, const NETS::NETS_PART& part, std::uint32_t occurrence, const NETS::RUN& run);
+  void add_marked_leaf(const NETS& nets, const NETS::STOP& leaf, const FRAME& frame);
 
   RUNS m_fanouts;
   RUNS m_redundant_fanouts;
   std::vector<FRAME> m_frames;
-  KEP_UNFOLDED_SET<PLACE> m_visited; // but for ends that the walk came to on its way
+  KEP_UNFOLDED_SET<SPOT> m_visited; // but for ends that are told with the net above
   NETS::MODE m_mode = NETS::MODE::PRIMITIVES;
   std::size_t m_num_leaves = 0;
   std::size_t m_num_nowhere = 0;

@@ -102,7 +102,8 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::connect_hipi_twin(KEP_ROUTING_BUILDER_NODE*
 bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE* node, WORK& work) const {
   if (node->is_boundary() || node->is_hipi()) return false;
   KEP_RG_PLAIN_WALK& walk = work.m_plain_walk;
-  if (!walk.walk(*m_plain_nets, node->get_occurrence(), node->get_inst_port()->get_number())) return false;
+  const auto seat = m_ftd->m_edge_builder->get_seat(*node);
+  if (!walk.walk(*m_plain_nets, node->get_occurrence(), seat)) return false;
   KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT_COUNTS counts{};
   if (!walk.get_fanouts().empty() || !walk.get_redundant_fanouts().empty())
     counts = m_ftd->m_edge_builder->set_fanout(node, walk.get_fanouts(), walk.get_redundant_fanouts());

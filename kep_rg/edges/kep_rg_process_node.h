@@ -28,8 +28,8 @@ public:
     KEP_LEAF_RESULTS m_results;
     KEP_LEAF_RESULTS m_tunnel_results;
     std::vector<KEP_UNFOLDED_INST_PORT> m_mux_outputs;
-    bool m_asked_for_nodes = false;   // the search at hand ended where nodes stand
-    std::uint32_t m_first_node = 0;   // where the range begins
+    bool m_asked_for_nodes = false;  // the search at hand ended where nodes stand
+    std::uint32_t m_first_node = 0;  // where the range begins
     std::uint32_t m_first_place = 0; // likewise, as the number of its place
     std::uint32_t m_last_place = 0;  // and where it ends
   };

@@ -1,0 +1,108 @@
+#include "kep_rg/edges/kep_rg_pin_steps.h"
+
+#include "kep/common/kep_tsan.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+namespace {
+
+bool leads_out_in_some_view(const KEP_PORT& port) {
+  for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+    if (const KEP_MODULE* master = port.get_parent()->find_view(static_cast<KEP_VIEW_TYPE>(view)))
+      if (const KEP_PORT* inner = master->get_port_by_index(port.get_index()))
+        if (!inner->is_input() && inner->get_net()) return true;
+  return false;
+}
+
+} // namespace
+
+KEP_RG_PIN_STEPS::KEP_RG_PIN_STEPS(const KEP_RG_PLAIN_NETS::DEVICE& device) : m_device(device) {
+  const std::vector<KEP_PORT*>& ports = device.m_db.get_unfolding().get_ports();
+  m_ports.reserve(ports.size());
+  m_comes_out.reserve(ports.size());
+  for (KEP_PORT* port : ports) {
+    m_comes_out.push_back(leads_out_in_some_view(*port));
+    m_ports.push_back(find_pin_of_port(*port));
+  }
+}
+
+KEP_RG_PIN_STEPS::STEP KEP_RG_PIN_STEPS::find_step(MODE mode, KEP_INST_PORT* pin) const {
+  const KEP_RG_PRIMITIVES& primitives = m_device.m_primitives;
+  const KEP_PORT* port = pin->get_port();
+  if (port->is_output()) return STEP::PASS;
+  if (primitives.is_blc_bidir_buffer(pin->get_inst()->get_module())) return STEP::ASK;
+  if (primitives.begins_some_path(port)) return STEP::ASK; // ends there or goes on, by the place perhaps
+  if (is_terminating(mode, pin)) return STEP::LEAF;
+  return is_leaf(mode, pin) ? STEP::LEAF : STEP::INTO;
+}
+
+bool KEP_RG_PIN_STEPS::is_terminating(MODE mode, KEP_INST_PORT* pin) const {
+  if (mode == MODE::NODES) return find_target(*pin) != NO_TARGET;
+  return m_device.m_build_predicate.is_terminating_uip(at_some_place(pin), {});
+}
+
+bool KEP_RG_PIN_STEPS::is_leaf(MODE mode, KEP_INST_PORT* pin) const {
+  if (mode == MODE::NODES) return m_device.m_trace_predicate.is_leaf(at_some_place(pin), {});
+  return m_device.m_build_predicate.is_leaf(at_some_place(pin), {});
+}
+
+/// The answer for the pins of a port, which is that of find_step() and what a leaf stands for.
+KEP_RG_PIN_STEPS::PIN KEP_RG_PIN_STEPS::find_pin_of_port(KEP_PORT& port) const {
+  const KEP_RG_PRIMITIVES& primitives = m_device.m_primitives;
+  if (comes_out(&port)) return PIN::look();
+  if (port.is_output()) return {};
+  KEP_MODULE* master = port.get_parent();
+  const KEP_MODULE* inner_master = m_device.m_view_type_rank.find_view(master);
+  if (primitives.is_blc_bidir_buffer(master) || primitives.begins_some_path(&port) ||
+      primitives.may_be_inserted_inst_port(&port) ||
+      primitives.get_tunnel_type(inner_master) == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH)
+    return PIN::look();
+  const bool is_terminating = m_device.m_build_predicate.is_inserted_node(&port);
+  if (!is_terminating && !m_device.m_build_predicate.is_leaf(inner_master, {})) {
+    const KEP_PORT* inner = inner_master ? inner_master->get_port_by_index(port.get_index()) : nullptr;
+    return inner && inner->get_net() ? PIN::look() : PIN();
+  }
+  const PIN itself({port.get_index() + 1, NO_MUX_INPUT});
+  if (is_terminating || primitives.is_inserted_port(&port)) return itself;
+  if (primitives.is_hipi_tm_port(&port)) return PIN::look();
+  const auto* arcs = m_device.m_cache.find_arc_outputs(&port);
+  if (!arcs) return itself;
+  const unsigned output = arcs->front()->get_output()->get_index();
+  return arcs->size() == 1 && output < master->get_num_ports() ? PIN({output + 1, port.get_index() - output})
+                                                               : PIN::look();
+}
+
+std::vector<KEP_RG_PIN_STEPS::PIN> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE& module) const {
+  std::vector<PIN> pins(module.get_num_inst_ports());
+  KEP_TSAN::before_loop();
+  tbb::parallel_for(tbb::blocked_range<unsigned>(0, module.get_num_instances(), KEP_RG_PLAIN_NETS::PART),
+                    [&](const tbb::blocked_range<unsigned>& instances) {
+                      KEP_TSAN::begin_body();
+                      for (unsigned i = instances.begin(); i != instances.end(); ++i)
+                        find_pins_of_instance(*module.get_instance_by_index(i), pins.data());
+                      KEP_TSAN::end_body();
+                    });
+  KEP_TSAN::after_loop();
+  return pins;
+}
+
+void KEP_RG_PIN_STEPS::find_pins_of_instance(KEP_INSTANCE& instance, PIN* pins) const {
+  const KEP_MODULE& master = *instance.get_module();
+  if (master.get_num_ports() == 0) return;
+  const PIN* ports = m_ports.data() + master.get_port_by_index(0)->get_number();
+  KEP_INST_PORT* first = instance.get_inst_port_by_index(0);
+  pins += first->get_number();
+  std::uint32_t known_port = 0; // the inputs of a mux have one target
+  std::uint32_t known_target = NO_TARGET;
+  for (unsigned i = 0; i != master.get_num_ports(); ++i) {
+    pins[i] = ports[i];
+    if (ports[i].is_passed() || ports[i].is_looked_at()) continue;
+    if (ports[i].get_fanout().m_target != known_port) {
+      known_port = ports[i].get_fanout().m_target;
+      known_target = find_target(first[known_port - 1]);
+    }
+    const bool is_known = known_target != NO_TARGET && !m_device.m_marks.is_somewhere(first + i);
+    pins[i] = is_known ? ports[i].with_target(known_target) : PIN::look();
+  }
+}
