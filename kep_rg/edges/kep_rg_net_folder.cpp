@@ -62,6 +62,10 @@ bool KEP_RG_NET_FOLDER::fold_pins(const KEP_NET& net) {
     const KEP_RG_PIN_STEPS::PIN pin =
         m_pins.empty() ? KEP_RG_PIN_STEPS::PIN::look() : m_pins[static_cast<std::size_t>(inst_port - first)];
     if (pin.is_passed()) continue;
+    if (pin.leads_into()) {
+      add_way_in(inst_port);
+      continue;
+    }
     if (pin.is_looked_at()) {
       if (!look_at(inst_port)) return false;
       continue;
@@ -74,9 +78,13 @@ bool KEP_RG_NET_FOLDER::fold_pins(const KEP_NET& net) {
 
 /// False if the search must ask.
 bool KEP_RG_NET_FOLDER::look_at(KEP_INST_PORT* pin) {
+  using WAY_OUT = KEP_RG_PIN_STEPS::WAY_OUT;
   const KEP_PORT* port = pin->get_port();
-  if (m_steps.comes_out(port)) net().m_is_end = false;
-  switch (m_steps.find_step(m_mode, pin)) {
+  const STEP step = m_steps.find_step(m_mode, pin);
+  const WAY_OUT way_out = m_steps.get_way_out(port);
+  // What leads out of an end that is told here begins in that end.
+  if (way_out == WAY_OUT::OTHER || (way_out == WAY_OUT::INNER && step != STEP::INTO)) net().m_is_end = false;
+  switch (step) {
   case STEP::ASK:
     return false;
   case STEP::PASS:
@@ -155,21 +163,28 @@ void KEP_RG_NET_FOLDER::add_way_in(KEP_INST_PORT* pin) {
   const KEP_UNFOLDED_PORT inner = m_steps.get_inner_port(pin);
   if (!inner || !inner.m_object->get_net()) return;
   const NETS::STOP way = make_way_in(m_own, *pin, inner, get_count(m_part.m_runs));
-  if (!take_end(*pin, way)) m_part.m_stops.push_back(way);
+  if (const NETS::NET* end = find_end(m_steps, m_nets, m_mode, *pin, *inner.m_object))
+    take_end(end, way);
+  else
+    m_part.m_stops.push_back(way);
   m_joins_run = false;
 }
 
-/// What is found at an end is told here, seen from this place. Not if a search may come out by the pin, since
-/// that one does not turn back.
-bool KEP_RG_NET_FOLDER::take_end(const KEP_INST_PORT& pin, const NETS::STOP& way) {
-  if (m_mode != NETS::MODE::PRIMITIVES || m_steps.comes_out(pin.get_port())) return false;
-  const NETS::MODULE& inside = m_nets.get(m_mode, way.m_module);
-  const NETS::NET* end = inside.get_net(way.m_net);
-  if (!end->m_is_end || end[1].m_first_run - end->m_first_run > MAX_RUNS_OF_END) return false;
-  const std::vector<NETS::RUN>& runs = inside.m_nets[way.m_net / NETS::PART].m_runs;
+const KEP_RG_PLAIN_NETS::NET* KEP_RG_NET_FOLDER::find_end(const KEP_RG_PIN_STEPS& steps, const NETS& nets,
+                                                          NETS::MODE mode, const KEP_INST_PORT& pin,
+                                                          const KEP_PORT& inner) {
+  if (mode != NETS::MODE::PRIMITIVES || steps.get_way_out(pin.get_port()) == KEP_RG_PIN_STEPS::WAY_OUT::OTHER)
+    return nullptr;
+  const NETS::MODULE& inside = nets.get(mode, inner.get_parent()->get_number());
+  const NETS::NET* end = inside.get_net(inner.get_net()->get_index());
+  return end->m_is_end && end[1].m_first_run - end->m_first_run <= MAX_RUNS_OF_END ? end : nullptr;
+}
+
+/// What is found at an end is seen from this place here.
+void KEP_RG_NET_FOLDER::take_end(const NETS::NET* end, const NETS::STOP& way) {
+  const std::vector<NETS::RUN>& runs = m_nets.get(m_mode, way.m_module).m_nets[way.m_net / NETS::PART].m_runs;
   for (std::uint32_t i = end->m_first_run; i != end[1].m_first_run; ++i)
     m_part.m_runs.push_back({runs[i].m_fanouts, runs[i].m_num_fanouts, runs[i].m_behind + way.m_behind});
   net().m_num_leaves += end->m_num_leaves;
   net().m_num_nowhere += end->m_num_nowhere;
-  return true;
 }

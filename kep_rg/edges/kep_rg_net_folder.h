@@ -20,6 +20,10 @@ public:
   /// A way into the instance at a pin behind which a net stands.
   static NETS::STOP make_way_in(const NETS::MODULE& own, const KEP_INST_PORT& pin,
                                 const KEP_UNFOLDED_PORT& inner, std::uint32_t end_run);
+  /// The net behind a pin if all that is found there is told with the net outside, else null. From an end
+  /// that is told so a walk comes out only if it began there.
+  static const NETS::NET* find_end(const KEP_RG_PIN_STEPS& steps, const NETS& nets, NETS::MODE mode,
+                                   const KEP_INST_PORT& pin, const KEP_PORT& inner);
 
 private:
   using STEP = KEP_RG_PIN_STEPS::STEP;
@@ -30,7 +34,7 @@ private:
   bool look_at(KEP_INST_PORT* pin);
   void add_leaf(KEP_INST_PORT* pin);
   void add_way_in(KEP_INST_PORT* pin);
-  bool take_end(const KEP_INST_PORT& pin, const NETS::STOP& way);
+  void take_end(const NETS::NET* end, const NETS::STOP& way);
   void add_target(const KEP_INST_PORT* target, const KEP_INST_PORT* mux_input);
   void add_fanout(const NETS::FANOUT& fanout);
 

@@ -5,26 +5,29 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
-namespace {
-
-bool leads_out_in_some_view(const KEP_PORT& port) {
-  for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
-    if (const KEP_MODULE* master = port.get_parent()->find_view(static_cast<KEP_VIEW_TYPE>(view)))
-      if (const KEP_PORT* inner = master->get_port_by_index(port.get_index()))
-        if (!inner->is_input() && inner->get_net()) return true;
-  return false;
-}
-
-} // namespace
-
 KEP_RG_PIN_STEPS::KEP_RG_PIN_STEPS(const KEP_RG_PLAIN_NETS::DEVICE& device) : m_device(device) {
   const std::vector<KEP_PORT*>& ports = device.m_db.get_unfolding().get_ports();
   m_ports.reserve(ports.size());
-  m_comes_out.reserve(ports.size());
-  for (KEP_PORT* port : ports) {
-    m_comes_out.push_back(leads_out_in_some_view(*port));
-    m_ports.push_back(find_pin_of_port(*port));
+  for (KEP_PORT* port : ports)
+    m_ports.push_back({find_pin_of_port(*port), find_way_out(*port), is_passed(*port)});
+}
+
+KEP_RG_PIN_STEPS::WAY_OUT KEP_RG_PIN_STEPS::find_way_out(const KEP_PORT& port) const {
+  const KEP_MODULE* inner_master = m_device.m_view_type_rank.find_view(port.get_parent());
+  WAY_OUT way_out = WAY_OUT::NONE;
+  for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view) {
+    const KEP_MODULE* master = port.get_parent()->find_view(static_cast<KEP_VIEW_TYPE>(view));
+    const KEP_PORT* inner = master ? master->get_port_by_index(port.get_index()) : nullptr;
+    if (!inner || inner->is_input() || !inner->get_net()) continue;
+    if (master != inner_master) return WAY_OUT::OTHER;
+    way_out = WAY_OUT::INNER;
   }
+  return way_out;
+}
+
+bool KEP_RG_PIN_STEPS::is_passed(KEP_PORT& port) const {
+  return port.is_output() && !m_device.m_build_predicate.is_inserted_node(&port) &&
+         !m_device.m_primitives.may_be_inserted_inst_port(&port);
 }
 
 KEP_RG_PIN_STEPS::STEP KEP_RG_PIN_STEPS::find_step(MODE mode, KEP_INST_PORT* pin) const {
@@ -50,19 +53,21 @@ bool KEP_RG_PIN_STEPS::is_leaf(MODE mode, KEP_INST_PORT* pin) const {
 /// The answer for the pins of a port, which is that of find_step() and what a leaf stands for.
 KEP_RG_PIN_STEPS::PIN KEP_RG_PIN_STEPS::find_pin_of_port(KEP_PORT& port) const {
   const KEP_RG_PRIMITIVES& primitives = m_device.m_primitives;
-  if (comes_out(&port)) return PIN::look();
-  if (port.is_output()) return {};
+  const WAY_OUT way_out = find_way_out(port);
+  if (port.is_output()) return way_out == WAY_OUT::NONE ? PIN() : PIN::look();
   KEP_MODULE* master = port.get_parent();
   const KEP_MODULE* inner_master = m_device.m_view_type_rank.find_view(master);
   if (primitives.is_blc_bidir_buffer(master) || primitives.begins_some_path(&port) ||
       primitives.may_be_inserted_inst_port(&port) ||
       primitives.get_tunnel_type(inner_master) == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH)
     return PIN::look();
+  if (way_out == WAY_OUT::OTHER) return PIN::look();
   const bool is_terminating = m_device.m_build_predicate.is_inserted_node(&port);
   if (!is_terminating && !m_device.m_build_predicate.is_leaf(inner_master, {})) {
     const KEP_PORT* inner = inner_master ? inner_master->get_port_by_index(port.get_index()) : nullptr;
-    return inner && inner->get_net() ? PIN::look() : PIN();
+    return inner && inner->get_net() ? PIN::into() : PIN();
   }
+  if (way_out != WAY_OUT::NONE) return PIN::look();
   const PIN itself({port.get_index() + 1, NO_MUX_INPUT});
   if (is_terminating || primitives.is_inserted_port(&port)) return itself;
   if (primitives.is_hipi_tm_port(&port)) return PIN::look();
@@ -90,19 +95,20 @@ std::vector<KEP_RG_PIN_STEPS::PIN> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE&
 void KEP_RG_PIN_STEPS::find_pins_of_instance(KEP_INSTANCE& instance, PIN* pins) const {
   const KEP_MODULE& master = *instance.get_module();
   if (master.get_num_ports() == 0) return;
-  const PIN* ports = m_ports.data() + master.get_port_by_index(0)->get_number();
+  const PORT* ports = m_ports.data() + master.get_port_by_index(0)->get_number();
   KEP_INST_PORT* first = instance.get_inst_port_by_index(0);
   pins += first->get_number();
   std::uint32_t known_port = 0; // the inputs of a mux have one target
   std::uint32_t known_target = NO_TARGET;
   for (unsigned i = 0; i != master.get_num_ports(); ++i) {
-    pins[i] = ports[i];
-    if (ports[i].is_passed() || ports[i].is_looked_at()) continue;
-    if (ports[i].get_fanout().m_target != known_port) {
-      known_port = ports[i].get_fanout().m_target;
+    const PIN pin = ports[i].m_pin;
+    pins[i] = pin;
+    if (!pin.is_leaf()) continue;
+    if (pin.get_fanout().m_target != known_port) {
+      known_port = pin.get_fanout().m_target;
       known_target = find_target(first[known_port - 1]);
     }
     const bool is_known = known_target != NO_TARGET && !m_device.m_marks.is_somewhere(first + i);
-    pins[i] = is_known ? ports[i].with_target(known_target) : PIN::look();
+    pins[i] = is_known ? pin.with_target(known_target) : PIN::look();
   }
 }

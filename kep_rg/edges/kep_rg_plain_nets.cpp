@@ -66,6 +66,7 @@ private:
   void fold_points();
   void fold_starts();
   NETS::OUTER_POINT find_outer_point(KEP_INST_PORT* inst_port, NETS::POINTS_PART& folded) const;
+  bool is_told_outside(KEP_INST_PORT* inst_port) const;
   NETS::START_POINT find_start(KEP_INST_PORT* inst_port, NETS::STARTS_PART& folded) const;
   static std::uint32_t get_net_index(const KEP_INST_PORT& inst_port) {
     return inst_port.get_net() ? inst_port.get_net()->get_index() : NETS::NONE;
@@ -118,16 +119,28 @@ void MODULE_FOLDER::fold_points() {
 
 /// On its own net the search passes over the inst port by which it came, unless that is a leaf there.
 NETS::OUTER_POINT MODULE_FOLDER::find_outer_point(KEP_INST_PORT* inst_port, NETS::POINTS_PART& folded) const {
-  if (m_steps.is_terminating(m_mode, inst_port)) {
-    const std::uint32_t target = m_steps.find_target(*inst_port);
-    if (!inst_port->is_output() || target == KEP_RG_PIN_STEPS::NO_TARGET) return {NETS::OUTER::ASK, 0};
-    folded.m_fanouts.push_back({target, KEP_RG_PIN_STEPS::NO_MUX_INPUT});
-    folded.m_runs.push_back({nullptr, 1, 0});
-    return {NETS::OUTER::LEAF, static_cast<std::uint32_t>(folded.m_runs.size()) - 1};
+  const KEP_PORT* port = inst_port->get_port();
+  if (m_mode == NETS::MODE::NODES || !m_steps.goes_on_outside(port)) {
+    if (m_steps.is_terminating(m_mode, inst_port)) {
+      const std::uint32_t target = m_steps.find_target(*inst_port);
+      if (!inst_port->is_output() || target == KEP_RG_PIN_STEPS::NO_TARGET) return {NETS::OUTER::ASK, 0};
+      folded.m_fanouts.push_back({target, KEP_RG_PIN_STEPS::NO_MUX_INPUT});
+      folded.m_runs.push_back({nullptr, 1, 0});
+      return {NETS::OUTER::LEAF, static_cast<std::uint32_t>(folded.m_runs.size()) - 1};
+    }
+    const STEP step = m_steps.find_step(m_mode, inst_port);
+    if (step != STEP::PASS && step != STEP::INTO) return {NETS::OUTER::ASK, 0};
   }
-  const STEP step = m_steps.find_step(m_mode, inst_port);
-  if (step != STEP::PASS && step != STEP::INTO) return {NETS::OUTER::ASK, 0};
-  return {NETS::OUTER::NET, get_net_index(*inst_port)};
+  return {is_told_outside(inst_port) ? NETS::OUTER::END : NETS::OUTER::NET, get_net_index(*inst_port)};
+}
+
+/// A walk that comes out there passes over what is told of the net behind it.
+bool MODULE_FOLDER::is_told_outside(KEP_INST_PORT* inst_port) const {
+  const KEP_PORT* port = inst_port->get_port();
+  if (port->is_output() || m_steps.get_way_out(port) != KEP_RG_PIN_STEPS::WAY_OUT::INNER) return false;
+  const KEP_UNFOLDED_PORT inner = m_steps.get_inner_port(inst_port);
+  return inst_port->get_net() &&
+         KEP_RG_NET_FOLDER::find_end(m_steps, m_nets, m_mode, *inst_port, *inner.m_object);
 }
 
 void MODULE_FOLDER::fold_starts() {

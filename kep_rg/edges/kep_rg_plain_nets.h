@@ -43,12 +43,13 @@ public:
     std::uint32_t m_num_leaves;
     std::uint32_t m_num_nowhere; ///< targets that are nodes at no place
     bool m_is_plain;
-    bool m_is_end; ///< no way leads to it or from it but its one port, and its runs are all that is found
+    bool m_is_end; ///< no way leads to it but its one port, and its runs are all that is found from there
   };
   /// What is behind an inst port for a search that comes out of the instance there.
   enum class OUTER : std::uint32_t {
     ASK,  ///< the search must ask
     NET,  ///< its net; the index is NONE if it is on none
+    END,  ///< its net, in whose runs those of the net inside are told again
     LEAF, ///< a run with a fanout of the inst port itself
   };
   struct OUTER_POINT {

@@ -50,7 +50,8 @@ bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, const 
 /// Puts the net on the stack unless it was walked before or leads nowhere. False if it is not plain at this
 /// place.
 bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, const SPOT& spot,
-                              std::uint32_t place, std::uint32_t from_inst_port, std::uint32_t from_port) {
+                              std::uint32_t place, std::uint32_t from_inst_port, std::uint32_t from_port,
+                              const FRAME* end) {
   if (m_mode == NETS::MODE::NODES && (module.m_nets.empty() || !nets.has_all_nodes(spot.m_occurrence)))
     return false;
   const NETS::NETS_PART& part = module.m_nets[spot.m_net / NETS::PART];
@@ -59,12 +60,29 @@ bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, cons
   if (!m_visited.insert(spot)) return true;
   m_num_leaves += net->m_num_leaves;
   m_num_nowhere += net->m_num_nowhere;
+  const TOLD told = end ? pass_over(*end, part, net, place) : TOLD();
   if (net[0].m_first_stop == net[1].m_first_stop && net[0].m_first_way_out == net[1].m_first_way_out)
-    add_runs(part, net[0].m_first_run, net[1].m_first_run, place, m_fanouts);
+    add_runs(part, net[0].m_first_run, net[1].m_first_run, place, told);
   else
-    m_frames.push_back({&part, spot, place, from_inst_port, from_port, net->m_first_run, net->m_first_stop,
-                        net->m_first_way_out});
+    m_frames.push_back({&part, spot, place, from_inst_port, from_port, told, net->m_first_run,
+                        net->m_first_stop, net->m_first_way_out});
   return true;
+}
+
+/// The walk began in an end, of whose leaves and runs the net tells again.
+KEP_RG_PLAIN_WALK::TOLD KEP_RG_PLAIN_WALK::pass_over(const FRAME& end, const NETS::NETS_PART& part,
+                                                     const NETS::NET* net, std::uint32_t place) {
+  const NETS::NET* inside = end.get_net();
+  m_num_leaves -= inside->m_num_leaves;
+  m_num_nowhere -= inside->m_num_nowhere;
+  const std::uint32_t num_runs = inside[1].m_first_run - inside[0].m_first_run;
+  if (num_runs == 0) return {};
+  const NETS::RUN& first = end.m_part->m_runs[inside->m_first_run];
+  std::uint32_t at = net->m_first_run;
+  while (part.m_runs[at].m_fanouts != first.m_fanouts ||
+         place + part.m_runs[at].m_behind != end.m_place + first.m_behind)
+    ++at;
+  return {at, at + num_runs};
 }
 
 /// Walks the net on top up to the first way that leads to another net.
@@ -75,7 +93,7 @@ bool KEP_RG_PLAIN_WALK::step(const NETS& nets) {
   const std::size_t depth = m_frames.size();
   while (frame.m_next_stop != behind.m_first_stop) {
     const NETS::STOP& stop = part.m_stops[frame.m_next_stop++];
-    add_runs(part, frame.m_next_run, stop.m_end_run, frame.m_place, m_fanouts);
+    add_runs(part, frame.m_next_run, stop.m_end_run, frame.m_place, frame.m_told);
     frame.m_next_run = stop.m_end_run;
     if (stop.m_module == NETS::NONE) {
       add_marked_leaf(nets, stop, frame);
@@ -86,7 +104,7 @@ bool KEP_RG_PLAIN_WALK::step(const NETS& nets) {
     if (!go_in(nets, stop, frame.m_spot.m_occurrence, frame.m_place)) return false;
     if (m_frames.size() != depth) return true;
   }
-  add_runs(part, frame.m_next_run, behind.m_first_run, frame.m_place, m_fanouts);
+  add_runs(part, frame.m_next_run, behind.m_first_run, frame.m_place, frame.m_told);
   frame.m_next_run = behind.m_first_run;
   return go_out(nets, behind.m_first_way_out);
 }
@@ -112,35 +130,36 @@ bool KEP_RG_PLAIN_WALK::go_out(const NETS& nets, std::uint32_t end) {
   while (frame.m_next_way_out != end) {
     const std::uint32_t port = frame.m_part->m_ways_out[frame.m_next_way_out++];
     if (port == frame.m_from_port) continue;
-    if (!go_on_outside(nets, frame.m_spot.m_occurrence, frame.m_place, port)) return false;
+    if (!go_on_outside(nets, frame, port)) return false;
     if (m_frames.size() != depth) return true;
   }
   m_frames.pop_back();
   return true;
 }
 
-bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, std::uint32_t occurrence, std::uint32_t place,
-                                      std::uint32_t port) {
-  const KEP_OCCURRENCE& own = nets.get_unfolding().get(occurrence);
+bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, const FRAME& frame, std::uint32_t port) {
+  const KEP_OCCURRENCE& own = nets.get_unfolding().get(frame.m_spot.m_occurrence);
   const std::uint32_t parent = own.m_parent;
   if (parent == KEP_UNFOLDING::ABOVE_TOP) return !nets.finds_top_ports();
-  if (m_top == occurrence) m_top = parent;
+  if (m_top == frame.m_spot.m_occurrence) m_top = parent;
   const NETS::MODULE& module = nets.get(m_mode, nets.get_unfolding().get(parent).m_module->get_number());
   const NETS::SLOT& slot = module.m_slots[own.m_slot];
   const std::uint32_t point = slot.m_first_point + port;
   const NETS::POINTS_PART& points = module.m_points[point / NETS::PART];
   const NETS::OUTER_POINT outer = points.m_points[point % NETS::PART];
-  const std::uint32_t outer_place = place - slot.m_behind;
+  const std::uint32_t place = frame.m_place - slot.m_behind;
   switch (outer.m_kind) {
   case NETS::OUTER::ASK:
     return false;
   case NETS::OUTER::NET:
-    return outer.m_index == NETS::NONE || enter(nets, module, {parent, outer.m_index}, outer_place,
-                                                slot.m_first_inst_port + port, NETS::NONE);
+  case NETS::OUTER::END:
+    return outer.m_index == NETS::NONE ||
+           enter(nets, module, {parent, outer.m_index}, place, slot.m_first_inst_port + port, NETS::NONE,
+                 outer.m_kind == NETS::OUTER::END ? &frame : nullptr);
   case NETS::OUTER::LEAF:
     if (m_mode == NETS::MODE::NODES && !nets.has_all_nodes(parent)) return false;
     ++m_num_leaves;
-    m_fanouts.push_back({&points.m_runs[outer.m_index], 1, outer_place});
+    m_fanouts.push_back({&points.m_runs[outer.m_index], 1, place});
     return true;
   }
   return false;

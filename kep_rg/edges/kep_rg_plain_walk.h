@@ -43,6 +43,11 @@ private:
       return (word ^ word >> 29) * 0x9e3779b97f4a7c15U >> 20;
     }
   };
+  /// Runs of a net that tell again of the end from which the walk came.
+  struct TOLD {
+    std::uint32_t m_first = NETS::NONE;
+    std::uint32_t m_end = NETS::NONE;
+  };
   /// A net on the way and how far it is walked.
   struct FRAME {
     const NETS::NETS_PART* m_part;
@@ -50,18 +55,30 @@ private:
     std::uint32_t m_place;          // of the occurrence
     std::uint32_t m_from_inst_port; // by which the walk came to the net; one of the two is NONE
     std::uint32_t m_from_port;
+    TOLD m_told;
     std::uint32_t m_next_run;
     std::uint32_t m_next_stop;
     std::uint32_t m_next_way_out;
+
+    const NETS::NET* get_net() const { return m_part->m_nets.data() + m_spot.m_net % NETS::PART; }
   };
 
   bool start(const NETS& nets, std::uint32_t occurrence, const SEAT& seat);
   bool enter(const NETS& nets, const NETS::MODULE& module, const SPOT& spot, std::uint32_t place,
-             std::uint32_t from_inst_port, std::uint32_t from_port);
+             std::uint32_t from_inst_port, std::uint32_t from_port, const FRAME* end = nullptr);
+  TOLD pass_over(const FRAME& end, const NETS::NETS_PART& part, const NETS::NET* net, std::uint32_t place);
   bool step(const NETS& nets);
   bool go_in(const NETS& nets, const NETS::STOP& way, std::uint32_t occurrence, std::uint32_t place);
   bool go_out(const NETS& nets, std::uint32_t end);
-  bool go_on_outside(const NETS& nets, std::uint32_t occurrence, std::uint32_t place, std::uint32_t port);
+  bool go_on_outside(const NETS& nets, const FRAME& frame, std::uint32_t port);
+  void add_runs(const NETS::NETS_PART& part, std::uint32_t first, std::uint32_t end, std::uint32_t place,
+                const TOLD& told) {
+    if (told.m_first >= first && told.m_first < end) {
+      add_runs(part, first, told.m_first, place, m_fanouts);
+      first = told.m_end;
+    }
+    add_runs(part, first, end, place, m_fanouts);
+  }
   static void add_runs(const NETS::NETS_PART& part, std::uint32_t first, std::uint32_t end,
                        std::uint32_t place, RUNS& list) {
     if (first != end) list.push_back({part.m_runs.data() + first, end - first, place});
