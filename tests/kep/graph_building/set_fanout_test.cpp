@@ -91,9 +91,12 @@ TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
 
   const EDGES::FOLDED_FANOUT fanouts[] = {{target("t/m:z"), EDGES::NO_MUX_INPUT},
                                           {target("t/k:z"), difference(*m_db, "t/k:a", "t/k:z")}};
-  const EDGES::FANOUT_RUN in_t{fanouts, 2, occurrence_of("t/m:z")};
-  const EDGES::FANOUT_RUN in_u{fanouts, 2, occurrence_of("u/m:z")};
-  const EDGES::FANOUT_COUNTS counts = edges.set_fanout(build.find("t/m:z"), {in_t, in_u}, {in_u});
+  const std::uint32_t to_u =
+      edges.get_place(occurrence_of("u/m:z")) - edges.get_place(occurrence_of("t/m:z"));
+  const EDGES::FOLDED_RUN runs[] = {{fanouts, 2, 0}, {fanouts, 2, to_u}};
+  const EDGES::FANOUT_RUNS in_both{runs, 2, edges.get_place(occurrence_of("t/m:z"))};
+  const EDGES::FANOUT_RUNS in_u{runs, 1, edges.get_place(occurrence_of("u/m:z"))};
+  const EDGES::FANOUT_COUNTS counts = edges.set_fanout(build.find("t/m:z"), {in_both}, {in_u});
   EXPECT_EQ(counts.m_num_real, 2U) << "without the node itself";
   EXPECT_EQ(counts.m_num_redundant, 1U);
   EXPECT_EQ(counts.m_num_missing, 2U) << "u/m:z in either list";
@@ -109,6 +112,23 @@ TEST_F(RoutingBuilder, TakesFanoutsAsRunsOfWhatThePlacesOfAModuleHave) {
                                             "  from t/m:z\n");
 }
 
+TEST_F(RoutingBuilder, TellsWhereNodesStandByTheirTargets) {
+  GRAPH_BUILD build(*m_db);
+  for (const char* name : {"t/m:z", "t/k:z", "u/k:z"})
+    build.add(name);
+  build.sort();
+  const EDGES& edges = build.edges();
+  EXPECT_EQ(edges.get_num_targets(occurrence_of("u/k:z")), 2U) << "as many as at any place of the module";
+  for (const char* name : {"t/m:z", "t/k:z", "u/k:z"}) {
+    const EDGES::SEAT seat = edges.get_seat(*build.find(name));
+    EXPECT_EQ(seat.m_place, edges.get_place(occurrence_of(name))) << name;
+    EXPECT_EQ(seat.m_target, edges.find_target(*uip(*m_db, name).m_object)) << name;
+    EXPECT_EQ(edges.get_inst_port(occurrence_of(name), seat.m_target),
+              uip(*m_db, name).m_object->get_number())
+        << name;
+  }
+}
+
 TEST_F(RoutingBuilder, FoldsFanoutsHoweverTheyWereTold) {
   GRAPH_BUILD build(*m_db);
   for (const char* name : {"t/m:z", "t/k:z", "u/m:z", "u/k:z"})
@@ -118,7 +138,8 @@ TEST_F(RoutingBuilder, FoldsFanoutsHoweverTheyWereTold) {
   build.set(build.find("t/m:z"), {{build.find("t/k:z"), uip(*m_db, "t/k:a")}});
   const EDGES::FOLDED_FANOUT fanout{edges.find_target(*uip(*m_db, "u/k:z").m_object),
                                     difference(*m_db, "u/k:a", "u/k:z")};
-  edges.set_fanout(build.find("u/m:z"), {{&fanout, 1, occurrence_of("u/m:z")}}, {});
+  const EDGES::FOLDED_RUN run{&fanout, 1, 0};
+  edges.set_fanout(build.find("u/m:z"), {{&run, 1, edges.get_place(occurrence_of("u/m:z"))}}, {});
   EXPECT_EQ(edges.get_num_templates(), 1);
   edges.set_fanout(build.find("u/k:z"), {}, {});
   build.publish();
@@ -140,11 +161,12 @@ TEST_F(RoutingBuilder, RefusesTooManyFanoutsOfRunsByName) {
   build.sort();
   const std::vector<EDGES::FOLDED_FANOUT> most(
       65535, {build.edges().find_target(*uip(*m_db, "t/m:z").m_object), EDGES::NO_MUX_INPUT});
-  const EDGES::FANOUT_RUN run{most.data(), 65535, occurrence_of("u/m:z")};
+  const EDGES::FOLDED_RUN folded{most.data(), 65535, 0};
+  const EDGES::FANOUT_RUNS run{&folded, 1, build.edges().get_place(occurrence_of("u/m:z"))};
   EXPECT_EQ(build.edges().set_fanout(build.find("t/m:z"), {run}, {}).m_num_real, 65535U);
   for (const bool redundant : {false, true})
     try {
-      build.edges().set_fanout(build.find("t/m:z"), {run}, {redundant ? run : EDGES::FANOUT_RUN{}});
+      build.edges().set_fanout(build.find("t/m:z"), {run}, {redundant ? run : EDGES::FANOUT_RUNS{}});
       EXPECT_FALSE(redundant) << "taken";
     } catch (const KEP_DB_ERROR& error) {
       EXPECT_TRUE(redundant);

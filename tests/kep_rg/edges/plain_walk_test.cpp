@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -23,6 +24,9 @@ using testing::IsEmpty;
 using ACCESS = KEP_RG_TEST_ACCESS;
 constexpr std::uint32_t NO_MUX_INPUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::NO_MUX_INPUT;
 
+/// An edge's occurrence, target and mux input, as a folded fanout tells them.
+using EDGE = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
+
 /// The nets of a device whose graph was built by searching every connection.
 class FOLDED_CASE {
 public:
@@ -30,11 +34,18 @@ public:
     ACCESS::search_all(c.builder());
     c.build();
     m_nets.emplace(ACCESS::get_plain_device(c.builder()));
+    for (std::uint32_t i = 1; i < m_nets->get_unfolding().size(); ++i)
+      if (edge_builder().get_num_targets(i) != 0) m_occurrences[edge_builder().get_place(i)] = i;
   }
 
   const KEP_RG_PLAIN_NETS& nets() const { return *m_nets; }
+  const KEP_ROUTING_BUILDER_EDGE_BUILDER& edge_builder() const {
+    return ACCESS::edge_builder(m_case.builder());
+  }
   bool walk(const KEP_UNFOLDED_INST_PORT& uip) {
-    return m_walk.walk(*m_nets, static_cast<std::uint32_t>(uip.m_position), uip.m_object->get_number());
+    const auto occurrence = static_cast<std::uint32_t>(uip.m_position);
+    return m_walk.walk(*m_nets, occurrence,
+                       {edge_builder().get_place(occurrence), edge_builder().find_target(*uip.m_object)});
   }
   bool walk(const std::string& name) { return walk(m_case.model().uip(name)); }
   const KEP_RG_PLAIN_WALK& found() const { return m_walk; }
@@ -42,29 +53,38 @@ public:
     const KEP_OCCURRENCE& occurrence = m_nets->get_unfolding().get(m_walk.get_top());
     return {KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot), occurrence.m_module};
   }
+  /// For each fanout: its occurrence, target and mux input.
+  std::vector<EDGE> edges(const KEP_RG_PLAIN_WALK::RUNS& list) const {
+    std::vector<EDGE> edges;
+    for (const auto& runs : list)
+      for (std::uint32_t i = 0; i != runs.m_num_runs; ++i)
+        for (std::uint32_t at = 0; at != runs.m_runs[i].m_num_fanouts; ++at) {
+          const auto& fanout = runs.m_runs[i].m_fanouts[at];
+          edges.emplace_back(m_occurrences.at(runs.m_place + runs.m_runs[i].m_behind), fanout.m_target,
+                             fanout.m_mux_input);
+        }
+    return edges;
+  }
   /// "TARGET" or "TARGET via INPUT", whether a node stands there or not.
   std::vector<std::string> texts(const KEP_RG_PLAIN_WALK::RUNS& runs) const {
     std::vector<std::string> texts;
-    for (const auto& run : runs)
-      for (std::uint32_t i = 0; i != run.m_num_fanouts; ++i) {
-        KEP_MODULE* module = m_nets->get_unfolding().get(run.m_occurrence).m_module;
-        const auto name_at = [&](std::uint32_t number) {
-          return KEP_UNFOLDED_INST_PORT(run.m_occurrence, module->get_inst_port_by_number(number))
-              .get_name(KEP_NAME_STYLE());
-        };
-        std::uint32_t target = 0;
-        while (ACCESS::edge_builder(m_case.builder()).find_target(*module->get_inst_port_by_number(target)) !=
-               run.m_fanouts[i].m_target)
-          ++target;
-        const std::uint32_t mux_input = run.m_fanouts[i].m_mux_input;
-        texts.push_back(name_at(target) +
-                        (mux_input == NO_MUX_INPUT ? "" : " via " + name_at(target + mux_input)));
-      }
+    for (const auto& [occurrence, target, mux_input] : edges(runs)) {
+      const std::uint32_t inst_port = edge_builder().get_inst_port(occurrence, target);
+      texts.push_back(name_of(occurrence, inst_port));
+      if (mux_input != NO_MUX_INPUT) texts.back() += " via " + name_of(occurrence, inst_port + mux_input);
+    }
     return texts;
   }
 
 private:
+  std::string name_of(std::uint32_t occurrence, std::uint32_t inst_port) const {
+    const KEP_MODULE& module = *m_nets->get_unfolding().get(occurrence).m_module;
+    return KEP_UNFOLDED_INST_PORT(occurrence, module.get_inst_port_by_number(inst_port))
+        .get_name(KEP_NAME_STYLE());
+  }
+
   BUILD_CASE& m_case;
+  std::map<std::uint32_t, std::uint32_t> m_occurrences; // that have nodes, by place
   std::optional<KEP_RG_PLAIN_NETS> m_nets;
   KEP_RG_PLAIN_WALK m_walk;
 };
@@ -141,6 +161,77 @@ TEST_F(PlainWalk, FindsRedundantFanoutsApart) {
   ASSERT_TRUE(folded.walk("t/m:o"));
   EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("t/n:o via t/n:a"));
   EXPECT_THAT(folded.texts(folded.found().get_redundant_fanouts()), ElementsAre("u/n:o via u/n:b"));
+}
+
+// The wire reaches both pins of the other tile through two ports that lead both ways, and does not turn back.
+const char* const TWO_WAYS = R"(
+  module CELL
+    ports =p
+    inst m MUX header
+    inst n MUX header
+    net w p m.o n.a
+    net z n.o
+  module TILE
+    ports =p
+    inst c CELL
+    inst k MUX header
+    net w p c.p k.b
+    net z k.o
+  module TOP top
+    inst t TILE
+    inst u TILE
+    net w t.p u.p
+)";
+
+TEST_F(PlainWalk, PassesOverTheEndFromWhichItComes) {
+  BUILD_CASE c(device(TWO_WAYS));
+  describe(c);
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("t/c/m:o"));
+  EXPECT_THAT(
+      folded.texts(folded.found().get_fanouts()),
+      ElementsAre("t/c/n:o via t/c/n:a", "t/k:o via t/k:b", "u/c/n:o via u/c/n:a", "u/k:o via u/k:b"));
+  EXPECT_EQ(folded.found().get_num_leaves(), 4U);
+}
+
+// A net behind a two-way port may be an end in one module, while in another the wire leads on from it.
+TEST_F(PlainWalk, FollowsAWireThatLeadsOnWhereItCameIn) {
+  BUILD_CASE c(device(R"(
+    module CELL
+      ports =p =q
+      inst m MUX header
+      net w p q m.a
+      net z m.o
+    module TOP top
+      inst d MUX header
+      inst c CELL
+      inst e CELL
+      net w d.o c.p
+      net x c.q e.q
+      net y e.p
+  )"));
+  describe(c);
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("d:o"));
+  EXPECT_THAT(folded.texts(folded.found().get_fanouts()), ElementsAre("c/m:o via c/m:a", "e/m:o via e/m:a"));
+}
+
+// More cells than are told with the net outside.
+TEST_F(PlainWalk, FindsAllOfAWideNet) {
+  std::string text = "module CELL\n ports >i\n inst m MUX header\n net w i m.a\n net z m.o\n"
+                     "module TILE\n ports >i\n";
+  std::string net = " net w i";
+  for (int cell = 0; cell != 20; ++cell) {
+    text += " inst c" + std::to_string(cell) + " CELL\n";
+    net += " c" + std::to_string(cell) + ".i";
+  }
+  text += net + "\nmodule TOP top\n inst d MUX header\n inst t TILE\n net w d.o t.i\n";
+  BUILD_CASE c(device(text));
+  describe(c);
+  FOLDED_CASE folded(c);
+  ASSERT_TRUE(folded.walk("d:o"));
+  EXPECT_EQ(folded.texts(folded.found().get_fanouts()).size(), 20U);
+  EXPECT_EQ(folded.found().get_num_leaves(), 20U);
 }
 
 // Each line replaces what m drives in its tile.
@@ -256,7 +347,6 @@ TEST_F(PlainWalk, LeavesThePortsOfATopThatRoutesThemToTheSearch) {
 
 /// Where a target of folded fanouts stands: its occurrence and number.
 using TARGET = std::tuple<std::uint32_t, std::uint32_t>;
-using EDGE = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>;
 
 struct SEEN {
   std::uint64_t m_plain = 0, m_searched = 0, m_edges = 0, m_redundant = 0, m_missing = 0, m_blc = 0;
@@ -281,18 +371,18 @@ std::vector<EDGE> edges_of(BUILD_CASE& c, const auto& range) {
   return edges;
 }
 
-std::vector<EDGE> edges_of(const KEP_RG_PLAIN_WALK::RUNS& runs, const TARGET& own,
-                           const std::set<TARGET>& nodes, SEEN& seen) {
+/// Those at whose targets nodes stand, without the node's own.
+std::vector<EDGE> edges_of(const std::vector<EDGE>& found, const TARGET& own, const std::set<TARGET>& nodes,
+                           SEEN& seen) {
   std::vector<EDGE> edges;
-  for (const auto& run : runs)
-    for (std::uint32_t i = 0; i != run.m_num_fanouts; ++i) {
-      const TARGET target(run.m_occurrence, run.m_fanouts[i].m_target);
-      if (target == own) continue;
-      if (nodes.contains(target))
-        edges.emplace_back(run.m_occurrence, run.m_fanouts[i].m_target, run.m_fanouts[i].m_mux_input);
-      else
-        ++seen.m_missing;
-    }
+  for (const EDGE& edge : found) {
+    const TARGET target(std::get<0>(edge), std::get<1>(edge));
+    if (target == own) continue;
+    if (nodes.contains(target))
+      edges.push_back(edge);
+    else
+      ++seen.m_missing;
+  }
   return edges;
 }
 
@@ -312,9 +402,10 @@ void compare(BUILD_CASE& c, SEEN& seen) {
     }
     ++seen.m_plain;
     const TARGET own = target_of(c, uip);
-    EXPECT_EQ(edges_of(folded.found().get_fanouts(), own, nodes, seen), edges_of(c, node.iter_real_fanout()))
+    EXPECT_EQ(edges_of(folded.edges(folded.found().get_fanouts()), own, nodes, seen),
+              edges_of(c, node.iter_real_fanout()))
         << test_model::text_of(node);
-    EXPECT_EQ(edges_of(folded.found().get_redundant_fanouts(), own, nodes, seen),
+    EXPECT_EQ(edges_of(folded.edges(folded.found().get_redundant_fanouts()), own, nodes, seen),
               edges_of(c, node.iter_redundant_fanout()))
         << test_model::text_of(node);
     seen.m_edges += node.get_num_real_edges();

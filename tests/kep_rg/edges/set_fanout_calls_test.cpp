@@ -49,12 +49,12 @@ void set_fanout_calls_test::EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
 }
 set_fanout_calls_test::EDGES::FANOUT_COUNTS
 set_fanout_calls_test::EDGES::set_fanout(KEP_ROUTING_BUILDER_NODE* node,
-                                         const std::vector<FANOUT_RUN>& fanouts,
-                                         const std::vector<FANOUT_RUN>& redundant_fanouts) {
+                                         const std::vector<FANOUT_RUNS>& fanouts,
+                                         const std::vector<FANOUT_RUNS>& redundant_fanouts) {
   using MEMBER = FANOUT_COUNTS (set_fanout_calls_test::EDGES::*)(
-      KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT_RUN>&, const std::vector<FANOUT_RUN>&);
+      KEP_ROUTING_BUILDER_NODE*, const std::vector<FANOUT_RUNS>&, const std::vector<FANOUT_RUNS>&);
   using FUNCTION = FANOUT_COUNTS(set_fanout_calls_test::EDGES*, KEP_ROUTING_BUILDER_NODE*,
-                                 const std::vector<FANOUT_RUN>&, const std::vector<FANOUT_RUN>&);
+                                 const std::vector<FANOUT_RUNS>&, const std::vector<FANOUT_RUNS>&);
   static FUNCTION* const s_own = set_fanout_calls_test::find_own<FUNCTION>(
       static_cast<MEMBER>(&set_fanout_calls_test::EDGES::set_fanout));
   set_fanout_calls_test::s_calls.count(fanouts.empty() && redundant_fanouts.empty());
