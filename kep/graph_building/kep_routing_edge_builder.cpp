@@ -57,19 +57,20 @@ public:
     const std::uint64_t begin = see_place(m_places.get_order().get_occurrence(place), place);
     const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
     const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;
-    if (!m_places.has_all_ranks(place) || place == m_own) {
-      for (; fanout != end; ++fanout) {
-        const KEP_FANOUT_ENTRY each = see(*fanout, begin);
-        if (each.get_node().m_bits == own.m_bits) continue;
-        if (m_places.find_node(place, fanout->m_target - 1) == KEP_NODE_PLACES::NONE)
-          ++num_missing;
-        else
-          *entry++ = each;
-      }
+    const bool has_all = m_places.has_all_ranks(place);
+    if (has_all && place != m_own) {
+      for (; fanout != end; ++fanout)
+        *entry++ = see(*fanout, begin);
       return entry;
     }
-    for (; fanout != end; ++fanout)
-      *entry++ = see(*fanout, begin);
+    for (; fanout != end; ++fanout) {
+      const KEP_FANOUT_ENTRY each = see(*fanout, begin);
+      if (each.get_node().m_bits == own.m_bits) continue;
+      if (!has_all && m_places.find_node(place, fanout->m_target - 1) == KEP_NODE_PLACES::NONE)
+        ++num_missing;
+      else
+        *entry++ = each;
+    }
     return entry;
   }
   KEP_FANOUT_ENTRY* write_runs(const std::vector<BUILDER::FANOUT_RUNS>& list, KEP_SEEN_WORD own,

@@ -57,21 +57,19 @@ void KEP_RG_NET_FOLDER::fold_net(const KEP_NET& net) {
 
 /// False if the search must ask.
 bool KEP_RG_NET_FOLDER::fold_pins(const KEP_NET& net) {
+  constexpr NETS::FANOUT LOOK{KEP_RG_PIN_STEPS::LOOK, 0};
   const KEP_INST_PORT* first = m_module.get_inst_port_by_number(0);
   for (KEP_INST_PORT* inst_port : net.iter_inst_ports()) {
-    const KEP_RG_PIN_STEPS::PIN pin =
-        m_pins.empty() ? KEP_RG_PIN_STEPS::PIN::look() : m_pins[static_cast<std::size_t>(inst_port - first)];
-    if (pin.is_passed()) continue;
-    if (pin.leads_into()) {
-      add_way_in(inst_port);
-      continue;
-    }
-    if (pin.is_looked_at()) {
+    const NETS::FANOUT& pin = m_pins.empty() ? LOOK : m_pins[static_cast<std::size_t>(inst_port - first)];
+    if (pin.m_target == KEP_RG_PIN_STEPS::PASS) continue;
+    if (pin.m_target == KEP_RG_PIN_STEPS::LOOK) {
       if (!look_at(inst_port)) return false;
-      continue;
+    } else if (pin.m_target == KEP_RG_PIN_STEPS::INTO) {
+      add_way_in(inst_port);
+    } else {
+      ++this->net().m_num_leaves;
+      add_fanout(pin);
     }
-    ++this->net().m_num_leaves;
-    add_fanout(pin.get_fanout());
   }
   return true;
 }
@@ -128,13 +126,12 @@ void KEP_RG_NET_FOLDER::add_leaf(KEP_INST_PORT* pin) {
   if (is_marked) m_joins_run = false;
 }
 
-void KEP_RG_NET_FOLDER::add_target(const KEP_INST_PORT* target, const KEP_INST_PORT* mux_input) {
+void KEP_RG_NET_FOLDER::add_target(KEP_INST_PORT* target, const KEP_INST_PORT* mux_input) {
   const std::uint32_t number = target ? m_steps.find_target(*target) : KEP_RG_PIN_STEPS::NO_TARGET;
   if (number == KEP_RG_PIN_STEPS::NO_TARGET)
     ++net().m_num_nowhere;
   else
-    add_fanout({number,
-                mux_input ? static_cast<std::uint32_t>(mux_input - target) : KEP_RG_PIN_STEPS::NO_MUX_INPUT});
+    add_fanout(KEP_RG_PIN_STEPS::make_fanout(number, target, mux_input));
 }
 
 void KEP_RG_NET_FOLDER::add_fanout(const NETS::FANOUT& fanout) {

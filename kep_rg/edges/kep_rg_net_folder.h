@@ -12,8 +12,7 @@ public:
   using NETS = KEP_RG_PLAIN_NETS;
   /// `own` is the module folded so far: its slots. Of no pins each is looked at.
   KEP_RG_NET_FOLDER(const KEP_RG_PIN_STEPS& steps, const NETS& nets, NETS::MODE mode,
-                    const KEP_MODULE& module, const NETS::MODULE& own,
-                    const std::vector<KEP_RG_PIN_STEPS::PIN>& pins)
+                    const KEP_MODULE& module, const NETS::MODULE& own, const std::vector<NETS::FANOUT>& pins)
       : m_steps(steps), m_nets(nets), m_mode(mode), m_module(module), m_own(own), m_pins(pins) {}
 
   NETS::NETS_PART fold(std::uint32_t begin, std::uint32_t end);
@@ -35,7 +34,7 @@ private:
   void add_leaf(KEP_INST_PORT* pin);
   void add_way_in(KEP_INST_PORT* pin);
   void take_end(const NETS::NET* end, const NETS::STOP& way);
-  void add_target(const KEP_INST_PORT* target, const KEP_INST_PORT* mux_input);
+  void add_target(KEP_INST_PORT* target, const KEP_INST_PORT* mux_input);
   void add_fanout(const NETS::FANOUT& fanout);
 
   const KEP_RG_PIN_STEPS& m_steps;
@@ -43,7 +42,7 @@ private:
   NETS::MODE m_mode;
   const KEP_MODULE& m_module;
   const NETS::MODULE& m_own;
-  const std::vector<KEP_RG_PIN_STEPS::PIN>& m_pins;
+  const std::vector<NETS::FANOUT>& m_pins;
   NETS::NETS_PART m_part;
   bool m_joins_run = false; // the next fanout belongs to the last run
 };

@@ -8,8 +8,13 @@
 KEP_RG_PIN_STEPS::KEP_RG_PIN_STEPS(const KEP_RG_PLAIN_NETS::DEVICE& device) : m_device(device) {
   const std::vector<KEP_PORT*>& ports = device.m_db.get_unfolding().get_ports();
   m_ports.reserve(ports.size());
-  for (KEP_PORT* port : ports)
-    m_ports.push_back({find_pin_of_port(*port), find_way_out(*port), is_passed(*port)});
+  for (KEP_PORT* port : ports) {
+    const WAY_OUT way_out = find_way_out(*port);
+    const bool is_inserted =
+        device.m_primitives.has_inserted_port(port) || device.m_primitives.is_inserted_port(port);
+    const bool is_mux_input = !is_inserted && device.m_cache.is_arc_input(port);
+    m_ports.push_back({find_pin(*port, way_out), way_out, is_passed(*port), is_mux_input});
+  }
 }
 
 KEP_RG_PIN_STEPS::WAY_OUT KEP_RG_PIN_STEPS::find_way_out(const KEP_PORT& port) const {
@@ -51,35 +56,36 @@ bool KEP_RG_PIN_STEPS::is_leaf(MODE mode, KEP_INST_PORT* pin) const {
 }
 
 /// The answer for the pins of a port, which is that of find_step() and what a leaf stands for.
-KEP_RG_PIN_STEPS::PIN KEP_RG_PIN_STEPS::find_pin_of_port(KEP_PORT& port) const {
+std::uint32_t KEP_RG_PIN_STEPS::find_pin(KEP_PORT& port, WAY_OUT way_out) const {
   const KEP_RG_PRIMITIVES& primitives = m_device.m_primitives;
-  const WAY_OUT way_out = find_way_out(port);
-  if (port.is_output()) return way_out == WAY_OUT::NONE ? PIN() : PIN::look();
+  if (port.is_output()) return way_out == WAY_OUT::NONE ? PASS : LOOK;
   KEP_MODULE* master = port.get_parent();
   const KEP_MODULE* inner_master = m_device.m_view_type_rank.find_view(master);
-  if (primitives.is_blc_bidir_buffer(master) || primitives.begins_some_path(&port) ||
-      primitives.may_be_inserted_inst_port(&port) ||
+  if (way_out == WAY_OUT::OTHER || primitives.is_blc_bidir_buffer(master) ||
+      primitives.begins_some_path(&port) || primitives.may_be_inserted_inst_port(&port) ||
       primitives.get_tunnel_type(inner_master) == KEP_ROUTING_PRIMITIVE_TUNNEL::THROUGH)
-    return PIN::look();
-  if (way_out == WAY_OUT::OTHER) return PIN::look();
-  const bool is_terminating = m_device.m_build_predicate.is_inserted_node(&port);
-  if (!is_terminating && !m_device.m_build_predicate.is_leaf(inner_master, {})) {
+    return LOOK;
+  const KEP_RG_INSTANCE_IS_PRIMITIVE& predicate = m_device.m_build_predicate;
+  if (!predicate.is_inserted_node(&port) && !predicate.is_leaf(inner_master, {})) {
     const KEP_PORT* inner = inner_master ? inner_master->get_port_by_index(port.get_index()) : nullptr;
-    return inner && inner->get_net() ? PIN::into() : PIN();
+    return inner && inner->get_net() ? INTO : PASS;
   }
-  if (way_out != WAY_OUT::NONE) return PIN::look();
-  const PIN itself({port.get_index() + 1, NO_MUX_INPUT});
-  if (is_terminating || primitives.is_inserted_port(&port)) return itself;
-  if (primitives.is_hipi_tm_port(&port)) return PIN::look();
-  const auto* arcs = m_device.m_cache.find_arc_outputs(&port);
-  if (!arcs) return itself;
-  const unsigned output = arcs->front()->get_output()->get_index();
-  return arcs->size() == 1 && output < master->get_num_ports() ? PIN({output + 1, port.get_index() - output})
-                                                               : PIN::look();
+  return way_out == WAY_OUT::NONE ? find_leaf(port) : LOOK;
 }
 
-std::vector<KEP_RG_PIN_STEPS::PIN> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE& module) const {
-  std::vector<PIN> pins(module.get_num_inst_ports());
+std::uint32_t KEP_RG_PIN_STEPS::find_leaf(KEP_PORT& port) const {
+  const KEP_RG_PRIMITIVES& primitives = m_device.m_primitives;
+  const std::uint32_t own = port.get_index() + 1;
+  if (primitives.has_inserted_port(&port) || primitives.is_inserted_port(&port)) return own;
+  if (primitives.is_hipi_tm_port(&port)) return LOOK;
+  const auto* arcs = m_device.m_cache.find_arc_outputs(&port);
+  if (!arcs) return own;
+  const unsigned output = arcs->front()->get_output()->get_index();
+  return arcs->size() == 1 && output < port.get_parent()->get_num_ports() ? output + 1 : LOOK;
+}
+
+std::vector<KEP_RG_PIN_STEPS::FANOUT> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE& module) const {
+  std::vector<FANOUT> pins(module.get_num_inst_ports());
   KEP_TSAN::before_loop();
   tbb::parallel_for(tbb::blocked_range<unsigned>(0, module.get_num_instances(), KEP_RG_PLAIN_NETS::PART),
                     [&](const tbb::blocked_range<unsigned>& instances) {
@@ -92,7 +98,7 @@ std::vector<KEP_RG_PIN_STEPS::PIN> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE&
   return pins;
 }
 
-void KEP_RG_PIN_STEPS::find_pins_of_instance(KEP_INSTANCE& instance, PIN* pins) const {
+void KEP_RG_PIN_STEPS::find_pins_of_instance(KEP_INSTANCE& instance, FANOUT* pins) const {
   const KEP_MODULE& master = *instance.get_module();
   if (master.get_num_ports() == 0) return;
   const PORT* ports = m_ports.data() + master.get_port_by_index(0)->get_number();
@@ -101,14 +107,14 @@ void KEP_RG_PIN_STEPS::find_pins_of_instance(KEP_INSTANCE& instance, PIN* pins) 
   std::uint32_t known_port = 0; // the inputs of a mux have one target
   std::uint32_t known_target = NO_TARGET;
   for (unsigned i = 0; i != master.get_num_ports(); ++i) {
-    const PIN pin = ports[i].m_pin;
-    pins[i] = pin;
-    if (!pin.is_leaf()) continue;
-    if (pin.get_fanout().m_target != known_port) {
-      known_port = pin.get_fanout().m_target;
-      known_target = find_target(first[known_port - 1]);
-    }
-    const bool is_known = known_target != NO_TARGET && !m_device.m_marks.is_somewhere(first + i);
-    pins[i] = is_known ? pin.with_target(known_target) : PIN::look();
+    const std::uint32_t pin = ports[i].m_pin;
+    pins[i].m_target = pin;
+    if (pin == PASS || pin == INTO || pin == LOOK) continue;
+    if (pin != known_port) known_target = find_target(first[pin - 1]);
+    known_port = pin;
+    if (known_target == NO_TARGET || m_device.m_marks.is_somewhere(first + i))
+      pins[i].m_target = LOOK;
+    else
+      pins[i] = make_fanout(known_target, first + (pin - 1), ports[i].m_is_mux_input ? first + i : nullptr);
   }
 }

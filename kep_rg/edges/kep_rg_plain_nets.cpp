@@ -57,7 +57,7 @@ private:
   }
   void list_slots();
   void fold_nets() {
-    std::vector<KEP_RG_PIN_STEPS::PIN> pins;
+    std::vector<NETS::FANOUT> pins;
     if (m_mode == NETS::MODE::PRIMITIVES) pins = m_steps.find_pins(m_module);
     fold_in_parts(m_module.get_num_nets(), m_folded.m_nets, [&](std::uint32_t begin, std::uint32_t end) {
       return KEP_RG_NET_FOLDER(m_steps, m_nets, m_mode, m_module, m_folded, pins).fold(begin, end);
@@ -124,7 +124,7 @@ NETS::OUTER_POINT MODULE_FOLDER::find_outer_point(KEP_INST_PORT* inst_port, NETS
     if (m_steps.is_terminating(m_mode, inst_port)) {
       const std::uint32_t target = m_steps.find_target(*inst_port);
       if (!inst_port->is_output() || target == KEP_RG_PIN_STEPS::NO_TARGET) return {NETS::OUTER::ASK, 0};
-      folded.m_fanouts.push_back({target, KEP_RG_PIN_STEPS::NO_MUX_INPUT});
+      folded.m_fanouts.push_back(KEP_RG_PIN_STEPS::make_fanout(target, inst_port, nullptr));
       folded.m_runs.push_back({nullptr, 1, 0});
       return {NETS::OUTER::LEAF, static_cast<std::uint32_t>(folded.m_runs.size()) - 1};
     }

@@ -47,8 +47,8 @@ bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, const 
   return false;
 }
 
-/// Puts the net on the stack unless it was walked before or leads nowhere. False if it is not plain at this
-/// place.
+/// Walks along the net unless it was walked before: at once if it has but one way on, else it is put on the
+/// stack. False if it is not plain at this place.
 bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, const SPOT& spot,
                               std::uint32_t place, std::uint32_t from_inst_port, std::uint32_t from_port,
                               const FRAME* end) {
@@ -61,12 +61,24 @@ bool KEP_RG_PLAIN_WALK::enter(const NETS& nets, const NETS::MODULE& module, cons
   m_num_leaves += net->m_num_leaves;
   m_num_nowhere += net->m_num_nowhere;
   const TOLD told = end ? pass_over(*end, part, net, place) : TOLD();
-  if (net[0].m_first_stop == net[1].m_first_stop && net[0].m_first_way_out == net[1].m_first_way_out)
-    add_runs(part, net[0].m_first_run, net[1].m_first_run, place, told);
-  else
-    m_frames.push_back({&part, spot, place, from_inst_port, from_port, told, net->m_first_run,
-                        net->m_first_stop, net->m_first_way_out});
-  return true;
+  const FRAME frame{&part,
+                    spot,
+                    place,
+                    from_inst_port,
+                    from_port,
+                    told,
+                    net->m_first_run,
+                    net->m_first_stop,
+                    net->m_first_way_out};
+  const std::uint32_t num_ways_out = net[1].m_first_way_out - net->m_first_way_out;
+  if (net[1].m_first_stop != net->m_first_stop || num_ways_out > 1) {
+    m_frames.push_back(frame);
+    return true;
+  }
+  add_runs(part, net->m_first_run, net[1].m_first_run, place, told);
+  if (num_ways_out == 0) return true;
+  const std::uint32_t port = part.m_ways_out[net->m_first_way_out];
+  return port == from_port || go_on_outside(nets, frame, port);
 }
 
 /// The walk began in an end, of whose leaves and runs the net tells again.
