@@ -2,7 +2,6 @@
 
 #include "tools/kep-rg/generate/generate.h"
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
