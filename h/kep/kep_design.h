@@ -86,8 +86,9 @@ public:
 
 private:
   friend class KEP_MODEL_FREEZER;
-  KEP_INSTANCE* m_inst = nullptr;
-  KEP_NET* m_net = nullptr;
+  // Freezing sets both, of many at once: they are not cleared before.
+  KEP_INSTANCE* m_inst;
+  KEP_NET* m_net;
 };
 static_assert(sizeof(KEP_INST_PORT) == 2 * sizeof(void*),
               "devices have hundreds of millions of folded inst ports");

@@ -13,6 +13,9 @@
 /// `warnings`, if given, gets what is odd about a file that is taken all the same, a line each, "FILE: PLACE:
 /// REASON": names that were changed, attributes that begin with kep_ and don't count where they stand.
 ///
+/// Parts of a file are read side by side, by all threads or those of the caller's tbb::task_arena; what comes
+/// out is the same for any number.
+///
 /// KEP_IO_ERROR when the file can't be read, is larger than 4 GB, is no JSON, or breaks a rule of the format
 /// or of the model; nothing is built then.
 std::unique_ptr<KEP_DB> kep_read_model(const std::string& path, std::vector<std::string>* warnings = nullptr);

@@ -1,21 +1,52 @@
 #include "kep/model/kep_name_pool.h"
 
 #include <algorithm>
+#include <functional>
 
 const char* KEP_NAME_POOL::intern(std::string_view name) {
-  const auto found = m_names.find(name);
-  if (found != m_names.end()) return found->data();
+  if (m_num_names * 3 >= m_table.size() * 2) grow();
+  const auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
+  ENTRY& entry = find(name, hash);
+  if (!entry.m_name) {
+    entry = {copy(name), static_cast<std::uint32_t>(name.size()), hash};
+    ++m_num_names;
+  }
+  return entry.m_name;
+}
+
+KEP_NAME_POOL::ENTRY& KEP_NAME_POOL::find(std::string_view name, std::uint32_t hash) {
+  const std::size_t mask = m_table.size() - 1;
+  std::size_t i = hash & mask;
+  for (; m_table[i].m_name; i = (i + 1) & mask)
+    if (m_table[i].m_hash == hash && std::string_view(m_table[i].m_name, m_table[i].m_size) == name) break;
+  return m_table[i];
+}
+
+void KEP_NAME_POOL::grow() {
+  constexpr std::size_t LEAST_ENTRIES = 1024;
+  std::vector<ENTRY> entries(std::max(LEAST_ENTRIES, m_table.size() * 2));
+  entries.swap(m_table);
+  const std::size_t mask = m_table.size() - 1;
+  for (const ENTRY& entry : entries) {
+    if (!entry.m_name) continue;
+    std::size_t i = entry.m_hash & mask;
+    while (m_table[i].m_name)
+      i = (i + 1) & mask;
+    m_table[i] = entry;
+  }
+}
+
+const char* KEP_NAME_POOL::copy(std::string_view name) {
   const std::size_t bytes = name.size() + 1;
   if (bytes > m_num_free) {
     m_num_free = std::max(bytes, CHUNK_BYTES);
-    m_chunks.push_back(std::make_unique<char[]>(m_num_free));
+    m_chunks.push_back(std::make_unique_for_overwrite<char[]>(m_num_free));
     m_free = m_chunks.back().get();
   }
-  char* copy = m_free;
+  char* copied = m_free;
   m_free += bytes;
   m_num_free -= bytes;
-  std::copy(name.begin(), name.end(), copy);
-  copy[name.size()] = '\0';
-  m_names.insert(std::string_view(copy, name.size()));
-  return copy;
+  std::copy(name.begin(), name.end(), copied);
+  copied[name.size()] = '\0';
+  return copied;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 /// Keeps each distinct name once, closed by a NUL, at an address that stays. Real devices repeat the same
@@ -12,11 +12,24 @@ class KEP_NAME_POOL {
 public:
   const char* intern(std::string_view name);
   /// Gives up the table by which equal names are found; the names stay.
-  void freeze() { m_names = {}; }
+  void freeze() { m_table = std::vector<ENTRY>(); }
 
 private:
+  struct ENTRY {
+    const char* m_name = nullptr;
+    std::uint32_t m_size = 0;
+    std::uint32_t m_hash = 0;
+  };
   static constexpr std::size_t CHUNK_BYTES = 1 << 16;
-  std::unordered_set<std::string_view> m_names;
+
+  /// The entry of the name, or the free one in which it has its place.
+  ENTRY& find(std::string_view name, std::uint32_t hash);
+  void grow();
+  const char* copy(std::string_view name);
+
+  // A hash table in one array, of a power of two entries, never more than two thirds full.
+  std::vector<ENTRY> m_table;
+  std::size_t m_num_names = 0;
   std::vector<std::unique_ptr<char[]>> m_chunks;
   char* m_free = nullptr;
   std::size_t m_num_free = 0;

@@ -1,21 +1,21 @@
 #include "kep/model_building/kep_model_freezer.h"
 
-#include "kep/model/kep_name_index.h"
+#include "kep/model_building/kep_model_freezer_loop.h"
 
 #include <fmt/format.h>
 
 #include <cstring>
 #include <string>
 
-namespace {
-
-[[noreturn]] void fail(const std::string& place, const std::string& reason) {
+void KEP_MODEL_FREEZER::fail(const std::string& place, const std::string& reason) {
   throw KEP_DB_ERROR(fmt::format("{}: {}", place, reason));
 }
 
-std::string place_of(const KEP_MODULE& module) {
+std::string KEP_MODEL_FREEZER::place_of(const KEP_MODULE& module) {
   return std::string("modules.") + module.get_key();
 }
+
+namespace {
 
 /// Control characters, those beyond ASCII among them: they would break the lines and columns of a dump.
 bool holds_control(const char* name) {
@@ -27,15 +27,14 @@ bool holds_control(const char* name) {
   return false;
 }
 
-/// `part` is where in the module the name stands: ".ports", or empty for the module's own.
-void check_name(const KEP_MODULE& module, const char* part, const char* name) {
+} // namespace
+
+void KEP_MODEL_FREEZER::check_name(const KEP_MODULE& module, const char* part, const char* name) {
   const auto refuse = [&](const std::string& reason) { fail(place_of(module) + part, reason); };
   if (*name == '\0') refuse("the name is empty");
   if (std::strpbrk(name, "/:")) refuse(fmt::format(R"(the name "{}" holds "/" or ":")", name));
   if (holds_control(name)) refuse(fmt::format(R"(the name "{}" holds a control character)", name));
 }
-
-} // namespace
 
 std::unique_ptr<KEP_DB> KEP_MODEL_FREEZER::freeze() {
   m_db.reset(new KEP_DB);
@@ -44,13 +43,13 @@ std::unique_ptr<KEP_DB> KEP_MODEL_FREEZER::freeze() {
   m_db->m_unfolding = &m_storage->m_own_unfolding;
   m_storage->m_own_graph = std::make_unique<KEP_ROUTING::GRAPH>(m_db.get());
   m_db->m_graph = m_storage->m_own_graph.get();
+  m_model.m_names.freeze();
   make_modules();
   join_equivalents();
   find_top();
   number_slots();
   lay_out_occurrences();
   m_storage->m_names = std::move(m_model.m_names);
-  m_storage->m_names.freeze();
   return std::move(m_db);
 }
 
@@ -84,13 +83,10 @@ void KEP_MODEL_FREEZER::make_modules() {
     modules.push_back(&module);
     make_ports(from, module);
   }
-  for (const auto& module : m_storage->m_owned) {
-    const MODEL::MODULE& from = m_model.m_modules[module->m_number];
+  for (const auto& module : m_storage->m_owned)
     m_storage->m_by_name[module->m_name].push_back(module.get());
-    make_instances(from, *module);
-    make_nets(from, *module);
-    index_names(*module);
-  }
+  kep_for_each_on_all_threads(
+      modules.size(), [this](std::size_t i) { make_contents(m_model.m_modules[i], *m_storage->m_owned[i]); });
 }
 
 void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module) {
@@ -114,112 +110,6 @@ void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module
     fail(place_of(module),
          fmt::format("the ports up to here are {}, more than the 2147483646 that a model can have",
                      ports.size()));
-}
-
-void KEP_MODEL_FREEZER::make_instances(const MODEL::MODULE& from, KEP_MODULE& module) {
-  module.m_num_instances = static_cast<unsigned>(from.m_instances.size());
-  module.m_instances = std::make_unique<KEP_INSTANCE[]>(from.m_instances.size());
-  std::uint64_t num_inst_ports = 0;
-  for (const MODEL::INSTANCE& instance : from.m_instances)
-    num_inst_ports += get_module(instance.m_master).m_num_ports;
-  // A node's identity keeps an inst port number in 31 bits.
-  if (num_inst_ports >= std::uint64_t{1} << 31)
-    fail(place_of(module),
-         fmt::format("the cells have {} ports, more than the 2147483647 that a module can have",
-                     num_inst_ports));
-  module.m_num_inst_ports = static_cast<unsigned>(num_inst_ports);
-  module.m_inst_ports = std::make_unique<KEP_INST_PORT[]>(num_inst_ports);
-  KEP_INST_PORT* next = module.m_inst_ports.get();
-  for (unsigned i = 0; i != module.m_num_instances; ++i) {
-    const MODEL::INSTANCE& given = from.m_instances[i];
-    KEP_INSTANCE& instance = module.m_instances[i];
-    check_name(module, ".cells", given.m_name);
-    instance.m_parent = &module;
-    instance.m_module = &get_module(given.m_master);
-    instance.m_name = given.m_name;
-    instance.m_has_inst_header = given.m_properties.m_has_inst_header;
-    instance.m_has_trait_0 = given.m_properties.m_has_trait_0;
-    instance.m_is_blc_atom = given.m_properties.m_is_blc_atom;
-    instance.m_is_blc_inserted_buffer = given.m_properties.m_is_blc_inserted_buffer;
-    instance.m_inst_ports = next;
-    for (unsigned port = 0; port != instance.m_module->m_num_ports; ++port)
-      (next++)->m_inst = &instance;
-  }
-}
-
-void KEP_MODEL_FREEZER::make_nets(const MODEL::MODULE& from, KEP_MODULE& module) {
-  struct COUNT {
-    unsigned m_ports = 0;
-    unsigned m_inst_ports = 0;
-  };
-  std::vector<COUNT> counts(from.m_nets.size());
-  for (const MODEL::PORT& port : from.m_ports)
-    if (port.m_net != MODEL::NONE) ++counts[port.m_net].m_ports;
-  for (const std::uint32_t net : from.m_inst_port_nets)
-    if (net != MODEL::NONE) ++counts[net].m_inst_ports;
-
-  std::vector<std::uint32_t> net_numbers(from.m_nets.size(), MODEL::NONE);
-  std::size_t num_ports = 0;
-  std::size_t num_inst_ports = 0;
-  for (std::size_t i = 0; i != counts.size(); ++i) {
-    // A net that only one port of the module is on leads nowhere: nothing is behind that port.
-    if (counts[i].m_inst_ports == 0 && counts[i].m_ports < 2) continue;
-    net_numbers[i] = module.m_num_nets++;
-    num_ports += counts[i].m_ports;
-    num_inst_ports += counts[i].m_inst_ports;
-  }
-  module.m_nets = std::make_unique<KEP_NET[]>(module.m_num_nets);
-  module.m_net_ports = std::make_unique<KEP_PORT*[]>(num_ports);
-  module.m_net_inst_ports = std::make_unique<KEP_INST_PORT*[]>(num_inst_ports);
-  KEP_PORT** ports = module.m_net_ports.get();
-  KEP_INST_PORT** inst_ports = module.m_net_inst_ports.get();
-  for (std::size_t i = 0; i != counts.size(); ++i) {
-    if (net_numbers[i] == MODEL::NONE) continue;
-    check_name(module, ".netnames", from.m_nets[i]);
-    KEP_NET& net = module.m_nets[net_numbers[i]];
-    net.m_parent = &module;
-    net.m_name = from.m_nets[i];
-    net.m_ports = ports;
-    net.m_inst_ports = inst_ports;
-    ports += counts[i].m_ports;
-    inst_ports += counts[i].m_inst_ports;
-  }
-  fill_nets(from, module, net_numbers);
-}
-
-/// Members in the order of the model: ports, then inst ports by instance and port.
-void KEP_MODEL_FREEZER::fill_nets(const MODEL::MODULE& from, KEP_MODULE& module,
-                                  const std::vector<std::uint32_t>& net_numbers) {
-  const auto net_of = [&](std::uint32_t number) -> KEP_NET* {
-    if (number == MODEL::NONE || net_numbers[number] == MODEL::NONE) return nullptr;
-    return &module.m_nets[net_numbers[number]];
-  };
-  for (unsigned i = 0; i != module.m_num_ports; ++i)
-    if (KEP_NET* net = net_of(from.m_ports[i].m_net)) {
-      module.m_ports[i].m_net = net;
-      const_cast<KEP_PORT**>(net->m_ports)[net->m_num_ports++] = &module.m_ports[i];
-    }
-  for (unsigned i = 0; i != module.m_num_instances; ++i) {
-    const MODEL::INSTANCE& instance = from.m_instances[i];
-    for (unsigned port = 0; port != instance.m_num_nets; ++port)
-      if (KEP_NET* net = net_of(from.m_inst_port_nets[instance.m_first_net + port])) {
-        KEP_INST_PORT& inst_port = module.m_instances[i].m_inst_ports[port];
-        inst_port.m_net = net;
-        const_cast<KEP_INST_PORT**>(net->m_inst_ports)[net->m_num_inst_ports++] = &inst_port;
-      }
-  }
-}
-
-void KEP_MODEL_FREEZER::index_names(KEP_MODULE& module) {
-  const auto port_name = [&module](unsigned i) { return module.m_ports[i].m_name; };
-  const auto instance_name = [&module](unsigned i) { return module.m_instances[i].m_name; };
-  const unsigned port = KEP_NAME_INDEX::build(module.m_port_names, module.m_num_ports, port_name);
-  if (port != module.m_num_ports)
-    fail(place_of(module) + ".ports." + port_name(port), "a port of that name stands before");
-  const unsigned instance =
-      KEP_NAME_INDEX::build(module.m_instance_names, module.m_num_instances, instance_name);
-  if (instance != module.m_num_instances)
-    fail(place_of(module) + ".cells." + instance_name(instance), "a cell of that name stands before");
 }
 
 void KEP_MODEL_FREEZER::join_equivalents() {
@@ -258,12 +148,11 @@ void KEP_MODEL_FREEZER::join_equivalents() {
 void KEP_MODEL_FREEZER::find_top() {
   std::vector<bool> is_instantiated(m_storage->m_owned.size());
   std::vector<const KEP_MODULE*> designated;
-  for (const MODEL::MODULE& module : m_model.m_modules) {
-    if (module.m_properties.m_is_designated_top)
-      designated.push_back(
-          m_storage->m_owned[static_cast<std::size_t>(&module - m_model.m_modules.data())].get());
-    for (const MODEL::INSTANCE& instance : module.m_instances)
-      is_instantiated[instance.m_master] = true;
+  for (const auto& module : m_storage->m_owned) {
+    if (m_model.m_modules[module->m_number].m_properties.m_is_designated_top)
+      designated.push_back(module.get());
+    for (const KEP_INSTANCE* instance : module->iter_instances())
+      is_instantiated[instance->m_module->m_number] = true;
   }
   std::vector<const KEP_MODULE*> tops = designated;
   if (tops.empty())

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 /// Turns what a builder gathered into a database, in one pass over the model for each step: make the folded
@@ -21,19 +22,29 @@ private:
   // kep_model_freezer.cpp: the folded model.
   void make_modules();
   void make_ports(const MODEL::MODULE& from, KEP_MODULE& module);
-  void make_instances(const MODEL::MODULE& from, KEP_MODULE& module);
-  void make_nets(const MODEL::MODULE& from, KEP_MODULE& module);
-  void fill_nets(const MODEL::MODULE& from, KEP_MODULE& module,
-                 const std::vector<std::uint32_t>& net_numbers);
-  void index_names(KEP_MODULE& module);
   void join_equivalents();
   void find_top();
+
+  // kep_model_freezer_contents.cpp: what is inside a module. These run on all threads.
+  void make_contents(MODEL::MODULE& from, KEP_MODULE& module);
+  static void make_nets(MODEL::MODULE& from, KEP_MODULE& module);
+  void make_instances(const MODEL::MODULE& from, KEP_MODULE& module);
+  void make_instance(const MODEL::MODULE& from, const MODEL::INSTANCE& given, KEP_MODULE& module,
+                     KEP_INSTANCE& instance, KEP_INST_PORT* inst_ports);
+  static void check_net_names(const KEP_MODULE& module);
+  static void fill_nets(const MODEL::MODULE& from, KEP_MODULE& module);
+  static void index_names(KEP_MODULE& module);
 
   // kep_model_freezer_unfold.cpp: slots, numbers, occurrences.
   void make_slots(KEP_MODULE& module);
   std::vector<KEP_MODULE*> order_bottom_up();
   void number_slots();
   void lay_out_occurrences();
+
+  [[noreturn]] static void fail(const std::string& place, const std::string& reason);
+  static std::string place_of(const KEP_MODULE& module);
+  /// `part` is where in the module the name stands: ".ports", or empty for the module's own.
+  static void check_name(const KEP_MODULE& module, const char* part, const char* name);
 
   KEP_MODULE& get_module(std::uint32_t number) { return *m_storage->m_owned[number]; }
 

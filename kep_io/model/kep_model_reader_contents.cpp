@@ -1,5 +1,6 @@
 #include "kep_io/model/kep_model_reader_contents.h"
 
+#include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report_progress.h"
 
 #include <tbb/parallel_pipeline.h>
@@ -17,7 +18,9 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
   const std::size_t num_live = 2 * static_cast<std::size_t>(tbb::this_task_arena::max_concurrency());
   std::deque<KEP_MODEL_PIECE> pieces;
   std::size_t next = 0;
+  KEP_TSAN::before_loop();
   const auto start = [&](tbb::flow_control& control) -> KEP_MODEL_PIECE* {
+    KEP_TSAN::begin_body();
     if (next == texts.size()) {
       control.stop();
       return nullptr;
@@ -25,14 +28,19 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
     if (next < num_live) pieces.emplace_back(m_modules);
     KEP_MODEL_PIECE& piece = pieces[next % num_live];
     piece.set_text(texts[next++]);
+    KEP_TSAN::before_loop(); // as for what comes behind
     return &piece;
   };
   const auto read = [](KEP_MODEL_PIECE* piece) {
+    KEP_TSAN::begin_body();
     piece->read();
+    KEP_TSAN::before_loop();
     return piece;
   };
   const auto finish = [&](const KEP_MODEL_PIECE* piece) {
+    KEP_TSAN::begin_body();
     add(*piece);
+    KEP_TSAN::before_loop();
     progress.add(piece->get_text().m_members.size());
   };
   using MODE = tbb::filter_mode;
@@ -40,6 +48,7 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
                          tbb::make_filter<void, KEP_MODEL_PIECE*>(MODE::serial_in_order, start) &
                              tbb::make_filter<KEP_MODEL_PIECE*, KEP_MODEL_PIECE*>(MODE::parallel, read) &
                              tbb::make_filter<KEP_MODEL_PIECE*, void>(MODE::serial_in_order, finish));
+  KEP_TSAN::begin_body();
 }
 
 void KEP_MODEL_CONTENTS::add(const KEP_MODEL_PIECE& piece) {
@@ -83,6 +92,10 @@ void KEP_MODEL_CONTENTS::connect_ports(const MODULE& module, const KEP_JSON_PLAC
 
 void KEP_MODEL_CONTENTS::add_cells(const MODULE& module, const KEP_MODEL_PIECE& piece,
                                    const KEP_JSON_PLACE& list_place) {
+  // All at once: nets of a large module are far apart, and a processor can look for several at a time.
+  m_net_ids.clear();
+  for (const KEP_MODEL_PIECE::BIT& bit : piece.get_bits())
+    m_net_ids.push_back(m_nets.get(bit.m_number));
   auto cell = piece.get_cells().begin();
   std::size_t bit = 0;
   for (const KEP_MODEL_NAME& name : piece.get_names()) {
@@ -90,10 +103,8 @@ void KEP_MODEL_CONTENTS::add_cells(const MODULE& module, const KEP_MODEL_PIECE& 
     if (cell == piece.get_cells().end()) return; // refused at this one
     const KEP_INSTANCE_ID instance = m_builder.add_instance(
         module.m_id, model_name, m_modules.get(cell->m_master).m_id, cell->m_properties);
-    for (; bit != cell->m_end; ++bit) {
-      const auto& [port, number] = piece.get_bits()[bit];
-      m_builder.connect(module.m_id, instance, port, m_nets.get(number));
-    }
+    for (; bit != cell->m_end; ++bit)
+      m_builder.connect(module.m_id, instance, piece.get_bits()[bit].m_index, m_net_ids[bit]);
     ++cell;
   }
 }

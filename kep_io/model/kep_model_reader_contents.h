@@ -39,5 +39,6 @@ private:
   KEP_MODEL_WARNINGS& m_warnings;
   KEP_MODEL_NETS m_nets;
   KEP_MODEL_NAMES m_names;
+  std::vector<KEP_NET_ID> m_net_ids;      // of the bits of a piece
   std::vector<bool> m_has_net_attributes; // by the number of a port
 };

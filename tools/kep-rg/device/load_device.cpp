@@ -13,6 +13,7 @@
 #include "tools/kep-rg/output/quiet.h"
 
 #include <fmt/format.h>
+#include <tbb/task_arena.h>
 
 #include <stdexcept>
 
@@ -52,7 +53,8 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
   std::unique_ptr<KEP_DB> db = [&] {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
     std::vector<std::string> warnings;
-    std::unique_ptr<KEP_DB> model = kep_read_model(options.m_model, &warnings);
+    tbb::task_arena arena(options.m_num_threads);
+    std::unique_ptr<KEP_DB> model = arena.execute([&] { return kep_read_model(options.m_model, &warnings); });
     for (const std::string& line : warnings)
       warn(line);
     return model;
