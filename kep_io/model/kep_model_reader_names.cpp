@@ -51,9 +51,8 @@ std::string_view KEP_MODEL_NAMES::get(const KEP_MODEL_NAME& name, const KEP_JSON
 void KEP_MODEL_NAMES::finish(const char* list_text, const KEP_JSON_PLACE& list_place) {
   if (m_changed.empty()) return;
   KEP_JSON_CURSOR cursor(list_text);
-  KEP_JSON_KEYS keys;
   cursor.for_each_member([&](std::string_view key) {
-    const std::string_view name = keys.read(key);
+    const std::string name = kep_read_json_key(key);
     if (const auto found = m_changed.find(name); found != m_changed.end())
       KEP_JSON_PLACE(list_place, found->second)
           .refuse(fmt::format("\"/\" and \":\" become \".\", and another one is named \"{}\" already", name));

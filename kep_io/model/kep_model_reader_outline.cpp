@@ -15,7 +15,7 @@ public:
   void cut() {
     if (m_cursor.is_at_object())
       m_cursor.for_each_member([this](std::string_view key) {
-        if (m_keys.read(key) == "modules" && m_cursor.is_at_object())
+        if (kep_read_json_key(key) == "modules" && m_cursor.is_at_object())
           m_cursor.for_each_member([this](std::string_view) { cut_module(); });
         else
           m_cursor.pass_value();
@@ -41,7 +41,7 @@ private:
     LIST cells;
     LIST nets;
     m_cursor.for_each_member([&](std::string_view quoted) {
-      const std::string_view key = m_keys.read(quoted);
+      const std::string key = kep_read_json_key(quoted);
       if (key == "cells" || key == "netnames")
         cut_list(key == "cells" ? cells : nets);
       else
@@ -83,7 +83,6 @@ private:
   KEP_JSON_CURSOR m_cursor;
   const char* m_kept;
   const char* m_end;
-  KEP_JSON_KEYS m_keys;
   std::size_t m_num_modules = 0;
 };
 

@@ -2,6 +2,8 @@
 
 #include "kep_io/kep_io_error.h"
 
+#include <simdjson.h>
+
 #include <array>
 
 namespace {
@@ -113,9 +115,11 @@ void KEP_JSON_CURSOR::pass(char expected) {
   ++m_at;
 }
 
-std::string_view KEP_JSON_KEYS::read(std::string_view quoted) {
+std::string kep_read_json_key(std::string_view quoted) {
   const std::string_view plain = quoted.substr(1, quoted.size() - 2);
-  if (plain.find('\\') == std::string_view::npos) return plain;
+  if (plain.find('\\') == std::string_view::npos) return std::string(plain);
+  simdjson::dom::parser parser;
   std::string_view key;
-  return m_parser.parse(quoted.data(), quoted.size()).get(key) == simdjson::SUCCESS ? key : plain;
+  const bool is_json = parser.parse(quoted.data(), quoted.size()).get(key) == simdjson::SUCCESS;
+  return std::string(is_json ? key : plain);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <simdjson.h>
-
+#include <string>
 #include <string_view>
 
 /// Goes over a JSON text by its brackets, quotes and separators alone, much faster than a parser: to find
@@ -41,13 +40,5 @@ private:
   const char* m_at;
 };
 
-/// Reads keys that a cursor gives.
-class KEP_JSON_KEYS {
-public:
-  /// The key without its quotes and escapes; as it stands in the text if it is no JSON. It lasts as long as
-  /// the text, and until the next call.
-  std::string_view read(std::string_view quoted);
-
-private:
-  simdjson::dom::parser m_parser;
-};
+/// A key that a cursor gives, without its quotes and escapes; as it stands in the text if it is no JSON.
+std::string kep_read_json_key(std::string_view quoted);
