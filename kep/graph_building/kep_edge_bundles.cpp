@@ -2,10 +2,13 @@
 
 #include "kep/graph/kep_node_word.h"
 #include "kep/graph_building/kep_parallel_blocks.h"
+#include "kep/kep_db.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
-#include <span>
 #include <utility>
 
 namespace {
@@ -220,10 +223,34 @@ void KEP_EDGE_BUNDLES::turn_bundles() {
   const std::vector<std::uint32_t> bundles = get_numbers(m_bundles);
   m_turned.resize(m_bundles.get_number_limit());
   KEP_FOR_BLOCKS(bundles.size(), 1, [&](std::size_t begin, std::size_t end) {
-    KEP_TURNED_BUNDLE::WORK work;
+    KEP_BUNDLE_TURNER turner(m_targets);
     for (std::size_t i = begin; i != end; ++i)
-      m_turned[bundles[i]] = KEP_TURNED_BUNDLE(m_bundles.get(bundles[i]), m_targets, work);
+      m_turned[bundles[i]] = turner.turn(m_bundles.get(bundles[i]));
   });
   m_bundles.clear();
   m_targets.clear();
+  join_lists(bundles);
+}
+
+/// Puts the lists side by side, so that a list is one number.
+void KEP_EDGE_BUNDLES::join_lists(const std::vector<std::uint32_t>& bundles) {
+  std::vector<std::size_t> begins{0};
+  for (const std::uint32_t bundle : bundles)
+    begins.push_back(begins.back() + m_turned[bundle].m_lists.size());
+  if (begins.back() > std::numeric_limits<std::uint32_t>::max())
+    throw KEP_DB_ERROR(
+        fmt::format("the routing graph has {} sources between unlike pairs of places, more than "
+                    "the 4294967295 that it can have",
+                    begins.back()));
+  m_lists.resize(begins.back());
+  KEP_FOR_BLOCKS(bundles.size(), 64, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i != end; ++i) {
+      KEP_TURNED_BUNDLE& bundle = m_turned[bundles[i]];
+      std::copy(bundle.m_lists.begin(), bundle.m_lists.end(),
+                m_lists.begin() + static_cast<std::ptrdiff_t>(begins[i]));
+      std::vector<std::uint32_t>().swap(bundle.m_lists);
+      for (TARGET& target : bundle.m_targets)
+        target.m_list += static_cast<std::uint32_t>(begins[i]);
+    }
+  });
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 /// The edges of a graph by pairs of places. A *bundle* is what leads from nodes of one place to nodes of
@@ -38,7 +39,14 @@ public:
   /// stand in the order of their sources.
   const std::vector<BLOCK>& get_blocks() const { return m_blocks; }
   const std::vector<WAY>& get_ways(const BLOCK& block) const { return m_ways[block.m_ways]; }
-  const KEP_TURNED_BUNDLE& get_bundle(std::uint32_t number) const { return m_turned[number]; }
+  using TARGET = KEP_TURNED_BUNDLE::TARGET;
+  /// In order, each once.
+  const std::vector<TARGET>& get_targets(std::uint32_t bundle) const { return m_turned[bundle].m_targets; }
+  /// The list of a target: sources of one bundle, in order, as the lower halves of their words. The bit
+  /// KEP_SEEN_WORD::ABSOLUTE says of all of the bundle that they are to be named absolutely.
+  std::span<const std::uint32_t> get_sources(std::uint32_t list) const {
+    return {m_lists.data() + list + 1, m_lists[list]};
+  }
 
 private:
   struct RUN {
@@ -65,6 +73,7 @@ private:
                     KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::RECENT& recent);
   void find_ways();
   void turn_bundles();
+  void join_lists(const std::vector<std::uint32_t>& bundles);
 
   const KEP_NODE_PLACES& m_places;
   const KEP_TEMPLATE_LISTS& m_fanouts;
@@ -82,4 +91,5 @@ private:
   std::vector<std::vector<WAY>> m_ways; // by distinct block
   KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY> m_bundles;
   std::vector<KEP_TURNED_BUNDLE> m_turned; // by bundle
+  std::vector<std::uint32_t> m_lists;      // of all bundles
 };

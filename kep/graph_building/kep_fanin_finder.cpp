@@ -22,7 +22,7 @@ class KEP_FANIN_FINDER::GATHERER {
 public:
   GATHERER(KEP_FANIN_FINDER& finder, const KEP_EDGE_BUNDLES& bundles,
            KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::vector<std::uint32_t>& of_nodes)
-      : m_finder(finder), m_bundles(bundles), m_table(table), m_of_nodes(of_nodes) {}
+      : m_finder(finder), m_bundles(bundles), m_table(table), m_of_nodes(of_nodes), m_rows(NUM_ROWS) {}
 
   void gather(const PART& part) {
     sort_by_target(part);
@@ -37,38 +37,39 @@ public:
   }
 
 private:
-  /// What one bundle adds to the fanins of a target.
-  struct PIECE {
-    std::uint32_t m_seen_place;
-    std::uint32_t m_bundle;
-    std::uint32_t m_list;
-
-    std::uint64_t hash(std::uint64_t seed) const {
-      return KEP_TEMPLATE_HASH::mix(std::uint64_t{m_seen_place} << 32 | m_bundle, seed ^ m_list);
-    }
+  /// What one bundle adds to the fanins of a target: the place of its sources as it is seen, and the list.
+  using PIECE = std::uint64_t;
+  /// Pieces that came together, and the template that they made; NONE where they were too many.
+  struct ROW {
+    std::uint64_t m_hash = 0;
+    std::uint32_t m_first_piece = 0;
+    std::uint32_t m_num_pieces = 0;
+    std::uint32_t m_template = NONE;
   };
+  static constexpr std::size_t NUM_ROWS = 1 << 13; // and so many pieces that they stay in the caches
+  static constexpr std::size_t MAX_PIECES = 1 << 17;
 
   void sort_by_target(const PART& part) {
     m_next.assign(part.m_end - part.m_begin + std::size_t{1}, 0);
-    visit(part, [&](const ARRIVAL&, const KEP_TURNED_BUNDLE::TARGET& target) {
+    visit(part, [&](const ARRIVAL&, const KEP_EDGE_BUNDLES::TARGET& target) {
       ++m_next[target.m_target - part.m_begin + std::size_t{1}];
     });
     std::partial_sum(m_next.begin(), m_next.end(), m_next.begin());
     m_pieces.resize(m_next.back());
-    visit(part, [&](const ARRIVAL& arrival, const KEP_TURNED_BUNDLE::TARGET& target) {
-      m_pieces[m_next[target.m_target - part.m_begin]++] = {arrival.m_seen_place, arrival.m_bundle,
-                                                            target.m_list};
+    visit(part, [&](const ARRIVAL& arrival, const KEP_EDGE_BUNDLES::TARGET& target) {
+      m_pieces[m_next[target.m_target - part.m_begin]++] =
+          std::uint64_t{arrival.m_seen_place} << 32 | target.m_list;
     });
   }
   template <class VISIT>
   void visit(const PART& part, const VISIT& visit_target) const {
-    const auto comes_before = [](const KEP_TURNED_BUNDLE::TARGET& target, std::uint32_t number) {
+    const auto comes_before = [](const KEP_EDGE_BUNDLES::TARGET& target, std::uint32_t number) {
       return target.m_target < number;
     };
     for (std::size_t i = m_finder.m_first_arrival[part.m_place];
          i != m_finder.m_first_arrival[part.m_place + std::size_t{1}]; ++i) {
       const ARRIVAL& arrival = m_finder.m_arrivals[i];
-      const auto& targets = m_bundles.get_bundle(arrival.m_bundle).get_targets();
+      const std::vector<KEP_EDGE_BUNDLES::TARGET>& targets = m_bundles.get_targets(arrival.m_bundle);
       auto target = targets.begin();
       if (target->m_target < part.m_begin)
         target = std::lower_bound(target, targets.end(), part.m_begin, comes_before);
@@ -79,27 +80,30 @@ private:
 
   /// Nodes of the same pieces have the same list.
   std::uint32_t find_list(std::uint32_t node, std::span<const PIECE> pieces) {
-    std::uint32_t count = 0;
-    for (const PIECE& piece : pieces)
-      count += m_bundles.get_bundle(piece.m_bundle).get_list(piece.m_list).m_size;
-    if (count > MAX_FANINS) {
-      m_finder.tell_overfull(node, count);
-      return KEP_TEMPLATE_LISTS::NONE;
+    std::uint64_t hash = pieces.size();
+    for (const PIECE piece : pieces)
+      hash = KEP_TEMPLATE_HASH::mix(piece, hash);
+    ROW& row = m_rows[hash % NUM_ROWS];
+    if (row.m_hash == hash && row.m_num_pieces == pieces.size() && row.m_template != NONE &&
+        std::equal(pieces.begin(), pieces.end(), m_known_pieces.begin() + row.m_first_piece))
+      return row.m_template;
+    if (m_known_pieces.size() + pieces.size() > MAX_PIECES) {
+      m_known_pieces.clear();
+      m_rows.assign(NUM_ROWS, {});
     }
-    const auto num_pieces = static_cast<std::uint16_t>(pieces.size());
-    const std::uint32_t row = m_rows.add({pieces.data(), num_pieces, num_pieces}, m_recent_rows);
-    if (row >= m_lists_of_rows.size())
-      m_lists_of_rows.resize(std::max<std::size_t>(row + std::size_t{1}, 2 * m_lists_of_rows.size()), NONE);
-    std::uint32_t& list = m_lists_of_rows[row];
-    if (list == NONE) list = add_list(pieces);
-    return list;
+    row = {hash, static_cast<std::uint32_t>(m_known_pieces.size()), static_cast<std::uint32_t>(pieces.size()),
+           add_list(node, pieces)};
+    m_known_pieces.insert(m_known_pieces.end(), pieces.begin(), pieces.end());
+    return row.m_template;
   }
-  std::uint32_t add_list(std::span<const PIECE> pieces) {
+  std::uint32_t add_list(std::uint32_t node, std::span<const PIECE> pieces) {
     m_sources.clear();
-    for (const PIECE& piece : pieces) {
-      const KEP_TURNED_BUNDLE::LIST list = m_bundles.get_bundle(piece.m_bundle).get_list(piece.m_list);
-      for (const std::uint32_t source : std::span(list.m_sources, list.m_size))
-        m_sources.push_back({{std::uint64_t{piece.m_seen_place} << 32 | source}});
+    for (const PIECE piece : pieces)
+      for (const std::uint32_t source : m_bundles.get_sources(static_cast<std::uint32_t>(piece)))
+        m_sources.push_back({{piece >> 32 << 32 | source}});
+    if (m_sources.size() > MAX_FANINS) {
+      m_finder.tell_overfull(node, static_cast<std::uint32_t>(m_sources.size()));
+      return NONE;
     }
     const auto count = static_cast<std::uint16_t>(m_sources.size());
     return m_table.add({m_sources.data(), count, count}, m_recent);
@@ -111,9 +115,8 @@ private:
   std::vector<std::uint32_t>& m_of_nodes;
   std::vector<std::uint32_t> m_next; // by target: where its next piece goes
   std::vector<PIECE> m_pieces;
-  KEP_TEMPLATE_TABLE<PIECE> m_rows; // of pieces that came here
-  KEP_TEMPLATE_TABLE<PIECE>::RECENT m_recent_rows;
-  std::vector<std::uint32_t> m_lists_of_rows;
+  std::vector<ROW> m_rows; // by hash
+  std::vector<PIECE> m_known_pieces;
   std::vector<KEP_FANIN_ENTRY> m_sources;
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT m_recent;
 };
@@ -130,7 +133,8 @@ void KEP_FANIN_FINDER::find_arrivals(const KEP_EDGE_BUNDLES& bundles) {
   m_arrivals.resize(m_first_arrival.back());
   std::vector<std::size_t> next(m_first_arrival.begin(), m_first_arrival.end() - 1);
   visit([&](std::uint32_t from, std::uint32_t to, std::uint32_t bundle) {
-    m_arrivals[next[to]++] = {bundles.get_bundle(bundle).is_absolute() ? from : from - to, bundle};
+    const std::uint32_t source = bundles.get_sources(bundles.get_targets(bundle).front().m_list).front();
+    m_arrivals[next[to]++] = {(source & KEP_SEEN_WORD::ABSOLUTE) != 0 ? from : from - to, bundle};
   });
 }
 
@@ -169,7 +173,7 @@ std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const KEP_EDGE_BUNDLES
     if (m_models[place] != place) continue;
     std::uint64_t num_targets = 0;
     for (std::size_t i = m_first_arrival[place]; i != m_first_arrival[place + 1]; ++i)
-      num_targets += bundles.get_bundle(m_arrivals[i].m_bundle).get_targets().size();
+      num_targets += bundles.get_targets(m_arrivals[i].m_bundle).size();
     const std::uint64_t num_parts = (num_targets + at_a_time - 1) / at_a_time;
     const std::uint32_t num_ranks = m_places.get_num_ranks(place);
     const auto begin_of = [&](std::uint64_t part) {

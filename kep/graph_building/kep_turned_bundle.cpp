@@ -2,106 +2,117 @@
 
 #include <algorithm>
 
-/// Sources of the same targets, by their number; groups in the order of their first sources.
-void KEP_TURNED_BUNDLE::WORK::group(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle) {
+KEP_TURNED_BUNDLE KEP_BUNDLE_TURNER::turn(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle) {
+  m_turned = {};
+  m_long_lists.clear();
+  group(bundle);
+  pair();
+  const PAIR* const end = m_pairs.data() + m_pairs.size();
+  for (const PAIR *pair = m_pairs.data(), *next; pair != end; pair = next) {
+    for (next = pair + 1; next != end && next->first == pair->first;)
+      ++next;
+    m_turned.m_targets.push_back({pair->first, find_list(pair, next)});
+  }
+  m_turned.m_targets.shrink_to_fit();
+  m_turned.m_lists.shrink_to_fit();
+  return std::move(m_turned);
+}
+
+/// Groups stand in the order of their first sources.
+void KEP_BUNDLE_TURNER::group(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle) {
   m_groups.clear();
   const KEP_BUNDLE_ENTRY* const end = bundle.m_entries + bundle.m_num_edges;
   for (const KEP_BUNDLE_ENTRY* entry = bundle.m_entries; entry != end; ++entry) {
-    if (entry->m_targets >= m_group_of_targets.size())
-      m_group_of_targets.resize(std::max<std::size_t>(entry->m_targets + 1, 2 * m_group_of_targets.size()),
-                                NONE);
     std::uint32_t& group = m_group_of_targets[entry->m_targets];
     if (group == NONE) {
       group = static_cast<std::uint32_t>(m_groups.size());
-      m_groups.push_back({entry->m_targets, 0, NONE});
+      m_groups.push_back({entry->m_targets, 0, 0, NONE});
     }
     ++m_groups[group].m_end; // how many at first
   }
   std::uint32_t begin = 0;
-  for (GROUP& each : m_groups)
+  for (GROUP& each : m_groups) {
+    each.m_begin = begin;
     begin += std::exchange(each.m_end, begin);
-  m_sources.resize(bundle.m_num_edges);
+  }
+  m_sources.resize(begin);
   for (const KEP_BUNDLE_ENTRY* entry = bundle.m_entries; entry != end; ++entry)
     m_sources[m_groups[m_group_of_targets[entry->m_targets]].m_end++] = entry->m_source;
   for (const GROUP& each : m_groups)
     m_group_of_targets[each.m_targets] = NONE;
 }
 
-/// What each group drives, by target and then by group.
-void KEP_TURNED_BUNDLE::WORK::pair(const KEP_TARGET_LISTS& targets) {
+void KEP_BUNDLE_TURNER::pair() {
   m_pairs.clear();
+  std::uint32_t least = NONE;
+  std::uint32_t most = 0;
   for (std::uint32_t group = 0; group != m_groups.size(); ++group) {
-    const KEP_TARGET_LISTS::LIST& list = targets.get(m_groups[group].m_targets);
-    for (std::uint32_t i = 0; i != list.m_num_edges; ++i)
-      m_pairs.emplace_back(list.m_entries[i].m_target, group);
+    const KEP_TARGET_LISTS::LIST& list = m_targets.get(m_groups[group].m_targets);
+    for (std::uint32_t i = 0; i != list.m_num_edges; ++i) {
+      const std::uint32_t target = list.m_entries[i].m_target;
+      least = std::min(least, target);
+      most = std::max(most, target);
+      m_pairs.emplace_back(target, group);
+    }
   }
-  sort_pairs();
+  sort_pairs(least, most);
 }
 
-/// Counts by target where that is less than to compare: many bundles reach few targets that lie far apart.
-void KEP_TURNED_BUNDLE::WORK::sort_pairs() {
-  const auto [least, most] =
-      std::minmax_element(m_pairs.begin(), m_pairs.end(),
-                          [](const PAIR& left, const PAIR& right) { return left.first < right.first; });
-  const std::uint32_t first = least->first;
-  const std::size_t num_targets = most->first - first + std::size_t{1};
+/// Counts by target where that is less than to compare: a bundle may reach few targets that lie far apart.
+void KEP_BUNDLE_TURNER::sort_pairs(std::uint32_t least, std::uint32_t most) {
+  const std::size_t num_targets = most - least + std::size_t{1};
   if (num_targets > 8 * m_pairs.size()) return std::sort(m_pairs.begin(), m_pairs.end());
   m_unsorted.swap(m_pairs);
   m_pairs.resize(m_unsorted.size());
   m_next.assign(num_targets + 1, 0);
   for (const PAIR& each : m_unsorted)
-    ++m_next[each.first - first + 1];
+    ++m_next[each.first - least + std::size_t{1}];
   for (std::size_t i = 1; i < num_targets; ++i)
     m_next[i] += m_next[i - 1];
   for (const PAIR& each : m_unsorted)
-    m_pairs[m_next[each.first - first]++] = each;
+    m_pairs[m_next[each.first - least]++] = each;
 }
 
-/// Short ones are as quickly made as found, unless one group makes them.
-std::uint32_t* KEP_TURNED_BUNDLE::WORK::find_list(const PAIR* pair, const PAIR* end) {
+/// Where the list of the groups of these pairs stands. Short ones are made as quickly as found, unless it is
+/// a group as it is.
+std::uint32_t KEP_BUNDLE_TURNER::find_list(const PAIR* pairs, const PAIR* end) {
   constexpr std::uint32_t LONG = 64;
-  if (end - pair == 1) return &m_groups[pair->second].m_list;
+  if (end - pairs == 1) {
+    std::uint32_t& list = m_groups[pairs->second].m_list;
+    if (list == NONE) list = add_list(pairs, end);
+    return list;
+  }
   std::uint32_t num_sources = 0;
-  for (const PAIR* each = pair; each != end; ++each)
-    num_sources += m_groups[each->second].m_end - get_begin(each->second);
-  if (num_sources < LONG) return nullptr;
-  std::vector<std::uint32_t> groups;
-  for (; pair != end; ++pair)
-    groups.push_back(pair->second);
-  return &m_long_lists.try_emplace(std::move(groups), NONE).first->second;
+  for (const PAIR* pair = pairs; pair != end; ++pair)
+    num_sources += m_groups[pair->second].m_end - m_groups[pair->second].m_begin;
+  return num_sources < LONG ? add_list(pairs, end) : find_long_list(pairs, end);
 }
 
-KEP_TURNED_BUNDLE::KEP_TURNED_BUNDLE(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle,
-                                     const KEP_TARGET_LISTS& targets, WORK& work) {
-  work.group(bundle);
-  work.pair(targets);
-  const WORK::PAIR* const end = work.m_pairs.data() + work.m_pairs.size();
-  for (const WORK::PAIR *pair = work.m_pairs.data(), *next; pair != end; pair = next) {
-    next = std::find_if(pair, end, [pair](const WORK::PAIR& each) { return each.first != pair->first; });
-    std::uint32_t* known = work.find_list(pair, next);
-    const std::uint32_t list = known && *known != WORK::NONE ? *known : add_list(work, pair, next);
-    if (known) *known = list;
-    m_targets.push_back({pair->first, list});
-  }
-  work.m_long_lists.clear();
-  m_targets.shrink_to_fit();
-  m_lists.shrink_to_fit();
+std::uint32_t KEP_BUNDLE_TURNER::find_long_list(const PAIR* pairs, const PAIR* end) {
+  std::uint64_t hash = 0;
+  for (const PAIR* pair = pairs; pair != end; ++pair)
+    hash = KEP_TEMPLATE_HASH::mix(pair->second, hash);
+  const auto [known, is_new] = m_long_lists.try_emplace(hash, KNOWN_LIST{pairs, end, NONE});
+  if (is_new) known->second.m_list = add_list(pairs, end);
+  const KNOWN_LIST& list = known->second;
+  const bool is_same =
+      std::equal(pairs, end, list.m_pairs, list.m_end,
+                 [](const PAIR& left, const PAIR& right) { return left.second == right.second; });
+  return is_same ? list.m_list : add_list(pairs, end);
 }
 
 /// A target may stand in several groups, and several times in one.
-std::uint32_t KEP_TURNED_BUNDLE::add_list(const WORK& work, const WORK::PAIR* pair, const WORK::PAIR* end) {
-  const auto list = static_cast<std::uint32_t>(m_lists.size());
-  m_lists.push_back(0);
-  for (; pair != end; ++pair) {
-    m_lists.insert(m_lists.end(), work.m_sources.begin() + work.get_begin(pair->second),
-                   work.m_sources.begin() + work.m_groups[pair->second].m_end);
+std::uint32_t KEP_BUNDLE_TURNER::add_list(const PAIR* pairs, const PAIR* end) {
+  std::vector<std::uint32_t>& lists = m_turned.m_lists;
+  const std::size_t begin = lists.size() + 1;
+  lists.push_back(0);
+  for (const PAIR* pair = pairs; pair != end; ++pair) {
+    const GROUP& group = m_groups[pair->second];
+    for (std::uint32_t source = group.m_begin; source != group.m_end; ++source)
+      lists.push_back(m_sources[source]);
   }
-  m_lists[list] = static_cast<std::uint32_t>(m_lists.size()) - list - 1;
-  if (!std::is_sorted(m_lists.begin() + list + 1, m_lists.end()))
-    std::sort(m_lists.begin() + list + 1, m_lists.end());
-  return list;
-}
-
-bool KEP_TURNED_BUNDLE::is_absolute() const {
-  return (m_lists[1] & KEP_SEEN_WORD::ABSOLUTE) != 0;
+  lists[begin - 1] = static_cast<std::uint32_t>(lists.size() - begin);
+  const auto first = lists.begin() + static_cast<std::ptrdiff_t>(begin);
+  if (!std::is_sorted(first, lists.end())) std::sort(first, lists.end());
+  return static_cast<std::uint32_t>(begin - 1);
 }

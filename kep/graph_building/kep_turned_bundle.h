@@ -2,9 +2,8 @@
 
 #include "kep/graph_building/kep_template_table.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <map>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -27,59 +26,55 @@ struct KEP_BUNDLE_ENTRY {
   }
 };
 
-/// A bundle of edges as its targets see it: lists of sources, each in order. Targets of the same sources
-/// share their list if it is long, so a net with n drivers and n readers takes n words and not n * n.
-class KEP_TURNED_BUNDLE {
-public:
+/// A bundle of edges as its targets see it. Targets of the same sources share their list if it is long, so a
+/// net with n drivers and n readers takes n words and not n * n.
+struct KEP_TURNED_BUNDLE {
   struct TARGET {
     std::uint32_t m_target;
     std::uint32_t m_list;
   };
-  struct LIST {
-    const std::uint32_t* m_sources;
-    std::uint32_t m_size;
-  };
 
-  /// What turning takes on the way; keeps its memory from bundle to bundle.
-  class WORK {
-    friend class KEP_TURNED_BUNDLE;
-    static constexpr std::uint32_t NONE = ~std::uint32_t{0};
-    struct GROUP { // sources of the same targets
-      std::uint32_t m_targets;
-      std::uint32_t m_end; // of its sources, which stand behind those of the group before
-      std::uint32_t m_list;
-    };
-    using PAIR = std::pair<std::uint32_t, std::uint32_t>; // a target and a group that drives it
+  std::vector<TARGET> m_targets;      ///< in order, each once
+  std::vector<std::uint32_t> m_lists; ///< their sources in order; before each list its size
+};
 
-    std::uint32_t get_begin(std::uint32_t group) const { return group == 0 ? 0 : m_groups[group - 1].m_end; }
-    void group(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle);
-    void pair(const KEP_TARGET_LISTS& targets);
-    void sort_pairs();
-    /// Where the list of the groups of these pairs stands, to be set if it is new; null for one to forget.
-    std::uint32_t* find_list(const PAIR* pair, const PAIR* end);
+/// Turns bundles round, one after another.
+class KEP_BUNDLE_TURNER {
+public:
+  explicit KEP_BUNDLE_TURNER(const KEP_TARGET_LISTS& targets)
+      : m_targets(targets), m_group_of_targets(targets.get_number_limit(), NONE) {}
 
-    std::vector<std::uint32_t> m_group_of_targets; // by number of the list, NONE between bundles
-    std::vector<GROUP> m_groups;
-    std::vector<std::uint32_t> m_sources; // group after group
-    std::vector<PAIR> m_pairs;
-    std::vector<PAIR> m_unsorted;
-    std::vector<std::uint32_t> m_next;
-    std::map<std::vector<std::uint32_t>, std::uint32_t> m_long_lists; // by their groups
-  };
-
-  KEP_TURNED_BUNDLE() = default;
-  KEP_TURNED_BUNDLE(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle, const KEP_TARGET_LISTS& targets,
-                    WORK& work);
-
-  /// In order, each once.
-  const std::vector<TARGET>& get_targets() const { return m_targets; }
-  LIST get_list(std::uint32_t list) const { return {m_lists.data() + list + 1, m_lists[list]}; }
-  /// Its sources are to be named absolutely.
-  bool is_absolute() const;
+  KEP_TURNED_BUNDLE turn(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle);
 
 private:
-  std::uint32_t add_list(const WORK& work, const WORK::PAIR* pair, const WORK::PAIR* end);
+  static constexpr std::uint32_t NONE = ~std::uint32_t{0};
+  struct GROUP { // sources of the same targets
+    std::uint32_t m_targets;
+    std::uint32_t m_begin; // of its sources
+    std::uint32_t m_end;
+    std::uint32_t m_list; // where it stands as a list, or NONE
+  };
+  using PAIR = std::pair<std::uint32_t, std::uint32_t>; // a target and a group that drives it
+  struct KNOWN_LIST {
+    const PAIR* m_pairs;
+    const PAIR* m_end;
+    std::uint32_t m_list;
+  };
 
-  std::vector<TARGET> m_targets;
-  std::vector<std::uint32_t> m_lists; // before each its size
+  void group(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle);
+  void pair();
+  void sort_pairs(std::uint32_t least, std::uint32_t most);
+  std::uint32_t find_list(const PAIR* pairs, const PAIR* end);
+  std::uint32_t find_long_list(const PAIR* pairs, const PAIR* end);
+  std::uint32_t add_list(const PAIR* pairs, const PAIR* end);
+
+  const KEP_TARGET_LISTS& m_targets;
+  KEP_TURNED_BUNDLE m_turned;
+  std::vector<std::uint32_t> m_group_of_targets; // by number of the list, NONE between bundles
+  std::vector<GROUP> m_groups;
+  std::vector<std::uint32_t> m_sources; // group after group
+  std::vector<PAIR> m_pairs;            // by target, then by group
+  std::vector<PAIR> m_unsorted;
+  std::vector<std::uint32_t> m_next;
+  std::unordered_map<std::uint64_t, KNOWN_LIST> m_long_lists; // by the hash of their groups
 };
