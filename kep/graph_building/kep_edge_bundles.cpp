@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
 #include <utility>
 
 namespace {
@@ -16,14 +15,9 @@ namespace {
 // A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
 constexpr std::uint32_t MANY_FANOUTS = 256;
 // Bundles of so many edges are cut, so that threads share them and none takes much memory to be turned.
-constexpr std::uint64_t MAX_EDGES = 1 << 20;
+constexpr std::uint64_t MAX_EDGES = 1 << 18;
 
 constexpr std::uint32_t LOWER_ABSOLUTE = static_cast<std::uint32_t>(KEP_SEEN_WORD::ABSOLUTE);
-
-/// The place of a target as it is seen.
-std::uint64_t get_direction(KEP_SEEN_WORD target) {
-  return target.m_bits & (~std::uint64_t{0} << 32 | KEP_SEEN_WORD::ABSOLUTE);
-}
 
 template <class TABLE>
 std::vector<std::uint32_t> get_numbers(const TABLE& table) {
@@ -38,52 +32,12 @@ std::vector<std::uint32_t> get_numbers(const TABLE& table) {
 KEP_EDGE_BUNDLES::KEP_EDGE_BUNDLES(const KEP_NODE_PLACES& places, const KEP_TEMPLATE_LISTS& fanouts,
                                    const std::vector<KEP_SEEN_WORD>& words, std::uint32_t num_top_occurrences,
                                    std::uint32_t max_sources)
-    : m_places(places), m_fanouts(fanouts), m_words(words), m_num_top_occurrences(num_top_occurrences),
+    : m_places(places), m_fanouts(fanouts), m_num_top_occurrences(num_top_occurrences),
       m_max_sources(max_sources) {
-  split_lists();
+  const KEP_FANOUT_RUNS runs(fanouts, words);
   make_blocks();
-  find_ways();
-  turn_bundles();
-}
-
-/// Calls `visit(begin, end)` for each run of the list.
-template <class VISIT>
-void KEP_EDGE_BUNDLES::visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& visit) const {
-  const KEP_SEEN_WORD* word = m_words.data() + list.m_first_entry;
-  for (const KEP_SEEN_WORD* const end = word + list.m_num_edges; word != end;) {
-    const KEP_SEEN_WORD* const begin = word;
-    while (++word != end && get_direction(*word) == get_direction(*begin)) {
-    }
-    visit(begin, word);
-  }
-}
-
-void KEP_EDGE_BUNDLES::split_lists() {
-  constexpr std::size_t GRAIN = 256;
-  const std::vector<KEP_EDGE_TEMPLATE>& lists = m_fanouts.m_templates;
-  m_first_run.assign(lists.size() + 1, 0);
-  KEP_FOR_BLOCKS(lists.size(), GRAIN, [&](std::size_t begin, std::size_t end) {
-    for (std::size_t list = begin; list != end; ++list)
-      visit_runs(lists[list], [&](const KEP_SEEN_WORD*, const KEP_SEEN_WORD*) { ++m_first_run[list + 1]; });
-  });
-  std::partial_sum(m_first_run.begin(), m_first_run.end(), m_first_run.begin());
-  m_runs.resize(m_first_run.back());
-  KEP_FOR_BLOCKS(lists.size(), GRAIN, [&](std::size_t begin, std::size_t end) {
-    KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent_directions;
-    KEP_TARGET_LISTS::RECENT recent_targets;
-    std::vector<KEP_TARGET_ENTRY> targets;
-    RUN* run = m_runs.data() + m_first_run[begin];
-    for (std::size_t list = begin; list != end; ++list)
-      visit_runs(lists[list], [&](const KEP_SEEN_WORD* word, const KEP_SEEN_WORD* run_end) {
-        const KEP_FANIN_ENTRY direction{{get_direction(*word)}};
-        targets.clear();
-        for (; word != run_end; ++word)
-          targets.push_back({static_cast<std::uint32_t>(word->m_bits) & ~LOWER_ABSOLUTE});
-        const auto count = static_cast<std::uint16_t>(targets.size());
-        *run++ = {m_directions.add({&direction, 1, 1}, recent_directions),
-                  m_targets.add({targets.data(), count, count}, recent_targets)};
-      });
-  });
+  find_ways(runs);
+  turn_bundles(runs);
 }
 
 void KEP_EDGE_BUNDLES::make_blocks() {
@@ -130,8 +84,8 @@ void KEP_EDGE_BUNDLES::number_block(BLOCK& block, bool hipi, std::vector<BLOCK_E
 /// Finds the ways of one block after another.
 class KEP_EDGE_BUNDLES::WAY_FINDER {
 public:
-  explicit WAY_FINDER(KEP_EDGE_BUNDLES& bundles)
-      : m_bundles(bundles), m_next(bundles.m_directions.get_number_limit()) {}
+  WAY_FINDER(KEP_EDGE_BUNDLES& bundles, const KEP_FANOUT_RUNS& runs)
+      : m_bundles(bundles), m_runs(runs), m_next(runs.get_direction_limit()) {}
 
   std::vector<WAY> find(const KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::LIST& block) {
     sort_by_direction(block);
@@ -144,7 +98,7 @@ public:
         const auto count = static_cast<std::uint16_t>(cut - begin);
         const std::uint32_t bundle =
             m_bundles.m_bundles.add({m_entries.data() + begin, count, count}, m_recent);
-        ways.push_back({m_bundles.m_directions.get(direction).m_entries->m_node, bundle});
+        ways.push_back({m_runs.get_direction(direction), bundle});
         begin = cut;
       }
     }
@@ -157,14 +111,14 @@ private:
   void sort_by_direction(const KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::LIST& block) {
     m_num_edges = 0;
     m_directions.clear();
-    visit(block, [&](const BLOCK_ENTRY&, const RUN& run) {
+    visit(block, [&](const BLOCK_ENTRY&, const KEP_FANOUT_RUNS::RUN& run) {
       if (m_next[run.m_direction]++ == 0) m_directions.push_back(run.m_direction);
     });
     std::uint32_t begin = 0;
     for (const std::uint32_t direction : m_directions)
       begin += std::exchange(m_next[direction], begin);
     m_entries.resize(begin);
-    visit(block, [&](const BLOCK_ENTRY& entry, const RUN& run) {
+    visit(block, [&](const BLOCK_ENTRY& entry, const KEP_FANOUT_RUNS::RUN& run) {
       m_entries[m_next[run.m_direction]++] = {entry.m_source, run.m_targets};
     });
   }
@@ -174,10 +128,8 @@ private:
       const std::uint32_t num_edges = m_bundles.m_fanouts.m_templates[entry.m_list].m_num_edges;
       m_num_edges += num_edges;
       if (num_edges >= MANY_FANOUTS) entry.m_source |= LOWER_ABSOLUTE;
-      const RUN* run = m_bundles.m_runs.data() + m_bundles.m_first_run[entry.m_list];
-      for (const RUN* end = m_bundles.m_runs.data() + m_bundles.m_first_run[entry.m_list + 1]; run != end;
-           ++run)
-        visit_run(entry, *run);
+      for (const KEP_FANOUT_RUNS::RUN& run : m_runs.get_runs(entry.m_list))
+        visit_run(entry, run);
     }
   }
   /// Where a bundle that begins there ends at the latest: at the limits, or where sources are told another
@@ -192,13 +144,14 @@ private:
     std::uint32_t cut = begin;
     while (++cut != end && is_absolute(cut) == is_absolute(begin)) {
       if (m_num_edges < MAX_EDGES || m_entries[cut].m_targets == m_entries[cut - 1].m_targets) continue;
-      num_edges += m_bundles.m_targets.get(m_entries[cut].m_targets).m_num_edges;
+      num_edges += m_runs.get_num_targets(m_entries[cut].m_targets);
       if (num_edges > MAX_EDGES) break;
     }
     return cut;
   }
 
   KEP_EDGE_BUNDLES& m_bundles;
+  const KEP_FANOUT_RUNS& m_runs;
   std::vector<std::uint32_t> m_next;       // by direction, 0 between blocks: where its next source goes
   std::vector<std::uint32_t> m_directions; // of the block
   std::vector<KEP_BUNDLE_ENTRY> m_entries; // by direction
@@ -206,29 +159,26 @@ private:
   KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::RECENT m_recent;
 };
 
-void KEP_EDGE_BUNDLES::find_ways() {
+void KEP_EDGE_BUNDLES::find_ways(const KEP_FANOUT_RUNS& runs) {
   const std::vector<std::uint32_t> blocks = get_numbers(m_distinct_blocks);
   m_ways.resize(m_distinct_blocks.get_number_limit());
   KEP_FOR_BLOCKS(blocks.size(), 4, [&](std::size_t begin, std::size_t end) {
-    WAY_FINDER finder(*this);
+    WAY_FINDER finder(*this, runs);
     for (std::size_t i = begin; i != end; ++i)
       m_ways[blocks[i]] = finder.find(m_distinct_blocks.get(blocks[i]));
   });
   m_distinct_blocks.clear();
-  std::vector<RUN>().swap(m_runs);
-  std::vector<std::size_t>().swap(m_first_run);
 }
 
-void KEP_EDGE_BUNDLES::turn_bundles() {
+void KEP_EDGE_BUNDLES::turn_bundles(const KEP_FANOUT_RUNS& runs) {
   const std::vector<std::uint32_t> bundles = get_numbers(m_bundles);
   m_turned.resize(m_bundles.get_number_limit());
   KEP_FOR_BLOCKS(bundles.size(), 1, [&](std::size_t begin, std::size_t end) {
-    KEP_BUNDLE_TURNER turner(m_targets);
+    KEP_BUNDLE_TURNER turner(runs);
     for (std::size_t i = begin; i != end; ++i)
       m_turned[bundles[i]] = turner.turn(m_bundles.get(bundles[i]));
   });
   m_bundles.clear();
-  m_targets.clear();
   join_lists(bundles);
 }
 

@@ -13,8 +13,8 @@
 /// another: for each source, in order, the targets that it drives there. It does not tell where both stand,
 /// so a regular device has few of them however large it is, and each is turned round once.
 ///
-/// Whatever comes again is looked at once on the way there, too: the *runs* of a list of fanouts, which are
-/// those that stand at one place; and the lists that the nodes of a place have.
+/// Whatever comes again is looked at once on the way there, too: runs of fanouts, and the lists that the
+/// nodes of a place have.
 class KEP_EDGE_BUNDLES {
 public:
   /// One bundle, and where it leads, as seen from the place of its sources.
@@ -49,10 +49,6 @@ public:
   }
 
 private:
-  struct RUN {
-    std::uint32_t m_direction; // numbers of both
-    std::uint32_t m_targets;
-  };
   /// A node of a block, told like KEP_TURNED_BUNDLE tells sources, and its list of fanouts.
   struct BLOCK_ENTRY {
     std::uint32_t m_source;
@@ -64,27 +60,19 @@ private:
   };
   class WAY_FINDER;
 
-  template <class VISIT>
-  void visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& visit) const;
-  void split_lists();
   void make_blocks();
   void add_blocks();
   void number_block(BLOCK& block, bool hipi, std::vector<BLOCK_ENTRY>& entries,
                     KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::RECENT& recent);
-  void find_ways();
-  void turn_bundles();
+  void find_ways(const KEP_FANOUT_RUNS& runs);
+  void turn_bundles(const KEP_FANOUT_RUNS& runs);
   void join_lists(const std::vector<std::uint32_t>& bundles);
 
   const KEP_NODE_PLACES& m_places;
   const KEP_TEMPLATE_LISTS& m_fanouts;
-  const std::vector<KEP_SEEN_WORD>& m_words;
   std::uint32_t m_num_top_occurrences;
   std::uint32_t m_max_sources;
 
-  KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> m_directions; // each a list of one
-  KEP_TARGET_LISTS m_targets;
-  std::vector<std::size_t> m_first_run; // by list of fanouts, and one more
-  std::vector<RUN> m_runs;
   std::size_t m_num_hipi_blocks = 0;
   std::vector<BLOCK> m_blocks;
   KEP_TEMPLATE_TABLE<BLOCK_ENTRY> m_distinct_blocks;

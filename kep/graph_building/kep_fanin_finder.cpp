@@ -41,13 +41,13 @@ private:
   using PIECE = std::uint64_t;
   /// Pieces that came together, and the template that they made; NONE where they were too many.
   struct ROW {
-    std::uint64_t m_hash = 0;
+    std::uint32_t m_hash = 0;
     std::uint32_t m_first_piece = 0;
     std::uint32_t m_num_pieces = 0;
     std::uint32_t m_template = NONE;
   };
-  static constexpr std::size_t NUM_ROWS = 1 << 13; // and so many pieces that they stay in the caches
-  static constexpr std::size_t MAX_PIECES = 1 << 17;
+  static constexpr std::size_t NUM_ROWS = 1 << 14; // and so many pieces that they stay in the caches
+  static constexpr std::size_t MAX_PIECES = 1 << 18;
 
   void sort_by_target(const PART& part) {
     m_next.assign(part.m_end - part.m_begin + std::size_t{1}, 0);
@@ -80,10 +80,11 @@ private:
 
   /// Nodes of the same pieces have the same list.
   std::uint32_t find_list(std::uint32_t node, std::span<const PIECE> pieces) {
-    std::uint64_t hash = pieces.size();
+    std::uint64_t mixed = pieces.size();
     for (const PIECE piece : pieces)
-      hash = KEP_TEMPLATE_HASH::mix(piece, hash);
-    ROW& row = m_rows[hash % NUM_ROWS];
+      mixed = KEP_TEMPLATE_HASH::mix(piece, mixed);
+    ROW& row = m_rows[mixed % NUM_ROWS];
+    const auto hash = static_cast<std::uint32_t>(mixed >> 32);
     if (row.m_hash == hash && row.m_num_pieces == pieces.size() && row.m_template != NONE &&
         std::equal(pieces.begin(), pieces.end(), m_known_pieces.begin() + row.m_first_piece))
       return row.m_template;

@@ -13,7 +13,7 @@
 /// blocks, so that each may keep what it learns.
 template <class BODY>
 void KEP_FOR_BLOCKS(std::size_t size, std::size_t grain, const BODY& body) {
-  constexpr std::size_t BLOCKS_OF_A_THREAD = 8;
+  constexpr std::size_t BLOCKS_OF_A_THREAD = 4;
   const auto num_threads = static_cast<std::size_t>(tbb::this_task_arena::max_concurrency());
   const std::size_t num_blocks =
       std::clamp<std::size_t>(size / grain, size != 0, num_threads * BLOCKS_OF_A_THREAD);

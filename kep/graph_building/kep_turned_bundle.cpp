@@ -47,9 +47,9 @@ void KEP_BUNDLE_TURNER::pair() {
   std::uint32_t least = NONE;
   std::uint32_t most = 0;
   for (std::uint32_t group = 0; group != m_groups.size(); ++group) {
-    const KEP_TARGET_LISTS::LIST& list = m_targets.get(m_groups[group].m_targets);
-    for (std::uint32_t i = 0; i != list.m_num_edges; ++i) {
-      const std::uint32_t target = list.m_entries[i].m_target;
+    const std::uint32_t targets = m_groups[group].m_targets;
+    for (std::uint32_t i = 0; i != m_runs.get_num_targets(targets); ++i) {
+      const std::uint32_t target = m_runs.get_target(targets, i);
       least = std::min(least, target);
       most = std::max(most, target);
       m_pairs.emplace_back(target, group);

@@ -1,22 +1,16 @@
 #pragma once
 
+#include "kep/graph_building/kep_fanout_runs.h"
 #include "kep/graph_building/kep_template_table.h"
+#include "kep/kep_export.h"
 
 #include <cstdint>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-/// A target of a bundle: the lower half of its word.
-struct KEP_TARGET_ENTRY {
-  std::uint32_t m_target;
-
-  std::uint64_t hash(std::uint64_t seed) const { return KEP_TEMPLATE_HASH::mix(m_target, seed); }
-};
-using KEP_TARGET_LISTS = KEP_TEMPLATE_TABLE<KEP_TARGET_ENTRY>;
-
 /// A source of a bundle: the lower half of its word, with the bit KEP_SEEN_WORD::ABSOLUTE where its targets
-/// are to name it absolutely; and what it drives, by the number of the list.
+/// are to name it absolutely; and what it drives, as KEP_FANOUT_RUNS numbers it.
 struct KEP_BUNDLE_ENTRY {
   std::uint32_t m_source;
   std::uint32_t m_targets;
@@ -39,10 +33,10 @@ struct KEP_TURNED_BUNDLE {
 };
 
 /// Turns bundles round, one after another.
-class KEP_BUNDLE_TURNER {
+class KEP_EXPORT KEP_BUNDLE_TURNER {
 public:
-  explicit KEP_BUNDLE_TURNER(const KEP_TARGET_LISTS& targets)
-      : m_targets(targets), m_group_of_targets(targets.get_number_limit(), NONE) {}
+  explicit KEP_BUNDLE_TURNER(const KEP_FANOUT_RUNS& runs)
+      : m_runs(runs), m_group_of_targets(runs.get_target_limit(), NONE) {}
 
   KEP_TURNED_BUNDLE turn(const KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::LIST& bundle);
 
@@ -68,9 +62,9 @@ private:
   std::uint32_t find_long_list(const PAIR* pairs, const PAIR* end);
   std::uint32_t add_list(const PAIR* pairs, const PAIR* end);
 
-  const KEP_TARGET_LISTS& m_targets;
+  const KEP_FANOUT_RUNS& m_runs;
   KEP_TURNED_BUNDLE m_turned;
-  std::vector<std::uint32_t> m_group_of_targets; // by number of the list, NONE between bundles
+  std::vector<std::uint32_t> m_group_of_targets; // NONE between bundles
   std::vector<GROUP> m_groups;
   std::vector<std::uint32_t> m_sources; // group after group
   std::vector<PAIR> m_pairs;            // by target, then by group
