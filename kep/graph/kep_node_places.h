@@ -13,7 +13,7 @@
 /// Where the nodes of a graph stand, in the order of their words: which keys of each module are nodes
 /// somewhere, and which of them at each place of the module. A regular device takes a few words a place; only
 /// where some key is no node the ranks are listed. Read-only once it is made.
-class KEP_EXPORT KEP_NODE_PLACES {
+class KEP_NODE_PLACES {
 public:
   static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <numeric>
 
 static_assert(std::endian::native == std::endian::little, "a number is read by its lowest bytes");
 
@@ -42,14 +41,14 @@ KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& wor
 
 bool KEP_WORD_FOLDER::wants_words() {
   const std::size_t num_words = m_num_words;
-  const std::size_t num_nodes = count_nodes();
+  const std::size_t num_indices = count_indices();
   if (m_step == STEP::NOTHING)
     begin(m_size < MANY_WORDS ? STEP::ALL : STEP::SAMPLE, std::min(m_size, MANY_WORDS / 64));
   else if (m_is_full)
     begin(m_step, num_words * 4);
   else if (m_step == STEP::ALL || !m_has_others)
-    finish(num_nodes + num_words);
-  else if (is_smaller_with_numbers(num_nodes + (num_words << SAMPLE_BITS)))
+    finish(num_indices + num_words);
+  else if (is_smaller_with_numbers(num_indices + (num_words << SAMPLE_BITS)))
     begin(STEP::ALL, (num_words << SAMPLE_BITS) + MANY_WORDS / 64);
   else
     finish(m_size);
@@ -88,11 +87,11 @@ bool KEP_WORD_FOLDER::is_smaller_with_numbers(std::size_t num_words) const {
          m_size * sizeof(KEP_SEEN_WORD);
 }
 
-std::size_t KEP_WORD_FOLDER::count_nodes() const {
-  return std::accumulate(m_nodes.begin(), m_nodes.end(), std::size_t{0},
-                         [](std::size_t count, std::uint64_t nodes) {
-                           return count + static_cast<std::size_t>(std::popcount(nodes));
-                         });
+std::size_t KEP_WORD_FOLDER::count_indices() const {
+  std::size_t count = 0;
+  for (const std::uint64_t indices : m_indices)
+    count += static_cast<std::size_t>(std::popcount(indices));
+  return count;
 }
 
 /// With so many distinct words, or more.
@@ -106,22 +105,17 @@ void KEP_WORD_FOLDER::finish(std::size_t num_words) {
   }
   m_list.m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
   m_list.m_words.reserve(num_words);
-  number_nodes();
+  number_indices();
   number_words();
 }
 
 /// By their order, before all other words.
-void KEP_WORD_FOLDER::number_nodes() {
-  std::uint32_t place = 0;
-  for (std::size_t i = 0; i != m_nodes.size(); ++i) {
+void KEP_WORD_FOLDER::number_indices() {
+  for (std::size_t i = 0; i != m_indices.size(); ++i) {
     m_first_numbers.push_back(static_cast<std::uint32_t>(m_list.m_words.size()));
-    for (std::uint64_t nodes = m_nodes[i]; nodes != 0; nodes &= nodes - 1) {
-      const auto node =
-          static_cast<std::uint32_t>(i * 64 + static_cast<std::size_t>(std::countr_zero(nodes)));
-      if (node >= m_places->get_first_nodes()[place + std::size_t{1}]) place = m_places->find_place(node);
-      m_list.m_words.push_back(
-          {KEP_NODE_WORD::make(place, m_places->get_rank(place, node)) | KEP_SEEN_WORD::ABSOLUTE});
-    }
+    for (std::uint64_t indices = m_indices[i]; indices != 0; indices &= indices - 1)
+      m_list.m_words.push_back(m_get_word(
+          static_cast<std::uint32_t>(i * 64 + static_cast<std::size_t>(std::countr_zero(indices)))));
   }
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "kep/detail/kep_edge_tables.h"
-#include "kep/graph/kep_node_places.h"
-#include "kep/graph/kep_node_word.h"
 #include "kep/kep_export.h"
 
 #include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 /// Numbers below a bound, of as few bytes each as will do.
@@ -19,8 +19,9 @@ public:
   /// All 0, each to be set once; any number of threads may set numbers at a time.
   KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound);
   void set(std::size_t index, std::uint32_t number) {
-    for (std::uint32_t i = 0; i != m_width; ++i)
-      m_bytes[index * m_width + i] = static_cast<unsigned char>(number >> 8 * i);
+    unsigned char* bytes = m_bytes.data() + index * m_width;
+    for (std::uint32_t i = 0; i != m_width; ++i, number >>= 8)
+      bytes[i] = static_cast<unsigned char>(number);
   }
 
   KEP_PACKED_NUMBERS get_view() const { return {m_bytes.data(), m_width, m_mask}; }
@@ -58,29 +59,31 @@ private:
 /// on the words alone.
 ///
 /// Of many words a sample comes first, those with certain bits in their hash. It tells how many distinct ones
-/// there are, so that nothing is kept of words that hardly come again. Absolute words of nodes need no hash:
-/// a bit for each node tells whether its word is there.
+/// there are, so that nothing is kept of words that hardly come again. Words that the caller can tell by an
+/// index need no hash: a bit for each index says whether its word is there.
 class KEP_EXPORT KEP_WORD_FOLDER {
 public:
-  /// With places, absolute words are those of nodes there.
-  explicit KEP_WORD_FOLDER(std::size_t size, const KEP_NODE_PLACES* places = nullptr)
-      : m_size(size), m_places(places) {
-    if (places) m_nodes.resize(places->get_num_nodes() / 64 + std::size_t{1});
-  }
+  static constexpr std::uint32_t NO_INDEX = ~std::uint32_t{0};
+
+  explicit KEP_WORD_FOLDER(std::size_t size) : m_size(size) {}
+  /// Indices are below `num_indices`. `get_word` gives the word of an index, and is asked in their order.
+  KEP_WORD_FOLDER(std::size_t size, std::size_t num_indices,
+                  std::function<KEP_SEEN_WORD(std::uint32_t)> get_word)
+      : m_size(size), m_get_word(std::move(get_word)), m_indices(num_indices / 64 + 1) {}
 
   /// One more pass over all words is needed to note them.
   bool wants_words();
-  void note(KEP_SEEN_WORD word) {
-    if (is_of_node(word)) return note_node(get_node(word));
+  void note(KEP_SEEN_WORD word, std::uint32_t index = NO_INDEX) {
+    if (index != NO_INDEX) return note_index(index);
     if (!m_has_others.load(std::memory_order_relaxed)) m_has_others.store(true, std::memory_order_relaxed);
     const std::uint64_t hash = make_hash(word);
     if (m_step != STEP::SAMPLE || hash >> (64 - SAMPLE_BITS) == 0) add(word.m_bits, hash);
   }
-  void put(std::size_t position, KEP_SEEN_WORD word) {
+  void put(std::size_t position, KEP_SEEN_WORD word, std::uint32_t index = NO_INDEX) {
     if (!m_has_numbers)
       m_list.m_words[position] = word;
     else
-      m_list.m_numbers.set(position, is_of_node(word) ? get_number(get_node(word)) : m_ranks[find(word)]);
+      m_list.m_numbers.set(position, index != NO_INDEX ? get_number(index) : m_ranks[find(word)]);
   }
   KEP_FOLDED_WORD_LIST& get() { return m_list; }
 
@@ -90,25 +93,21 @@ private:
   static constexpr std::size_t MANY_WORDS = 1 << 16; // of which a sample is taken
   enum class STEP { NOTHING, SAMPLE, ALL, DONE };
 
-  bool is_of_node(KEP_SEEN_WORD word) const { return m_places && word.is_absolute(); }
-  std::uint32_t get_node(KEP_SEEN_WORD word) const {
-    const std::uint64_t of_node = word.get_word(0);
-    return m_places->find_node(KEP_NODE_WORD::place(of_node), KEP_NODE_WORD::rank(of_node));
+  void note_index(std::uint32_t index) {
+    const std::atomic_ref<std::uint64_t> indices(m_indices[index / 64]);
+    const std::uint64_t bit = std::uint64_t{1} << index % 64;
+    if ((indices.load(std::memory_order_relaxed) & bit) == 0)
+      indices.fetch_or(bit, std::memory_order_relaxed);
   }
-  void note_node(std::uint32_t node) {
-    const std::atomic_ref<std::uint64_t> nodes(m_nodes[node / 64]);
-    const std::uint64_t bit = std::uint64_t{1} << node % 64;
-    if ((nodes.load(std::memory_order_relaxed) & bit) == 0) nodes.fetch_or(bit, std::memory_order_relaxed);
-  }
-  std::uint32_t get_number(std::uint32_t node) const {
-    const std::uint64_t before = m_nodes[node / 64] & ((std::uint64_t{1} << node % 64) - 1);
-    return m_first_numbers[node / 64] + static_cast<std::uint32_t>(std::popcount(before));
+  std::uint32_t get_number(std::uint32_t index) const {
+    const std::uint64_t before = m_indices[index / 64] & ((std::uint64_t{1} << index % 64) - 1);
+    return m_first_numbers[index / 64] + static_cast<std::uint32_t>(std::popcount(before));
   }
   static std::uint64_t make_hash(KEP_SEEN_WORD word) {
     const std::uint64_t hash = word.m_bits * 0x9e3779b97f4a7c15U;
     return hash ^ hash >> 32;
   }
-  std::size_t count_nodes() const;
+  std::size_t count_indices() const;
   void begin(STEP step, std::size_t num_words);
   void add(std::uint64_t word, std::uint64_t hash);
   std::size_t find(KEP_SEEN_WORD word) const {
@@ -120,15 +119,15 @@ private:
   /// With so many distinct words.
   bool is_smaller_with_numbers(std::size_t num_words) const;
   void finish(std::size_t num_words);
-  void number_nodes();
+  void number_indices();
   void number_words();
 
   std::size_t m_size;
-  const KEP_NODE_PLACES* m_places;
-  std::vector<std::uint64_t> m_nodes;         // a bit each
+  std::function<KEP_SEEN_WORD(std::uint32_t)> m_get_word;
+  std::vector<std::uint64_t> m_indices;       // a bit each
   std::vector<std::uint32_t> m_first_numbers; // of each 64 of them
   STEP m_step = STEP::NOTHING;
-  std::atomic<bool> m_has_others = false; // than those of nodes
+  std::atomic<bool> m_has_others = false; // words without an index
   std::vector<std::uint64_t> m_slots;     // a word or NO_WORD; found by hash
   std::size_t m_mask = 0;
   std::atomic<std::size_t> m_num_words = 0;

@@ -1,6 +1,7 @@
 #include "kep/graph_building/kep_routing_graph_folder.h"
 
 #include "kep/common/kep_parts.h"
+#include "kep/graph/kep_node_word.h"
 #include "kep/graph_building/kep_fanin_finder.h"
 #include "kep/graph_building/kep_routing_builder_state.h"
 #include "kep/kep_db.h"
@@ -8,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <unordered_map>
 #include <utility>
@@ -55,13 +57,17 @@ void for_entries(const std::vector<LIST>& lists, const KEP_TEMPLATE_LISTS& templ
   });
 }
 
-template <class LIST, class GET_WORD>
+/// `visit_word(entry, visit)` calls `visit` with the word of an entry and its index.
+template <class LIST, class VISIT_WORD>
 KEP_FOLDED_WORD_LIST fold_words(const std::vector<LIST>& lists, const KEP_TEMPLATE_LISTS& templates,
-                                KEP_WORD_FOLDER& folder, const GET_WORD& get_word) {
+                                KEP_WORD_FOLDER& folder, const VISIT_WORD& visit_word) {
   while (folder.wants_words())
-    for_entries(lists, templates, [&](std::uint32_t, const auto& entry) { folder.note(get_word(entry)); });
-  for_entries(lists, templates,
-              [&](std::uint32_t position, const auto& entry) { folder.put(position, get_word(entry)); });
+    for_entries(lists, templates, [&](std::uint32_t, const auto& entry) {
+      visit_word(entry, [&](KEP_SEEN_WORD word, std::uint32_t index) { folder.note(word, index); });
+    });
+  for_entries(lists, templates, [&](std::uint32_t at, const auto& entry) {
+    visit_word(entry, [&](KEP_SEEN_WORD word, std::uint32_t index) { folder.put(at, word, index); });
+  });
   return std::move(folder.get());
 }
 
@@ -87,17 +93,29 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   for_entries(lists, m_fanouts, [this](std::uint32_t at, const KEP_FANOUT_ENTRY& entry) {
     m_folded->m_fanouts[at] = entry.get_node();
   });
-  KEP_WORD_FOLDER mux_inputs(m_fanouts.get_num_entries());
-  m_folded->m_mux_inputs = fold_words(lists, m_fanouts, mux_inputs, [&state](const KEP_FANOUT_ENTRY& entry) {
-    return KEP_SEEN_WORD{state.m_mux_inputs.get_word(entry.get_mux_input())};
-  });
+  m_folded->m_mux_inputs = fold_mux_inputs(lists);
   state.m_num_templates = state.m_fanouts.size();
   state.m_fanouts.clear();
-  for (const std::uint32_t number : m_fanouts.m_of_nodes) {
-    m_folded->m_num_edges += m_fanouts.m_templates[number].m_num_edges;
-    m_folded->m_num_real_edges += m_fanouts.m_templates[number].m_num_real;
-  }
+  count_edges();
   m_folded->m_num_templates = lists.size();
+}
+
+void KEP_ROUTING_GRAPH_FOLDER::count_edges() {
+  std::atomic<std::uint64_t> num_edges = 0;
+  std::atomic<std::uint64_t> num_real_edges = 0;
+  kep_for_parts(m_fanouts.m_of_nodes.size(), [&](std::size_t begin, std::size_t end) {
+    std::uint64_t edges = 0;
+    std::uint64_t real_edges = 0;
+    for (std::size_t node = begin; node != end; ++node) {
+      const KEP_EDGE_TEMPLATE& list = m_fanouts.m_templates[m_fanouts.m_of_nodes[node]];
+      edges += list.m_num_edges;
+      real_edges += list.m_num_real;
+    }
+    num_edges += edges;
+    num_real_edges += real_edges;
+  });
+  m_folded->m_num_edges = num_edges;
+  m_folded->m_num_real_edges = num_real_edges;
 }
 
 void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
@@ -110,9 +128,38 @@ void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
                                    m_graph.get_node(finder.get_overfull_node())->get_name({}),
                                    finder.get_overfull_count(), std::numeric_limits<unsigned short>::max()));
   const auto lists = m_fanins.number(table);
-  KEP_WORD_FOLDER words(m_fanins.get_num_entries(), m_folded->m_places.get());
-  m_folded->m_fanins =
-      fold_words(lists, m_fanins, words, [](const KEP_FANIN_ENTRY& entry) { return entry.m_node; });
+  m_folded->m_fanins = fold_fanins(lists);
+}
+
+/// Small differences are indices.
+KEP_FOLDED_WORD_LIST KEP_ROUTING_GRAPH_FOLDER::fold_mux_inputs(const std::vector<FANOUT_LIST>& lists) const {
+  constexpr std::uint32_t END = 1 << 12;
+  const KEP_MUX_INPUT_NUMBERS& numbers = m_graph.m_state->m_mux_inputs;
+  KEP_WORD_FOLDER folder(m_fanouts.get_num_entries(), 2 * END, [&numbers](std::uint32_t index) {
+    return KEP_SEEN_WORD{numbers.get_word(index - END)};
+  });
+  return fold_words(lists, m_fanouts, folder, [&numbers](const KEP_FANOUT_ENTRY& entry, const auto& visit) {
+    const std::uint32_t index = entry.get_mux_input() + END;
+    visit({numbers.get_word(entry.get_mux_input())}, index < 2 * END ? index : KEP_WORD_FOLDER::NO_INDEX);
+  });
+}
+
+/// Those told absolutely have the numbers of their nodes for indices.
+KEP_FOLDED_WORD_LIST KEP_ROUTING_GRAPH_FOLDER::fold_fanins(const std::vector<FANIN_LIST>& lists) const {
+  const KEP_NODE_PLACES& places = *m_folded->m_places;
+  KEP_WORD_FOLDER folder(m_fanins.get_num_entries(), places.get_num_nodes(),
+                         [&places, place = std::uint32_t{0}](std::uint32_t node) mutable {
+                           if (node >= places.get_first_nodes()[place + std::size_t{1}])
+                             place = places.find_place(node);
+                           const std::uint64_t word =
+                               KEP_NODE_WORD::make(place, places.get_rank(place, node));
+                           return KEP_SEEN_WORD{word | KEP_SEEN_WORD::ABSOLUTE};
+                         });
+  return fold_words(lists, m_fanins, folder, [&places](const KEP_FANIN_ENTRY& entry, const auto& visit) {
+    if (!entry.m_node.is_absolute()) return visit(entry.m_node, KEP_WORD_FOLDER::NO_INDEX);
+    const std::uint64_t word = entry.m_node.get_word(0);
+    visit(entry.m_node, places.find_node(KEP_NODE_WORD::place(word), KEP_NODE_WORD::rank(word)));
+  });
 }
 
 /// Places in order; one whose shapes are those of an earlier one takes its page.

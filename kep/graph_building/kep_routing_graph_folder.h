@@ -21,8 +21,14 @@ public:
   std::unique_ptr<const KEP_ROUTING_GRAPH_STORAGE> fold(std::uint32_t fanins_at_a_time = 0);
 
 private:
+  using FANOUT_LIST = KEP_TEMPLATE_TABLE<KEP_FANOUT_ENTRY>::LIST;
+  using FANIN_LIST = KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::LIST;
+
   void take_fanouts();
+  void count_edges();
   void find_fanins(std::uint32_t at_a_time);
+  KEP_FOLDED_WORD_LIST fold_mux_inputs(const std::vector<FANOUT_LIST>& lists) const;
+  KEP_FOLDED_WORD_LIST fold_fanins(const std::vector<FANIN_LIST>& lists) const;
   void fold_pages();
   /// Sets the templates of the place's nodes, by rank, and gives their hash.
   std::uint64_t read_page(std::uint32_t place, std::vector<std::uint64_t>& page) const;

@@ -97,6 +97,34 @@ TEST(FoldedWords, OfManyAreFoldedOrKeptByASampleOfThem) {
   }
 }
 
+TEST(FoldedWords, ThatHaveAnIndexHaveTheFirstNumbersInTheOrderOfIndices) {
+  constexpr std::uint32_t NUM_INDICES = 1000;
+  const auto get_word = [](std::uint32_t index) { return KEP_SEEN_WORD{5000U - index}; };
+  for (const std::uint32_t num_others : {0U, 30U}) {
+    std::vector<std::uint32_t> indices; // one that is none is another word
+    for (std::uint32_t i = 0; i != 100000; ++i)
+      indices.push_back(i * 7919 % (NUM_INDICES + num_others) / 2 * 2);
+    const auto is_index = [](std::uint32_t index) { return index < NUM_INDICES; };
+    const auto word_of = [&](std::uint32_t index) {
+      return is_index(index) ? get_word(index) : KEP_SEEN_WORD{index};
+    };
+    KEP_WORD_FOLDER folder(indices.size(), NUM_INDICES, get_word);
+    const auto at = [&](std::uint32_t index) { return is_index(index) ? index : KEP_WORD_FOLDER::NO_INDEX; };
+    unsigned num_passes = 0;
+    for (; folder.wants_words(); ++num_passes)
+      for (const std::uint32_t index : indices)
+        folder.note(word_of(index), at(index));
+    EXPECT_EQ(num_passes, num_others == 0 ? 1U : 2U) << "a sample, and all others if there are any";
+    for (std::size_t i = 0; i != indices.size(); ++i)
+      folder.put(i, word_of(indices[i]), at(indices[i]));
+    const KEP_FOLDED_WORDS words = folder.get().get_view();
+    for (std::uint32_t i = 0; i != indices.size(); ++i) {
+      ASSERT_EQ(words[i].m_bits, word_of(indices[i]).m_bits) << i;
+      ASSERT_EQ(words.m_numbers.get(i), indices[i] / 2) << "every other index has a word";
+    }
+  }
+}
+
 TEST(FoldedWords, HaveNumbersThatHangOnTheWordsAloneAndNotOnTheirOrder) {
   const std::vector<KEP_SEEN_WORD> words{{30}, {10}, {20}, {10}};
   const std::vector<KEP_SEEN_WORD> turned{{10}, {20}, {10}, {30}};
