@@ -3,19 +3,24 @@
 #include "kep/common/kep_tsan.h"
 
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cstddef>
 
-/// Calls `body(begin, end)` for the numbers below `size` in parts that follow each other, by all threads of
-/// the caller's arena.
+/// Calls `body(begin, end)` for parts of the numbers below `size`, side by side, by as many threads as the
+/// arena of the caller has. A part has `grain` numbers or more, where there are so many, and there are few
+/// parts, so that each may keep what it learns.
 template <class BODY>
-void kep_for_parts(std::size_t size, const BODY& body) {
-  constexpr std::size_t PART = 1 << 12;
+void kep_for_parts(std::size_t size, std::size_t grain, const BODY& body) {
+  constexpr std::size_t PARTS_OF_A_THREAD = 4;
+  const auto num_threads = static_cast<std::size_t>(tbb::this_task_arena::max_concurrency());
+  const std::size_t num_parts =
+      std::clamp<std::size_t>(size / grain, size != 0, num_threads * PARTS_OF_A_THREAD);
   KEP_TSAN::before_loop();
-  tbb::parallel_for(std::size_t{0}, (size + PART - 1) / PART, [&](std::size_t part) {
+  tbb::parallel_for(std::size_t{0}, num_parts, [&](std::size_t part) {
     KEP_TSAN::begin_body();
-    body(part * PART, std::min(part * PART + PART, size));
+    body(size * part / num_parts, size * (part + 1) / num_parts);
     KEP_TSAN::end_body();
   });
   KEP_TSAN::after_loop();

@@ -128,7 +128,7 @@ void KEP_WORD_FOLDER::number_words() {
   std::sort(words.begin() + static_cast<std::ptrdiff_t>(first), words.end(),
             [](KEP_SEEN_WORD left, KEP_SEEN_WORD right) { return left.m_bits < right.m_bits; });
   m_ranks.resize(m_slots.size());
-  kep_for_parts(words.size() - first, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(words.size() - first, 1 << 12, [&](std::size_t begin, std::size_t end) {
     for (std::size_t i = first + begin; i != first + end; ++i)
       m_ranks[find(words[i])] = static_cast<std::uint32_t>(i);
   });

@@ -1,7 +1,7 @@
 #include "kep/graph_building/kep_edge_bundles.h"
 
+#include "kep/common/kep_parts.h"
 #include "kep/graph/kep_node_word.h"
-#include "kep/graph_building/kep_parallel_blocks.h"
 #include "kep/kep_db.h"
 
 #include <fmt/format.h>
@@ -44,7 +44,7 @@ void KEP_EDGE_BUNDLES::make_blocks() {
   if (m_places.has_hipi()) add_blocks();
   m_num_hipi_blocks = m_blocks.size();
   add_blocks();
-  KEP_FOR_BLOCKS(m_blocks.size(), 64, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(m_blocks.size(), 64, [&](std::size_t begin, std::size_t end) {
     std::vector<BLOCK_ENTRY> entries;
     KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::RECENT recent;
     for (std::size_t block = begin; block != end; ++block)
@@ -162,7 +162,7 @@ private:
 void KEP_EDGE_BUNDLES::find_ways(const KEP_FANOUT_RUNS& runs) {
   const std::vector<std::uint32_t> blocks = get_numbers(m_distinct_blocks);
   m_ways.resize(m_distinct_blocks.get_number_limit());
-  KEP_FOR_BLOCKS(blocks.size(), 4, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(blocks.size(), 4, [&](std::size_t begin, std::size_t end) {
     WAY_FINDER finder(*this, runs);
     for (std::size_t i = begin; i != end; ++i)
       m_ways[blocks[i]] = finder.find(m_distinct_blocks.get(blocks[i]));
@@ -173,7 +173,7 @@ void KEP_EDGE_BUNDLES::find_ways(const KEP_FANOUT_RUNS& runs) {
 void KEP_EDGE_BUNDLES::turn_bundles(const KEP_FANOUT_RUNS& runs) {
   const std::vector<std::uint32_t> bundles = get_numbers(m_bundles);
   m_turned.resize(m_bundles.get_number_limit());
-  KEP_FOR_BLOCKS(bundles.size(), 1, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(bundles.size(), 1, [&](std::size_t begin, std::size_t end) {
     KEP_BUNDLE_TURNER turner(runs);
     for (std::size_t i = begin; i != end; ++i)
       m_turned[bundles[i]] = turner.turn(m_bundles.get(bundles[i]));
@@ -193,7 +193,7 @@ void KEP_EDGE_BUNDLES::join_lists(const std::vector<std::uint32_t>& bundles) {
                     "the 4294967295 that it can have",
                     begins.back()));
   m_lists.resize(begins.back());
-  KEP_FOR_BLOCKS(bundles.size(), 64, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(bundles.size(), 64, [&](std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i != end; ++i) {
       KEP_TURNED_BUNDLE& bundle = m_turned[bundles[i]];
       std::copy(bundle.m_lists.begin(), bundle.m_lists.end(),

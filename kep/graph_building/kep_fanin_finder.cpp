@@ -1,7 +1,7 @@
 #include "kep/graph_building/kep_fanin_finder.h"
 
+#include "kep/common/kep_parts.h"
 #include "kep/graph/kep_node_word.h"
-#include "kep/graph_building/kep_parallel_blocks.h"
 #include "kep_report/kep_report_progress.h"
 
 #include <algorithm>
@@ -143,7 +143,7 @@ void KEP_FANIN_FINDER::find_arrivals(const KEP_EDGE_BUNDLES& bundles) {
 void KEP_FANIN_FINDER::find_models() {
   KEP_TEMPLATE_TABLE<ARRIVAL> rows;
   m_models.assign(m_places.get_num_places(), NONE); // numbers of rows at first
-  KEP_FOR_BLOCKS(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
     KEP_TEMPLATE_TABLE<ARRIVAL>::RECENT recent;
     for (std::size_t place = begin; place != end; ++place) {
       const std::size_t size = m_first_arrival[place + 1] - m_first_arrival[place];
@@ -221,13 +221,13 @@ std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_E
   find_models();
   std::vector<std::uint32_t> of_nodes(m_places.get_num_nodes(), KEP_TEMPLATE_LISTS::NONE);
   const std::vector<PART> parts = cut(bundles, at_a_time == 0 ? MAX_TARGETS : at_a_time);
-  KEP_FOR_BLOCKS(parts.size(), 1, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(parts.size(), 1, [&](std::size_t begin, std::size_t end) {
     GATHERER gatherer(*this, bundles, table, of_nodes);
     for (std::size_t part = begin; part != end; ++part)
       gatherer.gather(parts[part]);
   });
   const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
-  KEP_FOR_BLOCKS(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
     for (std::size_t place = begin; place != end; ++place)
       take_from_model(static_cast<std::uint32_t>(place), of_nodes);
     progress.add(first_nodes[end] - first_nodes[begin]);

@@ -1,6 +1,6 @@
 #include "kep/graph_building/kep_fanout_runs.h"
 
-#include "kep/graph_building/kep_parallel_blocks.h"
+#include "kep/common/kep_parts.h"
 
 #include <numeric>
 
@@ -41,14 +41,14 @@ void KEP_FANOUT_RUNS::visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& vis
 
 void KEP_FANOUT_RUNS::find_runs(const std::vector<KEP_EDGE_TEMPLATE>& lists) {
   m_first_runs.assign(lists.size() + 1, 0);
-  KEP_FOR_BLOCKS(lists.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(lists.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
     for (std::size_t list = begin; list != end; ++list)
       visit_runs(lists[list], [&](std::uint32_t, std::uint32_t) { ++m_first_runs[list + 1]; });
   });
   std::partial_sum(m_first_runs.begin(), m_first_runs.end(), m_first_runs.begin());
   m_runs.resize(m_first_runs.back());
   m_first_entries.resize(m_runs.size() + 1);
-  KEP_FOR_BLOCKS(lists.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(lists.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
     KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent;
     std::uint32_t run = m_first_runs[begin];
     for (std::size_t list = begin; list != end; ++list)
@@ -64,7 +64,7 @@ void KEP_FANOUT_RUNS::find_runs(const std::vector<KEP_EDGE_TEMPLATE>& lists) {
 /// Targets take the number of the first run that has the same.
 void KEP_FANOUT_RUNS::share_targets() {
   KEP_TEMPLATE_TABLE<TARGET_ENTRY> table;
-  KEP_FOR_BLOCKS(m_runs.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(m_runs.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
     KEP_TEMPLATE_TABLE<TARGET_ENTRY>::RECENT recent;
     std::vector<TARGET_ENTRY> targets;
     for (std::size_t run = begin; run != end; ++run) {

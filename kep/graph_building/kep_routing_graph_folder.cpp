@@ -49,7 +49,7 @@ private:
 /// Calls `visit(position, entry)` for the entries of lists that follow each other.
 template <class LIST, class VISIT>
 void for_entries(const std::vector<LIST>& lists, const KEP_TEMPLATE_LISTS& templates, const VISIT& visit) {
-  kep_for_parts(lists.size(), [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(lists.size(), 1 << 12, [&](std::size_t begin, std::size_t end) {
     std::uint32_t position = templates.m_templates[begin + 1].m_first_entry;
     for (std::size_t i = begin; i != end; ++i)
       for (std::uint32_t entry = 0; entry != lists[i].m_num_edges; ++entry)
@@ -103,7 +103,7 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
 void KEP_ROUTING_GRAPH_FOLDER::count_edges() {
   std::atomic<std::uint64_t> num_edges = 0;
   std::atomic<std::uint64_t> num_real_edges = 0;
-  kep_for_parts(m_fanouts.m_of_nodes.size(), [&](std::size_t begin, std::size_t end) {
+  kep_for_parts(m_fanouts.m_of_nodes.size(), 1 << 12, [&](std::size_t begin, std::size_t end) {
     std::uint64_t edges = 0;
     std::uint64_t real_edges = 0;
     for (std::size_t node = begin; node != end; ++node) {
