@@ -38,7 +38,6 @@ private:
     const GRAPH* m_graph = nullptr;
     std::uint32_t m_place = 0;       // of the node that the edge comes from
     std::uint32_t m_end_of_real = 0; // the position behind its last real fanout
-    bool m_is_plain = false; // its fanouts are told as differences, and no place of the graph lacks a rank
   };
   inline NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position);
 

@@ -2,6 +2,7 @@
 
 #include "kep/graph/kep_node_word.h"
 
+#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -91,4 +92,29 @@ std::uint64_t KEP_NODE_PLACES::get_memory_bytes() const {
                             &m_first_bucket, &m_buckets})
     bytes += words->capacity() * sizeof(std::uint32_t);
   return bytes;
+}
+
+std::uint32_t KEP_NUMBERED_PLACES::search_place(std::uint32_t number) const {
+  const std::uint32_t near = number >> NEAR_BITS;
+  const std::uint32_t* behind = std::upper_bound(
+      m_first_nodes + m_near_places[near], m_first_nodes + m_near_places[near + std::size_t{1}] + 1, number);
+  return static_cast<std::uint32_t>(behind - m_first_nodes) - 1;
+}
+
+const std::uint32_t* KEP_NUMBERED_PLACES::get_listed_ranks(std::uint32_t place) const {
+  const LACKING& lacking = m_lacking[place / 64];
+  const int num_before = std::popcount(lacking.m_bits & ((std::uint64_t{1} << place % 64) - 1));
+  return m_ranks + m_first_ranks[lacking.m_num_before + static_cast<std::uint32_t>(num_before)];
+}
+
+/// The place lacks so many ranks up to its last node, and at most as many before the rank.
+std::uint32_t KEP_NUMBERED_PLACES::find_listed(std::uint32_t place, const std::uint32_t* ranks,
+                                               std::uint32_t rank) const {
+  const std::uint32_t num_nodes = get_num_nodes(place);
+  const std::uint32_t last = ranks[num_nodes - 1];
+  if (rank > last) return NONE;
+  const std::uint32_t num_lacking = last + 1 - num_nodes;
+  const std::uint32_t* found = std::lower_bound(ranks + (rank > num_lacking ? rank - num_lacking : 0),
+                                                ranks + std::min(rank, num_nodes - 1), rank);
+  return *found == rank ? m_first_nodes[place] + static_cast<std::uint32_t>(found - ranks) : NONE;
 }

@@ -91,10 +91,6 @@ struct KEP_EDGE_TABLES {
   std::uint32_t get_number(std::uint64_t word) const {
     return m_places.find_number(static_cast<std::uint32_t>(word >> 32), static_cast<std::uint32_t>(word) - 1);
   }
-  /// The same where no place lacks a node of some rank.
-  std::uint32_t get_number_of_all(std::uint64_t word) const {
-    return m_places.m_first_nodes[word >> 32] + static_cast<std::uint32_t>(word) - 1;
-  }
   std::uint64_t get_word(std::uint32_t number) const {
     const std::uint32_t place = m_places.find_place(number);
     return std::uint64_t{place} << 32 | (m_places.get_rank(place, number) + 1);

@@ -11,9 +11,7 @@ namespace KEP_ROUTING {
 inline NUMBERED_FWD_EDGE::NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position)
     : m_source(source), m_position(position) {
   const KEP_EDGE_TABLES& tables = source.m_graph->m_tables;
-  const KEP_SEEN_WORD fanout = tables.m_fanouts[position];
-  m_fanout = source.m_is_plain ? tables.get_number_of_all(fanout.get_relative_word(source.m_place))
-                               : tables.get_number(fanout.get_word(source.m_place));
+  m_fanout = tables.get_number(tables.m_fanouts[position].get_word(source.m_place));
 }
 inline NUMBERED_REV_EDGE::NUMBERED_REV_EDGE(const SOURCE& source, std::uint32_t position)
     : m_source(source), m_position(position) {
@@ -42,8 +40,7 @@ inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE>
 NUMBERED_GRAPH::make_range(const PLACED& at, std::uint32_t begin, std::uint32_t end) const {
   using ITER = NUMBERED_EDGE_ITER<NUMBERED_FWD_EDGE>;
   const std::uint32_t first = at.m_shape.m_first_fanout;
-  const bool is_plain = !at.m_shape.m_has_absolute && !m_graph->m_tables.m_places.m_lacking;
-  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real, is_plain};
+  const NUMBERED_FWD_EDGE::SOURCE source{m_graph, at.m_place, first + at.m_shape.m_num_real};
   return {ITER(source, first + begin), ITER(source, first + end)};
 }
 inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE> NUMBERED_GRAPH::iter_real_fanout(std::uint32_t node) const {

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <algorithm>
-#include <bit>
+#include "kep/kep_export.h"
+
 #include <cstddef>
 #include <cstdint>
 
 /// Where the nodes of a finished graph stand, by their numbers: a place's nodes are numbered in a row, in the
 /// order of their ranks. Lent by KEP_NODE_PLACES.
-struct KEP_NUMBERED_PLACES {
+struct KEP_EXPORT KEP_NUMBERED_PLACES {
   static constexpr std::uint32_t NONE = ~0U;
   static constexpr unsigned NEAR_BITS = 6; ///< one number of 2^6 tells where to look for the others' places
 
@@ -29,22 +29,16 @@ struct KEP_NUMBERED_PLACES {
 
   /// The place of a node.
   std::uint32_t find_place(std::uint32_t number) const {
-    const std::uint32_t* behind = m_first_nodes + m_near_places[number >> NEAR_BITS] + 1;
-    if (*behind <= number) ++behind; // nearly always it is one of these two
-    if (*behind <= number)
-      behind = std::upper_bound(
-          behind, m_first_nodes + m_near_places[(number >> NEAR_BITS) + std::size_t{1}] + 1, number);
-    return static_cast<std::uint32_t>(behind - m_first_nodes) - 1;
+    std::uint32_t place = m_near_places[number >> NEAR_BITS];
+    if (is_behind(place, number)) ++place;
+    if (is_behind(place, number)) ++place;
+    return is_behind(place, number) ? search_place(number) : place;
   }
 
   /// The ranks of the nodes of the place, in order; null where the place has a node of each rank, or none.
   const std::uint32_t* find_ranks(std::uint32_t place) const {
-    if (!m_lacking) return nullptr;
-    const LACKING& lacking = m_lacking[place / 64];
-    const std::uint64_t bit = std::uint64_t{1} << place % 64;
-    if ((lacking.m_bits & bit) == 0) return nullptr;
-    const int before = std::popcount(lacking.m_bits & (bit - 1));
-    return m_ranks + m_first_ranks[lacking.m_num_before + static_cast<std::uint32_t>(before)];
+    const bool is_lacking = m_lacking && (m_lacking[place / 64].m_bits >> place % 64 & 1) != 0;
+    return is_lacking ? get_listed_ranks(place) : nullptr;
   }
 
   /// The rank of a node of the place.
@@ -62,14 +56,12 @@ struct KEP_NUMBERED_PLACES {
   }
 
 private:
-  /// The place lacks so many ranks up to its last node, and at most as many before a rank.
-  std::uint32_t find_listed(std::uint32_t place, const std::uint32_t* ranks, std::uint32_t rank) const {
-    const std::uint32_t num_nodes = get_num_nodes(place);
-    const std::uint32_t last = ranks[num_nodes - 1];
-    if (rank > last) return NONE;
-    const std::uint32_t num_lacking = last + 1 - num_nodes;
-    const std::uint32_t* found = std::lower_bound(ranks + (rank > num_lacking ? rank - num_lacking : 0),
-                                                  ranks + std::min(rank, num_nodes - 1), rank);
-    return *found == rank ? m_first_nodes[place] + static_cast<std::uint32_t>(found - ranks) : NONE;
+  bool is_behind(std::uint32_t place, std::uint32_t number) const {
+    return m_first_nodes[place + std::size_t{1}] <= number;
   }
+  // What is seldom needed is not inline, so that it takes no registers from loops.
+  [[gnu::pure]] std::uint32_t search_place(std::uint32_t number) const;
+  [[gnu::pure]] const std::uint32_t* get_listed_ranks(std::uint32_t place) const;
+  [[gnu::pure]] std::uint32_t find_listed(std::uint32_t place, const std::uint32_t* ranks,
+                                          std::uint32_t rank) const;
 };
