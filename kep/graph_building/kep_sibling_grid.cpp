@@ -171,49 +171,63 @@ KEP_SIBLING_LAYOUT KEP_SIBLING_GRID::lay_out_without_gaps() const {
   return layout;
 }
 
-/// Kind by kind on what stands in its cells by then: kinds that share no cell share their numbers.
+/// The cells while kinds are put into them, each on what stands in its cells by then: kinds that share no
+/// cell share their numbers.
+class KEP_SIBLING_GRID::STACKER {
+public:
+  explicit STACKER(const KEP_SIBLING_GRID& grid) : m_siblings(grid.m_siblings), m_heights(grid.m_num_cells) {}
+
+  void add(const std::vector<PLACED>& kind) {
+    std::uint64_t offset = 0;
+    std::uint64_t extent = 0;
+    std::uint64_t sum = 0;
+    for (const PLACED& each : kind) {
+      offset = std::max(offset, m_heights[each.m_cell]);
+      extent = std::max(extent, m_siblings[each.m_sibling].m_extent);
+      sum += m_siblings[each.m_sibling].m_extent;
+    }
+    const std::uint64_t size = std::max(m_cell_size, offset + extent);
+    const bool costs_too_much = (size - m_cell_size) * m_heights.size() > sum * MAX_RAISE;
+    if (!costs_too_much) m_cell_size = size;
+    for (const PLACED& each : kind) {
+      std::uint64_t& height = m_heights[each.m_cell];
+      const bool is_taken = height > offset; // two of one kind, as `a1` and `a01`
+      if (costs_too_much || is_taken) {
+        m_apart.push_back(each);
+        continue;
+      }
+      height = offset + m_siblings[each.m_sibling].m_extent;
+      m_placed.emplace_back(each, offset);
+    }
+  }
+  /// Gives what stands apart.
+  std::vector<PLACED> settle(KEP_SIBLING_LAYOUT& layout) {
+    for (const auto& [each, offset] : m_placed) {
+      const std::uint64_t place = each.m_cell * m_cell_size + offset;
+      layout.m_offsets[each.m_sibling] = place;
+      layout.m_size = std::max(layout.m_size, place + m_siblings[each.m_sibling].m_extent);
+    }
+    return std::move(m_apart);
+  }
+
+private:
+  const std::vector<KEP_SIBLING>& m_siblings;
+  std::vector<std::uint64_t> m_heights; // by cell
+  std::uint64_t m_cell_size = 0;
+  std::vector<std::pair<PLACED, std::uint64_t>> m_placed; // and the offset in the cell
+  std::vector<PLACED> m_apart;
+};
+
 std::optional<KEP_SIBLING_LAYOUT> KEP_SIBLING_GRID::lay_out_with_gaps() const {
   if (m_num_cells > m_on_grid.size() * MAX_CELLS + ALWAYS_ALLOWED) return std::nullopt;
   std::vector<std::vector<PLACED>> kinds(m_num_kinds);
   for (const PLACED& each : m_on_grid)
     kinds[each.m_kind].push_back(each);
+  STACKER stacker(*this);
+  for (const std::vector<PLACED>& kind : kinds)
+    stacker.add(kind);
   KEP_SIBLING_LAYOUT layout{std::vector<std::uint64_t>(m_siblings.size()), 0};
-  std::vector<std::uint64_t> heights(m_num_cells);
-  std::uint64_t cell_size = 0;
-  std::vector<PLACED> placed;
-  std::vector<PLACED> apart;
-  for (const std::vector<PLACED>& kind : kinds) {
-    std::uint64_t offset = 0;
-    std::uint64_t sum = 0;
-    std::uint64_t top = 0;
-    for (const PLACED& each : kind) {
-      offset = std::max(offset, heights[each.m_cell]);
-      sum += m_siblings[each.m_sibling].m_extent;
-      top = std::max(top, m_siblings[each.m_sibling].m_extent);
-    }
-    top += offset;
-    if (top > cell_size && (top - cell_size) * m_num_cells > sum * MAX_RAISE) {
-      apart.insert(apart.end(), kind.begin(), kind.end());
-      continue;
-    }
-    cell_size = std::max(cell_size, top);
-    for (const PLACED& each : kind) {
-      std::uint64_t& height = heights[each.m_cell];
-      if (height > offset) { // two of one kind, as `a1` and `a01`
-        apart.push_back(each);
-        continue;
-      }
-      layout.m_offsets[each.m_sibling] = offset;
-      height = offset + m_siblings[each.m_sibling].m_extent;
-      placed.push_back(each);
-    }
-  }
-  for (const PLACED& each : placed) {
-    std::uint64_t& offset = layout.m_offsets[each.m_sibling];
-    offset += each.m_cell * cell_size;
-    layout.m_size = std::max(layout.m_size, offset + m_siblings[each.m_sibling].m_extent);
-  }
-  append(apart, layout);
+  append(stacker.settle(layout), layout);
   append(m_apart, layout);
   return layout;
 }

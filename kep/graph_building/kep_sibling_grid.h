@@ -43,6 +43,8 @@ private:
     std::uint32_t m_kind;
     std::uint64_t m_cell;
   };
+  class STACKER;
+
   static void take_apart(const KEP_MODULE& module, const KEP_SIBLING& sibling, std::string& text,
                          std::vector<std::uint32_t>& numbers);
   void order_kinds(const std::map<KIND, std::uint32_t>& kinds);
