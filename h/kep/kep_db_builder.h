@@ -8,7 +8,8 @@
 #include <string_view>
 
 /// By these a builder knows what it was given. Each names its owner, too, the builder or the module, so an id
-/// goes to no other one; an id by default is none. Ports are known by their index in the module.
+/// goes to no other one; an id by default is none. Ids of one owner count up as they are given. Ports are
+/// known by their index in the module.
 enum class KEP_MODULE_ID : std::uint64_t {};
 enum class KEP_INSTANCE_ID : std::uint64_t {};
 enum class KEP_NET_ID : std::uint64_t {};

@@ -4,21 +4,21 @@
 #include <functional>
 
 const char* KEP_NAME_POOL::intern(std::string_view name) {
-  if (m_num_names * 3 >= m_table.size() * 2) grow();
+  if (m_names.size() * 3 >= m_table.size() * 2) grow();
   const auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(name));
   ENTRY& entry = find(name, hash);
-  if (!entry.m_name) {
-    entry = {copy(name), static_cast<std::uint32_t>(name.size()), hash};
-    ++m_num_names;
+  if (entry.m_number == 0) {
+    m_names.push_back(copy(name));
+    entry = {hash, static_cast<std::uint32_t>(m_names.size())};
   }
-  return entry.m_name;
+  return m_names[entry.m_number - 1];
 }
 
 KEP_NAME_POOL::ENTRY& KEP_NAME_POOL::find(std::string_view name, std::uint32_t hash) {
   const std::size_t mask = m_table.size() - 1;
   std::size_t i = hash & mask;
-  for (; m_table[i].m_name; i = (i + 1) & mask)
-    if (m_table[i].m_hash == hash && std::string_view(m_table[i].m_name, m_table[i].m_size) == name) break;
+  for (; m_table[i].m_number != 0; i = (i + 1) & mask)
+    if (m_table[i].m_hash == hash && name == m_names[m_table[i].m_number - 1]) break;
   return m_table[i];
 }
 
@@ -28,9 +28,9 @@ void KEP_NAME_POOL::grow() {
   entries.swap(m_table);
   const std::size_t mask = m_table.size() - 1;
   for (const ENTRY& entry : entries) {
-    if (!entry.m_name) continue;
+    if (entry.m_number == 0) continue;
     std::size_t i = entry.m_hash & mask;
-    while (m_table[i].m_name)
+    while (m_table[i].m_number != 0)
       i = (i + 1) & mask;
     m_table[i] = entry;
   }

@@ -12,13 +12,15 @@ class KEP_NAME_POOL {
 public:
   const char* intern(std::string_view name);
   /// Gives up the table by which equal names are found; the names stay.
-  void freeze() { m_table = std::vector<ENTRY>(); }
+  void freeze() {
+    m_table = std::vector<ENTRY>();
+    m_names = std::vector<const char*>();
+  }
 
 private:
   struct ENTRY {
-    const char* m_name = nullptr;
-    std::uint32_t m_size = 0;
     std::uint32_t m_hash = 0;
+    std::uint32_t m_number = 0; // of the name, plus one; 0 for a free entry
   };
   static constexpr std::size_t CHUNK_BYTES = 1 << 16;
 
@@ -27,9 +29,10 @@ private:
   void grow();
   const char* copy(std::string_view name);
 
-  // A hash table in one array, of a power of two entries, never more than two thirds full.
+  // A hash table in one array, of a power of two entries, never more than two thirds full. Entries are small,
+  // since most of those of a large device lie in no cache.
   std::vector<ENTRY> m_table;
-  std::size_t m_num_names = 0;
+  std::vector<const char*> m_names; // by their numbers
   std::vector<std::unique_ptr<char[]>> m_chunks;
   char* m_free = nullptr;
   std::size_t m_num_free = 0;

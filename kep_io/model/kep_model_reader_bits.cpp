@@ -45,7 +45,6 @@ void KEP_MODEL_NETS::start(KEP_MODULE_ID module) {
   m_module = module;
   for (const std::uint64_t bit : m_bits)
     if (bit < m_dense.size()) m_dense[bit] = NONE;
-  m_ids.clear();
   m_bits.clear();
   m_has_name.clear();
   if (!m_sparse.empty()) m_sparse = {};
@@ -58,12 +57,12 @@ std::uint32_t KEP_MODEL_NETS::find(std::uint64_t bit) const {
 }
 
 KEP_NET_ID KEP_MODEL_NETS::get(std::uint64_t bit) {
-  if (const std::uint32_t found = find(bit)) return m_ids[found - 1];
+  if (const std::uint32_t found = find(bit)) return get_id(found - 1);
   const KEP_NET_ID net = m_builder.add_net(m_module, {});
-  m_ids.push_back(net);
+  if (m_bits.empty()) m_first_id = net;
   m_bits.push_back(bit);
   m_has_name.push_back(false);
-  const auto number = static_cast<std::uint32_t>(m_ids.size());
+  const auto number = static_cast<std::uint32_t>(m_bits.size());
   if (bit < m_dense_limit) {
     if (bit >= m_dense.size())
       m_dense.resize(std::min(m_dense_limit, std::max<std::uint64_t>(bit + 1, 2 * bit)));
@@ -78,15 +77,15 @@ void KEP_MODEL_NETS::set_name(std::uint64_t bit, std::string_view name) {
   const std::uint32_t found = find(bit);
   if (found == NONE || m_has_name[found - 1]) return;
   m_has_name[found - 1] = true;
-  m_builder.set_net_name(m_module, m_ids[found - 1], name);
+  m_builder.set_net_name(m_module, get_id(found - 1), name);
 }
 
 void KEP_MODEL_NETS::finish() {
   std::string name = "$n";
-  for (std::size_t i = 0; i != m_ids.size(); ++i) {
+  for (std::size_t i = 0; i != m_bits.size(); ++i) {
     if (m_has_name[i]) continue;
     name.resize(2);
     name += fmt::format_int(m_bits[i]).c_str();
-    m_builder.set_net_name(m_module, m_ids[i], name);
+    m_builder.set_net_name(m_module, get_id(i), name);
   }
 }

@@ -79,12 +79,15 @@ private:
   static constexpr std::uint32_t NONE = 0;
 
   std::uint32_t find(std::uint64_t bit) const;
+  KEP_NET_ID get_id(std::size_t place) const {
+    return static_cast<KEP_NET_ID>(static_cast<std::uint64_t>(m_first_id) + place);
+  }
 
   KEP_DB_BUILDER& m_builder;
   const std::uint64_t m_dense_limit;
   KEP_MODULE_ID m_module{};
-  // The nets in the order of their first use.
-  std::vector<KEP_NET_ID> m_ids;
+  // The nets in the order of their first use, in which their ids count up.
+  KEP_NET_ID m_first_id{};
   std::vector<std::uint64_t> m_bits;
   std::vector<bool> m_has_name;
   // From bits to places in that order plus one.

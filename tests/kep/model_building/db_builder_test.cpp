@@ -79,6 +79,17 @@ TEST(DbBuilder, TakesNoInstanceOrNetOfAnotherModuleOrNone) {
               "KEP_DB_BUILDER::connect: the instance is not of the module TILE");
 }
 
+TEST(DbBuilder, CountsTheIdsOfAModuleUp) {
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID module = builder.add_module("M", {});
+  const KEP_MODULE_ID other = builder.add_module("N", {});
+  const auto first = static_cast<std::uint64_t>(builder.add_net(module, "n0"));
+  for (std::uint64_t i = 1; i != 100; ++i) {
+    builder.add_net(other, "n");
+    EXPECT_EQ(static_cast<std::uint64_t>(builder.add_net(module, "n")), first + i);
+  }
+}
+
 TEST(DbBuilder, TakesNoPortThatIsNotThere) {
   BUILT own;
   KEP_DB_BUILDER& b = own.m_builder;
