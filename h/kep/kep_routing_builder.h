@@ -2,6 +2,7 @@
 
 #include "kep/kep_routing_graph.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -65,7 +66,7 @@ public:
   /// The number of the inst port in its module, or that of a boundary node's port.
   std::uint32_t get_number() const { return m_number; }
   /// What tells the nodes of one occurrence apart, and their order there.
-  std::uint32_t get_key() const;
+  std::uint32_t get_key() const { return m_number << 1 | m_is_hipi; }
 
 private:
   friend class KEP_NODE_SORTER;
@@ -95,9 +96,10 @@ struct alignas(1 << 20) KEP_ROUTING_BUILDER_NODE_CHUNK {
 static_assert(sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK) == 1 << 20);
 
 inline const KEP_ROUTING_BUILDER_NODE_CHUNK& KEP_ROUTING_BUILDER_NODE::get_chunk() const {
-  constexpr std::uintptr_t IN_CHUNK = sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK) - 1;
-  return *reinterpret_cast<const KEP_ROUTING_BUILDER_NODE_CHUNK*>(reinterpret_cast<std::uintptr_t>(this) &
-                                                                  ~IN_CHUNK);
+  const std::uintptr_t behind_begin =
+      reinterpret_cast<std::uintptr_t>(this) % sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK);
+  return *reinterpret_cast<const KEP_ROUTING_BUILDER_NODE_CHUNK*>(reinterpret_cast<const char*>(this) -
+                                                                  behind_begin);
 }
 inline KEP_PORT* KEP_ROUTING_BUILDER_NODE::get_port() const {
   return is_boundary() ? get_chunk().m_unfolding->get_ports()[m_number] : nullptr;
@@ -169,6 +171,12 @@ public:
   NODE_RANGE iter_nodes(unsigned grain);
   /// How the places of nodes are numbered. Once the nodes are sorted.
   const KEP_PLACE_LAYOUT& get_place_layout() const;
+  /// From that index on, as many as stand side by side; none behind the last.
+  std::span<KEP_ROUTING_BUILDER_NODE> get_nodes_from(std::uint32_t index) const {
+    if (index >= m_node_count) return {};
+    const std::uint32_t room = CHUNK::NUM_NODES - index % CHUNK::NUM_NODES;
+    return {get_node(index), std::min(room, m_node_count - index)};
+  }
 
   /// So many new nodes, without what they stand at; gives the index of the first. KEP_DB_ERROR as for one.
   std::uint32_t allocate_nodes(std::uint32_t count);

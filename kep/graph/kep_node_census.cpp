@@ -4,17 +4,21 @@
 
 KEP_NODE_CENSUS::KEP_NODE_CENSUS(const KEP_UNFOLDING& unfolding)
     : m_unfolding(unfolding), m_num_nodes(unfolding.size()),
-      m_keys(unfolding.get_modules().size() + std::size_t{1}), m_occurrence(unfolding.size()) {}
+      m_keys(unfolding.get_modules().size() + std::size_t{1}) {}
 
-void KEP_NODE_CENSUS::set_occurrence(std::uint32_t occurrence) {
-  m_occurrence = occurrence;
-  m_num_nodes_here = &m_num_nodes[occurrence];
-  m_keys_here = &m_keys[get_module(occurrence)];
-  if (m_keys_here->empty() && occurrence != KEP_UNFOLDING::ABOVE_TOP)
-    m_keys_here->resize(std::size_t{2} * m_unfolding.get(occurrence).m_module->get_num_inst_ports());
+std::vector<bool>& KEP_NODE_CENSUS::use_keys(std::uint32_t occurrence) {
+  std::vector<bool>& keys = m_keys[get_module(occurrence)];
+  if (keys.empty())
+    keys.resize(std::size_t{2} * (occurrence == KEP_UNFOLDING::ABOVE_TOP
+                                      ? m_unfolding.get_ports().size()
+                                      : m_unfolding.get(occurrence).m_module->get_num_inst_ports()));
+  return keys;
 }
 
 bool KEP_NODE_CENSUS::find_lacking() {
+  std::vector<bool>& boundary = m_keys.back(); // of all ports of the design, nearly none
+  while (!boundary.empty() && !boundary.back())
+    boundary.pop_back();
   for (const std::vector<bool>& keys : m_keys)
     m_num_keys.push_back(static_cast<std::uint32_t>(std::count(keys.begin(), keys.end(), true)));
   std::size_t num_keys = 0;

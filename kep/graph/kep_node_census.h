@@ -15,13 +15,14 @@ public:
   explicit KEP_NODE_CENSUS(const KEP_UNFOLDING& unfolding);
 
   // First each node once, boundary nodes above the tops; then find_lacking(); then once more each node at an
-  // occurrence that lacks some; then sort_lacking(). Quick where nodes of one occurrence come together.
-  void add(std::uint32_t occurrence, std::uint32_t key) {
-    if (occurrence != m_occurrence) set_occurrence(occurrence);
-    ++*m_num_nodes_here;
-    std::vector<bool>& keys = *m_keys_here;
-    if (key >= keys.size()) keys.resize(key + std::size_t{1}); // of a boundary node
-    keys[key] = true;
+  // occurrence that lacks some; then sort_lacking().
+  /// Nodes of one occurrence, the more at a time the quicker.
+  template <class NODE>
+  void add(std::uint32_t occurrence, std::span<const NODE> nodes) {
+    m_num_nodes[occurrence] += static_cast<std::uint32_t>(nodes.size());
+    std::vector<bool>& keys = use_keys(occurrence);
+    for (const NODE& node : nodes)
+      if (const std::uint32_t key = node.get_key(); !keys[key]) keys[key] = true; // nearly all are known
   }
   /// Some occurrence lacks some.
   bool find_lacking();
@@ -50,17 +51,14 @@ private:
     return occurrence == KEP_UNFOLDING::ABOVE_TOP ? static_cast<std::uint32_t>(m_keys.size() - 1)
                                                   : m_unfolding.get(occurrence).m_module->get_number();
   }
-  void set_occurrence(std::uint32_t occurrence);
+  std::vector<bool>& use_keys(std::uint32_t occurrence);
   std::size_t find(std::uint32_t occurrence) const;
 
   const KEP_UNFOLDING& m_unfolding;
   std::vector<std::uint32_t> m_num_nodes; // by occurrence
   std::vector<std::vector<bool>> m_keys;  // by module, by key
-  std::uint32_t m_occurrence;             // of the last node
-  std::uint32_t* m_num_nodes_here = nullptr;
-  std::vector<bool>* m_keys_here = nullptr;
-  std::vector<std::uint32_t> m_num_keys; // by module
-  std::vector<LACKING> m_lacking;        // by number of the occurrence
-  std::size_t m_last_lacking = 0;        // that of the last node
+  std::vector<std::uint32_t> m_num_keys;  // by module
+  std::vector<LACKING> m_lacking;         // by number of the occurrence
+  std::size_t m_last_lacking = 0;         // that of the last node
   std::vector<std::uint32_t> m_keys_of_lacking;
 };

@@ -35,8 +35,10 @@ public:
     const std::uint32_t module = get_module(place);
     return m_first_key[module + 1] - m_first_key[module];
   }
-  std::uint32_t get_key(std::uint32_t place, std::uint32_t rank) const {
-    return m_keys[m_first_key[get_module(place)] + rank];
+  std::uint32_t get_key(std::uint32_t place, std::uint32_t rank) const { return get_keys(place)[rank]; }
+  /// By rank.
+  const std::uint32_t* get_keys(std::uint32_t place) const {
+    return m_keys.data() + m_first_key[get_module(place)];
   }
   /// The rank of a key, or NONE. A node need not stand there.
   std::uint32_t find_rank(std::uint32_t place, std::uint32_t key) const {

@@ -14,13 +14,25 @@ constexpr std::uint32_t PLACES_AT_A_TIME = 1024;
 
 KEP_NODE_SORTER::KEP_NODE_SORTER(KEP_ROUTING_BUILDER_GRAPH& graph)
     : m_graph(graph), m_census(graph.get_db()->get_unfolding()) {
-  for (const KEP_ROUTING_BUILDER_NODE* node : graph.iter_nodes(1))
-    m_census.add(node->get_occurrence(), node->get_key());
+  for (std::span<const KEP_ROUTING_BUILDER_NODE> nodes = graph.get_nodes_from(0); !nodes.empty();
+       nodes = graph.get_nodes_from(nodes.back().get_index() + 1))
+    add_nodes(nodes);
   if (!m_census.find_lacking()) return;
   for (const KEP_ROUTING_BUILDER_NODE* node : graph.iter_nodes(1))
     if (m_census.lacks_some(node->get_occurrence()))
       m_census.add_lacking(node->get_occurrence(), node->get_key());
   m_census.sort_lacking();
+}
+
+void KEP_NODE_SORTER::add_nodes(std::span<const KEP_ROUTING_BUILDER_NODE> nodes) {
+  while (!nodes.empty()) {
+    const std::uint32_t occurrence = nodes.front().get_occurrence();
+    std::size_t count = 1;
+    while (count != nodes.size() && nodes[count].get_occurrence() == occurrence)
+      ++count;
+    m_census.add(occurrence, nodes.first(count));
+    nodes = nodes.subspan(count);
+  }
 }
 
 void KEP_NODE_SORTER::write(const KEP_NODE_PLACES& places) {
@@ -39,8 +51,9 @@ void KEP_NODE_SORTER::write_place(const KEP_NODE_PLACES& places, std::uint32_t p
   const std::uint32_t occurrence = places.get_order().get_occurrence(place);
   const std::uint32_t first = places.get_first_nodes()[place];
   const std::uint32_t* ranks = places.find_ranks(place);
+  const std::uint32_t* keys = places.get_keys(place);
   for (std::uint32_t at = 0; at != places.get_num_nodes(place); ++at) {
-    const std::uint32_t key = places.get_key(place, ranks ? ranks[at] : at);
+    const std::uint32_t key = keys[ranks ? ranks[at] : at];
     m_graph.get_node(first + at)->set(occurrence, KEP_NODE_WORD::inst_port(key), KEP_NODE_WORD::is_hipi(key));
   }
 }

@@ -4,6 +4,9 @@
 #include "kep/graph/kep_node_places.h"
 #include "kep/kep_routing_builder.h"
 
+#include <cstdint>
+#include <span>
+
 /// Puts the nodes of a graph in the order of places without moving one: takes a census of them, and writes
 /// them anew once their places are known.
 class KEP_NODE_SORTER {
@@ -15,6 +18,7 @@ public:
   void write(const KEP_NODE_PLACES& places);
 
 private:
+  void add_nodes(std::span<const KEP_ROUTING_BUILDER_NODE> nodes);
   void write_place(const KEP_NODE_PLACES& places, std::uint32_t place);
 
   KEP_ROUTING_BUILDER_GRAPH& m_graph;

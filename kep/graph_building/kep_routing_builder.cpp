@@ -22,10 +22,6 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE::allocate(KEP_ROUTING_BUILDER
   return graph->allocate_node(static_cast<std::uint32_t>(uip.m_position), uip.m_object->get_number());
 }
 
-std::uint32_t KEP_ROUTING_BUILDER_NODE::get_key() const {
-  return KEP_NODE_WORD::make_key(m_number, m_is_hipi);
-}
-
 std::string KEP_ROUTING_BUILDER_NODE::get_name(const KEP_NAME_STYLE& style) const {
   std::string name;
   KEP_ROUTING::append_node_name(get_port(), get_unfolded_inst_port(), style, name);
@@ -95,13 +91,12 @@ std::uint32_t KEP_ROUTING_BUILDER_GRAPH::allocate_nodes(std::uint32_t count) {
 void KEP_ROUTING_BUILDER_GRAPH::put_nodes(std::uint32_t index, std::uint32_t occurrence,
                                           std::span<const std::uint32_t> inst_ports) {
   while (!inst_ports.empty()) {
-    const std::size_t room = CHUNK::NUM_NODES - index % CHUNK::NUM_NODES;
-    const auto here = inst_ports.first(std::min(room, inst_ports.size()));
-    KEP_ROUTING_BUILDER_NODE* node = get_node(index);
-    for (const std::uint32_t inst_port : here)
-      (node++)->set(occurrence, inst_port, false);
-    index += static_cast<std::uint32_t>(here.size());
-    inst_ports = inst_ports.subspan(here.size());
+    const std::span<KEP_ROUTING_BUILDER_NODE> nodes = get_nodes_from(index);
+    const std::size_t count = std::min(nodes.size(), inst_ports.size());
+    for (std::size_t i = 0; i != count; ++i)
+      nodes[i].set(occurrence, inst_ports[i], false);
+    index += static_cast<std::uint32_t>(count);
+    inst_ports = inst_ports.subspan(count);
   }
 }
 
