@@ -15,7 +15,7 @@ namespace {
 // A node that drives so many is seen from everywhere: named by its place, its targets still look alike.
 constexpr std::uint32_t MANY_FANOUTS = 256;
 // Bundles of so many edges are cut, so that threads share them and none takes much memory to be turned.
-constexpr std::uint64_t MAX_EDGES = 1 << 18;
+constexpr std::uint64_t MAX_BUNDLE_EDGES = 1 << 18;
 
 constexpr std::uint32_t LOWER_ABSOLUTE = static_cast<std::uint32_t>(KEP_SEEN_WORD::ABSOLUTE);
 
@@ -109,7 +109,6 @@ public:
 private:
   /// Sources stay in their order.
   void sort_by_direction(const KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::LIST& block) {
-    m_num_edges = 0;
     m_directions.clear();
     visit(block, [&](const BLOCK_ENTRY&, const KEP_FANOUT_RUNS::RUN& run) {
       if (m_next[run.m_direction]++ == 0) m_directions.push_back(run.m_direction);
@@ -124,6 +123,7 @@ private:
   }
   template <class VISIT>
   void visit(const KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::LIST& block, const VISIT& visit_run) {
+    m_num_edges = 0;
     for (BLOCK_ENTRY entry : std::span(block.m_entries, block.m_num_edges)) {
       const std::uint32_t num_edges = m_bundles.m_fanouts.m_templates[entry.m_list].m_num_edges;
       m_num_edges += num_edges;
@@ -143,9 +143,10 @@ private:
     std::uint64_t num_edges = 0; // those of sources with the same targets once
     std::uint32_t cut = begin;
     while (++cut != end && is_absolute(cut) == is_absolute(begin)) {
-      if (m_num_edges < MAX_EDGES || m_entries[cut].m_targets == m_entries[cut - 1].m_targets) continue;
+      if (m_num_edges < MAX_BUNDLE_EDGES || m_entries[cut].m_targets == m_entries[cut - 1].m_targets)
+        continue;
       num_edges += m_runs.get_num_targets(m_entries[cut].m_targets);
-      if (num_edges > MAX_EDGES) break;
+      if (num_edges > MAX_BUNDLE_EDGES) break;
     }
     return cut;
   }
@@ -155,7 +156,7 @@ private:
   std::vector<std::uint32_t> m_next;       // by direction, 0 between blocks: where its next source goes
   std::vector<std::uint32_t> m_directions; // of the block
   std::vector<KEP_BUNDLE_ENTRY> m_entries; // by direction
-  std::uint64_t m_num_edges = 0;
+  std::uint64_t m_num_edges = 0;           // of the block
   KEP_TEMPLATE_TABLE<KEP_BUNDLE_ENTRY>::RECENT m_recent;
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kep/graph/kep_node_places.h"
+#include "kep/graph_building/kep_bundle_turner.h"
 #include "kep/graph_building/kep_template_lists.h"
-#include "kep/graph_building/kep_turned_bundle.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,15 +22,15 @@ public:
     KEP_SEEN_WORD m_direction; // of rank 0, none
     std::uint32_t m_bundle;
   };
-  /// Some nodes of a place, and which of the distinct rows of ways they have.
+  /// Some nodes of a place, and the ways of their edges: those of one distinct block.
   struct BLOCK {
     std::uint32_t m_place;
     std::uint32_t m_first_node;
     std::uint32_t m_ways;
   };
 
-  /// `words` are those of the lists of fanouts. No bundle has more than `max_sources` sources, and blocks are
-  /// as small.
+  /// `entries` are those of the lists of fanouts. No bundle and no block has more than `max_sources` sources,
+  /// 65535 at most. By as many threads as the arena of the caller has.
   KEP_EDGE_BUNDLES(const KEP_NODE_PLACES& places, const KEP_TEMPLATE_LISTS& fanouts,
                    const std::vector<KEP_SEEN_WORD>& words, std::uint32_t num_top_occurrences,
                    std::uint32_t max_sources);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t MAX_FANINS = std::numeric_limits<unsigned short>::max();
 constexpr std::uint32_t MAX_SOURCES = 1 << 15; // of a bundle
-constexpr std::uint64_t MAX_TARGETS = 1 << 17; // that one thread has at hand: their lists stay in its caches
+constexpr std::uint32_t MAX_PIECES = 1 << 17;  // that one thread has at hand: they stay in its caches
 
 } // namespace
 
@@ -46,8 +46,8 @@ private:
     std::uint32_t m_num_pieces = 0;
     std::uint32_t m_template = NONE;
   };
-  static constexpr std::size_t NUM_ROWS = 1 << 14; // and so many pieces that they stay in the caches
-  static constexpr std::size_t MAX_PIECES = 1 << 18;
+  static constexpr std::size_t NUM_ROWS = 1 << 14;
+  static constexpr std::size_t MAX_KNOWN_PIECES = 2 * MAX_PIECES;
 
   void sort_by_target(const PART& part) {
     m_next.assign(part.m_end - part.m_begin + std::size_t{1}, 0);
@@ -88,7 +88,7 @@ private:
     if (row.m_hash == hash && row.m_num_pieces == pieces.size() && row.m_template != NONE &&
         std::equal(pieces.begin(), pieces.end(), m_known_pieces.begin() + row.m_first_piece))
       return row.m_template;
-    if (m_known_pieces.size() + pieces.size() > MAX_PIECES) {
+    if (m_known_pieces.size() + pieces.size() > MAX_KNOWN_PIECES) {
       m_known_pieces.clear();
       m_rows.assign(NUM_ROWS, {});
     }
@@ -168,7 +168,7 @@ void KEP_FANIN_FINDER::find_models() {
 
 /// The models, and where one has too many targets for one thread, parts of it.
 std::vector<KEP_FANIN_FINDER::PART> KEP_FANIN_FINDER::cut(const KEP_EDGE_BUNDLES& bundles,
-                                                          std::uint64_t at_a_time) const {
+                                                          std::uint32_t at_a_time) const {
   std::vector<PART> parts;
   for (std::uint32_t place = 0; place != m_models.size(); ++place) {
     if (m_models[place] != place) continue;
@@ -215,12 +215,13 @@ void KEP_FANIN_FINDER::tell_overfull(std::uint32_t node, std::uint32_t count) {
 std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table,
                                                   std::uint32_t at_a_time) {
   KEP_REPORT_PROGRESS progress("reverse edges", m_places.get_num_nodes());
+  if (at_a_time == 0) at_a_time = MAX_PIECES;
   const KEP_EDGE_BUNDLES bundles(m_places, m_fanouts, m_words, m_num_top_occurrences,
-                                 at_a_time == 0 ? MAX_SOURCES : at_a_time);
+                                 std::min(at_a_time, MAX_SOURCES));
   find_arrivals(bundles);
   find_models();
   std::vector<std::uint32_t> of_nodes(m_places.get_num_nodes(), KEP_TEMPLATE_LISTS::NONE);
-  const std::vector<PART> parts = cut(bundles, at_a_time == 0 ? MAX_TARGETS : at_a_time);
+  const std::vector<PART> parts = cut(bundles, at_a_time);
   kep_for_parts(parts.size(), 1, [&](std::size_t begin, std::size_t end) {
     GATHERER gatherer(*this, bundles, table, of_nodes);
     for (std::size_t part = begin; part != end; ++part)

@@ -24,8 +24,8 @@ public:
 
   /// Enters the lists of fanins in the table and gives the number of that of each node,
   /// KEP_TEMPLATE_LISTS::NONE without fanins. Hipi fanins come first, then all in the order of their nodes. A
-  /// bundle has at most so many sources, and so many fanins are put together at a time; 0 leaves the number
-  /// to the finder.
+  /// bundle has at most so many sources, and a thread has about so many pieces of lists at hand; 0 leaves the
+  /// number to the finder.
   std::vector<std::uint32_t> find(KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>& table, std::uint32_t at_a_time);
   static constexpr std::uint32_t NONE = ~std::uint32_t{0};
 
@@ -53,7 +53,7 @@ private:
 
   void find_arrivals(const KEP_EDGE_BUNDLES& bundles);
   void find_models();
-  std::vector<PART> cut(const KEP_EDGE_BUNDLES& bundles, std::uint64_t at_a_time) const;
+  std::vector<PART> cut(const KEP_EDGE_BUNDLES& bundles, std::uint32_t at_a_time) const;
   void take_from_model(std::uint32_t place, std::vector<std::uint32_t>& of_nodes) const;
   void tell_overfull(std::uint32_t node, std::uint32_t count);
 

@@ -1,4 +1,4 @@
-#include "kep/graph_building/kep_turned_bundle.h"
+#include "kep/graph_building/kep_bundle_turner.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // Bundles of edges, turned round: beside the edges one by one.
 
-#include "kep/graph_building/kep_turned_bundle.h"
+#include "kep/graph_building/kep_bundle_turner.h"
 #include "tests/support/fanout_lists.h"
 #include "tests/support/random_source.h"
 #include "tests/support/seeds.h"
@@ -12,7 +12,7 @@
 #include <map>
 #include <vector>
 
-namespace turned_bundle_test {
+namespace bundle_turner_test {
 
 using test_model::FANOUT_LISTS;
 using FANINS = std::map<std::uint32_t, std::vector<std::uint32_t>>; // sources by target
@@ -64,7 +64,7 @@ FANINS read(const KEP_TURNED_BUNDLE& turned) {
   return fanins;
 }
 
-TEST(TurnedBundle, GivesEachTargetItsSourcesInOrder) {
+TEST(BundleTurner, GivesEachTargetItsSourcesInOrder) {
   std::size_t edges = 0, doubles = 0;
   for (const std::uint64_t seed : test_model::SEEDS(0, 300)) {
     test_model::RANDOM_SOURCE random(seed);
@@ -88,7 +88,7 @@ TEST(TurnedBundle, GivesEachTargetItsSourcesInOrder) {
   EXPECT_GT(doubles, 50U) << "a source may drive a target twice";
 }
 
-TEST(TurnedBundle, KeepsTheDriversOfANetOnceForAllOfItsReaders) {
+TEST(BundleTurner, KeepsTheDriversOfANetOnceForAllOfItsReaders) {
   constexpr std::uint32_t NUM = 1000;
   for (const std::uint32_t num_nets : {1, 2}) {
     BUNDLE bundle;
@@ -108,4 +108,4 @@ TEST(TurnedBundle, KeepsTheDriversOfANetOnceForAllOfItsReaders) {
   }
 }
 
-} // namespace turned_bundle_test
+} // namespace bundle_turner_test
