@@ -13,7 +13,7 @@ namespace {
 
 // Gaps of nested grids multiply. A device with more numbers than this for each place goes without.
 constexpr std::uint64_t MAX_STRETCH = 3;
-constexpr std::uint64_t ALWAYS_ALLOWED = 4096;
+constexpr std::uint64_t FEW_PLACES = 4096;
 
 constexpr std::uint64_t MAX_PLACES = std::numeric_limits<std::int32_t>::max();
 
@@ -29,7 +29,7 @@ KEP_PLACE_LAYOUT::KEP_PLACE_LAYOUT(const KEP_UNFOLDING& unfolding, std::vector<b
     num_placed += m_holds_nodes[module];
   }
   lay_out(true);
-  if (m_num_places > std::min(num_placed * MAX_STRETCH + ALWAYS_ALLOWED, MAX_PLACES)) lay_out(false);
+  if (m_num_places > std::min(num_placed * MAX_STRETCH + FEW_PLACES, MAX_PLACES)) lay_out(false);
   if (m_num_places > MAX_PLACES)
     throw KEP_DB_ERROR(
         fmt::format("the routing graph has nodes in {} places, more than the {} that it can have",

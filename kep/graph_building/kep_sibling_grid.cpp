@@ -13,7 +13,7 @@ constexpr std::size_t MAX_AXES = 3;
 constexpr std::size_t MAX_DIGITS = 9;
 // Cells for each sibling, that the few numbers of an empty cell cost less than what is alike saves.
 constexpr std::uint64_t MAX_CELLS = 4;
-constexpr std::uint64_t ALWAYS_ALLOWED = 64;
+constexpr std::uint64_t FEW_CELLS = 64;
 // A kind that makes all cells larger must take at least this part of the numbers it costs.
 constexpr std::uint64_t MAX_RAISE = 32;
 
@@ -25,7 +25,7 @@ bool is_digit(char c) {
 std::uint64_t rank(std::vector<std::uint32_t>& numbers) {
   const std::uint64_t end =
       numbers.empty() ? 0 : *std::max_element(numbers.begin(), numbers.end()) + std::uint64_t{1};
-  if (end <= numbers.size() * 2 + ALWAYS_ALLOWED) {
+  if (end <= numbers.size() * 2 + FEW_CELLS) {
     std::vector<std::uint32_t> ranks(end);
     for (const std::uint32_t number : numbers)
       ranks[number] = 1;
@@ -219,7 +219,7 @@ private:
 };
 
 std::optional<KEP_SIBLING_LAYOUT> KEP_SIBLING_GRID::lay_out_with_gaps() const {
-  if (m_num_cells > m_on_grid.size() * MAX_CELLS + ALWAYS_ALLOWED) return std::nullopt;
+  if (m_num_cells > m_on_grid.size() * MAX_CELLS + FEW_CELLS) return std::nullopt;
   std::vector<std::vector<PLACED>> kinds(m_num_kinds);
   for (const PLACED& each : m_on_grid)
     kinds[each.m_kind].push_back(each);
