@@ -8,6 +8,18 @@
 
 #include <deque>
 
+namespace {
+
+/// For the thread sanitizer: a step of the pipeline comes behind the steps before it.
+struct STEP {
+  STEP() { KEP_TSAN::begin_body(); }
+  ~STEP() { KEP_TSAN::before_loop(); }
+  STEP(const STEP&) = delete;
+  STEP& operator=(const STEP&) = delete;
+};
+
+} // namespace
+
 void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
   const std::vector<KEP_MODEL_PIECE_TEXT>& texts = outline.m_pieces;
   std::size_t num_bytes = 0;
@@ -20,7 +32,7 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
   std::size_t next = 0;
   KEP_TSAN::before_loop();
   const auto start = [&](tbb::flow_control& control) -> KEP_MODEL_PIECE* {
-    KEP_TSAN::begin_body();
+    const STEP step;
     if (next == texts.size()) {
       control.stop();
       return nullptr;
@@ -28,19 +40,16 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
     if (next < num_live) pieces.emplace_back(m_modules);
     KEP_MODEL_PIECE& piece = pieces[next % num_live];
     piece.set_text(texts[next++]);
-    KEP_TSAN::before_loop(); // as for what comes behind
     return &piece;
   };
   const auto read = [](KEP_MODEL_PIECE* piece) {
-    KEP_TSAN::begin_body();
+    const STEP step;
     piece->read();
-    KEP_TSAN::before_loop();
     return piece;
   };
   const auto finish = [&](const KEP_MODEL_PIECE* piece) {
-    KEP_TSAN::begin_body();
+    const STEP step;
     add(*piece);
-    KEP_TSAN::before_loop();
     progress.add(piece->get_text().m_members.size());
   };
   using MODE = tbb::filter_mode;
