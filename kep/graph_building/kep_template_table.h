@@ -70,13 +70,13 @@ public:
   }
   // Not while templates are added.
   const LIST& get(std::uint32_t number) const {
-    return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS].m_list;
+    return m_shards[number % NUM_SHARDS].m_lists[number / NUM_SHARDS];
   }
   /// Gives the memory back. Nothing is added behind that.
   void clear() {
     for (SHARD& shard : m_shards) {
-      std::vector<std::uint32_t>().swap(shard.m_slots);
-      std::vector<KNOWN>().swap(shard.m_lists);
+      std::vector<SLOT>().swap(shard.m_slots);
+      std::vector<LIST>().swap(shard.m_lists);
     }
     std::vector<std::unique_ptr<ENTRY[]>>().swap(m_chunks);
   }
@@ -99,40 +99,44 @@ private:
   static constexpr std::size_t MIN_CHUNK = 64; // entries
   static constexpr std::size_t MAX_CHUNK = 4096;
 
-  struct KNOWN {
-    LIST m_list;
-    std::uint32_t m_hash;
+  /// The hash stands beside the number, so that other lists need not be looked at.
+  struct SLOT {
+    std::uint32_t m_hash = 0;
+    std::uint32_t m_number = 0; // of the list in the shard, plus one; 0 for none
   };
   struct alignas(64) SHARD {
     /// A new list is copied to `room`.
     std::pair<LIST, std::uint32_t> add(const LIST& list, std::uint32_t hash, ENTRY* room) {
       const tbb::spin_mutex::scoped_lock lock(m_mutex);
-      if (m_lists.size() * 2 >= m_slots.size()) grow();
-      const std::size_t mask = m_slots.size() - 1;
-      std::size_t slot = hash & mask;
-      for (; m_slots[slot] != 0; slot = (slot + 1) & mask)
-        if (const KNOWN& known = m_lists[m_slots[slot] - 1];
-            known.m_hash == hash && is_equal(known.m_list, list))
-          return {known.m_list, m_slots[slot] - 1};
-      std::copy_n(list.m_entries, list.m_num_edges, room);
-      m_lists.push_back({{room, list.m_num_real, list.m_num_edges}, hash});
-      m_slots[slot] = static_cast<std::uint32_t>(m_lists.size());
-      return {m_lists.back().m_list, m_slots[slot] - 1};
+      if (m_lists.size() * 4 >= m_slots.size() * 3) grow();
+      SLOT* slot = m_slots.data() +
+                   find(hash, [&](std::uint32_t number) { return is_equal(m_lists[number - 1], list); });
+      if (slot->m_number == 0) {
+        std::copy_n(list.m_entries, list.m_num_edges, room);
+        m_lists.push_back({room, list.m_num_real, list.m_num_edges});
+        *slot = {hash, static_cast<std::uint32_t>(m_lists.size())};
+      }
+      return {m_lists[slot->m_number - 1], slot->m_number - 1};
     }
     void grow() {
-      std::vector<std::uint32_t> slots(std::max<std::size_t>(64, m_slots.size() * 2));
-      for (std::uint32_t i = 0; i != m_lists.size(); ++i) {
-        std::size_t slot = m_lists[i].m_hash & (slots.size() - 1);
-        while (slots[slot] != 0)
-          slot = (slot + 1) & (slots.size() - 1);
-        slots[slot] = i + 1;
-      }
-      m_slots = std::move(slots);
+      std::vector<SLOT> slots(std::max<std::size_t>(64, m_slots.size() * 2));
+      slots.swap(m_slots);
+      for (const SLOT& slot : slots)
+        if (slot.m_number != 0) m_slots[find(slot.m_hash, [](std::uint32_t) { return false; })] = slot;
+    }
+    /// The slot of the list of that hash which is the one, or an empty one.
+    template <class IS_IT>
+    std::size_t find(std::uint32_t hash, const IS_IT& is_it) const {
+      const std::size_t mask = m_slots.size() - 1;
+      std::size_t slot = hash & mask;
+      while (m_slots[slot].m_number != 0 && !(m_slots[slot].m_hash == hash && is_it(m_slots[slot].m_number)))
+        slot = (slot + 1) & mask;
+      return slot;
     }
 
     tbb::spin_mutex m_mutex;
-    std::vector<std::uint32_t> m_slots; // number in the shard plus one, or 0; found by hash
-    std::vector<KNOWN> m_lists;
+    std::vector<SLOT> m_slots; // found by hash
+    std::vector<LIST> m_lists;
   };
 
   /// Of at least so many entries; an object that adds much gets larger ones.
