@@ -10,7 +10,14 @@
 
 namespace {
 
-/// For the thread sanitizer: a step of the pipeline comes behind the steps before it.
+/// For the thread sanitizer: the steps of a pipeline come behind what was done before it, and one behind the
+/// other; and what follows it, be it that a step threw, comes behind them.
+struct STEPS {
+  STEPS() { KEP_TSAN::before_loop(); }
+  ~STEPS() { KEP_TSAN::begin_body(); }
+  STEPS(const STEPS&) = delete;
+  STEPS& operator=(const STEPS&) = delete;
+};
 struct STEP {
   STEP() { KEP_TSAN::begin_body(); }
   ~STEP() { KEP_TSAN::before_loop(); }
@@ -30,7 +37,7 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
   const std::size_t num_live = 2 * static_cast<std::size_t>(tbb::this_task_arena::max_concurrency());
   std::deque<KEP_MODEL_PIECE> pieces;
   std::size_t next = 0;
-  KEP_TSAN::before_loop();
+  const STEPS steps;
   const auto start = [&](tbb::flow_control& control) -> KEP_MODEL_PIECE* {
     const STEP step;
     if (next == texts.size()) {
@@ -57,7 +64,6 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
                          tbb::make_filter<void, KEP_MODEL_PIECE*>(MODE::serial_in_order, start) &
                              tbb::make_filter<KEP_MODEL_PIECE*, KEP_MODEL_PIECE*>(MODE::parallel, read) &
                              tbb::make_filter<KEP_MODEL_PIECE*, void>(MODE::serial_in_order, finish));
-  KEP_TSAN::begin_body();
 }
 
 void KEP_MODEL_CONTENTS::add(const KEP_MODEL_PIECE& piece) {
