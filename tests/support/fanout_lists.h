@@ -25,7 +25,7 @@ struct FANOUT_LISTS {
     return static_cast<std::uint32_t>(m_lists.m_templates.size() - 1);
   }
 
-  KEP_TEMPLATE_LISTS m_lists{{}, {{}}};
+  KEP_TEMPLATE_LISTS m_lists{{}, {{}}, {}};
   std::vector<KEP_SEEN_WORD> m_words;
 };
 

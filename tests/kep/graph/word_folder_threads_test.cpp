@@ -19,12 +19,12 @@ TEST(FoldedWordsThreads, GiveTheSameListAsOneThread) {
     KEP_WORD_FOLDER folder(words.size());
     unsigned num_passes = 0;
     for (; folder.wants_words(); ++num_passes)
-      kep_for_parts(words.size(), [&](std::size_t begin, std::size_t end) {
+      kep_for_parts(words.size(), 1 << 12, [&](std::size_t begin, std::size_t end) {
         for (; begin != end; ++begin)
           folder.note(words[begin]);
       });
     EXPECT_EQ(num_passes, num_distinct == 90000 ? 1U : 2U) << "a sample, and then all if numbers pay";
-    kep_for_parts(words.size(), [&](std::size_t begin, std::size_t end) {
+    kep_for_parts(words.size(), 1 << 12, [&](std::size_t begin, std::size_t end) {
       for (; begin != end; ++begin)
         folder.put(begin, words[begin]);
     });
