@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <tbb/info.h>
+#include <tbb/task_arena.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -26,7 +28,9 @@ std::size_t count_threads() {
 /// with 0 if there are no more then.
 [[noreturn]] void read_with(int num_threads, std::size_t wanted) {
   const std::size_t others = count_threads() - 1; // of a sanitizer, perhaps
-  const NAMED_MODEL model(DEVICE);
+  std::unique_ptr<const NAMED_MODEL> made; // in an arena of one thread: freezing takes all that it gets
+  tbb::task_arena(1).execute([&made] { made = std::make_unique<const NAMED_MODEL>(DEVICE); });
+  const NAMED_MODEL& model = *made;
   KEP_RG_PARSE_REDUNDANCY parser = quiet_parser(model.db(), num_threads);
   KEP_RG_MODULE_RELATIVE_PORTS out;
   std::string text = "module_name: TILE\n";
