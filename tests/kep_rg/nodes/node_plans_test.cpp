@@ -58,7 +58,9 @@ bool expect_same_nodes(BUILD_CASE& planned, BUILD_CASE& walked) {
   ACCESS::walk_all_places(walked.builder());
   const bool is_built = build_nodes(walked);
   EXPECT_EQ(build_nodes(planned), is_built);
-  if (is_built) EXPECT_EQ(describe(planned), describe(walked));
+  if (is_built) {
+    EXPECT_EQ(describe(planned), describe(walked));
+  }
   return is_built;
 }
 
