@@ -1,9 +1,8 @@
 // How a build grows with the device: each phase, the finished graph and the memory, for real chip databases
 // and for devices that `kep-rg generate` makes, beside a flat graph of the same edges.
 //
-//   kep_rg_scale_bench [--chipdb FILE[,FILE...]] [--device FORM:NODES[,FORM:NODES...]] [--model
-//   MODEL,ROUTING]
-//                      [--threads N[,N...]]
+//   kep_rg_scale_bench [--chipdb FILE[,FILE...]] [--device FORM:NODES[,FORM:NODES...]]
+//                      [--model MODEL,ROUTING] [--threads N[,N...]]
 //
 // What is named is measured; without any the chip databases that are installed, and a device of each form. A
 // device of 10^8 nodes (tiles:100000000) takes some minutes and, with its flat graph, 14 GB.

@@ -49,7 +49,7 @@ private:
 /// An edge, as its target sees it.
 class NUMBERED_REV_EDGE {
 public:
-  /// The number of the node that the edge comes from.
+  /// The number of the node that the edge comes from; NUMBERED_GRAPH::NONE in a damaged graph alone.
   std::uint32_t get_fanin() const { return m_fanin; }
   /// The edge as that node sees it, which tells the class and the mux input. Found by a walk over that node's
   /// fanouts; of several edges between two nodes the first one here is the first one there.

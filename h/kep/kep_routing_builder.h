@@ -268,7 +268,7 @@ public:
   KEP_ROUTING_BUILDER_EDGE_BUILDER(const KEP_ROUTING_BUILDER_EDGE_BUILDER&) = delete;
   KEP_ROUTING_BUILDER_EDGE_BUILDER& operator=(const KEP_ROUTING_BUILDER_EDGE_BUILDER&) = delete;
 
-  /// Puts the graph's nodes into their final order: boundary nodes, then by place in the model, a hipi twin
+  /// Puts the graph's nodes into their final order: boundary nodes, then by place, a hipi twin
   /// behind its plain node. Once, before edges exist. The attributes are not looked at.
   void sort_nodes_for_templating(KEP_LEGACY_API* legacy_api) const;
 
@@ -317,8 +317,8 @@ public:
   std::uint32_t get_num_targets(std::uint32_t occurrence) const;
   /// The number of a target's inst port.
   std::uint32_t get_inst_port(std::uint32_t occurrence, std::uint32_t target) const;
-  /// The place of an inner occurrence. What is below two occurrences of one module is equally far behind
-  /// them.
+  /// The first place at or below an inner occurrence; without meaning where no nodes stand. What is below two
+  /// occurrences of one module is equally far behind them.
   std::uint32_t get_place(std::uint32_t occurrence) const;
   SEAT get_seat(const KEP_ROUTING_BUILDER_NODE& node) const;
   /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.

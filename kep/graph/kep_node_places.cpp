@@ -3,7 +3,6 @@
 #include "kep/graph/kep_node_word.h"
 
 #include <algorithm>
-#include <bit>
 #include <utility>
 
 KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
@@ -48,15 +47,14 @@ void KEP_NODE_PLACES::add_keys(const std::vector<bool>& is_key) {
 void KEP_NODE_PLACES::list_ranks(const KEP_NODE_CENSUS& census) {
   for (std::uint32_t place = 0; place != get_num_places(); ++place) {
     if (get_num_nodes(place) == 0 || get_num_nodes(place) == get_num_ranks(place)) continue;
-    m_lacking.resize(get_num_places() / 64 + std::size_t{1});
-    m_lacking[place / 64].m_bits |= std::uint64_t{1} << place % 64;
+    m_lacking.resize(get_num_places() / KEP_MARK_BLOCK::NUM_BITS + std::size_t{1});
+    m_lacking[place / KEP_MARK_BLOCK::NUM_BITS].set(place);
     m_first_ranks.push_back(static_cast<std::uint32_t>(m_ranks.size()));
     for (const std::uint32_t key : census.get_keys_of_lacking(m_order->get_occurrence(place)))
       m_ranks.push_back(find_rank(place, key));
   }
   for (std::size_t i = 1; i < m_lacking.size(); ++i)
-    m_lacking[i].m_num_before =
-        m_lacking[i - 1].m_num_before + static_cast<std::uint32_t>(std::popcount(m_lacking[i - 1].m_bits));
+    m_lacking[i].m_num_before = m_lacking[i - 1].m_num_before + m_lacking[i - 1].get_count();
   m_first_ranks.shrink_to_fit();
   m_ranks.shrink_to_fit();
 }
@@ -86,8 +84,8 @@ std::uint32_t KEP_NODE_PLACES::find_rank_in(std::uint32_t module, std::uint32_t 
 }
 
 std::uint64_t KEP_NODE_PLACES::get_memory_bytes() const {
-  std::uint64_t bytes = sizeof(*this) + m_order->get_memory_bytes() +
-                        m_lacking.capacity() * sizeof(KEP_NUMBERED_PLACES::LACKING);
+  std::uint64_t bytes =
+      sizeof(*this) + m_order->get_memory_bytes() + m_lacking.capacity() * sizeof(KEP_MARK_BLOCK);
   for (const auto* words : {&m_first_node, &m_near_places, &m_first_ranks, &m_ranks, &m_first_key, &m_keys,
                             &m_first_bucket, &m_buckets})
     bytes += words->capacity() * sizeof(std::uint32_t);
@@ -102,9 +100,7 @@ std::uint32_t KEP_NUMBERED_PLACES::search_place(std::uint32_t number) const {
 }
 
 const std::uint32_t* KEP_NUMBERED_PLACES::get_listed_ranks(std::uint32_t place) const {
-  const LACKING& lacking = m_lacking[place / 64];
-  const int num_before = std::popcount(lacking.m_bits & ((std::uint64_t{1} << place % 64) - 1));
-  return m_ranks + m_first_ranks[lacking.m_num_before + static_cast<std::uint32_t>(num_before)];
+  return m_ranks + m_first_ranks[m_lacking[place / KEP_MARK_BLOCK::NUM_BITS].get_rank(place)];
 }
 
 /// The place lacks so many ranks up to its last node, and at most as many before the rank.

@@ -93,7 +93,7 @@ private:
   std::vector<std::uint32_t> m_first_node; // by place, and one more
   // As KEP_NUMBERED_PLACES tells them.
   std::vector<std::uint32_t> m_near_places;
-  std::vector<KEP_NUMBERED_PLACES::LACKING> m_lacking;
+  std::vector<KEP_MARK_BLOCK> m_lacking;
   std::vector<std::uint32_t> m_first_ranks;
   std::vector<std::uint32_t> m_ranks;
   std::vector<std::uint32_t> m_first_key;    // by module, and one more

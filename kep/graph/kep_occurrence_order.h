@@ -1,8 +1,8 @@
 #pragma once
 
+#include "kep/detail/kep_mark_block.h"
 #include "kep/detail/kep_place_layout.h"
 
-#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -16,27 +16,19 @@ public:
 
   /// NONE of an occurrence whose module holds no nodes.
   std::uint32_t get_place(std::uint32_t occurrence) const {
-    const BLOCK& block = m_blocks[occurrence / BITS];
-    const std::uint64_t bit = std::uint64_t{1} << occurrence % BITS;
-    if ((block.m_has_place & bit) == 0) return NONE;
-    return m_places[block.m_first + static_cast<unsigned>(std::popcount(block.m_has_place & (bit - 1)))];
+    const KEP_MARK_BLOCK& block = m_blocks[occurrence / KEP_MARK_BLOCK::NUM_BITS];
+    return block.has(occurrence) ? m_places[block.get_rank(occurrence)] : NONE;
   }
   /// NONE of a number that is no place.
   std::uint32_t get_occurrence(std::uint32_t place) const { return m_occurrences[place]; }
   std::uint32_t get_num_places() const { return static_cast<std::uint32_t>(m_occurrences.size()); }
   std::uint64_t get_memory_bytes() const {
     return (m_places.capacity() + m_occurrences.capacity()) * sizeof(std::uint32_t) +
-           m_blocks.capacity() * sizeof(BLOCK);
+           m_blocks.capacity() * sizeof(KEP_MARK_BLOCK);
   }
 
 private:
-  static constexpr std::uint32_t BITS = 64;
-  struct BLOCK {
-    std::uint64_t m_has_place = 0; // a bit an occurrence
-    std::uint32_t m_first = 0;     // of its places
-  };
-
-  std::vector<BLOCK> m_blocks;
-  std::vector<std::uint32_t> m_places; // of the occurrences that have one
+  std::vector<KEP_MARK_BLOCK> m_blocks; // marks occurrences that have a place
+  std::vector<std::uint32_t> m_places;  // of these
   std::vector<std::uint32_t> m_occurrences;
 };

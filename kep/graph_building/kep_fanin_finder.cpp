@@ -85,7 +85,7 @@ private:
       mixed = KEP_TEMPLATE_HASH::mix(piece, mixed);
     ROW& row = m_rows[mixed % NUM_ROWS];
     const auto hash = static_cast<std::uint32_t>(mixed >> 32);
-    if (row.m_hash == hash && row.m_num_pieces == pieces.size() && row.m_template != NONE &&
+    if (row.m_hash == hash && row.m_num_pieces == pieces.size() &&
         std::equal(pieces.begin(), pieces.end(), m_known_pieces.begin() + row.m_first_piece))
       return row.m_template;
     if (m_known_pieces.size() + pieces.size() > MAX_KNOWN_PIECES) {

@@ -3,8 +3,6 @@
 #include "kep/graph_building/kep_template_entries.h"
 
 #include <algorithm>
-#include <functional>
-#include <string_view>
 
 namespace {
 
@@ -66,10 +64,13 @@ void KEP_LAYOUT_JUDGE::choose_sample(const KEP_MODULE& module, const std::vector
   m_port_step = num_inst_ports / m_sibling_step / MAX_INST_PORTS + 1;
 }
 
-/// Hangs on the name, so that the order of the list plays no part.
+/// By the name: the same siblings in whatever order they are listed.
 bool KEP_LAYOUT_JUDGE::is_in_sample(const KEP_INSTANCE& instance) const {
-  return m_sibling_step == 1 ||
-         std::hash<std::string_view>()(instance.get_plain_name()) % m_sibling_step == 0;
+  if (m_sibling_step == 1) return true;
+  std::uint64_t hash = 0;
+  for (const char* at = instance.get_plain_name(); *at != 0; ++at)
+    hash = KEP_TEMPLATE_HASH::mix(hash, static_cast<unsigned char>(*at));
+  return hash % m_sibling_step == 0;
 }
 
 void KEP_LAYOUT_JUDGE::add_connections(const std::vector<std::uint32_t>& sibling_of_instance,

@@ -54,6 +54,7 @@ public:
   /// is seen from itself, and targets that do not stand at the place, which are counted.
   KEP_FANOUT_ENTRY* write_run(const BUILDER::FOLDED_RUN& run, std::uint32_t place, KEP_SEEN_WORD own,
                               KEP_FANOUT_ENTRY* entry, std::size_t& num_missing) const {
+    if (run.m_num_fanouts == 0) return entry; // where no nodes stand at all, that is no place
     const std::uint64_t begin = see_place(m_places.get_order().get_occurrence(place), place);
     const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
     const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;

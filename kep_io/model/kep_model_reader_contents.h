@@ -28,7 +28,6 @@ private:
 
   void add(const KEP_MODEL_PIECE& piece);
   void connect_ports(const MODULE& module, const KEP_JSON_PLACE& place);
-  void check_list(const MODULE& module, std::string_view name, const KEP_JSON_PLACE& place) const;
   void add_cells(const MODULE& module, const KEP_MODEL_PIECE& piece, const KEP_JSON_PLACE& list_place);
   void add_nets(const MODULE& module, const KEP_MODEL_PIECE& piece, const KEP_JSON_PLACE& list_place);
   void set_port_attributes(const MODULE& module, const KEP_MODEL_PIECE::NET& net,

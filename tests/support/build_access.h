@@ -277,8 +277,6 @@ private:
     storage.m_shapes_of_nodes =
         KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(storage.m_shapes.size()));
   }
-  /// Folds the list anew with these words, which stand in it as they are, behind it. Gives the position of
-  /// the first.
   /// The mux input of an edge to that target, told without it.
   static KEP_SEEN_WORD get_far_mux_input(const KEP_ROUTING_GRAPH_STORAGE& storage, KEP_SEEN_WORD mux_input,
                                          std::uint64_t target) {
@@ -290,6 +288,8 @@ private:
     return {WORD::make_far(places.get_order().get_occurrence(place),
                            KEP_NODE_WORD::inst_port(key) + WORD::inst_port(mux_input.m_bits))};
   }
+  /// Folds the list anew with these words, which stand in it as they are, behind it. Gives the position of
+  /// the first.
   static std::uint32_t append(const KEP_ROUTING_GRAPH_STORAGE& storage, KEP_FOLDED_WORD_LIST& list,
                               const std::vector<KEP_SEEN_WORD>& words) {
     std::uint32_t size = 0;

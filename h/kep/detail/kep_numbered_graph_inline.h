@@ -26,6 +26,7 @@ inline KEP_UNFOLDED_INST_PORT NUMBERED_FWD_EDGE::get_mux_input() const {
 
 /// Fanins stand in the order of their nodes, so those of one node side by side.
 inline NUMBERED_FWD_EDGE NUMBERED_REV_EDGE::find_fwd_edge() const {
+  if (m_fanin == NUMBERED_GRAPH::NONE) return {};
   const KEP_FOLDED_WORDS& fanins = m_source.m_graph->m_tables.m_fanins;
   std::uint32_t num_before = 0;
   while (m_position - num_before != m_source.m_first &&

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_mark_block.h"
 #include "kep/kep_export.h"
 
 #include <cstddef>
@@ -11,15 +12,9 @@ struct KEP_EXPORT KEP_NUMBERED_PLACES {
   static constexpr std::uint32_t NONE = ~0U;
   static constexpr unsigned NEAR_BITS = 6; ///< one number of 2^6 tells where to look for the others' places
 
-  /// Of 64 places, those that lack a node of some rank, and how many such stand before them.
-  struct LACKING {
-    std::uint64_t m_bits = 0;
-    std::uint32_t m_num_before = 0;
-  };
-
   const std::uint32_t* m_first_nodes; ///< by place: the number of its first node; and one more
   const std::uint32_t* m_near_places; ///< the places of the numbers 0, 64, 128, ...; and of the last
-  const LACKING* m_lacking;           ///< by place / 64; null where no place lacks any
+  const KEP_MARK_BLOCK* m_lacking;    ///< places that lack a node of some rank; null where none does
   const std::uint32_t* m_first_ranks; ///< by places that lack some: where the ranks of their nodes begin
   const std::uint32_t* m_ranks;
 
@@ -37,7 +32,7 @@ struct KEP_EXPORT KEP_NUMBERED_PLACES {
 
   /// The ranks of the nodes of the place, in order; null where the place has a node of each rank, or none.
   const std::uint32_t* find_ranks(std::uint32_t place) const {
-    const bool is_lacking = m_lacking && (m_lacking[place / 64].m_bits >> place % 64 & 1) != 0;
+    const bool is_lacking = m_lacking && m_lacking[place / KEP_MARK_BLOCK::NUM_BITS].has(place);
     return is_lacking ? get_listed_ranks(place) : nullptr;
   }
 

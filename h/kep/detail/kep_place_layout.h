@@ -9,8 +9,8 @@
 /// Places are told by differences in a finished graph, so a device folds as well as like steps between like
 /// blocks are like differences. Siblings whose names hold numbers, such as `x3y4`, are put on a grid of their
 /// own if that makes connections more alike; all others follow each other as the model lists them. What holds
-/// no nodes takes no number. Hangs on the model, on its names and on which modules hold nodes, and not on the
-/// order in which blocks on a grid are listed. Read-only once it is made.
+/// no nodes takes no number. Blocks on a grid have the same numbers in whatever order they are listed.
+/// Read-only once it is made.
 class KEP_EXPORT KEP_PLACE_LAYOUT {
 public:
   /// `holds_nodes`: by module number, whether some occurrence of it holds a node.

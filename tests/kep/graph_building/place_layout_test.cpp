@@ -25,7 +25,7 @@ using test_model::RANDOM_SOURCE;
 using test_model::SEEDS;
 using test_model::uip;
 
-constexpr unsigned SIZE = 12; // switches a side, one more than logic blocks
+constexpr unsigned SIZE = 20; // switches a side, one more than logic blocks; too many to look at each
 enum class ORDER { BY_NUMBER, ALPHABET, SHUFFLED };
 
 struct GRID_OPTIONS {
