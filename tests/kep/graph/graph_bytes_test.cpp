@@ -162,8 +162,7 @@ TEST(GraphBytes, TellOfEachPlaceThatLacksANodeWhichOnesItHas) {
   };
   // Which of the 32 places lack a node, in one run of 64; of each of the three where its ranks are listed,
   // and the ranks of the two nodes there; and one page for them all: a byte for each of three ranks.
-  EXPECT_EQ(bytes(3),
-            bytes(0) + sizeof(KEP_MARK_BLOCK) + 3 * (1 + 2) * sizeof(std::uint32_t) + 3);
+  EXPECT_EQ(bytes(3), bytes(0) + sizeof(KEP_MARK_BLOCK) + 3 * (1 + 2) * sizeof(std::uint32_t) + 3);
 }
 
 } // namespace graph_bytes_test
