@@ -47,7 +47,7 @@ private:
     std::uint32_t m_template = NONE;
   };
   static constexpr std::size_t NUM_ROWS = 1 << 14;
-  static constexpr std::size_t MAX_KNOWN_PIECES = 2 * MAX_PIECES;
+  static constexpr std::size_t MAX_KNOWN_PIECES = std::size_t{2} * MAX_PIECES;
 
   void sort_by_target(const PART& part) {
     m_next.assign(part.m_end - part.m_begin + std::size_t{1}, 0);

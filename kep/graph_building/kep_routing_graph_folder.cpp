@@ -135,7 +135,7 @@ void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
 KEP_FOLDED_WORD_LIST KEP_ROUTING_GRAPH_FOLDER::fold_mux_inputs(const std::vector<FANOUT_LIST>& lists) const {
   constexpr std::uint32_t END = 1 << 12;
   const KEP_MUX_INPUT_NUMBERS& numbers = m_graph.m_state->m_mux_inputs;
-  KEP_WORD_FOLDER folder(m_fanouts.get_num_entries(), 2 * END, [&numbers](std::uint32_t index) {
+  KEP_WORD_FOLDER folder(m_fanouts.get_num_entries(), std::size_t{2} * END, [&numbers](std::uint32_t index) {
     return KEP_SEEN_WORD{numbers.get_word(index - END)};
   });
   return fold_words(lists, m_fanouts, folder, [&numbers](const KEP_FANOUT_ENTRY& entry, const auto& visit) {

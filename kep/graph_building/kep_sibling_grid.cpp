@@ -132,6 +132,7 @@ void KEP_SIBLING_GRID::order_kinds(const std::map<KIND, std::uint32_t>& kinds) {
   for (const PLACED& each : m_on_grid)
     ++counts[each.m_kind];
   std::vector<std::pair<const KIND*, std::uint32_t>> order;
+  order.reserve(kinds.size());
   for (const auto& [kind, number] : kinds)
     order.emplace_back(&kind, number);
   std::sort(order.begin(), order.end(), [&](const auto& left, const auto& right) {

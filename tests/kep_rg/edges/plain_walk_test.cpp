@@ -163,6 +163,37 @@ TEST_F(PlainWalk, FindsRedundantFanoutsApart) {
   EXPECT_THAT(folded.texts(folded.found().get_redundant_fanouts()), ElementsAre("u/n:o via u/n:b"));
 }
 
+// Each tile drives the next one by its number, which is not the order of the list, and a mux without a node.
+TEST_F(PlainWalk, TellsNothingOfARedundantInputWhereNoNodesStand) {
+  BUILD_CASE c(device(R"(
+    module BARE
+      ports >x
+      inst m MUX
+      net x x m.a
+    module TILE
+      ports <p >q
+      inst n MUX header
+      inst b BARE
+      net w n.o p b.x
+      net v q n.a
+    module TOP top type=1
+      inst t3 TILE
+      inst t1 TILE
+      inst t4 TILE
+      inst t0 TILE
+      inst t2 TILE
+      net w0 t0.p t1.q
+      net w1 t1.p t2.q
+      net w2 t2.p t3.q
+      net w3 t3.p t4.q
+  )"));
+  describe(c);
+  c.mark_redundant("BARE/m:a");
+  c.build();
+  EXPECT_THAT(c.edges(), ElementsAre("t0/n:o -> t1/n:o via t1/n:a", "t1/n:o -> t2/n:o via t2/n:a",
+                                     "t2/n:o -> t3/n:o via t3/n:a", "t3/n:o -> t4/n:o via t4/n:a"));
+}
+
 // The wire reaches both pins of the other tile through two ports that lead both ways, and does not turn back.
 const char* const TWO_WAYS = R"(
   module CELL
