@@ -18,7 +18,7 @@
 ///
 /// One thread calls, unless an operation is marked concurrent.
 
-class KEP_OCCURRENCE_ORDER;
+class KEP_OCCURRENCE_PLACES;
 class KEP_PLACE_LAYOUT;
 class KEP_ROUTING_BUILDER_GRAPH;
 

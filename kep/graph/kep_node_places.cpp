@@ -6,7 +6,7 @@
 #include <utility>
 
 KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
-                                 std::shared_ptr<const KEP_OCCURRENCE_ORDER> order,
+                                 std::shared_ptr<const KEP_OCCURRENCE_PLACES> order,
                                  const KEP_NODE_CENSUS& census)
     : m_unfolding(&unfolding), m_order(std::move(order)),
       m_boundary_module(static_cast<std::uint32_t>(unfolding.get_modules().size())) {
@@ -16,7 +16,7 @@ KEP_NODE_PLACES::KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding,
     const std::uint32_t occurrence = m_order->get_occurrence(place);
     m_first_node[place + std::size_t{1}] =
         m_first_node[place] +
-        (occurrence == KEP_OCCURRENCE_ORDER::NONE ? 0 : census.get_num_nodes(occurrence));
+        (occurrence == KEP_OCCURRENCE_PLACES::NONE ? 0 : census.get_num_nodes(occurrence));
   }
   for (const std::vector<bool>& keys : census.get_keys())
     add_keys(keys);

@@ -3,7 +3,7 @@
 #include "kep/detail/kep_numbered_places.h"
 #include "kep/detail/kep_unfolding.h"
 #include "kep/graph/kep_node_census.h"
-#include "kep/graph/kep_occurrence_order.h"
+#include "kep/graph/kep_occurrence_places.h"
 #include "kep/kep_export.h"
 
 #include <cstdint>
@@ -18,10 +18,10 @@ public:
   static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
 
   /// The nodes of the census, in that order.
-  KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_ORDER> order,
+  KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_PLACES> order,
                   const KEP_NODE_CENSUS& census);
 
-  const KEP_OCCURRENCE_ORDER& get_order() const { return *m_order; }
+  const KEP_OCCURRENCE_PLACES& get_occurrence_places() const { return *m_order; }
 
   std::uint32_t get_num_nodes() const { return m_first_node.back(); }
   std::uint32_t get_num_places() const { return static_cast<std::uint32_t>(m_first_node.size() - 1); }
@@ -87,7 +87,7 @@ private:
   void list_near_places();
 
   const KEP_UNFOLDING* m_unfolding;
-  std::shared_ptr<const KEP_OCCURRENCE_ORDER> m_order;
+  std::shared_ptr<const KEP_OCCURRENCE_PLACES> m_order;
   std::uint32_t m_boundary_module;
   bool m_has_hipi = false;
   std::vector<std::uint32_t> m_first_node; // by place, and one more

@@ -15,8 +15,8 @@ std::uint64_t find_word(const KEP_ROUTING_GRAPH_STORAGE* storage, const KEP_EDGE
                         std::uint32_t occurrence, std::uint32_t key) {
   if (!storage) return 0;
   const KEP_NODE_PLACES& places = *storage->m_places;
-  const std::uint32_t place = places.get_order().get_place(occurrence);
-  if (place == KEP_OCCURRENCE_ORDER::NONE || places.get_num_nodes(place) == 0) return 0;
+  const std::uint32_t place = places.get_occurrence_places().get_place(occurrence);
+  if (place == KEP_OCCURRENCE_PLACES::NONE || places.get_num_nodes(place) == 0) return 0;
   const std::uint32_t rank = places.find_rank(place, key);
   if (rank == KEP_NODE_PLACES::NONE) return 0;
   const std::uint64_t word = KEP_NODE_WORD::make(place, rank);
@@ -92,7 +92,8 @@ KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
   std::uint32_t inst_port = KEP_MUX_INPUT_WORD::inst_port(word);
   if (occurrence == 0) {
     if (!m_fanout) return {}; // of a damaged graph
-    occurrence = graph.m_storage->m_places->get_order().get_occurrence(KEP_NODE_WORD::place(m_fanout.m_word));
+    occurrence = graph.m_storage->m_places->get_occurrence_places().get_occurrence(
+        KEP_NODE_WORD::place(m_fanout.m_word));
     inst_port += KEP_NODE_WORD::inst_port(graph.get_key(m_fanout));
   }
   const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
@@ -172,7 +173,7 @@ KEP_PORT* GRAPH::get_port(const BASE_NODE& node) const {
 KEP_UNFOLDED_INST_PORT GRAPH::get_unfolded_inst_port(const BASE_NODE& node) const {
   if (!node || is_boundary(node)) return {};
   const std::uint32_t occurrence =
-      m_storage->m_places->get_order().get_occurrence(KEP_NODE_WORD::place(node.m_word));
+      m_storage->m_places->get_occurrence_places().get_occurrence(KEP_NODE_WORD::place(node.m_word));
   const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
   return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(get_key(node)))};
 }

@@ -64,7 +64,7 @@ void KEP_EDGE_BUNDLES::add_blocks() {
 void KEP_EDGE_BUNDLES::number_block(BLOCK& block, bool hipi, std::vector<BLOCK_ENTRY>& entries,
                                     KEP_TEMPLATE_TABLE<BLOCK_ENTRY>::RECENT& recent) {
   const std::uint32_t place = block.m_place;
-  const bool is_top = m_places.get_order().get_occurrence(place) <= m_num_top_occurrences;
+  const bool is_top = m_places.get_occurrence_places().get_occurrence(place) <= m_num_top_occurrences;
   const bool may_be_hipi = m_places.has_hipi() && place != KEP_NODE_WORD::BOUNDARY;
   const std::uint32_t first = m_places.get_first_nodes()[place];
   const std::uint32_t end =

@@ -27,7 +27,7 @@ KEP_FANOUT_RUNS::KEP_FANOUT_RUNS(const KEP_TEMPLATE_LISTS& fanouts, const std::v
   if (2 * fanouts.m_templates.size() < fanouts.m_of_nodes.size()) share_targets();
 }
 
-/// Calls `visit(begin, end)` with the positions of each run of the list.
+/// Calls `visit(begin)` with the first position of each run of the list.
 template <class VISIT>
 void KEP_FANOUT_RUNS::visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& visit) const {
   const std::uint32_t end = list.m_first_entry + list.m_num_edges;
@@ -35,7 +35,7 @@ void KEP_FANOUT_RUNS::visit_runs(const KEP_EDGE_TEMPLATE& list, const VISIT& vis
     const std::uint32_t begin = entry;
     while (++entry != end && get_place_bits(m_words[entry]) == get_place_bits(m_words[begin])) {
     }
-    visit(begin, entry);
+    visit(begin);
   }
 }
 
@@ -43,7 +43,7 @@ void KEP_FANOUT_RUNS::find_runs(const std::vector<KEP_EDGE_TEMPLATE>& lists) {
   m_first_runs.assign(lists.size() + 1, 0);
   kep_for_parts(lists.size(), LISTS_AT_A_TIME, [&](std::size_t begin, std::size_t end) {
     for (std::size_t list = begin; list != end; ++list)
-      visit_runs(lists[list], [&](std::uint32_t, std::uint32_t) { ++m_first_runs[list + 1]; });
+      visit_runs(lists[list], [&](std::uint32_t) { ++m_first_runs[list + 1]; });
   });
   std::partial_sum(m_first_runs.begin(), m_first_runs.end(), m_first_runs.begin());
   m_runs.resize(m_first_runs.back());
@@ -52,7 +52,7 @@ void KEP_FANOUT_RUNS::find_runs(const std::vector<KEP_EDGE_TEMPLATE>& lists) {
     KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY>::RECENT recent;
     std::uint32_t run = m_first_runs[begin];
     for (std::size_t list = begin; list != end; ++list)
-      visit_runs(lists[list], [&](std::uint32_t first, std::uint32_t) {
+      visit_runs(lists[list], [&](std::uint32_t first) {
         const KEP_FANIN_ENTRY direction{{get_place_bits(m_words[first])}};
         m_runs[run] = {m_directions.add({&direction, 1, 1}, recent), run};
         m_first_entries[run++] = first;

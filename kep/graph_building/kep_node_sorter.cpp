@@ -48,7 +48,7 @@ void KEP_NODE_SORTER::write(const KEP_NODE_PLACES& places) {
 }
 
 void KEP_NODE_SORTER::write_place(const KEP_NODE_PLACES& places, std::uint32_t place) {
-  const std::uint32_t occurrence = places.get_order().get_occurrence(place);
+  const std::uint32_t occurrence = places.get_occurrence_places().get_occurrence(place);
   const std::uint32_t first = places.get_first_nodes()[place];
   const std::uint32_t* ranks = places.find_ranks(place);
   const std::uint32_t* keys = places.get_keys(place);

@@ -116,7 +116,7 @@ void KEP_ROUTING_BUILDER_GRAPH::sort_nodes() {
   for (const std::vector<bool>& keys : sorter.get_census().get_keys())
     holds_nodes.push_back(!keys.empty());
   m_state->m_layout = std::make_unique<const KEP_PLACE_LAYOUT>(unfolding, std::move(holds_nodes));
-  auto order = std::make_shared<const KEP_OCCURRENCE_ORDER>(unfolding, *m_state->m_layout);
+  auto order = std::make_shared<const KEP_OCCURRENCE_PLACES>(unfolding, *m_state->m_layout);
   m_state->m_places =
       std::make_shared<const KEP_NODE_PLACES>(unfolding, std::move(order), sorter.get_census());
   sorter.write(*m_state->m_places);
@@ -185,8 +185,8 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_
   const KEP_ROUTING_BUILDER_GRAPH::STATE& state = *m_graph->m_state;
   std::uint32_t node = KEP_NODE_INDEX::NO_NODE;
   if (state.m_places) {
-    const std::uint32_t place = state.m_places->get_order().get_place(occurrence);
-    if (place == KEP_OCCURRENCE_ORDER::NONE) return nullptr;
+    const std::uint32_t place = state.m_places->get_occurrence_places().get_place(occurrence);
+    if (place == KEP_OCCURRENCE_PLACES::NONE) return nullptr;
     const std::uint32_t rank = state.m_places->find_rank(place, KEP_NODE_WORD::make_key(number, is_hipi));
     if (rank != KEP_NODE_PLACES::NONE) node = state.m_places->find_node(place, rank);
   } else {
@@ -198,7 +198,7 @@ KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_node(std::uint32_
 KEP_ROUTING_BUILDER_NODE* KEP_ROUTING_BUILDER_NODE_CACHE::find_like_node(const KEP_ROUTING_BUILDER_NODE& node,
                                                                          std::uint32_t occurrence) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
-  const KEP_OCCURRENCE_ORDER& order = places.get_order();
+  const KEP_OCCURRENCE_PLACES& order = places.get_occurrence_places();
   const std::uint32_t rank = places.get_rank(order.get_place(node.get_occurrence()), node.get_index());
   const std::uint32_t like = places.find_node(order.get_place(occurrence), rank);
   return like == KEP_NODE_PLACES::NONE ? nullptr : m_graph->get_node(like);

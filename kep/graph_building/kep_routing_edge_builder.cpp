@@ -55,7 +55,7 @@ public:
   KEP_FANOUT_ENTRY* write_run(const BUILDER::FOLDED_RUN& run, std::uint32_t place, KEP_SEEN_WORD own,
                               KEP_FANOUT_ENTRY* entry, std::size_t& num_missing) const {
     if (run.m_num_fanouts == 0) return entry; // where no nodes stand at all, that is no place
-    const std::uint64_t begin = see_place(m_places.get_order().get_occurrence(place), place);
+    const std::uint64_t begin = see_place(m_places.get_occurrence_places().get_occurrence(place), place);
     const BUILDER::FOLDED_FANOUT* fanout = run.m_fanouts;
     const BUILDER::FOLDED_FANOUT* end = fanout + run.m_num_fanouts;
     const bool has_all = m_places.has_all_ranks(place);
@@ -174,20 +174,21 @@ std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::find_target(const KEP_INST_PORT&
 
 bool KEP_ROUTING_BUILDER_EDGE_BUILDER::has_all_nodes(std::uint32_t occurrence) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
-  const std::uint32_t place = places.get_order().get_place(occurrence);
-  return place == KEP_OCCURRENCE_ORDER::NONE || places.get_num_nodes(place) == places.get_num_ranks(place);
+  const std::uint32_t place = places.get_occurrence_places().get_place(occurrence);
+  return place == KEP_OCCURRENCE_PLACES::NONE || places.get_num_nodes(place) == places.get_num_ranks(place);
 }
 
 std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_num_targets(std::uint32_t occurrence) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
-  const std::uint32_t place = places.get_order().get_place(occurrence);
-  return place == KEP_OCCURRENCE_ORDER::NONE ? 0 : places.get_num_ranks(place);
+  const std::uint32_t place = places.get_occurrence_places().get_place(occurrence);
+  return place == KEP_OCCURRENCE_PLACES::NONE ? 0 : places.get_num_ranks(place);
 }
 
 std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_inst_port(std::uint32_t occurrence,
                                                               std::uint32_t target) const {
   const KEP_NODE_PLACES& places = *m_graph->m_state->m_places;
-  return KEP_NODE_WORD::inst_port(places.get_key(places.get_order().get_place(occurrence), target - 1));
+  return KEP_NODE_WORD::inst_port(
+      places.get_key(places.get_occurrence_places().get_place(occurrence), target - 1));
 }
 
 std::uint32_t KEP_ROUTING_BUILDER_EDGE_BUILDER::get_place(std::uint32_t occurrence) const {

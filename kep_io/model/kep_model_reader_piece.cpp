@@ -4,8 +4,6 @@
 #include "kep_io/model/kep_model_reader_attributes.h"
 #include "kep_io/model/kep_model_reader_masters.h"
 
-#include <fmt/format.h>
-
 #include <limits>
 
 namespace {

@@ -5,7 +5,6 @@
 
 #include <tbb/parallel_for.h>
 
-#include <span>
 #include <utility>
 
 namespace {

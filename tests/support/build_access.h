@@ -285,7 +285,7 @@ private:
     const KEP_NODE_PLACES& places = *storage.m_places;
     const std::uint32_t place = KEP_NODE_WORD::place(target);
     const std::uint32_t key = places.get_key(place, KEP_NODE_WORD::rank(target));
-    return {WORD::make_far(places.get_order().get_occurrence(place),
+    return {WORD::make_far(places.get_occurrence_places().get_occurrence(place),
                            KEP_NODE_WORD::inst_port(key) + WORD::inst_port(mux_input.m_bits))};
   }
   /// Folds the list anew with these words, which stand in it as they are, behind it. Gives the position of

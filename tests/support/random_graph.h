@@ -40,6 +40,16 @@ struct RANDOM_GRAPH_LIMITS {
   unsigned m_nodes = 60; ///< percent of the uips
 };
 
+// Sizes and densities that differ from seed to seed.
+inline RANDOM_MODEL_LIMITS vary_model_limits(std::uint64_t seed) {
+  RANDOM_MODEL_LIMITS limits;
+  limits.m_max_size = 20 + static_cast<unsigned>(seed % 7) * 60;
+  return limits;
+}
+inline RANDOM_GRAPH_LIMITS vary_graph_limits(std::uint64_t seed) {
+  return {static_cast<unsigned>(seed % 5) * 3, 20 + static_cast<unsigned>(seed % 9) * 10};
+}
+
 class RANDOM_GRAPH {
 public:
   RANDOM_GRAPH(const KEP_DB& db, std::uint64_t seed, const RANDOM_GRAPH_LIMITS& limits)

@@ -124,13 +124,8 @@ private:
 TEST(NumberedGraphs, TellByNumbersWhatNodesTell) {
   COUNTS counts;
   for (const std::uint64_t seed : test_model::SEEDS(0, 150)) {
-    test_model::RANDOM_MODEL_LIMITS limits;
-    limits.m_max_size = 20 + static_cast<unsigned>(seed % 7) * 60;
-    const auto db = test_model::make_random_db(seed, limits);
-    test_model::RANDOM_GRAPH_LIMITS graph_limits;
-    graph_limits.m_max_fanout = static_cast<unsigned>(seed % 5) * 3;
-    graph_limits.m_nodes = 20 + static_cast<unsigned>(seed % 9) * 10;
-    RANDOM_GRAPH(*db, seed, graph_limits).publish(*db, seed);
+    const auto db = test_model::make_random_db(seed, test_model::vary_model_limits(seed));
+    RANDOM_GRAPH(*db, seed, test_model::vary_graph_limits(seed)).publish(*db, seed);
     NUMBERED_CHECK(*db->get_routing_template_graph(), counts).run();
     if (HasFailure()) FAIL() << test_model::describe(*db);
   }

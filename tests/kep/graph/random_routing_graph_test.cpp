@@ -149,13 +149,8 @@ EDGES iterate(const KEP_ROUTING::NODE_ITER_RANGE& range) {
 TEST(RandomGraphs, AreReadBackEdgeByEdge) {
   COUNTS counts;
   for (const std::uint64_t seed : test_model::SEEDS(0, 1200)) {
-    test_model::RANDOM_MODEL_LIMITS limits;
-    limits.m_max_size = 20 + static_cast<unsigned>(seed % 7) * 60;
-    const auto db = test_model::make_random_db(seed, limits);
-    test_model::RANDOM_GRAPH_LIMITS graph_limits;
-    graph_limits.m_max_fanout = static_cast<unsigned>(seed % 5) * 3;
-    graph_limits.m_nodes = 20 + static_cast<unsigned>(seed % 9) * 10;
-    const RANDOM_GRAPH graph(*db, seed, graph_limits);
+    const auto db = test_model::make_random_db(seed, test_model::vary_model_limits(seed));
+    const RANDOM_GRAPH graph(*db, seed, test_model::vary_graph_limits(seed));
     graph.publish(*db, seed);
     CHECK(*db, graph, counts).run();
     if (HasFailure()) FAIL() << test_model::describe(*db);

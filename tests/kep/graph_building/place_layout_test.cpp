@@ -2,7 +2,7 @@
 // no number.
 
 #include "kep/detail/kep_place_layout.h"
-#include "kep/graph/kep_occurrence_order.h"
+#include "kep/graph/kep_occurrence_places.h"
 #include "tests/support/graph_fixture.h"
 #include "tests/support/random_model.h"
 #include "tests/support/seeds.h"
@@ -196,14 +196,14 @@ TEST(PlaceLayout, TwoBlocksOfOneCellAndKindStandApart) {
 /// Whether what stands below an occurrence takes numbers of its own, side by side.
 void check_places(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout,
                   const std::vector<bool>& holds_nodes) {
-  const KEP_OCCURRENCE_ORDER order(unfolding, layout);
+  const KEP_OCCURRENCE_PLACES order(unfolding, layout);
   EXPECT_EQ(order.get_place(KEP_UNFOLDING::ABOVE_TOP), 0U);
   std::uint32_t num_placed = 1;
   for (std::uint32_t i = 1; i < unfolding.size(); ++i) {
     const KEP_OCCURRENCE& own = unfolding.get(i);
     const bool is_placed = holds_nodes[own.m_module->get_number()];
     const std::uint32_t place = order.get_place(i);
-    ASSERT_EQ(place != KEP_OCCURRENCE_ORDER::NONE, is_placed);
+    ASSERT_EQ(place != KEP_OCCURRENCE_PLACES::NONE, is_placed);
     num_placed += is_placed;
     if (is_placed) {
       ASSERT_EQ(order.get_occurrence(place), i);
@@ -218,7 +218,7 @@ void check_places(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout
   }
   std::uint32_t num_places = 0;
   for (std::uint32_t place = 0; place != order.get_num_places(); ++place)
-    num_places += order.get_occurrence(place) != KEP_OCCURRENCE_ORDER::NONE;
+    num_places += order.get_occurrence(place) != KEP_OCCURRENCE_PLACES::NONE;
   EXPECT_EQ(num_places, num_placed);
 }
 

@@ -103,6 +103,23 @@ TEST_F(CommandLine, GivesTheSameGraphForAnyOrderOfTheBlocks) {
   EXPECT_TRUE(edges[2] == edges[0]);
 }
 
+TEST_F(CommandLine, KeepsAFabricFoldedInWhateverOrderItsBlocksAreListed) {
+  for (const std::string order : {"alphabet", "number", "shuffled"}) {
+    ASSERT_EQ(run("generate --form grids --columns 12 --rows 8 --width 4 --connect-inputs 3 --luts 1 "
+                  "--switch-inputs 4 --model m.json --routing r.jsonl --order " +
+                  order),
+              0)
+        << m_err;
+    ASSERT_EQ(run("build m.json r.jsonl -j 2 --stats stats.json"), 0) << m_err;
+    simdjson::dom::parser parser;
+    const simdjson::padded_string text(read("stats.json"));
+    const simdjson::dom::element graph = parser.parse(text)["graph"];
+    EXPECT_GT(std::uint64_t(graph["real_edges"]), 9000U);
+    EXPECT_LT(std::uint64_t(graph["templates"]), 400U) << order; // of 2,800 nodes
+    EXPECT_LT(std::uint64_t(graph["bytes"]), 60000U) << order;
+  }
+}
+
 TEST_F(CommandLine, KeepsAFabricFoldedHoweverLargeItIs) {
   std::uint64_t templates[2] = {};
   for (const bool large : {false, true}) {

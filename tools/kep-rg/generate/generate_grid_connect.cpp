@@ -5,8 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace {
 
 using BITS = std::vector<std::int64_t>;

@@ -8,11 +8,11 @@
 
 /// The places of inner occurrences that hold nodes, by the numbers of a layout, and back. Place 0 is what
 /// stands above the tops.
-class KEP_EXPORT KEP_OCCURRENCE_ORDER {
+class KEP_EXPORT KEP_OCCURRENCE_PLACES {
 public:
   static constexpr std::uint32_t NONE = ~std::uint32_t{0};
 
-  KEP_OCCURRENCE_ORDER(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout);
+  KEP_OCCURRENCE_PLACES(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout);
 
   /// NONE of an occurrence whose module holds no nodes.
   std::uint32_t get_place(std::uint32_t occurrence) const {

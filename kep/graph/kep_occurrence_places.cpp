@@ -1,6 +1,6 @@
-#include "kep/graph/kep_occurrence_order.h"
+#include "kep/graph/kep_occurrence_places.h"
 
-KEP_OCCURRENCE_ORDER::KEP_OCCURRENCE_ORDER(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout)
+KEP_OCCURRENCE_PLACES::KEP_OCCURRENCE_PLACES(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout)
     : m_blocks(unfolding.size() / KEP_MARK_BLOCK::NUM_BITS + 1),
       m_occurrences(layout.get_num_places(), NONE) {
   for (std::uint32_t i = 0; i != unfolding.size(); ++i) {
