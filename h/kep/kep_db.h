@@ -47,6 +47,7 @@ public:
   void set_spare_row(const KEP_UNFOLDED_INSTANCE& instance, bool is_spare_row);
 
 private:
+  friend class KEP_DATABASE_LISTER;
   struct TABLE;
   std::unique_ptr<TABLE> m_table;
 };
@@ -98,6 +99,8 @@ public:
   const KEP_UNFOLDING& get_unfolding() const { return *m_unfolding; }
 
 private:
+  friend class KEP_DATABASE_LISTER;
+  friend class KEP_DATABASE_RESTORER;
   friend class KEP_MODEL_FREEZER;
   struct STORAGE;
   KEP_DB();

@@ -85,6 +85,7 @@ public:
   static std::unique_ptr<KEP_DB> freeze(KEP_DB_BUILDER&& builder);
 
 private:
+  friend class KEP_DATABASE_RESTORER;
   friend class KEP_MODEL_FREEZER;
   struct MODEL;
   MODEL& get_model(const char* operation) const;

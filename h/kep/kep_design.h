@@ -54,6 +54,7 @@ public:
   int get_blc_re_index() const { return m_blc_re_index; }
   /// Empty when the port has none (docs/glossary.md: BLC icd name).
   std::string get_blc_icd_port_name() const { return m_blc_icd_port_name; }
+  const char* get_plain_blc_icd_port_name() const { return m_blc_icd_port_name; }
   /// The port's number among all ports of the design, from 0.
   unsigned get_number() const { return m_number; }
 
@@ -228,6 +229,8 @@ public:
   /// Every equivalent in that view, the module itself left out, in the order of the design.
   std::vector<KEP_MODULE*> get_equivalent_modules(KEP_VIEW_TYPE view) const;
   unsigned get_num_equivalent_modules(KEP_VIEW_TYPE view) const;
+  /// The whole group, this module too; null without one.
+  const std::vector<KEP_MODULE*>* get_equivalents() const { return m_equivalents; }
 
   // What positions are made of (h/kep/detail/kep_unfolding.h); whoever steps over unfolded values needs none
   // of it.

@@ -33,6 +33,7 @@ public:
   const std::array<std::uint32_t, 4>& get_words() const { return m_words; }
 
 private:
+  friend class KEP_DATABASE_RESTORER;
   friend class KEP_UNFOLDED_MODULE;
   friend class KEP_UNFOLDED_PORT;
   KEP_RELATIVE_PATH(const KEP_MODULE* module, std::uint64_t difference, const KEP_PORT* port)

@@ -106,7 +106,7 @@ inline KEP_PORT* KEP_ROUTING_BUILDER_NODE::get_port() const {
 }
 inline KEP_INST_PORT* KEP_ROUTING_BUILDER_NODE::get_inst_port() const {
   if (is_boundary()) return nullptr;
-  return get_chunk().m_unfolding->get(m_occurrence).m_module->get_inst_port_by_number(m_number);
+  return get_chunk().m_unfolding->get_module(m_occurrence)->get_inst_port_by_number(m_number);
 }
 inline std::uint32_t KEP_ROUTING_BUILDER_NODE::get_index() const {
   const KEP_ROUTING_BUILDER_NODE_CHUNK& chunk = get_chunk();

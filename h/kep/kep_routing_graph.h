@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+class KEP_DATABASE_LISTER;
+class KEP_DATABASE_RESTORER;
 class KEP_RG_TEST_ACCESS;
 class KEP_TEST_ACCESS;
 class KEP_ROUTING_BUILDER_GRAPH;
@@ -217,6 +219,8 @@ public:
   /// Every node once, in an order that stays the same as long as the graph.
   NODE_ITER_RANGE iter_nodes() const { return iter_nodes_with_grain(1); }
   NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain) const;
+  /// Those of these numbers in that order; `end` must not be above get_num_nodes().
+  NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain, std::uint32_t first, std::uint32_t end) const;
 
   /// Calls `visit(from, to)` for each edge of the nodes of a range of this graph, in the order of
   /// iter_all_fanout(): the fastest way to read them all.
@@ -227,6 +231,9 @@ public:
   /// must be below get_num_nodes(). What goes by numbers alone reads a NUMBERED_GRAPH (kep_numbered_graph.h).
   inline std::uint32_t get_index(const NODE& node) const;
   inline NODE get_node(std::uint32_t index) const;
+
+  /// At the inner occurrence stand all nodes that stand at any occurrence of its module, one at least.
+  bool has_all_nodes_at(std::uint32_t occurrence) const;
 
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
@@ -252,6 +259,8 @@ protected:
   bool is_hipi(const BASE_NODE& node) const;
 
 private:
+  friend class ::KEP_DATABASE_LISTER;
+  friend class ::KEP_DATABASE_RESTORER;
   friend class ::KEP_ROUTING_BUILDER_GRAPH;
   std::uint32_t get_key(const BASE_NODE& node) const;
   /// Replaces the graph by a newer one, at the end of a build.

@@ -203,6 +203,8 @@ public:
   }
 
 private:
+  friend class KEP_DATABASE_LISTER;
+  friend class KEP_DATABASE_RESTORER;
   friend class KEP_ROUTING_MUX;
   friend class KEP_ROUTING_ARC;
   friend class KEP_ROUTING_FLYOVER;

@@ -2,14 +2,6 @@
 
 #include "kep/database/kep_db_storage.h"
 
-#include <unordered_map>
-#include <unordered_set>
-
-struct KEP_LEGACY_API::TABLE {
-  std::unordered_map<KEP_UNFOLDED_INSTANCE, KEP_UNFOLDED_INSTANCE_ATTRIBUTES> m_attributes;
-  std::unordered_set<const KEP_INSTANCE*> m_instances; // the same, folded
-};
-
 KEP_LEGACY_API::KEP_LEGACY_API() : m_table(std::make_unique<TABLE>()) {}
 KEP_LEGACY_API::~KEP_LEGACY_API() = default;
 

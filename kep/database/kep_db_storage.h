@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 /// The paths of one module in one table.
@@ -30,8 +31,14 @@ private:
   std::unordered_map<const KEP_MODULE*, KEP_MODULE_RELATIVE_PATHS*> m_index;
 };
 
+struct KEP_LEGACY_API::TABLE {
+  std::unordered_map<KEP_UNFOLDED_INSTANCE, KEP_UNFOLDED_INSTANCE_ATTRIBUTES> m_attributes;
+  std::unordered_set<const KEP_INSTANCE*> m_instances; // the same, folded
+};
+
 /// What stands behind a KEP_DB.
 struct KEP_DB::STORAGE {
+  std::shared_ptr<const void> m_lender; // of names and tables that are not its own
   KEP_NAME_POOL m_names;
   std::vector<std::unique_ptr<KEP_MODULE>> m_owned; // of both databases; held by the one loaded
   std::vector<std::unique_ptr<std::vector<KEP_MODULE*>>> m_equivalents;

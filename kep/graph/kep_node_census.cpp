@@ -11,7 +11,7 @@ std::vector<bool>& KEP_NODE_CENSUS::use_keys(std::uint32_t occurrence) {
   if (keys.empty())
     keys.resize(std::size_t{2} * (occurrence == KEP_UNFOLDING::ABOVE_TOP
                                       ? m_unfolding.get_ports().size()
-                                      : m_unfolding.get(occurrence).m_module->get_num_inst_ports()));
+                                      : m_unfolding.get_module(occurrence)->get_num_inst_ports()));
   return keys;
 }
 

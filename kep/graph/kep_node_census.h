@@ -47,10 +47,7 @@ private:
     std::size_t m_first_key;
   };
 
-  std::uint32_t get_module(std::uint32_t occurrence) const {
-    return occurrence == KEP_UNFOLDING::ABOVE_TOP ? static_cast<std::uint32_t>(m_keys.size() - 1)
-                                                  : m_unfolding.get(occurrence).m_module->get_number();
-  }
+  std::uint32_t get_module(std::uint32_t occurrence) const { return m_unfolding.get(occurrence).m_module; }
   std::vector<bool>& use_keys(std::uint32_t occurrence);
   std::size_t find(std::uint32_t occurrence) const;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/detail/kep_numbered_places.h"
+#include "kep/detail/kep_table.h"
 #include "kep/detail/kep_unfolding.h"
 #include "kep/graph/kep_node_census.h"
 #include "kep/graph/kep_occurrence_places.h"
@@ -17,28 +18,44 @@ class KEP_NODE_PLACES {
 public:
   static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
 
+  struct TABLES {
+    KEP_TABLE<std::uint32_t> m_first_nodes; ///< by place, and one more
+    // As KEP_NUMBERED_PLACES tells them.
+    KEP_TABLE<std::uint32_t> m_near_places;
+    KEP_TABLE<KEP_MARK_BLOCK> m_lacking;
+    KEP_TABLE<std::uint32_t> m_first_ranks;
+    KEP_TABLE<std::uint32_t> m_ranks;
+    KEP_TABLE<std::uint32_t> m_first_keys; ///< by module, boundary nodes behind all, and one more
+    KEP_TABLE<std::uint32_t> m_keys;       ///< sorted within a module
+  };
+
   /// The nodes of the census, in that order.
   KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_PLACES> order,
                   const KEP_NODE_CENSUS& census);
+  /// As such tables tell them.
+  KEP_NODE_PLACES(const KEP_UNFOLDING& unfolding, std::shared_ptr<const KEP_OCCURRENCE_PLACES> order,
+                  TABLES tables);
 
   const KEP_OCCURRENCE_PLACES& get_occurrence_places() const { return *m_order; }
 
-  std::uint32_t get_num_nodes() const { return m_first_node.back(); }
-  std::uint32_t get_num_places() const { return static_cast<std::uint32_t>(m_first_node.size() - 1); }
+  std::uint32_t get_num_nodes() const { return m_tables.m_first_nodes.back(); }
+  std::uint32_t get_num_places() const {
+    return static_cast<std::uint32_t>(m_tables.m_first_nodes.size() - 1);
+  }
   /// The number of the first node of a place, by place, and one more.
-  const std::vector<std::uint32_t>& get_first_nodes() const { return m_first_node; }
+  const KEP_TABLE<std::uint32_t>& get_first_nodes() const { return m_tables.m_first_nodes; }
   std::uint32_t get_num_nodes(std::uint32_t place) const {
-    return m_first_node[place + 1] - m_first_node[place];
+    return m_tables.m_first_nodes[place + std::size_t{1}] - m_tables.m_first_nodes[place];
   }
   /// The keys of the place's module.
   std::uint32_t get_num_ranks(std::uint32_t place) const {
     const std::uint32_t module = get_module(place);
-    return m_first_key[module + 1] - m_first_key[module];
+    return m_tables.m_first_keys[module + 1] - m_tables.m_first_keys[module];
   }
   std::uint32_t get_key(std::uint32_t place, std::uint32_t rank) const { return get_keys(place)[rank]; }
   /// By rank.
   const std::uint32_t* get_keys(std::uint32_t place) const {
-    return m_keys.data() + m_first_key[get_module(place)];
+    return m_tables.m_keys.data() + m_tables.m_first_keys[get_module(place)];
   }
   /// The rank of a key, or NONE. A node need not stand there.
   std::uint32_t find_rank(std::uint32_t place, std::uint32_t key) const {
@@ -64,40 +81,34 @@ public:
 
   /// All that is asked by the numbers of nodes.
   KEP_NUMBERED_PLACES get_numbers() const {
-    return {m_first_node.data(), m_near_places.data(), m_lacking.empty() ? nullptr : m_lacking.data(),
-            m_first_ranks.data(), m_ranks.data()};
+    return {m_tables.m_first_nodes.data(), m_tables.m_near_places.data(),
+            m_tables.m_lacking.empty() ? nullptr : m_tables.m_lacking.data(), m_tables.m_first_ranks.data(),
+            m_tables.m_ranks.data()};
   }
 
   /// Some node is a hipi twin.
   bool has_hipi() const { return m_has_hipi; }
+  const TABLES& get_tables() const { return m_tables; }
   std::uint64_t get_memory_bytes() const;
 
 private:
   static constexpr std::uint32_t BUCKET_BITS = 6;
 
-  /// The number of the module; boundary nodes have one of their own.
+  /// The number of the module; boundary nodes have that of entry 0.
   std::uint32_t get_module(std::uint32_t place) const {
-    const std::uint32_t occurrence = m_order->get_occurrence(place);
-    return occurrence == KEP_UNFOLDING::ABOVE_TOP ? m_boundary_module
-                                                  : m_unfolding->get(occurrence).m_module->get_number();
+    return m_unfolding->get(m_order->get_occurrence(place)).m_module;
   }
   std::uint32_t find_rank_in(std::uint32_t module, std::uint32_t key) const;
-  void add_keys(const std::vector<bool>& is_key);
+  void add_up_nodes(const KEP_NODE_CENSUS& census);
+  void list_keys(const KEP_NODE_CENSUS& census);
+  void list_buckets();
   void list_ranks(const KEP_NODE_CENSUS& census);
   void list_near_places();
 
   const KEP_UNFOLDING* m_unfolding;
   std::shared_ptr<const KEP_OCCURRENCE_PLACES> m_order;
-  std::uint32_t m_boundary_module;
+  TABLES m_tables;
   bool m_has_hipi = false;
-  std::vector<std::uint32_t> m_first_node; // by place, and one more
-  // As KEP_NUMBERED_PLACES tells them.
-  std::vector<std::uint32_t> m_near_places;
-  std::vector<KEP_MARK_BLOCK> m_lacking;
-  std::vector<std::uint32_t> m_first_ranks;
-  std::vector<std::uint32_t> m_ranks;
-  std::vector<std::uint32_t> m_first_key;    // by module, and one more
-  std::vector<std::uint32_t> m_keys;         // sorted within a module
   std::vector<std::uint32_t> m_first_bucket; // by module, and one more
   std::vector<std::uint32_t> m_buckets;      // of keys with equal upper bits: the first rank; and one more
 };

@@ -96,7 +96,7 @@ KEP_UNFOLDED_INST_PORT FWD_EDGE::get_mux_input() const {
         KEP_NODE_WORD::place(m_fanout.m_word));
     inst_port += KEP_NODE_WORD::inst_port(graph.get_key(m_fanout));
   }
-  const KEP_MODULE* module = graph.m_db->get_unfolding().get(occurrence).m_module;
+  const KEP_MODULE* module = graph.m_db->get_unfolding().get_module(occurrence);
   return {occurrence, module->get_inst_port_by_number(inst_port)};
 }
 
@@ -127,8 +127,19 @@ GRAPH::GRAPH(KEP_DB* db) : m_db(db), m_routing_primitive(db) {}
 GRAPH::~GRAPH() = default;
 
 NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
+  return iter_nodes_with_grain(grain, 0, m_tables.m_num_nodes);
+}
+
+NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain, std::uint32_t first, std::uint32_t end) const {
   auto* graph = const_cast<GRAPH*>(this);
-  return {NODE_ITER(graph, 0), NODE_ITER(graph, m_tables.m_num_nodes), grain};
+  return {NODE_ITER(graph, first), NODE_ITER(graph, end), grain};
+}
+
+bool GRAPH::has_all_nodes_at(std::uint32_t occurrence) const {
+  if (!m_storage) return false;
+  const KEP_NODE_PLACES& places = *m_storage->m_places;
+  const std::uint32_t place = places.get_occurrence_places().get_place(occurrence);
+  return place != KEP_OCCURRENCE_PLACES::NONE && places.has_all_ranks(place);
 }
 
 std::uint64_t GRAPH::get_num_nodes() const {
@@ -174,7 +185,7 @@ KEP_UNFOLDED_INST_PORT GRAPH::get_unfolded_inst_port(const BASE_NODE& node) cons
   if (!node || is_boundary(node)) return {};
   const std::uint32_t occurrence =
       m_storage->m_places->get_occurrence_places().get_occurrence(KEP_NODE_WORD::place(node.m_word));
-  const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
+  const KEP_MODULE* module = m_db->get_unfolding().get_module(occurrence);
   return {occurrence, module->get_inst_port_by_number(KEP_NODE_WORD::inst_port(get_key(node)))};
 }
 

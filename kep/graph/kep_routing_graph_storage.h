@@ -1,12 +1,12 @@
 #pragma once
 
 #include "kep/detail/kep_edge_tables.h"
+#include "kep/detail/kep_table.h"
 #include "kep/graph/kep_node_places.h"
 #include "kep/graph/kep_word_folder.h"
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 /// A finished graph, folded four times: nodes share lists of fanouts and of fanins; those at like places
 /// share their shape, which is both lists; places whose nodes have the same shapes, in order, share one page
@@ -20,17 +20,16 @@ struct KEP_ROUTING_GRAPH_STORAGE {
             m_fanins.get_view(),     m_places->get_num_nodes()};
   }
   std::uint64_t get_memory_bytes() const {
-    return sizeof(*this) + m_places->get_memory_bytes() + m_pages.capacity() * sizeof(std::uint32_t) +
-           m_shapes_of_nodes.get_memory_bytes() + m_shapes.capacity() * sizeof(KEP_NODE_SHAPE) +
-           m_fanouts.capacity() * sizeof(KEP_SEEN_WORD) + m_mux_inputs.get_memory_bytes() +
-           m_fanins.get_memory_bytes();
+    return sizeof(*this) + m_places->get_memory_bytes() + m_pages.get_memory_bytes() +
+           m_shapes_of_nodes.get_memory_bytes() + m_shapes.get_memory_bytes() + m_fanouts.get_memory_bytes() +
+           m_mux_inputs.get_memory_bytes() + m_fanins.get_memory_bytes();
   }
 
   std::shared_ptr<const KEP_NODE_PLACES> m_places;
-  std::vector<std::uint32_t> m_pages;       ///< by place
+  KEP_TABLE<std::uint32_t> m_pages;         ///< by place
   KEP_PACKED_NUMBER_LIST m_shapes_of_nodes; ///< page after page, by rank
-  std::vector<KEP_NODE_SHAPE> m_shapes;     ///< by number; number 0 stands where no node does
-  std::vector<KEP_SEEN_WORD> m_fanouts;
+  KEP_TABLE<KEP_NODE_SHAPE> m_shapes;       ///< by number; number 0 stands where no node does
+  KEP_TABLE<KEP_SEEN_WORD> m_fanouts;
   KEP_FOLDED_WORD_LIST m_mux_inputs;
   KEP_FOLDED_WORD_LIST m_fanins;
   std::uint64_t m_num_templates = 0; ///< lists of fanouts that are not empty

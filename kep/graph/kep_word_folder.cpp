@@ -9,7 +9,7 @@ static_assert(std::endian::native == std::endian::little, "a number is read by i
 
 namespace {
 
-std::uint32_t get_width(std::size_t bound) {
+std::uint32_t get_width_below(std::size_t bound) {
   std::uint32_t width = 1;
   while (width != sizeof(std::uint32_t) && bound > std::size_t{1} << 8 * width)
     ++width;
@@ -19,9 +19,12 @@ std::uint32_t get_width(std::size_t bound) {
 } // namespace
 
 KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound)
-    : m_width(get_width(bound)), m_mask(~std::uint32_t{0} >> (32 - 8 * m_width)) {
-  m_bytes.resize(size * m_width + sizeof(std::uint32_t));
+    : m_width(get_width_below(bound)), m_mask(~std::uint32_t{0} >> (32 - 8 * m_width)) {
+  m_bytes = std::vector<unsigned char>(size * m_width + NUM_BYTES_BEHIND);
 }
+
+KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(KEP_TABLE<unsigned char> bytes, std::uint32_t width)
+    : m_bytes(std::move(bytes)), m_width(width), m_mask(~std::uint32_t{0} >> (32 - 8 * width)) {}
 
 KEP_PACKED_NUMBER_LIST::KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>& numbers, std::uint32_t bound)
     : KEP_PACKED_NUMBER_LIST(numbers.size(), bound) {
@@ -36,7 +39,7 @@ KEP_FOLDED_WORD_LIST::KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& wor
       folder.note(word);
   for (std::size_t i = 0; i != words.size(); ++i)
     folder.put(i, words[i]);
-  *this = std::move(folder.get());
+  *this = folder.take();
 }
 
 bool KEP_WORD_FOLDER::wants_words() {
@@ -83,7 +86,7 @@ void KEP_WORD_FOLDER::add(std::uint64_t word, std::uint64_t hash) {
 }
 
 bool KEP_WORD_FOLDER::is_smaller_with_numbers(std::size_t num_words) const {
-  return num_words * sizeof(KEP_SEEN_WORD) + m_size * get_width(num_words) + sizeof(std::uint32_t) <=
+  return num_words * sizeof(KEP_SEEN_WORD) + m_size * get_width_below(num_words) + sizeof(std::uint32_t) <=
          m_size * sizeof(KEP_SEEN_WORD);
 }
 
@@ -100,11 +103,11 @@ void KEP_WORD_FOLDER::finish(std::size_t num_words) {
   m_has_numbers = is_smaller_with_numbers(num_words);
   if (!m_has_numbers) {
     m_slots = {};
-    m_list.m_words.resize(m_size);
+    m_list_words.resize(m_size);
     return;
   }
-  m_list.m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
-  m_list.m_words.reserve(num_words);
+  m_numbers = KEP_PACKED_NUMBER_LIST(m_size, static_cast<std::uint32_t>(num_words));
+  m_list_words.reserve(num_words);
   number_indices();
   number_words();
 }
@@ -112,16 +115,16 @@ void KEP_WORD_FOLDER::finish(std::size_t num_words) {
 /// By their order, before all other words.
 void KEP_WORD_FOLDER::number_indices() {
   for (std::size_t i = 0; i != m_indices.size(); ++i) {
-    m_first_numbers.push_back(static_cast<std::uint32_t>(m_list.m_words.size()));
+    m_first_numbers.push_back(static_cast<std::uint32_t>(m_list_words.size()));
     for (std::uint64_t indices = m_indices[i]; indices != 0; indices &= indices - 1)
-      m_list.m_words.push_back(m_get_word(
+      m_list_words.push_back(m_get_word(
           static_cast<std::uint32_t>(i * 64 + static_cast<std::size_t>(std::countr_zero(indices)))));
   }
 }
 
 /// By the order of their values.
 void KEP_WORD_FOLDER::number_words() {
-  std::vector<KEP_SEEN_WORD>& words = m_list.m_words;
+  std::vector<KEP_SEEN_WORD>& words = m_list_words;
   const std::size_t first = words.size();
   for (const std::uint64_t word : m_slots)
     if (word != NO_WORD) words.push_back({word});

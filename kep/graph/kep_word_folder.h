@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kep/detail/kep_edge_tables.h"
+#include "kep/detail/kep_table.h"
 #include "kep/kep_export.h"
 
 #include <atomic>
@@ -18,17 +19,24 @@ public:
   KEP_PACKED_NUMBER_LIST(const std::vector<std::uint32_t>& numbers, std::uint32_t bound);
   /// All 0, each to be set once; any number of threads may set numbers at a time.
   KEP_PACKED_NUMBER_LIST(std::size_t size, std::uint32_t bound);
+  /// Of `width` bytes each, as get_bytes() gives them.
+  KEP_PACKED_NUMBER_LIST(KEP_TABLE<unsigned char> bytes, std::uint32_t width);
   void set(std::size_t index, std::uint32_t number) {
-    unsigned char* bytes = m_bytes.data() + index * m_width;
+    unsigned char* bytes = m_bytes.get_own() + index * m_width;
     for (std::uint32_t i = 0; i != m_width; ++i, number >>= 8)
       bytes[i] = static_cast<unsigned char>(number);
   }
 
   KEP_PACKED_NUMBERS get_view() const { return {m_bytes.data(), m_width, m_mask}; }
-  std::uint64_t get_memory_bytes() const { return m_bytes.capacity(); }
+  /// The numbers, lowest bytes first, and so many bytes more that one more could be read.
+  const KEP_TABLE<unsigned char>& get_bytes() const { return m_bytes; }
+  std::uint32_t get_width() const { return m_width; }
+  bool empty() const { return m_bytes.empty(); }
+  std::uint64_t get_memory_bytes() const { return m_bytes.get_memory_bytes(); }
+  static constexpr std::size_t NUM_BYTES_BEHIND = sizeof(std::uint32_t);
 
 private:
-  std::vector<unsigned char> m_bytes;
+  KEP_TABLE<unsigned char> m_bytes;
   std::uint32_t m_width = 1;
   std::uint32_t m_mask = 0;
 };
@@ -40,18 +48,20 @@ public:
   KEP_FOLDED_WORD_LIST() = default;
   /// Of words that stand side by side.
   explicit KEP_FOLDED_WORD_LIST(const std::vector<KEP_SEEN_WORD>& words);
+  /// No numbers, or a word's for each.
+  KEP_FOLDED_WORD_LIST(KEP_PACKED_NUMBER_LIST numbers, KEP_TABLE<KEP_SEEN_WORD> words)
+      : m_numbers(std::move(numbers)), m_words(std::move(words)) {}
 
   KEP_FOLDED_WORDS get_view() const {
-    return {m_numbers.get_memory_bytes() != 0 ? m_numbers.get_view() : KEP_PACKED_NUMBERS{}, m_words.data()};
+    return {m_numbers.empty() ? KEP_PACKED_NUMBERS{} : m_numbers.get_view(), m_words.data()};
   }
-  std::uint64_t get_memory_bytes() const {
-    return m_numbers.get_memory_bytes() + m_words.capacity() * sizeof(KEP_SEEN_WORD);
-  }
+  std::uint64_t get_memory_bytes() const { return m_numbers.get_memory_bytes() + m_words.get_memory_bytes(); }
+  const KEP_PACKED_NUMBER_LIST& get_numbers() const { return m_numbers; }
+  const KEP_TABLE<KEP_SEEN_WORD>& get_words() const { return m_words; }
 
 private:
-  friend class KEP_WORD_FOLDER;
   KEP_PACKED_NUMBER_LIST m_numbers; // none where the words are kept as they are
-  std::vector<KEP_SEEN_WORD> m_words;
+  KEP_TABLE<KEP_SEEN_WORD> m_words;
 };
 
 /// Makes such a list in passes over its words: they are noted as long as the folder wants words, and then
@@ -81,11 +91,12 @@ public:
   }
   void put(std::size_t position, KEP_SEEN_WORD word, std::uint32_t index = NO_INDEX) {
     if (!m_has_numbers)
-      m_list.m_words[position] = word;
+      m_list_words[position] = word;
     else
-      m_list.m_numbers.set(position, index != NO_INDEX ? get_number(index) : m_ranks[find(word)]);
+      m_numbers.set(position, index != NO_INDEX ? get_number(index) : m_ranks[find(word)]);
   }
-  KEP_FOLDED_WORD_LIST& get() { return m_list; }
+  /// Once.
+  KEP_FOLDED_WORD_LIST take() { return {std::move(m_numbers), std::move(m_list_words)}; }
 
 private:
   static constexpr std::uint64_t NO_WORD = ~std::uint64_t{0};
@@ -134,5 +145,6 @@ private:
   std::atomic<bool> m_is_full = false;
   std::vector<std::uint32_t> m_ranks; // by slot: the number of its word, once all are known
   bool m_has_numbers = false;
-  KEP_FOLDED_WORD_LIST m_list;
+  KEP_PACKED_NUMBER_LIST m_numbers;
+  std::vector<KEP_SEEN_WORD> m_list_words;
 };

@@ -54,7 +54,7 @@ void KEP_EDGE_BUNDLES::make_blocks() {
 }
 
 void KEP_EDGE_BUNDLES::add_blocks() {
-  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
+  const KEP_TABLE<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   for (std::uint32_t place = 0; place != m_places.get_num_places(); ++place)
     for (std::uint32_t node = first_nodes[place]; node < first_nodes[place + 1]; node += m_max_sources)
       m_blocks.push_back({place, node, KEP_NODE_PLACES::NONE});

@@ -227,7 +227,7 @@ std::vector<std::uint32_t> KEP_FANIN_FINDER::find(KEP_TEMPLATE_TABLE<KEP_FANIN_E
     for (std::size_t part = begin; part != end; ++part)
       gatherer.gather(parts[part]);
   });
-  const std::vector<std::uint32_t>& first_nodes = m_places.get_first_nodes();
+  const KEP_TABLE<std::uint32_t>& first_nodes = m_places.get_first_nodes();
   kep_for_parts(m_models.size(), 256, [&](std::size_t begin, std::size_t end) {
     for (std::size_t place = begin; place != end; ++place)
       take_from_model(static_cast<std::uint32_t>(place), of_nodes);

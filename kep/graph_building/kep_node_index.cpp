@@ -25,7 +25,7 @@ bool KEP_NODE_INDEX::TABLE::add(std::uint32_t occurrence, std::uint32_t inst_por
     m_blocks.resize(m_unfolding.size() / BLOCK + std::size_t{1});
     m_ranks.resize(m_unfolding.get_modules().size());
   }
-  const KEP_MODULE& module = *m_unfolding.get(occurrence).m_module;
+  const KEP_MODULE& module = *m_unfolding.get_module(occurrence);
   RANKS& ranks = m_ranks[module.get_number()];
   if (ranks.m_rank_by_inst_port.empty())
     ranks.m_rank_by_inst_port.assign(module.get_num_inst_ports(), NO_RANK);

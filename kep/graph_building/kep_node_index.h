@@ -40,8 +40,7 @@ private:
       if (m_blocks.empty() || !m_blocks[occurrence / BLOCK]) return NO_NODE;
       const PAGE& page = m_blocks[occurrence / BLOCK][occurrence % BLOCK];
       if (page.m_size == 0) return NO_NODE;
-      const std::uint32_t rank =
-          m_ranks[m_unfolding.get(occurrence).m_module->get_number()].m_rank_by_inst_port[inst_port];
+      const std::uint32_t rank = m_ranks[m_unfolding.get(occurrence).m_module].m_rank_by_inst_port[inst_port];
       return rank < page.m_size ? page.m_nodes[rank] : NO_NODE;
     }
 

@@ -24,7 +24,7 @@ KEP_PLACE_LAYOUT::KEP_PLACE_LAYOUT(const KEP_UNFOLDING& unfolding, std::vector<b
       m_num_occurrences(unfolding.get_modules().size()) {
   std::uint64_t num_placed = 0;
   for (std::uint32_t i = 1; i < unfolding.size(); ++i) {
-    const unsigned module = unfolding.get(i).m_module->get_number();
+    const unsigned module = unfolding.get(i).m_module;
     ++m_num_occurrences[module];
     num_placed += m_holds_nodes[module];
   }
@@ -80,8 +80,8 @@ void KEP_PLACE_LAYOUT::find_first_places() {
   m_first_places.resize(m_unfolding->size());
   for (std::uint32_t i = 1; i < m_unfolding->size(); ++i) {
     const KEP_OCCURRENCE& own = m_unfolding->get(i);
-    if (get_extent(*own.m_module) == 0) continue;
-    const KEP_MODULE* parent = m_unfolding->get(own.m_parent).m_module;
+    if (get_extent(*m_unfolding->get_module(own)) == 0) continue;
+    const KEP_MODULE* parent = m_unfolding->get_module(own.m_parent);
     m_first_places[i] =
         m_first_places[own.m_parent] + (parent ? get_offset(*parent, own.m_slot) : m_top_offsets[own.m_slot]);
   }

@@ -18,7 +18,7 @@ REPRESENTATIVES::KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER(KEP_DB* 
   m_state->m_first_positions.assign(unfolding.get_modules().size(), NONE);
   for (std::uint32_t i = 1; i != unfolding.size(); ++i) {
     const KEP_OCCURRENCE& occurrence = unfolding.get(i);
-    std::uint64_t& first = m_state->m_first_positions[occurrence.m_module->get_number()];
+    std::uint64_t& first = m_state->m_first_positions[occurrence.m_module];
     if (first == NONE) first = KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot);
   }
 }

@@ -68,7 +68,7 @@ KEP_FOLDED_WORD_LIST fold_words(const std::vector<LIST>& lists, const KEP_TEMPLA
   for_entries(lists, templates, [&](std::uint32_t at, const auto& entry) {
     visit_word(entry, [&](KEP_SEEN_WORD word, std::uint32_t index) { folder.put(at, word, index); });
   });
-  return std::move(folder.get());
+  return folder.take();
 }
 
 } // namespace
@@ -80,6 +80,7 @@ KEP_ROUTING_GRAPH_FOLDER::fold(std::uint32_t fanins_at_a_time) {
   take_fanouts();
   find_fanins(fanins_at_a_time);
   fold_pages();
+  m_folded->m_fanouts = std::move(m_fanout_words);
   return std::move(m_folded);
 }
 
@@ -89,9 +90,9 @@ void KEP_ROUTING_GRAPH_FOLDER::take_fanouts() {
   m_fanouts.m_of_nodes.resize(m_graph.get_node_count(),
                               KEP_TEMPLATE_LISTS::NONE); // none was set
   const auto lists = m_fanouts.number(state.m_fanouts);
-  m_folded->m_fanouts.resize(m_fanouts.get_num_entries());
+  m_fanout_words.resize(m_fanouts.get_num_entries());
   for_entries(lists, m_fanouts, [this](std::uint32_t at, const KEP_FANOUT_ENTRY& entry) {
-    m_folded->m_fanouts[at] = entry.get_node();
+    m_fanout_words[at] = entry.get_node();
   });
   m_folded->m_mux_inputs = fold_mux_inputs(lists);
   state.m_num_templates = state.m_fanouts.size();
@@ -120,7 +121,7 @@ void KEP_ROUTING_GRAPH_FOLDER::count_edges() {
 
 void KEP_ROUTING_GRAPH_FOLDER::find_fanins(std::uint32_t at_a_time) {
   KEP_TEMPLATE_TABLE<KEP_FANIN_ENTRY> table;
-  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_folded->m_fanouts,
+  KEP_FANIN_FINDER finder(*m_folded->m_places, m_fanouts, m_fanout_words,
                           m_graph.m_state->m_num_top_occurrences);
   m_fanins.m_of_nodes = finder.find(table, at_a_time);
   if (finder.get_overfull_node() != KEP_FANIN_FINDER::NONE)
@@ -165,14 +166,14 @@ KEP_FOLDED_WORD_LIST KEP_ROUTING_GRAPH_FOLDER::fold_fanins(const std::vector<FAN
 /// Places in order; one whose shapes are those of an earlier one takes its page.
 void KEP_ROUTING_GRAPH_FOLDER::fold_pages() {
   const KEP_NODE_PLACES& places = *m_folded->m_places;
-  m_folded->m_pages.assign(places.get_num_places(), 0);
+  std::vector<std::uint32_t> pages(places.get_num_places());
   std::vector<std::uint64_t> pairs; // of templates, page after page, by rank
   KNOWN_PAGES known_pages(pairs);
   std::vector<std::uint64_t> page;
   for (std::uint32_t place = 0; place != places.get_num_places(); ++place) {
     if (places.get_num_nodes(place) == 0) continue;
     const std::uint64_t hash = read_page(place, page);
-    std::uint32_t& first = m_folded->m_pages[place];
+    std::uint32_t& first = pages[place];
     if (const std::uint32_t* known = known_pages.find(hash, page)) {
       first = *known;
       continue;
@@ -184,6 +185,7 @@ void KEP_ROUTING_GRAPH_FOLDER::fold_pages() {
     known_pages.add(hash, first, page.size());
     pairs.insert(pairs.end(), page.begin(), page.end());
   }
+  m_folded->m_pages = std::move(pages);
   fold_shapes(pairs);
 }
 
@@ -205,7 +207,7 @@ std::uint64_t KEP_ROUTING_GRAPH_FOLDER::read_page(std::uint32_t place,
 /// Numbers by the first rank at which a shape stands. A list that one node alone has tells that no other has
 /// the shape.
 void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pairs) {
-  std::vector<KEP_NODE_SHAPE>& shapes = m_folded->m_shapes;
+  std::vector<KEP_NODE_SHAPE> shapes;
   std::unordered_map<std::uint64_t, std::uint32_t> numbers{{NO_PAIR, KEP_EDGE_TABLES::NO_NODE}};
   shapes.push_back({});
   std::vector<std::uint32_t> of_nodes;
@@ -220,12 +222,13 @@ void KEP_ROUTING_GRAPH_FOLDER::fold_shapes(const std::vector<std::uint64_t>& pai
   }
   shapes.shrink_to_fit();
   m_folded->m_shapes_of_nodes = KEP_PACKED_NUMBER_LIST(of_nodes, static_cast<std::uint32_t>(shapes.size()));
+  m_folded->m_shapes = std::move(shapes);
 }
 
 KEP_NODE_SHAPE KEP_ROUTING_GRAPH_FOLDER::make_shape(std::uint64_t pair) const {
   const KEP_EDGE_TEMPLATE& out = m_fanouts.m_templates[pair >> 32];
   const KEP_EDGE_TEMPLATE& in = m_fanins.m_templates[static_cast<std::uint32_t>(pair)];
-  const auto first = m_folded->m_fanouts.begin() + out.m_first_entry;
+  const auto first = m_fanout_words.begin() + out.m_first_entry;
   const bool has_absolute =
       std::any_of(first, first + out.m_num_edges, [](KEP_SEEN_WORD fanout) { return fanout.is_absolute(); });
   return {out.m_first_entry, in.m_first_entry, out.m_num_real, out.m_num_edges, in.m_num_edges, has_absolute};

@@ -38,5 +38,6 @@ private:
   KEP_ROUTING_BUILDER_GRAPH& m_graph;
   std::unique_ptr<KEP_ROUTING_GRAPH_STORAGE> m_folded;
   KEP_TEMPLATE_LISTS m_fanouts;
+  std::vector<KEP_SEEN_WORD> m_fanout_words; // of their entries
   KEP_TEMPLATE_LISTS m_fanins;
 };

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -27,16 +28,34 @@ bool holds_control(const char* name) {
   return false;
 }
 
+/// By byte: it may make a name a wrong one.
+constexpr std::array<bool, 256> IS_DOUBTFUL = [] {
+  std::array<bool, 256> is_doubtful{};
+  for (std::size_t byte = 1; byte != 0x20; ++byte)
+    is_doubtful[byte] = true;
+  is_doubtful['/'] = is_doubtful[':'] = is_doubtful[0x7F] = is_doubtful[0xC2] = true;
+  return is_doubtful;
+}();
+
+bool is_doubtful(const char* name) {
+  bool doubtful = *name == '\0';
+  for (; *name != '\0'; ++name)
+    doubtful |= IS_DOUBTFUL[static_cast<unsigned char>(*name)];
+  return doubtful;
+}
+
 } // namespace
 
 void KEP_MODEL_FREEZER::check_name(const KEP_MODULE& module, const char* part, const char* name) {
+  if (!is_doubtful(name)) return; // nearly all are not
   const auto refuse = [&](const std::string& reason) { fail(place_of(module) + part, reason); };
   if (*name == '\0') refuse("the name is empty");
   if (std::strpbrk(name, "/:")) refuse(fmt::format(R"(the name "{}" holds "/" or ":")", name));
   if (holds_control(name)) refuse(fmt::format(R"(the name "{}" holds a control character)", name));
 }
 
-std::unique_ptr<KEP_DB> KEP_MODEL_FREEZER::freeze() {
+std::unique_ptr<KEP_DB>
+KEP_MODEL_FREEZER::freeze(std::optional<std::span<const KEP_OCCURRENCE>> occurrences) {
   m_db.reset(new KEP_DB);
   m_storage = m_db->m_storage.get();
   m_storage->m_own_unfolding.m_db = m_db.get();
@@ -48,7 +67,10 @@ std::unique_ptr<KEP_DB> KEP_MODEL_FREEZER::freeze() {
   join_equivalents();
   find_top();
   number_slots();
-  lay_out_occurrences();
+  if (occurrences)
+    take_occurrences(*occurrences);
+  else
+    lay_out_occurrences();
   m_storage->m_names = std::move(m_model.m_names);
   return std::move(m_db);
 }
@@ -114,13 +136,13 @@ void KEP_MODEL_FREEZER::make_ports(const MODEL::MODULE& from, KEP_MODULE& module
 
 void KEP_MODEL_FREEZER::join_equivalents() {
   auto& groups = m_storage->m_equivalents;
-  for (std::size_t i = 0; i != m_model.m_groups.size(); ++i)
-    groups.push_back(std::make_unique<std::vector<KEP_MODULE*>>());
   for (const auto& module : m_storage->m_owned) {
     module->m_views[static_cast<unsigned>(module->m_view_type)] = module.get();
     module->m_views[static_cast<unsigned>(KEP_VIEW_TYPE::DEFAULT_VIEW)] = module.get();
     const std::uint32_t number = m_model.m_modules[module->m_number].m_equivalents;
     if (number == MODEL::NONE) continue;
+    while (groups.size() <= number)
+      groups.push_back(std::make_unique<std::vector<KEP_MODULE*>>());
     std::vector<KEP_MODULE*>& group = *groups[number];
     if (!group.empty()) {
       const KEP_MODULE& first = *group.front();
@@ -137,12 +159,16 @@ void KEP_MODEL_FREEZER::join_equivalents() {
     group.push_back(module.get());
     module->m_equivalents = &group;
   }
-  for (const auto& group : groups)
+  for (const auto& group : groups) {
+    std::array<KEP_MODULE*, KEP_NUM_MODULE_VIEWS> first_of_view{};
+    for (KEP_MODULE* module : *group) {
+      KEP_MODULE*& first = first_of_view[static_cast<unsigned>(module->m_view_type)];
+      if (!first) first = module;
+    }
     for (KEP_MODULE* module : *group)
-      for (KEP_MODULE* equivalent : *group) {
-        KEP_MODULE*& view = module->m_views[static_cast<unsigned>(equivalent->m_view_type)];
-        if (!view) view = equivalent;
-      }
+      for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
+        if (!module->m_views[view]) module->m_views[view] = first_of_view[view];
+  }
 }
 
 void KEP_MODEL_FREEZER::find_top() {

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,8 @@
 class KEP_MODEL_FREEZER {
 public:
   explicit KEP_MODEL_FREEZER(KEP_DB_BUILDER::MODEL& model) : m_model(model) {}
-  std::unique_ptr<KEP_DB> freeze();
+  /// `occurrences`, if given, are those of this very model, laid out before; they stay with their owner.
+  std::unique_ptr<KEP_DB> freeze(std::optional<std::span<const KEP_OCCURRENCE>> occurrences = {});
 
 private:
   using MODEL = KEP_DB_BUILDER::MODEL;
@@ -39,7 +42,12 @@ private:
   void make_slots(KEP_MODULE& module);
   std::vector<KEP_MODULE*> order_bottom_up();
   void number_slots();
+  std::uint64_t number_tops();
+  template <class GET, class USE, class SET_FIRST_CHILD>
+  void visit_occurrences(std::uint64_t num_occurrences, const GET& get, const USE& use,
+                         const SET_FIRST_CHILD& set_first_child) const;
   void lay_out_occurrences();
+  void take_occurrences(std::span<const KEP_OCCURRENCE> given);
 
   [[noreturn]] static void fail(const std::string& place, const std::string& reason);
   static std::string place_of(const KEP_MODULE& module);

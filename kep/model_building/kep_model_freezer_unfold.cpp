@@ -130,9 +130,11 @@ void KEP_MODEL_FREEZER::number_slots() {
         MAX_LEVELS));
 }
 
-/// Breadth first, so that the inner children of an occurrence stand side by side.
-void KEP_MODEL_FREEZER::lay_out_occurrences() {
+/// Gives the number of inner occurrences, and entry 0 with them.
+std::uint64_t KEP_MODEL_FREEZER::number_tops() {
   KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  unfolding.m_modules_and_null = unfolding.m_modules;
+  unfolding.m_modules_and_null.push_back(nullptr);
   const KEP_MODULE& top = *m_storage->m_top;
   std::uint64_t num_occurrences = 1;
   std::uint64_t number = 0;
@@ -150,18 +152,66 @@ void KEP_MODEL_FREEZER::lay_out_occurrences() {
   for (unsigned view = 0; view != KEP_NUM_MODULE_VIEWS; ++view)
     if (top.m_views[view] && top.m_views[view] != &top) add_top(top.m_views[view]);
   check_num_occurrences(number == TOO_MANY ? TOO_MANY : num_occurrences);
+  return num_occurrences;
+}
 
-  auto& occurrences = unfolding.m_occurrences;
-  occurrences.reserve(num_occurrences);
-  occurrences.emplace_back();
-  const auto add_children = [&](std::uint32_t parent, const KEP_SLOT* slots, std::size_t num_slots) {
-    occurrences[parent].m_first_child = static_cast<std::uint32_t>(occurrences.size());
+/// Calls `use` with each entry behind entry 0, in their order: breadth first, so that the inner children of
+/// an occurrence stand side by side. `occurrences` are those that were used before, without first children,
+/// and `set_first_child` tells these.
+template <class GET, class USE, class SET_FIRST_CHILD>
+void KEP_MODEL_FREEZER::visit_occurrences(std::uint64_t num_occurrences, const GET& get, const USE& use,
+                                          const SET_FIRST_CHILD& set_first_child) const {
+  const KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  std::uint32_t next = 1;
+  const auto visit_children = [&](std::uint32_t parent, const KEP_SLOT* slots, std::size_t num_slots) {
+    set_first_child(parent, next);
+    const std::uint64_t number = get(parent).m_number;
     for (std::size_t i = 0; i != num_slots; ++i)
       if (slots[i].m_inner_rank != KEP_SLOT::NOT_INNER)
-        occurrences.push_back({slots[i].m_module, occurrences[parent].m_number + slots[i].m_number, parent,
-                               static_cast<std::uint32_t>(i), 0});
+        use(next++, KEP_OCCURRENCE{number + slots[i].m_number, parent, static_cast<std::uint32_t>(i), 0,
+                                   slots[i].m_module->m_number});
   };
-  add_children(KEP_UNFOLDING::ABOVE_TOP, unfolding.m_top_slots.data(), unfolding.m_top_slots.size());
-  for (std::uint32_t i = 1; i < occurrences.size(); ++i)
-    add_children(i, occurrences[i].m_module->m_slots.get(), occurrences[i].m_module->m_num_slots);
+  visit_children(KEP_UNFOLDING::ABOVE_TOP, unfolding.m_top_slots.data(), unfolding.m_top_slots.size());
+  for (std::uint32_t i = 1; i < num_occurrences; ++i) {
+    const KEP_MODULE& module = *unfolding.m_modules[get(i).m_module];
+    visit_children(i, module.m_slots.get(), module.m_num_slots);
+  }
+}
+
+void KEP_MODEL_FREEZER::lay_out_occurrences() {
+  const std::uint64_t num_occurrences = number_tops();
+  KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  std::vector<KEP_OCCURRENCE> occurrences;
+  occurrences.reserve(num_occurrences);
+  occurrences.push_back({0, 0, 0, 0, static_cast<std::uint32_t>(unfolding.m_modules.size())});
+  visit_occurrences(
+      num_occurrences, [&](std::uint32_t i) { return occurrences[i]; },
+      [&](std::uint32_t, const KEP_OCCURRENCE& occurrence) { occurrences.push_back(occurrence); },
+      [&](std::uint32_t i, std::uint32_t child) { occurrences[i].m_first_child = child; });
+  unfolding.m_occurrences = std::move(occurrences);
+}
+
+/// The entries that were given must be those that would be laid out.
+void KEP_MODEL_FREEZER::take_occurrences(std::span<const KEP_OCCURRENCE> given) {
+  const std::uint64_t num_occurrences = number_tops();
+  KEP_UNFOLDING& unfolding = m_storage->m_own_unfolding;
+  const auto num_modules = static_cast<std::uint32_t>(unfolding.m_modules.size());
+  if (given.size() != num_occurrences)
+    throw KEP_DB_ERROR(
+        fmt::format("occurrences: {} are there, {} in the model", given.size(), num_occurrences));
+  const auto check = [](bool is_right, std::uint32_t i) {
+    if (!is_right) throw KEP_DB_ERROR(fmt::format("occurrences.{}: it is not that of the model", i));
+  };
+  const KEP_OCCURRENCE& above = given.front();
+  check(above.m_number == 0 && above.m_parent == 0 && above.m_slot == 0 && above.m_module == num_modules, 0);
+  visit_occurrences(
+      num_occurrences, [&](std::uint32_t i) { return given[i]; },
+      [&](std::uint32_t i, const KEP_OCCURRENCE& expected) {
+        const KEP_OCCURRENCE& each = given[i];
+        check(each.m_number == expected.m_number && each.m_parent == expected.m_parent &&
+                  each.m_slot == expected.m_slot && each.m_module == expected.m_module,
+              i);
+      },
+      [&](std::uint32_t i, std::uint32_t child) { check(given[i].m_first_child == child, i); });
+  unfolding.m_occurrences = KEP_TABLE<KEP_OCCURRENCE>::lend(given);
 }

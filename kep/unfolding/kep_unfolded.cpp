@@ -31,7 +31,7 @@ void KEP_UNFOLDING::append_path(std::uint32_t occurrence, char separator, std::s
   }
   while (depth != 0) {
     const KEP_OCCURRENCE& own = get(shallow[--depth]);
-    const KEP_MODULE* parent = get(own.m_parent).m_module;
+    const KEP_MODULE* parent = get_module(own.m_parent);
     name += parent->get_instance_by_index(parent->get_slots()[own.m_slot].m_instance)->get_plain_name();
     name += separator;
   }

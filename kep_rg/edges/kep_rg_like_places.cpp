@@ -39,8 +39,8 @@ public:
 
   void link(std::uint32_t occurrence) {
     const KEP_OCCURRENCE& own = m_places.m_unfolding->get(occurrence);
-    m_places.m_previous[occurrence] = std::exchange(m_last[own.m_module->get_number()], occurrence);
-    for (const std::uint32_t rank : get_children(*own.m_module))
+    m_places.m_previous[occurrence] = std::exchange(m_last[own.m_module], occurrence);
+    for (const std::uint32_t rank : get_children(*m_places.m_unfolding->get_module(own)))
       link(own.m_first_child + rank);
   }
 

@@ -187,7 +187,7 @@ NETS::START_POINT MODULE_FOLDER::find_start(KEP_INST_PORT* inst_port, NETS::STAR
 std::vector<std::uint32_t> find_occurrences(const KEP_UNFOLDING& unfolding) {
   std::vector<std::uint32_t> occurrences(unfolding.get_modules().size(), NOWHERE);
   for (std::uint32_t i = unfolding.size(); i-- > 1;)
-    occurrences[unfolding.get(i).m_module->get_number()] = i;
+    occurrences[unfolding.get(i).m_module] = i;
   return occurrences;
 }
 

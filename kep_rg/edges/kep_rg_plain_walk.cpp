@@ -12,13 +12,13 @@ bool KEP_RG_PLAIN_WALK::walk(const KEP_RG_PLAIN_NETS& nets, std::uint32_t occurr
   while (!m_frames.empty())
     if (!step(nets)) return false;
   // What reaches the top of the device has no like place.
-  if (m_visited.size() != 0 && nets.get_unfolding().get(m_top).m_module->is_top_module_or_equiv())
+  if (m_visited.size() != 0 && nets.get_unfolding().get_module(m_top)->is_top_module_or_equiv())
     m_is_kept = false;
   return true;
 }
 
 bool KEP_RG_PLAIN_WALK::start(const NETS& nets, std::uint32_t occurrence, const SEAT& seat) {
-  const KEP_MODULE& module = *nets.get_unfolding().get(occurrence).m_module;
+  const KEP_MODULE& module = *nets.get_unfolding().get_module(occurrence);
   const std::uint32_t target = seat.m_target - 1;
   const NETS::MODULE& folded = nets.get(NETS::MODE::PRIMITIVES, module.get_number());
   const NETS::STARTS_PART& starts = folded.m_starts[target / NETS::PART];
@@ -123,7 +123,7 @@ bool KEP_RG_PLAIN_WALK::step(const NETS& nets) {
 
 void KEP_RG_PLAIN_WALK::add_marked_leaf(const NETS& nets, const NETS::STOP& leaf, const FRAME& frame) {
   const std::uint32_t occurrence = frame.m_spot.m_occurrence;
-  const KEP_MODULE& module = *nets.get_unfolding().get(occurrence).m_module;
+  const KEP_MODULE& module = *nets.get_unfolding().get_module(occurrence);
   const KEP_UNFOLDED_INST_PORT uip(occurrence, module.get_inst_port_by_number(leaf.m_inst_port));
   add_runs(*frame.m_part, leaf.m_end_run, leaf.m_end_run + 1, frame.m_place,
            nets.get_marks().contains(uip) ? m_redundant_fanouts : m_fanouts);
@@ -154,7 +154,7 @@ bool KEP_RG_PLAIN_WALK::go_on_outside(const NETS& nets, const FRAME& frame, std:
   const std::uint32_t parent = own.m_parent;
   if (parent == KEP_UNFOLDING::ABOVE_TOP) return !nets.finds_top_ports();
   if (m_top == frame.m_spot.m_occurrence) m_top = parent;
-  const NETS::MODULE& module = nets.get(m_mode, nets.get_unfolding().get(parent).m_module->get_number());
+  const NETS::MODULE& module = nets.get(m_mode, nets.get_unfolding().get(parent).m_module);
   const NETS::SLOT& slot = module.m_slots[own.m_slot];
   const std::uint32_t point = slot.m_first_point + port;
   const NETS::POINTS_PART& points = module.m_points[point / NETS::PART];

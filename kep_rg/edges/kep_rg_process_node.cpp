@@ -108,9 +108,10 @@ bool KEP_PROCESS_NODE_FOR_ADD_EDGES::process_plain_node(KEP_ROUTING_BUILDER_NODE
   if (!walk.get_fanouts().empty() || !walk.get_redundant_fanouts().empty())
     counts = m_ftd->m_edge_builder->set_fanout(node, walk.get_fanouts(), walk.get_redundant_fanouts());
   if (counts.m_num_real + counts.m_num_redundant != 0) {
-    const KEP_OCCURRENCE& occurrence = m_plain_nets->get_unfolding().get(walk.get_top());
+    const KEP_UNFOLDING& unfolding = m_plain_nets->get_unfolding();
+    const KEP_OCCURRENCE& occurrence = unfolding.get(walk.get_top());
     const KEP_UNFOLDED_MODULE top(KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot),
-                                  occurrence.m_module);
+                                  unfolding.get_module(occurrence));
     if (const auto relpath = m_ftd->m_rep_nodes_builder->get_relative_path(node, top))
       store_row({relpath, top, node});
   }

@@ -10,7 +10,7 @@ KEP_RG_REDUNDANCY_MARKS::KEP_RG_REDUNDANCY_MARKS(const KEP_DB& db, const UIPS& u
   }
   std::vector<std::uint32_t> num_places(unfolding.get_modules().size());
   for (std::uint32_t occurrence = 0; occurrence != unfolding.size(); ++occurrence)
-    if (const KEP_MODULE* module = unfolding.get(occurrence).m_module) ++num_places[module->get_number()];
+    if (const KEP_MODULE* module = unfolding.get_module(occurrence)) ++num_places[module->get_number()];
   std::vector<std::uint32_t> num_marked(num_inst_ports);
   m_marks.assign(num_inst_ports, MARK::NOWHERE);
   for (const KEP_UNFOLDED_INST_PORT& uip : uips) {

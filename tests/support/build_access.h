@@ -5,6 +5,7 @@
 #include "kep/graph/kep_routing_graph_storage.h"
 #include "kep_rg/edges/kep_rg_plain_nets.h"
 #include "kep_rg/kep_rg_build.h"
+#include "kep_rg/kep_rg_proof.h"
 #include "kep_rg/kep_rg_relative_port.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 
@@ -200,7 +201,7 @@ public:
           tables.m_fanouts[shape.m_first_fanout + i].get_word(static_cast<std::uint32_t>(word >> 32))));
     shape.m_first_fanout = append(storage, storage.m_mux_inputs, mux_inputs);
     for (const std::uint64_t fanout : fanouts)
-      storage.m_fanouts.push_back({fanout | KEP_SEEN_WORD::ABSOLUTE});
+      add(storage.m_fanouts, {fanout | KEP_SEEN_WORD::ABSOLUTE});
     shape.m_has_absolute = true;
     set_shape(storage, word, shape);
   }
@@ -261,19 +262,32 @@ private:
             std::max<std::size_t>(num_slots, storage.m_pages[place] + storage.m_places->get_num_ranks(place));
     return num_slots;
   }
+  template <class T>
+  static void add(KEP_TABLE<T>& table, const T& value) {
+    std::vector<T> values(table.begin(), table.end());
+    values.push_back(value);
+    table = std::move(values);
+  }
+  /// Gives what stood there.
+  template <class T>
+  static T set(KEP_TABLE<T>& table, std::size_t index, const T& value) {
+    std::vector<T> values(table.begin(), table.end());
+    const T old = std::exchange(values[index], value);
+    table = std::move(values);
+    return old;
+  }
   static void set_shape(KEP_ROUTING_GRAPH_STORAGE& storage, std::uint64_t word, const KEP_NODE_SHAPE& shape) {
     const auto place = static_cast<std::uint32_t>(word >> 32);
     std::vector<std::uint32_t> shapes;
     const KEP_PACKED_NUMBERS known = storage.m_shapes_of_nodes.get_view();
     for (std::size_t slot = 0; slot != get_num_slots(storage); ++slot)
       shapes.push_back(known.get(slot));
-    const std::size_t old_page =
-        std::exchange(storage.m_pages[place], static_cast<std::uint32_t>(shapes.size()));
+    const std::size_t old_page = set(storage.m_pages, place, static_cast<std::uint32_t>(shapes.size()));
     for (std::uint32_t rank = 0; rank != storage.m_places->get_num_ranks(place); ++rank)
       shapes.push_back(std::uint32_t{shapes[old_page + rank]});
     shapes[storage.m_pages[place] + static_cast<std::uint32_t>(word) - std::size_t{1}] =
         static_cast<std::uint32_t>(storage.m_shapes.size());
-    storage.m_shapes.push_back(shape);
+    add(storage.m_shapes, shape);
     storage.m_shapes_of_nodes =
         KEP_PACKED_NUMBER_LIST(shapes, static_cast<std::uint32_t>(storage.m_shapes.size()));
   }
@@ -306,6 +320,8 @@ private:
   }
 
 public:
+  /// Connections are followed by groups, however short they are.
+  static void join_all_nets(KEP_RG_PROOF& proof) { proof.m_max_nets = 0; }
   static bool verify_trace_edge(KEP_RG_TRACE_EDGE& tracer, const KEP_ROUTING::NODE& from,
                                 const std::vector<KEP_UNFOLDED_INST_PORT>& trace) {
     return tracer.verify_trace_edge(from, trace);

@@ -10,6 +10,7 @@ struct KEP_MARK_BLOCK {
 
   std::uint64_t m_bits = 0;
   std::uint32_t m_num_before = 0;
+  std::uint32_t m_unused = 0; // files hold blocks as they are
 
   void set(std::uint32_t number) { m_bits |= std::uint64_t{1} << number % NUM_BITS; }
   bool has(std::uint32_t number) const { return (m_bits >> number % NUM_BITS & 1) != 0; }

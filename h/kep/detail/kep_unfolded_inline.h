@@ -10,7 +10,7 @@
 inline KEP_UNFOLDED_INSTANCE KEP_UNFOLDED_MODULE::get_unfolded_instance() const {
   const std::uint32_t above = KEP_SLOT_POSITION::occurrence(m_position);
   if (!m_object || above == KEP_UNFOLDING::ABOVE_TOP) return {};
-  const KEP_MODULE* parent = m_object->get_unfolding()->get(above).m_module;
+  const KEP_MODULE* parent = m_object->get_unfolding()->get_module(above);
   const KEP_SLOT& slot = parent->get_slots()[KEP_SLOT_POSITION::slot(m_position)];
   return {above, parent->get_instance_by_index(slot.m_instance)};
 }
@@ -92,7 +92,7 @@ inline KEP_UNFOLDED_NET KEP_UNFOLDED_PORT::get_unfolded_net() const {
 inline KEP_UNFOLDED_INST_PORT KEP_UNFOLDED_PORT::get_unfolded_inst_port() const {
   const std::uint32_t above = KEP_SLOT_POSITION::occurrence(m_position);
   if (!m_object || above == KEP_UNFOLDING::ABOVE_TOP) return {};
-  const KEP_MODULE* parent = m_object->get_parent()->get_unfolding()->get(above).m_module;
+  const KEP_MODULE* parent = m_object->get_parent()->get_unfolding()->get_module(above);
   const KEP_SLOT& slot = parent->get_slots()[KEP_SLOT_POSITION::slot(m_position)];
   return {above,
           parent->get_instance_by_index(slot.m_instance)->get_inst_port_by_index(m_object->get_index())};

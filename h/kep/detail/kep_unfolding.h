@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/detail/kep_table.h"
 #include "kep/kep_design.h"
 
 #include <cstdint>
@@ -27,13 +28,13 @@ struct KEP_SLOT {
 };
 
 struct KEP_OCCURRENCE {
-  KEP_MODULE* m_module = nullptr; ///< null for entry 0
   std::uint64_t m_number = 0;
   std::uint32_t m_parent = 0; ///< entry of the inner occurrence above
   std::uint32_t m_slot = 0;   ///< the slot in the parent's module
   std::uint32_t m_first_child = 0;
+  std::uint32_t m_module = 0; ///< its number; that of one more for entry 0
 };
-static_assert(sizeof(KEP_OCCURRENCE) <= 32, "two entries a cache line");
+static_assert(sizeof(KEP_OCCURRENCE) == 24, "files hold entries as they are");
 
 class KEP_EXPORT KEP_UNFOLDING {
 public:
@@ -47,8 +48,13 @@ public:
   const KEP_OCCURRENCE& get(std::uint32_t occurrence) const { return m_occurrences[occurrence]; }
   std::uint32_t size() const { return static_cast<std::uint32_t>(m_occurrences.size()); }
   KEP_DB* get_db() const { return m_db; }
+  /// Null for entry 0.
+  KEP_MODULE* get_module(const KEP_OCCURRENCE& occurrence) const {
+    return m_modules_and_null[occurrence.m_module];
+  }
+  KEP_MODULE* get_module(std::uint32_t occurrence) const { return get_module(m_occurrences[occurrence]); }
   const KEP_SLOT& get_slot(std::uint32_t occurrence, std::uint32_t slot) const {
-    const KEP_MODULE* module = m_occurrences[occurrence].m_module;
+    const KEP_MODULE* module = get_module(occurrence);
     return module ? module->get_slots()[slot] : m_top_slots[slot];
   }
   /// The inner occurrence in a slot; the slot must be inner.
@@ -78,11 +84,13 @@ public:
   const std::vector<KEP_PORT*>& get_ports() const { return m_ports; }
 
 private:
+  friend class KEP_DATABASE_LISTER;
   friend class KEP_MODEL_FREEZER;
   KEP_DB* m_db = nullptr;
-  std::vector<KEP_OCCURRENCE> m_occurrences;
+  KEP_TABLE<KEP_OCCURRENCE> m_occurrences;
   std::vector<KEP_SLOT> m_top_slots;
   std::vector<KEP_MODULE*> m_modules;
+  std::vector<KEP_MODULE*> m_modules_and_null;
   std::vector<KEP_PORT*> m_ports;
 };
 

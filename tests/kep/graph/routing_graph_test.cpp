@@ -171,6 +171,13 @@ TEST_F(RoutingGraph, ANodeWithoutEdgesGivesEmptyRanges) {
   EXPECT_EQ(alone.get_num_fanin(), 0U);
 }
 
+TEST_F(RoutingGraph, SaysWhereAllNodesOfAModuleStand) {
+  EXPECT_FALSE(m_graph.has_all_nodes_at(occurrence_of("t/m:z"))) << "there are none yet";
+  build();
+  EXPECT_TRUE(m_graph.has_all_nodes_at(occurrence_of("t/m:z")));
+  EXPECT_FALSE(m_graph.has_all_nodes_at(occurrence_of("u/m:z"))) << "it lacks the twin";
+}
+
 TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
   build();
   const auto names = [&](const KEP_ROUTING::NODE_ITER_RANGE& range) {
@@ -182,6 +189,9 @@ TEST_F(RoutingGraph, EveryNodeComesOnceAndAlwaysInTheSameOrder) {
   EXPECT_THAT(names(m_graph.iter_nodes()),
               ElementsAre(":p", ":q", "t/m:z", "t/k:z", "t/k:z*", "u/m:z", "u/k:z"));
   EXPECT_EQ(names(m_graph.iter_nodes()), names(m_graph.iter_nodes_with_grain(3)));
+  EXPECT_THAT(names(m_graph.iter_nodes_with_grain(1, 1, 5)), ElementsAre(":q", "t/m:z", "t/k:z", "t/k:z*"));
+  EXPECT_THAT(names(m_graph.iter_nodes_with_grain(1, 6, 7)), ElementsAre("u/k:z"));
+  EXPECT_TRUE(m_graph.iter_nodes_with_grain(1, 7, 7).empty());
   std::unordered_set<KEP_ROUTING::NODE> set;
   for (const KEP_ROUTING::NODE& each : m_graph.iter_nodes())
     EXPECT_TRUE(set.insert(each).second);

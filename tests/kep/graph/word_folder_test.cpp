@@ -117,7 +117,8 @@ TEST(FoldedWords, ThatHaveAnIndexHaveTheFirstNumbersInTheOrderOfIndices) {
     EXPECT_EQ(num_passes, num_others == 0 ? 1U : 2U) << "a sample, and all others if there are any";
     for (std::size_t i = 0; i != indices.size(); ++i)
       folder.put(i, word_of(indices[i]), at(indices[i]));
-    const KEP_FOLDED_WORDS words = folder.get().get_view();
+    const KEP_FOLDED_WORD_LIST list = folder.take();
+    const KEP_FOLDED_WORDS words = list.get_view();
     for (std::uint32_t i = 0; i != indices.size(); ++i) {
       ASSERT_EQ(words[i].m_bits, word_of(indices[i]).m_bits) << i;
       ASSERT_EQ(words.m_numbers.get(i), indices[i] / 2) << "every other index has a word";

@@ -28,9 +28,10 @@ TEST(FoldedWordsThreads, GiveTheSameListAsOneThread) {
       for (; begin != end; ++begin)
         folder.put(begin, words[begin]);
     });
-    ASSERT_EQ(folder.get().get_memory_bytes(), expected.get_memory_bytes());
+    const KEP_FOLDED_WORD_LIST list = folder.take();
+    ASSERT_EQ(list.get_memory_bytes(), expected.get_memory_bytes());
     for (std::uint32_t i = 0; i != words.size(); ++i)
-      ASSERT_EQ(folder.get().get_view()[i].m_bits, expected.get_view()[i].m_bits) << i;
+      ASSERT_EQ(list.get_view()[i].m_bits, expected.get_view()[i].m_bits) << i;
   }
 }
 

@@ -201,7 +201,7 @@ void check_places(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout
   std::uint32_t num_placed = 1;
   for (std::uint32_t i = 1; i < unfolding.size(); ++i) {
     const KEP_OCCURRENCE& own = unfolding.get(i);
-    const bool is_placed = holds_nodes[own.m_module->get_number()];
+    const bool is_placed = holds_nodes[own.m_module];
     const std::uint32_t place = order.get_place(i);
     ASSERT_EQ(place != KEP_OCCURRENCE_PLACES::NONE, is_placed);
     num_placed += is_placed;
@@ -209,12 +209,13 @@ void check_places(const KEP_UNFOLDING& unfolding, const KEP_PLACE_LAYOUT& layout
       ASSERT_EQ(order.get_occurrence(place), i);
       ASSERT_EQ(layout.get_first_place(i), place);
     }
-    if (own.m_parent == KEP_UNFOLDING::ABOVE_TOP || layout.get_extent(*own.m_module) == 0) continue;
+    if (own.m_parent == KEP_UNFOLDING::ABOVE_TOP || layout.get_extent(*unfolding.get_module(own)) == 0)
+      continue;
     const std::uint32_t first = layout.get_first_place(i);
     const std::uint32_t first_above = layout.get_first_place(own.m_parent);
     ASSERT_GE(first, first_above);
-    ASSERT_LE(first + layout.get_extent(*own.m_module),
-              first_above + layout.get_extent(*unfolding.get(own.m_parent).m_module));
+    ASSERT_LE(first + layout.get_extent(*unfolding.get_module(own)),
+              first_above + layout.get_extent(*unfolding.get_module(own.m_parent)));
   }
   std::uint32_t num_places = 0;
   for (std::uint32_t place = 0; place != order.get_num_places(); ++place)

@@ -50,8 +50,10 @@ public:
   bool walk(const std::string& name) { return walk(m_case.model().uip(name)); }
   const KEP_RG_PLAIN_WALK& found() const { return m_walk; }
   KEP_UNFOLDED_MODULE top() const {
-    const KEP_OCCURRENCE& occurrence = m_nets->get_unfolding().get(m_walk.get_top());
-    return {KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot), occurrence.m_module};
+    const KEP_UNFOLDING& unfolding = m_nets->get_unfolding();
+    const KEP_OCCURRENCE& occurrence = unfolding.get(m_walk.get_top());
+    return {KEP_SLOT_POSITION::pack(occurrence.m_parent, occurrence.m_slot),
+            unfolding.get_module(occurrence)};
   }
   /// For each fanout: its occurrence, target and mux input.
   std::vector<EDGE> edges(const KEP_RG_PLAIN_WALK::RUNS& list) const {
@@ -78,7 +80,7 @@ public:
 
 private:
   std::string name_of(std::uint32_t occurrence, std::uint32_t inst_port) const {
-    const KEP_MODULE& module = *m_nets->get_unfolding().get(occurrence).m_module;
+    const KEP_MODULE& module = *m_nets->get_unfolding().get_module(occurrence);
     return KEP_UNFOLDED_INST_PORT(occurrence, module.get_inst_port_by_number(inst_port))
         .get_name(KEP_NAME_STYLE());
   }
