@@ -1,9 +1,9 @@
 // The line that shows how far a long phase is.
 
+#include "kep_io/files/kep_interrupts.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_sink.h"
 #include "tests/tool/tool_fixture.h"
-#include "tools/kep-rg/output/interrupts.h"
 #include "tools/kep-rg/output/progress_line.h"
 
 #include <gmock/gmock.h>
@@ -158,7 +158,7 @@ TEST(ProgressLine, IsErasedWhenASignalEndsTheTool) {
   const pid_t child = fork();
   if (child == 0) {
     dup2(terminal.get_file(), STDERR_FILENO);
-    handle_interrupts();
+    kep_handle_interrupts();
     const PROGRESS_LINE line(STDERR_FILENO);
     const KEP_REPORT_PROGRESS progress("edges", 100);
     std::this_thread::sleep_for(600ms);

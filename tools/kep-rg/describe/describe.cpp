@@ -1,12 +1,12 @@
 #include "tools/kep-rg/describe/describe.h"
 
+#include "kep_io/files/kep_atomic_file.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/text/kep_io_file.h"
 #include "tools/kep-rg/describe/describe_arcs.h"
 #include "tools/kep-rg/describe/describe_headers.h"
 #include "tools/kep-rg/describe/describe_pattern.h"
-#include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/check_files.h"
 #include "tools/kep-rg/output/plain_output.h"
 
@@ -47,8 +47,8 @@ void describe(const DESCRIBE_OPTIONS& options) {
   for (const std::string& text : options.m_muxes)
     patterns.push_back(read_mux_pattern(text));
   check_files({options.m_model}, {options.m_new_model, options.m_routing});
-  ATOMIC_FILE new_model(options.m_new_model);
-  ATOMIC_FILE routing(options.m_routing);
+  KEP_ATOMIC_FILE new_model(options.m_new_model);
+  KEP_ATOMIC_FILE routing(options.m_routing);
 
   const std::string file = kep_get_file_name(options.m_model);
   const simdjson::padded_string text = kep_read_whole_file(options.m_model, simdjson::SIMDJSON_MAXSIZE_BYTES);
@@ -63,10 +63,10 @@ void describe(const DESCRIBE_OPTIONS& options) {
   }
   routing.out() << arcs.get_text();
   copy_with_inst_headers(text, num_cells, new_model.out());
-  commit_together({&new_model, &routing});
+  kep_commit_together({&new_model, &routing});
 
-  const bool is_output_taken = options.m_new_model == ATOMIC_FILE::STANDARD_OUTPUT ||
-                               options.m_routing == ATOMIC_FILE::STANDARD_OUTPUT;
+  const bool is_output_taken = options.m_new_model == KEP_ATOMIC_FILE::STANDARD_OUTPUT ||
+                               options.m_routing == KEP_ATOMIC_FILE::STANDARD_OUTPUT;
   for (std::size_t i = 0; i != patterns.size(); ++i) {
     std::uint64_t count = 0;
     for (const KEP_MODULE* module : findings[i].m_modules)

@@ -1,11 +1,11 @@
 #include "tools/kep-rg/generate/generate.h"
 
+#include "kep_io/files/kep_atomic_file.h"
 #include "kep_report/kep_report.h"
 #include "tools/kep-rg/generate/generate_check.h"
 #include "tools/kep-rg/generate/generate_flat.h"
 #include "tools/kep-rg/generate/generate_grids.h"
 #include "tools/kep-rg/generate/generate_tiles.h"
-#include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/check_files.h"
 
 #include <fmt/format.h>
@@ -30,22 +30,23 @@ void generate(const GENERATE_OPTIONS& options) {
   check_files({}, {options.m_model, options.m_routing, options.m_redundancy});
   const GENERATE_RESULT result = make(options);
 
-  ATOMIC_FILE model(options.m_model);
-  ATOMIC_FILE routing(options.m_routing);
+  KEP_ATOMIC_FILE model(options.m_model);
+  KEP_ATOMIC_FILE routing(options.m_routing);
   KEP_MODEL_WRITER writer(model.out(), "kep-rg generate");
   result.m_write_model(writer);
   writer.finish();
   routing.out() << result.m_routing;
-  std::vector<ATOMIC_FILE*> files{&model, &routing};
-  std::optional<ATOMIC_FILE> redundancy;
+  std::vector<KEP_ATOMIC_FILE*> files{&model, &routing};
+  std::optional<KEP_ATOMIC_FILE> redundancy;
   if (!options.m_redundancy.empty()) {
     files.insert(files.begin(), &redundancy.emplace(options.m_redundancy));
     redundancy->out() << result.m_redundancy;
   }
-  commit_together(files);
+  kep_commit_together(files);
 
-  if (options.m_model == ATOMIC_FILE::STANDARD_OUTPUT || options.m_routing == ATOMIC_FILE::STANDARD_OUTPUT ||
-      options.m_redundancy == ATOMIC_FILE::STANDARD_OUTPUT)
+  if (options.m_model == KEP_ATOMIC_FILE::STANDARD_OUTPUT ||
+      options.m_routing == KEP_ATOMIC_FILE::STANDARD_OUTPUT ||
+      options.m_redundancy == KEP_ATOMIC_FILE::STANDARD_OUTPUT)
     return;
   const std::string text = fmt::format("generate: {}, {} nodes", result.m_text, result.m_nodes);
   KEP_REPORT::print_info(text.c_str());

@@ -15,7 +15,7 @@ using BITS = std::vector<std::int64_t>;
 
 constexpr std::uint64_t FLAT_TOPIC = 256;
 
-constexpr const char* SKIP_MUX = "skip_mux";
+constexpr const char* CHAIN_MUX = "skip_mux";
 constexpr std::uint32_t NEAR_REACH = 50;     ///< how far a near mux reads, where its inputs don't take more
 constexpr std::uint64_t OPEN_DISTANCE = 100; ///< every so manieth mux takes its signals from outside
 
@@ -94,7 +94,7 @@ void write_chain(KEP_MODEL_WRITER& writer, std::uint64_t nodes) {
   for (std::uint64_t i = 0; i < nodes; ++i) {
     const std::int64_t before = output_of(2 * i);
     write_cell(writer, fmt::format("m{}", i), flat_mux_key(1), {before}, before + 1);
-    write_cell(writer, fmt::format("skip{}", i), SKIP_MUX, {before, before + 1}, before + 2);
+    write_cell(writer, fmt::format("skip{}", i), CHAIN_MUX, {before, before + 1}, before + 2);
   }
 }
 
@@ -106,7 +106,7 @@ void describe(GENERATE_DESCRIPTION& description, const std::string& key, std::ui
 void write(const GENERATE_OPTIONS& options, std::uint32_t inputs, KEP_MODEL_WRITER& writer) {
   writer.write(generate_primitive_module(flat_mux_key(inputs), inputs));
   const bool is_chain = options.m_form == GENERATE_FORM::CHAIN;
-  if (is_chain) writer.write(generate_primitive_module(SKIP_MUX, 2));
+  if (is_chain) writer.write(generate_primitive_module(CHAIN_MUX, 2));
   KEP_MODEL_MODULE top{.m_key = "device"};
   top.m_attributes.push_back({"top", 1});
   writer.begin_module(top);
@@ -127,8 +127,8 @@ GENERATE_RESULT make_generate_flat(const GENERATE_OPTIONS& options) {
   GENERATE_DESCRIPTION description;
   describe(description, flat_mux_key(inputs), inputs);
   if (options.m_form == GENERATE_FORM::CHAIN) {
-    describe(description, SKIP_MUX, 2);
-    description.set_skip_paths(SKIP_MUX, true);
+    describe(description, CHAIN_MUX, 2);
+    description.set_skip_paths(CHAIN_MUX, true);
   }
   const std::uint64_t num_pairs = options.m_nodes / 2;
   return {.m_write_model = [options, inputs](KEP_MODEL_WRITER& writer) { write(options, inputs, writer); },

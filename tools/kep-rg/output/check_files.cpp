@@ -1,6 +1,6 @@
 #include "tools/kep-rg/output/check_files.h"
 
-#include "tools/kep-rg/output/atomic_file.h"
+#include "kep_io/files/kep_atomic_file.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-const std::string STREAM = ATOMIC_FILE::STANDARD_OUTPUT; // and standard input
+const std::string STREAM = KEP_ATOMIC_FILE::STANDARD_OUTPUT; // and standard input
 
 /// The file is the one that standard output goes to; what was printed would be lost with the old one.
 bool is_standard_output(const std::string& path) {
@@ -24,7 +24,7 @@ bool is_standard_output(const std::string& path) {
 }
 
 std::filesystem::path get_folder(const std::string& path) {
-  return get_canonical_path(path).parent_path();
+  return kep_get_canonical_path(path).parent_path();
 }
 
 [[noreturn]] void refuse(const std::string& path, const char* reason) {
@@ -45,17 +45,17 @@ void check_files(const std::vector<std::string>& inputs, const std::vector<std::
   check_streams(inputs, outputs);
   std::set<std::filesystem::path> read;
   for (const std::string& path : inputs)
-    if (path != STREAM) read.insert(get_canonical_path(path));
+    if (path != STREAM) read.insert(kep_get_canonical_path(path));
   std::set<std::filesystem::path> written;
   for (const std::string& path : outputs) {
     if (path.empty()) continue;
     if (path != STREAM) {
-      const std::filesystem::path target = get_canonical_path(path);
+      const std::filesystem::path target = kep_get_canonical_path(path);
       if (is_standard_output(path)) refuse(path, "it is where standard output goes");
       if (read.contains(target)) refuse(path, "it is an input of this run");
       if (!written.insert(target).second) refuse(path, "it is another output of this run");
     }
-    const ATOMIC_FILE attempt(path,
-                              !made_folder.empty() && get_folder(path) == get_folder(made_folder + "/file"));
+    const KEP_ATOMIC_FILE attempt(path, !made_folder.empty() &&
+                                            get_folder(path) == get_folder(made_folder + "/file"));
   }
 }

@@ -1,7 +1,7 @@
 #include "tools/kep-rg/output/dump.h"
 
+#include "kep_io/files/kep_atomic_file.h"
 #include "kep_report/kep_report_progress.h"
-#include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <cstdint>
@@ -41,11 +41,11 @@ std::vector<std::string> get_dump_files(const std::string& folder) {
 
 void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
   const std::vector<std::string> paths = get_dump_files(folder);
-  ATOMIC_FILE nodes(paths[0], true);
-  ATOMIC_FILE edges(paths[1], true);
+  KEP_ATOMIC_FILE nodes(paths[0], true);
+  KEP_ATOMIC_FILE edges(paths[1], true);
   std::string node_text = "node\tkind\n";
   std::string edge_text = "from\tfrom_kind\tto\tto_kind\tclass\tmux_input\n";
-  const auto flush = [](ATOMIC_FILE& file, std::string& text) {
+  const auto flush = [](KEP_ATOMIC_FILE& file, std::string& text) {
     file.out().write(text.data(), static_cast<std::streamsize>(text.size()));
     text.clear();
   };
@@ -65,5 +65,5 @@ void write_dump(const KEP_ROUTING::GRAPH& graph, const std::string& folder) {
   }
   flush(nodes, node_text);
   flush(edges, edge_text);
-  commit_together({&nodes, &edges});
+  kep_commit_together({&nodes, &edges});
 }

@@ -1,6 +1,6 @@
 #include "tools/kep-rg/output/progress_line.h"
 
-#include "tools/kep-rg/output/interrupts.h"
+#include "kep_io/files/kep_interrupts.h"
 
 #include <fmt/format.h>
 
@@ -91,12 +91,12 @@ void PROGRESS_LINE::keep_drawing() {
 }
 
 void PROGRESS_LINE::draw() {
-  if (m_phases.empty() || is_ended_by_interrupt()) return;
+  if (m_phases.empty() || kep_is_ended_by_interrupt()) return;
   const PHASE& phase = m_phases.back();
   const CLOCK::duration elapsed = CLOCK::now() - phase.m_begin;
   if (elapsed < SHOW_AFTER) return;
   m_is_drawn = true;
-  erase_line_on_interrupt(true);
+  kep_erase_line_on_interrupt(true);
   const std::string line =
       format(phase.m_progress->get_name(), phase.m_progress->get_done(), phase.m_progress->get_total(),
              std::chrono::duration<double>(elapsed).count(), get_width(m_file));
@@ -106,7 +106,7 @@ void PROGRESS_LINE::draw() {
 void PROGRESS_LINE::erase() {
   if (!std::exchange(m_is_drawn, false)) return;
   write("\r\033[K");
-  erase_line_on_interrupt(false);
+  kep_erase_line_on_interrupt(false);
 }
 
 /// A terminal that can't be written to has nobody in front of it.

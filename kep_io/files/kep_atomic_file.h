@@ -8,20 +8,21 @@
 
 /// A file that appears under its name only when it is complete. Until commit() what stood there before is
 /// untouched, and a file that is dropped uncommitted leaves nothing behind: while it is written it has no
-/// name at all, or, where the system has no such files, one of its own that a signal removes, too.
+/// name at all, so that no kill leaves one; or, where the system has no such files, one of its own that the
+/// signals of kep_interrupts.h remove, too.
 ///
 /// A new file gets the permissions that a plain open would give, one that is replaced keeps its own; a link
 /// keeps being a link. "-" is standard output, to which the text goes as it is written.
 ///
-/// Every failure is a std::runtime_error with one line that names the target and the reason.
-class ATOMIC_FILE {
+/// Every failure is a KEP_IO_ERROR with one line that names the target and the reason.
+class KEP_ATOMIC_FILE {
 public:
   /// Whatever is known to stand in the way of writing is told here. With `makes_folder` the folder of the
   /// file may be missing: commit() makes it.
-  explicit ATOMIC_FILE(const std::string& path, bool makes_folder = false);
-  ATOMIC_FILE(const ATOMIC_FILE&) = delete;
-  ATOMIC_FILE& operator=(const ATOMIC_FILE&) = delete;
-  ~ATOMIC_FILE();
+  explicit KEP_ATOMIC_FILE(const std::string& path, bool makes_folder = false);
+  KEP_ATOMIC_FILE(const KEP_ATOMIC_FILE&) = delete;
+  KEP_ATOMIC_FILE& operator=(const KEP_ATOMIC_FILE&) = delete;
+  ~KEP_ATOMIC_FILE();
 
   /// A write that fails throws at once.
   std::ostream& out() { return m_out; }
@@ -29,17 +30,18 @@ public:
   /// Ends the writing; all of it is on the disk then.
   void close();
 
-  /// Gives the closed file its name.
+  /// Gives the closed file its name; that is on the disk then, too, where the file system can do it.
   void commit();
 
   static constexpr const char* STANDARD_OUTPUT = "-";
 
 private:
-  friend class ATOMIC_FILE_TEST_ACCESS;
+  friend class KEP_ATOMIC_FILE_TEST_ACCESS;
+  friend void kep_commit_together(const std::vector<KEP_ATOMIC_FILE*>& files);
 
   class BUFFER : public std::streambuf {
   public:
-    explicit BUFFER(ATOMIC_FILE& file) : m_file(file), m_text(1 << 20) { reset(); }
+    explicit BUFFER(KEP_ATOMIC_FILE& file) : m_file(file), m_text(1 << 20) { reset(); }
     void flush();
 
   protected:
@@ -47,18 +49,21 @@ private:
 
   private:
     void reset() { setp(m_text.data(), m_text.data() + m_text.size()); }
-    ATOMIC_FILE& m_file;
+    KEP_ATOMIC_FILE& m_file;
     std::vector<char> m_text;
   };
 
   void check_target() const;
   void open_unnamed(const std::string& folder);
   void open_named(const std::string& folder);
+  void place();
   void take_place();
   void take_over_permissions() const;
   void make_folder();
-  bool link_to(const std::string& path) const;
+  bool link_to_free_name() const;
+  void replace_unnamed() const;
   void remove_traces();
+  void sync_folders();
   bool is_standard_output() const { return m_path.empty(); }
   [[noreturn]] void fail(int reason) const;
   [[noreturn]] void fail(const std::string& reason) const;
@@ -77,7 +82,7 @@ private:
 
 /// Closes files that belong together, and gives them their names when all are complete. No signal comes in
 /// between.
-void commit_together(const std::vector<ATOMIC_FILE*>& files);
+void kep_commit_together(const std::vector<KEP_ATOMIC_FILE*>& files);
 
 /// The path without links and detours, absolute, whether there is a file or not.
-std::filesystem::path get_canonical_path(const std::string& path);
+std::filesystem::path kep_get_canonical_path(const std::string& path);

@@ -1,4 +1,4 @@
-#include "tools/kep-rg/output/interrupts.h"
+#include "kep_io/files/kep_interrupts.h"
 
 #include <climits>
 
@@ -45,7 +45,7 @@ void on_signal(int signal) {
 
 } // namespace
 
-void handle_interrupts() {
+void kep_handle_interrupts() {
   for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM}) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
@@ -57,15 +57,15 @@ void handle_interrupts() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-INTERRUPT_DELAY::INTERRUPT_DELAY() {
+KEP_INTERRUPT_DELAY::KEP_INTERRUPT_DELAY() {
   if (g_num_delays++ == 0 && g_signal != 0) end_by(g_signal);
 }
 
-INTERRUPT_DELAY::~INTERRUPT_DELAY() {
+KEP_INTERRUPT_DELAY::~KEP_INTERRUPT_DELAY() {
   if (--g_num_delays == 0 && g_signal != 0) end_by(g_signal);
 }
 
-void remove_on_interrupt(const std::string& path) {
+void kep_remove_on_interrupt(const std::string& path) {
   for (SLOT& slot : g_slots) {
     if (slot.m_is_used || path.size() >= sizeof slot.m_path) continue;
     std::memcpy(slot.m_path, path.c_str(), path.size() + 1);
@@ -74,15 +74,15 @@ void remove_on_interrupt(const std::string& path) {
   }
 }
 
-void keep_on_interrupt(const std::string& path) {
+void kep_keep_on_interrupt(const std::string& path) {
   for (SLOT& slot : g_slots)
     if (slot.m_is_used && path == slot.m_path) slot.m_is_used = false;
 }
 
-void erase_line_on_interrupt(bool is_drawn) {
+void kep_erase_line_on_interrupt(bool is_drawn) {
   g_line_is_drawn = is_drawn;
 }
 
-bool is_ended_by_interrupt() {
+bool kep_is_ended_by_interrupt() {
   return g_is_ending;
 }

@@ -1,25 +1,19 @@
 // Files that appear when they are complete: by the way without a name, and by the one with a name of its own.
 
-#include "tests/tool/tool_fixture.h"
-#include "tools/kep-rg/output/atomic_file.h"
-#include "tools/kep-rg/output/interrupts.h"
+#include "tests/kep_io/files/atomic_file_fixture.h"
+#include "tests/support/folder_fixture.h"
+#include "tests/support/io_test_support.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
+#include <filesystem>
 #include <random>
-#include <stdexcept>
 #include <string>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-class ATOMIC_FILE_TEST_ACCESS {
-public:
-  static void set_has_unnamed_files(bool has) { ATOMIC_FILE::s_has_unnamed_files = has; }
-};
 
 namespace atomic_file_test {
 
@@ -27,13 +21,13 @@ using testing::EndsWith;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class AtomicFile : public Tool, public testing::WithParamInterface<bool> {
+class AtomicFile : public Folder, public testing::WithParamInterface<bool> {
 protected:
-  void SetUp() override { ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(GetParam()); }
-  void TearDown() override { ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(true); }
+  void SetUp() override { KEP_ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(GetParam()); }
+  void TearDown() override { KEP_ATOMIC_FILE_TEST_ACCESS::set_has_unnamed_files(true); }
 
   static void replace(const std::string& path, const std::string& text) {
-    ATOMIC_FILE file(path);
+    KEP_ATOMIC_FILE file(path);
     file.out() << text;
     file.close();
     file.commit();
@@ -43,18 +37,8 @@ protected:
     EXPECT_EQ(stat(path(name).c_str(), &status), 0) << name;
     return status.st_mode & 07777;
   }
-  /// What the call throws.
-  template <class CALL>
-  static std::string failure_of(const CALL& call) {
-    try {
-      call();
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "none";
-  }
   std::string refusal(const std::string& name) const {
-    const std::string text = failure_of([&] { const ATOMIC_FILE file(path(name)); });
+    const std::string text = refusal_of([&] { const KEP_ATOMIC_FILE file(path(name)); });
     return text.starts_with(path(name)) ? text.substr(path(name).size()) : text;
   }
 };
@@ -65,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(WithAndWithoutAName, AtomicFile, testing::Values(true, 
 TEST_P(AtomicFile, AppearsWhenItIsCommittedAndNotBefore) {
   write("file", "old");
   {
-    ATOMIC_FILE file(path("file"));
+    KEP_ATOMIC_FILE file(path("file"));
     file.out() << "new";
     file.close();
     EXPECT_EQ(read("file"), "old");
@@ -79,7 +63,7 @@ TEST_P(AtomicFile, AppearsWhenItIsCommittedAndNotBefore) {
 TEST_P(AtomicFile, LeavesNothingBehindWhenItIsDropped) {
   write("file", "old");
   for (const std::string name : {"file", "other"}) {
-    ATOMIC_FILE file(path(name));
+    KEP_ATOMIC_FILE file(path(name));
     file.out() << std::string(3 << 20, 'x');
     file.close();
   }
@@ -90,7 +74,7 @@ TEST_P(AtomicFile, LeavesNothingBehindWhenItIsDropped) {
 TEST_P(AtomicFile, HoldsWhateverWasWritten) {
   std::string text;
   {
-    ATOMIC_FILE file(path("file"));
+    KEP_ATOMIC_FILE file(path("file"));
     for (int i = 0; i != 300000; ++i) {
       const std::string line = std::to_string(i) + (i % 2 == 0 ? "\n" : "");
       text += line;
@@ -160,7 +144,7 @@ TEST_P(AtomicFile, DoesNotReplaceWhatMayNotBeWritten) {
 
 TEST_P(AtomicFile, MakesItsFolderWhenItIsCommitted) {
   {
-    ATOMIC_FILE file(path("a/b/file"), true);
+    KEP_ATOMIC_FILE file(path("a/b/file"), true);
     file.out() << "text";
     file.close();
     EXPECT_FALSE(std::filesystem::exists(path("a")));
@@ -171,15 +155,15 @@ TEST_P(AtomicFile, MakesItsFolderWhenItIsCommitted) {
 }
 
 TEST_P(AtomicFile, TakesAwayFoldersThatItMadeInVain) {
-  ATOMIC_FILE file(path("a/b/") + std::string(300, 'n'), true); // which no folder can hold
+  KEP_ATOMIC_FILE file(path("a/b/") + std::string(300, 'n'), true); // which no folder can hold
   file.close();
-  EXPECT_THAT(failure_of([&] { file.commit(); }), EndsWith(": can't be written: File name too long"));
+  EXPECT_THAT(refusal_of([&] { file.commit(); }), EndsWith(": can't be written: File name too long"));
   EXPECT_FALSE(std::filesystem::exists(path("a")));
 }
 
 TEST_P(AtomicFile, LeavesFoldersThatWereThere) {
   std::filesystem::create_directory(path("a"));
-  { const ATOMIC_FILE file(path("a/file"), true); }
+  { const KEP_ATOMIC_FILE file(path("a/file"), true); }
   EXPECT_THAT(files(), UnorderedElementsAre("a"));
 }
 
@@ -197,15 +181,24 @@ TEST_P(AtomicFile, PassesOverNamesThatEarlierRunsLeft) {
     EXPECT_EQ(read(expected[i]), "litter");
 }
 
+TEST_P(AtomicFile, TellsAtOnceThatAFolderIsReadOnly) {
+  const SMALL_DISK disk(path("disk"), "size=1m");
+  write("disk/file", "old");
+  if (!disk.is_there() || !disk.make_read_only()) GTEST_SKIP() << "nothing can be mounted here";
+  for (const std::string name : {"disk/file", "disk/new"})
+    EXPECT_EQ(refusal(name), ": can't be written: Read-only file system");
+  EXPECT_EQ(read("disk/file"), "old");
+  EXPECT_THAT(files(), UnorderedElementsAre("disk", "disk/file"));
+}
+
 TEST_P(AtomicFile, TellsAFullDiskWhileItWrites) {
-  std::filesystem::create_directory(path("disk"));
-  if (mount("tmpfs", path("disk").c_str(), "tmpfs", 0, "size=1m") != 0)
-    GTEST_SKIP() << "no small disk can be mounted here";
+  const SMALL_DISK disk(path("disk"), "size=1m");
+  if (!disk.is_there()) GTEST_SKIP() << "no small disk can be mounted here";
   write("disk/file", "old");
   {
-    ATOMIC_FILE file(path("disk/file"));
+    KEP_ATOMIC_FILE file(path("disk/file"));
     const std::string text(1 << 20, 'x');
-    EXPECT_EQ(failure_of([&] {
+    EXPECT_EQ(refusal_of([&] {
                 for (int i = 0; i != 4; ++i)
                   file.out() << text;
               }),
@@ -214,23 +207,6 @@ TEST_P(AtomicFile, TellsAFullDiskWhileItWrites) {
   EXPECT_EQ(read("disk/file"), "old");
   EXPECT_THAT(files(), UnorderedElementsAre("disk", "disk/file"));
   replace(path("disk/file"), "there is room again");
-  EXPECT_EQ(umount(path("disk").c_str()), 0);
-}
-
-/// Runs a call in a process of its own, and gives what waitpid() tells of its end.
-template <class CALL>
-pid_t start(const CALL& call) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  handle_interrupts();
-  call();
-  _exit(0);
-}
-
-int wait_for(pid_t child) {
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return status;
 }
 
 TEST_P(AtomicFile, ASignalLeavesNothingBehindWheneverItComes) {
@@ -240,9 +216,9 @@ TEST_P(AtomicFile, ASignalLeavesNothingBehindWheneverItComes) {
   write("file", old_text);
   for (const int signal : {SIGHUP, SIGINT, SIGTERM})
     std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
-  for (int i = 0; i != 60; ++i) {
+  for (int i = 0; i != 30; ++i) {
     const int signal = std::array{SIGINT, SIGTERM, SIGHUP}[static_cast<std::size_t>(i) % 3];
-    const pid_t child = start([&] {
+    const pid_t child = start_process([&] {
       for (;;) {
         replace(path("file"), new_text);
         replace(path("other"), new_text);
@@ -250,7 +226,7 @@ TEST_P(AtomicFile, ASignalLeavesNothingBehindWheneverItComes) {
     });
     usleep(static_cast<useconds_t>(random() % 20000));
     kill(child, signal);
-    const int status = wait_for(child);
+    const int status = wait_for_process(child);
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), signal);
     const std::string text = read("file");
@@ -260,19 +236,40 @@ TEST_P(AtomicFile, ASignalLeavesNothingBehindWheneverItComes) {
   }
 }
 
+TEST_P(AtomicFile, AKillLeavesNothingBehindWheneverItComes) {
+  if (!GetParam()) GTEST_SKIP() << "a file with a name of its own stays";
+  // Where nothing waits for a real disk, a file is between two names for much of the time.
+  const SMALL_DISK disk(path("disk"), "size=1m");
+  std::mt19937 random(20261123);
+  write("disk/file", std::string(1000, 'o'));
+  for (int i = 0; i != 60; ++i) {
+    const pid_t child = start_process([&] {
+      for (;;)
+        replace(path("disk/file"), std::string(1000, 'n'));
+    });
+    usleep(static_cast<useconds_t>(random() % 5000));
+    kill(child, SIGKILL);
+    EXPECT_TRUE(WIFSIGNALED(wait_for_process(child)));
+    for (int k = 0; k != 1000 && files().size() != 2; ++k)
+      usleep(1000); // what is begun ends by itself
+    ASSERT_THAT(files(), UnorderedElementsAre("disk", "disk/file")) << i;
+    EXPECT_EQ(read("disk/file").size(), 1000U);
+  }
+}
+
 TEST(Interrupts, WaitForWhatIsNotToBeDoneByHalves) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = start([&] {
+  const pid_t child = start_process([&] {
     {
-      const INTERRUPT_DELAY outer;
+      const KEP_INTERRUPT_DELAY outer;
       raise(SIGTERM);
-      const INTERRUPT_DELAY inner;
+      const KEP_INTERRUPT_DELAY inner;
       EXPECT_EQ(::write(ends[1], "whole", 5), 5);
     }
     EXPECT_EQ(::write(ends[1], "after", 5), 5);
   });
-  const int status = wait_for(child);
+  const int status = wait_for_process(child);
   close(ends[1]);
   char text[16] = {};
   EXPECT_EQ(::read(ends[0], text, sizeof text - 1), 5);
@@ -284,9 +281,9 @@ TEST(Interrupts, WaitForWhatIsNotToBeDoneByHalves) {
 
 TEST(Interrupts, ThatWereIgnoredStayIgnored) {
   const auto before = std::signal(SIGHUP, SIG_IGN); // as nohup does
-  const pid_t child = start([] { raise(SIGHUP); });
+  const pid_t child = start_process([] { raise(SIGHUP); });
   std::signal(SIGHUP, before);
-  const int status = wait_for(child);
+  const int status = wait_for_process(child);
   EXPECT_TRUE(WIFEXITED(status));
 }
 
