@@ -102,11 +102,13 @@ public:
   /// Reads the redundant inputs, unless there are some already.
   void build_redundant_inputs();
 
-  /// After a build, does again for the one node at the uip what the edge phase did, on the calling thread,
-  /// and changes nothing in the graph: appends the node's fanouts, real ones first, and lets the observer see
-  /// the walk and then close. A uip without a node is a warning. `node_flag` is that of KEP_ROUTING::NODE; a
-  /// hipi node is refused by an assertion. Fanouts and observer may be null, and stay the caller's. From then
-  /// on the builder is verbose and allocates no edges: build_edges() is refused by an assertion.
+  /// After a build - or beside a graph that was there, after build_nodes() and, unless the database is one
+  /// without redundancy, build_redundant_inputs() - does again for the one node at the uip what the edge
+  /// phase did, on the calling thread, and changes nothing in the graph: appends the node's fanouts, real
+  /// ones first, and lets the observer see the walk and then close. A uip without a node is a warning.
+  /// `node_flag` is that of KEP_ROUTING::NODE; a hipi node is refused by an assertion. Fanouts and observer
+  /// may be null, and stay the caller's. From then on the builder is verbose and allocates no edges:
+  /// build_edges() is refused by an assertion.
   void debug_edges(KEP_RG_DBG_FANOUTS* fanouts, const KEP_UNFOLDED_INST_PORT& uip, bool node_flag,
                    KEP_UNFOLD_OBSERVER* observer);
   /// The same with a KEP_RG_UUI_OBSERVER that writes the walk to this file; without one for null.

@@ -3,6 +3,7 @@
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_export.h"
+#include "kep_rg/kep_rg_part.h"
 #include "kep_rg/kep_rg_proof.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 
@@ -85,12 +86,15 @@ struct KEP_RG_FINDINGS {
 /// is printed or asserted, and a graph with edges to nowhere does no harm. Each takes time that goes with
 /// nodes and edges and, but for the walk from the input nodes, runs on all threads of the arena; two of them
 /// may run at a time. No more than so many findings are kept. Those that look at all nodes add their number
-/// to the progress, if one is given.
+/// to the progress, if one is given. What goes node by node can be divided, as the proof can (KEP_RG_PART);
+/// the others stand for the whole graph and take little of the time.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_hipi_order(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept,
-                                                     KEP_REPORT_PROGRESS* progress = nullptr);
+                                                     KEP_REPORT_PROGRESS* progress = nullptr,
+                                                     const KEP_RG_PART& part = {});
 /// One finding for each node and fanout.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_doubled_edges(const KEP_ROUTING::GRAPH& graph, std::size_t max_kept,
-                                                        KEP_REPORT_PROGRESS* progress = nullptr);
+                                                        KEP_REPORT_PROGRESS* progress = nullptr,
+                                                        const KEP_RG_PART& part = {});
 /// At most one, about the graph as a whole.
 KEP_RG_EXPORT KEP_RG_FINDINGS kep_rg_find_few_redundant_edges(const KEP_ROUTING::GRAPH& graph);
 /// One in a graph without nodes, in which there is nothing to check.

@@ -3,6 +3,7 @@
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_export.h"
+#include "kep_rg/kep_rg_part.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,12 +18,13 @@
 /// unfolding and the store of routing primitives. First it reads the description into tables of its own, and
 /// says for each inst port of the folded model whether a node should stand there. Then the description alone
 /// says where a signal on a net goes on: down into an instance, up through a port, across a skip path or a
-/// flyover. Nets that reach each other are joined to groups, for the whole device at once. At last the nodes
-/// of the graph are held against those that should stand, and the edges of each against what the groups
-/// behind it reach.
+/// flyover. The nodes of the graph are held against those that should stand, and the edges of each against
+/// what is reached from the nets behind it; nets of long connections that reach each other are joined to
+/// groups first, so that what many nodes lead into is walked once.
 ///
-/// Time goes with the nets of the device, its nodes and edges; memory is about 20 bytes a net, a byte an
-/// inner occurrence, one to three a folded inst port and 16 an arc. The database must outlive the object.
+/// Time goes with the nodes, their edges and the nets behind them; memory is a byte an inner occurrence, one
+/// to three a folded inst port and 16 an arc; where connections are long, about 20 bytes a net behind nodes
+/// around them, too. The database must outlive the object.
 class KEP_RG_EXPORT KEP_RG_PROOF {
 public:
   /// A node that only one of the two has: the model, where it is missing, or the graph, where it is surplus.
@@ -43,7 +45,7 @@ public:
     KEP_UNFOLDED_INST_PORT m_mux_input; ///< empty without one
   };
   struct RESULT {
-    std::uint64_t m_num_nodes = 0; ///< of the graph, as are the edges
+    std::uint64_t m_num_nodes = 0; ///< of the graph that were looked at, as are the edges
     std::uint64_t m_num_edges = 0;
     std::uint64_t m_num_missing_nodes = 0;
     std::uint64_t m_num_surplus_nodes = 0;
@@ -58,18 +60,25 @@ public:
     }
   };
 
-  /// Looks at the whole device, by one thread.
+  /// Looks at the folded model and at every inner occurrence, by one thread.
   explicit KEP_RG_PROOF(const KEP_DB* db);
   ~KEP_RG_PROOF();
   KEP_RG_PROOF(const KEP_RG_PROOF&) = delete;
   KEP_RG_PROOF& operator=(const KEP_RG_PROOF&) = delete;
 
-  /// Compares every node, by so many threads; the result is the same for any number. Keeps the
-  /// first of missing nodes, surplus nodes, missing edges and surplus edges, so many of each.
-  RESULT run(int num_threads, std::size_t max_findings = 100) const;
+  /// Compares every node, by so many threads; the result is the same for any number. Keeps the first of
+  /// missing nodes, surplus nodes, missing edges and surplus edges, so many of each.
+  ///
+  /// A part compares a range of the nodes of the graph, and looks for missing nodes in a range of the places
+  /// of the model. The numbers of all parts add up to those of the whole, and their findings of a kind, one
+  /// part behind the other, are its findings in their order.
+  RESULT run(int num_threads, std::size_t max_findings = 100, const KEP_RG_PART& part = {}) const;
 
 private:
+  friend class KEP_RG_TEST_ACCESS;
   struct MODEL;
+  class RUN;
   const KEP_DB* m_db;
+  std::size_t m_max_nets = 256; // behind a node before nets are joined to groups; only tests change it
   std::unique_ptr<const MODEL> m_model;
 };

@@ -18,41 +18,43 @@ using KIND = KEP_RG_FINDING_KIND;
 
 namespace {
 
-/// Calls `look(node, place, findings)` for each node, on any thread, and puts together what was found range
-/// by range: the same for any number of threads.
+/// Calls `look(node, place, findings)` for each node of a part, on any thread, and puts together what was
+/// found range by range: the same for any number of threads.
 template <class LOOK>
-KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, KIND kind, std::size_t max_kept,
+KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, const KEP_RG_PART& part, KIND kind, std::size_t max_kept,
                               KEP_REPORT_PROGRESS* progress, const LOOK& look) {
   constexpr unsigned GRAIN = 10000;
   std::mutex mutex;
-  std::vector<std::pair<std::uint32_t, KEP_RG_FINDINGS>> parts; // those with findings, by their first node
-  const NODE_ITER_RANGE nodes = graph.iter_nodes_with_grain(GRAIN);
+  std::vector<std::pair<std::uint32_t, KEP_RG_FINDINGS>> pieces; // those with findings, by their first node
+  const auto [first_node, end] = part.get_range(graph.get_num_nodes());
+  const NODE_ITER_RANGE nodes = graph.iter_nodes_with_grain(GRAIN, static_cast<std::uint32_t>(first_node),
+                                                            static_cast<std::uint32_t>(end));
   KEP_TSAN::before_loop();
   if (!nodes.empty())
     tbb::parallel_for(nodes, [&](const NODE_ITER_RANGE& range) {
       KEP_TSAN::begin_body();
       const std::uint32_t first = graph.get_index(*range.begin());
       std::uint32_t place = first;
-      KEP_RG_FINDINGS part{kind, 0, {}};
+      KEP_RG_FINDINGS piece{kind, 0, {}};
       for (const NODE& node : range)
-        look(node, place++, part);
+        look(node, place++, piece);
       if (progress) progress->add(place - first);
-      if (part.m_num != 0) {
+      if (piece.m_num != 0) {
         const std::lock_guard<std::mutex> lock(mutex);
-        parts.emplace_back(first, std::move(part));
+        pieces.emplace_back(first, std::move(piece));
       }
       KEP_TSAN::end_body();
     });
   KEP_TSAN::after_loop();
 
-  std::sort(parts.begin(), parts.end(),
+  std::sort(pieces.begin(), pieces.end(),
             [](const auto& left, const auto& right) { return left.first < right.first; });
   KEP_RG_FINDINGS all{kind, 0, {}};
-  for (const auto& [first, part] : parts) {
-    all.m_num += part.m_num;
-    const std::size_t room = std::min(max_kept - all.m_first.size(), part.m_first.size());
-    all.m_first.insert(all.m_first.end(), part.m_first.begin(),
-                       part.m_first.begin() + static_cast<std::ptrdiff_t>(room));
+  for (const auto& [first, piece] : pieces) {
+    all.m_num += piece.m_num;
+    const std::size_t room = std::min(max_kept - all.m_first.size(), piece.m_first.size());
+    all.m_first.insert(all.m_first.end(), piece.m_first.begin(),
+                       piece.m_first.begin() + static_cast<std::ptrdiff_t>(room));
   }
   return all;
 }
@@ -73,8 +75,8 @@ void find_doubled_edges(const NODE& node, std::uint32_t place, std::size_t max_k
 } // namespace
 
 KEP_RG_FINDINGS kep_rg_find_hipi_order(const GRAPH& graph, std::size_t max_kept,
-                                       KEP_REPORT_PROGRESS* progress) {
-  return look_at_nodes(graph, KIND::HIPI_ORDER, max_kept, progress,
+                                       KEP_REPORT_PROGRESS* progress, const KEP_RG_PART& part) {
+  return look_at_nodes(graph, part, KIND::HIPI_ORDER, max_kept, progress,
                        [max_kept](const NODE& node, std::uint32_t place, KEP_RG_FINDINGS& found) {
                          if (KEP_RG_RULES::check_hipi(node) != KEP_RG_RULES::HIPI::HOLDS)
                            found.add({place, 0}, max_kept);
@@ -82,8 +84,8 @@ KEP_RG_FINDINGS kep_rg_find_hipi_order(const GRAPH& graph, std::size_t max_kept,
 }
 
 KEP_RG_FINDINGS kep_rg_find_doubled_edges(const GRAPH& graph, std::size_t max_kept,
-                                          KEP_REPORT_PROGRESS* progress) {
-  return look_at_nodes(graph, KIND::DOUBLED_EDGE, max_kept, progress,
+                                          KEP_REPORT_PROGRESS* progress, const KEP_RG_PART& part) {
+  return look_at_nodes(graph, part, KIND::DOUBLED_EDGE, max_kept, progress,
                        [max_kept](const NODE& node, std::uint32_t place, KEP_RG_FINDINGS& found) {
                          find_doubled_edges(node, place, max_kept, found);
                        });

@@ -15,7 +15,8 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
-#include <utility>
+#include <optional>
+#include <unordered_set>
 
 namespace {
 
@@ -31,24 +32,27 @@ public:
   COMPARISON(KEP_RG_PROOF_NODE& model, RESULT& result, std::size_t max_findings)
       : m_model(model), m_result(result), m_max_findings(max_findings) {}
 
-  void compare(const NODE& node) {
+  /// False for a node whose connection is to be followed by groups.
+  bool compare(const NODE& node) {
     ++m_result.m_num_nodes;
     m_result.m_num_edges += node.get_num_edges();
-    if (m_model.should_stand(node))
-      compare_edges(node);
-    else if (++m_result.m_num_surplus_nodes <= m_max_findings)
+    if (m_model.should_stand(node)) return compare_edges(node);
+    if (++m_result.m_num_surplus_nodes <= m_max_findings)
       m_result.m_node_findings.push_back(
           {false, node.is_hipi(), node.get_unfolded_inst_port(), node.get_port()});
+    return true;
   }
 
 private:
-  void compare_edges(const NODE& node) {
+  bool compare_edges(const NODE& node) {
+    std::vector<EDGE>* found = m_model.find_edges(node);
+    if (!found) return false;
+    std::vector<EDGE>& expected = *found;
     m_actual.clear();
     for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_real_fanout())
       m_actual.push_back(KEP_RG_PROOF_NODE::make_edge(edge, false));
     for (const KEP_ROUTING::FWD_EDGE& edge : node.iter_redundant_fanout())
       m_actual.push_back(KEP_RG_PROOF_NODE::make_edge(edge, true));
-    std::vector<EDGE>& expected = m_model.find_edges(node);
     std::sort(m_actual.begin(), m_actual.end());
     std::sort(expected.begin(), expected.end());
     auto actual = m_actual.begin();
@@ -61,6 +65,7 @@ private:
       else
         ++actual, ++should_be;
     }
+    return true;
   }
 
   void tell_missing(const NODE& node, const EDGE& edge) {
@@ -85,33 +90,49 @@ private:
   std::vector<EDGE> m_actual;
 };
 
-/// Names the first nodes that should stand and do not, in the order of the model.
+/// Counts the nodes that should stand and do not, and names the first ones in the order of the model.
 class MISSING_NODES {
 public:
-  MISSING_NODES(std::uint64_t num_missing, std::size_t max_findings)
-      : m_num_wanted(std::min<std::uint64_t>(num_missing, max_findings)) {}
+  MISSING_NODES(const KEP_ROUTING::GRAPH& graph, const KEP_RG_PROOF_NODES& nodes,
+                const KEP_RG_PROOF_FACTS& facts, std::size_t max_findings)
+      : m_graph(graph), m_nodes(nodes), m_facts(facts), m_max_findings(max_findings) {}
 
-  std::vector<KEP_RG_PROOF::NODE_FINDING> find(const KEP_DB& db, const KEP_RG_PROOF_NODES& nodes,
-                                               const KEP_RG_PROOF_FACTS& facts) {
-    if (m_num_wanted == 0) return {};
-    nodes.visit_boundary([this](const KEP_PORT* port) {
-      if (!NODE(port)) add({true, false, {}, port});
-    });
-    for (std::uint32_t place = 1; place < db.get_unfolding().size() && !is_full(); ++place)
-      nodes.visit_nodes(place, [&](const KEP_UNFOLDED_INST_PORT& uip) {
-        if (!NODE(uip, false)) add({true, false, uip, nullptr});
-        if (facts.is_hipi_tm(uip.m_object->get_port()) && !NODE(uip, true)) add({true, true, uip, nullptr});
+  void find_in(const KEP_RG_PART& part) {
+    if (part.is_first())
+      m_nodes.visit_boundary([this](const KEP_PORT* port) {
+        if (!NODE(port)) add({true, false, {}, port});
       });
-    return std::move(m_findings);
+    const auto [first, end] = m_nodes.find_occurrences(part);
+    for (std::uint32_t occurrence = first; occurrence != end; ++occurrence)
+      look_at(occurrence);
   }
+
+  std::uint64_t get_num() const { return m_num; }
+  const std::vector<KEP_RG_PROOF::NODE_FINDING>& get_findings() const { return m_findings; }
 
 private:
-  bool is_full() const { return m_findings.size() == m_num_wanted; }
+  /// Where all nodes of a module stand there is nothing to look at once none was missing at a like place.
+  void look_at(std::uint32_t occurrence) {
+    std::optional<std::uint32_t> likeness;
+    if (m_graph.has_all_nodes_at(occurrence)) likeness = m_nodes.find_likeness(occurrence);
+    if (likeness && m_complete.contains(*likeness)) return;
+    const std::uint64_t num_before = m_num;
+    m_nodes.visit_nodes(occurrence, [this](const KEP_UNFOLDED_INST_PORT& uip) {
+      if (!NODE(uip, false)) add({true, false, uip, nullptr});
+      if (m_facts.is_hipi_tm(uip.m_object->get_port()) && !NODE(uip, true)) add({true, true, uip, nullptr});
+    });
+    if (likeness && m_num == num_before) m_complete.insert(*likeness);
+  }
   void add(const KEP_RG_PROOF::NODE_FINDING& finding) {
-    if (!is_full()) m_findings.push_back(finding);
+    if (m_num++ < m_max_findings) m_findings.push_back(finding);
   }
 
-  std::uint64_t m_num_wanted;
+  const KEP_ROUTING::GRAPH& m_graph;
+  const KEP_RG_PROOF_NODES& m_nodes;
+  const KEP_RG_PROOF_FACTS& m_facts;
+  std::size_t m_max_findings;
+  std::unordered_set<std::uint32_t> m_complete; // by likeness
+  std::uint64_t m_num = 0;
   std::vector<KEP_RG_PROOF::NODE_FINDING> m_findings;
 };
 
@@ -136,54 +157,120 @@ void add(RESULT& total, const RESULT& block, std::size_t max_findings) {
 /// All that is worked out before edges are compared.
 struct KEP_RG_PROOF::MODEL {
   explicit MODEL(const KEP_DB* db)
-      : m_facts(db), m_redundancy(db), m_nodes(m_facts), m_steps(m_facts, m_nodes), m_groups(m_steps) {}
+      : m_facts(db), m_redundancy(db), m_nodes(m_facts), m_steps(m_facts, m_nodes) {}
   KEP_RG_PROOF_FACTS m_facts;
   KEP_RG_PROOF_REDUNDANCY m_redundancy;
   KEP_RG_PROOF_NODES m_nodes;
   KEP_RG_PROOF_STEPS m_steps;
-  KEP_RG_PROOF_GROUPS m_groups;
+};
+
+/// The comparison of all nodes of a part, block by block. A block with a long connection is put off until the
+/// nets behind its nodes are joined to groups: where many nodes lead into one long way of nets, this is
+/// walked once.
+class KEP_RG_PROOF::RUN {
+public:
+  RUN(const MODEL& model, const KEP_ROUTING::GRAPH& graph, const KEP_RG_PART& part, int num_threads,
+      std::size_t max_findings, std::size_t max_nets)
+      : m_model(model), m_graph(graph), m_max_findings(max_findings), m_max_nets(max_nets),
+        m_arena(num_threads, 1) {
+    const auto [first, end] = part.get_range(graph.get_num_nodes());
+    m_num_nodes = end - first;
+    m_blocks.reserve(m_num_nodes / NODES_PER_BLOCK + 1);
+    for (std::uint64_t node = first; node < end; node += NODES_PER_BLOCK)
+      m_blocks.push_back({static_cast<std::uint32_t>(node),
+                          static_cast<std::uint32_t>(std::min<std::uint64_t>(end, node + NODES_PER_BLOCK))});
+  }
+
+  RESULT compare() {
+    KEP_REPORT_PROGRESS progress("proof", m_num_nodes);
+    std::vector<BLOCK*> blocks;
+    blocks.reserve(m_blocks.size());
+    for (BLOCK& block : m_blocks)
+      blocks.push_back(&block);
+    compare(blocks, nullptr, progress);
+    std::erase_if(blocks, [](const BLOCK* block) { return !block->m_is_put_off; });
+    if (!blocks.empty()) {
+      const KEP_RG_PROOF_GROUPS groups = join_nets(blocks);
+      compare(blocks, &groups, progress);
+    }
+    RESULT total;
+    for (const BLOCK& block : m_blocks)
+      add(total, block.m_result, m_max_findings);
+    return total;
+  }
+
+private:
+  struct BLOCK {
+    std::uint32_t m_first;
+    std::uint32_t m_end;
+    bool m_is_put_off = false;
+    RESULT m_result = {};
+  };
+
+  void compare(const std::vector<BLOCK*>& blocks, const KEP_RG_PROOF_GROUPS* groups,
+               KEP_REPORT_PROGRESS& progress) {
+    using RANGE = tbb::blocked_range<std::size_t>;
+    KEP_TSAN::before_loop();
+    m_arena.execute([&] {
+      tbb::parallel_for(RANGE(0, blocks.size()), [&](const RANGE& range) {
+        KEP_TSAN::begin_body();
+        for (std::size_t i = range.begin(); i != range.end(); ++i)
+          if (compare_block(*blocks[i], groups)) progress.add(blocks[i]->m_end - blocks[i]->m_first);
+        KEP_TSAN::end_body();
+      });
+    });
+    KEP_TSAN::after_loop();
+  }
+
+  /// False if the block is put off.
+  bool compare_block(BLOCK& block, const KEP_RG_PROOF_GROUPS* groups) const {
+    KEP_RG_PROOF_NODE model(m_model.m_steps, m_model.m_redundancy, groups, m_max_nets);
+    block.m_result = {};
+    COMPARISON comparison(model, block.m_result, m_max_findings);
+    for (std::uint32_t node = block.m_first; node != block.m_end; ++node)
+      if (!comparison.compare(m_graph.get_node(node))) {
+        block.m_is_put_off = true;
+        return false;
+      }
+    return true;
+  }
+
+  KEP_RG_PROOF_GROUPS join_nets(const std::vector<BLOCK*>& blocks) const {
+    KEP_REPORT_PROGRESS progress("proof, nets", blocks.size());
+    KEP_RG_PROOF_NODE model(m_model.m_steps, m_model.m_redundancy, nullptr, m_max_nets);
+    KEP_RG_PROOF_GROUPS groups(m_model.m_steps);
+    groups.join([&](const KEP_RG_PROOF_GROUPS::LOOK& look) {
+      for (const BLOCK* block : blocks) {
+        for (std::uint32_t node = block->m_first; node != block->m_end; ++node)
+          model.visit_beginnings(m_graph.get_node(node), look);
+        progress.add(1);
+      }
+    });
+    return groups;
+  }
+
+  const MODEL& m_model;
+  const KEP_ROUTING::GRAPH& m_graph;
+  std::size_t m_max_findings;
+  std::size_t m_max_nets;
+  tbb::task_arena m_arena;
+  std::uint64_t m_num_nodes;
+  std::vector<BLOCK> m_blocks;
 };
 
 KEP_RG_PROOF::KEP_RG_PROOF(const KEP_DB* db) : m_db(db), m_model(std::make_unique<const MODEL>(db)) {}
 KEP_RG_PROOF::~KEP_RG_PROOF() = default;
 
-KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings) const {
+KEP_RG_PROOF::RESULT KEP_RG_PROOF::run(int num_threads, std::size_t max_findings,
+                                       const KEP_RG_PART& part) const {
   const KEP_ROUTING::GRAPH& graph = *m_db->get_routing_template_graph();
-  const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
-  const std::uint32_t num_blocks = num_nodes / NODES_PER_BLOCK + 1;
-  std::vector<RESULT> results(num_blocks);
-  KEP_REPORT_PROGRESS progress("proof", num_nodes);
-  const auto compare_block = [&](std::uint32_t block) {
-    KEP_RG_PROOF_NODE model(m_model->m_steps, m_model->m_groups, m_model->m_redundancy);
-    COMPARISON comparison(model, results[block], max_findings);
-    const std::uint32_t end = std::min(num_nodes, (block + 1) * NODES_PER_BLOCK);
-    for (std::uint32_t node = block * NODES_PER_BLOCK; node < end; ++node)
-      comparison.compare(graph.get_node(node));
-    progress.add(end - block * NODES_PER_BLOCK);
-  };
-  KEP_TSAN::before_loop();
-  tbb::task_arena(num_threads, 1).execute([&] {
-    tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, num_blocks),
-                      [&](const tbb::blocked_range<std::uint32_t>& blocks) {
-                        KEP_TSAN::begin_body();
-                        for (std::uint32_t block = blocks.begin(); block != blocks.end(); ++block)
-                          compare_block(block);
-                        KEP_TSAN::end_body();
-                      });
-  });
-  KEP_TSAN::after_loop();
-
-  RESULT total;
-  for (const RESULT& result : results)
-    add(total, result, max_findings);
-  // A graph holds each node once, so those that it has and should have are told by their number.
-  total.m_num_missing_nodes =
-      m_model->m_nodes.get_num_nodes() - (total.m_num_nodes - total.m_num_surplus_nodes);
-  std::vector<NODE_FINDING> missing =
-      MISSING_NODES(total.m_num_missing_nodes, max_findings).find(*m_db, m_model->m_nodes, m_model->m_facts);
-  missing.insert(missing.end(), total.m_node_findings.begin(), total.m_node_findings.end());
-  total.m_node_findings = std::move(missing);
-  return total;
+  RESULT result = RUN(*m_model, graph, part, num_threads, max_findings, m_max_nets).compare();
+  MISSING_NODES missing(graph, m_model->m_nodes, m_model->m_facts, max_findings);
+  missing.find_in(part);
+  result.m_num_missing_nodes = missing.get_num();
+  result.m_node_findings.insert(result.m_node_findings.begin(), missing.get_findings().begin(),
+                                missing.get_findings().end());
+  return result;
 }
 
 std::string KEP_RG_PROOF::NODE_FINDING::get_name(const KEP_NAME_STYLE& style) const {

@@ -1,15 +1,13 @@
 #include "kep_rg/proof/kep_rg_proof_groups.h"
 
-#include "kep_report/kep_report_progress.h"
-
 #include <algorithm>
 
-/// One depth-first search over all nets, with a stack of its own. A net on whose way no earlier net of the
+/// One depth-first search over nets, with a stack of its own. A net on whose way no earlier net of the
 /// stack was met closes a group of all nets that stand above it.
 class KEP_RG_PROOF_GROUPS::SEARCH {
 public:
-  SEARCH(KEP_RG_PROOF_GROUPS& groups, const KEP_RG_PROOF_STEPS& steps)
-      : m_groups(groups), m_steps(steps), m_lowest(groups.m_groups.size(), UNSEEN) {}
+  explicit SEARCH(KEP_RG_PROOF_GROUPS& groups)
+      : m_groups(groups), m_steps(groups.m_steps), m_lowest(groups.m_groups.size()) {}
 
   void search(const KEP_UNFOLDED_NET& from) {
     if (m_lowest[m_groups.get_number(from)] != UNSEEN) return;
@@ -69,7 +67,7 @@ private:
       m_groups.m_groups[frame.m_number] = frame.m_has_ends ? word : pass_over(frame, word);
       return;
     }
-    if (m_groups.m_next.empty()) m_groups.start_next();
+    if (m_groups.m_next.empty()) m_groups.m_next = KEP_ZERO_PAGES<WORD>(m_groups.m_groups.size());
     WORD next = word;
     for (bool is_last = false; !is_last; m_open_nets.pop_back()) {
       const KEP_UNFOLDED_NET net = m_open_nets.back();
@@ -98,7 +96,7 @@ private:
 
   KEP_RG_PROOF_GROUPS& m_groups;
   const KEP_RG_PROOF_STEPS& m_steps;
-  std::vector<std::uint32_t> m_lowest; // by net: the lowest index met behind it, or one of the two constants
+  KEP_ZERO_PAGES<std::uint32_t> m_lowest; // by net: the lowest index met behind it, or one of the constants
   std::uint32_t m_last_index = 0;
   std::vector<FRAME> m_frames;
   std::vector<KEP_UNFOLDED_NET> m_open_nets; // in no group yet
@@ -106,39 +104,25 @@ private:
 };
 
 KEP_RG_PROOF_GROUPS::KEP_RG_PROOF_GROUPS(const KEP_RG_PROOF_STEPS& steps)
-    : m_unfolding(&steps.get_facts().get_db()->get_unfolding()) {
-  m_first_net.reserve(m_unfolding->size());
+    : m_steps(steps), m_unfolding(steps.get_facts().get_db()->get_unfolding()) {
+  m_first_net.reserve(m_unfolding.size());
   std::uint64_t num_nets = 0;
-  for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence) {
+  for (std::uint32_t occurrence = 0; occurrence != m_unfolding.size(); ++occurrence) {
     m_first_net.push_back(num_nets);
-    const KEP_MODULE* module = m_unfolding->get(occurrence).m_module;
+    const KEP_MODULE* module = m_unfolding.get_module(occurrence);
     if (module) num_nets += module->get_num_nets();
   }
-  m_groups.assign(num_nets, NOTHING);
-  constexpr std::uint32_t OCCURRENCES_PER_STEP = 10000;
-  KEP_REPORT_PROGRESS progress("proof, nets", m_unfolding->size());
-  SEARCH search(*this, steps);
-  for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence) {
-    if (const KEP_MODULE* module = m_unfolding->get(occurrence).m_module)
-      for (KEP_NET* net : module->iter_nets())
-        search.search(KEP_UNFOLDED_NET(occurrence, net));
-    if ((occurrence + 1) % OCCURRENCES_PER_STEP == 0) progress.add(OCCURRENCES_PER_STEP);
-  }
+  m_groups = KEP_ZERO_PAGES<WORD>(num_nets);
 }
 
-void KEP_RG_PROOF_GROUPS::start_next() {
-  m_next.resize(m_groups.size());
-  for (std::uint32_t occurrence = 0; occurrence != m_unfolding->size(); ++occurrence)
-    if (const KEP_MODULE* module = m_unfolding->get(occurrence).m_module)
-      for (KEP_NET* net : module->iter_nets()) {
-        const KEP_UNFOLDED_NET at(occurrence, net);
-        m_next[get_number(at)] = get_word(at);
-      }
+void KEP_RG_PROOF_GROUPS::join(const std::function<void(const LOOK&)>& visit_nets) {
+  SEARCH search(*this);
+  visit_nets([&search](const KEP_UNFOLDED_NET& net) { search.search(net); });
 }
 
 KEP_UNFOLDED_NET KEP_RG_PROOF_GROUPS::get_net(WORD word) const {
   if (word == NOTHING) return {};
   const auto occurrence = static_cast<std::uint32_t>(word >> 32);
-  const KEP_MODULE* module = m_unfolding->get(occurrence).m_module;
+  const KEP_MODULE* module = m_unfolding.get_module(occurrence);
   return {occurrence, module->get_net_by_index(static_cast<std::uint32_t>(word))};
 }

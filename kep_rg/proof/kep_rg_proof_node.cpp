@@ -30,7 +30,7 @@ KEP_RG_PROOF_NODE::EDGE KEP_RG_PROOF_NODE::make_edge(const KEP_ROUTING::FWD_EDGE
 KEP_UNFOLDED_INST_PORT KEP_RG_PROOF_NODE::get_uip(std::uint64_t place) const {
   const auto occurrence = static_cast<std::uint32_t>(place >> 32);
   if (occurrence == KEP_UNFOLDING::ABOVE_TOP) return {};
-  const KEP_MODULE* module = m_db->get_unfolding().get(occurrence).m_module;
+  const KEP_MODULE* module = m_db->get_unfolding().get_module(occurrence);
   return {occurrence, module->get_inst_port_by_number(static_cast<std::uint32_t>(place) >> 1)};
 }
 
@@ -47,42 +47,53 @@ bool KEP_RG_PROOF_NODE::should_stand(const KEP_ROUTING::NODE& node) const {
   return node.is_hipi() ? m_nodes.has_twin(uip) : m_nodes.is_node(uip);
 }
 
-std::vector<KEP_RG_PROOF_NODE::EDGE>& KEP_RG_PROOF_NODE::find_edges(const KEP_ROUTING::NODE& node) {
-  m_edges.clear();
-  START start;
+/// False for a node from which no connection begins.
+bool KEP_RG_PROOF_NODE::find_start(const KEP_ROUTING::NODE& node, START& start) const {
+  if (node.is_hipi()) return false;
   start.m_uip = node.get_unfolded_inst_port();
-  if (node.is_hipi()) { // drives its plain node and nothing else
-    add_edge(start.m_uip, {}, false, true);
-    return m_edges;
-  }
   if (const KEP_PORT* port = node.get_port())
     start.m_port = m_db->get_top_unfolded_module(port->get_parent()->get_view_type())
                        .get_unfolded_port_by_index(port->get_index());
   else
     start.m_port = start.m_uip.get_unfolded_port(m_facts.get_rank());
   const bool drives_inward = start.m_uip || (start.m_port && !start.m_port.m_object->is_output());
-  if (!start.m_port || !drives_inward) return m_edges;
+  return start.m_port && drives_inward;
+}
 
-  follow(start, false, m_reached);
+std::vector<KEP_RG_PROOF_NODE::EDGE>* KEP_RG_PROOF_NODE::find_edges(const KEP_ROUTING::NODE& node) {
+  m_edges.clear();
+  // A hipi node drives its plain node and nothing else.
+  if (node.is_hipi()) add_edge(node.get_unfolded_inst_port(), {}, false, true);
+  START start;
+  if (!find_start(node, start)) return &m_edges;
+
+  if (!follow(start, false, m_reached)) return nullptr;
   if (start.m_uip && m_steps.get_tunnel_type(start.m_uip) == TUNNEL::SOURCE) {
-    follow(start, true, m_behind_tunnel);
+    follow(start, true, m_behind_tunnel); // in order, which is never too long
     for (const KEP_UNFOLDED_INST_PORT& end : m_behind_tunnel.m_ends)
       if (m_steps.get_tunnel_type(end) == TUNNEL::TARGET) m_reached.m_ends.push_back(end);
   }
   add_edges(start);
-  return m_edges;
+  return &m_edges;
 }
 
-void KEP_RG_PROOF_NODE::follow(const START& start, bool through_tunnels, REACHED& reached) {
+/// False for a connection that is too long.
+bool KEP_RG_PROOF_NODE::follow(const START& start, bool through_tunnels, REACHED& reached) {
   reached.clear();
-  m_beginnings.clear();
-  m_in_order = through_tunnels;
-  if (!begin_behind_muxes(start, {false, through_tunnels}, reached)) begin_at_port(start, through_tunnels);
+  begin(start, through_tunnels, reached);
   const std::size_t num_ends = reached.m_ends.size();
-  if (!m_in_order && follow_groups(reached)) return;
+  const ATTEMPT attempt = m_in_order ? ATTEMPT::ORDER_MATTERS : follow_groups(reached);
+  if (attempt != ATTEMPT::ORDER_MATTERS) return attempt == ATTEMPT::DONE;
   reached.m_ends.resize(num_ends);
   reached.m_top_ports.clear();
   follow_nets(reached);
+  return true;
+}
+
+void KEP_RG_PROOF_NODE::begin(const START& start, bool through_tunnels, REACHED& reached) {
+  m_beginnings.clear();
+  m_in_order = through_tunnels;
+  if (!begin_behind_muxes(start, {false, through_tunnels}, reached)) begin_at_port(start, through_tunnels);
 }
 
 /// An input of muxes that is a node drives their outputs, and what is behind those that make no node.
@@ -137,15 +148,16 @@ void KEP_RG_PROOF_NODE::begin_at_port(const START& start, bool through_tunnels) 
   }
 }
 
-/// From group to group, each once. False when the order of the way has a say.
-bool KEP_RG_PROOF_NODE::follow_groups(REACHED& reached) {
+/// From group to group, each once.
+KEP_RG_PROOF_NODE::ATTEMPT KEP_RG_PROOF_NODE::follow_groups(REACHED& reached) {
   m_visited.clear();
   const auto visit = [this](const KEP_UNFOLDED_NET& net) {
-    if (const KEP_UNFOLDED_NET group = m_groups.find_group(net)) m_visited.insert(group);
+    if (const KEP_UNFOLDED_NET group = find_group(net)) m_visited.insert(group);
   };
   for (const BEGINNING& beginning : m_beginnings)
     visit(beginning.m_step.m_net);
   for (std::size_t i = 0; i != m_visited.size(); ++i) {
+    if (!m_groups && i == m_max_nets) return ATTEMPT::TOO_LONG;
     const KEP_UNFOLDED_NET group = m_visited.get_values()[i];
     KEP_UNFOLDED_NET net = group;
     do {
@@ -154,12 +166,12 @@ bool KEP_RG_PROOF_NODE::follow_groups(REACHED& reached) {
       for (const STEP& step : reached.m_steps)
         visit(step.m_net);
       reached.m_steps.clear();
-      net = m_groups.get_next(net);
+      if (m_groups) net = m_groups->get_next(net);
     } while (!(net == group));
     if (reached.m_order_matters) break;
   }
   reached.m_steps.clear();
-  return !std::exchange(reached.m_order_matters, false);
+  return std::exchange(reached.m_order_matters, false) ? ATTEMPT::ORDER_MATTERS : ATTEMPT::DONE;
 }
 
 /// From net to net, the way of a signal: what is behind a point comes before the next point.

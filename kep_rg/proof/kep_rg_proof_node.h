@@ -22,16 +22,30 @@ public:
     auto operator<=>(const EDGE&) const = default;
   };
 
-  KEP_RG_PROOF_NODE(const KEP_RG_PROOF_STEPS& steps, const KEP_RG_PROOF_GROUPS& groups,
-                    const KEP_RG_PROOF_REDUNDANCY& redundancy)
+  /// Follows connections by groups if they are given, else from net to net, so many of them at most. All must
+  /// outlive the object.
+  KEP_RG_PROOF_NODE(const KEP_RG_PROOF_STEPS& steps, const KEP_RG_PROOF_REDUNDANCY& redundancy,
+                    const KEP_RG_PROOF_GROUPS* groups, std::size_t max_nets)
       : m_steps(steps), m_facts(steps.get_facts()), m_nodes(steps.get_nodes()), m_groups(groups),
-        m_redundancy(redundancy), m_db(steps.get_facts().get_db()) {}
+        m_redundancy(redundancy), m_max_nets(max_nets), m_db(steps.get_facts().get_db()) {}
 
   /// The node of the graph should stand.
   bool should_stand(const KEP_ROUTING::NODE& node) const;
+  /// Calls `visit(net)` for each net from which groups are followed for the edges of the node.
+  template <class VISIT>
+  void visit_beginnings(const KEP_ROUTING::NODE& node, VISIT visit) {
+    START start;
+    if (!find_start(node, start)) return;
+    m_reached.clear();
+    begin(start, false, m_reached);
+    if (m_in_order) return;
+    for (const BEGINNING& beginning : m_beginnings)
+      visit(beginning.m_step.m_net);
+  }
   /// The edges that a node which should stand should have, in no order; of their targets some that should
-  /// stand may be missing in the graph. Valid until the next call.
-  std::vector<EDGE>& find_edges(const KEP_ROUTING::NODE& node);
+  /// stand may be missing in the graph. Valid until the next call. Null for a connection of so many nets that
+  /// it is to be followed by groups, where there are none.
+  std::vector<EDGE>* find_edges(const KEP_ROUTING::NODE& node);
 
   static EDGE make_edge(const KEP_ROUTING::FWD_EDGE& edge, bool is_redundant);
   /// The node and the uip behind such a number; null and empty if there is none.
@@ -57,10 +71,17 @@ private:
     MODE m_mode;
   };
 
-  void follow(const START& start, bool through_tunnels, REACHED& reached);
+  bool find_start(const KEP_ROUTING::NODE& node, START& start) const;
+  void begin(const START& start, bool through_tunnels, REACHED& reached);
+  bool follow(const START& start, bool through_tunnels, REACHED& reached);
   bool begin_behind_muxes(const START& start, const MODE& mode, REACHED& reached);
   void begin_at_port(const START& start, bool through_tunnels);
-  bool follow_groups(REACHED& reached);
+  /// What became of an attempt to follow a connection in any order.
+  enum class ATTEMPT { DONE, ORDER_MATTERS, TOO_LONG };
+  ATTEMPT follow_groups(REACHED& reached);
+  KEP_UNFOLDED_NET find_group(const KEP_UNFOLDED_NET& net) const {
+    return m_groups ? m_groups->find_group(net) : net;
+  }
   void follow_nets(REACHED& reached);
   void add_edges(const START& start);
   void add_edges_to(const START& start, const KEP_UNFOLDED_INST_PORT& end, bool is_from_tunnel);
@@ -71,8 +92,9 @@ private:
   const KEP_RG_PROOF_STEPS& m_steps;
   const KEP_RG_PROOF_FACTS& m_facts;
   const KEP_RG_PROOF_NODES& m_nodes;
-  const KEP_RG_PROOF_GROUPS& m_groups;
+  const KEP_RG_PROOF_GROUPS* m_groups;
   const KEP_RG_PROOF_REDUNDANCY& m_redundancy;
+  std::size_t m_max_nets;
   const KEP_DB* m_db;
   std::vector<EDGE> m_edges;
   REACHED m_reached;

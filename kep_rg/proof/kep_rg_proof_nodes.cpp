@@ -12,7 +12,6 @@ KEP_RG_PROOF_NODES::KEP_RG_PROOF_NODES(const KEP_RG_PROOF_FACTS& facts)
   if (db->get_db_type() == KEP_DB_TYPE::TOP_PORTS_ROUTED) m_boundary = top.m_object;
   read_ways();
   pass_over_empty_modules();
-  m_num_nodes = count();
 }
 
 /// From the top down: an occurrence stands behind the one that holds it.
@@ -24,21 +23,21 @@ void KEP_RG_PROOF_NODES::read_ways() {
     if (walk.m_way == WAY::NONE) continue;
     walk.m_asks = m_attributes != nullptr;
     walk.m_in_spare_row = m_attributes && find_spare_row(at);
-    read_marks(at.m_module, walk.m_way);
+    read_marks(m_unfolding.get_module(at), walk.m_way);
   }
 }
 
 KEP_RG_PROOF_NODES::WAY KEP_RG_PROOF_NODES::find_way(const KEP_OCCURRENCE& at) const {
-  const KIND kind = m_facts.get_kind(at.m_module);
+  const KIND kind = m_facts.get_kind(m_unfolding.get_module(at));
   if (at.m_parent == KEP_UNFOLDING::ABOVE_TOP) {
     if (at.m_slot != m_top_slot) return WAY::NONE;
     return kind == KIND::BLC_ROOT ? WAY::IN_BLC : WAY::ORDINARY;
   }
   const WAY above = m_walks[at.m_parent].m_way;
   if (above == WAY::NONE) return WAY::NONE;
-  const KEP_MODULE* parent = m_unfolding.get(at.m_parent).m_module;
+  const KEP_MODULE* parent = m_unfolding.get_module(at.m_parent);
   const KEP_INSTANCE* instance = parent->get_instance_by_index(parent->get_slots()[at.m_slot].m_instance);
-  if (m_facts.get_rank().find_view(instance->get_module()) != at.m_module) return WAY::NONE;
+  if (m_facts.get_rank().find_view(instance->get_module()) != m_unfolding.get_module(at)) return WAY::NONE;
   if (above == WAY::IN_BLC || kind == KIND::BLC_ROOT) return WAY::IN_BLC;
   return kind == KIND::ENTERED ? WAY::ORDINARY : WAY::NONE;
 }
@@ -46,7 +45,7 @@ KEP_RG_PROOF_NODES::WAY KEP_RG_PROOF_NODES::find_way(const KEP_OCCURRENCE& at) c
 /// The innermost IP root at or above an occurrence decides for what stands in it.
 bool KEP_RG_PROOF_NODES::find_spare_row(const KEP_OCCURRENCE& at) const {
   if (at.m_parent == KEP_UNFOLDING::ABOVE_TOP) return false;
-  const KEP_MODULE* parent = m_unfolding.get(at.m_parent).m_module;
+  const KEP_MODULE* parent = m_unfolding.get_module(at.m_parent);
   KEP_INSTANCE* instance = parent->get_instance_by_index(parent->get_slots()[at.m_slot].m_instance);
   if (!instance->get_module()->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
     return m_walks[at.m_parent].m_in_spare_row;
@@ -66,7 +65,6 @@ void KEP_RG_PROOF_NODES::read_marks(const KEP_MODULE* module, WAY way) {
       marks.m_marks.push_back(mark);
       marks.m_has_typed |= mark == MARK::TYPED || mark == MARK::EXCLUDED_TYPED;
       marks.m_has_untyped |= mark == MARK::ALWAYS || mark == MARK::EXCLUDED;
-      if (mark == MARK::ALWAYS) marks.m_num_nodes += m_facts.is_hipi_tm(inst_port->get_port()) ? 2 : 1;
     }
   }
 }
@@ -165,7 +163,7 @@ std::map<const KEP_MODULE*, std::uint32_t> KEP_RG_PROOF_NODES::find_first_uses()
   std::map<const KEP_MODULE*, std::uint32_t> uses;
   std::set<const KEP_MODULE*> once;
   for (std::uint32_t i = 1; i < m_walks.size(); ++i) {
-    const KEP_MODULE* module = m_unfolding.get(i).m_module;
+    const KEP_MODULE* module = m_unfolding.get_module(i);
     if (m_walks[i].m_way != WAY::ORDINARY || !module->has_trait(KEP_MODULE::TRAIT::IP_ROOT)) continue;
     const auto [use, is_first] = uses.emplace(module, i);
     if (is_first)
@@ -191,7 +189,7 @@ void KEP_RG_PROOF_NODES::tell_what_has_nodes() {
 
 /// A port that is excluded counts as a node here.
 bool KEP_RG_PROOF_NODES::has_own_nodes(std::uint32_t occurrence) const {
-  const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
+  const KEP_MODULE* module = m_unfolding.get_module(occurrence);
   const MARKS& marks = get_marks(m_walks[occurrence].m_way)[module->get_number()];
   if (marks.m_has_untyped) return true;
   if (!marks.m_has_typed) return false;
@@ -209,7 +207,7 @@ void KEP_RG_PROOF_NODES::find_empty_modules(const KEP_MODULE* root, std::uint32_
   while (!pending.empty()) {
     const std::uint32_t occurrence = pending.back();
     pending.pop_back();
-    for (KEP_INSTANCE* instance : m_unfolding.get(occurrence).m_module->iter_instances()) {
+    for (KEP_INSTANCE* instance : m_unfolding.get_module(occurrence)->iter_instances()) {
       const KEP_UNFOLDED_MODULE master =
           KEP_UNFOLDED_INSTANCE(occurrence, instance).get_module(m_facts.get_rank());
       if (!master || m_facts.get_kind(master.m_object) != KIND::ENTERED) continue;
@@ -234,12 +232,14 @@ void KEP_RG_PROOF_NODES::pass_over(const std::map<const KEP_MODULE*, std::uint32
     const WALK above = m_walks[at.m_parent];
     const bool is_passed_over =
         at.m_parent != KEP_UNFOLDING::ABOVE_TOP &&
-        (above.m_way == WAY::NONE || (above.m_lacks_modules && is_empty_below(at.m_parent, at.m_module)));
+        (above.m_way == WAY::NONE ||
+         (above.m_lacks_modules && is_empty_below(at.m_parent, m_unfolding.get_module(at))));
     if (is_passed_over) {
       walk.m_way = WAY::NONE;
       continue;
     }
-    const auto use = walk.m_way == WAY::ORDINARY ? first_uses.find(at.m_module) : first_uses.end();
+    const auto use =
+        walk.m_way == WAY::ORDINARY ? first_uses.find(m_unfolding.get_module(at)) : first_uses.end();
     walk.m_lacks_modules =
         walk.m_way == WAY::ORDINARY && (use == first_uses.end() ? above.m_lacks_modules : use->second != i);
     walk.m_asks = walk.m_asks || walk.m_lacks_modules;
@@ -248,22 +248,25 @@ void KEP_RG_PROOF_NODES::pass_over(const std::map<const KEP_MODULE*, std::uint32
 
 /// The module is an empty one of the IP root at or above the occurrence.
 bool KEP_RG_PROOF_NODES::is_empty_below(std::uint32_t occurrence, const KEP_MODULE* module) const {
-  while (!m_unfolding.get(occurrence).m_module->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
+  while (!m_unfolding.get_module(occurrence)->has_trait(KEP_MODULE::TRAIT::IP_ROOT))
     occurrence = m_unfolding.get(occurrence).m_parent;
-  return m_empty_modules.contains({m_unfolding.get(occurrence).m_module, module});
+  return m_empty_modules.contains({m_unfolding.get_module(occurrence), module});
 }
 
-std::uint64_t KEP_RG_PROOF_NODES::count() const {
-  std::uint64_t num_nodes = m_boundary ? m_boundary->get_num_ports() : 0;
-  for (std::uint32_t i = 1; i < m_walks.size(); ++i) {
-    if (m_walks[i].m_way == WAY::NONE) continue;
-    const MARKS& marks = get_marks(m_walks[i].m_way)[m_unfolding.get(i).m_module->get_number()];
-    if (!m_walks[i].m_asks && !marks.m_has_typed)
-      num_nodes += marks.m_num_nodes;
-    else
-      visit_nodes(i, [&](const KEP_UNFOLDED_INST_PORT& uip) {
-        num_nodes += m_facts.is_hipi_tm(uip.m_object->get_port()) ? 2 : 1;
-      });
-  }
-  return num_nodes;
+std::pair<std::uint32_t, std::uint32_t> KEP_RG_PROOF_NODES::find_occurrences(const KEP_RG_PART& part) const {
+  const auto get_num_inst_ports = [this](std::uint32_t i) -> std::uint64_t {
+    return m_walks[i].m_way == WAY::NONE ? 0 : m_unfolding.get_module(i)->get_num_inst_ports();
+  };
+  std::uint64_t num_inst_ports = 0;
+  for (std::uint32_t i = 1; i < m_walks.size(); ++i)
+    num_inst_ports += get_num_inst_ports(i);
+  // The first one before which that many stand.
+  const auto find = [&](std::uint64_t num) {
+    std::uint32_t i = 1;
+    for (std::uint64_t num_before = 0; i < m_walks.size() && num_before < num; ++i)
+      num_before += get_num_inst_ports(i);
+    return i;
+  };
+  const auto [first, end] = part.get_range(num_inst_ports);
+  return {find(first), find(end)};
 }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "kep/kep_db.h"
+#include "kep_rg/kep_rg_part.h"
 #include "kep_rg/proof/kep_rg_proof_facts.h"
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -33,8 +35,17 @@ public:
   }
   bool is_boundary_node(const KEP_PORT* port) const { return port->get_parent() == m_boundary; }
 
-  /// Twins and boundary nodes included.
-  std::uint64_t get_num_nodes() const { return m_num_nodes; }
+  /// The same nodes stand at inner occurrences with the same number; none at one that may differ from all.
+  std::optional<std::uint32_t> find_likeness(std::uint32_t occurrence) const {
+    const WALK walk = m_walks[occurrence];
+    const std::uint32_t module = m_unfolding.get(occurrence).m_module;
+    if (walk.m_way == WAY::NONE || walk.m_asks || get_marks(walk.m_way)[module].m_has_typed)
+      return std::nullopt;
+    return 2 * module + (walk.m_way == WAY::IN_BLC ? 1 : 0);
+  }
+  /// The first and the end of the inner occurrences that fall to a part: such that it has its share of folded
+  /// inst ports at which nodes may stand. Looks at every inner occurrence.
+  std::pair<std::uint32_t, std::uint32_t> find_occurrences(const KEP_RG_PART& part) const;
   /// Calls `visit(port)` for each boundary node.
   template <class VISIT>
   void visit_boundary(VISIT visit) const {
@@ -47,7 +58,7 @@ public:
   void visit_nodes(std::uint32_t occurrence, VISIT visit) const {
     const WALK walk = m_walks[occurrence];
     if (walk.m_way == WAY::NONE) return;
-    const KEP_MODULE* module = m_unfolding.get(occurrence).m_module;
+    const KEP_MODULE* module = m_unfolding.get_module(occurrence);
     for (unsigned i = 0; i != module->get_num_inst_ports(); ++i)
       if (const KEP_UNFOLDED_INST_PORT uip(occurrence, module->get_inst_port_by_number(i)); is_node(uip))
         visit(uip);
@@ -76,7 +87,6 @@ private:
   };
   struct MARKS {
     std::vector<MARK> m_marks; // by the inst port's number
-    std::uint64_t m_num_nodes = 0;
     bool m_has_typed = false;
     bool m_has_untyped = false;
   };
@@ -106,7 +116,6 @@ private:
   void find_empty_modules(const KEP_MODULE* root, std::uint32_t first_use);
   void pass_over(const std::map<const KEP_MODULE*, std::uint32_t>& first_uses);
   bool is_empty_below(std::uint32_t occurrence, const KEP_MODULE* module) const;
-  std::uint64_t count() const;
 
   const KEP_RG_PROOF_FACTS& m_facts;
   const KEP_UNFOLDING& m_unfolding;
@@ -118,5 +127,4 @@ private:
   std::vector<MARKS> m_in_blc;
   // With an IP root: a module below that has no nodes at the root's first use, and is passed over at others.
   std::set<std::pair<const KEP_MODULE*, const KEP_MODULE*>> m_empty_modules;
-  std::uint64_t m_num_nodes = 0;
 };

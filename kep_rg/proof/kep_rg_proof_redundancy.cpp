@@ -73,7 +73,7 @@ void KEP_RG_PROOF_REDUNDANCY::mark(const KEP_INST_PORT* inst_port, unsigned char
 bool KEP_RG_PROOF_REDUNDANCY::find(const KEP_UNFOLDED_INST_PORT& uip) const {
   const auto occurrence = static_cast<std::uint32_t>(uip.m_position);
   const KEP_OCCURRENCE& at = m_db->get_unfolding().get(occurrence);
-  const unsigned char where = m_marks[m_first_mark[at.m_module->get_number()] + uip.m_object->get_number()];
+  const unsigned char where = m_marks[m_first_mark[at.m_module] + uip.m_object->get_number()];
   if (where == 0 || at.m_number - m_top_number >= m_top_size) return false;
   if (where & EVERYWHERE) return true;
   return stands_below_chain(occurrence, m_first_points.find(uip.m_object)->second);
@@ -85,7 +85,7 @@ bool KEP_RG_PROOF_REDUNDANCY::stands_below_chain(std::uint32_t occurrence, std::
     const KEP_OCCURRENCE& at = unfolding.get(occurrence);
     if (at.m_parent == KEP_UNFOLDING::ABOVE_TOP) return false;
     const KEP_SLOT& slot = unfolding.get_slot(at.m_parent, at.m_slot);
-    const KEP_MODULE* parent = unfolding.get(at.m_parent).m_module;
+    const KEP_MODULE* parent = unfolding.get_module(at.m_parent);
     const auto branch = m_branches.find({point, parent->get_instance_by_index(slot.m_instance)});
     if (branch == m_branches.end()) return false;
     point = branch->second;

@@ -56,7 +56,15 @@ protected:
 };
 
 TEST_F(FindingsThreads, AreTheSameForAnyNumberOfThreads) {
-  for (const FIND find : {kep_rg_find_hipi_order, kep_rg_find_doubled_edges, kep_rg_find_unreachable_nodes}) {
+  const FIND find_hipi_order = [](const KEP_ROUTING::GRAPH& graph, std::size_t max,
+                                  KEP_REPORT_PROGRESS* progress) {
+    return kep_rg_find_hipi_order(graph, max, progress);
+  };
+  const FIND find_doubled_edges = [](const KEP_ROUTING::GRAPH& graph, std::size_t max,
+                                     KEP_REPORT_PROGRESS* progress) {
+    return kep_rg_find_doubled_edges(graph, max, progress);
+  };
+  for (const FIND find : {find_hipi_order, find_doubled_edges, &kep_rg_find_unreachable_nodes}) {
     const KEP_RG_FINDINGS all =
         tbb::task_arena(1, 1).execute([&] { return find(graph(), 1000000, nullptr); });
     EXPECT_GT(all.m_num, 1000U);
