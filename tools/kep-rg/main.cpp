@@ -1,10 +1,10 @@
 #include "kep/kep_db.h"
+#include "kep_io/files/kep_interrupts.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/kep_rg_exception.h"
 #include "tools/kep-rg/commands/commands.h"
-#include "tools/kep-rg/output/interrupts.h"
 #include "tools/kep-rg/output/standard_output.h"
 
 #include <fmt/format.h>
@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
   // to these, which is told at the end.
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDONLY);
-  handle_interrupts();
+  kep_handle_interrupts();
   watch_standard_output();
   const int status = run_and_tell(argc, argv);
   const int lost = finish_standard_output();

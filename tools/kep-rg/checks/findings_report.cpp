@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -31,6 +32,11 @@ WAIVED_KINDS get_waived_kinds(const std::vector<std::string>& ids) {
   return waived;
 }
 
+std::size_t get_max_shown(bool is_verbose) {
+  constexpr std::size_t MAX_SHOWN = 20;
+  return is_verbose ? std::numeric_limits<std::size_t>::max() : MAX_SHOWN;
+}
+
 FINDINGS_REPORT::FINDINGS_REPORT(std::ostream& out, WAIVED_KINDS waived, std::size_t max_shown)
     : m_out(out), m_waived(std::move(waived)), m_max_shown(max_shown) {}
 
@@ -43,14 +49,22 @@ void FINDINGS_REPORT::add(KIND kind, std::uint64_t num, std::size_t num_kept,
   m_num[static_cast<std::size_t>(kind)] += num;
   if (num == 0) return;
   m_out << get_id(kind) << ": " << KEP_REPORT::group_digits(num) << '\n';
-  for (std::size_t i = 0; i != num_kept; ++i)
-    m_out << "  " << get_text(i) << '\n';
+  if (m_found) m_found->push_back({kind, num, {}});
+  for (std::size_t i = 0; i != num_kept; ++i) {
+    const std::string text = get_text(i);
+    m_out << "  " << text << '\n';
+    if (m_found) m_found->back().m_first.push_back(text);
+  }
   if (num_kept != num) m_out << "  and " << KEP_REPORT::group_digits(num - num_kept) << " more\n";
 }
 
 void FINDINGS_REPORT::add(const KEP_ROUTING::GRAPH& graph, const KEP_RG_FINDINGS& findings) {
   add(findings.m_kind, findings.m_num, findings.m_first.size(),
       [&](std::size_t i) { return kep_rg_get_finding(graph, findings.m_kind, findings.m_first[i]).m_text; });
+}
+
+void FINDINGS_REPORT::add(const FOUND_KIND& found) {
+  add(found.m_kind, found.m_num, found.m_first.size(), [&found](std::size_t i) { return found.m_first[i]; });
 }
 
 bool FINDINGS_REPORT::has_any() const {
@@ -67,12 +81,23 @@ std::string FINDINGS_REPORT::get_summary(SUBJECT subject) const {
   std::string text;
   for (std::size_t i = 0; i != m_num.size(); ++i) {
     const auto kind = static_cast<KIND>(i);
-    if (m_num[i] == 0 || kep_rg_get_subject(kind) != subject) continue;
     if (kind == KIND::NO_NODE) continue; // the verdict says so in words of its own
-    text +=
-        fmt::format("{}{} {}", text.empty() ? "" : ", ", KEP_REPORT::group_digits(m_num[i]), get_id(kind));
+    if (kep_rg_get_subject(kind) == subject) append_number(kind, text);
   }
   return text;
+}
+
+std::string FINDINGS_REPORT::get_summary() const {
+  std::string text;
+  for (std::size_t i = 0; i != m_num.size(); ++i)
+    append_number(static_cast<KIND>(i), text);
+  return text;
+}
+
+void FINDINGS_REPORT::append_number(KIND kind, std::string& text) const {
+  const std::uint64_t num = m_num[static_cast<std::size_t>(kind)];
+  if (num != 0)
+    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", KEP_REPORT::group_digits(num), get_id(kind));
 }
 
 namespace {
@@ -95,6 +120,15 @@ std::string get_graph_text(const FINDINGS_REPORT& report, const VERDICT_SCOPE& s
 }
 
 } // namespace
+
+std::string get_part_text(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope,
+                          const KEP_RG_PART& part) {
+  const auto [first, end] = part.get_range(scope.m_num_nodes);
+  const std::string found = report.get_summary();
+  return fmt::format("Part {} of {}, {} of {} nodes: {}.", part.m_index + 1, part.m_num_parts,
+                     KEP_REPORT::group_digits(end - first), KEP_REPORT::group_digits(scope.m_num_nodes),
+                     found.empty() ? "nothing found" : found);
+}
 
 std::string get_verdict(const FINDINGS_REPORT& report, const VERDICT_SCOPE& scope) {
   std::string text = get_graph_text(report, scope);

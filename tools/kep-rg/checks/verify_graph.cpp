@@ -1,23 +1,22 @@
 #include "tools/kep-rg/checks/verify_graph.h"
 
 #include "kep/kep_routing_graph.h"
+#include "kep_io/kep_io_error.h"
 #include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_proof.h"
+#include "tools/kep-rg/checks/findings_file.h"
 #include "tools/kep-rg/checks/findings_report.h"
 #include "tools/kep-rg/checks/trace_edges.h"
 
 #include <tbb/parallel_invoke.h>
 #include <tbb/task_arena.h>
 
-#include <limits>
 #include <vector>
 
 namespace {
 
 using KIND = KEP_RG_FINDING_KIND;
-
-constexpr std::size_t MAX_SHOWN = 20; // of a kind, in a run that is not verbose
 
 /// The findings of one kind among those of nodes, or of edges, of the proof.
 template <class FOUND>
@@ -28,67 +27,107 @@ void show_proved(FINDINGS_REPORT& report, KIND kind, std::uint64_t num, const st
   report.add(kind, num, kept.size(), [&kept](std::size_t i) { return kep_rg_get_finding(*kept[i]).m_text; });
 }
 
-void prove(KEP_DB* db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDINGS_REPORT& report) {
-  const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "prove");
-  const KEP_RG_PROOF::RESULT result = KEP_RG_PROOF(db).run(device.m_num_threads, report.get_max_shown());
-  show_proved(report, KIND::MISSING_NODE, result.m_num_missing_nodes, result.m_node_findings);
-  show_proved(report, KIND::SURPLUS_NODE, result.m_num_surplus_nodes, result.m_node_findings);
-  show_proved(report, KIND::MISSING_EDGE, result.m_num_missing_edges, result.m_edge_findings);
-  show_proved(report, KIND::SURPLUS_EDGE, result.m_num_surplus_edges, result.m_edge_findings);
-}
+/// Holds what the steps of a run share.
+class VERIFIER {
+public:
+  VERIFIER(KEP_DB* db, const DEVICE_OPTIONS& device, const VERIFICATION& asked, BUILD_STATS& stats,
+           FINDINGS_REPORT& report, std::ostream& out)
+      : m_db(db), m_graph(*db->get_routing_template_graph()), m_device(device), m_part(asked.m_part),
+        m_stats(stats), m_report(report), m_out(out) {}
 
-void run_post_checks(const KEP_ROUTING::GRAPH& graph, const DEVICE_OPTIONS& device, BUILD_STATS& stats,
-                     FINDINGS_REPORT& report, std::ostream& out) {
-  const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "check");
-  constexpr unsigned NUM_PASSES = 3;
-  KEP_REPORT_PROGRESS progress("checks", NUM_PASSES * graph.get_num_nodes());
-  const std::size_t max = report.get_max_shown();
-  KEP_RG_FINDINGS hipi_order;
-  KEP_RG_FINDINGS doubled;
-  KEP_RG_FINDINGS unreachable;
-  tbb::task_arena(device.m_num_threads, 1).execute([&] {
-    tbb::parallel_invoke([&] { unreachable = kep_rg_find_unreachable_nodes(graph, max, &progress); },
-                         [&] { hipi_order = kep_rg_find_hipi_order(graph, max, &progress); },
-                         [&] { doubled = kep_rg_find_doubled_edges(graph, max, &progress); });
-  });
-  report.add(graph, hipi_order);
-  report.add(graph, doubled);
-  if (!device.m_redundancy.empty() || graph.get_num_redundant_edges() != 0)
-    report.add(graph, kep_rg_find_few_redundant_edges(graph));
-  else if (device.m_report || device.m_verbose)
-    out << "The number of redundant edges is not judged: there are none, and no redundancy data\n";
-  report.add(graph, unreachable);
-  report.add(graph, kep_rg_find_no_node(graph));
-}
+  void prove() {
+    const KEP_RG_PHASE_CLOCK timer(m_stats.m_phases, "prove");
+    const KEP_RG_PROOF::RESULT result =
+        KEP_RG_PROOF(m_db).run(m_device.m_num_threads, m_report.get_max_shown(), m_part);
+    show_proved(m_report, KIND::MISSING_NODE, result.m_num_missing_nodes, result.m_node_findings);
+    show_proved(m_report, KIND::SURPLUS_NODE, result.m_num_surplus_nodes, result.m_node_findings);
+    show_proved(m_report, KIND::MISSING_EDGE, result.m_num_missing_edges, result.m_edge_findings);
+    show_proved(m_report, KIND::SURPLUS_EDGE, result.m_num_surplus_edges, result.m_edge_findings);
+  }
 
-void trace(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats, FINDINGS_REPORT& report,
-           std::ostream& out) {
-  const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "trace");
-  const TRACE_TALLY tally = trace_all_edges(db, device.m_num_threads, report.get_max_shown());
-  if (!device.m_quiet)
-    out << get_text(tally)
-        << "\nTraces of sound edges may fail: a trace knows nets and arcs alone, so it may miss the way over "
-           "a "
-           "spare row, around a BLC or from an inserted input (docs/verification.md)\n";
-  for (const KEP_RG_FINDINGS& findings : tally.m_findings)
-    report.add(*db.get_routing_template_graph(), findings);
-}
+  /// What is about the graph as a whole falls to the first part, the walk from the input nodes, too.
+  void run_post_checks() {
+    const KEP_RG_PHASE_CLOCK timer(m_stats.m_phases, "check");
+    const std::uint64_t num_nodes = m_graph.get_num_nodes();
+    const auto [first, end] = m_part.get_range(num_nodes);
+    KEP_REPORT_PROGRESS progress("checks", 2 * (end - first) + (m_part.is_first() ? num_nodes : 0));
+    const std::size_t max = m_report.get_max_shown();
+    KEP_RG_FINDINGS hipi_order;
+    KEP_RG_FINDINGS doubled;
+    KEP_RG_FINDINGS unreachable;
+    const auto walk = [&] {
+      if (m_part.is_first()) unreachable = kep_rg_find_unreachable_nodes(m_graph, max, &progress);
+    };
+    tbb::task_arena(m_device.m_num_threads, 1).execute([&] {
+      tbb::parallel_invoke(
+          walk, [&] { hipi_order = kep_rg_find_hipi_order(m_graph, max, &progress, m_part); },
+          [&] { doubled = kep_rg_find_doubled_edges(m_graph, max, &progress, m_part); });
+    });
+    m_report.add(m_graph, hipi_order);
+    m_report.add(m_graph, doubled);
+    if (!m_part.is_first()) return;
+    if (is_redundancy_judged())
+      m_report.add(m_graph, kep_rg_find_few_redundant_edges(m_graph));
+    else if (m_device.m_report || m_device.m_verbose)
+      m_out << REDUNDANCY_NOT_JUDGED_TEXT;
+    m_report.add(m_graph, unreachable);
+    m_report.add(m_graph, kep_rg_find_no_node(m_graph));
+  }
+
+  TRACE_NUMBERS trace() {
+    const KEP_RG_PHASE_CLOCK timer(m_stats.m_phases, "trace");
+    const TRACE_TALLY tally =
+        trace_all_edges(*m_db, m_device.m_num_threads, m_report.get_max_shown(), m_part);
+    const TRACE_NUMBERS numbers = get_numbers(tally);
+    if (!m_device.m_quiet) m_out << get_text(numbers);
+    for (const KEP_RG_FINDINGS& findings : tally.m_findings)
+      m_report.add(m_graph, findings);
+    return numbers;
+  }
+
+  bool is_redundancy_judged() const {
+    return has_redundancy_data(m_device, m_stats) || m_graph.get_num_redundant_edges() != 0;
+  }
+
+private:
+  KEP_DB* m_db;
+  const KEP_ROUTING::GRAPH& m_graph;
+  const DEVICE_OPTIONS& m_device;
+  KEP_RG_PART m_part;
+  BUILD_STATS& m_stats;
+  FINDINGS_REPORT& m_report;
+  std::ostream& m_out;
+};
 
 } // namespace
 
 bool verify_graph(KEP_DB* db, const DEVICE_OPTIONS& device, const VERIFICATION& asked, BUILD_STATS& stats,
                   std::ostream& out) {
   const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
-  FINDINGS_REPORT report(out, get_waived_kinds(asked.m_waive),
-                         device.m_verbose ? std::numeric_limits<std::size_t>::max() : MAX_SHOWN);
+  FINDINGS_REPORT report(out, get_waived_kinds(asked.m_waive), get_max_shown(device.m_verbose));
+  FINDINGS_PART found;
+  if (!asked.m_findings.empty()) report.keep_in(found.m_found);
+  VERIFIER verifier(db, device, asked, stats, report, out);
   if (asked.m_check) {
-    prove(db, device, stats, report);
-    run_post_checks(graph, device, stats, report, out);
+    verifier.prove();
+    verifier.run_post_checks();
   }
-  if (asked.m_trace) trace(*db, device, stats, report, out);
+  if (asked.m_trace) found.m_traces = verifier.trace();
   const VERDICT_SCOPE scope{asked.m_check, asked.m_trace, graph.get_num_nodes(),
                             graph.get_num_real_edges() + graph.get_num_redundant_edges()};
-  if (report.has_any() || !device.m_quiet) out << get_verdict(report, scope) << '\n';
+  if (report.has_any() || !device.m_quiet)
+    out << (asked.m_part.is_whole() ? get_verdict(report, scope) : get_part_text(report, scope, asked.m_part))
+        << '\n';
   out.flush();
+  if (!asked.m_findings.empty()) {
+    found.m_device = kep_get_file_name(device.m_model);
+    found.m_checksum = stats.m_database_checksum;
+    found.m_part = asked.m_part;
+    found.m_is_verbose = device.m_verbose;
+    found.m_waived = get_waived_kinds(asked.m_waive);
+    found.m_is_redundancy_judged = verifier.is_redundancy_judged();
+    found.m_scope = scope;
+    write_findings(found, asked.m_findings);
+  }
   return report.is_clean();
 }

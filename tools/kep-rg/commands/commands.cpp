@@ -2,9 +2,10 @@
 
 std::vector<COMMAND> add_commands(CLI::App& app) {
   return {
-      add_build_command(app),         add_check_command(app),    add_trace_command(app),
-      add_debug_command(app),         add_next_command(app),     add_describe_command(app),
-      add_import_icebox_command(app), add_generate_command(app),
+      add_build_command(app),    add_check_command(app),    add_merge_command(app),
+      add_trace_command(app),    add_debug_command(app),    add_next_command(app),
+      add_info_command(app),     add_describe_command(app), add_import_icebox_command(app),
+      add_generate_command(app),
   };
 }
 

@@ -15,9 +15,11 @@ struct COMMAND {
 // Each adds the command of that name to the parser of the tool.
 COMMAND add_build_command(CLI::App& app);
 COMMAND add_check_command(CLI::App& app);
+COMMAND add_merge_command(CLI::App& app);
 COMMAND add_trace_command(CLI::App& app);
 COMMAND add_debug_command(CLI::App& app);
 COMMAND add_next_command(CLI::App& app);
+COMMAND add_info_command(CLI::App& app);
 COMMAND add_describe_command(CLI::App& app);
 COMMAND add_import_icebox_command(CLI::App& app);
 COMMAND add_generate_command(CLI::App& app);

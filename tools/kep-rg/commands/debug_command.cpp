@@ -1,3 +1,4 @@
+#include "kep_io/files/kep_atomic_file.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_debug.h"
@@ -7,7 +8,6 @@
 #include "tools/kep-rg/commands/device_command.h"
 #include "tools/kep-rg/commands/node_words.h"
 #include "tools/kep-rg/device/find_plain_node.h"
-#include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/plain_output.h"
 #include "tools/kep-rg/output/quiet.h"
 #include "tools/kep-rg/output/walk_tree.h"
@@ -40,10 +40,10 @@ public:
     m_file.out() << KEP_RG_UUI_OBSERVER::get_line(uip, type,
                                                   KEP_ROUTING_PRIMITIVE::s_standard_view_type_rank);
   }
-  void finish() { commit_together({&m_file}); }
+  void finish() { kep_commit_together({&m_file}); }
 
 private:
-  ATOMIC_FILE m_file;
+  KEP_ATOMIC_FILE m_file;
 };
 
 /// The builder is verbose while it walks again, and what it tells of muxes is in the tree: it is shown only

@@ -20,7 +20,8 @@ constexpr int MAX_THREADS = 256; // as many as the thread library is sure to sta
 void add_device_files(CLI::App& command, DEVICE_OPTIONS& options) {
   command
       .add_option("DEVICE", options.m_model,
-                  "The device model, a hierarchical netlist in JSON; - for standard input")
+                  "The device model, a hierarchical netlist in JSON; - for standard input. Or a device "
+                  "database, DEVICE.kdb, behind which no other input is allowed")
       ->required();
   command.add_option("ROUTING", options.m_routing,
                      "Routing descriptions, one statement a line, read in this order");
@@ -30,6 +31,8 @@ void add_device_options(CLI::App& command, DEVICE_OPTIONS& options) {
   add_text(command, "--redundancy", options.m_redundancy, "FILE",
            "Redundancy data; may be given more than once")
       ->allow_extra_args(false);
+  command.add_flag("--skip-checksums", options.m_skips_checksums,
+                   "Leave the checksums of a device database to check, which always tests them");
   options.m_num_threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
   command.add_option("-j", options.m_num_threads, "Threads; what comes out is the same for any number")
       ->type_name("N")
@@ -54,9 +57,13 @@ void add_verification(CLI::App& command, VERIFICATION& asked) {
   command.add_flag("--trace", asked.m_trace,
                    "Trace every edge through the model, too, and verify the trace. Traces of sound edges may "
                    "fail (docs/verification.md says where); edges at boundary nodes have none");
+  add_waive(command, asked.m_waive);
+}
+
+void add_waive(CLI::App& command, std::vector<std::string>& ids) {
   command
       .add_option(
-          "--waive", asked.m_waive,
+          "--waive", ids,
           "Show findings of this kind, but let them not decide the exit status; may be given more than "
           "once")
       ->type_name("ID")

@@ -15,6 +15,8 @@ void add_device_files(CLI::App& command, DEVICE_OPTIONS& options);
 void add_device_options(CLI::App& command, DEVICE_OPTIONS& options);
 /// The options of the commands that check.
 void add_verification(CLI::App& command, VERIFICATION& asked);
+/// One of them.
+void add_waive(CLI::App& command, std::vector<std::string>& ids);
 
 /// The end of the help of a command whose exit status means no more than that of the tool.
 inline constexpr const char* EXIT_STATUS_TEXT =

@@ -13,9 +13,9 @@
 class NODE_WORDS {
 public:
   /// The description of the words of a command on one plain node.
-  static constexpr const char* UIP_TEXT = "The device model, its routing descriptions, and the uip of a "
-                                          "plain node, the name that the dump has for "
-                                          "it: a/b:c";
+  static constexpr const char* UIP_TEXT = "The device model and its routing descriptions, or a device "
+                                          "database, and the uip of a plain node, the name that the "
+                                          "dump has for it: a/b:c";
 
   /// The names of the nodes as the usage has them: {"FROM", "TO"}.
   explicit NODE_WORDS(std::vector<std::string> nodes) : m_nodes(std::move(nodes)) {}

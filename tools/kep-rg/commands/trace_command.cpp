@@ -113,8 +113,9 @@ COMMAND add_trace_command(CLI::App& app) {
   const auto device = std::make_shared<DEVICE_OPTIONS>();
   const auto words = std::make_shared<NODE_WORDS>(std::vector<std::string>{"FROM", "TO"});
   words->add_to(*command,
-                "The device model, its routing descriptions, and the names of the two nodes as the dump "
-                "has them: a/b:c, or :p for the boundary node of a port. A name stands for the plain "
+                "The device model and its routing descriptions, or a device database, and the names of the "
+                "two nodes as the dump has them: a/b:c, or :p for the boundary node of a port. A name stands "
+                "for the plain "
                 "node and for the hipi node at its place");
   add_device_options(*command, *device);
   command->footer(

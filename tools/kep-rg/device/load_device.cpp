@@ -1,5 +1,7 @@
 #include "tools/kep-rg/device/load_device.h"
 
+#include "kep_io/files/kep_atomic_file.h"
+#include "kep_io/kep_database_file.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_redundancy_reader.h"
@@ -7,7 +9,6 @@
 #include "kep_rg/kep_rg_build.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_parse_redundancy.h"
-#include "tools/kep-rg/output/atomic_file.h"
 #include "tools/kep-rg/output/check_files.h"
 #include "tools/kep-rg/output/plain_output.h"
 #include "tools/kep-rg/output/quiet.h"
@@ -15,7 +16,9 @@
 #include <fmt/format.h>
 #include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -32,8 +35,6 @@ void read_redundancy(KEP_DB* db, const DEVICE_OPTIONS& options) {
 /// which no node stands is a warning that says what is missing.
 void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
   const std::string file = kep_get_file_name(options.m_model);
-  const std::string refusal = build.find_refusal();
-  if (!refusal.empty()) throw std::runtime_error(fmt::format("{}: {}", file, refusal));
   try {
     build.build();
   } catch (const KEP_DB_ERROR& error) { // more than a graph can hold
@@ -45,11 +46,32 @@ void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
                      options.m_routing.empty() ? "no routing description is given" : missing));
 }
 
+std::unique_ptr<KEP_DB> open_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  for (const auto* more : {&options.m_routing, &options.m_redundancy})
+    if (!more->empty())
+      throw std::runtime_error(fmt::format("{}: {} is a device database, to which nothing is added",
+                                           kep_get_file_name(more->front()), options.m_model));
+  const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
+  const auto checksums =
+      options.m_skips_checksums ? KEP_DATABASE_CHECKSUMS::SKIP : KEP_DATABASE_CHECKSUMS::TEST;
+  KEP_DATABASE_INFO info;
+  std::unique_ptr<KEP_DB> db = kep_open_database(options.m_model, checksums, &info);
+  kep_describe_no_routing(db.get()); // unless the file says more
+  set_origin(stats, std::move(info.m_origin));
+  stats.m_database_checksum = info.m_checksum;
+  return db;
+}
+
 } // namespace
+
+bool is_database(const std::string& path) {
+  return path.ends_with(".kdb") || kep_is_database_file(path);
+}
 
 std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
   const LIBRARY_REPORT report(options.shows_report());
   stats.m_num_threads = options.m_num_threads;
+  if (is_database(options.m_model)) return open_device(options, stats);
   std::unique_ptr<KEP_DB> db = [&] {
     const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
     std::vector<std::string> warnings;
@@ -75,7 +97,7 @@ std::unique_ptr<KEP_DB> read_device(const DEVICE_OPTIONS& options, BUILD_STATS& 
 }
 
 void build_graph(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
-  build_and_keep(db, options, stats);
+  if (!stats.m_origin) build_and_keep(db, options, stats);
 }
 
 std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
@@ -84,6 +106,14 @@ std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& o
                                                       .set_num_threads(options.m_num_threads)
                                                       .set_nodes_per_display(options.m_nodes_per_display)
                                                       .set_verbose(options.m_verbose));
+  const std::string refusal = build->find_refusal();
+  if (!refusal.empty())
+    throw std::runtime_error(fmt::format("{}: {}", kep_get_file_name(options.m_model), refusal));
+  if (stats.m_origin) {
+    build->build_nodes();
+    if (db->get_db_type() != KEP_DB_TYPE::NO_REDUNDANCY) build->build_redundant_inputs();
+    return build;
+  }
   run_build(*build, options);
   stats.m_nodes = build->get_node_stats();
   stats.m_without_node = build->get_outputs_without_node();
@@ -93,6 +123,13 @@ std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& o
   const auto& phases = build->get_phase_seconds();
   stats.m_phases.insert(stats.m_phases.end(), phases.begin(), phases.end());
   return build;
+}
+
+bool has_redundancy_data(const DEVICE_OPTIONS& options, const BUILD_STATS& stats) {
+  if (!stats.m_origin) return !options.m_redundancy.empty();
+  const auto& inputs = stats.m_origin->m_inputs;
+  return std::any_of(inputs.begin(), inputs.end(),
+                     [](const KEP_DATABASE_INPUT& input) { return input.m_role == REDUNDANCY_ROLE; });
 }
 
 void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outputs,
@@ -105,7 +142,7 @@ void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outpu
 }
 
 void keep_stats_off_standard_output(const DEVICE_OPTIONS& options) {
-  if (options.m_stats == ATOMIC_FILE::STANDARD_OUTPUT)
+  if (options.m_stats == KEP_ATOMIC_FILE::STANDARD_OUTPUT)
     throw std::runtime_error(
         "standard output: can't be written: it takes the answer of the command, and no statistics");
 }

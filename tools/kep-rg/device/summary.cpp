@@ -1,10 +1,10 @@
 #include "tools/kep-rg/device/summary.h"
 
 #include "kep/kep_routing_graph.h"
+#include "kep_io/files/kep_atomic_file.h"
 #include "kep_io/kep_io_error.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_number.h"
-#include "tools/kep-rg/output/atomic_file.h"
 
 #include <fmt/format.h>
 
@@ -39,10 +39,11 @@ std::string get_edges_text(const KEP_ROUTING::GRAPH& graph) {
 
 /// Phases of a run under the names that a user knows them by.
 std::string get_name(std::string_view phase) {
-  constexpr std::array<std::pair<std::string_view, const char*>, 11> NAMES{{
+  constexpr std::array<std::pair<std::string_view, const char*>, 13> NAMES{{
       {"load", "reading"},
       {"describe", "reading"},
       {"redundancy", "reading"},
+      {"checksums", "reading"},
       {"count", "nodes"},
       {"add_nodes", "nodes"},
       {"add_hipi", "nodes"},
@@ -51,6 +52,7 @@ std::string get_name(std::string_view phase) {
       {"add_edges", "edges"},
       {"reverse_edges", "reverse edges"},
       {"wire_paths", "wire paths"},
+      {"write", "database"},
   }};
   const auto* known =
       std::find_if(NAMES.begin(), NAMES.end(), [phase](const auto& name) { return name.first == phase; });
@@ -91,8 +93,8 @@ std::string format_bytes(std::uint64_t bytes) {
 
 void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats,
                    const std::vector<std::string>& files) {
-  const bool is_output_taken = options.m_stats == ATOMIC_FILE::STANDARD_OUTPUT ||
-                               std::count(files.begin(), files.end(), ATOMIC_FILE::STANDARD_OUTPUT) != 0;
+  const bool is_output_taken = options.m_stats == KEP_ATOMIC_FILE::STANDARD_OUTPUT ||
+                               std::count(files.begin(), files.end(), KEP_ATOMIC_FILE::STANDARD_OUTPUT) != 0;
   if (options.m_quiet || is_output_taken) return;
   const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
   ROWS rows;
