@@ -10,7 +10,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TABLE = ROOT / "tests" / "layout" / "rooms.txt"
-TOPS = ["h", "kep_report", "kep", "kep_rg", "kep_io", "tools", "tests", "examples", "bench"]
+TOPS = ["h", "kep_report", "kep", "kep_rg", "kep_io", "tools", "tests", "examples", "bench", "fuzz"]
 INCLUDE = re.compile(r'^\s*#include (["<])([^">]+)', re.MULTILINE)
 WHAT_TO_DO = """
 What to do: move what is included to a room that both may see, or the code that includes it to where the arrow leads from.
