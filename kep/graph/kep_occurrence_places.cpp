@@ -15,6 +15,8 @@ KEP_OCCURRENCE_PLACES::KEP_OCCURRENCE_PLACES(const KEP_UNFOLDING& unfolding, con
     places.push_back(place);
     occurrences[place] = i;
   }
+  if (unfolding.size() % KEP_MARK_BLOCK::NUM_BITS == 0) // a block of no occurrence stands behind all
+    marks.back().m_num_before = static_cast<std::uint32_t>(places.size());
   places.shrink_to_fit();
   m_tables = {std::move(marks), std::move(places), std::move(occurrences)};
 }

@@ -4,8 +4,9 @@
 usage: compare.py --tool PATH --seeds A-B [--threads 1,2] [--no-redundancy] [--keep DIR]
 
 For each seed the exit status, the dumped nodes and edges (as multisets of lines) and the counters must be the
-same, and the dumps must be the same bytes for every number of threads. The proof of `kep-rg check` must find
-nothing in any graph. The folder of a failing seed is kept. As many seeds run at a time as there are processors.
+same, and the dumps and the device databases must be the same bytes for every number of threads. A database that
+was opened must give the same dump and, of its build, the same counters, and the proof of `kep-rg check` must find
+nothing in it. The folder of a failing seed is kept. As many seeds run at a time as there are processors.
 """
 
 import argparse
@@ -43,11 +44,13 @@ def device_arguments(arguments):
 
 
 class ToolRun:
-    def __init__(self, tool, arguments, folder, threads):
+    """A build of a device, or the opening of a database."""
+
+    def __init__(self, tool, arguments, folder, threads, more=()):
         self.dump = os.path.join(folder, f"tool-{threads}")
         stats = os.path.join(folder, f"tool-{threads}.json")
-        command = [tool, "build", *device_arguments(arguments)]
-        done = run_tool([*command, "-j", str(threads), "--dump", self.dump, "--stats", stats])
+        command = [tool, "build", *arguments]
+        done = run_tool([*command, "-j", str(threads), "--dump", self.dump, "--stats", stats, *more])
         self.status = done.returncode
         self.message = done.stderr.strip()
         self.counters = {}
@@ -97,9 +100,21 @@ def compare_run(result, status, tool_run):
     return found
 
 
-def prove(tool, arguments, threads):
+def compare_database(tool, database, built, folder, threads):
+    """How what is opened differs from what was built."""
+    opened = ToolRun(tool, [database], os.path.join(folder, "opened"), threads)
+    if opened.status != 0:
+        return [f"database: exit status {opened.status}: {opened.message[-300:]}"]
+    found = [f"database: {name} differs" for name in HEADERS if opened.bytes_of(name) != built.bytes_of(name)]
+    for name, value in opened.counters.items():
+        if built.counters.get(name) != value:
+            found.append(f"database: {name} = {value}, wanted {built.counters.get(name)}")
+    return found if opened.counters else ["database: it has no counters"]
+
+
+def prove(tool, database, threads):
     """What the proof of `check` finds, as lines to print. Other findings are no matter of the graph."""
-    done = run_tool([tool, "check", *device_arguments(arguments), "-j", str(threads)])
+    done = run_tool([tool, "check", database, "-j", str(threads)])
     if done.returncode not in (0, 1):
         return [f"check: exit status {done.returncode}: {done.stderr.strip()[-300:]}"]
     if not any(words in done.stdout for words in (" the model", "The graph is wrong", "has no nodes at all")):
@@ -115,9 +130,11 @@ def compare_seed(tool, seed, threads, with_redundancy, folder):
         result = run(*arguments)
     except (BadInput, BrokenInvariant) as error:
         status = error.status
-    found, first = [], None
+    os.makedirs(os.path.join(folder, "opened"), exist_ok=True)
+    found, first, first_bytes = [], None, None
     for count in threads:
-        tool_run = ToolRun(tool, arguments, folder, count)
+        database = os.path.join(folder, f"tool-{count}.kdb")
+        tool_run = ToolRun(tool, device_arguments(arguments), folder, count, ["-o", database])
         found += [f"-j {count}: {line}" for line in compare_run(result, status, tool_run)]
         if tool_run.status != 0:
             continue
@@ -125,8 +142,14 @@ def compare_seed(tool, seed, threads, with_redundancy, folder):
         for name in HEADERS:
             if tool_run.bytes_of(name) != first.bytes_of(name):
                 found.append(f"{name}: other bytes with {count} threads than with {threads[0]}")
+        with open(database, "rb") as file:
+            database_bytes = file.read()
+        first_bytes = first_bytes or database_bytes
+        if database_bytes != first_bytes:
+            found.append(f"database: other bytes with {count} threads than with {threads[0]}")
     if first:
-        found += prove(tool, arguments, threads[-1])
+        found += compare_database(tool, database, tool_run, folder, threads[-1])
+        found += prove(tool, database, threads[-1])
     return found, result
 
 

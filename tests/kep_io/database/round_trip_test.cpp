@@ -73,6 +73,20 @@ TEST(DatabaseRoundTrip, OfRandomFabricsGivesTheSame) {
   }
 }
 
+TEST(DatabaseRoundTrip, OfAnyNumberOfOccurrencesGivesTheSame) {
+  for (unsigned num_tiles = 60; num_tiles != 68; ++num_tiles) { // marks stand in blocks of 64
+    std::string text = "module MUX\nports >a <o\nmodule TILE\nports >i <j\ninst m MUX header\nnet i i m.a\n"
+                       "net j m.o j\nmodule TOP top\n";
+    for (unsigned i = 0; i != num_tiles; ++i)
+      text += "inst t" + std::to_string(i) + " TILE\n";
+    BUILD_CASE c(text);
+    c.arcs("MUX", {"a"}, "o");
+    c.build();
+    EXPECT_EQ(c.nodes().size(), num_tiles);
+    expect_same(*c.db());
+  }
+}
+
 TEST(DatabaseRoundTrip, OfTablesInManyChunksGivesTheSame) {
   test_model::FABRIC_CASE c(7);
   c.build();
