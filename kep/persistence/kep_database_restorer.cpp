@@ -5,7 +5,6 @@
 #include "kep/persistence/kep_graph_verifier.h"
 #include "kep/persistence/kep_table_rules.h"
 
-#include <fmt/format.h>
 #include <tbb/parallel_invoke.h>
 
 #include <algorithm>
@@ -14,20 +13,11 @@
 #include <vector>
 
 using KEP_TABLE_RULES::CUTTER;
+using KEP_TABLE_RULES::in_section;
 using KEP_TABLE_RULES::NAMES;
 using KEP_TABLE_RULES::require;
 
 namespace {
-
-/// Runs a step; what it refuses begins with the section then.
-template <class STEP>
-void in_section(const char* section, const STEP& step) {
-  try {
-    step();
-  } catch (const KEP_DB_ERROR& error) {
-    throw KEP_DB_ERROR(fmt::format("{}: {}", section, error.what()));
-  }
-}
 
 template <class STEP>
 std::exception_ptr catch_failure(const STEP& step) {

@@ -7,8 +7,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
+#include <utility>
 
 struct KEP_MODULE_RELATIVE_PATHS;
 

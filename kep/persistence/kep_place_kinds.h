@@ -32,7 +32,7 @@ public:
   }
   /// Of all kinds.
   std::uint32_t get_max_num_ranks() const;
-  /// Calls `use` with the kinds of places that lack no nodes, and maybe others like them.
+  /// Calls `use` with the number of each module: the kind of places where all its nodes stand, or like it.
   template <class USE>
   void for_modules(const USE& use) const {
     for (std::uint32_t kind = 0; kind != m_num_modules; ++kind)

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string>
 
 /// What makes tables sound; each throws KEP_DB_ERROR where they are not.
 namespace KEP_TABLE_RULES {
@@ -13,6 +14,16 @@ namespace KEP_TABLE_RULES {
 /// The text is only made where it is needed.
 inline void require(bool is_right, const char* reason) {
   if (!is_right) throw KEP_DB_ERROR(reason);
+}
+
+/// Runs a step; what it refuses begins with the section then.
+template <class STEP>
+void in_section(const char* section, const STEP& step) {
+  try {
+    step();
+  } catch (const KEP_DB_ERROR& error) {
+    throw KEP_DB_ERROR(std::string(section) + ": " + error.what());
+  }
 }
 
 /// The names of a section, each of which ends in a NUL. Rows may share a name, but few bytes of names don't

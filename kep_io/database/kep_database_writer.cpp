@@ -3,6 +3,7 @@
 #include "kep/kep_routing_graph.h"
 #include "kep/persistence/kep_database_lister.h"
 #include "kep/persistence/kep_graph_verifier.h"
+#include "kep/persistence/kep_table_rules.h"
 #include "kep_io/database/kep_checksum.h"
 #include "kep_io/database/kep_database_layout.h"
 #include "kep_io/database/kep_database_sections.h"
@@ -132,7 +133,7 @@ void kep_write_database_to(std::ostream& out, const KEP_DB& db, const KEP_DATABA
                            std::size_t max_chunk_bytes) {
   const KEP_DATABASE_TABLES tables = KEP_DATABASE_LISTER(db).list();
   // What can't be opened again is not written.
-  if (tables.m_graph.is_built()) kep_verify_graph(tables);
+  if (tables.m_graph.is_built()) KEP_TABLE_RULES::in_section("graph", [&] { kep_verify_graph(tables); });
   std::vector<SECTION> sections;
   sections.push_back(make_section<KEP_CAPNP::Model>(tables.m_model, max_chunk_bytes));
   sections.push_back(make_section<KEP_CAPNP::Positions>(tables.m_positions, max_chunk_bytes));
