@@ -1,6 +1,11 @@
 #pragma once
 
+/// @file
+/// Paths from a module to a port below it, and the tables in which a database keeps them.
+
 #include "kep/kep_design.h"
+
+#include <boost/container_hash/hash.hpp>
 
 #include <array>
 #include <cstddef>
@@ -20,7 +25,9 @@ public:
   /// view, of the one before, and the port must belong to one of the last.
   static KEP_RELATIVE_PATH create(const std::vector<KEP_INSTANCE*>& chain, const KEP_PORT* port);
 
+  /// The path is valid.
   explicit operator bool() const { return m_words[3] != 0; }
+  /// Two paths of one database are equal when they lead from one module by one chain to one port.
   bool operator==(const KEP_RELATIVE_PATH& other) const { return m_words == other.m_words; }
 
   /// The port at the end, null for the invalid path.
@@ -30,6 +37,7 @@ public:
   /// The instances from that module down, outermost first.
   std::vector<KEP_INSTANCE*> get_instances(const KEP_DB* db) const;
 
+  /// What a path is made of, for a hash or an order of its own.
   const std::array<std::uint32_t, 4>& get_words() const { return m_words; }
 
 private:
@@ -45,17 +53,26 @@ private:
 };
 
 /// boost::hash_combine over the four words in order, from a seed of 0.
-KEP_EXPORT std::size_t hash_value(const KEP_RELATIVE_PATH& path);
+inline std::size_t hash_value(const KEP_RELATIVE_PATH& path) {
+  std::size_t seed = 0;
+  for (const std::uint32_t word : path.get_words())
+    boost::hash_combine(seed, word);
+  return seed;
+}
 
+/// @cond
 template <>
 struct std::hash<KEP_RELATIVE_PATH> {
   std::size_t operator()(const KEP_RELATIVE_PATH& path) const noexcept { return hash_value(path); }
 };
+/// @endcond
 
 /// A path as a table stores it.
 class KEP_PERSISTENT_RELATIVE_PATH {
 public:
+  /// Keeps a copy.
   explicit KEP_PERSISTENT_RELATIVE_PATH(const KEP_RELATIVE_PATH& path) : m_path(path) {}
+  /// The path that was stored.
   const KEP_RELATIVE_PATH& get_path() const { return m_path; }
 
 private:
@@ -68,6 +85,7 @@ struct KEP_MODULE_RELATIVE_PATHS;
 /// A handle on the paths that one table stores for one module. One thread at a time.
 class KEP_EXPORT KEP_MODULE_RELATIVE_PATH_MAP {
 public:
+  /// Where there is no map there are no paths, and none can be added.
   bool exists() const { return m_paths != nullptr; }
   /// Room for so many paths. The flag is accepted and changes nothing.
   void reserve(std::size_t count, bool);
@@ -75,8 +93,9 @@ public:
   /// there already is not stored again. Gives the stored path; null when the chain does not hang together or
   /// starts elsewhere.
   const KEP_PERSISTENT_RELATIVE_PATH* add_path(const std::vector<KEP_INSTANCE*>& chain, const KEP_PORT* port);
+  /// How many paths there are.
   std::size_t size() const;
-  /// Path number i, in the order in which they were added.
+  /// Path number i, below size(), in the order in which they were added.
   const KEP_PERSISTENT_RELATIVE_PATH* get_path(std::size_t i) const;
 
 private:
@@ -89,6 +108,7 @@ private:
 /// every handle.
 class KEP_EXPORT KEP_INDEXED_RELATIVE_PATHS {
 public:
+  /// There is such a table. Without one there are no paths, and none can be added.
   bool valid() const { return m_table != nullptr; }
   /// Creates nothing: the map of a module without paths does not exist.
   KEP_MODULE_RELATIVE_PATH_MAP find_path_mappings_for_module(const KEP_MODULE* module) const;

@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <memory>
 #include <oneapi/tbb/mutex.h>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+/// @file
 /// The graph under construction: nodes are allocated and found by their uips, fanouts are set from many
 /// threads, and the last step publishes the finished graph in the database. Until then the database shows the
 /// graph that it had. Boundary nodes, hipi twins and templates are those of docs/glossary.md.
@@ -47,8 +47,12 @@ public:
   KEP_ROUTING_BUILDER_NODE& operator=(const KEP_ROUTING_BUILDER_NODE&) = delete;
 
   // Concurrent, but for set_hipi.
+  ///@{
+  /// Its kind: neither holds for a plain node.
   bool is_boundary() const { return m_occurrence == KEP_UNFOLDING::ABOVE_TOP; }
   bool is_hipi() const { return m_is_hipi; }
+  ///@}
+  /// Makes it a hipi twin or a plain node; before the nodes are sorted.
   void set_hipi(bool is_hipi) { m_is_hipi = is_hipi; }
   /// The port of a boundary node, null for any other.
   inline KEP_PORT* get_port() const;
@@ -60,13 +64,14 @@ public:
   inline KEP_INST_PORT* get_inst_port() const;
   /// The node's place in its graph, from 0.
   inline std::uint32_t get_index() const;
+  /// The name that the node will have in the finished graph.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   /// The inner occurrence in which the node stands; KEP_UNFOLDING::ABOVE_TOP for a boundary node.
   std::uint32_t get_occurrence() const { return m_occurrence; }
   /// The number of the inst port in its module, or that of a boundary node's port.
   std::uint32_t get_number() const { return m_number; }
   /// What tells the nodes of one occurrence apart, and their order there.
-  std::uint32_t get_key() const { return m_number << 1 | m_is_hipi; }
+  std::uint32_t get_key() const { return m_number << 1 | static_cast<std::uint32_t>(m_is_hipi); }
 
 private:
   friend class KEP_NODE_SORTER;
@@ -87,11 +92,12 @@ static_assert(sizeof(KEP_ROUTING_BUILDER_NODE) == 8, "a build holds one for each
 /// The nodes of a graph stand in chunks of a mebibyte, each at a multiple of its size, so that a node finds
 /// its chunk.
 struct alignas(1 << 20) KEP_ROUTING_BUILDER_NODE_CHUNK {
+  /// How many nodes a chunk holds.
   static constexpr std::uint32_t NUM_NODES = ((1 << 20) - 16) / sizeof(KEP_ROUTING_BUILDER_NODE);
 
-  const KEP_UNFOLDING* m_unfolding;
-  std::uint32_t m_first_index;
-  KEP_ROUTING_BUILDER_NODE m_nodes[NUM_NODES];
+  const KEP_UNFOLDING* m_unfolding;            ///< of the database
+  std::uint32_t m_first_index;                 ///< of the first node, in the graph
+  KEP_ROUTING_BUILDER_NODE m_nodes[NUM_NODES]; ///< those behind the last one mean nothing
 };
 static_assert(sizeof(KEP_ROUTING_BUILDER_NODE_CHUNK) == 1 << 20);
 
@@ -113,12 +119,14 @@ inline std::uint32_t KEP_ROUTING_BUILDER_NODE::get_index() const {
   return chunk.m_first_index + static_cast<std::uint32_t>(this - chunk.m_nodes);
 }
 
+/// Over the nodes of a graph under construction, by their places in it.
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER
     : public boost::iterator_facade<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER,
                                     KEP_ROUTING_BUILDER_NODE*, boost::forward_traversal_tag,
                                     KEP_ROUTING_BUILDER_NODE*> {
 public:
   KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER() = default;
+  /// At the node of that index.
   KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER(KEP_ROUTING_BUILDER_GRAPH* graph, std::uint32_t index)
       : m_graph(graph), m_index(index) {}
 
@@ -140,12 +148,16 @@ private:
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE
     : public boost::iterator_range<KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER> {
 public:
+  /// What it steps with.
   using ITER = KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER;
+  /// From the one to before the other, of one graph.
   KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(const ITER& begin, const ITER& end,
                                                             unsigned grain)
       : boost::iterator_range<ITER>(begin, end), m_grain(grain) {}
+  /// Takes the second half of the other one.
   KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE(
       KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE& other, tbb::split);
+  /// It holds more nodes than its grain.
   bool is_divisible() const { return end().m_index - begin().m_index > m_grain; }
 
 private:
@@ -155,12 +167,15 @@ private:
 /// The graph under construction. It owns its nodes; whoever makes it destroys it, before the database goes.
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH {
 public:
+  /// Short for its long name.
   using NODE_RANGE = KEP_ROUTING_BUILDER_GRAPH_ROUTING_BUILDER_NODE_ITER_RANGE;
 
   /// An empty graph whose node memory starts at so many MiB and grows as needed.
   static KEP_ROUTING_BUILDER_GRAPH* create(KEP_DB* db, std::size_t init_size_MiB);
+  /// Frees the graph and its nodes. Null is harmless.
   static void destroy(KEP_ROUTING_BUILDER_GRAPH* graph);
 
+  /// The database that it is built for.
   KEP_DB* get_db() const { return m_db; }
   /// Nodes allocated so far, boundary and hipi nodes included.
   unsigned get_node_count() const { return m_node_count; }
@@ -168,21 +183,23 @@ public:
   KEP_ROUTING_BUILDER_NODE* get_node(std::uint32_t index) const {
     return m_chunks[index / CHUNK::NUM_NODES]->m_nodes + index % CHUNK::NUM_NODES;
   }
+  /// All nodes that there are so far.
   NODE_RANGE iter_nodes(unsigned grain);
   /// How the places of nodes are numbered. Once the nodes are sorted.
   const KEP_PLACE_LAYOUT& get_place_layout() const;
   /// From that index on, as many as stand side by side; none behind the last.
-  std::span<KEP_ROUTING_BUILDER_NODE> get_nodes_from(std::uint32_t index) const {
+  boost::iterator_range<KEP_ROUTING_BUILDER_NODE*> get_nodes_from(std::uint32_t index) const {
     if (index >= m_node_count) return {};
     const std::uint32_t room = CHUNK::NUM_NODES - index % CHUNK::NUM_NODES;
-    return {get_node(index), std::min(room, m_node_count - index)};
+    return {get_node(index), get_node(index) + std::min(room, m_node_count - index)};
   }
 
   /// So many new nodes, without what they stand at; gives the index of the first. KEP_DB_ERROR as for one.
   std::uint32_t allocate_nodes(std::uint32_t count);
   /// Concurrent for different nodes: makes those from the index on nodes of inst ports, given by number, of
   /// one inner occurrence.
-  void put_nodes(std::uint32_t index, std::uint32_t occurrence, std::span<const std::uint32_t> inst_ports);
+  void put_nodes(std::uint32_t index, std::uint32_t occurrence,
+                 boost::iterator_range<const std::uint32_t*> inst_ports);
 
 private:
   using CHUNK = KEP_ROUTING_BUILDER_NODE_CHUNK;
@@ -225,9 +242,11 @@ public:
                                         KEP_ROUTING_BUILDER_GRAPH* graph);
   /// After the sort: finds every node of the graph where it stands now.
   void initialize_routing_builder_graph(KEP_ROUTING_BUILDER_GRAPH* graph);
+  ///@{
   /// False when a node stood there already; the first stays.
   bool add_routing_node(KEP_ROUTING_BUILDER_NODE* node);
   bool add_routing_node_hipi(KEP_ROUTING_BUILDER_NODE* node);
+  ///@}
   /// All nodes of the graph. That is put off until a node is looked for; whoever sorts the nodes first saves
   /// it.
   void add_all_routing_nodes();
@@ -257,6 +276,7 @@ private:
 /// over nets that are alike at all places gives without looking at a target.
 class KEP_EXPORT KEP_ROUTING_BUILDER_EDGE_BUILDER {
 public:
+  /// An edge as it was found.
   struct FANOUT {
     KEP_ROUTING_BUILDER_NODE* m_node;   ///< the target of the edge
     KEP_UNFOLDED_INST_PORT m_mux_input; ///< the mux input through which the edge goes, else empty
@@ -287,26 +307,28 @@ public:
   static constexpr std::uint32_t NO_MUX_INPUT = std::uint32_t{1} << 31;
   /// Folded fanouts of one place, which is so far behind the place that they are told from.
   struct FOLDED_RUN {
-    const FOLDED_FANOUT* m_fanouts;
-    std::uint32_t m_num_fanouts;
-    std::uint32_t m_behind;
+    const FOLDED_FANOUT* m_fanouts; ///< the caller's
+    std::uint32_t m_num_fanouts;    ///< how many these are
+    std::uint32_t m_behind;         ///< in places
   };
   /// Runs told from one place. The caller's, lent.
   struct FANOUT_RUNS {
-    const FOLDED_RUN* m_runs;
-    std::uint32_t m_num_runs;
-    std::uint32_t m_place;
+    const FOLDED_RUN* m_runs; ///< the caller's
+    std::uint32_t m_num_runs; ///< how many these are
+    std::uint32_t m_place;    ///< from which they are told
   };
   /// Where a node stands: its place, and what names it there as a target.
   struct SEAT {
-    std::uint32_t m_place;
-    std::uint32_t m_target;
+    std::uint32_t m_place;  ///< where
+    std::uint32_t m_target; ///< as find_target() gives it
   };
+  /// What became of fanouts that were told by runs.
   struct FANOUT_COUNTS {
-    std::size_t m_num_real;
-    std::size_t m_num_redundant;
-    std::size_t m_num_missing; ///< targets at which no node stands
+    std::size_t m_num_real;      ///< edges stored
+    std::size_t m_num_redundant; ///< likewise
+    std::size_t m_num_missing;   ///< targets at which no node stands
   };
+  /// No target of its place.
   static constexpr std::uint32_t NO_TARGET = ~std::uint32_t{0};
 
   // Concurrent, once the nodes are sorted.
@@ -320,6 +342,7 @@ public:
   /// The first place at or below an inner occurrence; without meaning where no nodes stand. What is below two
   /// occurrences of one module is equally far behind them.
   std::uint32_t get_place(std::uint32_t occurrence) const;
+  /// Where the node stands.
   SEAT get_seat(const KEP_ROUTING_BUILDER_NODE& node) const;
   /// At the inner occurrence stand all nodes, twins too, that stand at some occurrence of its module.
   bool has_all_nodes(std::uint32_t occurrence) const;
@@ -339,13 +362,17 @@ private:
 /// path below a module that is not the top, the node at the module's first occurrence.
 class KEP_EXPORT KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER {
 public:
+  /// An edge as it was found.
   using FANOUT = KEP_ROUTING_BUILDER_EDGE_BUILDER::FANOUT;
+  /// What like places of a repeated module have in common.
   struct RELPATH_AND_ORIENTATION {
     KEP_RELATIVE_PATH m_path; ///< invalid: the node needs no entry
     int m_orientation = 0;    ///< 1 for a hipi twin
+    /// There is a path.
     explicit operator bool() const { return static_cast<bool>(m_path); }
   };
 
+  /// The rank leads from an instance into its master.
   KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER(KEP_DB* db, KEP_VIEW_TYPE_RANK rank);
   ~KEP_ROUTING_BUILDER_GRAPH_REPRESENTATIVE_NODES_BUILDER();
 

@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+/// @file
 /// The persisted description of a device (docs/glossary.md): muxes and their arcs, flyovers, and marks on
 /// modules and ports. It belongs to the database, is written by one thread while a device is described and
 /// then read by any number. Absence is null, 0, false or an empty range; nothing here throws. Everything is
@@ -31,26 +32,34 @@ public:
   /// A new mux of the module in the store of the database, which owns it.
   static KEP_ROUTING_MUX* allocate(KEP_DB* db, KEP_MODULE* module, bool skip);
 
+  /// The module whose ports its arcs join.
   KEP_MODULE* get_module() const { return m_module; }
   /// The arcs make no node: a signal goes straight through, but on the exception instances.
   bool get_skip() const { return m_skip; }
+  /// The exception instances stay.
   void set_skip(bool skip) { m_skip = skip; }
+  /// The first arc of this mux between the two ports, null if none.
   KEP_ROUTING_ARC* find_routing_arc(const KEP_PORT* input, const KEP_PORT* output) const;
+  /// In the order in which they were added.
   boost::iterator_range<KEP_ROUTING_MUX_ROUTING_ARC_ITER> iter_routing_arcs() const {
     return kep_pointer_range<KEP_ROUTING_MUX_ROUTING_ARC_ITER>(m_arcs);
   }
   /// An instance may be entered more than once.
   void add_skip_exception_instance(KEP_INSTANCE* instance);
+  /// All of them.
   void remove_skip_exception_instances();
   /// In constant time.
   bool is_skip_exception_instance(const KEP_INSTANCE* instance) const {
-    return m_skip_exception_set.contains(instance);
+    return m_skip_exception_set.count(instance) != 0;
   }
+  ///@{
+  /// The exception instances in the order in which they came, one that came twice twice.
   bool has_skip_exception_instances() const { return !m_skip_exceptions.empty(); }
   unsigned long long get_num_skip_exception_instance() const { return m_skip_exceptions.size(); }
   boost::iterator_range<KEP_ROUTING_MUX_INSTANCE_ITER> iter_skip_exception_instances() const {
     return kep_pointer_range<KEP_ROUTING_MUX_INSTANCE_ITER>(m_skip_exceptions);
   }
+  ///@}
 
 private:
   friend class KEP_ROUTING_ARC;
@@ -71,8 +80,12 @@ public:
   /// A new arc in the store of the database, which owns it. `mux` may be null.
   static KEP_ROUTING_ARC* allocate(KEP_DB* db, KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_MUX* mux);
 
+  ///@{
+  /// Its two ports, of one module.
   KEP_PORT* get_input() const { return m_input; }
   KEP_PORT* get_output() const { return m_output; }
+  ///@}
+  /// Null for an arc without a mux.
   KEP_ROUTING_MUX* get_parent() const { return m_mux; }
   /// The arc is a skip path on this instance: the mux's flag, inverted on its exception instances.
   bool is_skip(KEP_INSTANCE* instance) const;
@@ -94,8 +107,11 @@ class KEP_EXPORT KEP_ROUTING_FLYOVER {
 public:
   /// A new flyover in the store of the database, which owns it.
   static KEP_ROUTING_FLYOVER* allocate(KEP_DB* db, KEP_PORT* input, KEP_PORT* output);
+  ///@{
+  /// Its two ports, of one module.
   KEP_PORT* get_input() const { return m_input; }
   KEP_PORT* get_output() const { return m_output; }
+  ///@}
 
 private:
   friend class KEP_ROUTING_PRIMITIVE;
@@ -107,7 +123,9 @@ private:
 /// The type of a wire: a name and what it says of the ports that bear it.
 class KEP_WIRE_TYPE {
 public:
+  /// Any name, any flags.
   KEP_WIRE_TYPE(std::string name, unsigned char flags) : m_name(std::move(name)), m_flags(flags) {}
+  /// What the description calls it.
   const std::string& get_name() const { return m_name; }
   /// Bit 1 (value 2): a port of this type becomes a node in a spare row too.
   unsigned char get_flags() const { return m_flags; }
@@ -139,6 +157,7 @@ public:
   /// BLC, then LOGICAL: a module described as a BLC is walked as one, everything else in the logical view.
   static const KEP_VIEW_TYPE_RANK s_standard_view_type_rank;
 
+  /// An empty store. Each database has its own: KEP_ROUTING::GRAPH::get_routing_primitive().
   explicit KEP_ROUTING_PRIMITIVE(KEP_DB* db);
   ~KEP_ROUTING_PRIMITIVE();
   KEP_ROUTING_PRIMITIVE(const KEP_ROUTING_PRIMITIVE&) = delete;
@@ -146,29 +165,40 @@ public:
 
   /// True once anything was written, or initialize() was called: a description may well be empty.
   bool is_initialized() const { return m_is_initialized; }
+  /// Says that there is a description, be it empty.
   void initialize() { m_is_initialized = true; }
+  /// The standard rank.
   const KEP_VIEW_TYPE_RANK& get_view_type_rank() const { return s_standard_view_type_rank; }
 
-  /// Adding twice is harmless.
+  ///@{
+  /// Marks a module or port, which must not be null. Adding twice is harmless.
   void add_routing_root(KEP_MODULE* module);
   void add_insert_node(KEP_PORT* port, const std::string& name);
   void add_remove_node(KEP_PORT* port);
   void add_is_not_template(KEP_MODULE* module);
   void add_is_merge_disabled(KEP_PORT* port);
-  /// A later type replaces an earlier one, here and for tunnels.
+  ///@}
+  ///@{
+  /// Gives a port its hipi type, a module its tunnel type. A later type replaces an earlier one.
   void add_hipi(KEP_PORT* port, KEP_ROUTING_PRIMITIVE_HIPI hipi);
   void add_tunnel_type(KEP_MODULE* module, KEP_ROUTING_PRIMITIVE_TUNNEL tunnel);
+  ///@}
+  /// Arcs are skip paths on the instances whose name holds the pattern; an empty one means none.
   void set_non_template_mux_skip_path_inst_name_pattern(const std::string& pattern);
   /// Gives the port at the end of `path`, which must be valid, a wire type. Of two types on one path the
   /// later holds.
   void add_wire_type(const KEP_RELATIVE_PATH& path, const std::string& name, unsigned char flags);
 
+  ///@{
+  /// The marks; false for null.
   bool is_insert_node(const KEP_PORT* port) const { return get_port_marks(port) & INSERT_NODE; }
   bool is_remove_node(const KEP_PORT* port) const { return get_port_marks(port) & REMOVE_NODE; }
   bool is_merge_disabled(const KEP_PORT* port) const { return get_port_marks(port) & MERGE_DISABLED; }
   bool is_not_template(const KEP_MODULE* module) const;
+  ///@}
   /// The name under which the node was inserted, null if it was not.
   const std::string* find_insert_node_name(const KEP_PORT* port) const;
+  /// NONE for a port without a type and for null.
   KEP_ROUTING_PRIMITIVE_HIPI get_hipi_type(const KEP_PORT* port) const {
     return static_cast<KEP_ROUTING_PRIMITIVE_HIPI>(get_port_marks(port) & HIPI_MASK);
   }
@@ -184,11 +214,13 @@ public:
   /// uip, from the top down, the path from it to the port is asked for, and last the port alone in its own
   /// module. The first answer holds. Null if there is none.
   const KEP_WIRE_TYPE* find_wire_type(const KEP_UNFOLDED_INST_PORT& uip) const;
+  /// The type of exactly this path from the module, null if there is none.
   const KEP_WIRE_TYPE* find_wire_type(const KEP_MODULE* module, const KEP_RELATIVE_PATH& path) const;
   /// Some path that has a wire type ends at the port.
   bool ends_wire_type_path(const KEP_PORT* port) const { return get_port_marks(port) & ENDS_WIRE_TYPE_PATH; }
 
-  /// The flags are accepted and change nothing.
+  ///@{
+  /// All that was added, in its order. The flags are accepted and change nothing.
   boost::iterator_range<KEP_BYTE1_TRAIT_MODULE_ITER> iter_routing_roots(bool) const {
     return kep_pointer_range<KEP_BYTE1_TRAIT_MODULE_ITER>(m_routing_roots);
   }
@@ -201,6 +233,7 @@ public:
   boost::iterator_range<KEP_ROUTING_PRIMITIVE_ROUTING_FLYOVER_ITER> iter_routing_flyovers(bool) const {
     return kep_pointer_range<KEP_ROUTING_PRIMITIVE_ROUTING_FLYOVER_ITER>(m_flyovers);
   }
+  ///@}
 
 private:
   friend class KEP_DATABASE_LISTER;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The four streams.
+
 #include "kep_report/kep_report_export.h"
 #include "kep_report/kep_report_message.h"
 
@@ -21,6 +24,7 @@ enum class PREFIX_VIEW : int {
   STANDARD = 0, ///< the text stands alone, with no prefix
 };
 
+///@{
 /// The calling thread's own std::ostream on the stream of that name: write to it and end the line with
 /// std::endl.
 ///
@@ -31,16 +35,21 @@ KEP_REPORT_EXPORT std::ostream& err(PREFIX_VIEW view);
 KEP_REPORT_EXPORT std::ostream& warn(PREFIX_VIEW view);
 KEP_REPORT_EXPORT std::ostream& info(PREFIX_VIEW view);
 KEP_REPORT_EXPORT std::ostream& debug(PREFIX_VIEW view);
+///@}
 
+///@{
 /// The same streams in printf style. The format carries its own line end; a text of any length leaves in one
 /// piece.
 [[gnu::format(printf, 1, 2)]] KEP_REPORT_EXPORT void err(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] KEP_REPORT_EXPORT void info(const char* format, ...);
+///@}
 
+///@{
 /// Writes a finished text, which has no line end, and ends the line. A `%` in the text is a character like
 /// any other.
 KEP_REPORT_EXPORT void print_error(const char* text);
 KEP_REPORT_EXPORT void print_info(const char* text);
+///@}
 
 /// The message database. Never null, and never freed by the caller; it lives as long as the process.
 KEP_REPORT_EXPORT KEP_REPORT_MESSAGE_CODE_DB* get_msg_db();

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Assertions: conditions that only a fault in the calling code can break.
+
 #include "kep_report/kep_report_export.h"
 
 #include <exception>
@@ -10,7 +13,7 @@
 /// parentheses needs a pair of its own.
 #define KEP_ASSERT(expression)                                                                               \
   do {                                                                                                       \
-    if (!(expression)) [[unlikely]]                                                                          \
+    if (__builtin_expect(!(expression), 0))                                                                  \
       ::KEP_REPORT::detail::assert_at_line(#expression, __FILE__, __LINE__);                                 \
   } while (false)
 
@@ -18,18 +21,22 @@
 /// condition fails.
 #define KEP_ASSERT_EXPLAIN(expression, ...)                                                                  \
   do {                                                                                                       \
-    if (!(expression)) [[unlikely]]                                                                          \
+    if (__builtin_expect(!(expression), 0))                                                                  \
       ::KEP_REPORT::detail::assert_at_line(#expression, __FILE__, __LINE__, __VA_ARGS__);                    \
   } while (false)
 
 /// What is known of a failed assertion. A value: it owns its texts.
 class KEP_REPORT_EXPORT KEP_REPORT_ASSERTION {
 public:
+  /// The explanation may be empty.
   KEP_REPORT_ASSERTION(std::string expression, std::string file, int line, const std::string& explanation);
 
+  ///@{
+  /// The condition as the source spells it, and its place.
   const std::string& get_expression() const { return m_expression; }
   const std::string& get_file() const { return m_file; }
   int get_line() const { return m_line; }
+  ///@}
 
   /// The whole text, without line end: "Assertion failed: EXPRESSION in FILE@LINE", and ": EXPLANATION"
   /// behind it where there is one.
@@ -47,11 +54,15 @@ private:
 /// text.
 class KEP_REPORT_EXPORT KEP_REPORT_ASSERTION_FAILURE : public std::exception {
 public:
+  /// Keeps a copy.
   explicit KEP_REPORT_ASSERTION_FAILURE(const KEP_REPORT_ASSERTION& assertion);
   ~KEP_REPORT_ASSERTION_FAILURE() override;
 
+  ///@{
+  /// What failed, as one text and as its parts. They live as long as the exception.
   const char* what() const noexcept override;
   const KEP_REPORT_ASSERTION& get_assertion() const { return m_assertion; }
+  ///@}
 
 private:
   KEP_REPORT_ASSERTION m_assertion;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// What happens when an assertion fails.
+
 #include "kep_report/kep_report_assert.h"
 #include "kep_report/kep_report_export.h"
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Keeping what is written to the streams, for tests.
+
 #include "kep_report/kep_report_export.h"
 #include "kep_report/kep_report_sink.h"
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The texts of rules, by their codes.
+
 #include "kep_report/kep_report_export.h"
 
 #include <string>

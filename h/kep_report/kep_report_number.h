@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Numbers as messages have them.
+
 #include <cstdint>
 #include <string>
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Where the time goes.
+
 #include "kep_report/kep_report_export.h"
 
 #include <cstdint>
@@ -33,8 +36,8 @@ namespace KEP_REPORT {
 
 /// One entry of the profile, with what was measured in it and the sections that were opened inside it.
 struct PROFILE_SECTION {
-  std::string m_name;
-  std::uint64_t m_times_entered = 0;
+  std::string m_name;                      ///< as the sections were opened
+  std::uint64_t m_times_entered = 0;       ///< by all threads together
   double m_wall_seconds = 0;               ///< by a steady clock
   double m_cpu_seconds = 0;                ///< processor time of the whole process, all its threads together
   std::vector<PROFILE_SECTION> m_children; ///< in order of first entry

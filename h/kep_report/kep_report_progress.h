@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// How far a long phase is.
+
 #include "kep_report/kep_report_export.h"
 
 #include <atomic>
@@ -8,9 +11,9 @@
 
 /// A long phase of some work and how far it is. It lives on the stack of the function that does the work:
 ///
-///   KEP_REPORT_PROGRESS progress("edges", num_nodes);
-///   ...
-///   progress.add(10000); // by any thread, in big steps
+///     KEP_REPORT_PROGRESS progress("edges", num_nodes);
+///     ...
+///     progress.add(10000); // by any thread, in big steps
 ///
 /// A phase prints nothing. Whoever wants to show it sets a watcher; without one it is a counter that nobody
 /// reads.
@@ -22,10 +25,14 @@ public:
   KEP_REPORT_PROGRESS(const KEP_REPORT_PROGRESS&) = delete;
   KEP_REPORT_PROGRESS& operator=(const KEP_REPORT_PROGRESS&) = delete;
 
+  /// May be called from any thread. The steps should be big: all threads count in one number.
   void add(std::uint64_t done) { m_done.fetch_add(done, std::memory_order_relaxed); }
 
+  ///@{
+  /// As the phase was begun.
   const char* get_name() const { return m_name; }
   std::uint64_t get_total() const { return m_total; }
+  ///@}
   /// May be called from any thread while the phase lives. An estimated total may be passed.
   std::uint64_t get_done() const { return m_done.load(std::memory_order_relaxed); }
 
@@ -37,6 +44,7 @@ private:
 
 namespace KEP_REPORT {
 
+/// When a watcher is called: behind the beginning of a phase, and before its end.
 enum class PROGRESS_EVENT : int { BEGINS, ENDS };
 
 /// Is called on the thread of the phase when it begins and before it ends, by one thread at a time. In

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Where the text of a stream goes.
+
 #include "kep_report/kep_report_export.h"
 
 #include <cstddef>
@@ -10,6 +13,7 @@ namespace KEP_REPORT {
 
 /// The four streams.
 enum class STREAM : int { ERR, WARN, INFO, DEBUG };
+/// Of STREAM.
 inline constexpr std::size_t NUM_STREAMS = 4;
 
 /// Where the text of a stream goes. A sink gets one or more whole lines with their line ends, in one piece;

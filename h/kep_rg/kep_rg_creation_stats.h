@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <string>
 
+/// @file
 /// What a build counted: one record for nodes, written by one thread, and one for edges, a copy a worker
 /// thread. Plain values. A cdrn cache is a fanout cache (docs/glossary.md).
 
+/// What became of ports while nodes were made.
 struct KEP_RG_NODE_CREATION_STATS {
   std::uint32_t m_eliminated_num_nodes = 0;       ///< ports that were excluded, each time they were reached
   std::uint32_t m_created_num_nodes = 0;          ///< nodes of a uip, hipi twins left out
@@ -18,6 +20,7 @@ struct KEP_RG_NODE_CREATION_STATS {
   std::uint32_t m_created_num_nodes_boundary = 0; ///< nodes of ports of the top
 };
 
+/// What was found and stored while edges were made.
 struct KEP_RG_EXPORT KEP_RG_EDGE_CREATION_STATS {
   /// Starts the clocks.
   KEP_RG_EDGE_CREATION_STATS(unsigned node_count, const std::int32_t& nodes_per_display);
@@ -37,14 +40,19 @@ struct KEP_RG_EXPORT KEP_RG_EDGE_CREATION_STATS {
 
   /// Adds up the counters of work done; what is to do, the step and the clocks stay.
   void add(const KEP_RG_EDGE_CREATION_STATS& other);
+  /// The same as a new record, which has the step and the clocks of the left one.
+  friend KEP_RG_EDGE_CREATION_STATS operator+(KEP_RG_EDGE_CREATION_STATS left,
+                                              const KEP_RG_EDGE_CREATION_STATS& right) {
+    left.add(right);
+    return left;
+  }
   /// Processor time since the start, in seconds.
   double get_cpu_seconds() const;
   /// Wall time since the start, in whole seconds.
   std::int64_t get_wall_seconds() const;
 };
 
-KEP_RG_EXPORT KEP_RG_EDGE_CREATION_STATS operator+(KEP_RG_EDGE_CREATION_STATS left,
-                                                   const KEP_RG_EDGE_CREATION_STATS& right);
+namespace KEP_RG {
 
 /// Seconds as hours, minutes and seconds without leading zeros: 3725 reads 1h:2m:5s.
 KEP_RG_EXPORT std::string format_time(int seconds);
@@ -57,3 +65,5 @@ KEP_RG_EXPORT void print_stats(const KEP_RG_EDGE_CREATION_STATS& total);
 /// unless the step is 1, more than a second of processor time has passed.
 KEP_RG_EXPORT std::string format_progress(const KEP_RG_EDGE_CREATION_STATS& total, std::uint64_t count,
                                           double cpu_seconds, std::int64_t wall_seconds);
+
+} // namespace KEP_RG

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// How `kep_rg` refuses what it is given.
+
 #include "kep_rg/kep_rg_export.h"
 
 #include <exception>
@@ -9,11 +12,13 @@
 /// function that refused, and the place in the source.
 class KEP_RG_EXPORT KEP_EXCEPTION : public std::exception {
 public:
+  /// Keeps a copy of the whole text.
   explicit KEP_EXCEPTION(const char* message);
   KEP_EXCEPTION(const KEP_EXCEPTION&) = default;
   KEP_EXCEPTION& operator=(const KEP_EXCEPTION&) = default;
   ~KEP_EXCEPTION() override;
 
+  /// The whole text; it lives as long as the exception.
   const char* what() const noexcept override;
 
 private:
@@ -30,10 +35,15 @@ public:
   ~KEP_RUNTIME_ERROR() override;
 };
 
+/// The free functions of `kep_rg` that have no prefix of their own.
+namespace KEP_RG {
+
 /// Throws KEP_RUNTIME_ERROR with "MESSAGE from function FUNCTION in FILE@LINE". A text ends at its first NUL.
 /// `function` is the qualified name without an argument list.
 [[noreturn, gnu::cold]] KEP_RG_EXPORT void throw_at_line(const std::string& message, const char* function,
                                                          const char* file, int line);
 
+} // namespace KEP_RG
+
 /// Throws from this line of this file.
-#define KEP_RG_THROW(function, message) ::throw_at_line((message), (function), __FILE__, __LINE__)
+#define KEP_RG_THROW(function, message) ::KEP_RG::throw_at_line((message), (function), __FILE__, __LINE__)

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The digest of a description, by which a graph is built.
+
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_rg/kep_rg_export.h"
 
@@ -11,23 +14,13 @@
 #include <string>
 #include <vector>
 
-/// The read-only digest of a description that a build and a trace work with: which modules stop a walk, which
-/// ports of a module take part in routing, and where a signal passes a mux without a node (a skip path). It
-/// is keyed on the folded model.
-///
-/// Stop modules, skip paths and exception instances, inserted, removed and ignored ports are those of
-/// docs/glossary.md.
-///
-/// The constructor digests everything once. Keys must belong to the database, which must outlive the object,
-/// as must the cache. The mutators are for the time before the first parallel phase; from then on any number
-/// of threads may read. What is absent is null or false; null is never a key.
-
 /// Walks an ordered set of pointers.
 template <class DERIVED, class VALUE>
 class KEP_RG_POINTER_SET_ITER
     : public boost::iterator_facade<DERIVED, const VALUE*, boost::forward_traversal_tag, const VALUE*> {
 public:
   KEP_RG_POINTER_SET_ITER() = default;
+  /// At that element.
   explicit KEP_RG_POINTER_SET_ITER(typename std::set<const VALUE*>::const_iterator at) : m_at(at) {}
 
 private:
@@ -47,19 +40,36 @@ class KEP_RG_PRIMITIVES_INSTANCE_ITER
   using KEP_RG_POINTER_SET_ITER::KEP_RG_POINTER_SET_ITER;
 };
 
+/// The read-only digest of a description that a build and a trace work with: which modules stop a walk, which
+/// ports of a module take part in routing, and where a signal passes a mux without a node (a skip path). It
+/// is keyed on the folded model.
+///
+/// Stop modules, skip paths and exception instances, inserted, removed and ignored ports are those of
+/// docs/glossary.md.
+///
+/// The constructor digests everything once. Keys must belong to the database, which must outlive the object,
+/// as must the cache. The mutators are for the time before the first parallel phase; from then on any number
+/// of threads may read. What is absent is null or false; null is never a key.
 class KEP_RG_EXPORT KEP_RG_PRIMITIVES {
 public:
+  ///@{
+  /// How ports are handed out: a set in the order of their indices, or a list in the order in which they
+  /// came.
   using PORT_SET = std::set<const KEP_PORT*, KEP_PORT_INDEX_COMPARE>;
   using PORTS = std::vector<const KEP_PORT*>;
   using INST_PORTS = std::vector<const KEP_INST_PORT*>;
+  ///@}
 
+  /// Digests the description of the database by this cache of it.
   KEP_RG_PRIMITIVES(const KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE* cache);
 
+  ///@{
   /// Where a skip path leads from an arc input: in every instance; on this instance alone; and, for an
   /// instance that is an exception of its skip mux, where it would have led.
   inline const PORTS* find_skip_path_outputs(const KEP_PORT* input) const;
   inline const INST_PORTS* find_skip_path_inst_outputs(const KEP_INST_PORT* input) const;
   inline const INST_PORTS* find_dont_skip_path_inst_outputs(const KEP_INST_PORT* input) const;
+  ///@}
   /// The output of the flyover from that input.
   inline const KEP_PORT* find_skip_path_sparerow_map(const KEP_PORT* input) const;
   /// False: neither a skip path nor a flyover begins at any inst port of the port.
@@ -67,6 +77,7 @@ public:
     return get_flags(port) & (SKIP_PATH | INST_PATH | SPARE_ROW);
   }
 
+  /// The ports at which instances of the module have inserted nodes, or null.
   const PORT_SET* get_inserted_ports(const KEP_MODULE* module) const;
   /// The ports of a primitive module that take part in routing. KEP_RUNTIME_ERROR for any other module.
   const PORT_SET& get_module_to_ports(KEP_MODULE* module) const;
@@ -75,9 +86,11 @@ public:
     const auto found = m_module_to_ports.find(module);
     return found == m_module_to_ports.end() ? nullptr : &found->second;
   }
+  /// The description inserts a node at the port.
   bool has_inserted_port(const KEP_PORT* port) const { return get_flags(port) & INSERTED; }
   /// The inserted ports entered for the port's module hold it.
   bool is_inserted_port(KEP_PORT* port) const { return get_flags(port) & INSERTED_IN_MODULE; }
+  /// The removed ports entered for its module hold it.
   bool is_removed_port(KEP_PORT* port) const { return get_flags(port) & REMOVED_IN_MODULE; }
   /// An output on an exception instance of a skip mux.
   inline bool is_inserted_inst_port(KEP_INST_PORT* inst_port) const;
@@ -88,13 +101,18 @@ public:
     KEP_PORT* port = inst_port->get_port();
     return has_inserted_port(port) || is_inserted_port(port) || is_inserted_inst_port(inst_port);
   }
+  ///@{
+  /// docs/glossary.md: routing root, BLC bidirectional buffer, ignored port.
   bool is_routing_root(const KEP_MODULE* module) const { return get_flags(module) & ROUTING_ROOT; }
   bool is_blc_bidir_buffer(const KEP_MODULE* module) const { return get_flags(module) & BLC_BIDIR_BUFFER; }
   bool port_is_ignored(const KEP_PORT* port) const { return get_flags(port) & IGNORED; }
+  ///@}
   /// True for every instance, null included: the digest keeps no list of instances that are never muxes, so
   /// whoever asks takes any of them for one.
   bool is_sometimes_mux_instance(KEP_INSTANCE*) const { return true; }
 
+  ///@{
+  /// Where walks end. Their order hangs on the run: nothing that can be seen may come of it.
   boost::iterator_range<KEP_RG_PRIMITIVES_MODULE_ITER> iter_stop_modules() const {
     return {KEP_RG_PRIMITIVES_MODULE_ITER(m_stop_modules.begin()),
             KEP_RG_PRIMITIVES_MODULE_ITER(m_stop_modules.end())};
@@ -103,7 +121,9 @@ public:
     return {KEP_RG_PRIMITIVES_INSTANCE_ITER(m_stop_instances.begin()),
             KEP_RG_PRIMITIVES_INSTANCE_ITER(m_stop_instances.end())};
   }
+  ///@}
 
+  /// The wire type at this place, or null.
   const KEP_WIRE_TYPE* find_wire_type(const KEP_UNFOLDED_INST_PORT& uip) const {
     return m_routing_primitive->find_wire_type(uip);
   }
@@ -112,6 +132,8 @@ public:
     return m_routing_primitive->ends_wire_type_path(port) &&
            !m_routing_primitive->find_wire_type(port->get_parent(), KEP_RELATIVE_PATH::create({}, port));
   }
+  ///@{
+  /// The hipi type of the port, and whether it is this one, m, t, p, or one of t and m.
   KEP_ROUTING_PRIMITIVE_HIPI get_hipi_type(const KEP_PORT* port) const {
     return m_routing_primitive_cache->get_hipi_type(port);
   }
@@ -131,16 +153,20 @@ public:
     const KEP_ROUTING_PRIMITIVE_HIPI hipi = get_hipi_type(port);
     return hipi == KEP_ROUTING_PRIMITIVE_HIPI::M || hipi == KEP_ROUTING_PRIMITIVE_HIPI::T;
   }
+  ///@}
+  /// NONE for a module without one and for null.
   KEP_ROUTING_PRIMITIVE_TUNNEL get_tunnel_type(const KEP_MODULE* module) const {
     return m_routing_primitive->get_tunnel_type(module);
   }
   /// The icd name where the port has one, else its name; empty for null.
   std::string get_blc_icd_port_name(const KEP_PORT* port) const;
 
+  ///@{
   /// Each appends `output` to the outputs of `input`.
   void add_skip_path_port(const KEP_PORT* input, const KEP_PORT* output);
   void add_skip_path_inst_port(const KEP_INST_PORT* input, const KEP_INST_PORT* output);
   void add_dont_skip_path_inst_port(const KEP_INST_PORT* input, const KEP_INST_PORT* output);
+  ///@}
   /// As add_skip_path_inst_port; KEP_RUNTIME_ERROR when one of the two is null.
   void add_skip_path(KEP_INST_PORT* input, KEP_INST_PORT* output);
   /// Makes every arc of the instance's master a skip path on this instance, but those that are one already
@@ -252,5 +278,5 @@ inline const KEP_PORT* KEP_RG_PRIMITIVES::find_skip_path_sparerow_map(const KEP_
 }
 
 inline bool KEP_RG_PRIMITIVES::is_inserted_inst_port(KEP_INST_PORT* inst_port) const {
-  return (get_flags(inst_port) & INST_INSERTED) && m_inserted_inst_ports.contains(inst_port);
+  return (get_flags(inst_port) & INST_INSERTED) && m_inserted_inst_ports.count(inst_port) != 0;
 }

@@ -89,14 +89,14 @@ std::uint32_t KEP_ROUTING_BUILDER_GRAPH::allocate_nodes(std::uint32_t count) {
 }
 
 void KEP_ROUTING_BUILDER_GRAPH::put_nodes(std::uint32_t index, std::uint32_t occurrence,
-                                          std::span<const std::uint32_t> inst_ports) {
+                                          boost::iterator_range<const std::uint32_t*> inst_ports) {
   while (!inst_ports.empty()) {
-    const std::span<KEP_ROUTING_BUILDER_NODE> nodes = get_nodes_from(index);
+    const auto nodes = get_nodes_from(index);
     const std::size_t count = std::min(nodes.size(), inst_ports.size());
     for (std::size_t i = 0; i != count; ++i)
-      nodes[i].set(occurrence, inst_ports[i], false);
+      nodes.begin()[i].set(occurrence, inst_ports.begin()[i], false);
     index += static_cast<std::uint32_t>(count);
-    inst_ports = inst_ports.subspan(count);
+    inst_ports.advance_begin(static_cast<std::ptrdiff_t>(count));
   }
 }
 

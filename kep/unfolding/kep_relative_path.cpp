@@ -2,8 +2,6 @@
 
 #include "kep/database/kep_db_storage.h"
 
-#include <boost/functional/hash.hpp>
-
 KEP_RELATIVE_PATH KEP_RELATIVE_PATH::create(const std::vector<KEP_INSTANCE*>& chain, const KEP_PORT* port) {
   if (!port) return {};
   const KEP_MODULE* start = chain.empty() ? port->get_parent() : chain.front()->get_parent();
@@ -36,13 +34,6 @@ std::vector<KEP_INSTANCE*> KEP_RELATIVE_PATH::get_instances(const KEP_DB* db) co
     module = slot.m_module;
   }
   return chain;
-}
-
-std::size_t hash_value(const KEP_RELATIVE_PATH& path) {
-  std::size_t seed = 0;
-  for (const std::uint32_t word : path.get_words())
-    boost::hash_combine(seed, word);
-  return seed;
 }
 
 KEP_MODULE_RELATIVE_PATHS* KEP_RELATIVE_PATH_TABLE::find(const KEP_MODULE* module) {

@@ -17,7 +17,7 @@ std::string kep_rg_get_reason(const KEP_EXCEPTION& error) {
   return text.substr(0, text.rfind(" from function "));
 }
 
-void throw_at_line(const std::string& message, const char* function, const char* file, int line) {
+void KEP_RG::throw_at_line(const std::string& message, const char* function, const char* file, int line) {
   const std::string text = fmt::format("{} from function {} in {}@{}", message, function, file, line);
   throw KEP_RUNTIME_ERROR(text.c_str()); // up to its first NUL
 }

@@ -53,13 +53,7 @@ std::int64_t KEP_RG_EDGE_CREATION_STATS::get_wall_seconds() const {
   return (get_wall_ticks() - wall_start) / 10000000;
 }
 
-KEP_RG_EDGE_CREATION_STATS operator+(KEP_RG_EDGE_CREATION_STATS left,
-                                     const KEP_RG_EDGE_CREATION_STATS& right) {
-  left.add(right);
-  return left;
-}
-
-std::string format_time(int seconds) {
+std::string KEP_RG::format_time(int seconds) {
   const int minutes = seconds / 60;
   const int hours = minutes / 60;
   return fmt::format("{}h:{}m:{}s", hours, minutes - hours * 60, seconds - minutes * 60);
@@ -77,7 +71,7 @@ void KEP_RG_BUILD::print_node_stats() const {
   info() << "Eliminated Total nodes = " << m_node_stats.m_eliminated_num_nodes << std::endl;
 }
 
-void print_stats(const KEP_RG_EDGE_CREATION_STATS& total) {
+void KEP_RG::print_stats(const KEP_RG_EDGE_CREATION_STATS& total) {
   info() << "n_skip_port = " << total.n_skip_port << std::endl;
   info() << "          n_edges = " << total.n_edges << std::endl;
   info() << "n_redundant_edges = " << total.n_redundant_edges << std::endl;
@@ -98,8 +92,8 @@ void print_stats(const KEP_RG_EDGE_CREATION_STATS& total) {
          << std::endl;
 }
 
-std::string format_progress(const KEP_RG_EDGE_CREATION_STATS& total, std::uint64_t count, double cpu_seconds,
-                            std::int64_t wall_seconds) {
+std::string KEP_RG::format_progress(const KEP_RG_EDGE_CREATION_STATS& total, std::uint64_t count,
+                                    double cpu_seconds, std::int64_t wall_seconds) {
   const std::uint64_t before = total.n_nodes_done;
   const std::uint64_t after = before + count;
   const std::uint64_t step = total.nodes_per_display;

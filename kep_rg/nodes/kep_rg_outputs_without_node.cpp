@@ -43,7 +43,7 @@ const char* KEP_RG_OUTPUTS_WITHOUT_NODE::get_counter_name(REASON reason) {
   return REASONS[static_cast<std::size_t>(reason)].m_counter_name;
 }
 
-std::string format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs) {
+std::string KEP_RG::format_outputs_without_node(const KEP_RG_OUTPUTS_WITHOUT_NODE& outputs) {
   std::string text;
   for (std::size_t i = 0; i != outputs.m_counts.size(); ++i) {
     if (outputs.m_counts[i].m_number == 0) continue;

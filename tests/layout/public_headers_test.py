@@ -1,4 +1,4 @@
-"""Compiles each public header by itself, as C++20.
+"""Compiles each public header by itself, as C++17: the libraries are C++20, programs need not be.
 
 usage: public_headers_test.py COMPILER FOLDER_OF_GENERATED_HEADERS
 """
@@ -14,7 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 def compile_alone(compiler, generated, header):
     """What the compiler says of a source that includes the header and nothing else; "" if all is well."""
-    command = [compiler, "-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-x", "c++", "-"]
+    command = [compiler, "-std=c++17", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-x", "c++", "-"]
     command += ["-I", str(ROOT / "h"), "-I", generated]
     done = subprocess.run(command, input=f'#include "{header}"\n', capture_output=True, text=True, check=False)
     return done.stderr if done.returncode or done.stderr else ""

@@ -25,16 +25,24 @@ inline KEP_UNFOLDED_INST_PORT NUMBERED_FWD_EDGE::get_mux_input() const {
 }
 
 /// Fanins stand in the order of their nodes, so those of one node side by side.
-inline NUMBERED_FWD_EDGE NUMBERED_REV_EDGE::find_fwd_edge() const {
-  if (m_fanin == NUMBERED_GRAPH::NONE) return {};
+inline std::uint32_t NUMBERED_REV_EDGE::find_fwd_index() const {
+  if (m_fanin == NUMBERED_GRAPH::NONE) return NUMBERED_GRAPH::NONE;
   const KEP_FOLDED_WORDS& fanins = m_source.m_graph->m_tables.m_fanins;
   std::uint32_t num_before = 0;
   while (m_position - num_before != m_source.m_first &&
          fanins[m_position - num_before - 1].m_bits == fanins[m_position].m_bits)
     ++num_before;
-  for (const NUMBERED_FWD_EDGE& edge : NUMBERED_GRAPH(*m_source.m_graph).iter_all_fanout(m_fanin))
-    if (edge.get_fanout() == m_source.m_node && num_before-- == 0) return edge;
-  return {}; // in a damaged graph
+  std::uint32_t index = 0;
+  for (const NUMBERED_FWD_EDGE& edge : NUMBERED_GRAPH(*m_source.m_graph).iter_all_fanout(m_fanin)) {
+    if (edge.get_fanout() == m_source.m_node && num_before-- == 0) return index;
+    ++index;
+  }
+  return NUMBERED_GRAPH::NONE; // in a damaged graph
+}
+inline NUMBERED_FWD_EDGE NUMBERED_REV_EDGE::find_fwd_edge() const {
+  const std::uint32_t index = find_fwd_index();
+  if (index == NUMBERED_GRAPH::NONE) return {};
+  return NUMBERED_GRAPH(*m_source.m_graph).iter_all_fanout(m_fanin)[index];
 }
 
 inline NUMBERED_GRAPH::RANGE<NUMBERED_FWD_EDGE>

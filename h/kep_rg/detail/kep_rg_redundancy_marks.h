@@ -29,7 +29,7 @@ public:
     case MARK::SOMEWHERE:
       break;
     }
-    return m_uips->contains(uip);
+    return m_uips->count(uip) != 0;
   }
 
   /// Some uip of the inst port is in the set.

@@ -168,7 +168,8 @@ void put_row(GRAPH_BUILD& build, unsigned count) {
   std::vector<std::uint32_t> inst_ports(count);
   std::iota(inst_ports.begin(), inst_ports.end(), 0U);
   constexpr std::uint32_t TOP = 1;
-  build.graph()->put_nodes(build.graph()->allocate_nodes(count), TOP, inst_ports);
+  build.graph()->put_nodes(build.graph()->allocate_nodes(count), TOP,
+                           {inst_ports.data(), inst_ports.data() + count});
 }
 
 TEST(RoutingBuilderBulk, NodesAreThoseOfTheInstPortsInEachChunk) {
@@ -192,7 +193,8 @@ TEST(RoutingBuilderBulk, NodesAreFoundOnceAllAreAdded) {
   GRAPH_BUILD build(*db);
   const BUILDER_NODE* single = build.add("i1:z");
   EXPECT_EQ(build.graph()->allocate_nodes(2), 1U);
-  build.graph()->put_nodes(1, single->get_occurrence(), std::vector<std::uint32_t>{2, 0});
+  constexpr std::uint32_t INST_PORTS[] = {2, 0};
+  build.graph()->put_nodes(1, single->get_occurrence(), {std::begin(INST_PORTS), std::end(INST_PORTS)});
   EXPECT_EQ(build.find("i2:z"), nullptr) << "it was not added";
   build.cache().add_all_routing_nodes();
   for (const char* name : {"i0:z", "i1:z", "i2:z"})

@@ -16,7 +16,7 @@ static_assert(sizeof(KEP_RUNTIME_ERROR) == sizeof(KEP_EXCEPTION));
 
 TEST(ThrowAtLine, TellsMessageFunctionFileAndLineWithNoBlankAroundTheAtSign) {
   try {
-    throw_at_line("No such thing", "KEP_RG_BUILD::create_node_hipi", "kep_rg/kep_rg_build", 4711);
+    KEP_RG::throw_at_line("No such thing", "KEP_RG_BUILD::create_node_hipi", "kep_rg/kep_rg_build", 4711);
     FAIL();
   } catch (const KEP_RUNTIME_ERROR& error) {
     EXPECT_STREQ(error.what(),
@@ -25,15 +25,16 @@ TEST(ThrowAtLine, TellsMessageFunctionFileAndLineWithNoBlankAroundTheAtSign) {
 }
 
 TEST(ThrowAtLine, LetsAMessageThatEndsInANameReadStraightOnIntoTheFunction) {
-  EXPECT_EQ(
-      failure_text([] { throw_at_line("Must have existing routing node for uip = a/b:c", "f", "file", 1); }),
-      "Must have existing routing node for uip = a/b:c from function f in file@LINE");
+  EXPECT_EQ(failure_text([] {
+              KEP_RG::throw_at_line("Must have existing routing node for uip = a/b:c", "f", "file", 1);
+            }),
+            "Must have existing routing node for uip = a/b:c from function f in file@LINE");
 }
 
 TEST(ThrowAtLine, TellsTheSameLineWhateverTheLocale) {
   const ODD_LOCALE locale;
   try {
-    throw_at_line("Refused", "f", "file", 4711);
+    KEP_RG::throw_at_line("Refused", "f", "file", 4711);
     FAIL();
   } catch (const KEP_RUNTIME_ERROR& error) {
     EXPECT_STREQ(error.what(), "Refused from function f in file@4711");
@@ -42,7 +43,7 @@ TEST(ThrowAtLine, TellsTheSameLineWhateverTheLocale) {
 
 TEST(ThrowAtLine, EndsTheTextAtItsFirstNul) {
   try {
-    throw_at_line(std::string("cut\0off", 7), "f", "file", 1);
+    KEP_RG::throw_at_line(std::string("cut\0off", 7), "f", "file", 1);
     FAIL();
   } catch (const KEP_RUNTIME_ERROR& error) {
     EXPECT_STREQ(error.what(), "cut");
@@ -50,15 +51,15 @@ TEST(ThrowAtLine, EndsTheTextAtItsFirstNul) {
 }
 
 TEST(ThrowAtLine, DoesNotReadAPercentSignAsAPlaceholder) {
-  EXPECT_EQ(failure_text([] { throw_at_line("100%s %1%", "f", "file", 1); }),
+  EXPECT_EQ(failure_text([] { KEP_RG::throw_at_line("100%s %1%", "f", "file", 1); }),
             "100%s %1% from function f in file@LINE");
 }
 
 TEST(RuntimeError, CanBeCaughtAsEachOfItsBases) {
-  EXPECT_THROW(throw_at_line("m", "f", "file", 1), KEP_RUNTIME_ERROR);
-  EXPECT_THROW(throw_at_line("m", "f", "file", 1), KEP_EXCEPTION);
+  EXPECT_THROW(KEP_RG::throw_at_line("m", "f", "file", 1), KEP_RUNTIME_ERROR);
+  EXPECT_THROW(KEP_RG::throw_at_line("m", "f", "file", 1), KEP_EXCEPTION);
   try {
-    throw_at_line("m", "f", "file", 1);
+    KEP_RG::throw_at_line("m", "f", "file", 1);
     FAIL();
   } catch (const std::exception& error) {
     EXPECT_STREQ(error.what(), "m from function f in file@1");

@@ -96,7 +96,7 @@ TEST(Locale, ChangesNoTextOfTheLibrary) {
 
 TEST(Locale, ChangesNoTime) {
   const ODD_LOCALE locale;
-  EXPECT_EQ(format_time(1234 * 3600 + 56 * 60 + 42), "1234h:56m:42s");
+  EXPECT_EQ(KEP_RG::format_time(1234 * 3600 + 56 * 60 + 42), "1234h:56m:42s");
 }
 
 } // namespace locale_test

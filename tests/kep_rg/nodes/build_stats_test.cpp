@@ -16,20 +16,20 @@ KEP_RG_EDGE_CREATION_STATS stats(unsigned nodes, int step) {
 
 std::string printed(const KEP_RG_EDGE_CREATION_STATS& total) {
   KEP_REPORT_CAPTURE capture;
-  print_stats(total);
+  KEP_RG::print_stats(total);
   return std::regex_replace(capture.text(KEP_REPORT::STREAM::INFO), std::regex("[0-9]+h:[0-9]+m:[0-9]+s"),
                             "TIME");
 }
 
 TEST(BuildStats, ReadTimesWithoutLeadingZeros) {
-  EXPECT_EQ(format_time(0), "0h:0m:0s");
-  EXPECT_EQ(format_time(59), "0h:0m:59s");
-  EXPECT_EQ(format_time(60), "0h:1m:0s");
-  EXPECT_EQ(format_time(3599), "0h:59m:59s");
-  EXPECT_EQ(format_time(3600), "1h:0m:0s");
-  EXPECT_EQ(format_time(3725), "1h:2m:5s");
-  EXPECT_EQ(format_time(360000), "100h:0m:0s");
-  EXPECT_EQ(format_time(-61), "0h:-1m:-1s") << "signed division, toward zero";
+  EXPECT_EQ(KEP_RG::format_time(0), "0h:0m:0s");
+  EXPECT_EQ(KEP_RG::format_time(59), "0h:0m:59s");
+  EXPECT_EQ(KEP_RG::format_time(60), "0h:1m:0s");
+  EXPECT_EQ(KEP_RG::format_time(3599), "0h:59m:59s");
+  EXPECT_EQ(KEP_RG::format_time(3600), "1h:0m:0s");
+  EXPECT_EQ(KEP_RG::format_time(3725), "1h:2m:5s");
+  EXPECT_EQ(KEP_RG::format_time(360000), "100h:0m:0s");
+  EXPECT_EQ(KEP_RG::format_time(-61), "0h:-1m:-1s") << "signed division, toward zero";
 }
 
 TEST(BuildStats, BeginWithTheNodesToDoAndTheStepWidenedWithItsSign) {
@@ -130,7 +130,7 @@ TEST(BuildStats, PrintHowLongTheEdgesTook) {
   KEP_RG_EDGE_CREATION_STATS total = stats(0, 1);
   total.wall_start -= 7325 * std::int64_t{10000000};
   KEP_REPORT_CAPTURE capture;
-  print_stats(total);
+  KEP_RG::print_stats(total);
   EXPECT_NE(capture.text(KEP_REPORT::STREAM::INFO).find("\nwall_clock time = 2h:2m:"), std::string::npos);
 }
 
@@ -144,7 +144,7 @@ KEP_RG_EDGE_CREATION_STATS halfway() {
 }
 
 TEST(BuildProgress, TellsWhatIsDoneAndWhatIsLeft) {
-  EXPECT_EQ(format_progress(halfway(), 100, 2.0, 10),
+  EXPECT_EQ(KEP_RG::format_progress(halfway(), 100, 2.0, 10),
             "(50% done) 250 nodes/s ... 0h:0m:10s time left [500 of 1000 nodes in 0h:0m:2s cpu, 0h:0m:10s "
             "wallclock] ... get_leaf: 600 calls/s, 1200 calls, 4 avg fanouts\n");
 }
@@ -152,57 +152,57 @@ TEST(BuildProgress, TellsWhatIsDoneAndWhatIsLeft) {
 TEST(BuildProgress, CutsTimesOffAndRoundsRates) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   total.n_nodes_done = 0;
-  EXPECT_EQ(format_progress(total, 300, 7.9, 4000),
+  EXPECT_EQ(KEP_RG::format_progress(total, 300, 7.9, 4000),
             "(30% done) 38 nodes/s ... 2h:35m:33s time left [300 of 1000 nodes in 0h:0m:7s cpu, 1h:6m:40s "
             "wallclock] ... get_leaf: 152 calls/s, 1200 calls, 4 avg fanouts\n");
 }
 
 TEST(BuildProgress, GivesNoAverageWithoutASearch) {
   KEP_RG_EDGE_CREATION_STATS total = stats(200, 100);
-  EXPECT_EQ(format_progress(total, 200, 2.0, 1),
+  EXPECT_EQ(KEP_RG::format_progress(total, 200, 2.0, 1),
             "(100% done) 100 nodes/s ... 0h:0m:0s time left [200 of 200 nodes in 0h:0m:2s cpu, 0h:0m:1s "
             "wallclock] ... get_leaf: 0 calls/s, 0 calls, 0 avg fanouts\n");
 }
 
 TEST(BuildProgress, IsDueOnlyWhenAMultipleOfTheStepIsCrossed) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
-  EXPECT_EQ(format_progress(total, 99, 2.0, 10), "");
-  EXPECT_NE(format_progress(total, 100, 2.0, 10), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 99, 2.0, 10), "");
+  EXPECT_NE(KEP_RG::format_progress(total, 100, 2.0, 10), "");
   total.n_nodes_done = 399;
-  EXPECT_NE(format_progress(total, 1, 2.0, 10), "");
-  EXPECT_EQ(format_progress(total, 0, 2.0, 10), "");
+  EXPECT_NE(KEP_RG::format_progress(total, 1, 2.0, 10), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 0, 2.0, 10), "");
 }
 
 TEST(BuildProgress, IsOneLineForARangeThatCrossesTwoMultiples) {
-  const std::string line = format_progress(halfway(), 250, 2.0, 10);
+  const std::string line = KEP_RG::format_progress(halfway(), 250, 2.0, 10);
   EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
   EXPECT_NE(line.find("[650 of 1000 nodes"), std::string::npos);
 }
 
 TEST(BuildProgress, StaysSilentUpToOneSecondAndLosesTheCrossing) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
-  EXPECT_EQ(format_progress(total, 500, 0.5, 0), "");
-  EXPECT_EQ(format_progress(total, 500, 1.0, 0), "");
-  EXPECT_NE(format_progress(total, 500, 1.001, 0), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 500, 0.5, 0), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 500, 1.0, 0), "");
+  EXPECT_NE(KEP_RG::format_progress(total, 500, 1.001, 0), "");
   total.n_nodes_done = 900;
-  EXPECT_EQ(format_progress(total, 50, 5.0, 5), "") << "the next line comes at the next crossing";
+  EXPECT_EQ(KEP_RG::format_progress(total, 50, 5.0, 5), "") << "the next line comes at the next crossing";
 }
 
 TEST(BuildProgress, NeedsNoSecondWhenTheStepIsOne) {
   KEP_RG_EDGE_CREATION_STATS total = halfway();
   total.nodes_per_display = 1;
-  EXPECT_NE(format_progress(total, 1, 0.25, 0), "");
-  EXPECT_EQ(format_progress(total, 0, 0.25, 0), "");
+  EXPECT_NE(KEP_RG::format_progress(total, 1, 0.25, 0), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 0, 0.25, 0), "");
 }
 
 TEST(BuildProgress, IsNothingForAGraphWithoutNodes) {
-  EXPECT_EQ(format_progress(stats(0, 1), 5, 2.0, 2), "");
+  EXPECT_EQ(KEP_RG::format_progress(stats(0, 1), 5, 2.0, 2), "");
 }
 
 TEST(BuildProgress, NeverComesWithANegativeStep) {
   KEP_RG_EDGE_CREATION_STATS total = stats(1000, -5);
   total.n_nodes_done = 400;
-  EXPECT_EQ(format_progress(total, 600, 5.0, 5), "");
+  EXPECT_EQ(KEP_RG::format_progress(total, 600, 5.0, 5), "");
 }
 
 } // namespace build_stats_test

@@ -51,7 +51,7 @@ TEST(BuildWithoutNode, TellsPortsWithoutHeaderAndUnconnectedOnes) {
   c.arcs("MUX", {"a"}, "o");
   c.arcs("MUX", {"a"}, "p");
   EXPECT_EQ(text_of(built(c)), "4 no inst header and no wire type (t0/bare:o)\n4 unconnected (t0/m:o)\n");
-  EXPECT_EQ(format_outputs_without_node(c.builder().get_outputs_without_node()),
+  EXPECT_EQ(KEP_RG::format_outputs_without_node(c.builder().get_outputs_without_node()),
             "4 no inst header and no wire type; 4 unconnected");
   EXPECT_EQ(c.builder().get_node_stats().m_eliminated_num_nodes, 4U) << "this counter counts as ever";
 }
@@ -68,7 +68,7 @@ TEST(BuildWithoutNode, CountsNothingWhereEveryOutputIsANode) {
   )");
   c.arcs("MUX", {"a"}, "o");
   EXPECT_EQ(text_of(built(c)), "");
-  EXPECT_EQ(format_outputs_without_node(c.builder().get_outputs_without_node()), "");
+  EXPECT_EQ(KEP_RG::format_outputs_without_node(c.builder().get_outputs_without_node()), "");
 }
 
 TEST(BuildWithoutNode, AnInsertedPortThatHasItsNodeIsNotCounted) {
@@ -211,8 +211,8 @@ TEST(BuildWithoutNode, GroupsTheDigitsOfLargeNumbers) {
   outputs.m_counts[static_cast<std::size_t>(REASON::UNCONNECTED)].m_number = 120000;
   outputs.m_counts[static_cast<std::size_t>(REASON::REMOVED)].m_number = 999;
   outputs.m_counts[static_cast<std::size_t>(REASON::SKIP)].m_number = 1234567890;
-  EXPECT_EQ(format_outputs_without_node(outputs), "120,000 unconnected; "
-                                                  "999 removed; 1,234,567,890 behind a skip path");
+  EXPECT_EQ(KEP_RG::format_outputs_without_node(outputs), "120,000 unconnected; "
+                                                          "999 removed; 1,234,567,890 behind a skip path");
   EXPECT_EQ(outputs.get_total(), 1234688889U);
   EXPECT_EQ(outputs.get(REASON::REMOVED).m_number, 999U);
 }
