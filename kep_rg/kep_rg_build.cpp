@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_build.h"
 
+#include "kep/common/kep_arena.h"
 #include "kep_report/kep_report_profiler.h"
 #include "kep_report/kep_report_progress.h"
 #include "kep_rg/common/kep_rg_report.h"
@@ -10,7 +11,6 @@
 #include "kep_rg/nodes/kep_rg_node_plans.h"
 
 #include <fmt/format.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <iostream>
@@ -175,8 +175,7 @@ void KEP_RG_BUILD::add_nodes_by_plans(KEP_UNFOLDED_MODULE top) {
   m_node_plans = std::make_unique<KEP_RG_NODE_PLANS>(
       KEP_RG_NODE_PLANS::TARGETS{*m_builder_graph, m_node_stats, m_outputs_without_node, m_node_progress});
   add_nodes_module(top, nullptr, false);
-  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
-  arena.execute([this] { m_node_plans->put_nodes(); });
+  kep_run_in_arena(static_cast<int>(m_num_threads), [this] { m_node_plans->put_nodes(); });
   m_node_plans.reset();
   m_node_cache.add_all_routing_nodes();
 }

@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_parse_redundancy.h"
 
+#include "kep/common/kep_arena.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_profiler.h"
@@ -97,8 +98,7 @@ bool KEP_RG_PARSE_REDUNDANCY::parse(KEP_RG_MODULE_RELATIVE_PORTS* out, std::stri
   if (modules.empty()) return false;
 
   KEP_RG_PARSE_RELATIVE_PORTS_STATE state{modules.front(), &m_view_type_rank, {}, {}, {}};
-  tbb::task_arena arena(m_num_threads < 0 ? tbb::task_arena::automatic : m_num_threads, 1);
-  arena.execute([&] {
+  kep_run_in_arena(m_num_threads < 0 ? tbb::task_arena::automatic : m_num_threads, [&] {
     const KEP_RG_REDUNDANCY_PAIRS pairs(text.substr(tokens.get_end()));
     const bool valid_ = pairs.get_num_tokens() % 2 == 0; // told like a token that is not there
     KEP_ASSERT(valid_);

@@ -1,5 +1,6 @@
 #include "kep_rg/kep_rg_post_checks.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report.h"
 #include "kep_report/kep_report_assert.h"
@@ -112,17 +113,14 @@ bool KEP_RG_POST_CHECKS::test_hipi_api() {
   const NODE_ITER_RANGE nodes = m_db->get_routing_template_graph()->iter_nodes_with_grain(GRAIN);
   if (nodes.empty()) return true;
   std::atomic<bool> result = true;
-  tbb::task_group_context context;
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(
-      nodes,
-      [&result](const NODE_ITER_RANGE& range) {
-        KEP_TSAN::begin_body();
-        if (!check_hipi(range)) result = false;
-        KEP_TSAN::end_body();
-      },
-      tbb::auto_partitioner(), context);
-  KEP_TSAN::after_loop();
+  const auto check = [&result](const NODE_ITER_RANGE& range) {
+    KEP_TSAN::begin_body();
+    if (!check_hipi(range)) result = false;
+    KEP_TSAN::end_body();
+  };
+  kep_run_loop([&](tbb::task_group_context& context) {
+    tbb::parallel_for(nodes, check, tbb::auto_partitioner(), context);
+  });
   return result;
 }
 

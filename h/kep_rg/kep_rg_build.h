@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Building the routing graph of a device.
+
 #include "kep/kep_db_cache.h"
 #include "kep/kep_routing_builder.h"
 #include "kep_report/kep_report_assert.h"
@@ -34,7 +37,7 @@ class KEP_RG_NODE_PLANS;
 /// What a build is told. A small value; setters change the object and return a copy, so that calls chain.
 class KEP_RG_EXPORT KEP_RG_BUILD_PARAMS {
 public:
-  /// The most threads that the edge phase uses, taken as it stands. Default 1.
+  /// The most threads that a build uses, taken as it stands. Default 1.
   KEP_RG_BUILD_PARAMS set_num_threads(int num_threads) {
     m_num_threads = static_cast<std::uint32_t>(num_threads);
     return *this;
@@ -63,6 +66,8 @@ public:
   /// The first memory size of the graph, in MiB. Default 1. The one setter that does not chain.
   void set_init_size_MiB(std::size_t size) { m_init_size_MiB = size; }
 
+  ///@{
+  /// What was set, or the default.
   unsigned get_num_threads() const { return m_num_threads; }
   bool get_verbose() const { return m_verbose; }
   int get_nodes_per_display() const { return m_nodes_per_display; }
@@ -70,6 +75,7 @@ public:
     return m_routing_primitive_cache;
   }
   std::size_t get_init_size_MiB() const { return m_init_size_MiB; }
+  ///@}
 
 private:
   const KEP_DB_ROUTING_PRIMITIVE_CACHE* m_routing_primitive_cache = nullptr;
@@ -81,24 +87,29 @@ private:
 
 /// Turns a database with a finished description into its routing graph (docs/glossary.md).
 ///
-///   KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS().set_num_threads(2));
-///   build.build(); // db->get_routing_template_graph() now shows the new graph
+///     KEP_RG_BUILD build(db, KEP_RG_BUILD_PARAMS().set_num_threads(2));
+///     build.build(); // db->get_routing_template_graph() now shows the new graph
 ///
 /// The constructor digests the description, which must be complete: it asserts that there is one. build()
 /// runs once per object; it is build_nodes() and then build_edges(). The finished graph belongs to the
 /// database and outlives the builder; the graph under construction dies with it. One thread calls; the edge
 /// phase uses others inside. Phase lines and statistics go to the information stream of kep_report. A graph
-/// past its limits gives KEP_DB_ERROR; the database then keeps the graph that it had.
+/// past its limits gives KEP_DB_ERROR, and a build whose task group was cancelled KEP_CANCELLED
+/// (kep_cancelled.h); the database then keeps the graph that it had, and the builder is spent.
 class KEP_RG_EXPORT KEP_RG_BUILD {
 public:
+  /// Digests the description. The database must not be null and must outlive the builder.
   KEP_RG_BUILD(KEP_DB* db, KEP_RG_BUILD_PARAMS params);
   ~KEP_RG_BUILD();
   KEP_RG_BUILD(const KEP_RG_BUILD&) = delete;
   KEP_RG_BUILD& operator=(const KEP_RG_BUILD&) = delete;
 
+  ///@{
+  /// The whole build, or its two phases, each once and in this order.
   void build();
   void build_nodes();
   void build_edges();
+  ///@}
   /// Reads the redundant inputs, unless there are some already.
   void build_redundant_inputs();
 
@@ -123,6 +134,9 @@ public:
   /// one did.
   std::string explain_no_nodes() const;
 
+  ///@{
+  /// What the builder works with. All of it belongs to the builder, but for the database and for a cache that
+  /// the caller gave, and dies with it.
   KEP_DB* get_db() { return m_db; }
   KEP_ROUTING_BUILDER_GRAPH* get_builder_graph() { return m_builder_graph.get(); }
   KEP_ROUTING_BUILDER_NODE_CACHE& get_node_cache() { return m_node_cache; }
@@ -131,14 +145,20 @@ public:
   }
   unsigned get_num_threads() { return m_num_threads; }
   bool get_verbose() { return m_verbose; }
+  ///@}
 
+  ///@{
+  /// What was counted while nodes were made; zero before.
   const KEP_RG_NODE_CREATION_STATS& get_node_stats() const { return m_node_stats; }
   const KEP_RG_OUTPUTS_WITHOUT_NODE& get_outputs_without_node() const { return m_outputs_without_node; }
+  ///@}
   /// The sum over all threads; zero before the edge phase is over.
   const KEP_RG_EDGE_CREATION_STATS& get_edge_stats() const { return m_edge_stats; }
+  ///@{
   /// The estimates made before the first node: nodes of uips, and boundary nodes.
   std::uint64_t get_counted_n() const { return m_counted_n; }
   std::uint64_t get_counted_boundary() const { return m_counted_boundary; }
+  ///@}
   /// The phases that ran, in order, each with its wall time in seconds.
   const KEP_RG_PHASES& get_phase_seconds() const { return m_phase_seconds; }
 

@@ -1,7 +1,10 @@
 #include "kep/graph_building/kep_node_sorter.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep/graph/kep_node_word.h"
+#include "kep/kep_cancelled.h"
+#include "kep/kep_db.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -14,9 +17,11 @@ constexpr std::uint32_t PLACES_AT_A_TIME = 1024;
 
 KEP_NODE_SORTER::KEP_NODE_SORTER(KEP_ROUTING_BUILDER_GRAPH& graph)
     : m_graph(graph), m_census(graph.get_db()->get_unfolding()) {
-  for (std::span<const KEP_ROUTING_BUILDER_NODE> nodes = graph.get_nodes_from(0); !nodes.empty();
-       nodes = graph.get_nodes_from(nodes.back().get_index() + 1))
-    add_nodes(nodes);
+  for (auto nodes = graph.get_nodes_from(0); !nodes.empty();
+       nodes = graph.get_nodes_from(nodes.back().get_index() + 1)) {
+    kep_throw_if_cancelled();
+    add_nodes({nodes.begin(), nodes.end()});
+  }
   if (!m_census.find_lacking()) return;
   for (const KEP_ROUTING_BUILDER_NODE* node : graph.iter_nodes(1))
     if (m_census.lacks_some(node->get_occurrence()))
@@ -36,15 +41,16 @@ void KEP_NODE_SORTER::add_nodes(std::span<const KEP_ROUTING_BUILDER_NODE> nodes)
 }
 
 void KEP_NODE_SORTER::write(const KEP_NODE_PLACES& places) {
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(tbb::blocked_range<std::uint32_t>(0, places.get_num_places(), PLACES_AT_A_TIME),
-                    [&](const tbb::blocked_range<std::uint32_t>& range) {
-                      KEP_TSAN::begin_body();
-                      for (std::uint32_t place = range.begin(); place != range.end(); ++place)
-                        if (places.get_num_nodes(place) != 0) write_place(places, place);
-                      KEP_TSAN::end_body();
-                    });
-  KEP_TSAN::after_loop();
+  using RANGE = tbb::blocked_range<std::uint32_t>;
+  const auto write_places = [&](const RANGE& range) {
+    KEP_TSAN::begin_body();
+    for (std::uint32_t place = range.begin(); place != range.end(); ++place)
+      if (places.get_num_nodes(place) != 0) write_place(places, place);
+    KEP_TSAN::end_body();
+  };
+  kep_run_loop([&](tbb::task_group_context& context) {
+    tbb::parallel_for(RANGE(0, places.get_num_places(), PLACES_AT_A_TIME), write_places, context);
+  });
 }
 
 void KEP_NODE_SORTER::write_place(const KEP_NODE_PLACES& places, std::uint32_t place) {

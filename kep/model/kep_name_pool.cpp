@@ -1,7 +1,10 @@
 #include "kep/model/kep_name_pool.h"
 
+#include "kep/kep_db.h"
+
 #include <algorithm>
 #include <functional>
+#include <string>
 
 const char* KEP_NAME_POOL::intern(std::string_view name) {
   if (m_names.size() * 3 >= m_table.size() * 2) grow();
@@ -37,6 +40,8 @@ void KEP_NAME_POOL::grow() {
 }
 
 const char* KEP_NAME_POOL::copy(std::string_view name) {
+  if (const std::size_t nul = name.find('\0'); nul != std::string_view::npos)
+    throw KEP_DB_ERROR("the name that begins \"" + std::string(name.substr(0, nul)) + "\" holds a NUL");
   const std::size_t bytes = name.size() + 1;
   if (bytes > m_num_free) {
     m_num_free = std::max(bytes, CHUNK_BYTES);

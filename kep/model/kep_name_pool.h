@@ -10,6 +10,7 @@
 /// names in thousands of modules.
 class KEP_NAME_POOL {
 public:
+  /// KEP_DB_ERROR for a name that holds a NUL: it would end there.
   const char* intern(std::string_view name);
   /// Gives up the table by which equal names are found; the names stay.
   void freeze() {

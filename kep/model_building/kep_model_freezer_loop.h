@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 
 #include <tbb/parallel_for.h>
@@ -15,8 +16,7 @@ void kep_for_each_on_all_threads(std::size_t count, const WORK& work) {
   std::mutex mutex;
   std::size_t first = count;
   std::exception_ptr thrown;
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(std::size_t{0}, count, [&](std::size_t i) {
+  const auto call = [&](std::size_t i) {
     KEP_TSAN::begin_body();
     try {
       work(i);
@@ -28,7 +28,8 @@ void kep_for_each_on_all_threads(std::size_t count, const WORK& work) {
       }
     }
     KEP_TSAN::end_body();
-  });
-  KEP_TSAN::after_loop();
+  };
+  kep_run_loop(
+      [&](tbb::task_group_context& context) { tbb::parallel_for(std::size_t{0}, count, call, context); });
   if (thrown) std::rethrow_exception(thrown);
 }

@@ -213,5 +213,5 @@ void KEP_MODEL_FREEZER::take_occurrences(std::span<const KEP_OCCURRENCE> given) 
               i);
       },
       [&](std::uint32_t i, std::uint32_t child) { check(given[i].m_first_child == child, i); });
-  unfolding.m_occurrences = KEP_TABLE<KEP_OCCURRENCE>::lend(given);
+  unfolding.m_occurrences = KEP_TABLE<KEP_OCCURRENCE>::lend(given.data(), given.size());
 }

@@ -1,5 +1,6 @@
 #include "kep/persistence/kep_database_restorer.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/database/kep_db_storage.h"
 #include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/persistence/kep_graph_verifier.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -39,21 +41,23 @@ std::unique_ptr<KEP_DB> KEP_DATABASE_RESTORER::restore() {
   // Both at a time. A failure that left one of them would stop the loops of the other halfway, and silently.
   std::exception_ptr model_failure;
   std::exception_ptr graph_failure;
-  tbb::parallel_invoke(
-      [&] {
-        model_failure = catch_failure([this] {
-          in_section("model", [this] { restore_model(); });
-          in_section("description", [this] { restore_description(); });
-          in_section("paths", [this] { restore_paths(); });
-        });
-      },
-      [&] {
-        graph_failure = catch_failure([this] {
-          in_section("graph", [this] {
-            if (m_tables.m_graph.is_built()) kep_verify_graph(m_tables);
-          });
-        });
+  const auto restore_all_but_graph = [&] {
+    model_failure = catch_failure([this] {
+      in_section("model", [this] { restore_model(); });
+      in_section("description", [this] { restore_description(); });
+      in_section("paths", [this] { restore_paths(); });
+    });
+  };
+  const auto verify_graph = [&] {
+    graph_failure = catch_failure([this] {
+      in_section("graph", [this] {
+        if (m_tables.m_graph.is_built()) kep_verify_graph(m_tables);
       });
+    });
+  };
+  kep_run_loop([&](tbb::task_group_context& context) {
+    tbb::parallel_invoke(restore_all_but_graph, verify_graph, context);
+  });
   for (const std::exception_ptr& failure : {model_failure, graph_failure})
     if (failure) std::rethrow_exception(failure);
   restore_graph();
@@ -76,7 +80,7 @@ KEP_PORT& KEP_DATABASE_RESTORER::get_port(std::uint32_t number) const {
 void KEP_DATABASE_RESTORER::restore_description() {
   const KEP_DESCRIPTION_TABLES& tables = m_tables.m_description;
   KEP_ROUTING_PRIMITIVE& store = m_db->m_graph->m_routing_primitive;
-  NAMES names(tables.m_names.get_values(), tables.m_inserted_nodes.size() + tables.m_wire_types.size());
+  NAMES names(std::span(tables.m_names), tables.m_inserted_nodes.size() + tables.m_wire_types.size());
   for (const std::uint32_t module : tables.m_routing_roots)
     store.add_routing_root(&get_module(module));
   restore_muxes();
@@ -180,7 +184,7 @@ KEP_RELATIVE_PATH KEP_DATABASE_RESTORER::get_path(const std::uint32_t* words) co
 
 void KEP_DATABASE_RESTORER::restore_paths() {
   const KEP_PATH_TABLES& tables = m_tables.m_paths;
-  NAMES names(tables.m_names.get_values(), tables.m_tables.size());
+  NAMES names(std::span(tables.m_names), tables.m_tables.size());
   CUTTER modules(tables.m_modules.size());
   CUTTER paths(tables.m_paths.size());
   for (const KEP_PATH_TABLES::TABLE& row : tables.m_tables) {

@@ -3,6 +3,8 @@
 #include "kep/persistence/kep_database_restorer.h"
 #include "kep/persistence/kep_table_rules.h"
 
+#include <span>
+
 using KEP_TABLE_RULES::CUTTER;
 using KEP_TABLE_RULES::NAMES;
 using KEP_TABLE_RULES::require;
@@ -113,8 +115,8 @@ private:
   }
 
   const KEP_MODEL_TABLES& m_tables;
-  NAMES m_names{m_tables.m_names.get_values(), m_tables.m_modules.size() + m_tables.m_ports.size() +
-                                                   m_tables.m_instances.size() + m_tables.m_net_names.size()};
+  NAMES m_names{std::span(m_tables.m_names), m_tables.m_modules.size() + m_tables.m_ports.size() +
+                                                 m_tables.m_instances.size() + m_tables.m_net_names.size()};
   CUTTER m_ports{m_tables.m_ports.size()};
   CUTTER m_instances{m_tables.m_instances.size()};
   CUTTER m_nets{m_tables.m_net_names.size()};
@@ -129,5 +131,5 @@ void KEP_DATABASE_RESTORER::restore_model() {
   require(tables.m_top < tables.m_modules.size(), "the top is no module");
   KEP_DB_BUILDER::MODEL model;
   MODEL_FILLER<KEP_DB_BUILDER::MODEL>(tables).fill(model);
-  m_db = KEP_MODEL_FREEZER(model).freeze(m_tables.m_positions.get_values());
+  m_db = KEP_MODEL_FREEZER(model).freeze(std::span(m_tables.m_positions));
 }

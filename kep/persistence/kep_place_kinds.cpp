@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
+#include <span>
 
 using KEP_TABLE_RULES::require;
 
@@ -120,7 +121,7 @@ void KEP_PLACE_KINDS::check_keys(std::size_t num_ports) const {
 /// there of the other.
 std::vector<std::uint32_t> KEP_PLACE_KINDS::find_kinds_of_modules() const {
   const auto get_keys = [this](std::uint32_t module) {
-    return m_tables.m_keys.get_values().subspan(m_tables.m_first_keys[module], get_num_ranks(module));
+    return std::span(m_tables.m_keys).subspan(m_tables.m_first_keys[module], get_num_ranks(module));
   };
   std::vector<std::uint32_t> kinds;
   kinds.reserve(m_num_modules);
@@ -185,7 +186,7 @@ std::uint32_t KEP_PLACE_KINDS::add_lacking(std::uint32_t module, std::uint32_t p
               num_nodes <= m_tables.m_ranks.size() - m_num_listed_ranks,
           "the ranks of a place are not listed");
   const std::span<const std::uint32_t> ranks =
-      m_tables.m_ranks.get_values().subspan(m_num_listed_ranks, num_nodes);
+      std::span(m_tables.m_ranks).subspan(m_num_listed_ranks, num_nodes);
   const bool goes_up = std::adjacent_find(ranks.begin(), ranks.end(), std::greater_equal<>()) == ranks.end();
   require(goes_up && ranks.back() < get_num_ranks(module), "the ranks of a place are in no order");
   m_num_listed_ranks += num_nodes;

@@ -1,5 +1,6 @@
 #include "kep_io/kep_database_file.h"
 
+#include "kep/kep_cancelled.h"
 #include "kep_io/database/kep_checksum.h"
 #include "kep_io/database/kep_database_layout.h"
 #include "kep_io/database/kep_database_reader.h"
@@ -24,6 +25,7 @@ void kep_write_database(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin, con
   } catch (const KEP_DB_ERROR& error) {
     throw KEP_IO_ERROR(fmt::format("{}: can't be written: {}", path, error.what()));
   }
+  kep_throw_if_cancelled(); // the last moment: what stood there is whole until now
   kep_commit_together({&file});
 }
 

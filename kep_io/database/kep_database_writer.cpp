@@ -1,5 +1,6 @@
 #include "kep_io/database/kep_database_writer.h"
 
+#include "kep/kep_cancelled.h"
 #include "kep/kep_routing_graph.h"
 #include "kep/persistence/kep_database_lister.h"
 #include "kep/persistence/kep_graph_verifier.h"
@@ -24,6 +25,7 @@ class STREAM : public kj::OutputStream {
 public:
   explicit STREAM(std::ostream& out) : m_out(out) {}
   void write(const void* bytes, std::size_t size) override {
+    kep_throw_if_cancelled();
     m_out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
   }
 
@@ -59,6 +61,7 @@ struct SECTION {
 
 template <class ROOT, class TABLES>
 SECTION make_section(const TABLES& tables, std::size_t max_chunk_bytes) {
+  kep_throw_if_cancelled();
   SECTION section;
   section.m_message = std::make_unique<capnp::MallocMessageBuilder>();
   kep_put_section(tables, max_chunk_bytes, section.m_message->initRoot<ROOT>());

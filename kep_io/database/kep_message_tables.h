@@ -41,7 +41,7 @@ void put(const KEP_TABLE<T>& table, std::size_t max_chunk_bytes, const INIT& ini
   auto chunks = init(static_cast<unsigned>(num_chunks));
   for (std::size_t i = 0; i != num_chunks; ++i) {
     const auto values =
-        table.get_values().subspan(i * elements, std::min(elements, table.size() - i * elements));
+        std::span(table).subspan(i * elements, std::min(elements, table.size() - i * elements));
     auto chunk = chunks.init(static_cast<unsigned>(i), static_cast<unsigned>(values.size()));
     const auto bytes = get_bytes(chunk.asReader());
     if (bytes.size() != values.size_bytes())
@@ -60,7 +60,7 @@ KEP_TABLE<T> get(CHUNKS chunks) {
     const std::size_t size = chunk.size();
     if (bytes.size() != size * sizeof(T)) throw ERROR("a table has rows of another size");
     const std::span<const T> values(reinterpret_cast<const T*>(bytes.begin()), size);
-    if (chunks.size() == 1) return KEP_TABLE<T>::lend(values);
+    if (chunks.size() == 1) return KEP_TABLE<T>::lend(values.data(), values.size());
     joined.insert(joined.end(), values.begin(), values.end());
   }
   return joined;

@@ -1,5 +1,6 @@
 #include "kep_io/kep_routing_reader.h"
 
+#include "kep/kep_cancelled.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_io/description/kep_routing_reader_operations.h"
 #include "kep_io/kep_io_error.h"
@@ -57,7 +58,9 @@ std::vector<std::string> LINES::read(const simdjson::padded_string& text) {
       refuse(number, refusal.what());
     }
     rest.remove_prefix(std::min(length + 1, rest.size()));
-    if (number % LINES_PER_STEP == 0) progress.add(text.size() - rest.size() - progress.get_done());
+    if (number % LINES_PER_STEP != 0) continue;
+    progress.add(text.size() - rest.size() - progress.get_done());
+    kep_throw_if_cancelled();
   }
   if (const std::size_t more = m_num_warnings - m_warnings.size())
     m_warnings.push_back(fmt::format("{}: {} more {} at an output or {} at an input", m_name, more,

@@ -1,5 +1,6 @@
 #include "kep_io/model/kep_model_reader_contents.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report_progress.h"
 
@@ -60,10 +61,10 @@ void KEP_MODEL_CONTENTS::read(const KEP_MODEL_OUTLINE& outline) {
     progress.add(piece->get_text().m_members.size());
   };
   using MODE = tbb::filter_mode;
-  tbb::parallel_pipeline(num_live,
-                         tbb::make_filter<void, KEP_MODEL_PIECE*>(MODE::serial_in_order, start) &
-                             tbb::make_filter<KEP_MODEL_PIECE*, KEP_MODEL_PIECE*>(MODE::parallel, read) &
-                             tbb::make_filter<KEP_MODEL_PIECE*, void>(MODE::serial_in_order, finish));
+  const auto filters = tbb::make_filter<void, KEP_MODEL_PIECE*>(MODE::serial_in_order, start) &
+                       tbb::make_filter<KEP_MODEL_PIECE*, KEP_MODEL_PIECE*>(MODE::parallel, read) &
+                       tbb::make_filter<KEP_MODEL_PIECE*, void>(MODE::serial_in_order, finish);
+  kep_run_loop([&](tbb::task_group_context& context) { tbb::parallel_pipeline(num_live, filters, context); });
 }
 
 void KEP_MODEL_CONTENTS::add(const KEP_MODEL_PIECE& piece) {

@@ -1,4 +1,5 @@
-#include "kep/common/kep_tsan.h"
+#include "kep/common/kep_arena.h"
+#include "kep/common/kep_loop.h"
 #include "kep_report/kep_report_profiler.h"
 #include "kep_report/kep_report_progress.h"
 #include "kep_rg/common/kep_rg_report.h"
@@ -8,7 +9,6 @@
 
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <functional>
@@ -20,15 +20,17 @@ using KEP_RG_REPORT::info;
 namespace {
 
 void process_nodes(const KEP_PROCESS_NODE_FOR_ADD_EDGES& body, KEP_ROUTING_BUILDER_GRAPH& graph,
-                   unsigned grain, tbb::task_arena& arena, KEP_REPORT_PROGRESS& progress) {
-  KEP_TSAN::before_loop();
+                   unsigned grain, int num_threads, KEP_REPORT_PROGRESS& progress) {
   // The body stays where it is: what TBB copies from task to task is a reference.
   const auto run_body = [&](const KEP_ROUTING_BUILDER_GRAPH::NODE_RANGE& range) {
     body(range);
     progress.add(static_cast<std::uint64_t>(std::distance(range.begin(), range.end())));
   };
-  arena.execute([&] { tbb::parallel_for(graph.iter_nodes(grain), run_body, tbb::auto_partitioner()); });
-  KEP_TSAN::after_loop();
+  kep_run_in_arena(num_threads, [&] {
+    kep_run_loop([&](tbb::task_group_context& context) {
+      tbb::parallel_for(graph.iter_nodes(grain), run_body, tbb::auto_partitioner(), context);
+    });
+  });
 }
 
 } // namespace
@@ -41,8 +43,8 @@ void KEP_RG_BUILD::build_edges() {
   info() << "About to sort the nodes for templating..." << std::endl;
   {
     const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "sort");
-    tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
-    arena.execute([this] { m_edge_builder->sort_nodes_for_templating(m_db->get_legacy_api()); });
+    kep_run_in_arena(static_cast<int>(m_num_threads),
+                     [this] { m_edge_builder->sort_nodes_for_templating(m_db->get_legacy_api()); });
     // The sort moved the nodes; the searches of the edge phase look them up where they stand now.
     info() << "Calling m_node_cache.initialize_routing_builder_graph..." << std::endl;
     m_node_cache.initialize_routing_builder_graph(m_builder_graph.get());
@@ -59,9 +61,9 @@ void KEP_RG_BUILD::build_edges() {
   info() << "Adding reverse edges..." << std::endl;
   const KEP_RG_PHASE_CLOCK clock(m_phase_seconds, "reverse_edges");
   const KEP_REPORT_PROGRESS reverse_progress("reverse edges");
-  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
-  arena.execute(
-      [this] { KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(m_builder_graph.get(), false); });
+  kep_run_in_arena(static_cast<int>(m_num_threads), [this] {
+    KEP_ROUTING_REVERSE_EDGE_BUILDER::add_reverse_edges(m_builder_graph.get(), false);
+  });
 }
 
 void KEP_RG_BUILD::build_redundant_inputs() {
@@ -92,7 +94,7 @@ void KEP_RG_BUILD::add_edges() {
   const KEP_REPORT_PROFILER profiler("KEP_RG_BUILD::add_edges", true);
   const unsigned node_count = m_builder_graph->get_node_count();
   KEP_PROCESS_NODE_FOR_ADD_EDGES::STATS stats(node_count, std::cref(m_nodes_per_display));
-  tbb::task_arena arena(static_cast<int>(m_num_threads), 1);
+  const auto num_threads = static_cast<int>(m_num_threads);
   const KEP_LEAF_SEARCH<KEP_RG_INSTANCE_IS_PRIMITIVE> build_search(m_instance_is_primitive, m_observer);
   const KEP_LEAF_SEARCH<KEP_RG_TRACE_PREDICATE> trace_search(m_trace_predicate, m_observer);
   tbb::mutex mutex;
@@ -103,7 +105,7 @@ void KEP_RG_BUILD::add_edges() {
   // Whoever observes the search or reads of it must see every step.
   std::optional<KEP_RG_PLAIN_NETS> plain_nets;
   if (m_edge_phase.m_walks_plain_nets && !build_search.is_observed() && !m_verbose)
-    arena.execute([&] {
+    kep_run_in_arena(num_threads, [&] {
       plain_nets.emplace(KEP_RG_PLAIN_NETS::DEVICE{*m_db, m_instance_is_primitive, m_trace_predicate,
                                                    m_primitives, *m_routing_primitive_cache,
                                                    m_redundancy_marks, *m_edge_builder, m_view_type_rank});
@@ -111,10 +113,9 @@ void KEP_RG_BUILD::add_edges() {
   const KEP_PROCESS_NODE_FOR_ADD_EDGES body(this, &build_search, &trace_search, &stats, &mutex,
                                             plain_nets ? &*plain_nets : nullptr);
 
-  KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n",
-                   static_cast<int>(m_num_threads));
+  KEP_REPORT::info("Starting to add edges to the routing graph with %i threads\n", num_threads);
   KEP_REPORT_PROGRESS progress("edges", node_count);
-  process_nodes(body, *m_builder_graph, std::max(node_count / 1000, m_edge_phase.m_min_grain), arena,
+  process_nodes(body, *m_builder_graph, std::max(node_count / 1000, m_edge_phase.m_min_grain), num_threads,
                 progress);
 
   for (const std::vector<REP_NODE_ARGS>& rows : m_rep_node_args)
@@ -122,7 +123,7 @@ void KEP_RG_BUILD::add_edges() {
       m_rep_nodes_builder->store_relative_path_and_repnode(row.m_relpath, row.m_module, row.m_node);
   m_edge_stats = stats.combine([](const KEP_RG_EDGE_CREATION_STATS& left,
                                   const KEP_RG_EDGE_CREATION_STATS& right) { return left + right; });
-  print_stats(m_edge_stats);
+  KEP_RG::print_stats(m_edge_stats);
   info() << "num templates = " << m_edge_builder->get_num_templates() << std::endl;
 }
 

@@ -1,5 +1,6 @@
 #include "kep_rg/edges/kep_rg_pin_steps.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 
 #include <tbb/blocked_range.h>
@@ -86,15 +87,16 @@ std::uint32_t KEP_RG_PIN_STEPS::find_leaf(KEP_PORT& port) const {
 
 std::vector<KEP_RG_PIN_STEPS::FANOUT> KEP_RG_PIN_STEPS::find_pins(const KEP_MODULE& module) const {
   std::vector<FANOUT> pins(module.get_num_inst_ports());
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(tbb::blocked_range<unsigned>(0, module.get_num_instances(), KEP_RG_PLAIN_NETS::PART),
-                    [&](const tbb::blocked_range<unsigned>& instances) {
-                      KEP_TSAN::begin_body();
-                      for (unsigned i = instances.begin(); i != instances.end(); ++i)
-                        find_pins_of_instance(*module.get_instance_by_index(i), pins.data());
-                      KEP_TSAN::end_body();
-                    });
-  KEP_TSAN::after_loop();
+  using RANGE = tbb::blocked_range<unsigned>;
+  const auto find_some = [&](const RANGE& instances) {
+    KEP_TSAN::begin_body();
+    for (unsigned i = instances.begin(); i != instances.end(); ++i)
+      find_pins_of_instance(*module.get_instance_by_index(i), pins.data());
+    KEP_TSAN::end_body();
+  };
+  kep_run_loop([&](tbb::task_group_context& context) {
+    tbb::parallel_for(RANGE(0, module.get_num_instances(), KEP_RG_PLAIN_NETS::PART), find_some, context);
+  });
   return pins;
 }
 

@@ -1,5 +1,6 @@
 #include "kep_rg/edges/kep_rg_plain_nets.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep_rg/edges/kep_rg_net_folder.h"
 #include "kep_rg/edges/kep_rg_pin_steps.h"
@@ -46,14 +47,15 @@ private:
   template <class FOLDED_PART, class FOLD>
   static void fold_in_parts(std::uint32_t size, std::vector<FOLDED_PART>& parts, const FOLD& fold) {
     parts.resize((size + NETS::PART - 1) / NETS::PART);
-    KEP_TSAN::before_loop();
-    tbb::parallel_for(std::size_t{0}, parts.size(), [&](std::size_t part) {
+    const auto fold_part = [&](std::size_t part) {
       KEP_TSAN::begin_body();
       const auto begin = static_cast<std::uint32_t>(part * NETS::PART);
       parts[part] = fold(begin, std::min(begin + NETS::PART, size));
       KEP_TSAN::end_body();
+    };
+    kep_run_loop([&](tbb::task_group_context& context) {
+      tbb::parallel_for(std::size_t{0}, parts.size(), fold_part, context);
     });
-    KEP_TSAN::after_loop();
   }
   void list_slots();
   void fold_nets() {
@@ -231,15 +233,16 @@ KEP_RG_PLAIN_NETS::KEP_RG_PLAIN_NETS(const DEVICE& device)
   const std::vector<std::uint32_t> occurrences = find_occurrences(*m_unfolding);
   const LEVELS levels(*m_unfolding, occurrences);
   for (const std::vector<const KEP_MODULE*>& level : levels.get()) {
-    KEP_TSAN::before_loop();
-    tbb::parallel_for(std::size_t{0}, level.size(), [&](std::size_t i) {
+    const auto fold = [&](std::size_t i) {
       KEP_TSAN::begin_body();
       const KEP_MODULE& module = *level[i];
       const std::uint32_t number = module.get_number();
       m_modules[number] = MODULE_FOLDER(steps, *this, MODE::PRIMITIVES, module, occurrences[number]).fold();
       m_blc_modules[number] = MODULE_FOLDER(steps, *this, MODE::NODES, module, occurrences[number]).fold();
       KEP_TSAN::end_body();
+    };
+    kep_run_loop([&](tbb::task_group_context& context) {
+      tbb::parallel_for(std::size_t{0}, level.size(), fold, context);
     });
-    KEP_TSAN::after_loop();
   }
 }

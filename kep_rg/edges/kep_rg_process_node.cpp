@@ -1,6 +1,7 @@
 #include "kep_rg/edges/kep_rg_process_node.h"
 
 #include "kep/common/kep_tsan.h"
+#include "kep/kep_cancelled.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/common/kep_rg_report.h"
 
@@ -9,6 +10,12 @@
 using KEP_RG_REPORT::debug;
 using KEP_RG_REPORT::NAME_STYLE;
 using VISIT_TYPE = KEP_UNFOLD_OBSERVER::VISIT_TYPE;
+
+namespace {
+
+constexpr std::uint32_t NODES_BETWEEN_LOOKS = 1024;
+
+} // namespace
 
 void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(const NODE_RANGE& range) const {
   KEP_TSAN::begin_body();
@@ -22,7 +29,9 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::operator()(const NODE_RANGE& range) const {
   work.m_stats = &range_stats;
   const auto count = static_cast<std::uint32_t>(std::distance(range.begin(), range.end()));
   if (count != 0) note_ends(**range.begin(), count, work);
+  std::uint32_t num_done = 0;
   for (KEP_ROUTING_BUILDER_NODE* node : range) {
+    if (++num_done % NODES_BETWEEN_LOOKS == 0) kep_throw_if_cancelled();
     work.m_fanouts.clear();
     work.m_redundant_fanouts.clear();
     process_one_node(node, nullptr, work);
@@ -62,7 +71,8 @@ void KEP_PROCESS_NODE_FOR_ADD_EDGES::print_progress(std::size_t count) const {
       m_stats->combine([](const KEP_RG_EDGE_CREATION_STATS& left, const KEP_RG_EDGE_CREATION_STATS& right) {
         return left + right;
       });
-  const std::string line = format_progress(total, count, total.get_cpu_seconds(), total.get_wall_seconds());
+  const std::string line =
+      KEP_RG::format_progress(total, count, total.get_cpu_seconds(), total.get_wall_seconds());
   if (!line.empty()) KEP_REPORT::info("%s", line.c_str());
 }
 

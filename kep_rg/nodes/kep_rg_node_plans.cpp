@@ -1,5 +1,6 @@
 #include "kep_rg/nodes/kep_rg_node_plans.h"
 
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report_progress.h"
 
@@ -23,13 +24,13 @@ void visit_stats(STATS& stats, OTHER& other, const VISIT& visit) {
 
 template <class BODY>
 void run_on_all_threads(std::size_t count, const BODY& body) {
-  KEP_TSAN::before_loop();
-  tbb::parallel_for(std::size_t{0}, count, [&](std::size_t i) {
+  const auto run_one = [&](std::size_t i) {
     KEP_TSAN::begin_body();
     body(i);
     KEP_TSAN::end_body();
-  });
-  KEP_TSAN::after_loop();
+  };
+  kep_run_loop(
+      [&](tbb::task_group_context& context) { tbb::parallel_for(std::size_t{0}, count, run_one, context); });
 }
 
 } // namespace
@@ -187,6 +188,7 @@ void KEP_RG_NODE_PLANS::put_part(const PLACE& place, std::size_t part) const {
     return put_nodes({here.m_child, m_unfolding.get(place.m_occurrence).m_first_child + here.m_at, first});
   const bool is_last = part + 1 == plan.m_parts.size();
   const std::uint32_t end = is_last ? plan.m_num_nodes : plan.m_parts[part + 1].m_first_node;
+  const std::uint32_t* const inst_ports = plan.m_inst_ports.data() + here.m_at;
   m_targets.m_graph.put_nodes(first, place.m_occurrence,
-                              {plan.m_inst_ports.data() + here.m_at, end - here.m_first_node});
+                              {inst_ports, inst_ports + (end - here.m_first_node)});
 }

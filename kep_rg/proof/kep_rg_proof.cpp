@@ -1,5 +1,7 @@
 #include "kep_rg/kep_rg_proof.h"
 
+#include "kep/common/kep_arena.h"
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
 #include "kep_report/kep_report_progress.h"
 #include "kep_rg/proof/kep_rg_proof_facts.h"
@@ -12,7 +14,6 @@
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <optional>
@@ -172,7 +173,7 @@ public:
   RUN(const MODEL& model, const KEP_ROUTING::GRAPH& graph, const KEP_RG_PART& part, int num_threads,
       std::size_t max_findings, std::size_t max_nets)
       : m_model(model), m_graph(graph), m_max_findings(max_findings), m_max_nets(max_nets),
-        m_arena(num_threads, 1) {
+        m_num_threads(num_threads) {
     const auto [first, end] = part.get_range(graph.get_num_nodes());
     m_num_nodes = end - first;
     m_blocks.reserve(m_num_nodes / NODES_PER_BLOCK + 1);
@@ -210,16 +211,17 @@ private:
   void compare(const std::vector<BLOCK*>& blocks, const KEP_RG_PROOF_GROUPS* groups,
                KEP_REPORT_PROGRESS& progress) {
     using RANGE = tbb::blocked_range<std::size_t>;
-    KEP_TSAN::before_loop();
-    m_arena.execute([&] {
-      tbb::parallel_for(RANGE(0, blocks.size()), [&](const RANGE& range) {
-        KEP_TSAN::begin_body();
-        for (std::size_t i = range.begin(); i != range.end(); ++i)
-          if (compare_block(*blocks[i], groups)) progress.add(blocks[i]->m_end - blocks[i]->m_first);
-        KEP_TSAN::end_body();
+    const auto compare_some = [&](const RANGE& range) {
+      KEP_TSAN::begin_body();
+      for (std::size_t i = range.begin(); i != range.end(); ++i)
+        if (compare_block(*blocks[i], groups)) progress.add(blocks[i]->m_end - blocks[i]->m_first);
+      KEP_TSAN::end_body();
+    };
+    kep_run_in_arena(m_num_threads, [&] {
+      kep_run_loop([&](tbb::task_group_context& context) {
+        tbb::parallel_for(RANGE(0, blocks.size()), compare_some, context);
       });
     });
-    KEP_TSAN::after_loop();
   }
 
   /// False if the block is put off.
@@ -253,7 +255,7 @@ private:
   const KEP_ROUTING::GRAPH& m_graph;
   std::size_t m_max_findings;
   std::size_t m_max_nets;
-  tbb::task_arena m_arena;
+  int m_num_threads;
   std::uint64_t m_num_nodes;
   std::vector<BLOCK> m_blocks;
 };

@@ -292,6 +292,26 @@ TEST(Freeze, TellsHowManyOccurrencesAreTooMany) {
   EXPECT_THAT(refusal(nested(70, 2)), HasSubstr("has more than 2^64 occurrences"));
 }
 
+TEST(Freeze, NamesThatHoldANulAreRefusedAtOnce) {
+  using namespace std::string_view_literals;
+  KEP_DB_BUILDER builder;
+  const KEP_MODULE_ID top = builder.add_module("TOP", as_top());
+  const auto refusal_of = [](const auto& add) -> std::string {
+    try {
+      add();
+    } catch (const KEP_DB_ERROR& error) {
+      return error.what();
+    }
+    return "taken";
+  };
+  const std::string refused = "the name that begins \"x\" holds a NUL";
+  EXPECT_EQ(refusal_of([&] { builder.add_module("x\0y"sv, {}); }), refused);
+  EXPECT_EQ(refusal_of([&] { builder.add_port(top, "x\0y"sv, KEP_PORT_DIRECTION::INPUT); }), refused);
+  EXPECT_EQ(refusal_of([&] { builder.add_instance(top, "x\0y"sv, top, {}); }), refused);
+  EXPECT_EQ(refusal_of([&] { builder.add_net(top, "x\0"sv); }), refused);
+  EXPECT_EQ(refusal_of([&] { builder.add_net(top, "x"); }), "taken");
+}
+
 TEST(Freeze, RefusesControlCharactersInNames) {
   for (const std::string bad : {"a\tb", "a\nb", "a\rb", "\x1b[1m", "a\x7f", "a\xc2\x85"}) {
     const std::string reason = "the name \"" + bad + "\" holds a control character";
