@@ -3,10 +3,10 @@
 
 #include "fuzz/device.h"
 #include "fuzz/fuzz.h"
+#include "kep_io/kep_find_nodes.h"
 #include "kep_io/kep_routing_reader.h"
 #include "kep_rg/kep_rg_parse.h"
 #include "kep_rg/kep_rg_relative_port.h"
-#include "tools/kep-rg/device/find_nodes.h"
 #include "tools/kep-rg/device/find_plain_node.h"
 #include "tools/kep-rg/output/plain_output.h"
 
@@ -86,7 +86,7 @@ bool finds(const std::function<void()>& find) {
 
 void find_nodes_of_name(const NAMED_DEVICE& device, const std::string& name) {
   std::vector<KEP_ROUTING::NODE> nodes;
-  finds([&] { nodes = find_nodes(*device.m_db, name); });
+  finds([&] { nodes = kep_get_nodes(*device.m_db, name); });
   for (const KEP_ROUTING::NODE& node : nodes)
     require_equal(node.get_name(NAME_STYLE), name, "a node of that name");
   require(nodes.size() == get_count(device.m_nodes, name), "all nodes of that name");

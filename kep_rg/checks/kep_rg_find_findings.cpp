@@ -1,9 +1,12 @@
+#include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
+#include "kep/kep_cancelled.h"
 #include "kep_rg/checks/kep_rg_reachability.h"
 #include "kep_rg/checks/kep_rg_rules.h"
 #include "kep_rg/kep_rg_findings.h"
 
 #include <tbb/parallel_for.h>
+#include <tbb/parallel_invoke.h>
 
 #include <algorithm>
 #include <mutex>
@@ -29,23 +32,22 @@ KEP_RG_FINDINGS look_at_nodes(const GRAPH& graph, const KEP_RG_PART& part, KIND 
   const auto [first_node, end] = part.get_range(graph.get_num_nodes());
   const NODE_ITER_RANGE nodes = graph.iter_nodes_with_grain(GRAIN, static_cast<std::uint32_t>(first_node),
                                                             static_cast<std::uint32_t>(end));
-  KEP_TSAN::before_loop();
+  const auto look_at_range = [&](const NODE_ITER_RANGE& range) {
+    KEP_TSAN::begin_body();
+    const std::uint32_t first = graph.get_index(*range.begin());
+    std::uint32_t place = first;
+    KEP_RG_FINDINGS piece{kind, 0, {}};
+    for (const NODE& node : range)
+      look(node, place++, piece);
+    if (progress) progress->add(place - first);
+    if (piece.m_num != 0) {
+      const std::lock_guard<std::mutex> lock(mutex);
+      pieces.emplace_back(first, std::move(piece));
+    }
+    KEP_TSAN::end_body();
+  };
   if (!nodes.empty())
-    tbb::parallel_for(nodes, [&](const NODE_ITER_RANGE& range) {
-      KEP_TSAN::begin_body();
-      const std::uint32_t first = graph.get_index(*range.begin());
-      std::uint32_t place = first;
-      KEP_RG_FINDINGS piece{kind, 0, {}};
-      for (const NODE& node : range)
-        look(node, place++, piece);
-      if (progress) progress->add(place - first);
-      if (piece.m_num != 0) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        pieces.emplace_back(first, std::move(piece));
-      }
-      KEP_TSAN::end_body();
-    });
-  KEP_TSAN::after_loop();
+    kep_run_loop([&](tbb::task_group_context& context) { tbb::parallel_for(nodes, look_at_range, context); });
 
   std::sort(pieces.begin(), pieces.end(),
             [](const auto& left, const auto& right) { return left.first < right.first; });
@@ -111,8 +113,43 @@ KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const GRAPH& graph, std::size_t ma
   const std::uint32_t num_told = reachability.walk(progress);
   KEP_RG_FINDINGS found{KIND::UNREACHABLE_NODE, 0, {}};
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
-  for (std::uint32_t place = 0; place != num_nodes; ++place)
+  constexpr std::uint32_t NODES_PER_LOOK = 1 << 16;
+  for (std::uint32_t place = 0; place != num_nodes; ++place) {
+    if (place % NODES_PER_LOOK == 0) kep_throw_if_cancelled();
     if (reachability.is_unreachable(place)) found.add({place, 0}, max_kept);
+  }
   if (progress) progress->add(num_nodes - num_told);
   return found;
+}
+
+std::vector<KEP_RG_FINDINGS> kep_rg_find_all(const GRAPH& graph, bool is_redundancy_judged,
+                                             std::size_t max_kept, const KEP_RG_PART& part) {
+  const std::uint64_t num_nodes = graph.get_num_nodes();
+  const auto [first, end] = part.get_range(num_nodes);
+  KEP_REPORT_PROGRESS progress("checks", 2 * (end - first) + (part.is_first() ? num_nodes : 0));
+  KEP_RG_FINDINGS hipi_order;
+  KEP_RG_FINDINGS doubled;
+  KEP_RG_FINDINGS unreachable;
+  const auto make = [](KEP_RG_FINDINGS& found, const auto& find) {
+    KEP_TSAN::begin_body();
+    found = find();
+    KEP_TSAN::end_body();
+  };
+  KEP_TSAN::before_loop();
+  tbb::parallel_invoke(
+      [&] {
+        if (!part.is_first()) return;
+        make(unreachable, [&] { return kep_rg_find_unreachable_nodes(graph, max_kept, &progress); });
+      },
+      [&] { make(hipi_order, [&] { return kep_rg_find_hipi_order(graph, max_kept, &progress, part); }); },
+      [&] { make(doubled, [&] { return kep_rg_find_doubled_edges(graph, max_kept, &progress, part); }); });
+  KEP_TSAN::after_loop();
+  kep_throw_if_cancelled();
+
+  std::vector<KEP_RG_FINDINGS> all{std::move(hipi_order), std::move(doubled)};
+  if (!part.is_first()) return all;
+  if (is_redundancy_judged) all.push_back(kep_rg_find_few_redundant_edges(graph));
+  all.push_back(std::move(unreachable));
+  all.push_back(kep_rg_find_no_node(graph));
+  return all;
 }

@@ -1,5 +1,6 @@
 #include "kep_rg/checks/kep_rg_reachability.h"
 
+#include "kep/kep_cancelled.h"
 #include "kep/kep_numbered_graph.h"
 
 using KEP_ROUTING::NODE;
@@ -7,6 +8,8 @@ using KEP_ROUTING::NUMBERED_FWD_EDGE;
 using KEP_ROUTING::NUMBERED_GRAPH;
 
 namespace {
+
+constexpr std::uint32_t NODES_PER_LOOK = 1 << 16;
 
 bool is_input(const NODE& node) {
   return node.get_num_fanin() == 0 && node.get_num_real_edges() != 0;
@@ -48,7 +51,7 @@ std::uint32_t KEP_RG_REACHABILITY::mark_input_nodes() {
       ++num_inputs;
       reach(place);
     }
-    ++place;
+    if (++place % NODES_PER_LOOK == 0) kep_throw_if_cancelled();
   }
   return num_inputs;
 }
@@ -58,7 +61,10 @@ std::uint32_t KEP_RG_REACHABILITY::walk(KEP_REPORT_PROGRESS* progress) {
   const NUMBERED_GRAPH numbers(m_graph);
   std::uint32_t num_walked = 0;
   for (std::uint32_t place = 0; m_work_list.take(place);) {
-    if (++num_walked % NODES_PER_STEP == 0 && progress) progress->add(NODES_PER_STEP);
+    if (++num_walked % NODES_PER_STEP == 0) {
+      if (progress) progress->add(NODES_PER_STEP);
+      kep_throw_if_cancelled();
+    }
     for (const NUMBERED_FWD_EDGE& edge : numbers.iter_real_fanout(place))
       if (edge.get_fanout() != NUMBERED_GRAPH::NONE) reach(edge.get_fanout()); // NONE in a damaged graph
   }

@@ -9,9 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace findings_test {
@@ -122,6 +125,27 @@ TEST_F(Findings, CountTheShareOfRedundantEdges) {
   publish({});
   EXPECT_THAT(texts(kep_rg_find_few_redundant_edges(graph())),
               ElementsAre("0 of 0 edges are redundant, no more than a twentieth"));
+}
+
+TEST_F(Findings, OfAllChecksComeInTheOrderOfKindsAndThoseOfTheWholeWithTheFirstPart) {
+  publish({"a:o* -> b:o", "c:o -> d:o", "c:o -> d:o", "c:o ~> d:o", "d:o -> c:o"});
+  const auto get_numbers = [this](bool is_judged, const KEP_RG_PART& part) {
+    std::vector<std::pair<std::string, std::uint64_t>> numbers;
+    for (const KEP_RG_FINDINGS& findings : kep_rg_find_all(graph(), is_judged, 1, part)) {
+      EXPECT_EQ(findings.m_first.size(), std::min<std::uint64_t>(findings.m_num, 1));
+      numbers.emplace_back(kep_rg_get_id(findings.m_kind), findings.m_num);
+    }
+    return numbers;
+  };
+  using NUMBERS = std::vector<std::pair<std::string, std::uint64_t>>;
+  EXPECT_EQ(get_numbers(true, {}), (NUMBERS{{"hipi-order", 1},
+                                            {"doubled-edge", 1},
+                                            {"few-redundant-edges", 0},
+                                            {"unreachable-node", 2},
+                                            {"no-node", 0}}));
+  EXPECT_EQ(get_numbers(false, {0, 2}),
+            (NUMBERS{{"hipi-order", 1}, {"doubled-edge", 0}, {"unreachable-node", 2}, {"no-node", 0}}));
+  EXPECT_EQ(get_numbers(true, {1, 2}), (NUMBERS{{"hipi-order", 0}, {"doubled-edge", 1}}));
 }
 
 TEST_F(Findings, AreNoneInAGraphThatWasNeverBuilt) {

@@ -2,7 +2,7 @@
 
 #include "kep_rg/kep_rg_part.h"
 #include "tools/kep-rg/checks/findings_report.h"
-#include "tools/kep-rg/checks/trace_edges.h"
+#include "tools/kep-rg/checks/trace_numbers.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #include "tools/kep-rg/checks/findings_report.h"
 
+#include "kep_io/text/kep_closest_names.h"
 #include "kep_report/kep_report_number.h"
-#include "tools/kep-rg/device/closest_names.h"
 
 #include <fmt/format.h>
 
@@ -16,7 +16,7 @@ using SUBJECT = KEP_RG_FINDING_SUBJECT;
 WAIVED_KINDS get_waived_kinds(const std::vector<std::string>& ids) {
   WAIVED_KINDS waived;
   for (const std::string& id : ids) {
-    CLOSEST_NAMES closest(id);
+    KEP_CLOSEST_NAMES closest(id);
     bool is_known = false;
     for (unsigned i = 0; i != KEP_RG_NUM_FINDING_KINDS; ++i) {
       const auto kind = static_cast<KIND>(i);

@@ -2,14 +2,13 @@
 
 #include "kep/kep_routing_graph.h"
 #include "kep_io/kep_io_error.h"
-#include "kep_report/kep_report_progress.h"
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_proof.h"
+#include "kep_rg/kep_rg_trace_tally.h"
 #include "tools/kep-rg/checks/findings_file.h"
 #include "tools/kep-rg/checks/findings_report.h"
-#include "tools/kep-rg/checks/trace_edges.h"
+#include "tools/kep-rg/checks/trace_numbers.h"
 
-#include <tbb/parallel_invoke.h>
 #include <tbb/task_arena.h>
 
 #include <vector>
@@ -45,39 +44,27 @@ public:
     show_proved(m_report, KIND::SURPLUS_EDGE, result.m_num_surplus_edges, result.m_edge_findings);
   }
 
-  /// What is about the graph as a whole falls to the first part, the walk from the input nodes, too.
   void run_post_checks() {
     const KEP_RG_PHASE_CLOCK timer(m_stats.m_phases, "check");
-    const std::uint64_t num_nodes = m_graph.get_num_nodes();
-    const auto [first, end] = m_part.get_range(num_nodes);
-    KEP_REPORT_PROGRESS progress("checks", 2 * (end - first) + (m_part.is_first() ? num_nodes : 0));
-    const std::size_t max = m_report.get_max_shown();
-    KEP_RG_FINDINGS hipi_order;
-    KEP_RG_FINDINGS doubled;
-    KEP_RG_FINDINGS unreachable;
-    const auto walk = [&] {
-      if (m_part.is_first()) unreachable = kep_rg_find_unreachable_nodes(m_graph, max, &progress);
-    };
+    const bool is_judged = is_redundancy_judged();
+    std::vector<KEP_RG_FINDINGS> all;
     tbb::task_arena(m_device.m_num_threads, 1).execute([&] {
-      tbb::parallel_invoke(
-          walk, [&] { hipi_order = kep_rg_find_hipi_order(m_graph, max, &progress, m_part); },
-          [&] { doubled = kep_rg_find_doubled_edges(m_graph, max, &progress, m_part); });
+      all = kep_rg_find_all(m_graph, is_judged, m_report.get_max_shown(), m_part);
     });
-    m_report.add(m_graph, hipi_order);
-    m_report.add(m_graph, doubled);
-    if (!m_part.is_first()) return;
-    if (is_redundancy_judged())
-      m_report.add(m_graph, kep_rg_find_few_redundant_edges(m_graph));
-    else if (m_device.m_report || m_device.m_verbose)
-      m_out << REDUNDANCY_NOT_JUDGED_TEXT;
-    m_report.add(m_graph, unreachable);
-    m_report.add(m_graph, kep_rg_find_no_node(m_graph));
+    bool is_told = is_judged || !m_part.is_first() || !(m_device.m_report || m_device.m_verbose);
+    for (const KEP_RG_FINDINGS& findings : all) {
+      if (!is_told && findings.m_kind > KIND::FEW_REDUNDANT_EDGES) { // in its place
+        m_out << REDUNDANCY_NOT_JUDGED_TEXT;
+        is_told = true;
+      }
+      m_report.add(m_graph, findings);
+    }
   }
 
   TRACE_NUMBERS trace() {
     const KEP_RG_PHASE_CLOCK timer(m_stats.m_phases, "trace");
-    const TRACE_TALLY tally =
-        trace_all_edges(*m_db, m_device.m_num_threads, m_report.get_max_shown(), m_part);
+    const KEP_RG_TRACE_TALLY tally =
+        kep_rg_trace_all_edges(*m_db, m_device.m_num_threads, m_report.get_max_shown(), m_part);
     const TRACE_NUMBERS numbers = get_numbers(tally);
     if (!m_device.m_quiet) m_out << get_text(numbers);
     for (const KEP_RG_FINDINGS& findings : tally.m_findings)

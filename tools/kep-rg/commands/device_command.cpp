@@ -1,5 +1,6 @@
 #include "tools/kep-rg/commands/device_command.h"
 
+#include "kep_rg/kep_rg_findings.h"
 #include "tools/kep-rg/commands/commands.h"
 #include "tools/kep-rg/output/progress_line.h"
 
@@ -8,8 +9,10 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <string>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -61,11 +64,14 @@ void add_verification(CLI::App& command, VERIFICATION& asked) {
 }
 
 void add_waive(CLI::App& command, std::vector<std::string>& ids) {
+  std::string kinds;
+  for (unsigned i = 0; i != KEP_RG_NUM_FINDING_KINDS; ++i)
+    kinds += std::string(i == 0 ? "" : ", ") + kep_rg_get_id(static_cast<KEP_RG_FINDING_KIND>(i));
   command
-      .add_option(
-          "--waive", ids,
-          "Show findings of this kind, but let them not decide the exit status; may be given more than "
-          "once")
+      .add_option("--waive", ids,
+                  "Show findings of this kind, but let them not decide the exit status; may be given more "
+                  "than once. Kinds: " +
+                      kinds)
       ->type_name("ID")
       ->allow_extra_args(false);
 }

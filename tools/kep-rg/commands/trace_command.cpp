@@ -1,12 +1,12 @@
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_routing_primitive_cache.h"
+#include "kep_io/kep_find_nodes.h"
 #include "kep_report/kep_report.h"
 #include "kep_rg/kep_rg_findings.h"
 #include "kep_rg/kep_rg_trace_edge.h"
 #include "tools/kep-rg/commands/commands.h"
 #include "tools/kep-rg/commands/device_command.h"
 #include "tools/kep-rg/commands/node_words.h"
-#include "tools/kep-rg/device/find_nodes.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <memory>
@@ -89,8 +89,8 @@ private:
 /// Prints the traces of the edges between two nodes, hop by hop; a name stands for all nodes at its place, a
 /// plain node and its hipi twin. False when there is no such edge and when the trace of one does not verify.
 bool trace(const KEP_DB& db, const std::string& from_name, const std::string& to_name) {
-  const std::vector<NODE> sources = find_nodes(db, from_name);
-  const std::vector<NODE> targets = find_nodes(db, to_name);
+  const std::vector<NODE> sources = kep_get_nodes(db, from_name);
+  const std::vector<NODE> targets = kep_get_nodes(db, to_name);
   TRACE_PRINTER printer(db);
   bool found = false;
   bool clean = true;

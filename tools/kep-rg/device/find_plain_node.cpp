@@ -1,7 +1,7 @@
 #include "tools/kep-rg/device/find_plain_node.h"
 
 #include "kep/kep_routing_primitive_cache.h"
-#include "tools/kep-rg/device/find_nodes.h"
+#include "kep_io/kep_find_nodes.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
@@ -73,7 +73,7 @@ bool is_nothing_described(const KEP_DB& db) {
 } // namespace
 
 NODE find_plain_node(const KEP_DB& db, const std::string& name) {
-  const std::vector<KEP_UNFOLDED_INST_PORT> uips = find_uips(db, name);
+  const std::vector<KEP_UNFOLDED_INST_PORT> uips = kep_find_unfolded_inst_ports(db, name);
   for (const KEP_UNFOLDED_INST_PORT& uip : uips)
     if (const NODE node{uip, false}) return node;
   if (is_nothing_described(db))
@@ -84,7 +84,7 @@ NODE find_plain_node(const KEP_DB& db, const std::string& name) {
     throw std::runtime_error(
         fmt::format("{} is not a routing node{}{}", name, reason.empty() ? "" : ": ", reason));
   }
-  find_nodes(db, name); // throws unless it is a port of the top
+  kep_get_nodes(db, name); // throws unless it is a port of the top
   throw std::runtime_error(
       fmt::format("{} is a boundary node, and only the nodes of inst ports can be walked from", name));
 }

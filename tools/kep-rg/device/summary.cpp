@@ -100,7 +100,7 @@ void print_summary(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_
   ROWS rows;
   rows.emplace_back("device", get_device_text(db, options));
   rows.emplace_back("nodes", get_nodes_text(graph, stats.m_nodes));
-  if (const std::string reasons = format_outputs_without_node(stats.m_without_node); !reasons.empty())
+  if (const std::string reasons = KEP_RG::format_outputs_without_node(stats.m_without_node); !reasons.empty())
     rows.emplace_back("no node", "outputs of muxes: " + reasons);
   rows.emplace_back("edges", get_edges_text(graph));
   rows.emplace_back("memory", format_bytes(graph.get_memory_bytes()) + " for the graph");

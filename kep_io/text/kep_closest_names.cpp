@@ -1,7 +1,7 @@
-#include "tools/kep-rg/device/closest_names.h"
+#include "kep_io/text/kep_closest_names.h"
 
+#include "kep/kep_types.h"
 #include "kep_io/text/kep_edit_distance.h"
-#include "tools/kep-rg/output/plain_output.h"
 
 #include <algorithm>
 
@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t MAX_CLOSEST = 3;
 
 std::string_view get_last_part(std::string_view name) {
-  return name.substr(name.rfind(NAME_STYLE.m_hierarchy_separator) + 1);
+  return name.substr(name.rfind(KEP_NAME_STYLE().m_hierarchy_separator) + 1);
 }
 
 /// Of a short text another is near only if one character differs.
@@ -34,10 +34,10 @@ unsigned get_least_distance(std::string_view left, std::string_view right) {
 
 } // namespace
 
-CLOSEST_NAMES::CLOSEST_NAMES(std::string_view name)
+KEP_CLOSEST_NAMES::KEP_CLOSEST_NAMES(std::string_view name)
     : m_name(name), m_last_part(get_last_part(name)), m_limits{get_limit(name), get_limit(m_last_part)} {}
 
-void CLOSEST_NAMES::offer(std::string_view name) {
+void KEP_CLOSEST_NAMES::offer(std::string_view name) {
   if (const unsigned distance = get_distance(NEAR, m_name, name); distance != NONE)
     insert(NEAR, distance, name);
   else if (m_kind >= ENDS_ALIKE && name.ends_with(m_name))
@@ -49,7 +49,7 @@ void CLOSEST_NAMES::offer(std::string_view name) {
     insert(FAR, any, name);
 }
 
-std::vector<std::string> CLOSEST_NAMES::get_names() const {
+std::vector<std::string> KEP_CLOSEST_NAMES::get_names() const {
   std::vector<std::string> names;
   for (const auto& [distance, name] : m_best)
     if (m_kind == FAR || distance <= 2 * m_best.front().first) names.push_back(name);
@@ -57,7 +57,7 @@ std::vector<std::string> CLOSEST_NAMES::get_names() const {
 }
 
 /// NONE when a name of that kind and distance is of no use.
-unsigned CLOSEST_NAMES::get_distance(KIND kind, std::string_view left, std::string_view right) const {
+unsigned KEP_CLOSEST_NAMES::get_distance(KIND kind, std::string_view left, std::string_view right) const {
   if (kind > m_kind) return NONE;
   unsigned limit = kind == FAR ? static_cast<unsigned>(left.size() + right.size() + 1) : m_limits[kind];
   if (kind == m_kind && m_best.size() == MAX_CLOSEST) limit = std::min(limit, m_best.back().first);
@@ -66,7 +66,7 @@ unsigned CLOSEST_NAMES::get_distance(KIND kind, std::string_view left, std::stri
   return distance < limit ? distance : NONE;
 }
 
-void CLOSEST_NAMES::insert(KIND kind, unsigned distance, std::string_view name) {
+void KEP_CLOSEST_NAMES::insert(KIND kind, unsigned distance, std::string_view name) {
   if (kind < m_kind) m_best.clear();
   m_kind = kind;
   const auto is_same = [name](const auto& each) { return each.second == name; };

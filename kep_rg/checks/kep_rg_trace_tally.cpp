@@ -1,15 +1,13 @@
-#include "tools/kep-rg/checks/trace_edges.h"
+#include "kep_rg/kep_rg_trace_tally.h"
 
+#include "kep/common/kep_arena.h"
+#include "kep/common/kep_loop.h"
 #include "kep/kep_routing_primitive_cache.h"
-#include "kep_report/kep_report_number.h"
 #include "kep_report/kep_report_progress.h"
-#include "tools/kep-rg/checks/findings_report.h"
 
-#include <fmt/format.h>
 #include <tbb/blocked_range.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <optional>
@@ -22,8 +20,9 @@ using OUTCOME = KEP_RG_TRACE_EDGE::OUTCOME;
 using PLACE = KEP_RG_FINDINGS::PLACE;
 
 /// A thread's tracer and what it has seen.
-struct WORKER {
-  WORKER(const KEP_RG_TRACE_EDGE& tracer, std::size_t max_kept) : m_tracer(tracer), m_max_kept(max_kept) {}
+struct TRACE_WORKER {
+  TRACE_WORKER(const KEP_RG_TRACE_EDGE& tracer, std::size_t max_kept)
+      : m_tracer(tracer), m_max_kept(max_kept) {}
 
   /// Of each range the first findings are kept, so the first of all are among them.
   void trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
@@ -47,12 +46,12 @@ struct WORKER {
   std::vector<std::pair<PLACE, OUTCOME>> m_findings;
 };
 
-using WORKERS = tbb::enumerable_thread_specific<WORKER>;
+using TRACE_WORKERS = tbb::enumerable_thread_specific<TRACE_WORKER>;
 
-TRACE_TALLY add_up(const WORKERS& workers, std::size_t max_kept) {
-  TRACE_TALLY tally;
+KEP_RG_TRACE_TALLY add_up(const TRACE_WORKERS& workers, std::size_t max_kept) {
+  KEP_RG_TRACE_TALLY tally;
   std::vector<std::pair<PLACE, OUTCOME>> found;
-  for (const WORKER& worker : workers) {
+  for (const TRACE_WORKER& worker : workers) {
     for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i)
       tally.m_num_edges[i] += worker.m_num_edges[i];
     found.insert(found.end(), worker.m_findings.begin(), worker.m_findings.end());
@@ -72,8 +71,8 @@ TRACE_TALLY add_up(const WORKERS& workers, std::size_t max_kept) {
 
 } // namespace
 
-TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_kept,
-                            const KEP_RG_PART& part) {
+KEP_RG_TRACE_TALLY kep_rg_trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_kept,
+                                          const KEP_RG_PART& part) {
   const KEP_ROUTING::GRAPH& graph = *db.get_routing_template_graph();
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
   const KEP_RG_TRACE_EDGE tracer(&db, cache);
@@ -82,34 +81,14 @@ TRACE_TALLY trace_all_edges(const KEP_DB& db, int num_threads, std::size_t max_k
       static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end),
       std::clamp<std::size_t>(static_cast<std::size_t>(end - first) / 1000, 100, 10000));
   KEP_REPORT_PROGRESS progress("traces", end - first);
-  WORKERS workers([&] { return WORKER(tracer, max_kept); });
+  TRACE_WORKERS workers([&] { return TRACE_WORKER(tracer, max_kept); });
 
-  tbb::task_arena arena(num_threads, 1);
-  arena.execute([&] {
-    tbb::parallel_for(nodes, [&](const auto& range) {
-      workers.local().trace(graph, range);
-      progress.add(range.end() - range.begin());
-    });
+  const auto trace = [&](const tbb::blocked_range<std::uint32_t>& range) {
+    workers.local().trace(graph, range);
+    progress.add(range.end() - range.begin());
+  };
+  kep_run_in_arena(num_threads, [&] {
+    kep_run_loop([&](tbb::task_group_context& context) { tbb::parallel_for(nodes, trace, context); });
   });
   return add_up(workers, max_kept);
-}
-
-TRACE_NUMBERS get_numbers(const TRACE_TALLY& tally) {
-  TRACE_NUMBERS numbers;
-  for (const std::uint64_t num : tally.m_num_edges)
-    numbers.m_num_edges += num;
-  for (const KEP_RG_FINDINGS& findings : tally.m_findings)
-    numbers.m_num_failed += findings.m_num;
-  numbers.m_num_verified = tally.m_num_edges[static_cast<std::size_t>(OUTCOME::VERIFIED)];
-  return numbers;
-}
-
-std::string get_text(const TRACE_NUMBERS& numbers) {
-  const std::uint64_t num_at_boundary = numbers.m_num_edges - numbers.m_num_verified - numbers.m_num_failed;
-  return fmt::format(
-      "Traced {} edges: {} verified, {} at boundary nodes, {} failed\n"
-      "Traces of sound edges may fail: a trace knows nets and arcs alone, so it may miss the way "
-      "over a spare row, around a BLC or from an inserted input (docs/verification.md)\n",
-      KEP_REPORT::group_digits(numbers.m_num_edges), KEP_REPORT::group_digits(numbers.m_num_verified),
-      KEP_REPORT::group_digits(num_at_boundary), KEP_REPORT::group_digits(numbers.m_num_failed));
 }

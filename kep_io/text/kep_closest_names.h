@@ -10,10 +10,10 @@
 /// The few names that come next to one that is not there: those that are written nearly like it; else those
 /// that end in it, or whose last part, "instance:port", is nearly its own; else the nearest, however far.
 /// Names are offered one by one and only the best are kept, so that a device may have any number.
-class CLOSEST_NAMES {
+class KEP_CLOSEST_NAMES {
 public:
   /// The name must outlive the object.
-  explicit CLOSEST_NAMES(std::string_view name);
+  explicit KEP_CLOSEST_NAMES(std::string_view name);
 
   void offer(std::string_view name);
   /// The nearest first and else in the order in which they came; of near names none that is more than twice
