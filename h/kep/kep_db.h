@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The root of a device, which owns all of it.
+
 #include "kep/kep_unfolded.h"
 
 #include <memory>
@@ -39,11 +42,13 @@ public:
   KEP_LEGACY_API(const KEP_LEGACY_API&) = delete;
   KEP_LEGACY_API& operator=(const KEP_LEGACY_API&) = delete;
 
+  /// Whether any instance has some.
   bool has_instance_attributes() const;
   /// Null when the instance has none.
   KEP_UNFOLDED_INSTANCE_ATTRIBUTES* get_attributes(const KEP_UNFOLDED_INSTANCE& instance) const;
   /// At some of its places, not necessarily at all.
   bool has_attributes_somewhere(const KEP_INSTANCE* instance) const;
+  /// Says whether the instance lies in a spare row; the last call for an instance holds.
   void set_spare_row(const KEP_UNFOLDED_INSTANCE& instance, bool is_spare_row);
 
 private:
@@ -75,14 +80,19 @@ public:
   /// The designated top for DEFAULT_VIEW; else the top itself or its first equivalent in that view; else
   /// null.
   KEP_MODULE* get_top_module(KEP_VIEW_TYPE view) const;
+  /// The same module at its position; empty where there is none.
   KEP_UNFOLDED_MODULE get_top_unfolded_module(KEP_VIEW_TYPE view) const;
+  ///@{
+  /// What the model says of its top.
   KEP_DB_TYPE get_db_type() const { return m_db_type; }
   bool is_device_top() const { return m_is_device_top; }
+  ///@}
   /// The modules in the order of the design; with `all`, those of the foreign database too.
   boost::iterator_range<KEP_DB_MODULE_ITER> iter_modules(bool all) const;
   /// The modules of that name in that view, in the order of the design; with `all`, foreign ones too.
   /// DEFAULT_VIEW finds none.
   std::vector<KEP_MODULE*> find_modules(std::string_view name, KEP_VIEW_TYPE view, bool all) const;
+  /// Never null.
   KEP_LEGACY_API* get_legacy_api() const { return m_legacy_api.get(); }
   /// Never null; the object stays the same while graphs come and go. A foreign database shares it.
   KEP_ROUTING::GRAPH* get_routing_template_graph() const { return m_graph; }
@@ -93,6 +103,7 @@ public:
 
   /// A table of that name; the handle is not valid if there is none.
   KEP_INDEXED_RELATIVE_PATHS get_relative_paths(const char* name) const;
+  /// The same, with an empty table where there was none. By one thread, while no other uses the tables.
   KEP_INDEXED_RELATIVE_PATHS find_or_create_relative_paths(const char* name);
 
   /// The positions of all that is unfolded, as numbers.

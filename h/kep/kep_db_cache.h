@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Look-ups that are made once and then asked often: names, parents, redundant inputs.
+
 #include "kep/kep_db.h"
 
 #include <cstddef>
@@ -18,31 +21,40 @@ public:
   /// Called once before use. Nothing has to be prepared: the unfolded hierarchy is laid out when a model is
   /// frozen.
   void initialize_unfolding(const KEP_DB* db, const std::string& name, bool flag);
+  ///@{
+  /// By name, null if absent.
   KEP_INSTANCE* find_instance(const KEP_MODULE* module, const std::string& name);
   KEP_PORT* find_port(const KEP_MODULE* module, const std::string& name);
+  ///@}
 };
 
 /// Which slots of which modules hold a module: the hierarchy seen upward. Filled once, then read.
 class KEP_EXPORT KEP_DB_PARENTS_CACHE {
 public:
+  /// A slot that holds a module.
   struct PARENT {
     const KEP_MODULE* m_module; ///< null for a slot above the top
-    unsigned m_slot;
+    unsigned m_slot;            ///< its index among the module's slots
   };
 
+  /// Fills the cache. The database must outlive it.
   void initialize(KEP_DB* db);
+  /// The slots of the module, in the order of the design.
   const std::vector<PARENT>& get_parents(const KEP_MODULE* module) const;
 
 private:
   std::vector<std::vector<PARENT>> m_parents; // by module number
 };
 
+/// Over the uips of a set.
 class KEP_EXPORT KEP_UNFOLDED_INST_PORT_USET_ITER
     : public boost::iterator_facade<KEP_UNFOLDED_INST_PORT_USET_ITER, KEP_UNFOLDED_INST_PORT,
                                     boost::forward_traversal_tag, KEP_UNFOLDED_INST_PORT> {
 public:
+  /// What it steps over.
   using BASE = std::unordered_set<KEP_UNFOLDED_INST_PORT>::const_iterator;
   KEP_UNFOLDED_INST_PORT_USET_ITER() = default;
+  /// At that element.
   explicit KEP_UNFOLDED_INST_PORT_USET_ITER(BASE at) : m_at(at) {}
 
 private:
@@ -56,9 +68,13 @@ private:
 /// A hash set of uips. Its order means nothing.
 class KEP_EXPORT KEP_UNFOLDED_INST_PORT_USET {
 public:
+  /// Makes room for so many uips in all.
   void reserve(std::size_t count) { m_uips.reserve(count); }
+  /// How many uips are in it.
   std::size_t size() const { return m_uips.size(); }
+  /// False when it is in the set already.
   bool insert(const KEP_UNFOLDED_INST_PORT& uip) { return m_uips.insert(uip).second; }
+  /// Good until the next insert.
   boost::iterator_range<KEP_UNFOLDED_INST_PORT_USET_ITER> iter() const {
     return {KEP_UNFOLDED_INST_PORT_USET_ITER(m_uips.begin()), KEP_UNFOLDED_INST_PORT_USET_ITER(m_uips.end())};
   }

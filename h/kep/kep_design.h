@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+/// @file
 /// The folded model: each module once, however often it is instantiated. Modules, instances, masters, inst
 /// ports, nets and traits are those of docs/glossary.md. A module is in exactly one view; port i of a module
 /// is port i of its equivalents, and of the inst ports of its instances.
@@ -34,27 +35,39 @@ class KEP_NET_INST_PORT_ITER : public KEP_POINTER_ITER<KEP_NET_INST_PORT_ITER, K
   using KEP_POINTER_ITER::KEP_POINTER_ITER;
 };
 
+/// Of a port of a module, as seen from outside.
 enum class KEP_PORT_DIRECTION : unsigned char { INPUT, OUTPUT, BIDIR };
 
 /// The inst header of an instance (docs/glossary.md). Only whether there is one is known of it.
 class KEP_INST_HEADER {};
 
+/// A port of a module.
 class KEP_EXPORT KEP_PORT {
 public:
+  ///@{
+  /// Its name in its module.
   std::string get_name(KEP_NAME_STYLE style) const;
   const char* get_plain_name() const { return m_name; }
+  ///@}
+  /// The module that it belongs to.
   KEP_MODULE* get_parent() const { return m_parent; }
+  /// Its place among the ports of its module, from 0.
   unsigned get_index() const { return m_index; }
   /// The net inside the module, null if nothing is behind the port.
   KEP_NET* get_net() const { return m_net; }
+  ///@{
+  /// Its direction, as seen from outside of the module.
   bool is_input() const { return m_direction == KEP_PORT_DIRECTION::INPUT; }
   bool is_output() const { return m_direction == KEP_PORT_DIRECTION::OUTPUT; }
   bool is_bidir() const { return m_direction == KEP_PORT_DIRECTION::BIDIR; }
+  ///@}
   /// -1 when the port has none (docs/glossary.md: BLC re-index).
   int get_blc_re_index() const { return m_blc_re_index; }
+  ///@{
   /// Empty when the port has none (docs/glossary.md: BLC icd name).
   std::string get_blc_icd_port_name() const { return m_blc_icd_port_name; }
   const char* get_plain_blc_icd_port_name() const { return m_blc_icd_port_name; }
+  ///@}
   /// The port's number among all ports of the design, from 0.
   unsigned get_number() const { return m_number; }
 
@@ -70,14 +83,19 @@ private:
   KEP_PORT_DIRECTION m_direction = KEP_PORT_DIRECTION::INPUT;
 };
 
+/// A port of an instance: where a net of the parent module is connected.
 class KEP_EXPORT KEP_INST_PORT {
 public:
+  /// Never null.
   KEP_INSTANCE* get_inst() const { return m_inst; }
   /// The port of the plain master that this inst port mirrors.
   inline KEP_PORT* get_port() const;
+  ///@{
+  /// The direction of that port.
   bool is_input() const { return get_port()->is_input(); }
   bool is_output() const { return get_port()->is_output(); }
   bool is_bidir() const { return get_port()->is_bidir(); }
+  ///@}
   /// The net outside the instance, in its parent module; null if unconnected.
   KEP_NET* get_net() const { return m_net; }
   /// The index of the port that this inst port mirrors.
@@ -94,30 +112,39 @@ private:
 static_assert(sizeof(KEP_INST_PORT) == 2 * sizeof(void*),
               "devices have hundreds of millions of folded inst ports");
 
+/// An instance inside a module: a place for another module, its master.
 class KEP_EXPORT KEP_INSTANCE {
 public:
   /// The trait that node creation asks of instances inside a BLC (docs/glossary.md: trait).
   enum class TRAIT : unsigned char { TRAIT_0 = 0 };
 
+  ///@{
   /// The name inside the parent, one level only.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   const char* get_plain_name() const { return m_name; }
+  ///@}
+  /// The module that it stands in.
   KEP_MODULE* get_parent() const { return m_parent; }
   /// The plain master.
   KEP_MODULE* get_module() const { return m_module; }
   /// The plain master when it has that view, else its first equivalent there, else null.
   inline KEP_MODULE* get_module(KEP_VIEW_TYPE view) const;
-  /// These two: the plain master must have the index; the port may be that of an equivalent, too.
+  ///@{
+  /// The plain master must have the index; the port may be that of an equivalent, too.
   KEP_INST_PORT* get_inst_port_by_index(unsigned index) const { return m_inst_ports + index; }
   KEP_INST_PORT* get_inst_port_for_port(const KEP_PORT* port) const {
     return m_inst_ports + port->get_index();
   }
+  ///@}
   /// Null without one. All that have one share it.
   KEP_INST_HEADER* get_inst_header() const;
+  /// Whether the model gives it that trait.
   bool has_trait(TRAIT) const { return m_has_trait_0; }
-  /// These two: docs/glossary.md, BLC atom and BLC inserted buffer.
+  ///@{
+  /// docs/glossary.md: BLC atom and BLC inserted buffer.
   bool is_blc_atom() const { return m_is_blc_atom; }
   bool get_blc_is_inserted_buffer() const { return m_is_blc_inserted_buffer; }
+  ///@}
   /// The plain master lies in the same database as the parent.
   inline bool module_in_same_db() const;
   /// The instance's place in its parent, from 0.
@@ -140,10 +167,15 @@ private:
   bool m_is_blc_inserted_buffer = false;
 };
 
+/// A net of a module, with its members in the order of the model.
 class KEP_EXPORT KEP_NET {
 public:
+  ///@{
+  /// Its name in its module, which other nets may have, too.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   const char* get_plain_name() const { return m_name; }
+  ///@}
+  /// The module that it belongs to.
   KEP_MODULE* get_parent() const { return m_parent; }
   /// The ports of the module on this net, in port order.
   boost::iterator_range<KEP_NET_PORT_ITER> iter_ports() const {
@@ -153,10 +185,13 @@ public:
   boost::iterator_range<KEP_NET_INST_PORT_ITER> iter_inst_ports() const {
     return {KEP_NET_INST_PORT_ITER(m_inst_ports), KEP_NET_INST_PORT_ITER(m_inst_ports + m_num_inst_ports)};
   }
+  ///@{
+  /// The same members as arrays.
   unsigned get_num_ports() const { return m_num_ports; }
   unsigned get_num_inst_ports() const { return m_num_inst_ports; }
   KEP_PORT* const* get_ports() const { return m_ports; }
   KEP_INST_PORT* const* get_inst_ports() const { return m_inst_ports; }
+  ///@}
   /// The net's place in its module, from 0.
   inline unsigned get_index() const;
 
@@ -170,8 +205,10 @@ private:
   unsigned m_num_inst_ports = 0;
 };
 
+/// A module in one view: its ports, and instances and nets inside it.
 class KEP_EXPORT KEP_MODULE {
 public:
+  /// Marks of a module that node creation asks for.
   enum class TRAIT : unsigned char {
     TRAIT_0 = 0, ///< on a BLC module: keeps some of its inst ports from becoming nodes
     IP_ROOT = 5, ///< only such a module can be a routing root
@@ -182,36 +219,51 @@ public:
   KEP_MODULE(const KEP_MODULE&) = delete;
   KEP_MODULE& operator=(const KEP_MODULE&) = delete;
 
+  ///@{
+  /// Its name, which its equivalents may have, too. The second form replaces the text and keeps its memory.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   void get_name(std::string& name, const KEP_NAME_STYLE& style) const;
   const char* get_plain_name() const { return m_name; }
+  ///@}
   /// The key under which the builder was given the module; unique in the design.
   const char* get_key() const { return m_key; }
+  /// Never DEFAULT_VIEW.
   KEP_VIEW_TYPE get_view_type() const { return m_view_type; }
+  ///@{
+  /// How many the module itself holds; inst ports are those of its instances.
   unsigned get_num_ports() const { return m_num_ports; }
   unsigned get_num_instances() const { return m_num_instances; }
   unsigned get_num_inst_ports() const { return m_num_inst_ports; }
   unsigned get_num_nets() const { return m_num_nets; }
+  ///@}
+  /// Whether the model gives it that trait.
   bool has_trait(TRAIT trait) const { return trait == TRAIT::IP_ROOT ? m_is_ip_root : m_has_trait_0; }
   /// The module is a BLC bidirectional buffer (docs/glossary.md).
   bool get_is_blc_bidir_buffer() const { return m_is_blc_bidir_buffer; }
+  /// The module is the top, or a view of it.
   bool is_top_module_or_equiv() const { return m_is_top_module_or_equiv; }
   /// The database that the module lies in.
   KEP_DB* get_db() const { return m_db; }
   /// The module's number in the design, from 0, in the order in which the builder was given the modules.
   unsigned get_number() const { return m_number; }
 
+  ///@{
   /// By name, null if absent.
   KEP_PORT* find_port(std::string_view name) const;
   KEP_INSTANCE* find_instance(std::string_view name) const;
+  ///@}
   /// Null when there is no such port.
   KEP_PORT* get_port_by_index(unsigned index) const {
     return index < m_num_ports ? m_ports.get() + index : nullptr;
   }
-  /// These three: the index or number must be there.
+  ///@{
+  /// The index or number must be there.
   KEP_INST_PORT* get_inst_port_by_number(unsigned number) const { return m_inst_ports.get() + number; }
   KEP_INSTANCE* get_instance_by_index(unsigned index) const { return m_instances.get() + index; }
   KEP_NET* get_net_by_index(unsigned index) const { return m_nets.get() + index; }
+  ///@}
+  ///@{
+  /// In the order of the model, which is that of their indices.
   boost::iterator_range<KEP_MODULE_PORT_ITER> iter_ports() const {
     return {KEP_MODULE_PORT_ITER(m_ports.get()), KEP_MODULE_PORT_ITER(m_ports.get() + m_num_ports)};
   }
@@ -222,25 +274,31 @@ public:
   boost::iterator_range<KEP_MODULE_NET_ITER> iter_nets() const {
     return {KEP_MODULE_NET_ITER(m_nets.get()), KEP_MODULE_NET_ITER(m_nets.get() + m_num_nets)};
   }
+  ///@}
 
   /// The module itself when it has that view or none in particular is asked for, else the first equivalent
   /// there, else null.
   KEP_MODULE* find_view(KEP_VIEW_TYPE view) const { return m_views[static_cast<unsigned>(view)]; }
+  ///@{
   /// Every equivalent in that view, the module itself left out, in the order of the design.
   std::vector<KEP_MODULE*> get_equivalent_modules(KEP_VIEW_TYPE view) const;
   unsigned get_num_equivalent_modules(KEP_VIEW_TYPE view) const;
+  ///@}
   /// The whole group, this module too; null without one.
   const std::vector<KEP_MODULE*>* get_equivalents() const { return m_equivalents; }
 
   // What positions are made of (h/kep/detail/kep_unfolding.h); whoever steps over unfolded values needs none
   // of it.
+  ///@{
   /// The slots of the module, instance by instance; within one the plain master first, then the other views.
   const KEP_SLOT* get_slots() const { return m_slots.get(); }
   unsigned get_num_slots() const { return m_num_slots; }
+  ///@}
   /// One for an occurrence of the module itself, and the sizes below all of its slots.
   std::uint64_t get_size() const { return m_size; }
   /// The module holds instances or nets, so its occurrences are inner occurrences.
   bool is_inner() const { return m_num_instances != 0 || m_num_nets != 0; }
+  /// That of the database; one for all its modules.
   const KEP_UNFOLDING* get_unfolding() const { return m_unfolding; }
 
 private:
@@ -288,6 +346,7 @@ private:
 /// Orders ports by index, and ports of equal index by the number of their module. So an ordered set of ports
 /// holds each port once, whatever its module.
 struct KEP_PORT_INDEX_COMPARE {
+  /// True when `left` comes first. Neither may be null.
   bool operator()(const KEP_PORT* left, const KEP_PORT* right) const {
     if (left->get_index() != right->get_index()) return left->get_index() < right->get_index();
     return left->get_number() < right->get_number();

@@ -11,6 +11,7 @@
 #include <typeinfo>
 #include <vector>
 
+/// @file
 /// The leaf search: from one port at one position, which ports does its connection reach, when the walk ends
 /// at leaves that a predicate chooses (docs/glossary.md: leaf, predicate)? It walks one unfolded net at a
 /// time, down into instances, up through the ports of the enclosing module and across skip paths.
@@ -22,9 +23,10 @@ enum class KEP_LEAF_DIRECTION : std::uint32_t {
   BOTH = 2,            ///< none
 };
 
+/// How a search walks.
 struct KEP_GET_LEAF_PARAMS {
   KEP_VIEW_TYPE_RANK m_view_type_rank; ///< the views to try when the search goes down into an instance
-  KEP_LEAF_DIRECTION m_direction = KEP_LEAF_DIRECTION::DRIVER_TO_LOADS;
+  KEP_LEAF_DIRECTION m_direction = KEP_LEAF_DIRECTION::DRIVER_TO_LOADS; ///< which ports it passes over
   bool m_honour_tunnels = false; ///< an instance of tunnel type 2 is neither a terminating point nor a leaf
   bool m_spare_flag = false;     ///< kept for callers that set it; no search looks at it
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A finished graph by numbers, for routers.
+
 #include "kep/kep_routing_graph.h"
 
 #include <cstddef>
@@ -9,9 +12,9 @@
 /// the order of GRAPH::iter_nodes(). What a router knows of nodes then stands in arrays by number; it asks
 /// for a NODE (GRAPH::get_node(), GRAPH::get_index()) where a name or a place is wanted.
 ///
-///   const KEP_ROUTING::NUMBERED_GRAPH numbers(*db->get_routing_template_graph());
-///   for (const KEP_ROUTING::NUMBERED_FWD_EDGE& edge : numbers.iter_real_fanout(node))
-///     relax(edge.get_fanout());
+///     const KEP_ROUTING::NUMBERED_GRAPH numbers(*db->get_routing_template_graph());
+///     for (const KEP_ROUTING::NUMBERED_FWD_EDGE& edge : numbers.iter_real_fanout(node))
+///       relax(edge.get_fanout());
 ///
 /// Graph, edges and ranges are small values that refer to the graph. Reading allocates nothing and changes
 /// nothing; any number of threads may read at once. Values of a graph that was replaced by a newer build must
@@ -26,6 +29,7 @@ public:
 
   /// The number of the node that the edge goes to; NUMBERED_GRAPH::NONE in a damaged graph alone.
   std::uint32_t get_fanout() const { return m_fanout; }
+  /// Its class.
   bool is_redundant() const { return m_position >= m_source.m_end_of_real; }
   /// The uip of the mux input through which the edge reaches its fanout; empty without a mux.
   inline KEP_UNFOLDED_INST_PORT get_mux_input() const;
@@ -54,6 +58,8 @@ public:
   /// The edge as that node sees it, which tells the class and the mux input. Found by a walk over that node's
   /// fanouts; of several edges between two nodes the first one here is the first one there.
   inline NUMBERED_FWD_EDGE find_fwd_edge() const;
+  /// The index of that edge in iter_all_fanout() of the node; NUMBERED_GRAPH::NONE in a damaged graph alone.
+  inline std::uint32_t find_fwd_index() const;
 
 private:
   friend class NUMBERED_GRAPH;
@@ -79,10 +85,13 @@ class NUMBERED_EDGE_ITER
                                                boost::random_access_traversal_tag, EDGE> {
 public:
   NUMBERED_EDGE_ITER() = default;
+  /// The edge that many places on, which must be in the range.
   EDGE operator[](std::ptrdiff_t at) const { return *(*this + at); }
 
 private:
   friend class boost::iterator_core_access;
+  template <class OTHER>
+  friend class BOOST_GRAPH_VERTEX_EDGE_ITER;
   friend class NUMBERED_GRAPH;
   NUMBERED_EDGE_ITER(const typename EDGE::SOURCE& source, std::uint32_t position)
       : m_source(source), m_position(position) {}
@@ -99,26 +108,37 @@ private:
   std::uint32_t m_position = 0;
 };
 
+/// A graph by the numbers of its nodes.
 class NUMBERED_GRAPH {
 public:
+  /// No node.
   static constexpr std::uint32_t NONE = KEP_NUMBERED_PLACES::NONE;
+  /// The edges of a node of one kind, at random access.
   template <class EDGE>
   using RANGE = boost::iterator_range<NUMBERED_EDGE_ITER<EDGE>>;
 
+  /// The graph must have been built; a newer build makes this view worthless.
   explicit NUMBERED_GRAPH(const GRAPH& graph) : m_graph(&graph) {}
 
+  /// Which gives the NODE of a number.
   const GRAPH& get_graph() const { return *m_graph; }
+  /// Numbers are below this one.
   std::uint32_t get_num_nodes() const { return m_graph->m_tables.m_num_nodes; }
 
+  ///@{
+  /// How many edges of a node there are: all fanouts, the real ones among them, all fanins.
   unsigned short get_num_edges(std::uint32_t node) const { return find(node).m_shape.m_num_fanouts; }
   unsigned short get_num_real_edges(std::uint32_t node) const { return find(node).m_shape.m_num_real; }
   unsigned short get_num_fanin(std::uint32_t node) const { return find(node).m_shape.m_num_fanins; }
+  ///@}
 
+  ///@{
   /// The edges of a node, in the order in which NODE gives them.
   inline RANGE<NUMBERED_FWD_EDGE> iter_real_fanout(std::uint32_t node) const;
   inline RANGE<NUMBERED_FWD_EDGE> iter_redundant_fanout(std::uint32_t node) const;
   inline RANGE<NUMBERED_FWD_EDGE> iter_all_fanout(std::uint32_t node) const;
   inline RANGE<NUMBERED_REV_EDGE> iter_all_fanin(std::uint32_t node) const;
+  ///@}
 
 private:
   struct PLACED {

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A finished graph: its nodes and edges.
+
 #include "kep/detail/kep_edge_tables.h"
 #include "kep/kep_routing_primitive.h"
 
@@ -39,8 +42,12 @@ class EDGE_ITER;
 /// The identity of a node inside its graph: one word that names its place in the model.
 class KEP_EXPORT BASE_NODE {
 public:
+  ///@{
+  /// Whether it is the same place, which tells only among nodes of one graph.
   bool operator==(const BASE_NODE& other) const { return m_word == other.m_word; }
   bool operator!=(const BASE_NODE& other) const { return m_word != other.m_word; }
+  ///@}
+  /// False for the null node.
   explicit operator bool() const { return m_word != 0; }
 
 protected:
@@ -48,8 +55,11 @@ protected:
   friend class FWD_EDGE;
   friend class GRAPH;
   friend class NODE;
+  ///@{
+  /// The place and the rank there, from 1; 0 is no node.
   explicit BASE_NODE(std::uint64_t word) : m_word(word) {}
   std::uint64_t m_word = 0;
+  ///@}
 
 private:
   explicit BASE_NODE(bool) {}
@@ -67,21 +77,28 @@ public:
   NODE() : BASE_NODE(false) {}
   /// The boundary node of a port of the top; the null node for null and for a port without one.
   explicit NODE(const KEP_PORT* port);
+  /// The null node of no graph.
   explicit NODE(std::nullptr_t) : NODE() {}
   /// The hipi node that stands at the uip when `hipi` is set, else the plain node; the null node if there is
   /// none.
   NODE(const KEP_UNFOLDED_INST_PORT& uip, bool hipi);
 
+  ///@{
   /// The same identity in the same graph.
   bool operator==(const NODE& other) const { return m_word == other.m_word && m_graph == other.m_graph; }
   bool operator!=(const NODE& other) const { return !(*this == other); }
+  ///@}
+  /// Spreads the identity. Equal nodes have equal hashes, in every run.
   unsigned long long hash() const {
     const std::uint64_t h = m_word * 0x9e3779b97f4a7c15U;
     return h ^ (h >> 32);
   }
 
+  ///@{
+  /// Its kind: neither holds for a plain node.
   bool is_boundary() const;
   bool is_hipi() const;
+  ///@}
   /// The port of a boundary node, null for any other.
   KEP_PORT* get_port() const;
   /// The uip of a plain or hipi node, empty for a boundary node.
@@ -89,20 +106,30 @@ public:
   /// The hipi node at the place of this plain node, or the null node.
   NODE get_hipi_node() const;
 
-  /// Real and redundant fanouts, each from 0 to 65535 like all three counts.
+  ///@{
+  /// All fanouts, the real ones among them, and all fanins; each from 0 to 65535.
   inline unsigned short get_num_edges() const;
   inline unsigned short get_num_real_edges() const;
   inline unsigned short get_num_fanin() const;
+  ///@}
+  ///@{
+  /// The fanouts of one class, in an order that stays the same.
   inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_real_fanout() const;
   inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_redundant_fanout() const;
+  ///@}
   /// The real ones, then the redundant ones.
   inline boost::iterator_range<EDGE_ITER<FWD_EDGE>> iter_all_fanout() const;
   /// A hipi fanin first, then by the order of the nodes they come from.
   inline boost::iterator_range<EDGE_ITER<REV_EDGE>> iter_all_fanin() const;
 
+  ///@{
+  /// Its full name, as a dump has it: `a/b:c`, and `:p` for a boundary node. A hipi node has the name of its
+  /// plain one.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   void append_name(const KEP_NAME_STYLE& style, std::string& name) const;
+  ///@}
 
+  /// The graph of the node; null for the null node of none.
   GRAPH* m_graph = nullptr;
 
 private:
@@ -169,6 +196,7 @@ private:
   std::uint32_t m_position = 0;
 };
 
+/// Over the nodes of a graph, in its order.
 class KEP_EXPORT NODE_ITER
     : public boost::iterators::iterator_facade<NODE_ITER, NODE, boost::forward_traversal_tag, NODE> {
 public:
@@ -195,7 +223,9 @@ private:
 /// A range of nodes that TBB can split: it is divisible while it holds more nodes than its grain.
 class KEP_EXPORT NODE_ITER_RANGE : public boost::iterator_range<NODE_ITER> {
 public:
+  /// Takes the second half of the other one.
   NODE_ITER_RANGE(NODE_ITER_RANGE& other, tbb::split);
+  /// It holds more nodes than its grain.
   bool is_divisible() const;
 
 private:
@@ -208,17 +238,23 @@ private:
 /// The graph of a database, and the description it is built from. Before the first build it has no nodes.
 class KEP_EXPORT GRAPH {
 public:
+  /// A graph without nodes. Each database has its own: KEP_DB::get_routing_template_graph().
   explicit GRAPH(KEP_DB* db);
   ~GRAPH();
   GRAPH(const GRAPH&) = delete;
   GRAPH& operator=(const GRAPH&) = delete;
 
+  ///@{
+  /// The description that graphs are built from. Never null.
   KEP_ROUTING_PRIMITIVE* get_routing_primitive() { return &m_routing_primitive; }
   const KEP_ROUTING_PRIMITIVE* find_routing_primitive() const { return &m_routing_primitive; }
+  ///@}
 
+  ///@{
   /// Every node once, in an order that stays the same as long as the graph.
   NODE_ITER_RANGE iter_nodes() const { return iter_nodes_with_grain(1); }
   NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain) const;
+  ///@}
   /// Those of these numbers in that order; `end` must not be above get_num_nodes().
   NODE_ITER_RANGE iter_nodes_with_grain(unsigned grain, std::uint32_t first, std::uint32_t end) const;
 
@@ -227,17 +263,22 @@ public:
   template <class VISIT>
   void visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const;
 
+  ///@{
   /// The number of a node of this graph in the order of iter_nodes(), from 0; and the node of a number, which
   /// must be below get_num_nodes(). What goes by numbers alone reads a NUMBERED_GRAPH (kep_numbered_graph.h).
   inline std::uint32_t get_index(const NODE& node) const;
   inline NODE get_node(std::uint32_t index) const;
+  ///@}
 
   /// At the inner occurrence stand all nodes that stand at any occurrence of its module, one at least.
   bool has_all_nodes_at(std::uint32_t occurrence) const;
 
+  ///@{
+  /// How many there are in the whole graph, in constant time.
   std::uint64_t get_num_nodes() const;
   std::uint64_t get_num_real_edges() const;
   std::uint64_t get_num_redundant_edges() const;
+  ///@}
   /// The number of distinct lists of fanouts, as seen from their nodes, that the graph stores.
   std::uint64_t get_num_templates() const;
   /// What the graph holds in memory, all of it.
@@ -253,10 +294,13 @@ protected:
   friend class NUMBERED_FWD_EDGE;
   friend class NUMBERED_REV_EDGE;
   friend class NUMBERED_GRAPH;
+  ///@{
+  /// What NODE tells of a node of this graph.
   KEP_PORT* get_port(const BASE_NODE& node) const;
   KEP_UNFOLDED_INST_PORT get_unfolded_inst_port(const BASE_NODE& node) const;
   bool is_boundary(const BASE_NODE& node) const;
   bool is_hipi(const BASE_NODE& node) const;
+  ///@}
 
 private:
   friend class ::KEP_DATABASE_LISTER;
@@ -274,9 +318,11 @@ private:
 
 } // namespace KEP_ROUTING
 
+/// @cond
 template <>
 struct std::hash<KEP_ROUTING::NODE> {
   std::size_t operator()(const KEP_ROUTING::NODE& node) const noexcept { return node.hash(); }
 };
+/// @endcond
 
 #include "kep/detail/kep_routing_graph_inline.h"

@@ -2,6 +2,7 @@
 
 #include "kep/kep_export.h"
 
+/// @file
 /// The small types that all of `kep` shares: views, database types, kinds of marks, and the style of names.
 /// What each of them means to a graph stands in docs/glossary.md.
 
@@ -31,6 +32,7 @@ inline constexpr unsigned KEP_NUM_MODULE_VIEWS = 4;
 /// The printable name of a view, for messages: "logical", "view_1", "blc", "logical_twin", "default".
 KEP_EXPORT const char* kep_get_name_of_view_type(KEP_VIEW_TYPE view);
 
+/// What the top says of the ports of the device and of redundancy.
 enum class KEP_DB_TYPE : unsigned char {
   NO_REDUNDANCY = 0,    ///< no redundant inputs
   TOP_PORTS_ROUTED = 1, ///< the ports of the top module are routing nodes
@@ -40,9 +42,9 @@ enum class KEP_DB_TYPE : unsigned char {
 /// How a name is printed. The option bytes are kept for tools that pass them; every name is spelled alike
 /// under all of them.
 struct KEP_NAME_STYLE {
-  bool m_options[7] = {};
-  char m_hierarchy_separator = '/';
-  char m_port_separator = ':';
+  bool m_options[7] = {};           ///< not looked at
+  char m_hierarchy_separator = '/'; ///< between instances
+  char m_port_separator = ':';      ///< before a port
 };
 
 /// 0 is no hipi; 1, 2 and 3 are hipi m, hipi t and hipi p (docs/glossary.md).

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 
+/// @file
 /// The unfolded model: every object named by where it stands below the top (docs/glossary.md: unfolded, uip,
 /// full name).
 ///
@@ -31,23 +32,29 @@ class KEP_UNFOLDED_INSTANCE_INST_PORT_ITER;
 class KEP_UNFOLDED_NET_PORT_ITER;
 class KEP_UNFOLDED_NET_INST_PORT_ITER;
 
+/// A module at a position: one occurrence of it.
 class KEP_EXPORT KEP_UNFOLDED_MODULE : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_MODULE, KEP_MODULE> {
 public:
   KEP_UNFOLDED_MODULE() = default;
+  /// A position is what another value of this database gave; the pair is not checked.
   KEP_UNFOLDED_MODULE(std::uint64_t position, KEP_MODULE* module) : KEP_UNFOLDED_VALUE(position, module) {}
 
   /// The instance at this position whose master this module is; empty at the top.
   inline KEP_UNFOLDED_INSTANCE get_unfolded_instance() const;
+  /// The instances inside, in the order of the model.
   inline boost::iterator_range<KEP_UNFOLDED_MODULE_INSTANCE_ITER> iter_instances() const;
+  /// Empty when there is no such port.
   inline KEP_UNFOLDED_PORT get_unfolded_port_by_index(unsigned index) const;
   /// The module in which the path's port lies, below this one. Empty for an invalid path and for one that
   /// starts in another module. For any port `p` below `m`, `m + (p - m)` equals `p.get_parent()`.
   KEP_UNFOLDED_MODULE operator+(const KEP_RELATIVE_PATH& path) const;
 };
 
+/// An instance at a position.
 class KEP_EXPORT KEP_UNFOLDED_INSTANCE : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_INSTANCE, KEP_INSTANCE> {
 public:
   KEP_UNFOLDED_INSTANCE() = default;
+  /// A position is what another value of this database gave; the pair is not checked.
   KEP_UNFOLDED_INSTANCE(std::uint64_t position, KEP_INSTANCE* instance)
       : KEP_UNFOLDED_VALUE(position, instance) {}
 
@@ -55,23 +62,33 @@ public:
   std::string get_name(const KEP_NAME_STYLE& style) const;
   /// The module that holds this instance at this position: the step upward.
   inline KEP_UNFOLDED_MODULE get_parent() const;
+  ///@{
   /// The master in the first view of the rank that has one: the step downward.
   inline KEP_UNFOLDED_MODULE get_module(const KEP_VIEW_TYPE_RANK& rank) const;
   inline KEP_UNFOLDED_MODULE get_module(KEP_VIEW_TYPE view) const;
+  ///@}
+  /// In the order of the ports of the plain master.
   inline boost::iterator_range<KEP_UNFOLDED_INSTANCE_INST_PORT_ITER> iter_inst_ports() const;
+  ///@{
+  /// The inst port of this instance at this position: by the index of its port, empty when there is none; of
+  /// the folded inst port, which must be one of this instance.
   inline KEP_UNFOLDED_INST_PORT get_unfolded_inst_port_by_index(unsigned index) const;
   inline KEP_UNFOLDED_INST_PORT get_unfolding_of_inst_port(KEP_INST_PORT* inst_port) const;
+  ///@}
   /// The innermost instance, this one included, whose plain master is an IP root; empty if there is none.
   KEP_UNFOLDED_INSTANCE get_ip_root_instance() const;
 };
 
+/// A port of a module at a position: the inside of a connection.
 class KEP_EXPORT KEP_UNFOLDED_PORT : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_PORT, KEP_PORT> {
 public:
   KEP_UNFOLDED_PORT() = default;
+  /// A position is what another value of this database gave; the pair is not checked.
   KEP_UNFOLDED_PORT(std::uint64_t position, KEP_PORT* port) : KEP_UNFOLDED_VALUE(position, port) {}
 
   /// The full name from the top: `a/b:p`, and `:p` for a port of the top.
   std::string get_name(const KEP_NAME_STYLE& style) const;
+  /// The module that the port belongs to, at this position.
   inline KEP_UNFOLDED_MODULE get_parent() const;
   /// The net on the inside, in the port's own module.
   inline KEP_UNFOLDED_NET get_unfolded_net() const;
@@ -87,6 +104,7 @@ public:
 class KEP_EXPORT KEP_UNFOLDED_INST_PORT : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_INST_PORT, KEP_INST_PORT> {
 public:
   KEP_UNFOLDED_INST_PORT() = default;
+  /// A position is what another value of this database gave; the pair is not checked.
   KEP_UNFOLDED_INST_PORT(std::uint64_t position, KEP_INST_PORT* inst_port)
       : KEP_UNFOLDED_VALUE(position, inst_port) {}
 
@@ -94,7 +112,9 @@ public:
   KEP_DB* get_db() const;
   /// The full name from the top: `a/b:p`.
   std::string get_name(const KEP_NAME_STYLE& style) const;
+  /// Appends the same, without a text of its own.
   void append_name(const KEP_NAME_STYLE& style, std::string& name) const;
+  /// The instance that it belongs to.
   inline KEP_UNFOLDED_INSTANCE get_unfolded_instance() const;
   /// The net on the outside, in the instance's parent module.
   inline KEP_UNFOLDED_NET get_unfolded_net() const;
@@ -102,9 +122,11 @@ public:
   inline KEP_UNFOLDED_PORT get_unfolded_port(const KEP_VIEW_TYPE_RANK& rank) const;
 };
 
+/// A net at a position.
 class KEP_EXPORT KEP_UNFOLDED_NET : public KEP_UNFOLDED_VALUE<KEP_UNFOLDED_NET, KEP_NET> {
 public:
   KEP_UNFOLDED_NET() = default;
+  /// A position is what another value of this database gave; the pair is not checked.
   KEP_UNFOLDED_NET(std::uint64_t position, KEP_NET* net) : KEP_UNFOLDED_VALUE(position, net) {}
 
   /// By position, and within one module occurrence by the order of its nets.
@@ -112,6 +134,7 @@ public:
     return m_position != other.m_position ? m_position < other.m_position
                                           : std::less<>()(m_object, other.m_object);
   }
+  /// The full name from the top: `a/n` for a net `n` in instance `a`.
   std::string get_name(const KEP_NAME_STYLE& style) const;
   /// The ports of the net's module on this net.
   inline boost::iterator_range<KEP_UNFOLDED_NET_PORT_ITER> iter_ports() const;

@@ -1,6 +1,10 @@
 #pragma once
 
+/// @file
+/// Device models from files and texts.
+
 #include "kep/kep_db.h"
+#include "kep_io/kep_io_export.h"
 
 #include <memory>
 #include <string>
@@ -18,8 +22,9 @@
 ///
 /// KEP_IO_ERROR when the file can't be read, is larger than 4 GB, is no JSON, or breaks a rule of the format
 /// or of the model; nothing is built then.
-std::unique_ptr<KEP_DB> kep_read_model(const std::string& path, std::vector<std::string>* warnings = nullptr);
+KEP_IO_EXPORT std::unique_ptr<KEP_DB> kep_read_model(const std::string& path,
+                                                     std::vector<std::string>* warnings = nullptr);
 
 /// The same from a text in memory; `name` stands for the file in messages.
-std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name,
-                                            std::vector<std::string>* warnings = nullptr);
+KEP_IO_EXPORT std::unique_ptr<KEP_DB> kep_read_model_text(std::string_view text, const std::string& name,
+                                                          std::vector<std::string>* warnings = nullptr);

@@ -1,6 +1,10 @@
 #pragma once
 
+/// @file
+/// Routing descriptions from files and texts.
+
 #include "kep/kep_db.h"
+#include "kep_io/kep_io_export.h"
 
 #include <string>
 #include <string_view>
@@ -17,11 +21,12 @@ class KEP_RG_PARSE;
 ///
 /// Gives warnings, a line each: "FILE:LINE: ..." for an arc that begins at an output or ends at an input of
 /// its module, which is carried out all the same; of many the first five, and how many more there are.
-std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse, const std::string& path);
+KEP_IO_EXPORT std::vector<std::string> kep_read_routing(KEP_DB* db, KEP_RG_PARSE& parse,
+                                                        const std::string& path);
 
 /// The same from a text in memory; `name` stands for the file in messages.
-std::vector<std::string> kep_read_routing_text(KEP_DB* db, KEP_RG_PARSE& parse, std::string_view text,
-                                               const std::string& name);
+KEP_IO_EXPORT std::vector<std::string> kep_read_routing_text(KEP_DB* db, KEP_RG_PARSE& parse,
+                                                             std::string_view text, const std::string& name);
 
 /// Marks the description as there when no file has anything to say: then nothing is routing.
-void kep_describe_no_routing(KEP_DB* db);
+KEP_IO_EXPORT void kep_describe_no_routing(KEP_DB* db);

@@ -12,16 +12,19 @@
 #include <string>
 #include <vector>
 
+/// @file
 /// What KEP_RG_BUILD::debug_edges gives to a debugger (DBG): plain values, in lists that grow at their end.
 
 /// One fanout.
 class KEP_RG_EXPORT KEP_RG_DBG_FANOUT {
 public:
   KEP_RG_DBG_FANOUT() = default;
+  /// The node must outlive the fanout.
   KEP_RG_DBG_FANOUT(bool redundant, const KEP_ROUTING_BUILDER_NODE* routing_node,
                     KEP_UNFOLDED_INST_PORT mux_input)
       : m_redundant(redundant), m_routing_node(routing_node), m_mux_input(mux_input) {}
 
+  /// Its class.
   bool is_redundant() const { return m_redundant; }
   /// The target; it belongs to the builder and is valid as long as that.
   const KEP_ROUTING_BUILDER_NODE* get_routing_node() const { return m_routing_node; }
@@ -37,8 +40,11 @@ private:
 /// One node: a uip, or a port of the top module.
 class KEP_RG_EXPORT KEP_RG_DBG_NODE {
 public:
+  ///@{
+  /// A boundary node, by its port, or another one, by its uip.
   KEP_RG_DBG_NODE(KEP_PORT* port) : m_port(port) {}
   KEP_RG_DBG_NODE(KEP_UNFOLDED_INST_PORT uip) : m_uip(uip) {}
+  ///@}
 
   /// Empty for a port.
   KEP_UNFOLDED_INST_PORT get_uip() const { return m_uip; }
@@ -59,6 +65,7 @@ class KEP_RG_DBG_ITER
                                                std::int64_t> {
 public:
   KEP_RG_DBG_ITER() = default;
+  /// At that element.
   explicit KEP_RG_DBG_ITER(typename std::vector<ELEMENT>::iterator at) : m_at(at) {}
 
 private:
@@ -81,8 +88,11 @@ class KEP_RG_DBG_NODE_ITER : public KEP_RG_DBG_ITER<KEP_RG_DBG_NODE_ITER, KEP_RG
 template <class ELEMENT, class ITER>
 class KEP_RG_DBG_LIST {
 public:
+  /// Puts a copy at the end, which invalidates iterators.
   void add(const ELEMENT& element) { m_elements.push_back(element); }
+  /// How many elements there are.
   std::size_t size() const { return m_elements.size(); }
+  /// All elements. Good until the next one is added.
   boost::iterator_range<ITER> iter() { return {begin(), end()}; }
 
 private:

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// From one node to the next along a plain wire.
+
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_unfold_observer.h"
 #include "kep_rg/kep_rg_export.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Where walks end while a graph is built.
+
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/detail/kep_rg_predicate_utils.h"
 
@@ -15,23 +18,27 @@
 /// a search, which copies its predicate, is made once and not for every walk.
 class KEP_RG_EXPORT KEP_RG_INSTANCE_IS_PRIMITIVE {
 public:
+  /// What a module is to a walk; of several that fit, the first.
   enum class MODULE_TYPE : std::uint32_t {
-    STOP_MODULE = 0,
+    STOP_MODULE = 0,          ///< a walk ends at its instances
     STOP_INSTANCE_MASTER = 1, ///< the master of a stop instance
-    BLC_ROUTING_ROOT = 2,
-    ROUTING_ROOT = 3, ///< in any other view
-    IP_ROOT_NOT_ROUTED = 4,
-    UNCLASSIFIED = 5, ///< everything else
+    BLC_ROUTING_ROOT = 2,     ///< a routing root in the BLC view
+    ROUTING_ROOT = 3,         ///< in any other view
+    IP_ROOT_NOT_ROUTED = 4,   ///< an IP root that is no routing root
+    UNCLASSIFIED = 5,         ///< everything else
   };
 
   /// The rank picks the master of an unfolded instance wherever the predicate looks at a module.
   KEP_RG_INSTANCE_IS_PRIMITIVE(const KEP_DB* db, const KEP_RG_PRIMITIVES& primitives,
                                const KEP_VIEW_TYPE_RANK& view_type_rank);
 
+  /// UNCLASSIFIED for null.
   MODULE_TYPE get_module_type(const KEP_MODULE* module) const {
     return KEP_RG_PREDICATE_UTILS::get_module_type(m_module_types_by_number, module);
   }
 
+  ///@{
+  /// A walk ends at the module, or at the uip because of its master.
   bool is_leaf(const KEP_MODULE* module, const KEP_GET_LEAF_PARAMS& params) const {
     return !KEP_RG_PREDICATE_UTILS::is_transparent_tunnel(*m_primitives, module, params) &&
            is_leaf_type(get_module_type(module));
@@ -39,7 +46,9 @@ public:
   bool is_leaf(const KEP_UNFOLDED_INST_PORT& uip, const KEP_GET_LEAF_PARAMS& params) const {
     return is_leaf(KEP_RG_PREDICATE_UTILS::find_master(uip, m_view_type_rank), params);
   }
+  ///@}
 
+  /// The description inserts a node at the port.
   bool is_inserted_node(const KEP_PORT* port) const { return m_primitives->has_inserted_port(port); }
   /// A port inserted in the master, on whichever instance, or an output of a skip mux on an exception
   /// instance.
@@ -50,16 +59,20 @@ public:
     return !KEP_RG_PREDICATE_UTILS::is_transparent_tunnel(
         *m_primitives, KEP_RG_PREDICATE_UTILS::find_master(uip, m_view_type_rank), params);
   }
+  /// A walk ends here, and the uip is a result: a node is inserted.
   bool is_terminating_uip(const KEP_UNFOLDED_INST_PORT& uip, const KEP_GET_LEAF_PARAMS& params) const {
     return is_inserted_node(uip, params);
   }
 
+  /// None is.
   bool is_ignore_port(const KEP_UNFOLDED_PORT&) const { return false; }
   /// Must not be reached: the search knows where it stands and asks the form below.
   bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_INST_PORT&) const {
     KEP_ASSERT_EXPLAIN(false, "Reached wrong is_ignore_uip routine");
     return false;
   }
+  /// The walk passes over the uip: a second output on the net on which the caller stands, or a BLC
+  /// bidirectional buffer that the walk did not come to from there.
   bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT& uip, const KEP_UNFOLDED_INST_PORT& exclude_uip,
                      const KEP_UNFOLDED_PORT& exclude_port, const KEP_UNFOLDED_INST_PORT& cur_uip,
                      const KEP_UNFOLDED_PORT& cur_port) const {
@@ -67,6 +80,7 @@ public:
                                                  cur_port);
   }
 
+  /// A walk that came out of a skip path or flyover here goes on: the uip is no input.
   bool should_trace_thru_fanout(const KEP_UNFOLDED_INST_PORT& uip) const {
     return KEP_RG_PREDICATE_UTILS::should_trace_thru_fanout(uip);
   }
@@ -81,6 +95,7 @@ public:
   }
 
 protected:
+  /// A walk ends at modules of that type.
   static bool is_leaf_type(MODULE_TYPE type) {
     switch (type) {
     case MODULE_TYPE::STOP_MODULE:

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Stating what of a device is routing.
+
 #include "kep/kep_routing_primitive_cache.h"
 #include "kep_rg/kep_rg_export.h"
 
@@ -19,12 +22,14 @@
 /// false, empty or none. One thread calls.
 class KEP_RG_EXPORT KEP_RG_PARSE {
 public:
+  /// Writes into the store of this database; indexes what is in it already.
   explicit KEP_RG_PARSE(KEP_DB* db);
   ~KEP_RG_PARSE();
   KEP_RG_PARSE(const KEP_RG_PARSE&) = delete;
   /// Member by member: both objects then share the cache of `other`, and only one of them may be destroyed.
   KEP_RG_PARSE& operator=(const KEP_RG_PARSE& other) = default;
 
+  ///@{
   /// Adds an arc between two ports of one module, to the module's first mux without exception instances or
   /// else to a new mux, whose skip flag is `flag`. An arc that is there already stays the only one.
   ///
@@ -34,6 +39,7 @@ public:
   void add_port_edge(KEP_PORT* input, KEP_PORT* output);
   void add_port_edge(KEP_PORT* input, KEP_PORT* output, bool flag);
   void add_port_edge(KEP_PORT* input, KEP_PORT* output, KEP_ROUTING_PRIMITIVE_HIPI hipi, bool flag);
+  ///@}
   /// Copied to LOGICAL_TWIN equivalents.
   void add_routing_flyover(KEP_PORT* input, KEP_PORT* output);
   /// LOGICAL registers the module itself, BLC all its BLC equivalents and not the module; any other view, or
@@ -62,12 +68,17 @@ public:
     m_routing_primitive->set_non_template_mux_skip_path_inst_name_pattern(pattern);
   }
 
+  ///@{
+  /// What it works with; the cache belongs to the object.
   const KEP_DB* get_db() const { return m_db; }
   const KEP_DB_ROUTING_PRIMITIVE_CACHE* find_routing_primitive_cache() const {
     return m_routing_primitive_cache;
   }
+  ///@}
   /// Adds every routing root to `roots`, which keeps what it held.
   void find_routing_roots(std::unordered_set<const KEP_MODULE*>& roots) const;
+  ///@{
+  /// What was stated so far, by this object and before it.
   bool is_inserted_node(const KEP_PORT* port) const {
     return m_routing_primitive_cache->is_insert_node(port);
   }
@@ -98,6 +109,7 @@ public:
     return is_hipi_port(port, KEP_ROUTING_PRIMITIVE_HIPI::P);
   }
   bool is_hipi_tm_port(const KEP_PORT* port) const { return is_hipi_m_port(port) || is_hipi_t_port(port); }
+  ///@}
 
 private:
   void add_port_edge_internal(KEP_PORT* port_in, KEP_PORT* port_out, bool flag);

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Redundancy data from a text in memory.
+
 #include "kep/kep_db.h"
 #include "kep_rg/kep_rg_relative_port.h"
 
@@ -13,9 +16,9 @@ class KEP_RG_REDUNDANCY_FIXUP_TABLES; // the two rewrite tables; belongs to the 
 /// Reads redundancy data (docs/glossary.md): a text that names, for one module, ports below it that are
 /// redundant.
 ///
-///   module_name: my_tile
-///   0 inst_a/inst_b:port_c
-///   0 inst_d:port_e
+///     module_name: my_tile
+///     0 inst_a/inst_b:port_c
+///     0 inst_d:port_e
 ///
 /// The text is a stream of tokens split at blanks, tabs, newlines and double quotes; lines mean nothing.
 /// Behind the keyword and the module's name come pairs, of which the first is not read and the second is a
@@ -56,10 +59,13 @@ public:
   /// output of a mux becomes its first input. The rules come from the description as it stands at the first
   /// call.
   std::size_t fixup(KEP_RG_MODULE_RELATIVE_PORTS* out, const KEP_RG_MODULE_RELATIVE_PORTS* in);
+  ///@{
   /// The two rewrite tables, null before the first fixup().
   const KEP_RG_RELATIVE_PORT_TO_PORT* get_inner_to_outer() const;
   const KEP_RG_RELATIVE_PORT_TO_PORT* get_output_to_input() const;
+  ///@}
 
+  /// The database of the data.
   KEP_DB* get_db() { return m_db; }
 
 private:

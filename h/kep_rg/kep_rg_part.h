@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The parts of a check that is divided.
+
 #include <cstdint>
 #include <utility>
 
@@ -10,11 +13,14 @@ struct KEP_RG_PART {
   /// So many at most.
   static constexpr std::uint32_t MAX_NUM_PARTS = 1000000;
 
-  std::uint32_t m_index = 0; ///< from 0
-  std::uint32_t m_num_parts = 1;
+  std::uint32_t m_index = 0;     ///< from 0
+  std::uint32_t m_num_parts = 1; ///< of how many
 
+  ///@{
+  /// Whether it is all there is to do; whether what is about the whole graph falls to it.
   bool is_whole() const { return m_num_parts == 1; }
   bool is_first() const { return m_index == 0; }
+  ///@}
   /// The first and the end of those of so many things in a row, less than 2^44, that fall to this part. Each
   /// falls to one.
   std::pair<std::uint64_t, std::uint64_t> get_range(std::uint64_t num) const {

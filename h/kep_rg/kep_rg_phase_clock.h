@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Wall times of phases.
+
 #include <chrono>
 #include <string>
 #include <utility>
@@ -11,6 +14,7 @@ using KEP_RG_PHASES = std::vector<std::pair<std::string, double>>;
 /// Enters the wall time of its scope under a name. `phases` and `name` must outlive it; one thread.
 class KEP_RG_PHASE_CLOCK {
 public:
+  /// Starts the clock.
   KEP_RG_PHASE_CLOCK(KEP_RG_PHASES& phases, const char* name)
       : m_phases(phases), m_name(name), m_start(std::chrono::steady_clock::now()) {}
   KEP_RG_PHASE_CLOCK(const KEP_RG_PHASE_CLOCK&) = delete;

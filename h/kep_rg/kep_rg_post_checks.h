@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Rules that readers of a graph rely on, told line by line.
+
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_export.h"
@@ -17,10 +20,13 @@ class KEP_RG_EXPORT KEP_RG_POST_CHECKS {
 public:
   /// Asserts that there is a database. A verbose check tells of its success and progress, too.
   KEP_RG_POST_CHECKS(KEP_DB* db, bool verbose);
+  ///@{
+  /// A copy checks the same graph.
   KEP_RG_POST_CHECKS(const KEP_RG_POST_CHECKS& other);
   KEP_RG_POST_CHECKS(KEP_RG_POST_CHECKS&& other) noexcept;
   KEP_RG_POST_CHECKS& operator=(const KEP_RG_POST_CHECKS& other);
   KEP_RG_POST_CHECKS& operator=(KEP_RG_POST_CHECKS&& other) noexcept;
+  ///@}
   ~KEP_RG_POST_CHECKS();
 
   /// No node with redundant edges reaches one fanout by two real edges. Stops at the first node that does.

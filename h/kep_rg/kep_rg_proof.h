@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Whether a graph agrees with its model.
+
 #include "kep/kep_db.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_rg/kep_rg_export.h"
@@ -29,8 +32,8 @@ class KEP_RG_EXPORT KEP_RG_PROOF {
 public:
   /// A node that only one of the two has: the model, where it is missing, or the graph, where it is surplus.
   struct NODE_FINDING {
-    bool m_is_missing;
-    bool m_is_hipi;
+    bool m_is_missing;            ///< else surplus
+    bool m_is_hipi;               ///< a hipi twin
     KEP_UNFOLDED_INST_PORT m_uip; ///< empty for a boundary node
     const KEP_PORT* m_port;       ///< of a boundary node, else null
     /// As KEP_ROUTING::NODE::get_name, for a node that may not be there.
@@ -38,22 +41,24 @@ public:
   };
   /// An edge that only one of the two has, between nodes that both have.
   struct EDGE_FINDING {
-    bool m_is_missing; ///< the model has the edge and the graph does not; else the other way round
-    bool m_is_redundant;
-    KEP_ROUTING::NODE m_from;
-    KEP_ROUTING::NODE m_to;             ///< null where the graph has an edge to nowhere
+    bool m_is_missing;        ///< the model has the edge and the graph does not; else the other way round
+    bool m_is_redundant;      ///< its class
+    KEP_ROUTING::NODE m_from; ///< where it comes from
+    KEP_ROUTING::NODE m_to;   ///< null where the graph has an edge to nowhere
     KEP_UNFOLDED_INST_PORT m_mux_input; ///< empty without one
   };
+  /// How many there are of each, and the first ones.
   struct RESULT {
-    std::uint64_t m_num_nodes = 0; ///< of the graph that were looked at, as are the edges
-    std::uint64_t m_num_edges = 0;
-    std::uint64_t m_num_missing_nodes = 0;
-    std::uint64_t m_num_surplus_nodes = 0;
+    std::uint64_t m_num_nodes = 0;         ///< of the graph that were looked at, as are the edges
+    std::uint64_t m_num_edges = 0;         ///< real and redundant
+    std::uint64_t m_num_missing_nodes = 0; ///< all of them
+    std::uint64_t m_num_surplus_nodes = 0; ///< all of them
     std::uint64_t m_num_missing_edges = 0; ///< edges at a missing or surplus node stand and fall with it
-    std::uint64_t m_num_surplus_edges = 0;
+    std::uint64_t m_num_surplus_edges = 0; ///< likewise
     std::vector<NODE_FINDING>
         m_node_findings; ///< the first ones: missing, then surplus, each in the order of the model
     std::vector<EDGE_FINDING> m_edge_findings; ///< the first ones in the order of the graph
+    /// The graph agrees with the model.
     bool is_sound() const {
       return m_num_missing_nodes == 0 && m_num_surplus_nodes == 0 && m_num_missing_edges == 0 &&
              m_num_surplus_edges == 0;

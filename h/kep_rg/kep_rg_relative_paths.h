@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Tables of relative paths that a database keeps.
+
 #include "kep/kep_db.h"
 #include "kep_rg/kep_rg_relative_port.h"
 

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+/// @file
 /// Ports named from a module down, by a chain of instances and a port, without saying where the module
 /// stands; groups of them, and tables that rewrite them. All are values that hold pointers into the folded
 /// model, which must outlive them.
@@ -47,6 +48,7 @@ public:
   std::string get_name() const;
   /// 32 bits taken from the pointers: equal relative ports have equal hashes, and runs differ.
   long hash() const;
+  /// The same chain and the same port.
   bool operator==(const KEP_RG_RELATIVE_PORT& other) const {
     return m_port == other.m_port && m_instances == other.m_instances;
   }
@@ -60,10 +62,14 @@ public:
   KEP_INST_PORT* get_inst_port() const;
   /// The module that the chain starts in; that of the port without a chain; null without either.
   KEP_MODULE* get_top() const;
+  ///@{
+  /// The port, null before one is set, and the chain, outermost first; never null.
   KEP_PORT* get_port() const { return m_port; }
   const std::vector<KEP_INSTANCE*>* get_instances() const { return &m_instances; }
+  ///@}
   /// The number of instances.
   std::size_t size() const { return m_instances.size(); }
+  /// The chain, outermost first.
   boost::iterator_range<KEP_RG_RELATIVE_PORT_INSTANCE_ITER> iter_instances() const {
     return kep_pointer_range<KEP_RG_RELATIVE_PORT_INSTANCE_ITER>(m_instances);
   }
@@ -95,17 +101,22 @@ class KEP_RG_RELATIVE_PORT_TO_PORT_RG_RELATIVE_PORT_ITER
 /// A group of relative ports below one module, in order of arrival, duplicates too.
 class KEP_RG_EXPORT KEP_RG_MODULE_RELATIVE_PORTS {
 public:
-  /// Appends a copy. Asserts that it starts in the module of the group, which the first entry with a top
-  /// decides.
+  ///@{
+  /// Appends a copy, or takes it over. Asserts that it starts in the module of the group, which the first
+  /// entry with a top decides.
   void add(const KEP_RG_RELATIVE_PORT* r_port);
   void add(KEP_RG_RELATIVE_PORT&& r_port);
+  ///@}
   /// Makes this group the union of itself and the other, each distinct entry once, in order of arrival.
   void set_union(const KEP_RG_MODULE_RELATIVE_PORTS* other);
+  /// Empties the group, which may then start in another module.
   void clear();
 
+  /// How many entries there are.
   std::size_t size() const { return m_relative_ports.size(); }
   /// Null while the group has no entry with a top.
   KEP_MODULE* get_top() const { return m_top; }
+  /// In order of arrival. Good until the group changes.
   boost::iterator_range<KEP_RG_MODULE_RELATIVE_PORTS_RG_RELATIVE_PORT_ITER> iter_relative_ports() const {
     using ITER = KEP_RG_MODULE_RELATIVE_PORTS_RG_RELATIVE_PORT_ITER;
     return {ITER(m_relative_ports.data()), ITER(m_relative_ports.data() + m_relative_ports.size())};

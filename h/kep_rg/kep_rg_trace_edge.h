@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The way of an edge through the hierarchy.
+
 #include "kep/kep_db.h"
 #include "kep/kep_db_cache.h"
 #include "kep/kep_routing_graph.h"
@@ -18,12 +21,17 @@
 /// The database and the cache must outlive the object.
 class KEP_RG_EXPORT KEP_RG_TRACE_EDGE {
 public:
+  ///@{
   /// The first cache is accepted and not used.
   KEP_RG_TRACE_EDGE(const KEP_DB* db, const KEP_DB_CACHE& cache,
                     const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
   KEP_RG_TRACE_EDGE(const KEP_DB* db, const KEP_DB_ROUTING_PRIMITIVE_CACHE& routing_cache);
+  ///@}
+  ///@{
+  /// A copy serves another thread.
   KEP_RG_TRACE_EDGE(const KEP_RG_TRACE_EDGE& other);
   KEP_RG_TRACE_EDGE(KEP_RG_TRACE_EDGE&& other) noexcept;
+  ///@}
   ~KEP_RG_TRACE_EDGE();
 
   /// Replaces `trace` by the chain of the first edge between the two nodes. False when a node is null (the
@@ -50,13 +58,14 @@ public:
     NET_OF_FIRST_HOP,   ///< the first uip lies on no net of the source
     NET_OF_LATER_HOP,   ///< a later uip does not lie on the net on which the trace stands
   };
+  /// Of OUTCOME.
   static constexpr unsigned NUM_OUTCOMES = 10;
   /// One uip of a trace, and how the trace comes to it: through a mux, from an input to the output that the
   /// uip is, or on a net. The net is empty, too, where two sides without a net meet.
   struct HOP {
-    KEP_UNFOLDED_INST_PORT m_uip;
-    KEP_UNFOLDED_NET m_net;
-    bool m_is_arc;
+    KEP_UNFOLDED_INST_PORT m_uip; ///< where the trace comes to
+    KEP_UNFOLDED_NET m_net;       ///< on which it comes; empty through a mux
+    bool m_is_arc;                ///< through a mux
   };
 
   /// The outcomes of the node's edges, in the order of iter_all_fanout(); as trace_edge does, of several

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Where walks end while an edge is traced.
+
 #include "kep/kep_routing_builder.h"
 #include "kep_report/kep_report_assert.h"
 #include "kep_rg/detail/kep_rg_predicate_utils.h"
@@ -15,13 +18,14 @@
 /// and outlive the predicate.
 class KEP_RG_EXPORT KEP_RG_TRACE_PREDICATE {
 public:
+  /// What a module is to a walk; of several that fit, the first.
   enum class MODULE_TYPE : std::uint32_t {
-    STOP_MODULE = 0,
+    STOP_MODULE = 0,          ///< a walk ends at its instances
     STOP_INSTANCE_MASTER = 1, ///< the master of a stop instance
-    BLC_ROUTING_ROOT = 2,
-    ROUTING_ROOT = 3, ///< in any other view
-    IP_ROOT_NOT_ROUTED = 4,
-    UNCLASSIFIED = 5, ///< everything else
+    BLC_ROUTING_ROOT = 2,     ///< a routing root in the BLC view
+    ROUTING_ROOT = 3,         ///< in any other view
+    IP_ROOT_NOT_ROUTED = 4,   ///< an IP root that is no routing root
+    UNCLASSIFIED = 5,         ///< everything else
   };
 
   /// Without a node cache the finished graph of the database answers.
@@ -29,10 +33,12 @@ public:
                          const KEP_VIEW_TYPE_RANK& view_type_rank,
                          const KEP_ROUTING_BUILDER_NODE_CACHE* node_cache);
 
+  /// UNCLASSIFIED for null.
   MODULE_TYPE get_module_type(const KEP_MODULE* module) const {
     return KEP_RG_PREDICATE_UTILS::get_module_type(m_module_types_by_number, module);
   }
 
+  /// A walk ends at the module.
   bool is_leaf(const KEP_MODULE* module, const KEP_GET_LEAF_PARAMS& params) const {
     return !KEP_RG_PREDICATE_UTILS::is_transparent_tunnel(*m_primitives, module, params) &&
            is_leaf_type(get_module_type(module));
@@ -53,12 +59,15 @@ public:
     return static_cast<bool>(KEP_ROUTING::NODE(uip, false));
   }
 
+  /// Inputs are: a trace goes up through outputs alone.
   bool is_ignore_port(const KEP_UNFOLDED_PORT& port) const { return port && port.m_object->is_input(); }
   /// Must not be reached: the search knows where it stands and asks the form below.
   bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT&, const KEP_UNFOLDED_INST_PORT&) const {
     KEP_ASSERT_EXPLAIN(false, "Reached wrong is_ignore_uip routine");
     return false;
   }
+  /// The walk passes over the uip: a second output on the net on which the caller stands, or a BLC
+  /// bidirectional buffer that the walk did not come to from there.
   bool is_ignore_uip(const KEP_UNFOLDED_INST_PORT& uip, const KEP_UNFOLDED_INST_PORT& exclude_uip,
                      const KEP_UNFOLDED_PORT& exclude_port, const KEP_UNFOLDED_INST_PORT& cur_uip,
                      const KEP_UNFOLDED_PORT& cur_port) const {
@@ -66,6 +75,7 @@ public:
                                                  cur_port);
   }
 
+  /// A walk that came out of a skip path or flyover here goes on: the uip is no input.
   bool should_trace_thru_fanout(const KEP_UNFOLDED_INST_PORT& uip) const {
     return KEP_RG_PREDICATE_UTILS::should_trace_thru_fanout(uip);
   }
@@ -76,6 +86,7 @@ public:
   }
 
 protected:
+  /// A walk ends at modules of that type.
   static bool is_leaf_type(MODULE_TYPE type) {
     switch (type) {
     case MODULE_TYPE::STOP_MODULE:
