@@ -10,7 +10,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TABLE = ROOT / "tests" / "layout" / "rooms.txt"
-TOPS = ["h", "kep_report", "kep", "kep_rg", "kep_io", "tools", "tests", "examples", "bench", "fuzz"]
+TOPS = ["h", "kep_report", "kep", "kep_rg", "kep_io", "tools", "tests", "examples", "python", "bench", "fuzz"]
 INCLUDE = re.compile(r'^\s*#include (["<])([^">]+)', re.MULTILINE)
 WHAT_TO_DO = """
 What to do: move what is included to a room that both may see, or the code that includes it to where the arrow leads from.
@@ -126,6 +126,10 @@ class Layout(unittest.TestCase):
                 if not any((folder / name).is_file() for folder in (ROOT, ROOT / "h", page.parent)):
                     missing.append(f"{page.relative_to(ROOT)}: {name}")
         self.assertEqual(missing, [])
+
+    def test_every_public_header_says_what_it_is_for(self):
+        missing = [str(path.relative_to(ROOT)) for path in sorted(ROOT.glob("h/*/*.h")) if "\n/// @file\n/// " not in path.read_text()]
+        self.assertEqual(missing, [], "these lack a comment /// @file: the reference leaves out what is free in them")
 
     def test_every_room_opens_with_a_page(self):
         missing = [room for room in read_table(TABLE.read_text()) if not (ROOT / room / "README.md").is_file()]
