@@ -22,7 +22,9 @@ int main() {
   const KEP_MODULE_ID tile = builder.add_module("TILE", {});
   const unsigned in = builder.add_port(tile, "in", KEP_PORT_DIRECTION::INPUT);
   const unsigned out = builder.add_port(tile, "out", KEP_PORT_DIRECTION::OUTPUT);
-  const KEP_INSTANCE_ID m = builder.add_instance(tile, "m", mux, {.m_has_inst_header = true});
+  KEP_INSTANCE_PROPERTIES is_mux;
+  is_mux.m_has_inst_header = true;
+  const KEP_INSTANCE_ID m = builder.add_instance(tile, "m", mux, is_mux);
   const KEP_NET_ID from_in = builder.add_net(tile, "from_in");
   const KEP_NET_ID to_out = builder.add_net(tile, "to_out");
   builder.connect(tile, in, from_in);
@@ -30,7 +32,9 @@ int main() {
   builder.connect(tile, m, 1, to_out);
   builder.connect(tile, out, to_out);
 
-  const KEP_MODULE_ID top = builder.add_module("TOP", {.m_is_designated_top = true});
+  KEP_MODULE_PROPERTIES is_top;
+  is_top.m_is_designated_top = true;
+  const KEP_MODULE_ID top = builder.add_module("TOP", is_top);
   const KEP_INSTANCE_ID left = builder.add_instance(top, "left", tile, {});
   const KEP_INSTANCE_ID right = builder.add_instance(top, "right", tile, {});
   const KEP_NET_ID there = builder.add_net(top, "there");
