@@ -4,7 +4,9 @@ usage: read_database.py DEVICE.kdb [NODE ...]        with python3, capnproto and
 """
 import bisect, json, pathlib, struct, subprocess, sys
 
-SCHEMA = pathlib.Path(__file__).parents[2] / "kep_io/database/kep_database.capnp"
+HERE = pathlib.Path(__file__).resolve().parent
+PLACES = HERE / "../../kep_io/database", HERE / "../../../../kep_rg"  # among the sources, and below share of an installed tree
+SCHEMA = next((path for place in PLACES if (path := place / "kep_database.capnp").exists()), "kep_database.capnp")
 file = open(sys.argv[1], "rb").read()
 
 def read(begin, size, root):
