@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// A line "    $ COMMAND" of a document and the indented lines below it.
@@ -36,4 +38,19 @@ inline std::vector<SAMPLE> read_samples(const std::string& document) {
     }
   }
   return samples;
+}
+
+/// What was printed is what the document shows, in which "..." stands for any text of one line.
+inline bool is_shown(std::string_view printed, std::string_view shown) {
+  const std::string_view any = "...";
+  const std::size_t gap = shown.find(any);
+  if (gap == std::string_view::npos) return printed == shown;
+  if (!printed.starts_with(shown.substr(0, gap))) return false;
+  printed.remove_prefix(gap);
+  shown.remove_prefix(gap + any.size());
+  for (std::size_t skipped = 0; skipped <= printed.size(); ++skipped) {
+    if (is_shown(printed.substr(skipped), shown)) return true;
+    if (skipped < printed.size() && printed[skipped] == '\n') return false;
+  }
+  return false;
 }

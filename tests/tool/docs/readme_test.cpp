@@ -54,9 +54,22 @@ std::set<std::string> read_anchors(const std::filesystem::path& page) {
   return anchors;
 }
 
+/// A page without its blocks of code between lines of three back quotes.
+std::string read_prose(const std::filesystem::path& page) {
+  std::istringstream in(read_file(page));
+  std::string prose;
+  bool is_code = false;
+  for (std::string line; std::getline(in, line);)
+    if (line.starts_with("```"))
+      is_code = !is_code;
+    else if (!is_code)
+      prose += line + "\n";
+  return prose;
+}
+
 /// The targets of the links `[...](TARGET)` that stay within the project.
 std::vector<std::string> read_links(const std::filesystem::path& page) {
-  const std::string text = read_file(page);
+  const std::string text = read_prose(page);
   std::vector<std::string> links;
   for (std::size_t at = text.find("]("); at != std::string::npos; at = text.find("](", at + 2)) {
     const std::size_t end = text.find_first_of(") \n", at);
@@ -69,7 +82,7 @@ std::vector<std::string> read_links(const std::filesystem::path& page) {
 
 std::vector<std::filesystem::path> find_pages() {
   std::vector<std::filesystem::path> pages;
-  for (const auto& folder : {PROJECT, PROJECT / "docs"})
+  for (const auto& folder : {PROJECT, PROJECT / "docs", PROJECT / "docs" / "commands"})
     for (const auto& entry : std::filesystem::directory_iterator(folder))
       if (entry.path().extension() == ".md") pages.push_back(entry.path());
   return pages;

@@ -1,9 +1,9 @@
 #include "tools/kep-rg/describe/describe_arcs.h"
 
 #include "kep_io/kep_io_error.h"
+#include "kep_io/text/kep_closest_names.h"
 #include "kep_io/text/kep_json_text.h"
 #include "kep_io/text/kep_view_name.h"
-#include "tools/kep-rg/device/closest_names.h"
 #include "tools/kep-rg/output/plain_output.h"
 
 #include <fmt/format.h>
@@ -124,7 +124,7 @@ void DESCRIBE_ARCS::refuse_glob(const MUX_PATTERN& pattern) const {
                                  return std::string_view("*?[]").find(letter) != std::string_view::npos;
                                }),
                 letters.end());
-  CLOSEST_NAMES closest(letters);
+  KEP_CLOSEST_NAMES closest(letters);
   for (const KEP_MODULE* module : m_db.iter_modules(true))
     closest.offer(module->get_plain_name());
   std::string names;
