@@ -30,7 +30,9 @@ DEVICE_TRACER& DEVICE::get_tracer() {
 
 namespace {
 
-constexpr std::uint32_t NAMES_PER_STEP = 10000; // between two looks for other threads and for Ctrl-C
+/// Between two looks for Ctrl-C and for other threads. These get their turn only if they have waited for the
+/// switch interval, 5 ms, by then: names of one step take longer.
+constexpr std::uint32_t NAMES_PER_STEP = 100000;
 
 py::list get_names(const DEVICE& device, const NUMBER& first, const std::optional<NUMBER>& last) {
   const NODE_RANGE range = get_range(device, first, last);

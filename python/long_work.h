@@ -9,7 +9,7 @@
 /// is none.
 int get_num_threads(const std::optional<NUMBER>& asked);
 
-/// Lets other threads of Python go on for a moment.
+/// Lets other threads of Python go on for a moment, if they have waited for the switch interval.
 void let_others_run();
 
 /// Runs work of the libraries on other threads, so many at most, while Python goes on: the lock of the
