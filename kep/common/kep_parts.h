@@ -2,7 +2,6 @@
 
 #include "kep/common/kep_loop.h"
 #include "kep/common/kep_tsan.h"
-#include "kep/kep_cancelled.h"
 
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>

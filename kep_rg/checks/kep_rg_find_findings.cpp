@@ -113,9 +113,8 @@ KEP_RG_FINDINGS kep_rg_find_unreachable_nodes(const GRAPH& graph, std::size_t ma
   const std::uint32_t num_told = reachability.walk(progress);
   KEP_RG_FINDINGS found{KIND::UNREACHABLE_NODE, 0, {}};
   const auto num_nodes = static_cast<std::uint32_t>(graph.get_num_nodes());
-  constexpr std::uint32_t NODES_PER_LOOK = 1 << 16;
   for (std::uint32_t place = 0; place != num_nodes; ++place) {
-    if (place % NODES_PER_LOOK == 0) kep_throw_if_cancelled();
+    if (place % KEP_RG_REACHABILITY::NODES_PER_LOOK == 0) kep_throw_if_cancelled();
     if (reachability.is_unreachable(place)) found.add({place, 0}, max_kept);
   }
   if (progress) progress->add(num_nodes - num_told);
@@ -135,16 +134,19 @@ std::vector<KEP_RG_FINDINGS> kep_rg_find_all(const GRAPH& graph, bool is_redunda
     found = find();
     KEP_TSAN::end_body();
   };
-  KEP_TSAN::before_loop();
-  tbb::parallel_invoke(
-      [&] {
-        if (!part.is_first()) return;
-        make(unreachable, [&] { return kep_rg_find_unreachable_nodes(graph, max_kept, &progress); });
-      },
-      [&] { make(hipi_order, [&] { return kep_rg_find_hipi_order(graph, max_kept, &progress, part); }); },
-      [&] { make(doubled, [&] { return kep_rg_find_doubled_edges(graph, max_kept, &progress, part); }); });
-  KEP_TSAN::after_loop();
-  kep_throw_if_cancelled();
+  const auto find_unreachable = [&] {
+    if (!part.is_first()) return;
+    make(unreachable, [&] { return kep_rg_find_unreachable_nodes(graph, max_kept, &progress); });
+  };
+  const auto find_hipi_order = [&] {
+    make(hipi_order, [&] { return kep_rg_find_hipi_order(graph, max_kept, &progress, part); });
+  };
+  const auto find_doubled = [&] {
+    make(doubled, [&] { return kep_rg_find_doubled_edges(graph, max_kept, &progress, part); });
+  };
+  kep_run_loop([&](tbb::task_group_context& context) {
+    tbb::parallel_invoke(find_unreachable, find_hipi_order, find_doubled, context);
+  });
 
   std::vector<KEP_RG_FINDINGS> all{std::move(hipi_order), std::move(doubled)};
   if (!part.is_first()) return all;

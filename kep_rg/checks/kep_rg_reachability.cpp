@@ -9,8 +9,6 @@ using KEP_ROUTING::NUMBERED_GRAPH;
 
 namespace {
 
-constexpr std::uint32_t NODES_PER_LOOK = 1 << 16;
-
 bool is_input(const NODE& node) {
   return node.get_num_fanin() == 0 && node.get_num_real_edges() != 0;
 }

@@ -14,6 +14,9 @@
 /// each node.
 class KEP_RG_REACHABILITY {
 public:
+  /// Between two looks whether the work was cancelled.
+  static constexpr std::uint32_t NODES_PER_LOOK = 1 << 16;
+
   explicit KEP_RG_REACHABILITY(const KEP_ROUTING::GRAPH& graph);
 
   /// First this; gives the number of input nodes.

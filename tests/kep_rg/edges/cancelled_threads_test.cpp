@@ -107,6 +107,7 @@ TEST(Cancelled, ChecksEnd) {
   EXPECT_TRUE(is_cancelled([&] { kep_rg_find_hipi_order(graph, 10); }));
   EXPECT_TRUE(is_cancelled([&] { kep_rg_trace_all_edges(*c.db(), 2, 10); }));
   EXPECT_TRUE(is_cancelled([&] { kep_rg_find_unreachable_nodes(graph, 10); }));
+  EXPECT_TRUE(is_cancelled([&] { kep_rg_find_all(graph, true, 10); }));
 }
 
 /// A ring of so many muxes, each of which drives the next two.
