@@ -294,9 +294,17 @@ protected:
       EXPECT_EQ(umount2(path("").c_str(), MNT_DETACH), 0);
     }
   }
-  pid_t start() const {
+  /// The run and whatever it starts hold a pipe open, by which its end is seen.
+  pid_t start() {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) return -1;
     const pid_t child = fork();
-    if (child != 0) return child;
+    if (child != 0) {
+      close(ends[1]);
+      m_end_of_run = ends[0];
+      return child;
+    }
+    close(ends[0]);
     for (const int signal : {SIGINT, SIGTERM})
       std::signal(signal, SIG_DFL); // in the background of a shell SIGINT is ignored, and so it would be here
     std::vector<std::string> words{"kep-rg",  "build",      "m.json",       "r.jsonl", "-q", "--dump", "dump",
@@ -321,9 +329,13 @@ protected:
       if (is_there(is_new, name)) write(name, "old");
     write("stats.json", "old");
   }
+  /// Until nothing runs any more: what a killed run has begun ends by itself.
+  void wait_for_end() {
+    char byte = 0;
+    EXPECT_EQ(TEMP_FAILURE_RETRY(::read(m_end_of_run, &byte, 1)), 0);
+    close(m_end_of_run);
+  }
   void check(bool is_new, useconds_t delay) {
-    for (int i = 0; i != 1000 && !get_litter().empty(); ++i)
-      usleep(1000); // what a killed run has begun ends by itself
     EXPECT_THAT(get_litter(), IsEmpty()) << delay;
     for (const auto& [name, text] : m_new_texts) {
       const bool was_there = is_there(is_new, name);
@@ -335,7 +347,6 @@ protected:
 
 private:
   static bool is_there(bool is_new, const std::string& name) { return !is_new || !name.starts_with("dump/"); }
-  /// What no run leaves that ends by itself.
   std::vector<std::string> get_litter() const {
     std::vector<std::string> litter;
     for (const std::string& name : files())
@@ -344,6 +355,7 @@ private:
   }
 
   bool m_is_mounted = false;
+  int m_end_of_run = -1; // the end of the pipe from which nothing comes
   std::vector<std::string> m_files; // of a run that ended by itself
   std::map<std::string, std::string> m_new_texts;
 };
@@ -352,6 +364,7 @@ TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
   const auto begin = std::chrono::steady_clock::now();
   int status = 0;
   waitpid(start(), &status, 0);
+  wait_for_end();
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   const auto whole =
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
@@ -367,6 +380,7 @@ TEST_F(KilledRuns, LeaveNoFileBehindAndTheOldOnesWhole) {
     kill(child, std::array{SIGINT, SIGTERM, SIGKILL}[static_cast<std::size_t>(i) % 3]);
     ASSERT_EQ(waitpid(child, &status, 0), child);
     num_killed += WIFSIGNALED(status) ? 1 : 0;
+    wait_for_end();
     check(is_new, delay);
   }
   EXPECT_GT(num_killed, 20) << "of runs that take " << whole.count() << " us";
