@@ -1,12 +1,13 @@
-// A pass over all edges of a device by GRAPH::visit_edges, in one thread: what reading them from another
-// language is held against (bench/python_edges.py).
+// A pass over all edges of a device by visit_edges(), in one thread: what reading them from another language
+// (bench/python_edges.py), is held against.
 //
 //   kep_edge_pass_bench DEVICE.kdb [ROUNDS]
 //
-// Prints the times of the rounds in seconds, a line each: a sum of the targets' numbers, and of what names
-// them alone.
+// Prints the times of the rounds in seconds, a line each: a sum of the targets' numbers, of what names them
+// alone, and of the numbers again, by NUMBERED_GRAPH.
 
 #include "kep/kep_db.h"
+#include "kep/kep_numbered_graph.h"
 #include "kep/kep_routing_graph.h"
 #include "kep_io/kep_database_file.h"
 
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
   try {
     const std::unique_ptr<KEP_DB> db = kep_open_database(argv[1]);
     const KEP_ROUTING::GRAPH& graph = *db->get_routing_template_graph();
+    const KEP_ROUTING::NUMBERED_GRAPH numbers(graph);
     std::uint64_t sum = 0;
     for (int round = argc > 2 ? std::atoi(argv[2]) : 20; round != 0; --round) {
       const double by_number = measure([&] {
@@ -49,7 +51,12 @@ int main(int argc, char** argv) {
         graph.visit_edges(graph.iter_nodes(),
                           [&](const KEP_ROUTING::NODE&, const KEP_ROUTING::NODE& to) { sum += to.hash(); });
       });
-      fmt::print("{} {}\n", by_number, by_name);
+      const double numbered = measure([&] {
+        numbers.visit_edges(
+            0, numbers.get_num_nodes(),
+            [&](std::uint32_t, const KEP_ROUTING::NUMBERED_FWD_EDGE& edge) { sum += edge.get_fanout(); });
+      });
+      fmt::print("{} {} {}\n", by_number, by_name, numbered);
     }
     return sum == 0 ? 1 : 0;
   } catch (const std::exception& error) {

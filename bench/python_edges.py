@@ -23,8 +23,8 @@ def main(program: str, path: str, num_rounds: int = 10) -> None:
     for _ in range(num_rounds):
         passes = subprocess.run([program, path, "5"], check=True, capture_output=True, text=True).stdout.splitlines()
         times = [[float(word) for word in line.split()] for line in passes]
-        by_number += [number for number, _ in times]
-        by_name += [name for _, name in times]
+        by_number += [number for number, *_ in times]
+        by_name += [name for _, name, _ in times]
         python += [measure(device) for _ in range(5)]
     print(f"{path}: {len(device)} nodes, {device.num_edges} edges, {num_rounds * 5} times each; milliseconds")
     for name, seconds in (("arrays in Python", python), ("pass, numbers", by_number), ("pass, names", by_name)):

@@ -43,6 +43,8 @@ private:
     std::uint32_t m_place = 0;       // of the node that the edge comes from
     std::uint32_t m_end_of_real = 0; // the position behind its last real fanout
   };
+  NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position, std::uint32_t fanout)
+      : m_source(source), m_position(position), m_fanout(fanout) {}
   inline NUMBERED_FWD_EDGE(const SOURCE& source, std::uint32_t position);
 
   SOURCE m_source;
@@ -140,6 +142,18 @@ public:
   inline RANGE<NUMBERED_REV_EDGE> iter_all_fanin(std::uint32_t node) const;
   ///@}
 
+  ///@{
+  /// Passes over nodes `first` to `end - 1`, in their order, at a fraction of what asking for each costs.
+  /// visit_edges() calls `visit(from, edge)` for each edge out of them, with the number of its source and the
+  /// NUMBERED_FWD_EDGE, for each node in the order of iter_all_fanout(); visit_nodes() calls
+  /// `visit(node, num_real, num_edges)` for each node, with the numbers of its real and of all its fanouts.
+  /// `end` may be get_num_nodes(); nothing is visited unless it is above `first`.
+  template <class VISIT>
+  void visit_edges(std::uint32_t first, std::uint32_t end, VISIT&& visit) const;
+  template <class VISIT>
+  void visit_nodes(std::uint32_t first, std::uint32_t end, VISIT&& visit) const;
+  ///@}
+
 private:
   struct PLACED {
     std::uint32_t m_place;
@@ -149,6 +163,9 @@ private:
     const std::uint64_t word = m_graph->m_tables.get_word(node);
     return {static_cast<std::uint32_t>(word >> 32), m_graph->m_tables.get_shape(word)};
   }
+  template <class VISIT>
+  static void visit_shapes(const KEP_EDGE_TABLES& tables, std::uint32_t first, std::uint32_t end,
+                           const VISIT& visit);
   inline RANGE<NUMBERED_FWD_EDGE> make_range(const PLACED& at, std::uint32_t begin, std::uint32_t end) const;
 
   const GRAPH* m_graph;

@@ -23,13 +23,15 @@ inline std::vector<std::string> nodes_of(const KEP_DB& db) {
   return lines;
 }
 
+inline std::string text_of(const KEP_ROUTING::NODE& from, const KEP_ROUTING::FWD_EDGE& edge, bool redundant) {
+  std::string line = text_of(from) + (redundant ? " ~> " : " -> ") + text_of(edge.get_fanout());
+  if (edge.get_mux_input()) line += " via " + edge.get_mux_input().get_name(KEP_NAME_STYLE());
+  return line;
+}
+
 inline void append_edges(const KEP_ROUTING::NODE& node, bool redundant, std::vector<std::string>& lines) {
-  for (const KEP_ROUTING::FWD_EDGE& edge :
-       redundant ? node.iter_redundant_fanout() : node.iter_real_fanout()) {
-    std::string line = text_of(node) + (redundant ? " ~> " : " -> ") + text_of(edge.get_fanout());
-    if (edge.get_mux_input()) line += " via " + edge.get_mux_input().get_name(KEP_NAME_STYLE());
-    lines.push_back(line);
-  }
+  for (const KEP_ROUTING::FWD_EDGE& edge : redundant ? node.iter_redundant_fanout() : node.iter_real_fanout())
+    lines.push_back(text_of(node, edge, redundant));
 }
 
 /// In the order of the graph: node by node, real edges before redundant ones.

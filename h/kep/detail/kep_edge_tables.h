@@ -2,6 +2,7 @@
 
 #include "kep/detail/kep_numbered_places.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -94,5 +95,37 @@ struct KEP_EDGE_TABLES {
   std::uint64_t get_word(std::uint32_t number) const {
     const std::uint32_t place = m_places.find_place(number);
     return std::uint64_t{place} << 32 | (m_places.get_rank(place, number) + 1);
+  }
+
+  /// Where a node stands.
+  struct STANDING {
+    std::uint32_t m_number;
+    std::uint32_t m_place;
+    std::uint32_t m_rank;
+  };
+  /// Calls `visit(number, place, rank, shape)` for the nodes from that one on, up to the number `end`,
+  /// without looking each up anew. There must be one.
+  template <class VISIT>
+  void visit_nodes(const STANDING& first, std::uint32_t end, const VISIT& visit) const {
+    std::uint32_t number = first.m_number;
+    std::uint32_t rank = first.m_rank;
+    for (std::uint32_t place = first.m_place; number != end; ++place, rank = 0) {
+      const std::uint32_t last = std::min(m_places.m_first_nodes[place + std::size_t{1}], end);
+      KEP_PACKED_NUMBERS shapes = m_shapes_of_nodes;
+      shapes.m_bytes += (m_pages[place] + std::size_t{rank}) * shapes.m_width;
+      std::uint32_t next_shape_number = shapes.get(0);
+      KEP_NODE_SHAPE next_shape = m_shapes[next_shape_number];
+      for (; number != last; ++rank) {
+        // Where a node's edges end is foreseen badly; the next shape is there by then.
+        const std::uint32_t shape_number = next_shape_number;
+        const KEP_NODE_SHAPE shape = next_shape;
+        shapes.m_bytes += shapes.m_width;
+        next_shape_number = shapes.get(0);
+        next_shape = m_shapes[next_shape_number];
+        if (shape_number == NO_NODE) continue;
+        visit(number, place, rank, shape);
+        ++number;
+      }
+    }
   }
 };

@@ -73,4 +73,42 @@ inline NUMBERED_GRAPH::RANGE<NUMBERED_REV_EDGE> NUMBERED_GRAPH::iter_all_fanin(s
   return {ITER(source, first), ITER(source, first + at.m_shape.m_num_fanins)};
 }
 
+template <class VISIT>
+void NUMBERED_GRAPH::visit_shapes(const KEP_EDGE_TABLES& tables, std::uint32_t first, std::uint32_t end,
+                                  const VISIT& visit) {
+  if (first >= end) return;
+  const std::uint32_t place = tables.m_places.find_place(first);
+  tables.visit_nodes({first, place, tables.m_places.get_rank(place, first)}, end, visit);
+}
+
+template <class VISIT>
+void NUMBERED_GRAPH::visit_nodes(std::uint32_t first, std::uint32_t end, VISIT&& visit) const {
+  const KEP_EDGE_TABLES tables = m_graph->m_tables; // a copy: what the visitor writes can't change it
+  visit_shapes(tables, first, end,
+               [&](std::uint32_t node, std::uint32_t, std::uint32_t, const KEP_NODE_SHAPE& shape) {
+                 visit(node, shape.m_num_real, shape.m_num_fanouts);
+               });
+}
+
+template <class VISIT>
+void NUMBERED_GRAPH::visit_edges(std::uint32_t first, std::uint32_t end, VISIT&& visit) const {
+  const KEP_EDGE_TABLES tables = m_graph->m_tables;
+  const auto visit_row = [&](std::uint32_t from, std::uint32_t place, std::uint32_t,
+                             const KEP_NODE_SHAPE& shape) {
+    const NUMBERED_FWD_EDGE::SOURCE source{m_graph, place, shape.m_first_fanout + shape.m_num_real};
+    const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
+    const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;
+    std::uint32_t position = shape.m_first_fanout;
+    if (shape.m_has_absolute) {
+      for (; fanout != behind; ++fanout)
+        visit(from, NUMBERED_FWD_EDGE(source, position++, tables.get_number(fanout->get_word(place))));
+    } else {
+      for (; fanout != behind; ++fanout)
+        visit(from,
+              NUMBERED_FWD_EDGE(source, position++, tables.get_number(fanout->get_relative_word(place))));
+    }
+  };
+  visit_shapes(tables, first, end, visit_row);
+}
+
 } // namespace KEP_ROUTING

@@ -52,39 +52,21 @@ void GRAPH::visit_edges(const NODE_ITER_RANGE& range, VISIT&& visit) const {
   if (range.empty()) return;
   auto* graph = const_cast<GRAPH*>(this);
   const KEP_EDGE_TABLES tables = m_tables; // a copy: what the visitor writes can't change it
-  std::uint32_t place = range.begin().m_place;
-  std::uint32_t rank = range.begin().m_rank;
-  std::uint32_t index = range.begin().m_index;
-  const std::uint32_t end = range.end().m_index;
-  for (; index != end; ++place, rank = 0) {
-    const std::uint32_t last = std::min(tables.m_places.m_first_nodes[place + std::size_t{1}], end);
-    KEP_PACKED_NUMBERS shapes = tables.m_shapes_of_nodes;
-    shapes.m_bytes += (tables.m_pages[place] + std::size_t{rank}) * shapes.m_width;
-    std::uint64_t word = std::uint64_t{place} << 32 | rank;
-    std::uint32_t next_number = shapes.get(0);
-    KEP_NODE_SHAPE next_shape = tables.m_shapes[next_number];
-    while (index != last) {
-      // Where a node's edges end is foreseen badly; the next shape is there by then.
-      const std::uint32_t number = next_number;
-      const KEP_NODE_SHAPE shape = next_shape;
-      shapes.m_bytes += shapes.m_width;
-      next_number = shapes.get(0);
-      next_shape = tables.m_shapes[next_number];
-      ++word;
-      if (number == KEP_EDGE_TABLES::NO_NODE) continue;
-      ++index;
-      const NODE from(word, graph);
-      const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
-      const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;
-      if (shape.m_has_absolute) {
-        for (; fanout != behind; ++fanout)
-          visit(from, NODE(fanout->get_word(place), graph));
-      } else {
-        for (; fanout != behind; ++fanout)
-          visit(from, NODE(fanout->get_relative_word(place), graph));
-      }
-    }
-  }
+  const NODE_ITER& first = range.begin();
+  tables.visit_nodes(
+      {first.m_index, first.m_place, first.m_rank}, range.end().m_index,
+      [&](std::uint32_t, std::uint32_t place, std::uint32_t rank, const KEP_NODE_SHAPE& shape) {
+        const NODE from(std::uint64_t{place} << 32 | (rank + std::uint64_t{1}), graph);
+        const KEP_SEEN_WORD* fanout = tables.m_fanouts + shape.m_first_fanout;
+        const KEP_SEEN_WORD* behind = fanout + shape.m_num_fanouts;
+        if (shape.m_has_absolute) {
+          for (; fanout != behind; ++fanout)
+            visit(from, NODE(fanout->get_word(place), graph));
+        } else {
+          for (; fanout != behind; ++fanout)
+            visit(from, NODE(fanout->get_relative_word(place), graph));
+        }
+      });
 }
 
 inline std::uint32_t GRAPH::get_index(const NODE& node) const {

@@ -84,6 +84,9 @@ public:
     }
     EXPECT_EQ(m_numbers.get_num_nodes(), number);
     m_counts.m_nodes += number;
+    check_visit(0, number);
+    check_visit(number / 3, number - number / 4);
+    check_visit(number / 2, number / 2);
   }
 
 private:
@@ -99,6 +102,26 @@ private:
     m_counts.m_redundant += expected.m_redundant.size();
     for (const FANOUT& each : expected.m_all)
       m_counts.m_mux_inputs += static_cast<bool>(each.m_mux_input);
+  }
+
+  /// All nodes of a range, and all edges out of them, as each node tells them.
+  void check_visit(std::uint32_t first, std::uint32_t end) {
+    std::uint32_t next = first;
+    m_numbers.visit_nodes(first, end, [&](std::uint32_t node, unsigned num_real, unsigned num_edges) {
+      EXPECT_EQ(node, next++);
+      EXPECT_EQ(num_real, m_numbers.get_num_real_edges(node));
+      EXPECT_EQ(num_edges, m_numbers.get_num_edges(node));
+    });
+    EXPECT_EQ(next, end);
+    std::vector<FANOUTS> found(m_numbers.get_num_nodes());
+    std::uint32_t last = first;
+    m_numbers.visit_edges(first, end, [&](std::uint32_t from, const NUMBERED_FWD_EDGE& edge) {
+      EXPECT_LE(last, from);
+      last = from;
+      found[from].push_back(read(edge));
+    });
+    for (std::uint32_t node = 0; node != m_numbers.get_num_nodes(); ++node)
+      EXPECT_EQ(found[node], node >= first && node < end ? read(m_numbers.iter_all_fanout(node)) : FANOUTS());
   }
 
   /// The k-th edge from a node is the k-th of that node's that lead here.
