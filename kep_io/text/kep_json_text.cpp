@@ -18,3 +18,9 @@ void kep_append_json_text(std::string& out, std::string_view text) {
   }
   out += '"';
 }
+
+std::string kep_get_json_text(std::string_view text) {
+  std::string json;
+  kep_append_json_text(json, text);
+  return json;
+}

@@ -18,12 +18,6 @@ namespace {
 
 constexpr std::uint64_t VERSION = 1; // the only one that is read
 
-std::string quote(const std::string& text) {
-  std::string quoted;
-  kep_append_json_text(quoted, text);
-  return quoted;
-}
-
 /// The elements in brackets, with commas between them.
 template <class RANGE, class GET_TEXT>
 std::string make_list(const RANGE& range, const char* between, GET_TEXT get_text) {
@@ -35,7 +29,7 @@ std::string make_list(const RANGE& range, const char* between, GET_TEXT get_text
 
 std::string format_kind(const FOUND_KIND& found) {
   return fmt::format("\n    {{\"id\": \"{}\", \"number\": {}, \"first\": {}}}", kep_rg_get_id(found.m_kind),
-                     found.m_num, make_list(found.m_first, ",\n      ", quote));
+                     found.m_num, make_list(found.m_first, ",\n      ", kep_get_json_text));
 }
 
 /// The members of one object, each of which must be there and of its kind.
@@ -133,18 +127,20 @@ void read_found(const MEMBERS& members, const KEP_JSON_PLACE& file, FINDINGS_PAR
 
 void write_findings(const FINDINGS_PART& part, const std::string& path) {
   KEP_ATOMIC_FILE file(path);
-  file.out()
-      << fmt::format("{{\n  \"kep_rg_findings\": {},\n  \"device\": {},\n  \"checksum\": \"{:016x}\",\n"
-                     "  \"part\": {},\n  \"parts\": {},\n  \"trace\": {},\n  \"verbose\": {},\n",
-                     VERSION, quote(part.m_device), part.m_checksum, part.m_part.m_index + 1,
-                     part.m_part.m_num_parts, part.m_scope.m_is_traced, part.m_is_verbose)
-      << fmt::format("  \"waive\": {},\n  \"nodes\": {},\n  \"edges\": {},\n"
-                     "  \"redundancy_judged\": {},\n",
-                     make_list(part.m_waived, ", ", [](KIND kind) { return quote(kep_rg_get_id(kind)); }),
-                     part.m_scope.m_num_nodes, part.m_scope.m_num_edges, part.m_is_redundancy_judged)
-      << fmt::format("  \"traced_edges\": {},\n  \"verified_edges\": {},\n  \"failed_edges\": {},\n",
-                     part.m_traces.m_num_edges, part.m_traces.m_num_verified, part.m_traces.m_num_failed)
-      << "  \"findings\": " << make_list(part.m_found, ",", format_kind) << "\n}\n";
+  file.out() << fmt::format(
+                    "{{\n  \"kep_rg_findings\": {},\n  \"device\": {},\n  \"checksum\": \"{:016x}\",\n"
+                    "  \"part\": {},\n  \"parts\": {},\n  \"trace\": {},\n  \"verbose\": {},\n",
+                    VERSION, kep_get_json_text(part.m_device), part.m_checksum, part.m_part.m_index + 1,
+                    part.m_part.m_num_parts, part.m_scope.m_is_traced, part.m_is_verbose)
+             << fmt::format("  \"waive\": {},\n  \"nodes\": {},\n  \"edges\": {},\n"
+                            "  \"redundancy_judged\": {},\n",
+                            make_list(part.m_waived, ", ",
+                                      [](KIND kind) { return kep_get_json_text(kep_rg_get_id(kind)); }),
+                            part.m_scope.m_num_nodes, part.m_scope.m_num_edges, part.m_is_redundancy_judged)
+             << fmt::format("  \"traced_edges\": {},\n  \"verified_edges\": {},\n  \"failed_edges\": {},\n",
+                            part.m_traces.m_num_edges, part.m_traces.m_num_verified,
+                            part.m_traces.m_num_failed)
+             << "  \"findings\": " << make_list(part.m_found, ",", format_kind) << "\n}\n";
   kep_commit_together({&file});
 }
 

@@ -89,12 +89,6 @@ std::vector<ROW> get_section_rows(const KEP_DATABASE_INFO& info) {
   return rows;
 }
 
-std::string to_json(const std::string& text) {
-  std::string json;
-  kep_append_json_text(json, text);
-  return json;
-}
-
 /// The items in brackets, a line each.
 std::string to_json(const char* brackets, const std::vector<std::string>& items) {
   return items.empty()
@@ -107,7 +101,7 @@ std::string get_numbers_json(const NUMBERS& numbers) {
   std::vector<std::string> items;
   items.reserve(numbers.size());
   for (const auto& [name, number] : numbers)
-    items.push_back(fmt::format("{}: {}", to_json(name), number));
+    items.push_back(fmt::format("{}: {}", kep_get_json_text(name), number));
   return to_json("{}", items);
 }
 
@@ -118,8 +112,8 @@ std::string get_inputs_json(const KEP_DATABASE_ORIGIN& origin) {
     const std::string content = has_checksum(input) ? fmt::format("{}, \"checksum\": \"{}\"",
                                                                   input.m_num_bytes, to_hex(input.m_checksum))
                                                     : "null, \"checksum\": null";
-    items.push_back(fmt::format("{{\"role\": {}, \"name\": {}, \"bytes\": {}}}", to_json(input.m_role),
-                                to_json(input.m_name), content));
+    items.push_back(fmt::format("{{\"role\": {}, \"name\": {}, \"bytes\": {}}}",
+                                kep_get_json_text(input.m_role), kep_get_json_text(input.m_name), content));
   }
   return to_json("[]", items);
 }
@@ -128,7 +122,7 @@ std::string get_options_json(const KEP_DATABASE_ORIGIN& origin) {
   std::vector<std::string> items;
   items.reserve(origin.m_options.size());
   for (const auto& [name, value] : origin.m_options)
-    items.push_back(fmt::format("{}: {}", to_json(name), to_json(value)));
+    items.push_back(fmt::format("{}: {}", kep_get_json_text(name), kep_get_json_text(value)));
   return to_json("{}", items);
 }
 
@@ -137,7 +131,8 @@ std::string get_sections_json(const KEP_DATABASE_INFO& info) {
   items.reserve(info.m_sections.size());
   for (const KEP_DATABASE_INFO::SECTION& section : info.m_sections)
     items.push_back(fmt::format("{{\"name\": {}, \"bytes\": {}, \"checksum\": \"{}\"}}",
-                                to_json(section.m_name), section.m_num_bytes, to_hex(section.m_checksum)));
+                                kep_get_json_text(section.m_name), section.m_num_bytes,
+                                to_hex(section.m_checksum)));
   return to_json("[]", items);
 }
 
@@ -166,11 +161,11 @@ std::string format_json(const KEP_DATABASE_INFO& info, const std::string& path) 
   const auto add = [&text](const char* name, const std::string& value) {
     text += fmt::format("{}\n  \"{}\": {}", text.size() == 1 ? "" : ",", name, value);
   };
-  add("file", to_json(path));
+  add("file", kep_get_json_text(path));
   add("version", std::to_string(info.m_version));
   add("bytes", std::to_string(info.m_num_bytes));
-  add("checksum", to_json(to_hex(info.m_checksum)));
-  add("made_by", to_json(origin.m_made_by));
+  add("checksum", kep_get_json_text(to_hex(info.m_checksum)));
+  add("made_by", kep_get_json_text(origin.m_made_by));
   add("inputs", get_inputs_json(origin));
   add("options", get_options_json(origin));
   add("sections", get_sections_json(info));

@@ -132,6 +132,11 @@ bool has_redundancy_data(const DEVICE_OPTIONS& options, const BUILD_STATS& stats
                      [](const KEP_DATABASE_INPUT& input) { return input.m_role == REDUNDANCY_ROLE; });
 }
 
+bool is_redundancy_judged(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats) {
+  return has_redundancy_data(options, stats) ||
+         db.get_routing_template_graph()->get_num_redundant_edges() != 0;
+}
+
 void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outputs,
                    const std::string& made_folder) {
   std::vector<std::string> inputs{options.m_model};

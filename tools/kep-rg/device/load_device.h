@@ -45,6 +45,9 @@ std::unique_ptr<KEP_RG_BUILD> build_and_keep(KEP_DB* db, const DEVICE_OPTIONS& o
 inline constexpr const char* REDUNDANCY_ROLE = "redundancy";
 /// There was redundancy data when the device was made.
 bool has_redundancy_data(const DEVICE_OPTIONS& options, const BUILD_STATS& stats);
+/// Whether redundant edges are many enough is only judged where there was such data or redundant edges are
+/// there: a device without any is no fault.
+bool is_redundancy_judged(const KEP_DB& db, const DEVICE_OPTIONS& options, const BUILD_STATS& stats);
 
 /// Finds out before anything is read whether the statistics and these outputs can be written (check_files.h).
 void check_outputs(const DEVICE_OPTIONS& options, std::vector<std::string> outputs = {},
