@@ -1,6 +1,7 @@
 // Algorithms of Boost.Graph on the graph of a real device.
 
 #include "kep/kep_boost_graph.h"
+#include "kep/kep_paths.h"
 #include "kep_io/kep_model_reader.h"
 #include "kep_io/kep_routing_reader.h"
 #include "kep_report/kep_report_capture.h"
@@ -55,6 +56,10 @@ TEST_F(BoostGraphOnAChip, AnswersAsAFlatCopy) {
   EXPECT_GT(std::count_if(answers.m_steps.begin(), answers.m_steps.end(),
                           [](std::uint32_t steps) { return steps != FAR; }),
             8000);
+  for (std::uint32_t node = 0; node < graph.get_num_nodes(); node += 40) {
+    const KEP_ROUTING::SHORTEST_PATHS paths = KEP_ROUTING::find_shortest_paths(graph, {start}, {node});
+    EXPECT_EQ(paths ? paths.m_edges.size() : FAR, answers.m_steps[node]) << node;
+  }
   // Most nodes are components of their own; the fabric is a large one.
   EXPECT_GT(graph.get_num_nodes() - answers.m_num_components, 2000U);
 }

@@ -24,7 +24,9 @@ public:
   void add_to(CLI::App& command, const std::string& description);
   /// After the parse: puts the files into the device and gives the names of the nodes. Too few words, and a
   /// file where a name should stand, are told by std::runtime_error.
-  std::vector<std::string> take(DEVICE_OPTIONS& device) const;
+  std::vector<std::string> take(DEVICE_OPTIONS& device) const { return take(device, m_nodes.size()); }
+  /// The same where the names end with the one of that number, and the usage stands for another wish.
+  std::vector<std::string> take(DEVICE_OPTIONS& device, std::size_t num_names) const;
 
 private:
   [[noreturn]] void refuse(const std::string& reason) const;
