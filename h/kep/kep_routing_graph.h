@@ -12,8 +12,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+class KEP_COMPARED_GRAPH;
 class KEP_DATABASE_LISTER;
 class KEP_DATABASE_RESTORER;
 class KEP_RG_TEST_ACCESS;
@@ -270,6 +272,11 @@ public:
   inline NODE get_node(std::uint32_t index) const;
   ///@}
 
+  /// The numbers of the nodes that stand inside a module at its position, at any depth: from `first` up to
+  /// `second`, which is not one of them; those are all of them and no others. Ports of the module itself
+  /// stand outside. Takes a look at each inner occurrence below.
+  std::pair<std::uint32_t, std::uint32_t> find_numbers_below(const KEP_UNFOLDED_MODULE& module) const;
+
   /// At the inner occurrence stand all nodes that stand at any occurrence of its module, one at least.
   bool has_all_nodes_at(std::uint32_t occurrence) const;
 
@@ -303,6 +310,7 @@ protected:
   ///@}
 
 private:
+  friend class ::KEP_COMPARED_GRAPH;
   friend class ::KEP_DATABASE_LISTER;
   friend class ::KEP_DATABASE_RESTORER;
   friend class ::KEP_ROUTING_BUILDER_GRAPH;

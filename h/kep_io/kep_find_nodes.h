@@ -8,8 +8,8 @@
 #include <vector>
 
 /// @file
-/// What a user names, as a dump spells it: "a/b:c" for an inst port, ":p" for a port of the top. Any number
-/// of threads may look for names at once.
+/// What a user names, as a dump spells it: "a/b:c" for an inst port, ":p" for a port of the top, "a/b/n" for
+/// a net. Any number of threads may look for names at once.
 
 /// The uips of a name, one for each choice of views on the way; none for a name of another form and for one
 /// that is not there.
@@ -23,3 +23,7 @@ KEP_IO_EXPORT std::vector<KEP_ROUTING::NODE> kep_find_nodes(const KEP_DB& db, co
 /// To find the closest names takes a walk over all nodes, which a cancelled task group ends with
 /// KEP_CANCELLED.
 KEP_IO_EXPORT std::vector<KEP_ROUTING::NODE> kep_get_nodes(const KEP_DB& db, const std::string& name);
+
+/// The nets of a full name: all that have the name in their module, in the order of the module, for each
+/// choice of views on the way. KEP_IO_ERROR, with the closest names, when there is none.
+KEP_IO_EXPORT std::vector<KEP_UNFOLDED_NET> kep_get_unfolded_nets(const KEP_DB& db, const std::string& name);

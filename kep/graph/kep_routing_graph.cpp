@@ -6,6 +6,8 @@
 #include "kep/graph/kep_routing_graph_storage.h"
 #include "kep/kep_db.h"
 
+#include <algorithm>
+
 namespace KEP_ROUTING {
 
 namespace {
@@ -133,6 +135,30 @@ NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain) const {
 NODE_ITER_RANGE GRAPH::iter_nodes_with_grain(unsigned grain, std::uint32_t first, std::uint32_t end) const {
   auto* graph = const_cast<GRAPH*>(this);
   return {NODE_ITER(graph, first), NODE_ITER(graph, end), grain};
+}
+
+/// Entries below one stand side by side, depth by depth, and their places, too, in some order.
+std::pair<std::uint32_t, std::uint32_t> GRAPH::find_numbers_below(const KEP_UNFOLDED_MODULE& module) const {
+  if (!m_storage || !module) return {0, 0};
+  const KEP_UNFOLDING& unfolding = m_db->get_unfolding();
+  const std::uint32_t above = KEP_SLOT_POSITION::occurrence(module.m_position);
+  const KEP_SLOT& slot = unfolding.get_slot(above, KEP_SLOT_POSITION::slot(module.m_position));
+  if (slot.m_inner_rank == KEP_SLOT::NOT_INNER) return {0, 0};
+  const KEP_NODE_PLACES& places = *m_storage->m_places;
+  const auto get_first_child = [&unfolding](std::uint32_t entry) {
+    return entry == unfolding.size() ? entry : unfolding.get(entry).m_first_child;
+  };
+  std::pair<std::uint32_t, std::uint32_t> numbers{m_tables.m_num_nodes, 0};
+  std::uint32_t begin = unfolding.get_child(above, slot);
+  for (std::uint32_t end = begin + 1; begin != end;
+       begin = get_first_child(begin), end = get_first_child(end))
+    for (std::uint32_t entry = begin; entry != end; ++entry) {
+      const std::uint32_t place = places.get_occurrence_places().get_place(entry);
+      if (place == KEP_OCCURRENCE_PLACES::NONE || places.get_num_nodes(place) == 0) continue;
+      const std::uint32_t* first = places.get_first_nodes().data() + place;
+      numbers = {std::min(numbers.first, first[0]), std::max(numbers.second, first[1])};
+    }
+  return numbers.first < numbers.second ? numbers : std::pair<std::uint32_t, std::uint32_t>{0, 0};
 }
 
 bool GRAPH::has_all_nodes_at(std::uint32_t occurrence) const {

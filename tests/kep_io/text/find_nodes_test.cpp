@@ -70,4 +70,39 @@ TEST(FindingNodes, SaysSoWhereThereAreNone) {
   EXPECT_EQ(refusal_of_name(*c->db(), "a:b"), "no node \"a:b\"; the graph has no nodes");
 }
 
+std::string name_nets(const KEP_DB& db, const std::string& name) {
+  std::string names;
+  try {
+    for (const KEP_UNFOLDED_NET& net : kep_get_unfolded_nets(db, name))
+      names += net.get_name(KEP_NAME_STYLE()) + ' ' + std::to_string(net.m_object->get_index()) + ' ';
+  } catch (const KEP_IO_ERROR& error) {
+    return error.what();
+  }
+  return names;
+}
+
+TEST(FindingNets, GivesAllThatHaveTheName) {
+  const auto db = test_model::make_db(R"(
+    module LEAF
+      ports >a <b
+      net n a b
+    module TILE
+      ports >in
+      inst m LEAF
+      net n in m.a
+      net n m.b
+    module TOP top
+      inst t TILE
+      net w t.in
+  )");
+  EXPECT_EQ(name_nets(*db, "w"), "w 0 ");
+  EXPECT_EQ(name_nets(*db, "t/n"), "t/n 0 t/n 1 ");
+  EXPECT_EQ(name_nets(*db, "t/m/n"), "t/m/n 0 ");
+  EXPECT_EQ(name_nets(*db, "v"), "no net \"v\"; closest: w");
+  EXPECT_EQ(name_nets(*db, "t/m/k"), "no net \"t/m/k\"; closest: t/m/n");
+  EXPECT_EQ(name_nets(*db, "t/k/n"), "no net \"t/k/n\"; closest: t/n");
+  EXPECT_EQ(name_nets(*db, ""), "no net \"\"; closest: w");
+  EXPECT_EQ(name_nets(*test_model::make_db("module TOP top\n ports >p\n"), "w"), "no net \"w\"");
+}
+
 } // namespace find_nodes_test
