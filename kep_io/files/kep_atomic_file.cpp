@@ -107,10 +107,11 @@ void KEP_ATOMIC_FILE::BUFFER::flush() {
     else if (errno != EINTR)
       m_file.fail(errno);
   }
-  reset();
+  setp(m_text.data(), m_text.data() + m_text.size());
 }
 
 KEP_ATOMIC_FILE::BUFFER::int_type KEP_ATOMIC_FILE::BUFFER::overflow(int_type byte) {
+  m_text.resize(1 << 20);
   flush();
   if (traits_type::eq_int_type(byte, traits_type::eof())) return traits_type::not_eof(byte);
   return sputc(traits_type::to_char_type(byte));
@@ -173,6 +174,23 @@ void KEP_ATOMIC_FILE::open_named(const std::string& folder) {
   if (m_handle < 0) fail(errno);
   m_temporary = name;
   kep_remove_on_interrupt(m_temporary);
+}
+
+void KEP_ATOMIC_FILE::write_at(std::uint64_t position, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::pwrite(m_handle, bytes.data(), bytes.size(), static_cast<off_t>(position));
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+      position += static_cast<std::uint64_t>(count);
+    } else if (errno != EINTR) {
+      fail(errno);
+    }
+  }
+}
+
+void KEP_ATOMIC_FILE::set_size(std::uint64_t num_bytes) {
+  while (::ftruncate(m_handle, static_cast<off_t>(num_bytes)) != 0)
+    if (errno != EINTR) fail(errno);
 }
 
 void KEP_ATOMIC_FILE::close() {

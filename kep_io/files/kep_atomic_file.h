@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// A file that appears under its name only when it is complete. Until commit() what stood there before is
@@ -27,6 +29,13 @@ public:
   /// A write that fails throws at once.
   std::ostream& out() { return m_out; }
 
+  ///@{
+  /// Instead of out(), for a file of which one knows where its parts stand: writes them in any order, by any
+  /// thread; and sets the size. What nobody wrote is zero, and takes no room on most disks.
+  void write_at(std::uint64_t position, std::string_view bytes);
+  void set_size(std::uint64_t num_bytes);
+  ///@}
+
   /// Ends the writing; all of it is on the disk then.
   void close();
 
@@ -41,14 +50,13 @@ private:
 
   class BUFFER : public std::streambuf {
   public:
-    explicit BUFFER(KEP_ATOMIC_FILE& file) : m_file(file), m_text(1 << 20) { reset(); }
+    explicit BUFFER(KEP_ATOMIC_FILE& file) : m_file(file) {} // takes its memory when something comes
     void flush();
 
   protected:
     int_type overflow(int_type byte) override;
 
   private:
-    void reset() { setp(m_text.data(), m_text.data() + m_text.size()); }
     KEP_ATOMIC_FILE& m_file;
     std::vector<char> m_text;
   };

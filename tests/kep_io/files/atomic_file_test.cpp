@@ -89,6 +89,20 @@ TEST_P(AtomicFile, HoldsWhateverWasWritten) {
   EXPECT_TRUE(read("file") == text);
 }
 
+TEST_P(AtomicFile, HoldsWhatWasWrittenInAnyOrderAndZerosBetween) {
+  write("file", "old");
+  {
+    KEP_ATOMIC_FILE file(path("file"));
+    file.write_at(10, "later");
+    file.set_size(20);
+    file.write_at(0, "first");
+    file.close();
+    EXPECT_EQ(read("file"), "old");
+    file.commit();
+  }
+  EXPECT_EQ(read("file"), std::string("first\0\0\0\0\0later\0\0\0\0\0", 20));
+}
+
 TEST_P(AtomicFile, HasThePermissionsOfAPlainFileOrOfTheOneThatItReplaces) {
   const mode_t mask = umask(027);
   replace(path("new"), "");
@@ -202,6 +216,8 @@ TEST_P(AtomicFile, TellsAFullDiskWhileItWrites) {
                 for (int i = 0; i != 4; ++i)
                   file.out() << text;
               }),
+              path("disk/file") + ": can't be written: No space left on device");
+    EXPECT_EQ(refusal_of([&] { file.write_at(0, text + text); }),
               path("disk/file") + ": can't be written: No space left on device");
   }
   EXPECT_EQ(read("disk/file"), "old");

@@ -95,6 +95,17 @@ extern "C" ssize_t write(int handle, const void* from, std::size_t size) {
   return syscall(SYS_write, handle, from, size);
 }
 
+extern "C" ssize_t pwrite(int handle, const void* from, std::size_t size, off_t at) {
+  using namespace failing_calls_test;
+  if (!may_call("pwrite")) return -1;
+  const CALLS& calls = get_calls();
+  if (calls.m_is_armed && calls.m_fault == FAULT::HALVE) {
+    if (calls.m_num % 2 == 0) return errno = EINTR, -1;
+    size = (size + 1) / 2;
+  }
+  return syscall(SYS_pwrite64, handle, from, size, at);
+}
+
 extern "C" int fsync(int handle) {
   using namespace failing_calls_test;
   return may_call(is_folder(handle) ? "sync folder" : "sync") ? static_cast<int>(syscall(SYS_fsync, handle))
@@ -228,6 +239,33 @@ TEST_P(FailingCalls, ThatWriteLessThanTheyWereGivenOrAreInterruptedGoOn) {
   replace();
   EXPECT_GT(disarm().size(), 15U);
   expect_text(m_new);
+}
+
+class FailingPlacedWrites : public Folder {
+protected:
+  void write_placed() const {
+    KEP_ATOMIC_FILE file(path("file"));
+    file.write_at(1000, m_text);
+    kep_commit_together({&file});
+  }
+  const std::string m_text = std::string(5000, 'n') + std::string(5000, 'm');
+};
+
+TEST_F(FailingPlacedWrites, GoOnWhereTheyWroteLessThanTheyWereGivenOrWereInterrupted) {
+  arm(FAULT::HALVE, 0);
+  write_placed();
+  const std::vector<std::string> calls = disarm();
+  EXPECT_GT(std::count(calls.begin(), calls.end(), "pwrite"), 10);
+  EXPECT_TRUE(read("file") == std::string(1000, '\0') + m_text);
+}
+
+TEST_F(FailingPlacedWrites, LeaveTheOldFileWhole) {
+  write("file", OLD);
+  arm(FAULT::FAIL, 0);
+  const std::string refusal = refusal_of([this] { write_placed(); });
+  EXPECT_THAT(disarm(), testing::ElementsAre("pwrite"));
+  EXPECT_EQ(refusal, path("file") + ": can't be written: Input/output error");
+  EXPECT_TRUE(read("file") == OLD);
 }
 
 } // namespace failing_calls_test
