@@ -54,6 +54,7 @@ struct KEP_RG_TRACE_EDGE::SEARCHES {
   SEARCH m_target_search;
   SEARCH m_fanout_search;
   std::vector<OUTCOME> m_outcomes;                                    // of one node's edges
+  std::vector<std::uint32_t> m_num_hops;                              // likewise
   std::vector<std::pair<std::size_t, std::uint32_t>> m_edges_to_walk; // edge and number of its target
 };
 
@@ -123,6 +124,11 @@ bool KEP_RG_TRACE_EDGE::trace_edge(const NODE& from, const NODE& to,
 }
 
 void KEP_RG_TRACE_EDGE::check_edges(const NODE& from, std::vector<OUTCOME>& outcomes) {
+  check_edges(from, outcomes, get_searches().m_num_hops);
+}
+
+void KEP_RG_TRACE_EDGE::check_edges(const NODE& from, std::vector<OUTCOME>& outcomes,
+                                    std::vector<std::uint32_t>& num_hops) {
   outcomes.clear();
   const bool from_is_boundary = from.is_boundary();
   std::size_t num_left = 0;
@@ -134,15 +140,17 @@ void KEP_RG_TRACE_EDGE::check_edges(const NODE& from, std::vector<OUTCOME>& outc
                                           : OUTCOME::NOT_FOUND);
     if (outcomes.back() == OUTCOME::NOT_FOUND) ++num_left;
   }
+  num_hops.assign(outcomes.size(), 0);
   // Edges through a tunnel have a first search of their own.
-  if (num_left != 0) num_left -= check_edges(from, false, outcomes);
-  if (num_left != 0) check_edges(from, true, outcomes);
+  if (num_left != 0) num_left -= check_edges(from, false, outcomes, num_hops);
+  if (num_left != 0) check_edges(from, true, outcomes, num_hops);
 }
 
 /// Settles the outcomes of the edges that go through a tunnel, or of those that do not, and gives their
 /// number.
 std::size_t KEP_RG_TRACE_EDGE::check_edges(const NODE& from, bool through_tunnel,
-                                           std::vector<OUTCOME>& outcomes) {
+                                           std::vector<OUTCOME>& outcomes,
+                                           std::vector<std::uint32_t>& num_hops) {
   SEARCHES& searches = get_searches();
   KEP_RG_FANOUT_OBSERVER& observer = searches.m_fanout_observer;
   const KEP_RG_TRACE_HOPS hops(*m_db, *m_routing_primitive_cache, *m_view_type_rank, from);
@@ -156,8 +164,10 @@ std::size_t KEP_RG_TRACE_EDGE::check_edges(const NODE& from, bool through_tunnel
   }
   if (searches.m_edges_to_walk.empty()) return 0;
   searches.run(searches.m_fanout_search, observer, hops.get_from_uip(), through_tunnel);
-  for (const auto& [walked, target] : searches.m_edges_to_walk)
+  for (const auto& [walked, target] : searches.m_edges_to_walk) {
     outcomes[walked] = observer.get_outcome(target);
+    num_hops[walked] = observer.get_num_hops(target);
+  }
   return searches.m_edges_to_walk.size();
 }
 

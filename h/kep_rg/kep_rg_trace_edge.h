@@ -11,6 +11,7 @@
 #include "kep_rg/kep_rg_primitives.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -68,10 +69,15 @@ public:
     bool m_is_arc;                ///< through a mux
   };
 
+  ///@{
   /// The outcomes of the node's edges, in the order of iter_all_fanout(); as trace_edge does, of several
   /// edges to one fanout it takes the first for all. Asserts nothing, tells nothing. What the edges of a node
-  /// share is walked once.
+  /// share is walked once. `num_hops` gets the number of hops of each edge that verifies, as check_trace
+  /// gives them, and 0 for the others.
   void check_edges(const KEP_ROUTING::NODE& from, std::vector<OUTCOME>& outcomes);
+  void check_edges(const KEP_ROUTING::NODE& from, std::vector<OUTCOME>& outcomes,
+                   std::vector<std::uint32_t>& num_hops);
+  ///@}
   /// The hops of a trace that trace_edge gave for an edge from that node. A trace that does not verify has
   /// them up to the last good one.
   OUTCOME check_trace(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace,
@@ -81,7 +87,8 @@ private:
   friend class KEP_RG_TEST_ACCESS;
   struct SEARCHES;
   SEARCHES& get_searches();
-  std::size_t check_edges(const KEP_ROUTING::NODE& from, bool through_tunnel, std::vector<OUTCOME>& outcomes);
+  std::size_t check_edges(const KEP_ROUTING::NODE& from, bool through_tunnel, std::vector<OUTCOME>& outcomes,
+                          std::vector<std::uint32_t>& num_hops);
   bool is_through_tunnel(const KEP_ROUTING::NODE& from, const KEP_ROUTING::NODE& to) const;
   bool verify_trace_edge(const KEP_ROUTING::NODE& from, const std::vector<KEP_UNFOLDED_INST_PORT>& trace);
 

@@ -17,7 +17,8 @@
 /// What became of the edges of a graph that were traced.
 struct KEP_RG_TRACE_TALLY {
   std::array<std::uint64_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> m_num_edges{}; ///< by outcome
-  std::vector<KEP_RG_FINDINGS> m_findings;                                  ///< of each outcome that is one
+  std::vector<std::uint64_t> m_num_hops;   ///< element i: how many edges verify by i hops; none is left out
+  std::vector<KEP_RG_FINDINGS> m_findings; ///< of each outcome that is one
 };
 
 /// Traces and verifies every edge of the nodes of a part, by so many threads; the tally is the same for any

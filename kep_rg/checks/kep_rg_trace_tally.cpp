@@ -28,20 +28,28 @@ struct TRACE_WORKER {
   void trace(const KEP_ROUTING::GRAPH& graph, const tbb::blocked_range<std::uint32_t>& range) {
     std::array<std::size_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> num_found{};
     for (std::uint32_t node = range.begin(); node != range.end(); ++node) {
-      m_tracer.check_edges(graph.get_node(node), m_outcomes);
+      m_tracer.check_edges(graph.get_node(node), m_outcomes, m_hops);
       for (std::uint32_t edge = 0; edge != m_outcomes.size(); ++edge) {
         const OUTCOME outcome = m_outcomes[edge];
         const auto i = static_cast<std::size_t>(outcome);
         ++m_num_edges[i];
+        if (outcome == OUTCOME::VERIFIED) count_hops(m_hops[edge]);
         if (kep_rg_find_kind(outcome) && num_found[i]++ < m_max_kept)
           m_findings.emplace_back(PLACE{node, edge}, outcome);
       }
     }
   }
 
+  void count_hops(std::uint32_t num) {
+    if (num >= m_num_hops.size()) m_num_hops.resize(num + std::size_t{1});
+    ++m_num_hops[num];
+  }
+
   KEP_RG_TRACE_EDGE m_tracer;
   std::size_t m_max_kept;
-  std::vector<OUTCOME> m_outcomes; // of one node
+  std::vector<OUTCOME> m_outcomes;   // of one node
+  std::vector<std::uint32_t> m_hops; // likewise
+  std::vector<std::uint64_t> m_num_hops;
   std::array<std::uint64_t, KEP_RG_TRACE_EDGE::NUM_OUTCOMES> m_num_edges{};
   std::vector<std::pair<PLACE, OUTCOME>> m_findings;
 };
@@ -54,6 +62,9 @@ KEP_RG_TRACE_TALLY add_up(const TRACE_WORKERS& workers, std::size_t max_kept) {
   for (const TRACE_WORKER& worker : workers) {
     for (std::size_t i = 0; i != tally.m_num_edges.size(); ++i)
       tally.m_num_edges[i] += worker.m_num_edges[i];
+    tally.m_num_hops.resize(std::max(tally.m_num_hops.size(), worker.m_num_hops.size()));
+    for (std::size_t i = 0; i != worker.m_num_hops.size(); ++i)
+      tally.m_num_hops[i] += worker.m_num_hops[i];
     found.insert(found.end(), worker.m_findings.begin(), worker.m_findings.end());
   }
   std::sort(found.begin(), found.end());

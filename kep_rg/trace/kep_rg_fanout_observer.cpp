@@ -18,7 +18,7 @@ std::uint32_t KEP_RG_FANOUT_OBSERVER::add_target(const KEP_ROUTING::FWD_EDGE& ed
     for (std::uint32_t wait = m_first_wait[awaited]; wait != NONE; wait = m_waits[wait].m_next)
       if (m_targets[m_waits[wait].m_target].m_to == to) return m_waits[wait].m_target;
   const auto target = static_cast<std::uint32_t>(m_targets.size());
-  m_targets.push_back({to, to_uip, edge.get_mux_input(), false, OUTCOME::NOT_FOUND});
+  m_targets.push_back({to, to_uip, edge.get_mux_input(), false, OUTCOME::NOT_FOUND, 0});
   wait_for(to_uip, target);
   if (const KEP_UNFOLDED_INST_PORT& mux_input = m_targets.back().m_mux_input) wait_for(mux_input, target);
   return target;
@@ -63,6 +63,9 @@ void KEP_RG_FANOUT_OBSERVER::meet(TARGET& target, const KEP_UNFOLDED_INST_PORT& 
     state = m_hops.step(state, m_trace.empty() ? m_hops.get_from_uip() : m_trace.back(), uip);
   if (at_mux_input) state = m_hops.step(state, uip, target.m_to_uip);
   target.m_outcome = state.m_outcome;
+  if (state.m_outcome == OUTCOME::VERIFIED)
+    target.m_num_hops =
+        static_cast<std::uint32_t>(m_trace.size()) + (at_mux_input || joins ? 1 : 0) + (at_mux_input ? 1 : 0);
 }
 
 /// Follows the chain as far as it is new since the last time.

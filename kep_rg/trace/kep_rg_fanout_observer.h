@@ -24,6 +24,9 @@ public:
   std::uint32_t add_target(const KEP_ROUTING::FWD_EDGE& edge);
   OUTCOME get_outcome(std::uint32_t target) const { return m_targets[target].m_outcome; }
 
+  /// 0 unless that verifies.
+  std::uint32_t get_num_hops(std::uint32_t target) const { return m_targets[target].m_num_hops; }
+
   void start_search() { m_chain.start(&m_trace); }
   bool is_done() const { return m_num_found == m_targets.size(); }
 
@@ -39,6 +42,7 @@ private:
     KEP_UNFOLDED_INST_PORT m_mux_input;
     bool m_found;
     OUTCOME m_outcome;
+    std::uint32_t m_num_hops; // of a trace that verifies
   };
   struct WAIT { // one in the list of those who wait for a uip
     std::uint32_t m_target;
