@@ -120,7 +120,7 @@ class Layout(unittest.TestCase):
         named = re.compile(r"`([\w./-]+/[\w.-]+\.(?:h|cpp|py|txt))`")
         missing = []
         for page in sorted(ROOT.rglob("*.md")):
-            if "build" in page.relative_to(ROOT).parts:
+            if {"build", "node_modules"} & set(page.relative_to(ROOT).parts):
                 continue
             for name in named.findall(page.read_text()):
                 if not any((folder / name).is_file() for folder in (ROOT, ROOT / "h", page.parent)):

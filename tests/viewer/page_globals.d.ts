@@ -1,0 +1,2 @@
+// What the tests ask the page for.
+declare function getApp(): any;
