@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,6 +61,10 @@ enum class KEP_DATABASE_CHECKSUMS : unsigned char { TEST, SKIP };
 /// KEP_IO_ERROR when the file can't be written.
 KEP_IO_EXPORT void kep_write_database(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin,
                                       const std::string& path);
+
+/// The same bytes into a stream. KEP_IO_ERROR when the database holds more than a file can; failures of the
+/// stream are those that it throws.
+KEP_IO_EXPORT void kep_write_database(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin, std::ostream& out);
 
 /// Opens such a file by mapping it: large arrays are read in place, and the mapping goes with the database.
 /// Everything that a database can do it can do, a further build too. A file under the same name that takes

@@ -16,15 +16,28 @@
 #include <kj/exception.h>
 #include <system_error>
 
+namespace {
+
+/// Failures name the file.
+void write(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin, std::ostream& out, const std::string& name) {
+  try {
+    kep_write_database_to(out, db, origin);
+  } catch (const kj::Exception& error) { // more than messages can hold
+    throw KEP_IO_ERROR(fmt::format("{}: can't be written: {}", name, error.getDescription().cStr()));
+  } catch (const KEP_DB_ERROR& error) {
+    throw KEP_IO_ERROR(fmt::format("{}: can't be written: {}", name, error.what()));
+  }
+}
+
+} // namespace
+
+void kep_write_database(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin, std::ostream& out) {
+  write(db, origin, out, "device database");
+}
+
 void kep_write_database(const KEP_DB& db, const KEP_DATABASE_ORIGIN& origin, const std::string& path) {
   KEP_ATOMIC_FILE file(path);
-  try {
-    kep_write_database_to(file.out(), db, origin);
-  } catch (const kj::Exception& error) { // more than messages can hold
-    throw KEP_IO_ERROR(fmt::format("{}: can't be written: {}", path, error.getDescription().cStr()));
-  } catch (const KEP_DB_ERROR& error) {
-    throw KEP_IO_ERROR(fmt::format("{}: can't be written: {}", path, error.what()));
-  }
+  write(db, origin, file.out(), path);
   kep_throw_if_cancelled(); // the last moment: what stood there is whole until now
   kep_commit_together({&file});
 }

@@ -72,9 +72,7 @@ public:
     return numbers;
   }
 
-  bool is_redundancy_judged() const {
-    return has_redundancy_data(m_device, m_stats) || m_graph.get_num_redundant_edges() != 0;
-  }
+  bool is_redundancy_judged() const { return ::is_redundancy_judged(*m_db, m_device, m_stats); }
 
 private:
   KEP_DB* m_db;

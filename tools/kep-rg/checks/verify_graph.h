@@ -20,8 +20,5 @@ struct VERIFICATION {
 /// both. What is found goes to `out`, the first ones of each kind or, in a verbose run, all; the last line is
 /// the verdict, or what a part found. A quiet run that finds nothing says nothing. False when there is a
 /// finding that is not waived.
-///
-/// That redundant edges are many enough is only judged where redundancy data was given or redundant edges are
-/// there: a device without any is no fault.
 bool verify_graph(KEP_DB* db, const DEVICE_OPTIONS& device, const VERIFICATION& asked, BUILD_STATS& stats,
                   std::ostream& out);
