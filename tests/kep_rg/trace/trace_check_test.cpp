@@ -2,6 +2,7 @@
 // gives: on random devices, as they are built and with edges changed at random.
 
 #include "kep_rg/kep_rg_trace_edge.h"
+#include "kep_rg/kep_rg_trace_tally.h"
 #include "tests/support/build_case.h"
 #include "tests/support/damaged_graph.h"
 #include "tests/support/fabric_case.h"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,7 +28,8 @@ using test_model::RANDOM_SOURCE;
 using test_model::SEEDS;
 using SEEN = std::array<unsigned, KEP_RG_TRACE_EDGE::NUM_OUTCOMES>;
 
-OUTCOME check_alone(KEP_RG_TRACE_EDGE& tracer, const NODE& from, const NODE& to) {
+OUTCOME check_alone(KEP_RG_TRACE_EDGE& tracer, const NODE& from, const NODE& to, std::size_t& num_hops) {
+  num_hops = 0;
   if (!to) return OUTCOME::NULL_NODE;
   if (from.is_boundary()) return OUTCOME::STARTS_AT_BOUNDARY;
   std::vector<KEP_UNFOLDED_INST_PORT> trace;
@@ -35,7 +38,14 @@ OUTCOME check_alone(KEP_RG_TRACE_EDGE& tracer, const NODE& from, const NODE& to)
     return to.is_boundary() ? OUTCOME::ENDS_AT_BOUNDARY : OUTCOME::NOT_FOUND;
   const OUTCOME outcome = tracer.check_trace(from, trace, hops);
   EXPECT_EQ(hops.size() == trace.size(), outcome == OUTCOME::VERIFIED);
+  if (outcome == OUTCOME::VERIFIED) num_hops = hops.size();
   return outcome;
+}
+
+/// However many threads share the work, the tally counts the hops of all edges that verify.
+void compare_tally(const KEP_DB& db, const std::vector<std::uint64_t>& num_hops) {
+  for (const int num_threads : {1, 3})
+    ASSERT_EQ(kep_rg_trace_all_edges(db, num_threads, 10).m_num_hops, num_hops);
 }
 
 /// Every edge of the graph, in one walk and alone.
@@ -43,21 +53,31 @@ void compare(KEP_DB& db, SEEN& seen) {
   const KEP_DB_ROUTING_PRIMITIVE_CACHE cache(&db);
   KEP_RG_TRACE_EDGE tracer(&db, cache);
   std::vector<OUTCOME> outcomes;
+  std::vector<std::uint32_t> hops;
+  std::vector<std::uint64_t> num_hops;
   bool all_verified = true;
   for (const NODE& node : db.get_routing_template_graph()->iter_nodes()) {
-    tracer.check_edges(node, outcomes);
+    tracer.check_edges(node, outcomes, hops);
+    ASSERT_EQ(hops.size(), outcomes.size());
     std::size_t place = 0;
     for (const FWD_EDGE& edge : node.iter_all_fanout()) {
       ASSERT_LT(place, outcomes.size());
       const NODE to = edge.get_fanout();
-      ASSERT_EQ(outcomes[place], check_alone(tracer, node, to))
+      std::size_t hops_alone = 0;
+      ASSERT_EQ(outcomes[place], check_alone(tracer, node, to, hops_alone))
           << test_model::text_of(node) << " -> " << test_model::text_of(to);
+      ASSERT_EQ(hops[place], hops_alone);
+      if (outcomes[place] == OUTCOME::VERIFIED) {
+        num_hops.resize(std::max(num_hops.size(), hops_alone + 1));
+        ++num_hops[hops_alone];
+      }
       all_verified = all_verified && outcomes[place] == OUTCOME::VERIFIED;
       ++seen[static_cast<std::size_t>(outcomes[place])];
       ++place;
     }
     ASSERT_EQ(place, outcomes.size());
   }
+  compare_tally(db, num_hops);
   KEP_REPORT_CAPTURE capture;
   bool verified = false;
   try {

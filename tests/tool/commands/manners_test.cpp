@@ -59,9 +59,16 @@ protected:
     }
     const std::string from = line.substr(0, line.find('\t'));
     const std::size_t to = line.find('\t', line.find('\t') + 1) + 1;
-    return {"build " + DEVICE, "check " + DEVICE,
-            "trace " + DEVICE + " " + from + " " + line.substr(to, line.find('\t', to) - to),
-            "debug " + DEVICE + " " + from, "next " + DEVICE + " " + from};
+    const std::string ends = from + " " + line.substr(to, line.find('\t', to) - to);
+    return {"build " + DEVICE,
+            "check " + DEVICE,
+            "trace " + DEVICE + " " + ends,
+            "debug " + DEVICE + " " + from,
+            "next " + DEVICE + " " + from,
+            "path " + DEVICE + " " + ends,
+            "nodes " + DEVICE + " --fanout 3",
+            "net " + DEVICE + " " + from,
+            "view " + DEVICE + " -o page.html"};
   }
 
 private:
@@ -106,7 +113,8 @@ TEST_F(Manners, ASummaryIsLeftOutOnRequestAndByCommandsThatAnswerAQuestion) {
   EXPECT_EQ(m_out, "");
   for (const std::string& command : commands()) {
     run(command);
-    EXPECT_EQ(m_out.starts_with("device "), command.starts_with("build") || command.starts_with("check"))
+    EXPECT_EQ(m_out.starts_with("device "),
+              command.starts_with("build") || command.starts_with("check") || command.starts_with("view"))
         << command;
     EXPECT_THAT(m_out, Not(HasSubstr(REPORT_LINE))) << command;
     EXPECT_NE(m_out, "") << command;
@@ -355,7 +363,7 @@ private:
   }
 
   bool m_is_mounted = false;
-  int m_end_of_run = -1; // the end of the pipe from which nothing comes
+  int m_end_of_run = -1;            // the end of the pipe from which nothing comes
   std::vector<std::string> m_files; // of a run that ended by itself
   std::map<std::string, std::string> m_new_texts;
 };

@@ -129,7 +129,8 @@ TEST_F(CommandPages, HaveTheOptionsOfTheHelpAndNoOthers) {
 TEST_F(CommandPages, SayTheSameOfAnOptionThatSeveralCommandsOnADeviceHave) {
   std::map<std::string, std::string> texts;
   std::size_t num_shared = 0;
-  for (const char* name : {"build", "check", "trace", "debug", "next"})
+  for (const char* name :
+       {"build", "check", "view", "path", "nodes", "net", "trace", "debug", "next", "export"})
     for (const auto& [term, text] : read_options(name)) {
       const auto [at, is_new] = texts.emplace(term, text);
       EXPECT_EQ(at->second, text) << name << ": " << term;

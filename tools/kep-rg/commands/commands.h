@@ -19,9 +19,15 @@ COMMAND add_merge_command(CLI::App& app);
 COMMAND add_trace_command(CLI::App& app);
 COMMAND add_debug_command(CLI::App& app);
 COMMAND add_next_command(CLI::App& app);
+COMMAND add_path_command(CLI::App& app);
+COMMAND add_nodes_command(CLI::App& app);
+COMMAND add_net_command(CLI::App& app);
+COMMAND add_diff_command(CLI::App& app);
 COMMAND add_info_command(CLI::App& app);
+COMMAND add_view_command(CLI::App& app);
 COMMAND add_describe_command(CLI::App& app);
 COMMAND add_import_icebox_command(CLI::App& app);
+COMMAND add_export_command(CLI::App& app);
 COMMAND add_generate_command(CLI::App& app);
 
 /// All of them, in the order of the help.
