@@ -11,7 +11,7 @@
 namespace {
 
 /// Keys are forgotten when they hold more words than these; then a few places are compared once more.
-constexpr std::size_t MAX_KEY_WORDS = std::size_t{1} << 24;
+constexpr std::size_t MAX_KEY_WORDS = std::size_t{1} << 20;
 
 } // namespace
 

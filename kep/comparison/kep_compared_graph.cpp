@@ -7,10 +7,17 @@
 #include <algorithm>
 #include <utility>
 
+namespace {
+
+const KEP_NODE_PLACES* get_places(const KEP_ROUTING_GRAPH_STORAGE* storage) {
+  return storage ? storage->m_places.get() : nullptr;
+}
+
+} // namespace
+
 KEP_COMPARED_GRAPH::KEP_COMPARED_GRAPH(const KEP_DB& db, KEP_NAME_NUMBERS& names)
     : m_db(db), m_tables(db.get_routing_template_graph()->m_tables),
-      m_storage(db.get_routing_template_graph()->m_storage.get()),
-      m_places(m_storage ? m_storage->m_places.get() : nullptr) {
+      m_places(get_places(db.get_routing_template_graph()->m_storage.get())) {
   name_instances_and_ports(names);
   if (!m_places) return;
   name_nodes();

@@ -55,7 +55,6 @@ public:
   }
   /// The number of the page of a place with nodes.
   std::uint32_t get_page_number(std::uint32_t place) const { return m_pages_of_places[place]; }
-  const PAGE& get_page(std::uint32_t number) const { return m_pages[number]; }
   const PAGE& get_page_at(std::uint32_t place) const { return m_pages[m_pages_of_places[place]]; }
   const std::vector<KEP_EDGE_DIRECTION>& get_directions(const PAGE& page) const {
     return *m_directions[page.m_directions];
@@ -98,7 +97,6 @@ private:
 
   const KEP_DB& m_db;
   const KEP_EDGE_TABLES& m_tables;
-  const KEP_ROUTING_GRAPH_STORAGE* m_storage;
   const KEP_NODE_PLACES* m_places;              // null without a graph
   std::vector<std::uint32_t> m_first_instances; // by module
   std::vector<std::uint32_t> m_instance_names;  // module by module

@@ -183,7 +183,12 @@ TEST_F(DiffCommand, RefusesWhatCanNotBeCompared) {
   expect_refused("diff model.json", "B is required (see kep-rg diff --help)");
   expect_refused("diff model.json nothing.json", "nothing.json: can't be read: No such file or directory");
   expect_refused("diff - -", "standard input: can't be read twice: more than one input is \"-\"");
+  expect_refused("diff model.json model.json --routing -",
+                 "standard input: can't be read twice: more than one input is \"-\"");
+  expect_refused("diff - model.json --routing-b -",
+                 "standard input: can't be read twice: more than one input is \"-\"");
   ASSERT_EQ(run("build -q model.json both.jsonl -o a.kdb"), 0);
+  ASSERT_EQ(run_line("cat both.jsonl | " KEP_RG_TOOL " diff a.kdb model.json --routing -"), 0) << m_err;
   expect_refused("diff a.kdb a.kdb --routing one.jsonl",
                  "one.jsonl: a.kdb is a device database, to which nothing is added");
   expect_refused("diff a.kdb model.json --routing-a one.jsonl",

@@ -47,11 +47,21 @@ DEVICE_OPTIONS get_device(const DIFF_OPTIONS& options, unsigned side) {
   return device;
 }
 
+/// A file of both stands here twice, as it is read.
+std::vector<std::string> get_inputs(const DEVICE_OPTIONS (&devices)[2]) {
+  std::vector<std::string> inputs;
+  for (const DEVICE_OPTIONS& device : devices) {
+    inputs.push_back(device.m_model);
+    inputs.insert(inputs.end(), device.m_routing.begin(), device.m_routing.end());
+    inputs.insert(inputs.end(), device.m_redundancy.begin(), device.m_redundancy.end());
+  }
+  return inputs;
+}
+
 /// True when both are alike.
 bool diff(DIFF_OPTIONS& options) {
   const DEVICE_OPTIONS devices[] = {get_device(options, 0), get_device(options, 1)};
-  const std::vector<std::string> standard_inputs{devices[0].m_model, devices[1].m_model};
-  check_files(standard_inputs, {});
+  check_files(get_inputs(devices), {});
   BUILD_STATS stats[2];
   std::unique_ptr<KEP_DB> dbs[2];
   for (const unsigned side : {0U, 1U}) // bad input is told before anything is built

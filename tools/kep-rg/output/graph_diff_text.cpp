@@ -5,6 +5,7 @@
 #include "kep_report/kep_report_number.h"
 #include "tools/kep-rg/output/graph_diff_group.h"
 #include "tools/kep-rg/output/plain_output.h"
+#include "tools/kep-rg/output/table_output.h"
 
 #include <fmt/format.h>
 
@@ -25,10 +26,6 @@ constexpr std::size_t NUM_EDGE_FIELDS = 6;
 constexpr std::array<const char*, NUM_NODE_FIELDS> NODE_COLUMNS{"node", "kind"};
 constexpr std::array<const char*, NUM_EDGE_FIELDS> EDGE_COLUMNS{"from",    "from_kind", "to",
                                                                 "to_kind", "class",     "mux_input"};
-
-const char* get_kind(const NODE& node) {
-  return node.is_boundary() ? "boundary" : node.is_hipi() ? "hipi" : "uip";
-}
 
 /// Text on its way to standard output.
 class OUTPUT {
@@ -85,7 +82,7 @@ void LIST<NUM_NODE_FIELDS>::visit(unsigned side, std::uint64_t num_rows, const T
   m_diff.visit_nodes(side, [&](const NODE& node) {
     fields[0].clear();
     node.append_name(NAME_STYLE, fields[0]);
-    fields[1] = get_kind(node);
+    fields[1] = get_kind_text(node);
     take(fields);
     return --num_rows != 0;
   });
@@ -101,11 +98,11 @@ void LIST<NUM_EDGE_FIELDS>::visit(unsigned side, std::uint64_t num_rows, const T
       last_from = from;
       fields[0].clear();
       from.append_name(NAME_STYLE, fields[0]);
-      fields[1] = get_kind(from);
+      fields[1] = get_kind_text(from);
     }
     fields[2].clear();
     edge.get_fanout().append_name(NAME_STYLE, fields[2]);
-    fields[3] = get_kind(edge.get_fanout());
+    fields[3] = get_kind_text(edge.get_fanout());
     fields[4] = is_redundant ? "redundant" : "real";
     fields[5].clear();
     edge.get_mux_input().append_name(NAME_STYLE, fields[5]);
