@@ -241,6 +241,10 @@ TEST_F(ExportCommand, RefusesBadUse) {
                  "export: a window needs --around NODE (the whole graph: --format csr)");
   expect_refused(odd + "--format csr -o csr --around :é",
                  "export: --format csr writes the whole graph, and takes no --around");
+  for (const char* option : {"--steps 2", "--direction both", "--max-nodes 5"})
+    expect_refused(odd + "--format csr -o csr " + option,
+                   std::string("export: --format csr writes the whole graph, and takes no ") +
+                       std::string(option).substr(0, std::string(option).find(' ')));
   for (const char* output : {"", " -o -"})
     expect_refused(odd + "--format csr" + output,
                    "standard output: can't be written: arrays are four files in a folder (-o DIR)");

@@ -6,6 +6,8 @@
 #include "tools/kep-rg/export/csr.h"
 #include "tools/kep-rg/export/window_format.h"
 
+#include <fmt/format.h>
+
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -31,6 +33,8 @@ struct EXPORT_OPTIONS {
   std::string m_direction = "both";
   WINDOW_LIMITS m_limits;
 
+  std::vector<CLI::Option*> m_of_windows; ///< options that say nothing of the whole graph
+
   bool is_whole() const { return m_format == "csr"; }
 };
 
@@ -52,8 +56,10 @@ void check_options(const EXPORT_OPTIONS& options) {
       keep_stats_off_standard_output(options.m_device);
     return check_outputs(options.m_device, {options.m_output});
   }
-  if (!options.m_around.empty())
-    throw std::runtime_error("export: --format csr writes the whole graph, and takes no --around");
+  for (const CLI::Option* option : options.m_of_windows)
+    if (option->count() != 0)
+      throw std::runtime_error(
+          fmt::format("export: --format csr writes the whole graph, and takes no {}", option->get_name()));
   if (options.m_output == KEP_ATOMIC_FILE::STANDARD_OUTPUT)
     throw std::runtime_error("standard output: can't be written: arrays are four files in a folder (-o DIR)");
   check_outputs(options.m_device, get_csr_files(options.m_output), options.m_output);
@@ -96,6 +102,28 @@ bool export_graph(EXPORT_OPTIONS& options) {
   return true;
 }
 
+void add_window_options(CLI::App& command, EXPORT_OPTIONS& options) {
+  options.m_of_windows = {
+      add_text(command, "--around", options.m_around, "NODE",
+               "A node in the middle of the window; may be given more than once")
+          ->allow_extra_args(false),
+      command.add_option("--steps", options.m_limits.m_steps, "Edges from there to the rim of the window")
+          ->type_name("N")
+          ->check(CLI::Range(0, 1000000000), "")
+          ->capture_default_str(),
+      command
+          .add_option(
+              "--direction", options.m_direction,
+              "fanouts: what these nodes lead to; fanins: what leads to them; both: the one and the other")
+          ->type_name("WAY")
+          ->check(CLI::IsMember(get_names(DIRECTIONS)), "")
+          ->capture_default_str(),
+      command.add_option("--max-nodes", options.m_limits.m_max_nodes, "Refuse a window of more nodes")
+          ->type_name("N")
+          ->check(CLI::Range(1, 2147483647), "")
+          ->capture_default_str()};
+}
+
 } // namespace
 
 COMMAND add_export_command(CLI::App& app) {
@@ -115,24 +143,7 @@ COMMAND add_export_command(CLI::App& app) {
   add_text(*command, "-o", options->m_output, "FILE|DIR",
            "Write the window into this file, without -o to standard output; arrays, four files, into this "
            "folder");
-  add_text(*command, "--around", options->m_around, "NODE",
-           "A node in the middle of the window; may be given more than once")
-      ->allow_extra_args(false);
-  command->add_option("--steps", options->m_limits.m_steps, "Edges from there to the rim of the window")
-      ->type_name("N")
-      ->check(CLI::Range(0, 1000000000), "")
-      ->capture_default_str();
-  command
-      ->add_option(
-          "--direction", options->m_direction,
-          "fanouts: what these nodes lead to; fanins: what leads to them; both: the one and the other")
-      ->type_name("WAY")
-      ->check(CLI::IsMember(get_names(DIRECTIONS)), "")
-      ->capture_default_str();
-  command->add_option("--max-nodes", options->m_limits.m_max_nodes, "Refuse a window of more nodes")
-      ->type_name("N")
-      ->check(CLI::Range(1, 2147483647), "")
-      ->capture_default_str();
+  add_window_options(*command, *options);
   add_device_options(*command, options->m_device);
   command->footer(
       "Exit status: 0 done; 2 bad input or bad use, a name without a node and a window of too many "

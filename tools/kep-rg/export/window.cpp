@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <tuple>
 
 namespace {
 
@@ -14,19 +13,13 @@ using KEP_ROUTING::NUMBERED_GRAPH;
 using KEP_ROUTING::PATH_DIRECTION;
 using KEP_ROUTING::REACH;
 
-/// Adds what a search stands at. A node of both directions is one node, as far as the nearer way.
-void add(const REACH& reach, std::vector<WINDOW_NODE>& nodes) {
+/// Adds what a search stands at, but for what the others came to before. So a node of both directions is one
+/// node, as far as the nearer way.
+void add(const REACH& reach, const std::vector<REACH>& searches, std::vector<WINDOW_NODE>& nodes) {
   for (const std::uint32_t number : reach.get_nodes())
-    nodes.push_back({number, reach.get_steps()});
-}
-void make_unique(std::vector<WINDOW_NODE>& nodes) {
-  std::sort(nodes.begin(), nodes.end(), [](const WINDOW_NODE& left, const WINDOW_NODE& right) {
-    return std::tie(left.m_number, left.m_distance) < std::tie(right.m_number, right.m_distance);
-  });
-  const auto is_same = [](const WINDOW_NODE& left, const WINDOW_NODE& right) {
-    return left.m_number == right.m_number;
-  };
-  nodes.erase(std::unique(nodes.begin(), nodes.end(), is_same), nodes.end());
+    if (std::none_of(searches.begin(), searches.end(),
+                     [&](const REACH& other) { return &other != &reach && other.has_reached(number); }))
+      nodes.push_back({number, reach.get_steps()});
 }
 
 std::string get_steps_text(std::uint32_t steps) {
@@ -52,10 +45,9 @@ std::vector<WINDOW_NODE> find_window(const NUMBERED_GRAPH& graph, const std::vec
     searches.emplace_back(graph, middle, PATH_DIRECTION::TO_FANOUTS);
   if (limits.m_direction != WINDOW_DIRECTION::FANOUTS)
     searches.emplace_back(graph, middle, PATH_DIRECTION::TO_FANINS);
-  std::vector<WINDOW_NODE> nodes;
-  for (const REACH& search : searches)
-    add(search, nodes);
-  make_unique(nodes);
+  std::vector<WINDOW_NODE> nodes; // searches begin at the same ones
+  for (const std::uint32_t number : searches.front().get_nodes())
+    nodes.push_back({number, 0});
   if (nodes.size() > limits.m_max_nodes) refuse(0, 0, limits);
   bool goes_on = true;
   for (std::uint32_t steps = 1; goes_on && steps <= limits.m_steps; ++steps) {
@@ -63,11 +55,12 @@ std::vector<WINDOW_NODE> find_window(const NUMBERED_GRAPH& graph, const std::vec
     goes_on = false;
     for (REACH& search : searches) {
       if (!search.step()) continue;
-      add(search, nodes);
+      add(search, searches, nodes);
       goes_on = true;
     }
-    make_unique(nodes);
     if (nodes.size() > limits.m_max_nodes) refuse(steps, num_before, limits);
   }
+  std::sort(nodes.begin(), nodes.end(),
+            [](const WINDOW_NODE& left, const WINDOW_NODE& right) { return left.m_number < right.m_number; });
   return nodes;
 }

@@ -35,10 +35,7 @@ struct EDGE_FACTS {
 
 NODE_FACTS get_facts(const GRAPH& graph, const WINDOW_NODE& at) {
   const NODE node = graph.get_node(at.m_number);
-  const KEP_MODULE* module = node.is_boundary()
-                                 ? node.get_port()->get_parent()
-                                 : node.get_unfolded_inst_port().m_object->get_port()->get_parent();
-  return {at.m_number, node.get_name(NAME_STYLE), get_kind_text(node), module->get_plain_name(),
+  return {at.m_number, node.get_name(NAME_STYLE), get_kind_text(node), get_module(node)->get_plain_name(),
           at.m_distance};
 }
 
