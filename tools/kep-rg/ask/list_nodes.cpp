@@ -23,7 +23,8 @@ constexpr std::uint32_t NODES_PER_STEP = 10000; // of the progress
   std::string parent = path;
   std::vector<KEP_UNFOLDED_INSTANCE> found;
   while (found.empty() && !parent.empty()) {
-    parent.resize(std::min(parent.rfind('/'), parent.size()) == parent.size() ? 0 : parent.rfind('/'));
+    const std::size_t end = parent.rfind('/');
+    parent.resize(end == std::string::npos ? 0 : end);
     found = db.find_unfolded_instances(parent);
   }
   KEP_CLOSEST_NAMES closest(path);
@@ -39,8 +40,9 @@ constexpr std::uint32_t NODES_PER_STEP = 10000; // of the progress
   }
   const std::vector<std::string> names = closest.get_names();
   throw std::runtime_error(fmt::format("no instance \"{}\"; {}", path,
-                                       names.empty() ? parent + " has none inside"
-                                                     : fmt::format("closest: {}", fmt::join(names, ", "))));
+                                       names.empty()
+                                           ? (parent.empty() ? "the top" : parent) + " has none inside"
+                                           : fmt::format("closest: {}", fmt::join(names, ", "))));
 }
 
 /// Of the nodes at the ports of an instance, and of those inside of each of its views.

@@ -62,11 +62,6 @@ std::optional<NUMBER_CONDITION> find_number_condition(const std::string& text) {
   return condition;
 }
 
-const KEP_MODULE* get_module(const KEP_ROUTING::NODE& node) {
-  if (const KEP_PORT* port = node.get_port()) return port->get_parent();
-  return node.get_unfolded_inst_port().m_object->get_inst()->get_module();
-}
-
 NODE_FILTER::NODE_FILTER(const KEP_DB& db, const NODE_QUERY& query) : m_query(query) {
   if (!query.m_name.empty()) m_name.emplace(query.m_name);
   if (!query.m_module.empty()) m_modules = find_modules(db, query.m_module);

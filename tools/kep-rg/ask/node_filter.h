@@ -30,9 +30,6 @@ struct NODE_QUERY {
   NUMBER_CONDITION m_fanin;
 };
 
-/// The module that a node is a port of: the master of its instance, the top for a boundary node.
-const KEP_MODULE* get_module(const KEP_ROUTING::NODE& node);
-
 /// Tests nodes. What costs little comes first, and a name is made for those alone that pass the rest.
 class NODE_FILTER {
 public:

@@ -40,7 +40,8 @@ COMMAND add_info_command(CLI::App& app) {
       ->add_option("--complete", options->m_beginning,
                    "Print what the beginning of a node's name can become, one level further, a line each: "
                    "a/b/, a/b: and a/b:c; nothing when that is more than 5000 lines. For shells")
-      ->type_name("TEXT");
+      ->type_name("TEXT")
+      ->excludes("--json");
   add_version(*command);
   return {command, [options] {
             if (options->m_beginning) {

@@ -25,7 +25,8 @@ public:
   /// After the parse: puts the files into the device and gives the names of the nodes. Too few words, and a
   /// file where a name should stand, are told by std::runtime_error.
   std::vector<std::string> take(DEVICE_OPTIONS& device) const { return take(device, m_nodes.size()); }
-  /// The same where the names end with the one of that number, and the usage stands for another wish.
+  /// The same for a wish that takes the first so many of the names alone. A further word that can only be a
+  /// name is refused.
   std::vector<std::string> take(DEVICE_OPTIONS& device, std::size_t num_names) const;
 
 private:

@@ -19,6 +19,11 @@ const char* get_kind_text(const KEP_ROUTING::NODE& node) {
   return node.is_boundary() ? "boundary" : node.is_hipi() ? "hipi" : "uip";
 }
 
+const KEP_MODULE* get_module(const KEP_ROUTING::NODE& node) {
+  if (const KEP_PORT* port = node.get_port()) return port->get_parent();
+  return node.get_unfolded_inst_port().m_object->get_inst()->get_module();
+}
+
 TABLE_OUTPUT::TABLE_OUTPUT(std::vector<std::string> columns, bool is_json)
     : m_columns(std::move(columns)), m_is_json(is_json) {
   if (is_json) {

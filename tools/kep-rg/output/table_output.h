@@ -9,6 +9,8 @@
 
 /// How a dump and every list call the kind of a node: uip, hipi, boundary.
 const char* get_kind_text(const KEP_ROUTING::NODE& node);
+/// The module that a node is a port of: the master of its instance, the top for a boundary node.
+const KEP_MODULE* get_module(const KEP_ROUTING::NODE& node);
 
 /// A list on standard output, written as it is made: a head line with the names of the columns and a line for
 /// each row, with tabs in between; or a JSON array with an object a line.

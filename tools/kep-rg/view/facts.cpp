@@ -107,13 +107,6 @@ void append_findings(const FACTS& facts, std::string& text) {
 
 } // namespace
 
-std::uint64_t FACTS::get_num_findings() const {
-  std::uint64_t num = 0;
-  for (const FOUND_KIND& kind : m_findings)
-    num += kind.m_num;
-  return num;
-}
-
 FACTS find_facts(const KEP_DB& db, const DEVICE_OPTIONS& device, BUILD_STATS& stats) {
   const GRAPH& graph = *db.get_routing_template_graph();
   FACTS facts;

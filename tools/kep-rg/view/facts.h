@@ -28,8 +28,6 @@ struct FACTS {
   std::vector<FOUND_KIND> m_findings; ///< in the order in which `check` tells them
   std::vector<std::uint64_t> m_hops;  ///< element i: how many edges have a verified trace of i hops
   std::uint64_t m_num_untraced = 0;   ///< the other edges
-
-  std::uint64_t get_num_findings() const;
 };
 
 /// Runs the proof, the post checks and the traces of all edges on the device's finished graph.
