@@ -234,6 +234,7 @@ TEST_F(DatabaseCommand, TakesNoOtherInput) {
     expect_refused(command, "r.jsonl: d.kdb is a device database, to which nothing is added");
   expect_refused("build d.kdb --redundancy d.txt",
                  "d.txt: d.kdb is a device database, to which nothing is added");
+  expect_refused("check nothing.kdb r.jsonl", "nothing.kdb: can't be read: No such file or directory");
 }
 
 TEST_F(DatabaseCommand, IsNotWrittenWhereItCanNotBe) {

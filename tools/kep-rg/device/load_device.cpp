@@ -17,7 +17,9 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -47,8 +49,9 @@ void run_build(KEP_RG_BUILD& build, const DEVICE_OPTIONS& options) {
 }
 
 std::unique_ptr<KEP_DB> open_device(const DEVICE_OPTIONS& options, BUILD_STATS& stats) {
+  std::error_code ignored;
   for (const auto* more : {&options.m_routing, &options.m_redundancy})
-    if (!more->empty())
+    if (!more->empty() && std::filesystem::exists(options.m_model, ignored)) // else that is what is told
       throw std::runtime_error(fmt::format("{}: {} is a device database, to which nothing is added",
                                            kep_get_file_name(more->front()), options.m_model));
   const KEP_RG_PHASE_CLOCK timer(stats.m_phases, "load");
