@@ -157,7 +157,7 @@ class InstalledTest(unittest.TestCase):
 
     def test_bash_completes_commands(self):
         script = self.prefix / "share/bash-completion/completions/kep-rg"
-        asked = 'source "$1"; COMP_WORDS=("$2" im) COMP_CWORD=1; _kep_rg "$2"; echo "${COMPREPLY[@]}"; complete -p kep-rg'
+        asked = 'source "$1"; COMP_LINE="$2 im" COMP_POINT=$((${#2} + 3)); _kep_rg "$2"; echo "${COMPREPLY[@]}"; complete -p kep-rg'
         answered = run("bash", "-c", asked, "bash", script, self.prefix / "bin/kep-rg")
         self.assertEqual(answered, "import-icebox\ncomplete -o default -F _kep_rg kep-rg\n")
 

@@ -78,6 +78,12 @@ TEST_F(Completion, OffersTheChoicesOfAnOption) {
   EXPECT_THAT(m_offered, ElementsAre("grids"));
   complete("kep-rg generate --order=");
   EXPECT_THAT(m_offered, ElementsAre("alphabet", "number", "shuffled"));
+  complete("kep-rg export d.kdb --format ");
+  EXPECT_THAT(m_offered, ElementsAre("csr", "csv", "dot", "graphml", "json"));
+  complete("kep-rg export d.kdb --direction fan");
+  EXPECT_THAT(m_offered, ElementsAre("fanins", "fanouts"));
+  complete("kep-rg nodes d.kdb --kind ");
+  EXPECT_THAT(m_offered, ElementsAre("boundary", "hipi", "uip"));
   complete("kep-rg merge a.json --waive surplus");
   EXPECT_THAT(m_offered, ElementsAre("surplus-edge", "surplus-node"));
   complete("kep-rg check a.json --waive trace-");

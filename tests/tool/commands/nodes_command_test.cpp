@@ -62,6 +62,7 @@ TEST_F(NodesCommand, TakesKindsModulesAndNames) {
 TEST_F(NodesCommand, TakesAnInstance) {
   expect_rows("--under y", "y");
   expect_rows("--under y/m", "y");
+  expect_rows("--under y/", "y");
   expect_rows("--under y --name 'x/*'", "");
   expect_no("--under q", "no instance \"q\"; closest: l, r, x");
   expect_no("--under y/n", "no instance \"y/n\"; closest: y/m");

@@ -78,7 +78,8 @@ bool NODE_FILTER::passes(const KEP_ROUTING::NODE& node, std::string& name) const
 }
 
 std::string NODE_FILTER::get_instance() const {
-  if (!m_query.m_under.empty()) return m_query.m_under;
+  if (!m_query.m_under.empty()) // which completion ends with "/"
+    return m_query.m_under.substr(0, m_query.m_under.find_last_not_of('/') + 1);
   const std::string_view prefix = m_name ? m_name->get_prefix() : std::string_view();
   const std::size_t end = prefix.find_last_of("/:");
   return end == std::string_view::npos ? "" : std::string(prefix.substr(0, end));

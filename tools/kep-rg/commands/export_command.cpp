@@ -115,8 +115,8 @@ void add_window_options(CLI::App& command, EXPORT_OPTIONS& options) {
           .add_option(
               "--direction", options.m_direction,
               "fanouts: what these nodes lead to; fanins: what leads to them; both: the one and the other")
-          ->type_name("WAY")
-          ->check(CLI::IsMember(get_names(DIRECTIONS)), "")
+          ->type_name(fmt::format("{}", fmt::join(get_names(DIRECTIONS), "|")))
+          ->check(CLI::IsMember(get_names(DIRECTIONS)).description(""))
           ->capture_default_str(),
       command.add_option("--max-nodes", options.m_limits.m_max_nodes, "Refuse a window of more nodes")
           ->type_name("N")
@@ -137,9 +137,9 @@ COMMAND add_export_command(CLI::App& app) {
   command
       ->add_option("--format", options->m_format,
                    "csr: the whole graph as arrays by number; csv, dot, graphml or json: a window")
-      ->type_name("FORMAT")
+      ->type_name(fmt::format("{}", fmt::join(formats, "|")))
       ->required()
-      ->check(CLI::IsMember(formats), "");
+      ->check(CLI::IsMember(formats).description(""));
   add_text(*command, "-o", options->m_output, "FILE|DIR",
            "Write the window into this file, without -o to standard output; arrays, four files, into this "
            "folder");

@@ -44,8 +44,8 @@ void add_options(CLI::App& command, NODES_OPTIONS& options) {
                 "10..20");
   add_condition(command, "--fanin", query.m_fanin, "Nodes with so many fanins");
   command.add_option("--kind", query.m_kind, "Nodes of this kind: uip, hipi or boundary")
-      ->type_name("KIND")
-      ->check(CLI::IsMember({"uip", "hipi", "boundary"}));
+      ->type_name("uip|hipi|boundary")
+      ->check(CLI::IsMember({"uip", "hipi", "boundary"}).description(""));
   add_text(command, "--name", query.m_name, "GLOB",
            "Nodes whose full name fits: * stands for any text, / and : too, ? for a character, [0-3] for one "
            "of a set; brackets may stand for themselves");
