@@ -65,7 +65,7 @@ TEST_F(Facts, AreFindingsAndHops) {
   const FACTS facts = find();
   EXPECT_TRUE(facts.m_is_checked);
   EXPECT_THAT(get_texts(facts), ElementsAre(UNREACHABLE)); // no input leads into a ring
-  EXPECT_THAT(facts.m_hops, ElementsAre(0, 0, 3)); // to the mux input, through the mux
+  EXPECT_THAT(facts.m_hops, ElementsAre(0, 0, 3));         // to the mux input, through the mux
   EXPECT_EQ(facts.m_num_untraced, 0U);
 }
 
