@@ -209,6 +209,7 @@ void KEP_CLASS_COMPARER::list_sources(unsigned side) {
 
 bool KEP_CLASS_COMPARER::is_like_list(const KEP_NODE_SHAPE& first, const KEP_NODE_SHAPE& second) const {
   if (first.m_num_real != second.m_num_real || first.m_num_fanouts != second.m_num_fanouts) return false;
+  if (first.m_num_fanouts == 0) return true; // there may be no table
   const KEP_EDGE_TABLES& first_tables = m_graphs[0]->get_tables();
   const KEP_EDGE_TABLES& second_tables = m_graphs[1]->get_tables();
   if (std::memcmp(first_tables.m_fanouts + first.m_first_fanout,

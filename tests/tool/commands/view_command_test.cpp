@@ -116,9 +116,9 @@ TEST_F(ViewCommand, FindingsNameNodesAndEdgesByTheirPlaceInTheDump) {
   while (std::getline(lines, line))
     nodes.push_back(line.substr(0, line.find('\t')));
   std::size_t num_seen = 0;
-  for (const simdjson::dom::element kind : get_facts(read("page.html"))["findings"].get_array().value()) {
+  for (const simdjson::dom::element kind : get_facts(read("page.html"))["findings"].get_array()) {
     if (kind["subject"].get_string().value() != "trace") continue;
-    for (const simdjson::dom::element found : kind["first"].get_array().value()) {
+    for (const simdjson::dom::element found : kind["first"].get_array()) {
       const std::string text(found.at(2).get_string().value());
       const auto node = static_cast<std::size_t>(found.at(0).get_int64().value());
       ASSERT_LT(node, nodes.size());
