@@ -2,7 +2,6 @@
 
 #include "kep/kep_routing_graph.h"
 #include "kep/kep_unfolded.h"
-#include "kep_io/kep_find_nodes.h"
 
 #include <algorithm>
 #include <set>
